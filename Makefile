@@ -1,0 +1,51 @@
+# The commands a newcomer types. Each does its own set-up: make and apt are all that has to be there.
+# `make test preset=dev` runs the tests of another preset of CMakePresets.json.
+preset ?= release
+PREFIX ?= /usr/local
+cores := $(shell nproc)
+release := build/release
+sources = find tessel qfcore tests bench examples -name '*.cpp' -o -name '*.h'
+
+.PHONY: build run test bench install setup setup-check format check-format check-clang tidy clean
+.DEFAULT_GOAL := build
+
+build: $(release)/build.ninja
+	cmake --build --preset release --target tessel tessel_runtime qfcore
+
+run: build
+	$(release)/bin/tessel examples/ecg.tsl
+
+test: build/$(preset)/build.ninja
+	cmake --build --preset $(preset)
+	ctest --preset $(preset) -j $(cores)
+
+bench: $(release)/build.ninja
+	cmake --build --preset release --target bench
+	$(release)/bin/bench
+
+install: build
+	cmake --install $(release) --prefix "$(PREFIX)"
+
+setup:
+	@cmake/setup.sh
+
+setup-check:
+	@cmake/setup.sh check
+
+build/%/build.ninja: CMakePresets.json | setup
+	cmake --preset $*
+
+format: setup-check
+	$(sources) | xargs clang-format -i
+
+check-format: setup-check
+	$(sources) | xargs clang-format --dry-run --Werror
+
+check-clang: setup-check build/clang/build.ninja
+	cmake --build --preset clang
+
+tidy: setup-check build/clang/build.ninja
+	run-clang-tidy -quiet -p build/clang '$(CURDIR)/(tessel|qfcore)/'
+
+clean:
+	rm -rf build
