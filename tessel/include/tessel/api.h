@@ -1,0 +1,4 @@
+/// Marks what the host library exports to the modules that it loads.
+#pragma once
+
+#define TESSEL_API __attribute__((visibility("default")))

@@ -1,0 +1,43 @@
+/// Errors and warnings, each with an identifier and a text.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "tessel/api.h"
+
+namespace tessel {
+
+/// An error of the host: what a script's `catch err` receives. `what()` is the text.
+class TESSEL_API HostError : public std::runtime_error {
+ public:
+  HostError(std::string identifier, const std::string& text);
+  ~HostError() override;
+  /// Colon-separated, such as "Tessel:badsubscript"; empty where an error has none.
+  const std::string& identifier() const { return identifier_; }
+
+ private:
+  std::string identifier_;
+};
+
+/// Raises a host error.
+[[noreturn]] TESSEL_API void raiseError(std::string identifier, const std::string& text);
+
+/// Issues a warning: one line "Warning: TEXT" on standard error, unless `identifier` is switched off. Either way it is
+/// remembered for `lastWarning`.
+TESSEL_API void warn(std::string_view identifier, std::string_view text);
+
+struct Warning {
+  std::string identifier;
+  std::string text;
+};
+/// The warning issued last; both texts are empty when there was none. Assigning forgets or replaces it.
+TESSEL_API Warning& lastWarning();
+
+/// Switches the warnings of one identifier, or of all with "all", on or off.
+TESSEL_API void setWarningEnabled(std::string_view identifier, bool enabled);
+/// Whether a warning of that identifier is shown; with "all", one of an identifier that was never switched by itself.
+TESSEL_API bool isWarningEnabled(std::string_view identifier);
+
+}  // namespace tessel

@@ -1,0 +1,426 @@
+#include "tessel/array.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+#include <iterator>
+
+#include "tessel/messages.h"
+#include "tessel/objects.h"
+#include "tessel/runtime/arraydata.h"
+#include "tessel/runtime/convert.h"
+#include "tessel/runtime/dispatch.h"
+
+namespace tessel {
+
+namespace {
+
+const Dimensions kNoElements{0, 0};
+const Dimensions kOneElement{1, 1};
+
+[[noreturn]] void raiseTooLarge() {
+  raiseError("Tessel:arrayTooLarge", "The array would have more elements than memory can hold.");
+}
+
+bool holdsBytes(ArrayClass arrayClass) { return arrayClass <= ArrayClass::Char; }
+
+[[noreturn]] void raiseWrongClass(const HostArray& array, const char* wanted) {
+  raiseError("Tessel:wrongClass",
+             "A " + std::string(wanted) + " array is needed, not one of class '" + array.className() + "'.");
+}
+
+/// The part of an array's content that its class has, or the error that names the class wanted.
+template <class Content, class Data>
+auto& contentOf(const HostArray& array, Data* data, const char* wanted) {
+  auto* content = data == nullptr ? nullptr : std::get_if<Content>(&data->content);
+  if (content == nullptr) raiseWrongClass(array, wanted);
+  return *content;
+}
+
+std::size_t positionOf(const std::vector<std::string>& names, std::string_view name) {
+  return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) - names.begin());
+}
+
+}  // namespace
+
+FunctionValue::~FunctionValue() = default;
+
+Dimensions normalized(Dimensions dims) {
+  if (dims.size() < 2) dims.resize(2, 1);
+  while (dims.size() > 2 && dims.back() == 1) dims.pop_back();
+  return dims;
+}
+
+std::size_t elementCount(const Dimensions& dims) {
+  if (std::find(dims.begin(), dims.end(), 0u) != dims.end()) return 0;
+  std::size_t count = 1;
+  for (std::size_t d : dims) {
+    if (__builtin_mul_overflow(count, d, &count)) raiseTooLarge();
+  }
+  return count;
+}
+
+void requireMemory(std::size_t count, std::size_t bytesEach) {
+  static const std::size_t available =
+      static_cast<std::size_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  if (count > available / bytesEach) raiseTooLarge();
+}
+
+std::size_t elementSize(ArrayClass arrayClass) {
+  return visitElementType(arrayClass, [](auto zero) { return sizeof zero; });
+}
+
+// Making arrays
+
+HostArray HostArray::zeros(ArrayClass arrayClass, Dimensions dims, bool isComplex) {
+  assert(holdsBytes(arrayClass));
+  dims = normalized(std::move(dims));
+  HostArray a;
+  a.class_ = arrayClass;
+  if (!isComplex && (dims == kOneElement || dims == kNoElements)) {
+    a.smallCount_ = static_cast<std::uint8_t>(dims[0]);
+    return a;
+  }
+  a.data_ = std::make_shared<Data>();
+  a.data_->numel = elementCount(dims);
+  a.data_->dims = std::move(dims);
+  requireMemory(a.data_->numel, elementSize(arrayClass));
+  auto& content = std::get<NumericContent>(a.data_->content);
+  content.real.resize(a.data_->numel * elementSize(arrayClass));
+  content.isComplex = isComplex;
+  if (isComplex) content.imag.resize(content.real.size());
+  return a;
+}
+
+HostArray HostArray::scalar(double value) { return scalarOf(value); }
+
+HostArray HostArray::logical(bool value) { return scalarOf(value); }
+
+HostArray HostArray::text(std::string_view text) {
+  HostArray a = zeros(ArrayClass::Char, text.empty() ? kNoElements : Dimensions{1, text.size()});
+  std::copy(text.begin(), text.end(), a.mutableReal<char>());
+  return a;
+}
+
+HostArray HostArray::charMatrix(const std::vector<std::string>& rows) {
+  std::size_t longest = 0;
+  for (const std::string& row : rows) longest = std::max(longest, row.size());
+  HostArray a = zeros(ArrayClass::Char, {rows.size(), longest});
+  char* chars = a.mutableReal<char>();
+  std::fill_n(chars, a.numel(), ' ');
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    for (std::size_t j = 0; j < rows[i].size(); ++j) chars[j * rows.size() + i] = rows[i][j];
+  }
+  return a;
+}
+
+HostArray HostArray::cell(Dimensions dims) {
+  HostArray a;
+  a.class_ = ArrayClass::Cell;
+  a.data_ = std::make_shared<Data>();
+  a.data_->dims = normalized(std::move(dims));
+  a.data_->numel = elementCount(a.data_->dims);
+  requireMemory(a.data_->numel, sizeof(HostArray));
+  a.data_->content.emplace<CellContent>(a.data_->numel);
+  return a;
+}
+
+HostArray HostArray::structure(Dimensions dims, std::vector<std::string> fields) {
+  HostArray a;
+  a.class_ = ArrayClass::Struct;
+  a.data_ = std::make_shared<Data>();
+  a.data_->dims = normalized(std::move(dims));
+  a.data_->numel = elementCount(a.data_->dims);
+  requireMemory(a.data_->numel, sizeof(HostArray) * std::max<std::size_t>(fields.size(), 1));
+  StructContent& content = a.data_->content.emplace<StructContent>();
+  content.values.assign(fields.size(), CellContent(a.data_->numel));
+  content.names = std::move(fields);
+  return a;
+}
+
+HostArray HostArray::object(std::shared_ptr<HostObject> object) { return objects({std::move(object)}, {1, 1}); }
+
+HostArray HostArray::objects(std::vector<std::shared_ptr<HostObject>> objects, Dimensions dims) {
+  HostArray a;
+  a.class_ = ArrayClass::Object;
+  a.data_ = std::make_shared<Data>();
+  a.data_->dims = normalized(std::move(dims));
+  a.data_->numel = elementCount(a.data_->dims);
+  assert(a.data_->numel == objects.size());
+  ObjectContent& content = a.data_->content.emplace<ObjectContent>();
+  if (!objects.empty() && objects.front() != nullptr) content.hostClass = &objects.front()->hostClass();
+  content.elements = std::move(objects);
+  return a;
+}
+
+HostArray HostArray::function(std::shared_ptr<const FunctionValue> function) {
+  HostArray a;
+  a.class_ = ArrayClass::Function;
+  a.data_ = std::make_shared<Data>();
+  a.data_->dims = kOneElement;
+  a.data_->numel = 1;
+  a.data_->content = std::move(function);
+  return a;
+}
+
+// Class and sizes
+
+const char* nameOf(ArrayClass arrayClass) {
+  static constexpr const char* names[] = {"double", "single", "int8",   "uint8",          "int16",   "uint16",
+                                          "int32",  "uint32", "int64",  "uint64",         "logical", "char",
+                                          "cell",   "struct", "object", "function_handle"};
+  return names[static_cast<std::size_t>(arrayClass)];
+}
+
+const HostClass* objectClass(const HostArray& array) {
+  return array.isObject() ? ArrayAccess::objects(array).hostClass : nullptr;
+}
+
+std::string HostArray::className() const {
+  const HostClass* hostClass = objectClass(*this);
+  return hostClass != nullptr ? hostClass->qualifiedName() : nameOf(class_);
+}
+
+const Dimensions& HostArray::dims() const {
+  if (data_ != nullptr) return data_->dims;
+  return smallCount_ == 0 ? kNoElements : kOneElement;
+}
+
+std::size_t HostArray::dim(std::size_t d) const { return d < dims().size() ? dims()[d] : 1; }
+
+std::size_t HostArray::numel() const { return data_ != nullptr ? data_->numel : smallCount_; }
+
+bool HostArray::isVector() const { return dims().size() == 2 && numel() > 0 && (dim(0) == 1 || dim(1) == 1); }
+
+bool HostArray::isComplex() const {
+  return data_ != nullptr && holdsBytes(class_) && std::get<NumericContent>(data_->content).isComplex;
+}
+
+bool HostArray::isText() const { return isChar() && dims().size() == 2 && dim(0) <= 1; }
+
+void HostArray::reshape(Dimensions dims) {
+  dims = normalized(std::move(dims));
+  if (dims == this->dims()) return;
+  if (elementCount(dims) != numel()) {
+    raiseError("Tessel:reshapeCount", "To reshape an array, the number of elements must not change.");
+  }
+  unshared().dims = std::move(dims);
+}
+
+// Storage
+
+HostArray::Data& HostArray::unshared() {
+  if (data_ == nullptr) {
+    auto data = std::make_shared<Data>();
+    data->dims = dims();
+    data->numel = smallCount_;
+    auto& bytes = std::get<NumericContent>(data->content).real;
+    bytes.assign(small_.begin(),
+                 small_.begin() + static_cast<std::ptrdiff_t>(smallCount_ * elementSize(class_)));
+    data_ = std::move(data);
+  } else if (data_.use_count() > 1) {
+    data_ = std::make_shared<Data>(*data_);
+  }
+  return *data_;
+}
+
+const void* HostArray::realData() const {
+  if (data_ == nullptr) return small_.data();
+  return contentOf<NumericContent>(*this, data_.get(), "numeric").real.data();
+}
+
+const void* HostArray::imagData() const {
+  if (!isComplex()) return nullptr;
+  return std::get<NumericContent>(data_->content).imag.data();
+}
+
+void* HostArray::mutableRealData() {
+  if (data_ == nullptr) return small_.data();
+  return contentOf<NumericContent>(*this, &unshared(), "numeric").real.data();
+}
+
+void* HostArray::mutableImagData() {
+  auto& content = contentOf<NumericContent>(*this, &unshared(), "numeric");
+  if (!content.isComplex) {
+    content.imag.resize(content.real.size());
+    content.isComplex = true;
+  }
+  return content.imag.data();
+}
+
+void HostArray::makeReal() {
+  if (!isComplex()) return;
+  auto& content = std::get<NumericContent>(unshared().content);
+  content.isComplex = false;
+  content.imag = {};
+}
+
+// Values
+
+double HostArray::realAt(std::size_t i) const {
+  assert(i < numel());
+  return visitElementType(class_, [&](auto zero) { return convertElement<double>(real<decltype(zero)>()[i]); });
+}
+
+double HostArray::imagAt(std::size_t i) const {
+  assert(i < numel());
+  if (!isComplex()) return 0;
+  return visitElementType(class_, [&](auto zero) { return convertElement<double>(imag<decltype(zero)>()[i]); });
+}
+
+double HostArray::scalarValue() const {
+  if (numel() != 1 || isComplex() || !holdsBytes(class_)) {
+    raiseError("Tessel:mustBeScalar", "The value must be a real scalar.");
+  }
+  return realAt(0);
+}
+
+std::string HostArray::toText() const {
+  if (!isText()) raiseError("Tessel:mustBeText", "The value must be a text.");
+  return {real<char>(), numel()};
+}
+
+std::vector<std::string> HostArray::textRows() const {
+  if (!isChar() || dims().size() > 2) raiseError("Tessel:mustBeText", "The value must be a char matrix.");
+  std::vector<std::string> rows(dim(0), std::string(dim(1), ' '));
+  const char* chars = real<char>();
+  for (std::size_t i = 0; i < numel(); ++i) rows[i % dim(0)][i / dim(0)] = chars[i];
+  return rows;
+}
+
+// Cells, structures, objects, functions
+
+const HostArray& HostArray::cellAt(std::size_t i) const {
+  const auto& cells = contentOf<CellContent>(*this, data_.get(), "cell");
+  assert(i < cells.size());
+  return cells[i];
+}
+
+HostArray& HostArray::mutableCellAt(std::size_t i) {
+  auto& cells = contentOf<CellContent>(*this, &unshared(), "cell");
+  assert(i < cells.size());
+  return cells[i];
+}
+
+const std::vector<std::string>& HostArray::fieldNames() const {
+  return contentOf<StructContent>(*this, data_.get(), "structure").names;
+}
+
+bool HostArray::hasField(std::string_view field) const {
+  return isStruct() && positionOf(fieldNames(), field) < fieldNames().size();
+}
+
+const HostArray& HostArray::fieldAt(std::string_view field, std::size_t i) const {
+  const auto& content = contentOf<StructContent>(*this, data_.get(), "structure");
+  const std::size_t row = positionOf(content.names, field);
+  if (row == content.names.size()) {
+    raiseError("Tessel:nonExistentField", "Reference to non-existent field '" + std::string(field) + "'.");
+  }
+  assert(i < numel());
+  return content.values[row][i];
+}
+
+HostArray& HostArray::mutableFieldAt(std::string_view field, std::size_t i) {
+  ArrayAccess::addField(*this, field);
+  auto& content = std::get<StructContent>(data_->content);
+  assert(i < numel());
+  return content.values[positionOf(content.names, field)][i];
+}
+
+void HostArray::removeField(std::string_view field) {
+  if (!hasField(field)) {
+    raiseError("Tessel:nonExistentField", "Reference to non-existent field '" + std::string(field) + "'.");
+  }
+  auto& content = std::get<StructContent>(unshared().content);
+  const auto row = static_cast<std::ptrdiff_t>(positionOf(content.names, field));
+  content.names.erase(content.names.begin() + row);
+  content.values.erase(content.values.begin() + row);
+}
+
+const std::shared_ptr<HostObject>& HostArray::objectAt(std::size_t i) const {
+  const auto& content = contentOf<ObjectContent>(*this, data_.get(), "object");
+  assert(i < content.elements.size());
+  return content.elements[i];
+}
+
+HostObject& HostArray::mutableObject() {
+  const auto& content = contentOf<ObjectContent>(*this, data_.get(), "object");
+  if (content.elements.size() != 1) raiseError("Tessel:mustBeScalar", "The value must be one object.");
+  if (!content.hostClass->isValueClass()) return *content.elements[0];
+  auto& object = std::get<ObjectContent>(unshared().content).elements[0];
+  if (object.use_count() > 1) object = object->clone();
+  return *object;
+}
+
+const std::shared_ptr<const FunctionValue>& HostArray::functionValue() const {
+  return contentOf<FunctionContent>(*this, data_.get(), "function");
+}
+
+// For the runtime's kernels
+
+HostArray ArrayAccess::filled(const HostArray& like, Dimensions dims) {
+  switch (like.arrayClass()) {
+    case ArrayClass::Cell: return HostArray::cell(std::move(dims));
+    case ArrayClass::Struct: return HostArray::structure(std::move(dims), like.fieldNames());
+    case ArrayClass::Object: {
+      const std::size_t count = elementCount(dims);
+      requireMemory(count, sizeof(std::shared_ptr<HostObject>));
+      HostArray a = HostArray::objects(std::vector<std::shared_ptr<HostObject>>(count), std::move(dims));
+      std::get<ObjectContent>(a.data_->content).hostClass = objects(like).hostClass;
+      return a;
+    }
+    default: break;
+  }
+  HostArray a = HostArray::zeros(like.arrayClass(), std::move(dims), like.isComplex());
+  if (a.isChar()) std::fill_n(a.mutableReal<char>(), a.numel(), ' ');
+  return a;
+}
+
+void ArrayAccess::extend(HostArray& array, Dimensions dims) {
+  dims = normalized(std::move(dims));
+  const std::size_t count = elementCount(dims);
+  const std::size_t bytesEach = holdsBytes(array.class_) ? elementSize(array.class_) : sizeof(HostArray);
+  requireMemory(count, bytesEach);
+  HostArray::Data& data = array.unshared();
+  if (auto* numeric = std::get_if<NumericContent>(&data.content)) {
+    numeric->real.resize(count * bytesEach, array.isChar() ? std::byte{' '} : std::byte{0});
+    if (numeric->isComplex) numeric->imag.resize(count * bytesEach);
+  } else if (auto* cells = std::get_if<CellContent>(&data.content)) {
+    cells->resize(count);
+  } else if (auto* fields = std::get_if<StructContent>(&data.content)) {
+    for (auto& values : fields->values) values.resize(count);
+  } else {
+    std::get<ObjectContent>(data.content).elements.resize(count);
+  }
+  data.numel = count;
+  data.dims = std::move(dims);
+}
+
+std::shared_ptr<HostObject>* ArrayAccess::mutableObjects(HostArray& array) {
+  return std::get<ObjectContent>(array.unshared().content).elements.data();
+}
+
+const ObjectContent& ArrayAccess::objects(const HostArray& array) {
+  return std::get<ObjectContent>(array.data_->content);
+}
+
+void ArrayAccess::addField(HostArray& structure, std::string_view name) {
+  auto& content = contentOf<StructContent>(structure, &structure.unshared(), "structure");
+  if (positionOf(content.names, name) < content.names.size()) return;
+  content.values.emplace_back(structure.numel());
+  content.names.emplace_back(name);
+}
+
+void ArrayAccess::orderFields(HostArray& structure, const std::vector<std::string>& names) {
+  if (structure.fieldNames() == names) return;
+  auto& content = std::get<StructContent>(structure.unshared().content);
+  StructContent ordered{names, {}};
+  for (const std::string& name : names) {
+    ordered.values.push_back(std::move(content.values[positionOf(content.names, name)]));
+  }
+  content = std::move(ordered);
+}
+
+}  // namespace tessel

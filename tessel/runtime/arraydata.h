@@ -1,0 +1,87 @@
+/// The storage behind HostArray, for the runtime's own kernels.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "tessel/array.h"
+
+namespace tessel {
+
+class HostClass;
+
+struct NumericContent {
+  std::vector<std::byte> real, imag;  ///< `imag` is empty for a real array
+  bool isComplex = false;
+};
+struct StructContent {
+  std::vector<std::string> names;
+  std::vector<std::vector<HostArray>> values;  ///< one row a name, one entry an element
+};
+struct ObjectContent {
+  const HostClass* hostClass = nullptr;  ///< null when never known
+  std::vector<std::shared_ptr<HostObject>> elements;
+};
+using CellContent = std::vector<HostArray>;
+using FunctionContent = std::shared_ptr<const FunctionValue>;
+
+struct HostArray::Data {
+  Dimensions dims;
+  std::size_t numel = 0;
+  std::variant<NumericContent, CellContent, StructContent, ObjectContent, FunctionContent> content;
+};
+
+/// Sizes with at least two entries and no trailing ones beyond the second.
+Dimensions normalized(Dimensions dims);
+/// The product of the sizes. Raises "Tessel:arrayTooLarge" when it does not fit.
+std::size_t elementCount(const Dimensions& dims);
+/// Raises "Tessel:arrayTooLarge" when `count` things of `bytesEach` exceed the machine's memory.
+void requireMemory(std::size_t count, std::size_t bytesEach);
+/// Bytes of one element of a numeric class, logical or char.
+std::size_t elementSize(ArrayClass arrayClass);
+
+/// What kernels over all classes need beyond the public interface.
+struct ArrayAccess {
+  /// An array of the class, fields, class of objects and complexity of `like`: zero, false, blank, empty, null
+  /// objects.
+  static HostArray filled(const HostArray& like, Dimensions dims);
+  /// Changes the sizes in place so that the elements that are there keep their linear positions; new elements
+  /// are as `filled` makes them. Repeated growth costs constant time an element. Not for function values.
+  static void extend(HostArray& array, Dimensions dims);
+  /// Objects for writing, null ones allowed.
+  static std::shared_ptr<HostObject>* mutableObjects(HostArray& array);
+  static const ObjectContent& objects(const HostArray& array);
+  /// Adds a field of empty arrays where a structure array, which may be empty, lacks it.
+  static void addField(HostArray& structure, std::string_view name);
+  /// Puts the fields in the order of `names`, which must be the same set.
+  static void orderFields(HostArray& structure, const std::vector<std::string>& names);
+};
+
+/// Calls `kernel(T* to, const T* from)` for each pair of element buffers of two arrays of one class: the real
+/// and the imaginary parts, the cells, each field (which must be in one order), the objects. Imaginary parts
+/// that `from` lacks are left out; `to` must have those that `from` has. Neither array may be a function value.
+template <class Kernel>
+void forEachBuffer(HostArray& to, const HostArray& from, Kernel&& kernel) {
+  if (to.isEmpty() || from.isEmpty()) return;
+  switch (to.arrayClass()) {
+    case ArrayClass::Cell: kernel(&to.mutableCellAt(0), &from.cellAt(0)); break;
+    case ArrayClass::Struct:
+      for (const std::string& name : to.fieldNames()) kernel(&to.mutableFieldAt(name), &from.fieldAt(name));
+      break;
+    case ArrayClass::Object:
+      kernel(ArrayAccess::mutableObjects(to), ArrayAccess::objects(from).elements.data());
+      break;
+    default:
+      visitElementType(to.arrayClass(), [&](auto zero) {
+        using T = decltype(zero);
+        kernel(to.mutableReal<T>(), from.real<T>());
+        if (from.isComplex()) kernel(to.mutableImag<T>(), from.imag<T>());
+      });
+  }
+}
+
+}  // namespace tessel

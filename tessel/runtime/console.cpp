@@ -1,0 +1,39 @@
+#include "tessel/runtime/console.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace tessel {
+
+namespace {
+
+ConsoleRedirect* innermostRedirect = nullptr;
+
+}  // namespace
+
+ConsoleRedirect::ConsoleRedirect() : outer_(innermostRedirect) { innermostRedirect = this; }
+
+ConsoleRedirect::~ConsoleRedirect() { innermostRedirect = outer_; }
+
+void print(std::string_view text) {
+  if (innermostRedirect != nullptr)
+    innermostRedirect->text_ += text;
+  else
+    std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+void printFormatted(const char* format, ...) {
+  va_list arguments, again;
+  va_start(arguments, format);
+  va_copy(again, arguments);
+  const int length = std::vsnprintf(nullptr, 0, format, arguments);
+  va_end(arguments);
+  if (length > 0) {
+    std::string text(static_cast<std::size_t>(length), '\0');
+    std::vsnprintf(text.data(), text.size() + 1, format, again);
+    print(text);
+  }
+  va_end(again);
+}
+
+}  // namespace tessel

@@ -1,0 +1,99 @@
+#include "tessel/runtime/elements.h"
+
+#include "tessel/messages.h"
+
+namespace tessel {
+
+void raiseUndefinedFor(std::string_view function, const HostArray& argument) {
+  raiseError("Tessel:UndefinedFunction", "Undefined function '" + std::string(function) +
+                                             "' for input arguments of type '" + argument.className() + "'.");
+}
+
+void raiseComplexNotAllowed(std::string_view function) {
+  raiseError("Tessel:complexNotAllowed", "Function '" + std::string(function) + "' is not defined for complex arrays.");
+}
+
+void requireNumeric(std::string_view function, const HostArray& argument) {
+  if (!argument.isNumeric() && !argument.isLogical() && !argument.isChar()) raiseUndefinedFor(function, argument);
+}
+
+void requireReal(std::string_view function, const HostArray& argument) {
+  requireNumeric(function, argument);
+  if (argument.isComplex()) raiseComplexNotAllowed(function);
+}
+
+ArrayClass arithmeticClass(std::string_view function, const HostArray& a, const HostArray& b) {
+  requireNumeric(function, a);
+  requireNumeric(function, b);
+  const ArrayClass left = numericClass(a.arrayClass()), right = numericClass(b.arrayClass());
+  if (isIntegerClass(left) && isIntegerClass(right) && left != right) {
+    raiseError("Tessel:mixedIntegers", "Integers can only be combined with integers of the same class, or doubles.");
+  }
+  if (isIntegerClass(left)) return left;
+  if (isIntegerClass(right)) return right;
+  return std::max(left, right);  // Double < Single
+}
+
+const Dimensions& commonSize(const HostArray& a, const HostArray& b) {
+  if (a.isScalar()) return b.dims();
+  if (!b.isScalar() && a.dims() != b.dims()) raiseError("Tessel:dimagree", "Matrix dimensions must agree.");
+  return a.dims();
+}
+
+HostArray narrowed(HostArray a) {
+  if (!a.isComplex()) return a;
+  const bool allZero = visitElementType(a.arrayClass(), [&](auto zero) {
+    const auto* im = a.imag<decltype(zero)>();
+    return std::all_of(im, im + a.numel(), [](auto x) { return x == 0; });
+  });
+  if (allZero) a.makeReal();
+  return a;
+}
+
+std::vector<double> realParts(const HostArray& a) {
+  std::vector<double> values(a.numel());
+  loadElements(a, false, 0, 1, values.size(), values.data());
+  return values;
+}
+
+std::vector<double> imaginaryParts(const HostArray& a) {
+  std::vector<double> values(a.numel());
+  loadElements(a, true, 0, 1, values.size(), values.data());
+  return values;
+}
+
+HostArray rearranged(const HostArray& a, const std::vector<std::size_t>& positions, Dimensions dims) {
+  const auto forEach = [&](auto&& copy) {
+    for (std::size_t i = 0; i < positions.size(); ++i)
+      if (positions[i] != kNoElement) copy(i, positions[i]);
+  };
+  if (a.isCell()) {
+    HostArray result = HostArray::cell(std::move(dims));
+    forEach([&](std::size_t to, std::size_t from) { result.mutableCellAt(to) = a.cellAt(from); });
+    return result;
+  }
+  if (a.isStruct()) {
+    HostArray result = HostArray::structure(std::move(dims), a.fieldNames());
+    for (const std::string& field : a.fieldNames())
+      forEach([&](std::size_t to, std::size_t from) { result.mutableFieldAt(field, to) = a.fieldAt(field, from); });
+    return result;
+  }
+  if (a.isObject()) {
+    std::vector<std::shared_ptr<HostObject>> objects(positions.size());
+    forEach([&](std::size_t to, std::size_t from) { objects[to] = a.objectAt(from); });
+    return HostArray::objects(std::move(objects), std::move(dims));
+  }
+  if (a.isFunction()) return a;
+  HostArray result = HostArray::zeros(a.arrayClass(), std::move(dims), a.isComplex());
+  visitElementType(a.arrayClass(), [&](auto zero) {
+    using T = decltype(zero);
+    T* re = result.mutableReal<T>();
+    forEach([&, in = a.real<T>()](std::size_t to, std::size_t from) { re[to] = in[from]; });
+    if (!a.isComplex()) return;
+    T* im = result.mutableImag<T>();
+    forEach([&, in = a.imag<T>()](std::size_t to, std::size_t from) { im[to] = in[from]; });
+  });
+  return result;
+}
+
+}  // namespace tessel

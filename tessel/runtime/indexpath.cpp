@@ -1,0 +1,350 @@
+#include "tessel/runtime/indexpath.h"
+
+#include <optional>
+#include <utility>
+
+#include "tessel/messages.h"
+#include "tessel/objects.h"
+#include "tessel/runtime/arraydata.h"
+#include "tessel/runtime/dispatch.h"
+#include "tessel/runtime/indexing.h"
+#include "tessel/runtime/positions.h"
+
+namespace tessel {
+
+namespace {
+
+using Kind = IndexLevel::Kind;
+
+[[noreturn]] void raiseNotOneValue() {
+  raiseError("Tessel:notOneValue",
+             "Only one value can be indexed further, but the expression selects none or several.");
+}
+
+[[noreturn]] void raiseBadStructure() {
+  raiseError("Tessel:badIndexStructure",
+             "An index structure has the fields 'type' ('()', '{}' or '.') and 'subs' (a cell of subscripts or "
+             "a name).");
+}
+
+// Index structures
+
+IndexLevel readLevel(const HostArray& type, const HostArray& subs) {
+  const char first = type.isText() && !type.isEmpty() ? *type.real<char>() : '\0';
+  if (first == '.' && subs.isText()) return {Kind::Field, {}, subs.toText()};
+  if ((first != '(' && first != '{') || !subs.isCell()) raiseBadStructure();
+  IndexLevel level{first == '(' ? Kind::Paren : Kind::Brace, {}, {}};
+  for (std::size_t i = 0; i < subs.numel(); ++i) level.subscripts.push_back(subs.cellAt(i));
+  return level;
+}
+
+HostArray subsOf(const IndexLevel& level) {
+  if (level.kind == Kind::Field) return HostArray::text(level.field);
+  HostArray subs = HostArray::cell({1, level.subscripts.size()});
+  for (std::size_t i = 0; i < level.subscripts.size(); ++i) subs.mutableCellAt(i) = level.subscripts[i];
+  return subs;
+}
+
+const HostArray& typeOf(const IndexLevel& level) {
+  static const HostArray types[] = {HostArray::text("()"), HostArray::text("{}"), HostArray::text(".")};
+  return types[static_cast<std::size_t>(level.kind)];
+}
+
+/// The class's own way of indexing, or null.
+const MethodInfo* indexMethod(const HostArray& array, std::string_view name) {
+  const HostClass* hostClass = objectClass(array);
+  return hostClass != nullptr ? hostClass->findMethod(name) : nullptr;
+}
+
+// Reference
+
+Arrays braceContents(const HostArray& array, const Arrays& subscripts) {
+  if (!array.isCell()) {
+    raiseError("Tessel:cellRefFromNonCell", "Cell contents reference from a non-cell array object.");
+  }
+  if (const auto position = scalarPosition(array, subscripts)) return {array.cellAt(*position)};
+  const HostArray selected = subsref(array, subscripts);
+  Arrays contents;
+  for (std::size_t i = 0; i < selected.numel(); ++i) contents.push_back(selected.cellAt(i));
+  return contents;
+}
+
+Arrays fieldContents(const HostArray& array, const std::string& field) {
+  if (!array.isStruct()) {
+    raiseError("Tessel:structRefFromNonStruct", "Attempt to reference field '" + field +
+                                                    "' of a value of class '" + array.className() +
+                                                    "', which has no fields.");
+  }
+  if (!array.hasField(field)) {
+    raiseError("Tessel:nonExistentField", "Reference to non-existent field '" + field + "'.");
+  }
+  Arrays contents;
+  for (std::size_t i = 0; i < array.numel(); ++i) contents.push_back(array.fieldAt(field, i));
+  return contents;
+}
+
+Arrays propertyValues(const HostArray& objects, const std::string& property) {
+  Arrays values;
+  for (std::size_t i = 0; i < objects.numel(); ++i) {
+    values.push_back(getProperty(HostArray::object(objects.objectAt(i)), property));
+  }
+  return values;
+}
+
+/// Continues with the levels behind `results`.
+Arrays follow(Arrays results, IndexLevels rest, int outputCount) {
+  if (rest.empty()) return results;
+  if (results.size() != 1) raiseNotOneValue();
+  return reference(results[0], rest, outputCount);
+}
+
+/// A property, or a method with the arguments of the parentheses that follow.
+Arrays memberReference(const HostArray& object, IndexLevels path, int outputCount) {
+  const std::string& name = path[0].field;
+  const HostClass* hostClass = objectClass(object);
+  const bool isProperty = hostClass == nullptr || hostClass->findProperty(name) != nullptr;
+  const MethodInfo* method = isProperty ? nullptr : hostClass->findMethod(name);
+  if (method == nullptr) return follow(propertyValues(object, name), path.subspan(1), outputCount);
+  Arrays arguments{object};
+  std::size_t consumed = 1;
+  if (path.size() > 1 && path[1].kind == Kind::Paren) {
+    arguments.insert(arguments.end(), path[1].subscripts.begin(), path[1].subscripts.end());
+    consumed = 2;
+  }
+  const IndexLevels rest = path.subspan(consumed);
+  return follow(invoke(method->function, arguments, rest.empty() ? outputCount : 1), rest, outputCount);
+}
+
+Arrays parenReference(const HostArray& value, IndexLevels path, int outputCount) {
+  if (!value.isFunction()) return {subsref(value, path[0].subscripts)};
+  return callFunctionValue(*value.functionValue(), path[0].subscripts, path.size() == 1 ? outputCount : 1);
+}
+
+// Assignment
+
+/// The position of the only element that the subscripts select, or nothing when it lies beyond the array.
+std::optional<std::size_t> onlyPosition(const HostArray& array, const Arrays& subscripts) {
+  if (const auto position = scalarPosition(array, subscripts)) return position;
+  if (subscripts.empty()) raiseNotOneValue();
+  const Dimensions extents = folded(array.dims(), subscripts.size());
+  std::vector<Positions> positions;
+  bool exists = true;
+  for (std::size_t d = 0; d < subscripts.size(); ++d) {
+    positions.push_back(readSubscript(subscripts[d], extents[d]));
+    if (positions[d].count != 1) raiseNotOneValue();
+    exists = exists && positions[d].needed <= extents[d];
+  }
+  if (!exists) return std::nullopt;
+  return combined(positions, extents)[0];
+}
+
+/// True for an empty array that may become a structure or a cell.
+bool isNothingYet(const HostArray& array) { return array.isEmpty() && array.arrayClass() <= ArrayClass::Char; }
+
+bool isDeletion(const HostArray& rhs) {
+  return rhs.arrayClass() == ArrayClass::Double && !rhs.isComplex() && rhs.dims() == Dimensions{0, 0};
+}
+
+/// Assigns to what lies behind the levels handled so far.
+void assignRest(HostArray& slot, IndexLevels rest, const HostArray& rhs) {
+  if (rest.empty())
+    slot = rhs;
+  else
+    assign(slot, rest, rhs);
+}
+
+HostArray newContent(IndexLevels rest, const HostArray& rhs) {
+  HostArray content;
+  assignRest(content, rest, rhs);
+  return content;
+}
+
+void assignByMethod(const MethodInfo& method, HostArray& target, IndexLevels path, const HostArray& rhs) {
+  Arrays inputs{HostArray(), makeIndexStructure(path), rhs};
+  inputs[0] = std::move(target);
+  try {
+    Arrays outputs = invoke(method.function, inputs, 1);
+    target = std::move(outputs.empty() ? inputs[0] : outputs[0]);
+  } catch (...) {
+    target = std::move(inputs[0]);
+    throw;
+  }
+}
+
+void assignProperty(HostArray& object, IndexLevels path, const HostArray& rhs) {
+  const std::string& name = path[0].field;
+  if (!object.isScalar()) raiseNotOneValue();
+  if (path.size() == 1) {
+    setProperty(object, name, rhs);
+  } else {
+    HostArray value = getProperty(object, name);
+    assign(value, path.subspan(1), rhs);
+    setProperty(object, name, value);
+  }
+}
+
+/// Assigns to a field of one existing element; a field that does not exist appears once its content has.
+void assignElementField(HostArray& structure, std::size_t position, const std::string& field, IndexLevels rest,
+                        const HostArray& rhs) {
+  if (structure.hasField(field))
+    assignRest(structure.mutableFieldAt(field, position), rest, rhs);
+  else {
+    HostArray content = newContent(rest, rhs);
+    structure.mutableFieldAt(field, position) = std::move(content);
+  }
+}
+
+void assignField(HostArray& target, IndexLevels path, const HostArray& rhs) {
+  if (target.isObject()) return assignProperty(target, path, rhs);
+  if (!target.isStruct() && !isNothingYet(target)) {
+    raiseError("Tessel:fieldAssignToNonStruct",
+               "A value of class '" + target.className() + "' has no fields to assign.");
+  }
+  if (target.numel() > 1) {
+    raiseError("Tessel:scalarStructRequired",
+               "A field can be assigned to one structure only, not to an array of them.");
+  }
+  const IndexLevels rest = path.subspan(1);
+  if (target.isScalar()) return assignElementField(target, 0, path[0].field, rest, rhs);
+  HostArray created =
+      HostArray::structure({1, 1}, target.isStruct() ? target.fieldNames() : std::vector<std::string>{});
+  assignElementField(created, 0, path[0].field, rest, rhs);
+  target = std::move(created);
+}
+
+void assignBrace(HostArray& target, IndexLevels path, const HostArray& rhs) {
+  const Arrays& subscripts = path[0].subscripts;
+  const IndexLevels rest = path.subspan(1);
+  if (!target.isCell() && !isNothingYet(target)) {
+    raiseError("Tessel:cellAssignToNonCell", "Cell contents assignment to a non-cell array object.");
+  }
+  if (const auto position = onlyPosition(target, subscripts)) {
+    return assignRest(target.mutableCellAt(*position), rest, rhs);
+  }
+  HostArray element = HostArray::cell({1, 1});
+  element.mutableCellAt(0) = newContent(rest, rhs);
+  if (target.isCell()) return subsasgn(target, subscripts, element);
+  HostArray created = HostArray::cell({0, 0});
+  subsasgn(created, subscripts, element);
+  target = std::move(created);
+}
+
+/// `s(i).field… = rhs`
+void assignStructElement(HostArray& target, IndexLevels path, const HostArray& rhs) {
+  const Arrays& subscripts = path[0].subscripts;
+  const std::string& field = path[1].field;
+  const IndexLevels rest = path.subspan(2);
+  const auto position = onlyPosition(target, subscripts);
+  if (position) return assignElementField(target, *position, field, rest, rhs);
+  HostArray grown = target.isStruct() ? target : HostArray::structure({0, 0});
+  ArrayAccess::addField(grown, field);
+  HostArray element = HostArray::structure({1, 1}, grown.fieldNames());
+  element.mutableFieldAt(field) = newContent(rest, rhs);
+  subsasgn(grown, subscripts, element);
+  target = std::move(grown);
+}
+
+void assignParen(HostArray& target, IndexLevels path, const HostArray& rhs) {
+  const Arrays& subscripts = path[0].subscripts;
+  if (path.size() == 1)
+    return isDeletion(rhs) ? deleteElements(target, subscripts) : subsasgn(target, subscripts, rhs);
+  if (path[1].kind == Kind::Paren) {
+    raiseError("Tessel:parenLast", "()-indexing must appear last in an index expression.");
+  }
+  if (path[1].kind == Kind::Field && (target.isStruct() || isNothingYet(target))) {
+    return assignStructElement(target, path, rhs);
+  }
+  const bool isNewObject = target.isObject() && !onlyPosition(target, subscripts);
+  HostArray element = isNewObject && objectClass(target) != nullptr ? objectClass(target)->create({})
+                                                                    : subsref(target, subscripts);
+  assign(element, path.subspan(1), rhs);
+  subsasgn(target, subscripts, element);
+}
+
+Arrays callSubsref(Arrays& inputs, int outputCount) {
+  return builtinReference(inputs[0], readIndexStructure(inputs[1]), outputCount);
+}
+
+Arrays callSubsasgn(Arrays& inputs, int) {
+  builtinAssign(inputs[0], readIndexStructure(inputs[1]), inputs[2]);
+  return {std::move(inputs[0])};
+}
+
+Arrays callByName(Arrays& inputs, int outputCount) {
+  return callBuiltin(inputs[0].toText(), Arrays(std::next(inputs.begin()), inputs.end()), outputCount);
+}
+
+}  // namespace
+
+IndexPath readIndexStructure(const HostArray& structure) {
+  if (!structure.hasField("type") || !structure.hasField("subs")) raiseBadStructure();
+  IndexPath path;
+  for (std::size_t i = 0; i < structure.numel(); ++i) {
+    path.push_back(readLevel(structure.fieldAt("type", i), structure.fieldAt("subs", i)));
+  }
+  return path;
+}
+
+HostArray makeIndexStructure(IndexLevels path) {
+  HostArray structure = HostArray::structure({1, path.size()}, {"type", "subs"});
+  for (std::size_t i = 0; i < path.size(); ++i) {
+    structure.mutableFieldAt("type", i) = typeOf(path[i]);
+    structure.mutableFieldAt("subs", i) = subsOf(path[i]);
+  }
+  return structure;
+}
+
+Arrays reference(const HostArray& value, IndexLevels path, int outputCount) {
+  const MethodInfo* method = path.empty() ? nullptr : indexMethod(value, "subsref");
+  if (method == nullptr) return builtinReference(value, path, outputCount);
+  Arrays inputs{value, makeIndexStructure(path)};
+  return invoke(method->function, inputs, outputCount);
+}
+
+Arrays builtinReference(const HostArray& value, IndexLevels path, int outputCount) {
+  if (path.empty()) return {value};
+  if (path[0].kind == Kind::Field && value.isObject()) return memberReference(value, path, outputCount);
+  const IndexLevels rest = path.subspan(1);
+  switch (path[0].kind) {
+    case Kind::Brace: return follow(braceContents(value, path[0].subscripts), rest, outputCount);
+    case Kind::Field: return follow(fieldContents(value, path[0].field), rest, outputCount);
+    default: return follow(parenReference(value, path, outputCount), rest, outputCount);
+  }
+}
+
+void assign(HostArray& target, IndexLevels path, const HostArray& rhs) {
+  const MethodInfo* method = path.empty() ? nullptr : indexMethod(target, "subsasgn");
+  if (method != nullptr)
+    assignByMethod(*method, target, path, rhs);
+  else
+    builtinAssign(target, path, rhs);
+}
+
+void builtinAssign(HostArray& target, IndexLevels path, const HostArray& rhs) {
+  const HostArray value = rhs;  // `rhs` may lie inside of `target`
+  if (path.empty()) {
+    target = value;
+    return;
+  }
+  switch (path[0].kind) {
+    case Kind::Paren: return assignParen(target, path, value);
+    case Kind::Brace: return assignBrace(target, path, value);
+    case Kind::Field: return assignField(target, path, value);
+  }
+}
+
+std::vector<FunctionInfo> indexingFunctions() {
+  return {
+      {"subsref", callSubsref, 2, 2, -1,
+       "B = subsref(A, S): A indexed by the index structure S, as B = A(...) does.\n"
+       "S has one element a level of indexing and the fields 'type' ('()', '{}' or '.') and 'subs' (a cell of\n"
+       "subscripts, in which ':' selects everything, or the name of a field or property)."},
+      {"subsasgn", callSubsasgn, 3, 3, 1,
+       "A = subsasgn(A, S, B): A after the assignment A(...) = B, with S as in subsref.\n"
+       "An empty B, 0-by-0 of class double, deletes the elements that the parentheses select."},
+      {"builtin", callByName, 1, -1, -1,
+       "[...] = builtin(name, ...): calls the built-in function of that name, passing over the methods of "
+       "objects."}};
+}
+
+}  // namespace tessel

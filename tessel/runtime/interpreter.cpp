@@ -1,0 +1,131 @@
+#include "tessel/interpreter.h"
+
+#include <algorithm>
+#include <memory>
+#include <unordered_map>
+#include <utility>
+
+#include "tessel/messages.h"
+#include "tessel/objects.h"
+#include "tessel/registries.h"
+#include "tessel/runtime/arithmetic.h"
+#include "tessel/runtime/concatenate.h"
+#include "tessel/runtime/dispatch.h"
+#include "tessel/runtime/display.h"
+#include "tessel/runtime/indexpath.h"
+
+namespace tessel {
+
+namespace {
+
+class FunctionRegistry {
+ public:
+  /// Holds the runtime's own functions from the start.
+  FunctionRegistry() {
+    for (FunctionInfo& info : indexingFunctions()) add(std::move(info));
+    for (FunctionInfo& info : concatenationFunctions()) add(std::move(info));
+    for (FunctionInfo& info : arithmeticFunctions()) add(std::move(info));
+    for (FunctionInfo& info : displayFunctions()) add(std::move(info));
+  }
+
+  void add(FunctionInfo info) {
+    std::unique_ptr<FunctionInfo>& slot = functions_[info.name];
+    if (slot != nullptr) replaced_.push_back(std::move(slot));
+    slot = std::make_unique<FunctionInfo>(std::move(info));
+  }
+
+  const FunctionInfo* find(std::string_view name) const {
+    const auto found = functions_.find(name);
+    return found == functions_.end() ? nullptr : found->second.get();
+  }
+
+  std::vector<std::string> names() const {
+    std::vector<std::string> all;
+    for (const auto& each : functions_) all.push_back(each.first);
+    std::sort(all.begin(), all.end());
+    return all;
+  }
+
+ private:
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>()(name); }
+  };
+  std::unordered_map<std::string, std::unique_ptr<FunctionInfo>, Hash, std::equal_to<>> functions_;
+  // A function may be replaced while it runs.
+  std::vector<std::unique_ptr<FunctionInfo>> replaced_;
+};
+
+FunctionRegistry& registry() {
+  static FunctionRegistry functions;
+  return functions;
+}
+
+LanguageHooks& language() {
+  static LanguageHooks hooks;
+  return hooks;
+}
+
+[[noreturn]] void raiseNoInterpreter() {
+  raiseError("Tessel:noInterpreter", "No language is attached that could evaluate this.");
+}
+
+const FunctionInfo& requireFunction(std::string_view name) {
+  const FunctionInfo* function = registry().find(name);
+  if (function == nullptr) {
+    raiseError("Tessel:UndefinedFunction", "Undefined function or variable '" + std::string(name) + "'.");
+  }
+  return *function;
+}
+
+}  // namespace
+
+void registerFunction(FunctionInfo info) { registry().add(std::move(info)); }
+
+const FunctionInfo* findFunction(std::string_view name) { return registry().find(name); }
+
+std::vector<std::string> functionNames() { return registry().names(); }
+
+const MethodInfo* findMethodFor(std::string_view name, const Arrays& inputs) {
+  for (const HostArray& input : inputs) {
+    const HostClass* hostClass = objectClass(input);
+    const MethodInfo* method = hostClass == nullptr ? nullptr : hostClass->findMethod(name);
+    if (method != nullptr) return method;
+  }
+  return nullptr;
+}
+
+Arrays invoke(const FunctionInfo& function, Arrays& inputs, int outputCount) {
+  const int inputCount = static_cast<int>(inputs.size());
+  if (function.maxInputs >= 0 && inputCount > function.maxInputs) raiseTooManyInputs();
+  if (inputCount < function.minInputs) raiseError("Tessel:NotEnoughInputs", "Not enough input arguments.");
+  if (function.maxOutputs >= 0 && outputCount > function.maxOutputs) raiseTooManyOutputs();
+  return function.call(inputs, outputCount);
+}
+
+Arrays callFunction(std::string_view name, Arrays inputs, int outputCount) {
+  const MethodInfo* method = findMethodFor(name, inputs);
+  return invoke(method != nullptr ? method->function : requireFunction(name), inputs, outputCount);
+}
+
+Arrays callBuiltin(std::string_view name, Arrays inputs, int outputCount) {
+  return invoke(requireFunction(name), inputs, outputCount);
+}
+
+HostArray evaluateExpression(const std::string& text) {
+  if (!language().evaluate) raiseNoInterpreter();
+  return language().evaluate(text);
+}
+
+std::vector<std::string> stackTrace() {
+  return language().stack ? language().stack() : std::vector<std::string>{};
+}
+
+void attachLanguage(LanguageHooks hooks) { language() = std::move(hooks); }
+
+Arrays callFunctionValue(const FunctionValue& function, Arrays inputs, int outputCount) {
+  if (!language().call) raiseNoInterpreter();
+  return language().call(function, std::move(inputs), outputCount);
+}
+
+}  // namespace tessel

@@ -1,0 +1,59 @@
+#include "tessel/messages.h"
+
+#include <cstdio>
+#include <map>
+#include <utility>
+
+namespace tessel {
+
+namespace {
+
+/// Which warnings are shown: a default, and the identifiers that were switched since it was set.
+struct WarningSwitches {
+  bool others = true;
+  std::map<std::string, bool, std::less<>> byIdentifier;
+};
+
+WarningSwitches& warningSwitches() {
+  static WarningSwitches switches;
+  return switches;
+}
+
+}  // namespace
+
+HostError::HostError(std::string identifier, const std::string& text)
+    : std::runtime_error(text), identifier_(std::move(identifier)) {}
+
+HostError::~HostError() = default;
+
+void raiseError(std::string identifier, const std::string& text) {
+  throw HostError(std::move(identifier), text);
+}
+
+void warn(std::string_view identifier, std::string_view text) {
+  lastWarning() = {std::string(identifier), std::string(text)};
+  if (!isWarningEnabled(identifier)) return;
+  // What was printed before the warning stands before it where both streams go to one place.
+  std::fflush(stdout);
+  std::fprintf(stderr, "Warning: %s\n", lastWarning().text.c_str());
+}
+
+Warning& lastWarning() {
+  static Warning last;
+  return last;
+}
+
+void setWarningEnabled(std::string_view identifier, bool enabled) {
+  if (identifier == "all")
+    warningSwitches() = {enabled, {}};
+  else
+    warningSwitches().byIdentifier.insert_or_assign(std::string(identifier), enabled);
+}
+
+bool isWarningEnabled(std::string_view identifier) {
+  const WarningSwitches& switches = warningSwitches();
+  const auto found = switches.byIdentifier.find(identifier);
+  return found != switches.byIdentifier.end() ? found->second : switches.others;
+}
+
+}  // namespace tessel

@@ -1,0 +1,231 @@
+// Arrays as values, conversions, concatenation.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include "tessel/runtime/concatenate.h"
+#include "tessel/runtime/convert.h"
+#include "tessel/runtime/indexing.h"
+#include "tests/runtime/helpers.h"
+
+namespace tessel {
+namespace {
+
+TEST(Array, IsAValue) {
+  HostArray s = HostArray::structure({1, 1}, {"a"});
+  s.mutableFieldAt("a") = row({1, 2});
+  HostArray t = s;
+  t.mutableFieldAt("a").mutableReal<double>()[0] = 9;
+  t.mutableFieldAt("b") = num(1);
+  EXPECT_EQ(s.fieldAt("a").realAt(0), 1);
+  EXPECT_FALSE(s.hasField("b"));
+
+  for (HostArray a : {num(1), row({1, 2}), HostArray::text("x"), HostArray::cell({2, 2}), box(1)}) {
+    HostArray moved = std::move(a);
+    EXPECT_EQ(a.dims(), (Dimensions{0, 0}));  // what is moved from is an empty double
+    EXPECT_EQ(a.arrayClass(), ArrayClass::Double);
+    EXPECT_FALSE(moved.isEmpty());
+  }
+  HostArray z = num(2), scalarCopy = z;
+  z.mutableImag<double>()[0] = 3;
+  EXPECT_FALSE(scalarCopy.isComplex());
+  EXPECT_EQ(z.realAt(0), 2);
+  z.makeReal();
+  EXPECT_FALSE(z.isComplex());
+}
+
+TEST(Array, ShapesAndAccessErrors) {
+  HostArray a = HostArray::zeros(ArrayClass::Int16, {2, 3, 1, 1});
+  EXPECT_EQ(a.dims(), (Dimensions{2, 3}));
+  EXPECT_EQ(a.dim(7), 1u);
+  a.reshape({3, 1, 2});
+  EXPECT_EQ(a.dims(), (Dimensions{3, 1, 2}));
+  HostArray one = num(4);
+  one.reshape({1, 1, 1});
+  EXPECT_EQ(one.scalarValue(), 4);
+  HostArray none;
+  none.reshape({0, 5});
+  EXPECT_EQ(none.dims(), (Dimensions{0, 5}));
+  EXPECT_EQ(errorOf([&] { a.reshape({7, 1}); }), "Tessel:reshapeCount");
+  EXPECT_EQ(errorOf([&] { a.scalarValue(); }), "Tessel:mustBeScalar");
+  EXPECT_EQ(errorOf([&] { a.toText(); }), "Tessel:mustBeText");
+  EXPECT_EQ(errorOf([&] { a.cellAt(0); }), "Tessel:wrongClass");
+  EXPECT_EQ(errorOf([&] { num(1).fieldNames(); }), "Tessel:wrongClass");
+  EXPECT_EQ(errorOf([] {
+              HostArray::zeros(ArrayClass::Double, {1u << 31, 1u << 31, 1u << 31});
+            }),
+            "Tessel:arrayTooLarge");
+  EXPECT_EQ(HostArray::charMatrix({"ab", "c", ""}).textRows(), (std::vector<std::string>{"ab", "c ", "  "}));
+}
+
+__extension__ typedef __int128 Wide;
+
+/// The value of an integer element, exactly.
+Wide exactValue(const HostArray& a, std::size_t i) {
+  return visitElementType(a.arrayClass(),
+                          [&](auto zero) { return static_cast<Wide>(a.real<decltype(zero)>()[i]); });
+}
+
+constexpr ArrayClass kIntegers[] = {ArrayClass::Int8,   ArrayClass::Uint8, ArrayClass::Int16,
+                                    ArrayClass::Uint16, ArrayClass::Int32, ArrayClass::Uint32,
+                                    ArrayClass::Int64,  ArrayClass::Uint64};
+
+void limitsOf(ArrayClass c, Wide& low, Wide& high) {
+  const int bits = 8 << ((static_cast<int>(c) - static_cast<int>(ArrayClass::Int8)) / 2);
+  const bool isSigned = (static_cast<int>(c) - static_cast<int>(ArrayClass::Int8)) % 2 == 0;
+  high = (static_cast<Wide>(1) << (isSigned ? bits - 1 : bits)) - 1;
+  low = isSigned ? -high - 1 : 0;
+}
+
+TEST(Convert, BetweenIntegersExactAndSaturating) {
+  std::mt19937_64 random(7);
+  for (ArrayClass from : kIntegers) {
+    HostArray a = HostArray::zeros(from, {1, 200});
+    visitElementType(from, [&](auto zero) {
+      using T = decltype(zero);
+      for (std::size_t i = 0; i < a.numel(); ++i) a.mutableReal<T>()[i] = static_cast<T>(random() >> (i % 60));
+    });
+    for (ArrayClass to : kIntegers) {
+      const HostArray b = convertTo(a, to);
+      Wide low, high;
+      limitsOf(to, low, high);
+      for (std::size_t i = 0; i < a.numel(); ++i) {
+        EXPECT_TRUE(exactValue(b, i) == std::clamp(exactValue(a, i), low, high))
+            << nameOf(from) << " " << nameOf(to);
+      }
+    }
+  }
+}
+
+TEST(Convert, FromDoubleRoundsTiesAwayFromZeroAndSaturates) {
+  std::mt19937_64 random(8);
+  std::vector<double> values{0.5,
+                             -0.5,
+                             0.49999999999999994,
+                             -0.49999999999999994,
+                             127.5,
+                             -128.5,
+                             4503599627370495.5,
+                             9223372036854775807.0,
+                             18446744073709551615.0,
+                             -9223372036854775808.0,
+                             1e300,
+                             -1e300,
+                             HUGE_VAL,
+                             -HUGE_VAL,
+                             std::nan("")};
+  for (int i = 0; i < 500; ++i) {
+    values.push_back(
+        std::ldexp(static_cast<double>(static_cast<std::int64_t>(random())), -static_cast<int>(random() % 64)));
+    values.push_back(static_cast<double>(static_cast<std::int32_t>(random())) / 4);
+  }
+  for (ArrayClass to : kIntegers) {
+    const HostArray b = convertTo(row(values), to);
+    Wide low, high;
+    limitsOf(to, low, high);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      Wide expected = 0;
+      if (values[i] >= 0x1p100)
+        expected = high;
+      else if (values[i] <= -0x1p100)
+        expected = low;
+      else if (!std::isnan(values[i])) {
+        expected = std::clamp(static_cast<Wide>(std::round(values[i])), low, high);
+      }
+      EXPECT_TRUE(exactValue(b, i) == expected) << nameOf(to) << " " << values[i];
+    }
+  }
+}
+
+TEST(Convert, LogicalAndChar) {
+  EXPECT_EQ(valuesOf(convertTo(row({0, 2, -0.5}), ArrayClass::Logical)), (std::vector<double>{0, 1, 1}));
+  EXPECT_EQ(errorOf([] { convertTo(row({std::nan("")}), ArrayClass::Logical); }), "Tessel:nologicalnan");
+  EXPECT_EQ(valuesOf(convertTo(row({65.9, 255, 300, -1}), ArrayClass::Char)),
+            (std::vector<double>{65, 255, 255, 0}));
+  EXPECT_EQ(valuesOf(convertTo(HostArray::text("\xff"), ArrayClass::Int8)), (std::vector<double>{127}));
+  EXPECT_EQ(errorOf([] {
+              convertTo(HostArray::cell({1, 1}), ArrayClass::Double);
+            }),
+            "Tessel:conversionNotPossible");
+}
+
+TEST(Concatenate, PlacesPartsAsAssignmentsWould) {
+  std::mt19937 random(9);
+  const auto upTo = [&](std::size_t n) { return random() % (n + 1); };
+  for (int roundNumber = 0; roundNumber < 500; ++roundNumber) {
+    const std::size_t dimension = upTo(2);
+    const Dimensions common{1 + upTo(2), 1 + upTo(2), 1 + upTo(2)};
+    Arrays parts;
+    HostArray expected;
+    std::size_t used = 0;
+    double next = 0;
+    for (std::size_t p = 0; p <= upTo(3); ++p) {
+      Dimensions dims = common;
+      dims[dimension] = upTo(2);
+      HostArray part = HostArray::zeros(ArrayClass::Double, dims);
+      for (std::size_t i = 0; i < part.numel(); ++i) part.mutableReal<double>()[i] = ++next;
+      parts.push_back(part);
+      if (upTo(3) == 0) parts.push_back(HostArray());
+      Arrays subscripts{colon(), colon(), colon()};
+      std::vector<double> places;
+      for (std::size_t i = 0; i < dims[dimension]; ++i) places.push_back(static_cast<double>(++used));
+      subscripts[dimension] = row(places);
+      if (expected.isEmpty())
+        expected = part;
+      else
+        subsasgn(expected, subscripts, part);
+    }
+    const HostArray joined = concatenate(dimension, parts);
+    EXPECT_EQ(valuesOf(joined), valuesOf(expected)) << "round " << roundNumber;
+    if (!joined.isEmpty()) {
+      EXPECT_EQ(joined.dims(), expected.dims()) << "round " << roundNumber;
+    }
+  }
+}
+
+TEST(Concatenate, Classes) {
+  using enum ArrayClass;
+  HostArray z = num(1);
+  z.mutableImag<double>()[0] = 2;
+  const auto as = [](double v, ArrayClass c) { return convertTo(num(v), c); };
+  HostArray ab = HostArray::structure({1, 1}, {"a", "b"}), ba = HostArray::structure({1, 1}, {"b", "a"});
+  const struct {
+    Arrays parts;
+    ArrayClass expected;
+    std::size_t count;
+    std::string error;
+  } cases[] = {
+      {{num(1), as(2, Single)}, Single, 2, ""},
+      {{num(300), as(2, Single), as(3, Uint8), as(4, Int16)}, Uint8, 4, ""},
+      {{mask({1, 1}, {1}), num(2)}, Double, 2, ""},
+      {{HostArray(), mask({1, 1}, {1})}, Logical, 1, ""},
+      {{HostArray::text("ab"), num(65), as(66, Int8)}, Char, 4, ""},
+      {{HostArray::text(""), num(65)}, Char, 1, ""},
+      {{HostArray::cell({1, 2}), num(65), HostArray(), ab}, Cell, 4, ""},
+      {{ab, HostArray(), ba}, Struct, 2, ""},
+      {{box(1), box(2)}, Object, 2, ""},
+      {{z, as(3, Int8)}, Int8, 2, ""},
+      {{}, Double, 0, ""},
+      {{ab, num(1)}, Struct, 0, "Tessel:concatenationClasses"},
+      {{box(1), box(1, false)}, Object, 0, "Tessel:concatenationClasses"},
+      {{box(1), num(1)}, Object, 0, "Tessel:concatenationClasses"},
+      {{ab, HostArray::structure({1, 1}, {"c"})}, Struct, 0, "Tessel:dissimilarStructures"},
+      {{row({1, 2}), matrix({2, 1}, {1, 2})}, Double, 0, "Tessel:dimagree"},
+      {{HostArray::zeros(Double, {0, 3}), row({1, 2})}, Double, 0, "Tessel:dimagree"},
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    HostArray joined;
+    EXPECT_EQ(errorOf([&] { joined = concatenate(1, cases[i].parts); }), cases[i].error) << i;
+    if (!cases[i].error.empty()) continue;
+    EXPECT_EQ(joined.arrayClass(), cases[i].expected) << i;
+    EXPECT_EQ(joined.numel(), cases[i].count) << i;
+  }
+  const HostArray mixed = concatenate(1, {z, as(3, Int8)});
+  EXPECT_TRUE(mixed.isComplex() && mixed.imagAt(0) == 2 && mixed.imagAt(1) == 0);
+  EXPECT_EQ(callFunction("cat", {num(3), num(1), num(2)})[0].dims(), (Dimensions{1, 1, 2}));
+  EXPECT_EQ(errorOf([] { callFunction("cat", {num(0), num(1)}); }), "Tessel:badDimension");
+}
+
+}  // namespace
+}  // namespace tessel
