@@ -1,0 +1,181 @@
+/// The tree of a program: plain structures, one variant a family of nodes.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <variant>
+#include <vector>
+
+#include "tessel/language/value.h"
+
+namespace tessel {
+
+/// The variables of a function or a workspace by name. Slots stay as they are when names are added.
+class SymbolTable {
+ public:
+  /// The slot of `name`, a new one when it has none.
+  int slotOf(const std::string& name) {
+    const auto [entry, isNew] = slots_.try_emplace(name, static_cast<int>(names_.size()));
+    if (isNew) names_.push_back(name);
+    return entry->second;
+  }
+  /// The slot of `name`, or −1.
+  int find(const std::string& name) const {
+    const auto entry = slots_.find(name);
+    return entry == slots_.end() ? -1 : entry->second;
+  }
+  const std::vector<std::string>& names() const { return names_; }
+
+ private:
+  std::unordered_map<std::string, int> slots_;
+  std::vector<std::string> names_;
+};
+
+struct Expression;
+using ExpressionPtr = std::unique_ptr<Expression>;
+using Expressions = std::vector<ExpressionPtr>;
+struct FunctionCode;
+struct OperatorInfo;
+
+struct Constant {
+  Value value;
+};
+struct NameReference {
+  std::string name;
+  int slot;
+};
+/// A colon that stands alone as a subscript.
+struct AllElements {};
+/// `end` as a subscript.
+struct LastElement {};
+/// One operand; transposes too.
+struct UnaryOperation {
+  const OperatorInfo* info;
+  ExpressionPtr operand;
+};
+struct BinaryOperation {
+  const OperatorInfo* info;
+  ExpressionPtr left;
+  ExpressionPtr right;
+};
+struct RangeExpression {
+  ExpressionPtr start;
+  ExpressionPtr step;  ///< null: 1
+  ExpressionPtr stop;
+};
+struct MatrixLiteral {
+  std::vector<Expressions> rows;
+  bool isCell;
+};
+struct IndexStep {
+  enum class Kind { Paren, Brace, Field, DynamicField };
+  Kind kind;
+  Expressions arguments;  ///< of a dynamic field: the one that gives its name
+  std::string field;
+  bool usesEnd = false;
+};
+/// A name that is indexed or called.
+struct IndexExpression {
+  NameReference base;
+  std::vector<IndexStep> steps;  ///< at least one
+};
+/// A literal or an expression in parentheses that is indexed.
+struct PartExpression {
+  ExpressionPtr base;
+  std::vector<IndexStep> steps;  ///< at least one
+};
+struct NamedHandle {
+  std::string name;
+};
+struct AnonymousFunction {
+  struct Capture {
+    int outerSlot;
+    int innerSlot;
+  };
+  std::shared_ptr<const FunctionCode> code;
+  std::vector<Capture> captures;
+};
+
+struct Expression {
+  std::variant<Constant, NameReference, AllElements, LastElement, UnaryOperation, BinaryOperation, RangeExpression,
+               MatrixLiteral, IndexExpression, PartExpression, NamedHandle, AnonymousFunction>
+      node;
+  /// Levels of the tree below and including this one.
+  int height = 1;
+};
+
+struct Statement;
+using Block = std::vector<Statement>;
+
+struct ExpressionStatement {
+  ExpressionPtr expression;
+  bool isSilent;
+};
+struct AssignmentTarget {
+  std::string name;  ///< empty: the value is dropped (`~`)
+  int slot = -1;
+  std::vector<IndexStep> steps;
+};
+struct Assignment {
+  std::vector<AssignmentTarget> targets;
+  ExpressionPtr value;
+  bool isSilent;
+};
+struct Branch {
+  ExpressionPtr condition;
+  Block body;
+};
+struct IfStatement {
+  std::vector<Branch> branches;
+  Block otherwise;
+};
+struct WhileStatement {
+  ExpressionPtr condition;
+  Block body;
+};
+struct ForStatement {
+  int slot;
+  ExpressionPtr range;
+  Block body;
+};
+struct SwitchStatement {
+  ExpressionPtr subject;
+  std::vector<Branch> cases;
+  Block otherwise;
+};
+struct TryStatement {
+  Block body;
+  int errorSlot;  ///< −1: none
+  Block handler;
+};
+struct BreakStatement {};
+struct ContinueStatement {};
+struct ReturnStatement {};
+
+struct Statement {
+  std::variant<ExpressionStatement, Assignment, IfStatement, WhileStatement, ForStatement, SwitchStatement,
+               TryStatement, BreakStatement, ContinueStatement, ReturnStatement>
+      node;
+  int line = 0;
+  int lastLine = 0;
+};
+
+/// The code of a named or anonymous function.
+struct FunctionCode {
+  std::string name;
+  std::string file;
+  int line = 0;
+  std::vector<int> parameters;  ///< slots; −1: the argument is dropped (`~`)
+  bool hasVarargin = false;     ///< the last parameter takes all further arguments as a cell
+  std::vector<int> outputs;
+  bool hasVarargout = false;  ///< the last output spreads into all further results
+  /// Grows when `eval` names a new variable in the function.
+  std::shared_ptr<SymbolTable> symbols = std::make_shared<SymbolTable>();
+  Block body;
+  ExpressionPtr expression;  ///< of an anonymous function, which has no body
+  std::string text;          ///< of an anonymous function, as it was written
+};
+
+}  // namespace tessel

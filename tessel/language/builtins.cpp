@@ -1,0 +1,26 @@
+#include "tessel/language/builtins.h"
+
+namespace tessel {
+
+void registerBuiltins() {
+  registerConstructionBuiltins();
+  registerShapeBuiltins();
+  registerInspectionBuiltins();
+  registerMathBuiltins();
+  registerReductionBuiltins();
+  registerOrderingBuiltins();
+  registerConversionBuiltins();
+  registerTextBuiltins();
+  registerFormatBuiltins();
+  registerFileBuiltins();
+  registerTimingBuiltins();
+}
+
+void registerLanguageBuiltins(Interpreter& interpreter) {
+  registerEvaluationBuiltins(interpreter);
+  registerMappingBuiltins(interpreter);
+  registerErrorBuiltins(interpreter);
+  registerWorkspaceBuiltins(interpreter);
+}
+
+}  // namespace tessel

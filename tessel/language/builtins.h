@@ -1,0 +1,32 @@
+/// The functions that scripts can call without any module, one family a source file.
+#pragma once
+
+namespace tessel {
+
+class Interpreter;
+
+/// Registers every family below. Calling it again replaces the functions with themselves.
+void registerBuiltins();
+
+void registerConstructionBuiltins();
+void registerShapeBuiltins();
+void registerInspectionBuiltins();
+void registerMathBuiltins();
+void registerReductionBuiltins();
+void registerOrderingBuiltins();
+void registerConversionBuiltins();
+void registerTextBuiltins();
+void registerFormatBuiltins();
+void registerFileBuiltins();
+void registerTimingBuiltins();
+
+/// Registers the functions that need the evaluator, its workspace or its call stack: `eval`, `feval`, `error`,
+/// `cellfun`, `who`, …. `interpreter` must outlive every call of them.
+void registerLanguageBuiltins(Interpreter& interpreter);
+
+void registerEvaluationBuiltins(Interpreter& interpreter);
+void registerMappingBuiltins(Interpreter& interpreter);
+void registerErrorBuiltins(Interpreter& interpreter);
+void registerWorkspaceBuiltins(Interpreter& interpreter);
+
+}  // namespace tessel

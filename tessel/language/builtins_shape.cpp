@@ -1,0 +1,297 @@
+// Matrices built from the elements of others, and elements put elsewhere.
+#include <numeric>
+
+#include "tessel/language/builtin_support.h"
+#include "tessel/language/builtins.h"
+#include "tessel/messages.h"
+#include "tessel/runtime/arithmetic.h"
+#include "tessel/runtime/matrix_arithmetic.h"
+
+namespace tessel {
+namespace {
+
+using PositionList = std::vector<std::size_t>;
+
+void requireMatrix(const char* name, const HostArray& a) {
+  if (a.dims().size() > 2) raiseError("Tessel:mustBe2D", "The argument must have two dimensions.");
+  if (a.isFunction()) raiseUndefinedFor(name, a);
+}
+
+double diagonalArgument(const char* name, const Arrays& in) {
+  return in.size() > 1 ? numberArgument(name, in[1]) : 0;
+}
+
+/// The elements of a rows-by-columns result from a rule that names the source of each one.
+template <class Source>
+HostArray assembled(const HostArray& a, std::size_t rows, std::size_t columns, const Source& source) {
+  PositionList positions;
+  positions.reserve(rows * columns);
+  for (std::size_t column = 0; column < columns; ++column)
+    for (std::size_t row = 0; row < rows; ++row) positions.push_back(source(row, column));
+  return rearranged(a, positions, {rows, columns});
+}
+
+Arrays callDiag(Arrays& in, int) {
+  const HostArray& a = in[0];
+  requireMatrix("diag", a);
+  const double offset = diagonalArgument("diag", in);
+  if (offset != std::floor(offset) || std::abs(offset) > 1e9)
+    raiseInvalidArgument("diag", "the diagonal must be a whole number.");
+  const std::size_t down = static_cast<std::size_t>(std::max(-offset, 0.0)),
+                    right = static_cast<std::size_t>(std::max(offset, 0.0));
+  if (a.isVector()) {
+    const std::size_t size = a.numel() + down + right;
+    return {assembled(a, size, size, [=](std::size_t row, std::size_t column) {
+      return row >= down && column >= right && row - down == column - right ? row - down : kNoElement;
+    })};
+  }
+  const std::size_t rows = a.dim(0) > down ? a.dim(0) - down : 0,
+                    columns = a.dim(1) > right ? a.dim(1) - right : 0;
+  return {assembled(a, std::min(rows, columns), 1,
+                    [&](std::size_t k, std::size_t) { return (k + right) * a.dim(0) + k + down; })};
+}
+
+/// The part of a matrix below or above a diagonal.
+template <class Keeps>
+FunctionInfo triangle(const char* name, Keeps keeps, const char* help) {
+  return {
+      name,
+      [=](Arrays& in, int) {
+        requireMatrix(name, in[0]);
+        const double offset = diagonalArgument(name, in);
+        return Arrays{assembled(in[0], in[0].dim(0), in[0].dim(1), [&](std::size_t row, std::size_t column) {
+          const double diagonal = static_cast<double>(column) - static_cast<double>(row);
+          return keeps(diagonal, offset) ? column * in[0].dim(0) + row : kNoElement;
+        })};
+      },
+      1,
+      2,
+      1,
+      help};
+}
+
+/// A column c and a row r, one after the other, and where the row starts.
+struct Border {
+  HostArray both;
+  std::size_t rows, columns;
+
+  Border(const char* name, const HostArray& column, const HostArray& row)
+      : rows(column.numel()), columns(row.numel()) {
+    requireVector(name, column);
+    requireVector(name, row);
+    HostArray c = column, r = row;
+    c.reshape({rows, 1});
+    r.reshape({columns, 1});
+    both = callBuiltin("vertcat", {c, r})[0];
+  }
+};
+
+Arrays callToeplitz(Arrays& in, int) {
+  const Border border("toeplitz", in.size() > 1 ? in[0] : callBuiltin("conj", {in[0]})[0], in.back());
+  return {assembled(border.both, border.rows, border.columns, [&](std::size_t row, std::size_t column) {
+    return row > column || (in.size() > 1 && row == column) ? row - column : border.rows + column - row;
+  })};
+}
+
+Arrays callHankel(Arrays& in, int) {
+  const Border border("hankel", in[0], in.back());
+  return {assembled(border.both, border.rows, border.columns, [&](std::size_t row, std::size_t column) {
+    const std::size_t k = row + column;
+    if (k < border.rows) return k;
+    return in.size() > 1 ? k + 1 : kNoElement;
+  })};
+}
+
+Arrays callKron(Arrays& in, int) {
+  const HostArray &a = in[0], &b = in[1];
+  requireMatrix("kron", a);
+  requireMatrix("kron", b);
+  const std::size_t rows = a.dim(0) * b.dim(0), columns = a.dim(1) * b.dim(1);
+  return {times(assembled(a, rows, columns,
+                          [&](std::size_t r, std::size_t c) { return c / b.dim(1) * a.dim(0) + r / b.dim(0); }),
+                assembled(b, rows, columns, [&](std::size_t r, std::size_t c) {
+                  return c % b.dim(1) * b.dim(0) + r % b.dim(0);
+                }))};
+}
+
+// Elements elsewhere
+
+Arrays callRepmat(Arrays& in, int) {
+  const HostArray& a = in[0];
+  Dimensions counts = sizeArguments("repmat", in, 1), dims = a.dims();
+  const std::size_t rank = std::max(counts.size(), dims.size());
+  counts.resize(rank, 1);
+  dims.resize(rank, 1);
+  PositionList positions{0};
+  std::size_t block = 1;
+  if (a.isEmpty()) positions.clear();
+  for (std::size_t d = 0; d < rank; block *= dims[d], dims[d] *= counts[d], ++d) {
+    PositionList next;
+    next.reserve(positions.size() * dims[d] * counts[d]);
+    for (std::size_t k = 0; k < dims[d] * counts[d]; ++k)
+      for (std::size_t p : positions) next.push_back(k % dims[d] * block + p);
+    positions = std::move(next);
+  }
+  return {rearranged(a, positions, dims)};
+}
+
+/// reshape(a, m, n, ...), reshape(a, [m n ...]), one size may be [].
+Arrays callReshape(Arrays& in, int) {
+  std::size_t known = 1, open = 0;
+  Arrays sizes(in.begin() + 1, in.end());
+  for (std::size_t k = 0; k < sizes.size(); ++k) {
+    if (sizes[k].isEmpty())
+      open = open == 0 ? k + 1 : sizes.size() + 1;
+    else if (sizes.size() > 1)
+      known *= countArgument("reshape", sizes[k]);
+  }
+  if (open > sizes.size()) raiseInvalidArgument("reshape", "one size at most can be left open.");
+  if (open > 0) {
+    const bool divides = known != 0 && in[0].numel() % known == 0;
+    sizes[open - 1] = HostArray::scalar(divides ? static_cast<double>(in[0].numel() / known) : 0);
+  }
+  if (sizes.size() == 1 && sizes[0].isScalar()) raiseInvalidArgument("reshape", "two sizes are needed.");
+  const Dimensions dims = sizeArguments("reshape", sizes, 0);
+  const std::size_t count = std::accumulate(dims.begin(), dims.end(), std::size_t{1}, std::multiplies<>());
+  if (count != in[0].numel()) raiseError("Tessel:reshape", "The number of elements must not change.");
+  HostArray result = in[0];
+  result.reshape(dims);
+  return {result};
+}
+
+Arrays callSqueeze(Arrays& in, int) {
+  HostArray result = in[0];
+  if (result.dims().size() <= 2) return {result};
+  Dimensions dims;
+  for (std::size_t d : result.dims())
+    if (d != 1) dims.push_back(d);
+  dims.resize(std::max<std::size_t>(dims.size(), 2), 1);
+  result.reshape(dims);
+  return {result};
+}
+
+std::vector<std::size_t> orderArgument(const char* name, const Arrays& in) {
+  std::vector<std::size_t> order;
+  requireReal(name, in[1]);
+  for (double d : realParts(in[1])) order.push_back(dimensionArgument(name, HostArray::scalar(d)));
+  std::vector<std::size_t> sorted = order;
+  std::sort(sorted.begin(), sorted.end());
+  for (std::size_t d = 0; d < sorted.size(); ++d)
+    if (sorted[d] != d) raiseInvalidArgument(name, "the order must name every dimension once.");
+  if (order.size() < in[0].dims().size())
+    raiseInvalidArgument(name, "the order must name every dimension once.");
+  return order;
+}
+
+/// Dimension d of the result is dimension order[d] of `a`.
+HostArray permuted(const HostArray& a, const std::vector<std::size_t>& order) {
+  std::vector<std::size_t> strides(order.size(), 1), subscripts(order.size(), 0);
+  for (std::size_t d = 1; d < order.size(); ++d) strides[d] = strides[d - 1] * a.dim(d - 1);
+  Dimensions dims;
+  for (std::size_t d : order) dims.push_back(a.dim(d));
+  PositionList positions(a.numel());
+  std::size_t position = 0;
+  for (std::size_t& target : positions) {
+    target = position;
+    for (std::size_t d = 0; d < order.size(); ++d) {
+      position += strides[order[d]];
+      if (++subscripts[d] < dims[d]) break;
+      position -= dims[d] * strides[order[d]];
+      subscripts[d] = 0;
+    }
+  }
+  return rearranged(a, positions, dims);
+}
+
+Arrays callPermute(Arrays& in, int) { return {permuted(in[0], orderArgument("permute", in))}; }
+
+Arrays callIpermute(Arrays& in, int) {
+  const std::vector<std::size_t> order = orderArgument("ipermute", in);
+  std::vector<std::size_t> inverse(order.size());
+  for (std::size_t d = 0; d < order.size(); ++d) inverse[order[d]] = d;
+  return {permuted(in[0], inverse)};
+}
+
+/// Element k along `dimension` comes from element source(k, length).
+template <class Source>
+HostArray alongReordered(const HostArray& a, std::size_t dimension, const Source& source) {
+  const Lines lines(a.dims(), dimension);
+  PositionList positions(a.numel());
+  lines.forEach([&](std::size_t, std::size_t first) {
+    for (std::size_t k = 0; k < lines.length; ++k)
+      positions[first + k * lines.inner] = first + source(k, lines.length) * lines.inner;
+  });
+  return rearranged(a, positions, a.dims());
+}
+
+HostArray flipped(const HostArray& a, std::size_t dimension) {
+  return alongReordered(a, dimension, [](std::size_t k, std::size_t length) { return length - 1 - k; });
+}
+
+Arrays callFlip(Arrays& in, int) {
+  return {flipped(in[0], in.size() > 1 ? dimensionArgument("flip", in[1]) : firstLongDimension(in[0]))};
+}
+
+Arrays callCircshift(Arrays& in, int) {
+  requireReal("circshift", in[1]);
+  const std::vector<double> shifts = realParts(in[1]);
+  HostArray result = in[0];
+  for (std::size_t d = 0; d < shifts.size(); ++d) {
+    if (shifts[d] != std::floor(shifts[d])) raiseInvalidArgument("circshift", "shifts must be whole numbers.");
+    std::size_t dimension = shifts.size() > 1 ? d : firstLongDimension(in[0]);
+    if (in.size() > 2) dimension = dimensionArgument("circshift", in[2]);
+    result = alongReordered(result, dimension, [&](std::size_t k, std::size_t length) {
+      const double size = static_cast<double>(length),
+                   from = std::fmod(static_cast<double>(k) - shifts[d], size);
+      return static_cast<std::size_t>(from < 0 ? from + size : from);
+    });
+  }
+  return {result};
+}
+
+Arrays callRot90(Arrays& in, int) {
+  requireMatrix("rot90", in[0]);
+  const double turns = in.size() > 1 ? numberArgument("rot90", in[1]) : 1;
+  if (turns != std::floor(turns)) raiseInvalidArgument("rot90", "the number of turns must be whole.");
+  const double quarter = turns - 4 * std::floor(turns / 4);
+  if (quarter == 0) return {in[0]};
+  if (quarter == 2) return {flipped(flipped(in[0], 0), 1)};
+  return {flipped(transpose(in[0]), quarter == 1 ? 0 : 1)};
+}
+
+Builtins rearrangements() {
+  return {
+      {"diag", callDiag, 1, 2, 1,
+       "diag(v, k), diag(A, k): a matrix with v on its k-th diagonal; the diagonal of A."},
+      triangle(
+          "tril", [](double diagonal, double k) { return diagonal <= k; },
+          "tril(A, k): A up to its k-th diagonal."),
+      triangle(
+          "triu", [](double diagonal, double k) { return diagonal >= k; },
+          "triu(A, k): A from its k-th diagonal."),
+      {"toeplitz", callToeplitz, 1, 2, 1, "toeplitz(r), toeplitz(c, r): the matrix with constant diagonals."},
+      {"hankel", callHankel, 1, 2, 1, "hankel(c), hankel(c, r): the matrix with constant antidiagonals."},
+      {"kron", callKron, 2, 2, 1, "kron(A, B): the Kronecker product."},
+      {"repmat", callRepmat, 2, -1, 1, "repmat(a, m, n, ...): copies of a side by side."},
+      {"reshape", callReshape, 2, -1, 1,
+       "reshape(a, m, n, ...): the elements of a in other sizes; one may be []."},
+      {"squeeze", callSqueeze, 1, 1, 1, "squeeze(a): a without dimensions of size 1."},
+      {"permute", callPermute, 2, 2, 1, "permute(a, order): the dimensions of a in another order."},
+      {"ipermute", callIpermute, 2, 2, 1, "ipermute(a, order): undoes permute(a, order)."},
+      {"flip", callFlip, 1, 2, 1,
+       "flip(a), flip(a, dim): the elements of a in reverse order along a dimension."},
+      {"fliplr", [](Arrays& in, int) { return Arrays{flipped(in[0], 1)}; }, 1, 1, 1,
+       "fliplr(a): left and right exchanged."},
+      {"flipud", [](Arrays& in, int) { return Arrays{flipped(in[0], 0)}; }, 1, 1, 1,
+       "flipud(a): up and down exchanged."},
+      {"rot90", callRot90, 1, 2, 1, "rot90(A), rot90(A, k): a turned by k quarters counterclockwise."},
+      {"circshift", callCircshift, 2, 3, 1,
+       "circshift(a, k), circshift(a, k, dim): a moved by k elements in a circle."},
+  };
+}
+
+}  // namespace
+
+void registerShapeBuiltins() { registerAll(rearrangements()); }
+
+}  // namespace tessel

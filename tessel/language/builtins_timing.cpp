@@ -1,0 +1,105 @@
+// Clocks.
+#include <chrono>
+#include <ctime>
+#include <thread>
+
+#include "tessel/console.h"
+#include "tessel/language/builtin_support.h"
+#include "tessel/language/builtins.h"
+#include "tessel/messages.h"
+
+namespace tessel {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::int64_t nanoseconds() {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count();
+}
+
+/// When `tic` was called last; 0 when it was not.
+std::int64_t& started() {
+  static std::int64_t time = 0;
+  return time;
+}
+
+/// tic starts the watch; t = tic starts another one.
+Arrays callTic(Arrays&, int outputCount) {
+  const std::int64_t now = nanoseconds();
+  if (outputCount > 0) return {HostArray::scalarOf(now)};
+  started() = now;
+  return {};
+}
+
+Arrays callToc(Arrays& in, int outputCount) {
+  if (!in.empty() && (in[0].arrayClass() != ArrayClass::Int64 || !in[0].isScalar())) {
+    raiseInvalidArgument("toc", "the argument must come from tic.");
+  }
+  const std::int64_t start = in.empty() ? started() : *in[0].real<std::int64_t>();
+  if (start == 0) raiseError("Tessel:ticNotCalled", "Function 'tic' must be called before 'toc'.");
+  const double seconds = static_cast<double>(nanoseconds() - start) * 1e-9;
+  if (outputCount > 0) return {HostArray::scalar(seconds)};
+  printFormatted("Elapsed time is %.6f seconds.\n", seconds);
+  return {};
+}
+
+struct CalendarTime {
+  std::tm date;
+  double fraction;  ///< of a second
+};
+
+CalendarTime localTime() {
+  const auto now = std::chrono::system_clock::now();
+  const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+  CalendarTime time{};
+  localtime_r(&seconds, &time.date);
+  time.fraction = std::chrono::duration<double>(now - std::chrono::system_clock::from_time_t(seconds)).count();
+  return time;
+}
+
+Arrays callClock(Arrays&, int) {
+  const auto [date, fraction] = localTime();
+  return {doubleRow(std::vector<double>{date.tm_year + 1900.0, date.tm_mon + 1.0, date.tm_mday + 0.0,
+                                        date.tm_hour + 0.0, date.tm_min + 0.0, date.tm_sec + fraction})};
+}
+
+Arrays callDate(Arrays&, int) {
+  char text[32];
+  const std::tm date = localTime().date;
+  return {HostArray::text({text, std::strftime(text, sizeof text, "%d-%b-%Y", &date)})};
+}
+
+/// Days since the start of the year 0, where 1-Jan-1970 is day 719529.
+Arrays callNow(Arrays&, int) {
+  auto [date, fraction] = localTime();
+  const double seconds = static_cast<double>(timegm(&date)) + fraction;
+  return {HostArray::scalar(719529 + seconds / 86400)};
+}
+
+Arrays callCputime(Arrays&, int) {
+  return {HostArray::scalar(static_cast<double>(std::clock()) / CLOCKS_PER_SEC)};
+}
+
+Arrays callPause(Arrays& in, int) {
+  const double seconds = numberArgument("pause", in[0]);
+  if (!(seconds >= 0 && seconds <= 1e6))
+    raiseInvalidArgument("pause", "the time must be from 0 to 1e6 seconds.");
+  std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+  return {};
+}
+
+}  // namespace
+
+void registerTimingBuiltins() {
+  registerAll({
+      {"tic", callTic, 0, 0, 1, "tic, t = tic: starts a stopwatch."},
+      {"toc", callToc, 0, 1, 1, "toc, s = toc, s = toc(t): the seconds since tic."},
+      {"clock", callClock, 0, 0, 1, "clock: year, month, day, hour, minute and seconds of the local time."},
+      {"date", callDate, 0, 0, 1, "date: the local date as text."},
+      {"now", callNow, 0, 0, 1, "now: the local time in days."},
+      {"cputime", callCputime, 0, 0, 1, "cputime: the seconds of processor time that the program has used."},
+      {"pause", callPause, 1, 1, 0, "pause(s): waits for s seconds."},
+  });
+}
+
+}  // namespace tessel

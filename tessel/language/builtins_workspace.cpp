@@ -1,0 +1,204 @@
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
+
+#include "fmt/format.h"
+#include "tessel/console.h"
+#include "tessel/language/builtin_support.h"
+#include "tessel/language/builtins.h"
+#include "tessel/language/interpreter.h"
+#include "tessel/objects.h"
+#include "tessel/registries.h"
+#include "tessel/runtime/dispatch.h"
+
+namespace tessel {
+namespace {
+
+std::vector<std::string> variableNames(Interpreter& interpreter) {
+  std::vector<std::string> names;
+  for (const std::string& name : interpreter.frame().symbols->names()) {
+    if (interpreter.findVariable(name)) names.push_back(name);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+Arrays exist(Interpreter& interpreter, const Arrays& inputs) {
+  const std::string name = textArgument("exist", inputs[0]);
+  const std::string kind = inputs.size() > 1 ? textArgument("exist", inputs[1]) : "";
+  const auto isAsked = [&](std::string_view k) { return kind.empty() || kind == k; };
+  if (!isAsked("var") && !isAsked("builtin") && !isAsked("class") && !isAsked("file")) {
+    raiseInvalidArgument("exist", "the kind must be 'var', 'builtin', 'class' or 'file'.");
+  }
+  double code = 0;
+  if (isAsked("var") && interpreter.findVariable(name))
+    code = 1;
+  else if (isAsked("builtin") && (interpreter.findScriptFunction(name) || findFunction(name)))
+    code = 5;
+  else if (isAsked("class") && findClass(name))
+    code = 8;
+  else if (isAsked("file") && std::filesystem::exists(name))
+    code = 2;
+  return {HostArray::scalar(code)};
+}
+
+Arrays who(Interpreter& interpreter, int outputCount) {
+  const std::vector<std::string> names = variableNames(interpreter);
+  if (outputCount > 0) return {cellOfTexts(names, {names.size(), 1})};
+  for (const std::string& name : names) print(name + '\n');
+  return {};
+}
+
+std::string sizeOf(const HostArray& value) {
+  const HostArray size = callFunction("size", {value}).at(0);
+  std::string text;
+  for (std::size_t d = 0; d < size.numel(); ++d) text += fmt::format("{}{}", d == 0 ? "" : "x", size.realAt(d));
+  return text;
+}
+
+Arrays whos(Interpreter& interpreter) {
+  const std::vector<std::string> names = variableNames(interpreter);
+  if (names.empty()) return {};
+  std::size_t width = 4;
+  for (const std::string& name : names) width = std::max(width, name.size());
+  print(fmt::format("  {:<{}}  {:>12}  {}\n", "Name", width, "Size", "Class"));
+  for (const std::string& name : names) {
+    const HostArray value = interpreter.findVariable(name)->toArray();
+    print(fmt::format("  {:<{}}  {:>12}  {}\n", name, width, sizeOf(value), value.className()));
+  }
+  return {};
+}
+
+Arrays clear(Interpreter& interpreter, const Arrays& inputs) {
+  Frame& frame = interpreter.frame();
+  for (const HostArray& input : inputs) {
+    const std::string name = textArgument("clear", input);
+    const int slot = frame.symbols->find(name);
+    if (interpreter.findVariable(name))
+      frame.slots[slot].clear();
+    else if (name == "all")
+      return clear(interpreter, {});
+  }
+  if (inputs.empty()) {
+    for (Value& variable : frame.slots) variable.clear();
+  }
+  return {};
+}
+
+bool isVariableName(const HostArray& input) {
+  const std::string name = input.isText() ? input.toText() : "";
+  const auto isLetter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
+  const auto isWord = [&](char c) { return isLetter(c) || (c >= '0' && c <= '9') || c == '_'; };
+  return !name.empty() && isLetter(name[0]) && std::all_of(name.begin(), name.end(), isWord) &&
+         !isKeyword(name);
+}
+
+std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+
+std::string helpOfClass(const HostClass& hostClass) {
+  std::string text = hostClass.help() + "\n\nProperties:\n";
+  for (const PropertyInfo* property : hostClass.properties()) {
+    if (!property->hidden)
+      text += fmt::format("  {} ({}): {}\n", property->name, property->type, firstLine(property->help));
+  }
+  text += "\nMethods:\n";
+  for (const MethodInfo* method : hostClass.methods()) {
+    if (!method->hidden)
+      text += fmt::format("  {}: {}\n", method->function.name, firstLine(method->function.help));
+  }
+  return text;
+}
+
+/// Help for "package.class.member"; empty where there is none.
+std::string helpOfMember(const std::string& name) {
+  const std::size_t point = name.rfind('.');
+  const HostClass* hostClass = point == std::string::npos ? nullptr : findClass(name.substr(0, point));
+  if (!hostClass) return {};
+  const std::string member = name.substr(point + 1);
+  if (const PropertyInfo* property = hostClass->findProperty(member)) return property->help;
+  const MethodInfo* method = hostClass->findMethod(member);
+  return method ? method->function.help : std::string();
+}
+
+std::string helpOf(Interpreter& interpreter, const std::string& name) {
+  if (const FunctionCode* code = interpreter.findScriptFunction(name)) {
+    return fmt::format("{} is a function of {}, line {}.", name, code->file, code->line);
+  }
+  if (const FunctionInfo* function = findFunction(name)) return function->help;
+  if (const HostClass* hostClass = findClass(name)) return helpOfClass(*hostClass);
+  return helpOfMember(name);
+}
+
+std::string helpOfEverything() {
+  std::string text;
+  for (const std::string& name : functionNames()) {
+    text += fmt::format("  {:<20} {}\n", name, firstLine(findFunction(name)->help));
+  }
+  return text;
+}
+
+Arrays help(Interpreter& interpreter, const Arrays& inputs, int outputCount) {
+  const std::string name = inputs.empty() ? "" : textArgument("help", inputs[0]);
+  std::string text = inputs.empty() ? helpOfEverything() : helpOf(interpreter, name);
+  if (text.empty()) raiseError("Tessel:noHelp", fmt::format("There is no help for '{}'.", name));
+  if (outputCount > 0) return {HostArray::text(text)};
+  if (!text.ends_with('\n')) text += '\n';
+  print(text);
+  return {};
+}
+
+Arrays feature(const Arrays& inputs, int outputCount) {
+  const std::string name = textArgument("feature", inputs[0]);
+  const FeatureSetter setter = findFeature(name);
+  if (!setter) raiseError("Tessel:noSuchFeature", fmt::format("There is no feature switch '{}'.", name));
+  Arrays outputs(std::max(outputCount, 1));
+  setter(outputCount, outputs.data(), static_cast<int>(inputs.size()) - 1, inputs.data() + 1);
+  const bool isOnlySet = inputs.size() > 1 && outputCount == 0;
+  return isOnlySet ? Arrays() : outputs;
+}
+
+Arrays addListener(Interpreter& interpreter, const Arrays& inputs) {
+  const HostArray& object = inputs[0];
+  const HostClass* hostClass = objectClass(object);
+  if (!hostClass || !object.isScalar())
+    raiseInvalidArgument("addlistener", "the first argument must be one object.");
+  const std::string property = textArgument("addlistener", inputs[1]);
+  if (!hostClass->findProperty(property)) {
+    raiseError("Tessel:noSuchProperty",
+               fmt::format("Class '{}' has no property '{}'.", hostClass->qualifiedName(), property));
+  }
+  object.objectAt()->addListener(
+      property, [&interpreter, function = inputs[2]](HostObject& changed, const std::string& name) {
+        interpreter.call(function, {HostArray::object(changed.shared_from_this()), HostArray::text(name)}, 0);
+      });
+  return {};
+}
+
+}  // namespace
+
+void registerWorkspaceBuiltins(Interpreter& interpreter) {
+  Interpreter* i = &interpreter;
+  registerAll({
+      {"exist", [i](Arrays& inputs, int) { return exist(*i, inputs); }, 1, 2, 1,
+       "k = exist(name), k = exist(name, kind): 1 for a variable ('var'), 5 for a function ('builtin'), 8 for "
+       "a class\n"
+       "('class'), 2 for a file ('file'), 0 for nothing."},
+      {"who", [i](Arrays&, int n) { return who(*i, n); }, 0, 0, 1, "who, c = who: the names of the variables."},
+      {"whos", [i](Arrays&, int) { return whos(*i); }, 0, 0, 0,
+       "whos: the variables with their sizes and classes."},
+      {"clear", [i](Arrays& inputs, int) { return clear(*i, inputs); }, 0, -1, 0,
+       "clear(), clear(name, ...): forgets all variables, or some."},
+      {"isvarname",
+       [](Arrays& inputs, int) -> Arrays { return {HostArray::logical(isVariableName(inputs[0]))}; }, 1, 1, 1,
+       "t = isvarname(text): can a variable have this name?"},
+      {"help", [i](Arrays& inputs, int n) { return help(*i, inputs, n); }, 0, 1, 1,
+       "help(), help(name): describes the functions, or one function, class, property or method\n"
+       "('package.class.member')."},
+      {"feature", [](Arrays& inputs, int n) { return feature(inputs, n); }, 1, -1, -1,
+       "v = feature(name), feature(name, value): reads or sets a feature switch of a module."},
+      {"addlistener", [i](Arrays& inputs, int) { return addListener(*i, inputs); }, 3, 3, 0,
+       "addlistener(object, property, f): calls f(object, property) after each change of the property."},
+  });
+}
+
+}  // namespace tessel

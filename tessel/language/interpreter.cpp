@@ -1,0 +1,164 @@
+#include "tessel/language/interpreter.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "fmt/format.h"
+#include "tessel/console.h"
+#include "tessel/interpreter.h"
+#include "tessel/language/builtins.h"
+#include "tessel/language/interpreter_scopes.h"
+#include "tessel/language/replaced.h"
+#include "tessel/runtime/dispatch.h"
+
+namespace tessel {
+
+Interpreter::Interpreter() : stackBase_(static_cast<const char*>(__builtin_frame_address(0))) {
+  workspace_.symbols = &workspaceSymbols_;
+  registerBuiltins();
+  registerLanguageBuiltins(*this);
+  LanguageHooks hooks;
+  hooks.evaluate = [this](const std::string& text) {
+    Arrays values = evaluateText(text, 1);
+    return std::move(values.at(0));
+  };
+  hooks.stack = [this] {
+    std::vector<std::string> lines;
+    for (const StackEntry& entry : callStack()) lines.push_back(fmt::format("{}:{}", entry.name, entry.line));
+    return lines;
+  };
+  hooks.call = [this](const FunctionValue& function, Arrays inputs, int outputCount) {
+    return callValue(function, std::move(inputs), outputCount);
+  };
+  attachLanguage(std::move(hooks));
+}
+
+Interpreter::~Interpreter() { attachLanguage({}); }
+
+Program Interpreter::load(std::string_view source, const std::string& file) {
+  Program program = parseProgram(source, file, workspaceSymbols_);
+  workspace_.slots.resize(workspaceSymbols_.names().size());
+  workspace_.name = workspace_.file = file;
+  for (const auto& code : program.functions) functions_[code->name] = code;
+  return program;
+}
+
+void Interpreter::run(const Program& program) {
+  runInWorkspace([&] { execute(program.statements); });
+}
+
+void Interpreter::run(const Statement& statement) {
+  runInWorkspace([&] { execute(statement); });
+}
+
+void Interpreter::runInWorkspace(const std::function<void()>& action) {
+  isInterrupted_ = false;
+  errorStack_.clear();
+  if (const auto error = attempt(action)) raiseError(error->identifier, error->text);
+}
+
+std::optional<ErrorRecord> Interpreter::attempt(const std::function<void()>& action) {
+  try {
+    action();
+    return std::nullopt;
+  } catch (const ExitRequest&) {
+    throw;
+  } catch (...) {
+    ErrorRecord error = recordCurrentException();
+    if (isInterrupted_) throw;
+    return error;
+  }
+}
+
+void Interpreter::checkInterruption() const {
+  if (isInterrupted_.load(std::memory_order_relaxed)) raiseError("Tessel:interrupted", "Interrupted.");
+}
+
+/// The exception being handled, which becomes the last error.
+ErrorRecord Interpreter::recordCurrentException() {
+  ErrorRecord error;
+  try {
+    throw;
+  } catch (const HostError& e) {
+    error = {e.identifier(), e.what(), {}};
+  } catch (const std::bad_alloc&) {
+    error = {"Tessel:outOfMemory", "Out of memory.", {}};
+  } catch (const std::exception& e) {
+    error = {"Tessel:internalError", e.what(), {}};
+  } catch (...) {
+    error = {"Tessel:internalError", "An unknown exception.", {}};
+  }
+  error.stack = errorStack_.empty() ? callStack() : std::exchange(errorStack_, {});
+  lastError_ = error;
+  return error;
+}
+
+void Interpreter::raiseAgain(ErrorRecord error) {
+  errorStack_ = std::move(error.stack);
+  raiseError(std::move(error.identifier), error.text);
+}
+
+std::vector<StackEntry> Interpreter::callStack() const {
+  std::vector<StackEntry> stack;
+  for (const Frame* frame = frame_; frame; frame = frame->caller) {
+    stack.push_back({frame->file, frame->name, frame->line});
+  }
+  return stack;
+}
+
+const Value* Interpreter::findVariable(const std::string& name) const {
+  const int slot = frame_->symbols->find(name);
+  if (slot < 0 || static_cast<std::size_t>(slot) >= frame_->slots.size()) return nullptr;
+  const Value& value = frame_->slots[slot];
+  return value.isDefined() ? &value : nullptr;
+}
+
+const FunctionCode* Interpreter::findScriptFunction(const std::string& name) const {
+  const auto found = functions_.find(name);
+  return found == functions_.end() ? nullptr : found->second.get();
+}
+
+std::vector<std::string> Interpreter::scriptFunctionNames() const {
+  std::vector<std::string> names;
+  for (const auto& [name, code] : functions_) names.push_back(name);
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+Arrays Interpreter::evaluateText(const std::string& text, int outputCount) {
+  const CallDepth depth(*this);
+  Frame& frame = *frame_;
+  Program program;
+  try {
+    program = parseProgram(text, frame.file, *frame.symbols, std::max(frame.line, 1));
+  } catch (const SyntaxError& e) {
+    raiseError(e.identifier(), fmt::format("{} (line {}, column {} of the evaluated text)", e.what(), e.line(), e.column()));
+  }
+  if (!program.functions.empty()) raiseError("Tessel:syntaxError", "An evaluated text cannot define functions.");
+  frame.slots.resize(std::max(frame.slots.size(), frame.symbols->names().size()));
+  const Replaced<const EndContext*> noEnd(endContext_, nullptr);
+  if (outputCount == 0) {
+    execute(program.statements);
+    return {};
+  }
+  const auto* statement = program.statements.size() == 1
+                              ? std::get_if<ExpressionStatement>(&program.statements[0].node)
+                              : nullptr;
+  if (!statement) raiseError("Tessel:notAnExpression", "An evaluated text that gives a value must be an expression.");
+  Arrays values;
+  evaluateAll(*statement->expression, outputCount, values);
+  if (values.empty()) raiseError("Tessel:noValue", "The expression gives no value.");
+  return values;
+}
+
+void Interpreter::display(const HostArray& value, const std::string& name) {
+  if (!value.isObject()) {
+    callBuiltin("display", {value, HostArray::text(name)}, 0);
+    return;
+  }
+  print('\n' + name + " =\n");
+  tessel::callFunction("disp", {value}, 0);
+}
+
+}  // namespace tessel

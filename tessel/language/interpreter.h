@@ -1,0 +1,202 @@
+/// The evaluator: walks the tree of a program.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "tessel/array.h"
+#include "tessel/language/ast.h"
+#include "tessel/language/function_values.h"
+#include "tessel/language/parser.h"
+#include "tessel/language/value.h"
+#include "tessel/messages.h"
+#include "tessel/runtime/indexpath.h"
+
+namespace tessel {
+
+struct MethodInfo;
+
+/// The variables of one call of a function, or the workspace.
+struct Frame {
+  const FunctionCode* code = nullptr;  ///< null: the workspace
+  std::string name;                    ///< of the function; of the workspace, the file
+  std::string file;
+  SymbolTable* symbols = nullptr;
+  /// One a symbol; names that the text given to `eval` adds come last.
+  std::vector<Value> slots;
+  int line = 0;  ///< of the statement being executed
+  int inputCount = 0;
+  int outputCount = 0;
+  Frame* caller = nullptr;
+};
+
+/// One level of the call stack.
+struct StackEntry {
+  std::string file;
+  std::string name;
+  int line;
+};
+
+/// An error as `catch err` sees it.
+struct ErrorRecord {
+  std::string identifier;
+  std::string text;
+  std::vector<StackEntry> stack;  ///< innermost first
+};
+
+/// Leaves the program: thrown by the functions `exit` and `quit`, caught by whoever started the interpreter.
+struct ExitRequest {
+  int status;
+};
+
+/// Runs programs in a workspace. One at a time is attached to the runtime; its functions must not run in two threads.
+///
+/// Names are looked up as variables, functions of the script, methods of the arguments, registered functions, packages.
+/// Errors are HostError, also those of C++ itself ("Tessel:outOfMemory", "Tessel:internalError").
+class Interpreter {
+ public:
+  /// Registers the built-in functions and attaches itself to the runtime.
+  Interpreter();
+  ~Interpreter();
+  Interpreter(const Interpreter&) = delete;
+  Interpreter& operator=(const Interpreter&) = delete;
+
+  /// Parses a program for the workspace and makes its functions known. Raises SyntaxError.
+  Program load(std::string_view source, const std::string& file);
+  /// Executes statements of `program`, which `load` returned, in the workspace. When an error is raised `lastError`
+  /// knows it.
+  void run(const Program& program);
+  void run(const Statement& statement);
+  const ErrorRecord& lastError() const { return lastError_; }
+  void setLastError(ErrorRecord error) { lastError_ = std::move(error); }
+  /// The running program raises "Tessel:interrupted" at its next statement. May be called by a signal handler.
+  void interrupt() { isInterrupted_ = true; }
+
+  // What the built-in functions of the language need.
+
+  /// The innermost function being executed.
+  Frame& frame() { return *frame_; }
+  /// The value of a variable there, or null.
+  const Value* findVariable(const std::string& name) const;
+  const FunctionCode* findScriptFunction(const std::string& name) const;
+  std::vector<std::string> scriptFunctionNames() const;
+  /// Calls `function`: a function value, or a text that names one.
+  Arrays call(const HostArray& function, Arrays inputs, int outputCount);
+  Arrays call(const std::string& name, Arrays inputs, int outputCount);
+  /// Executes a text in the innermost function; with results wanted, it must be an expression.
+  Arrays evaluateText(const std::string& text, int outputCount);
+  /// Performs `action`. The error that it raises becomes the last one and is returned; interruption and
+  /// ExitRequest pass on.
+  std::optional<ErrorRecord> attempt(const std::function<void()>& action);
+  /// Raises `error` again, at the place where it arose first.
+  [[noreturn]] void raiseAgain(ErrorRecord error);
+  std::vector<StackEntry> callStack() const;
+  /// Is a value true as a condition: not empty and without a zero? Raises "Tessel:nologicalnan" and
+  /// "Tessel:conditionNotLogical".
+  bool isTrue(const Value& condition);
+  /// The structure that `catch err` assigns: identifier, message, stack.
+  static HostArray errorValue(const ErrorRecord& error);
+  /// Prints a value as a statement without semicolon does.
+  void display(const HostArray& value, const std::string& name);
+
+ private:
+  enum class Flow { Normal, Break, Continue, Return };
+  /// The array that `end` belongs to.
+  struct EndContext {
+    HostArray array;
+    std::size_t position;  ///< of the subscript, from 0
+    std::size_t count;
+  };
+  class FrameScope;
+  class CallDepth;
+  class BorrowedVariable;
+  using Steps = std::vector<IndexStep>;
+  using StepRange = std::span<const IndexStep>;
+
+  // Statements
+  Flow execute(const Block& block);
+  Flow execute(const Statement& statement);
+  Flow executeNode(const ExpressionStatement& node);
+  Flow executeNode(const Assignment& node);
+  Flow executeNode(const IfStatement& node);
+  Flow executeNode(const WhileStatement& node);
+  Flow executeNode(const ForStatement& node);
+  Flow executeNode(const SwitchStatement& node);
+  Flow executeNode(const TryStatement& node);
+  Flow executeNode(const BreakStatement&) { return Flow::Break; }
+  Flow executeNode(const ContinueStatement&) { return Flow::Continue; }
+  Flow executeNode(const ReturnStatement&) { return Flow::Return; }
+  std::optional<Flow> executePass(const Block& body);
+  bool matches(const HostArray& subject, const HostArray& label);
+  void assignVariable(const AssignmentTarget& target, HostArray value, bool isSilent);
+  bool assignElementFast(Value& variable, const Steps& steps, const Value& value);
+  void assignSteps(const AssignmentTarget& target, const HostArray& value);
+
+  // Expressions
+  Value evaluate(const Expression& expression);
+  /// Appends all values of an expression, which may have none or several.
+  void evaluateAll(const Expression& expression, int outputCount, Arrays& values);
+  Value evaluateNode(const Constant& node) { return node.value; }
+  Value evaluateNode(const NameReference& node);
+  Value evaluateNode(const AllElements&) { return Value(HostArray::text(":")); }
+  Value evaluateNode(const LastElement&);
+  Value evaluateNode(const UnaryOperation& node);
+  Value evaluateNode(const BinaryOperation& node);
+  Value evaluateNode(const RangeExpression& node);
+  Value evaluateNode(const MatrixLiteral& node);
+  Value evaluateNode(const IndexExpression& node);
+  Value evaluateNode(const PartExpression& node);
+  Value evaluateNode(const NamedHandle& node);
+  Value evaluateNode(const AnonymousFunction& node);
+  std::vector<Arrays> evaluateRows(const MatrixLiteral& node);
+  Value callOperator(const char* function, Arrays operands);
+
+  // Indexing
+  void evaluateIndexed(const IndexExpression& node, int outputCount, Arrays& values);
+  std::optional<Value> evaluateElementFast(const IndexExpression& node) const;
+  std::optional<double> pureScalar(const Expression& expression) const;
+  std::optional<std::size_t> fastPosition(const HostArray& array, const Steps& steps) const;
+  /// Appends the values of an argument or an element of a matrix.
+  void evaluateArgument(const Expression& expression, Arrays& values);
+  Arrays evaluateSubscripts(const IndexStep& step, const HostArray* indexed);
+  enum class PathUse { Read, Assign };
+  IndexPath resolvePath(HostArray& base, StepRange steps, PathUse use);
+  HostArray partAt(const HostArray& base, const IndexPath& path, PathUse use) const;
+  HostArray lastPosition(const EndContext& context) const;
+  Arrays referenceVariable(int slot, const Steps& steps, int outputCount);
+  Arrays referenceFurther(HostArray base, StepRange steps, int outputCount);
+
+  // Calls
+  Arrays callNamed(const NameReference& name, const Steps& steps, int outputCount);
+  Arrays callWithArguments(const std::string& name, const IndexStep* arguments, int outputCount);
+  Arrays callChangingMethod(const MethodInfo& method, int slot, Arrays inputs, int outputCount);
+  Arrays callScriptFunction(const FunctionCode& code, Arrays inputs, int outputCount);
+  Arrays callAnonymous(const AnonymousFunctionValue& function, Arrays inputs, int outputCount);
+  Arrays callValue(const FunctionValue& function, Arrays inputs, int outputCount);
+
+  ErrorRecord recordCurrentException();
+  void runInWorkspace(const std::function<void()>& action);
+  void checkInterruption() const;
+
+  SymbolTable workspaceSymbols_;
+  Frame workspace_;
+  Frame* frame_ = &workspace_;
+  const EndContext* endContext_ = nullptr;
+  int callDepth_ = 0;
+  /// Where the stack stood at the beginning; calls stop before it runs out.
+  const char* stackBase_;
+  std::unordered_map<std::string, std::shared_ptr<const FunctionCode>> functions_;
+  ErrorRecord lastError_;
+  /// Where the error on its way arose; empty until a function has been left.
+  std::vector<StackEntry> errorStack_;
+  std::atomic<bool> isInterrupted_ = false;
+};
+
+}  // namespace tessel

@@ -1,0 +1,176 @@
+#include <algorithm>
+#include <iterator>
+
+#include "fmt/format.h"
+#include "tessel/interpreter.h"
+#include "tessel/language/interpreter.h"
+#include "tessel/language/interpreter_scopes.h"
+#include "tessel/language/operators.h"
+
+namespace tessel {
+namespace {
+
+/// Are all elements real double scalars, as many in each row?
+bool isScalarTable(const std::vector<Arrays>& rows) {
+  const auto isScalar = [](const HostArray& a) {
+    return a.arrayClass() == ArrayClass::Double && a.isScalar() && !a.isComplex();
+  };
+  return std::all_of(rows.begin(), rows.end(), [&](const Arrays& row) {
+    return row.size() == rows[0].size() && std::all_of(row.begin(), row.end(), isScalar);
+  });
+}
+
+HostArray matrixOfScalars(const std::vector<Arrays>& rows) {
+  if (rows.empty()) return {};
+  HostArray matrix = HostArray::zeros(ArrayClass::Double, {rows.size(), rows[0].size()});
+  double* to = matrix.mutableReal<double>();
+  for (std::size_t column = 0; column < rows[0].size(); ++column) {
+    for (const Arrays& row : rows) *to++ = *row[column].real<double>();
+  }
+  return matrix;
+}
+
+HostArray cellOfRows(std::vector<Arrays> rows) {
+  if (rows.empty()) return HostArray::cell({0, 0});
+  const std::size_t columns = rows[0].size();
+  HostArray cell = HostArray::cell({rows.size(), columns});
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (rows[i].size() != columns) {
+      raiseError("Tessel:dimagree", "The rows of a cell array need the same number of elements.");
+    }
+    for (std::size_t j = 0; j < columns; ++j) cell.mutableCellAt(j * rows.size() + i) = std::move(rows[i][j]);
+  }
+  return cell;
+}
+
+[[noreturn]] void raiseNoValue(const std::string& name) {
+  raiseError("Tessel:noValue", fmt::format("'{}' gives no value.", name));
+}
+
+}  // namespace
+
+Value Interpreter::evaluate(const Expression& expression) {
+  return std::visit([this](const auto& node) { return evaluateNode(node); }, expression.node);
+}
+
+void Interpreter::evaluateAll(const Expression& expression, int outputCount, Arrays& values) {
+  if (const auto* index = std::get_if<IndexExpression>(&expression.node)) {
+    evaluateIndexed(*index, outputCount, values);
+    return;
+  }
+  Arrays results;
+  if (const auto* part = std::get_if<PartExpression>(&expression.node)) {
+    results = referenceFurther(evaluate(*part->base).toArray(), part->steps, outputCount);
+  } else if (const auto* name = std::get_if<NameReference>(&expression.node); name && !frame_->slots[name->slot].isDefined()) {
+    results = callNamed(*name, {}, outputCount);
+    if (results.empty() && outputCount > 0) raiseNoValue(name->name);
+  } else {
+    results.push_back(evaluate(expression).toArray());
+  }
+  std::move(results.begin(), results.end(), std::back_inserter(values));
+}
+
+Value Interpreter::evaluateNode(const NameReference& node) {
+  if (const Value& variable = frame_->slots[node.slot]; variable.isDefined()) return variable;
+  Arrays results = callNamed(node, {}, 1);
+  if (results.empty()) raiseNoValue(node.name);
+  return Value(std::move(results[0]));
+}
+
+Value Interpreter::evaluateNode(const LastElement&) {
+  if (!endContext_) raiseError("Tessel:endOutsideIndex", "'end' stands in no subscript of an array.");
+  return Value(lastPosition(*endContext_));
+}
+
+Value Interpreter::evaluateNode(const UnaryOperation& node) {
+  Value operand = evaluate(*node.operand);
+  if (const auto number = operand.scalar()) {
+    if (Value result = scalarOperation(node.info->code, *number); result.isDefined()) return result;
+  }
+  return callOperator(node.info->function, {std::move(operand).toArray()});
+}
+
+Value Interpreter::evaluateNode(const BinaryOperation& node) {
+  const Operator code = node.info->code;
+  if (code == Operator::AndAnd) return Value(isTrue(evaluate(*node.left)) && isTrue(evaluate(*node.right)));
+  if (code == Operator::OrOr) return Value(isTrue(evaluate(*node.left)) || isTrue(evaluate(*node.right)));
+  Value left = evaluate(*node.left);
+  Value right = evaluate(*node.right);
+  if (const auto a = left.scalar()) {
+    if (const auto b = right.scalar()) {
+      if (Value result = scalarOperation(code, *a, *b); result.isDefined()) return result;
+    }
+  }
+  Arrays operands;
+  operands.reserve(2);
+  operands.push_back(std::move(left).toArray());
+  operands.push_back(std::move(right).toArray());
+  return callOperator(node.info->function, std::move(operands));
+}
+
+Value Interpreter::callOperator(const char* function, Arrays operands) {
+  const CallDepth depth(*this);
+  Arrays results = tessel::callFunction(function, std::move(operands));
+  if (results.empty()) raiseError("Tessel:noValue", fmt::format("The operator '{}' gives no value.", function));
+  return Value(std::move(results[0]));
+}
+
+Value Interpreter::evaluateNode(const RangeExpression& node) {
+  Arrays ends{evaluate(*node.start).toArray()};
+  if (node.step) ends.push_back(evaluate(*node.step).toArray());
+  ends.push_back(evaluate(*node.stop).toArray());
+  return callOperator("colon", std::move(ends));
+}
+
+std::vector<Arrays> Interpreter::evaluateRows(const MatrixLiteral& node) {
+  std::vector<Arrays> rows;
+  for (const Expressions& elements : node.rows) {
+    Arrays row;
+    row.reserve(elements.size());
+    for (const ExpressionPtr& element : elements) evaluateArgument(*element, row);
+    if (!row.empty()) rows.push_back(std::move(row));
+  }
+  return rows;
+}
+
+Value Interpreter::evaluateNode(const MatrixLiteral& node) {
+  std::vector<Arrays> rows = evaluateRows(node);
+  if (node.isCell) return Value(cellOfRows(std::move(rows)));
+  if (isScalarTable(rows)) return Value(matrixOfScalars(rows));
+  Arrays joined;
+  for (Arrays& row : rows) {
+    const bool isAlone = row.size() == 1;
+    joined.push_back(isAlone ? std::move(row[0]) : callOperator("horzcat", std::move(row)).toArray());
+  }
+  if (joined.empty()) return Value(HostArray());
+  return joined.size() == 1 ? Value(std::move(joined[0])) : callOperator("vertcat", std::move(joined));
+}
+
+Value Interpreter::evaluateNode(const IndexExpression& node) {
+  if (auto element = evaluateElementFast(node)) return std::move(*element);
+  Arrays values;
+  evaluateIndexed(node, 1, values);
+  if (values.empty()) raiseError("Tessel:noValue", "The expression gives no value.");
+  return Value(std::move(values[0]));
+}
+
+Value Interpreter::evaluateNode(const PartExpression& node) {
+  Arrays values = referenceFurther(evaluate(*node.base).toArray(), node.steps, 1);
+  if (values.empty()) raiseError("Tessel:noValue", "The expression gives no value.");
+  return Value(std::move(values[0]));
+}
+
+Value Interpreter::evaluateNode(const NamedHandle& node) {
+  return Value(HostArray::function(std::make_shared<NamedFunctionValue>(node.name)));
+}
+
+Value Interpreter::evaluateNode(const AnonymousFunction& node) {
+  std::vector<AnonymousFunctionValue::Capture> captures;
+  for (const AnonymousFunction::Capture& capture : node.captures) {
+    const Value& value = frame_->slots[capture.outerSlot];
+    if (value.isDefined()) captures.push_back({capture.innerSlot, value});
+  }
+  return Value(HostArray::function(std::make_shared<AnonymousFunctionValue>(node.code, std::move(captures))));
+}
+
+}  // namespace tessel

@@ -1,0 +1,212 @@
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+
+#include "tessel/interpreter.h"
+#include "tessel/language/interpreter.h"
+#include "tessel/language/interpreter_scopes.h"
+#include "tessel/language/operators.h"
+#include "tessel/objects.h"
+#include "tessel/runtime/dispatch.h"
+
+namespace tessel {
+namespace {
+
+/// The sizes as the object's class tells them, or those of the array that holds the objects.
+Dimensions sizesOf(const HostArray& array) {
+  const HostClass* hostClass = objectClass(array);
+  if (!hostClass || !hostClass->findMethod("size")) return array.dims();
+  const HostArray size = callFunction("size", {array}).at(0);
+  Dimensions dims;
+  for (std::size_t d = 0; d < size.numel(); ++d) dims.push_back(static_cast<std::size_t>(size.realAt(d)));
+  return dims;
+}
+
+/// The method that the steps call on an object and that changes it, or null.
+const MethodInfo* changingMethod(const HostArray& object, std::span<const IndexStep> steps) {
+  const HostClass* hostClass = objectClass(object);
+  if (!hostClass || !hostClass->isValueClass() || !object.isScalar()) return nullptr;
+  if (steps[0].kind != IndexStep::Kind::Field || hostClass->findProperty(steps[0].field)) return nullptr;
+  const MethodInfo* method = hostClass->findMethod(steps[0].field);
+  return method && method->changesObject ? method : nullptr;
+}
+
+}  // namespace
+
+void Interpreter::evaluateIndexed(const IndexExpression& node, int outputCount, Arrays& values) {
+  const bool isVariable = frame_->slots[node.base.slot].isDefined();
+  Arrays results = isVariable ? referenceVariable(node.base.slot, node.steps, outputCount)
+                              : callNamed(node.base, node.steps, outputCount);
+  const bool mayBeNothing = outputCount == 0 || node.steps.back().kind != IndexStep::Kind::Paren;
+  if (results.empty() && !mayBeNothing) raiseError("Tessel:noValue", "'" + node.base.name + "' gives no value.");
+  std::move(results.begin(), results.end(), std::back_inserter(values));
+}
+
+/// The value of a scalar expression that calls nothing, so that evaluating it again does no harm.
+std::optional<double> Interpreter::pureScalar(const Expression& expression) const {
+  if (const auto* constant = std::get_if<Constant>(&expression.node)) {
+    if (const double* number = constant->value.number()) return *number;
+  } else if (const auto* name = std::get_if<NameReference>(&expression.node)) {
+    if (const double* number = frame_->slots[name->slot].number()) return *number;
+  } else if (const auto* operation = std::get_if<BinaryOperation>(&expression.node)) {
+    const auto left = pureScalar(*operation->left);
+    const auto right = left ? pureScalar(*operation->right) : std::nullopt;
+    if (!right) return std::nullopt;
+    const Value result = scalarOperation(operation->info->code, *left, *right);
+    if (const double* number = result.number()) return *number;
+  }
+  return std::nullopt;
+}
+
+/// The linear position, from 0, of the one existing element that scalar subscripts without calls select.
+std::optional<std::size_t> Interpreter::fastPosition(const HostArray& array, const Steps& steps) const {
+  if (steps.size() != 1 || steps[0].kind != IndexStep::Kind::Paren) return std::nullopt;
+  const Expressions& subscripts = steps[0].arguments;
+  const auto within = [&](std::size_t k, std::size_t extent) -> std::optional<std::size_t> {
+    const auto position = pureScalar(*subscripts[k]);
+    const bool exists = position && *position >= 1 && *position <= static_cast<double>(extent) &&
+                        *position == std::floor(*position);
+    return exists ? std::optional(static_cast<std::size_t>(*position) - 1) : std::nullopt;
+  };
+  if (subscripts.size() == 1) return within(0, array.numel());
+  if (subscripts.size() != 2 || array.dims().size() != 2) return std::nullopt;
+  const auto row = within(0, array.dim(0));
+  const auto column = row ? within(1, array.dim(1)) : std::nullopt;
+  return column ? std::optional(*column * array.dim(0) + *row) : std::nullopt;
+}
+
+std::optional<Value> Interpreter::evaluateElementFast(const IndexExpression& node) const {
+  const HostArray* array = frame_->slots[node.base.slot].array();
+  if (!array || array->arrayClass() != ArrayClass::Double || array->isComplex()) return std::nullopt;
+  const auto position = fastPosition(*array, node.steps);
+  return position ? std::optional(Value(array->real<double>()[*position])) : std::nullopt;
+}
+
+bool Interpreter::assignElementFast(Value& variable, const Steps& steps, const Value& value) {
+  HostArray* array = variable.array();
+  const double* number = value.number();
+  if (!array || !number || array->arrayClass() != ArrayClass::Double || array->isComplex()) return false;
+  const auto position = fastPosition(*array, steps);
+  if (!position) return false;
+  array->mutableReal<double>()[*position] = *number;
+  return true;
+}
+
+void Interpreter::evaluateArgument(const Expression& expression, Arrays& values) {
+  const auto* index = std::get_if<IndexExpression>(&expression.node);
+  if (const auto element = index ? evaluateElementFast(*index) : std::nullopt) values.push_back(element->toArray());
+  else evaluateAll(expression, 1, values);
+}
+
+/// The values of the arguments in parentheses or braces. `indexed` is the array that `end` belongs to; in the arguments
+/// of a function, which is not indexed, `end` belongs to the array around the call.
+Arrays Interpreter::evaluateSubscripts(const IndexStep& step, const HostArray* indexed) {
+  Arrays subscripts;
+  subscripts.reserve(step.arguments.size());
+  for (std::size_t k = 0; k < step.arguments.size(); ++k) {
+    if (indexed) {
+      const EndContext context{*indexed, k, step.arguments.size()};
+      const Replaced<const EndContext*> inner(endContext_, &context);
+      evaluateArgument(*step.arguments[k], subscripts);
+    } else {
+      evaluateArgument(*step.arguments[k], subscripts);
+    }
+  }
+  return subscripts;
+}
+
+/// The steps with the values of their subscripts. For reading, `base` moves along where a subscript with `end` needs
+/// the part before it, and the path starts there: nothing is called twice.
+IndexPath Interpreter::resolvePath(HostArray& base, StepRange steps, PathUse use) {
+  using Kind = IndexStep::Kind;
+  IndexPath path;
+  path.reserve(steps.size());
+  for (const IndexStep& step : steps) {
+    if (step.kind == Kind::Field) {
+      path.push_back({IndexLevel::Kind::Field, {}, step.field});
+    } else if (step.kind == Kind::DynamicField) {
+      path.push_back({IndexLevel::Kind::Field, {}, evaluate(*step.arguments[0]).toArray().toText()});
+    } else {
+      HostArray indexed;
+      if (step.usesEnd) {
+        indexed = path.empty() ? base : partAt(base, path, use);
+        if (use == PathUse::Read) {
+          base = indexed;
+          path.clear();
+        }
+      }
+      const auto kind = step.kind == Kind::Paren ? IndexLevel::Kind::Paren : IndexLevel::Kind::Brace;
+      path.push_back({kind, evaluateSubscripts(step, step.usesEnd ? &indexed : nullptr), {}});
+    }
+  }
+  return path;
+}
+
+/// The part of `base` that `path` selects; of one that an assignment is about to create, an empty array.
+HostArray Interpreter::partAt(const HostArray& base, const IndexPath& path, PathUse use) const {
+  try {
+    const Arrays parts = reference(base, path);
+    if (parts.size() == 1) return parts[0];
+  } catch (const HostError&) {
+    if (use == PathUse::Read) throw;
+    return {};
+  }
+  raiseError("Tessel:notOneValue", "Only one value can be indexed further, but the expression selects none or several.");
+}
+
+HostArray Interpreter::lastPosition(const EndContext& context) const {
+  const HostClass* hostClass = objectClass(context.array);
+  if (hostClass && hostClass->findMethod("end")) {
+    return tessel::callFunction("end", {context.array, HostArray::scalar(static_cast<double>(context.position + 1)),
+                                        HostArray::scalar(static_cast<double>(context.count))})
+        .at(0);
+  }
+  const Dimensions sizes = sizesOf(context.array);
+  std::size_t last = context.position < sizes.size() ? sizes[context.position] : 1;
+  if (context.position + 1 == context.count) {
+    for (std::size_t d = context.position + 1; d < sizes.size(); ++d) last *= sizes[d];
+  }
+  return HostArray::scalar(static_cast<double>(last));
+}
+
+Arrays Interpreter::referenceVariable(int slot, const Steps& steps, int outputCount) {
+  HostArray base = frame_->slots[slot].toArray();
+  if (const MethodInfo* method = changingMethod(base, steps)) {
+    const bool hasArguments = steps.size() > 1 && steps[1].kind == IndexStep::Kind::Paren;
+    base = HostArray();  // The variable must be the only one that holds the object.
+    Arrays inputs(1);
+    if (hasArguments) {
+      Arrays arguments = evaluateSubscripts(steps[1], nullptr);
+      std::move(arguments.begin(), arguments.end(), std::back_inserter(inputs));
+    }
+    const StepRange rest = StepRange(steps).subspan(hasArguments ? 2 : 1);
+    Arrays results = callChangingMethod(*method, slot, std::move(inputs), rest.empty() ? outputCount : 1);
+    return rest.empty() ? results : referenceFurther(std::move(results.at(0)), rest, outputCount);
+  }
+  return referenceFurther(std::move(base), steps, outputCount);
+}
+
+Arrays Interpreter::referenceFurther(HostArray base, StepRange steps, int outputCount) {
+  const IndexPath path = resolvePath(base, steps, PathUse::Read);
+  Arrays results = reference(base, path, outputCount);
+  // Only braces and fields list several values; a method may return more than it was asked for.
+  const bool isList = path.back().kind == IndexLevel::Kind::Brace ||
+                      (path.back().kind == IndexLevel::Kind::Field && !base.isObject());
+  if (!isList) results.resize(std::min(results.size(), static_cast<std::size_t>(std::max(outputCount, 1))));
+  return results;
+}
+
+void Interpreter::assignSteps(const AssignmentTarget& target, const HostArray& value) {
+  Frame& frame = *frame_;
+  IndexPath path;
+  {
+    const Value& variable = frame.slots[target.slot];
+    HostArray base = variable.isDefined() ? variable.toArray() : HostArray();
+    path = resolvePath(base, target.steps, PathUse::Assign);
+  }
+  BorrowedVariable variable(frame, target.slot);
+  assign(variable.array, path, value);
+  variable.define();
+}
+
+}  // namespace tessel

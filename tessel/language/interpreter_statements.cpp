@@ -1,0 +1,207 @@
+#include <algorithm>
+
+#include "fmt/format.h"
+#include "tessel/interpreter.h"
+#include "tessel/language/interpreter.h"
+#include "tessel/language/interpreter_scopes.h"
+#include "tessel/runtime/arithmetic.h"
+#include "tessel/runtime/dispatch.h"
+#include "tessel/runtime/indexing.h"
+
+namespace tessel {
+namespace {
+
+/// The sizes of an array folded into rows and columns; of an object, what its methods say.
+struct ColumnShape {
+  std::size_t rows;
+  std::size_t columns;
+};
+
+ColumnShape columnShape(const HostArray& array, bool hasOwnShape) {
+  if (!hasOwnShape) return {array.dim(0), array.dim(0) == 0 ? 0 : array.numel() / array.dim(0)};
+  const HostArray size = tessel::callFunction("size", {array}).at(0);
+  ColumnShape shape{static_cast<std::size_t>(size.realAt(0)), 1};
+  for (std::size_t d = 1; d < size.numel(); ++d) shape.columns *= static_cast<std::size_t>(size.realAt(d));
+  return shape;
+}
+
+bool hasMethod(const HostArray& value, std::string_view name) {
+  const HostClass* hostClass = objectClass(value);
+  return hostClass && hostClass->findMethod(name);
+}
+
+}  // namespace
+
+Interpreter::Flow Interpreter::execute(const Block& block) {
+  for (const Statement& statement : block) {
+    if (const Flow flow = execute(statement); flow != Flow::Normal) return flow;
+  }
+  return Flow::Normal;
+}
+
+Interpreter::Flow Interpreter::execute(const Statement& statement) {
+  frame_->line = statement.line;
+  // Whoever executes a statement has dealt with the error before it.
+  if (!errorStack_.empty()) errorStack_.clear();
+  checkInterruption();
+  return std::visit([this](const auto& node) { return executeNode(node); }, statement.node);
+}
+
+Interpreter::Flow Interpreter::executeNode(const ExpressionStatement& node) {
+  if (const auto* name = std::get_if<NameReference>(&node.expression->node)) {
+    if (const Value& variable = frame_->slots[name->slot]; variable.isDefined()) {
+      if (!node.isSilent) display(variable.toArray(), name->name);
+      return Flow::Normal;
+    }
+  }
+  Arrays values;
+  evaluateAll(*node.expression, 0, values);
+  for (HostArray& value : values) {
+    assignVariable({"ans", frame_->symbols->slotOf("ans"), {}}, std::move(value), node.isSilent);
+  }
+  return Flow::Normal;
+}
+
+Interpreter::Flow Interpreter::executeNode(const Assignment& node) {
+  if (node.targets.size() == 1 && !node.targets[0].name.empty()) {
+    const AssignmentTarget& target = node.targets[0];
+    Value value = evaluate(*node.value);
+    if (target.steps.empty()) {
+      frame_->slots[target.slot] = std::move(value);
+    } else if (!assignElementFast(frame_->slots[target.slot], target.steps, value)) {
+      assignSteps(target, std::move(value).toArray());
+    }
+    if (!node.isSilent) display(frame_->slots[target.slot].toArray(), target.name);
+    return Flow::Normal;
+  }
+  Arrays values;
+  evaluateAll(*node.value, static_cast<int>(node.targets.size()), values);
+  if (values.size() < node.targets.size()) {
+    raiseError("Tessel:notEnoughOutputs", fmt::format("{} values are assigned, but the right side gives {}.",
+                                                      node.targets.size(), values.size()));
+  }
+  for (std::size_t i = 0; i < node.targets.size(); ++i) {
+    if (!node.targets[i].name.empty()) assignVariable(node.targets[i], std::move(values[i]), node.isSilent);
+  }
+  return Flow::Normal;
+}
+
+void Interpreter::assignVariable(const AssignmentTarget& target, HostArray value, bool isSilent) {
+  Frame& frame = *frame_;
+  if (static_cast<std::size_t>(target.slot) >= frame.slots.size()) frame.slots.resize(target.slot + 1);
+  if (target.steps.empty()) frame.slots[target.slot] = Value(std::move(value));
+  else assignSteps(target, value);
+  if (!isSilent) display(frame.slots[target.slot].toArray(), target.name);
+}
+
+Interpreter::Flow Interpreter::executeNode(const IfStatement& node) {
+  for (const Branch& branch : node.branches) {
+    if (isTrue(evaluate(*branch.condition))) return execute(branch.body);
+  }
+  return execute(node.otherwise);
+}
+
+/// One pass of a loop: what the loop returns now, or nothing to go on.
+std::optional<Interpreter::Flow> Interpreter::executePass(const Block& body) {
+  switch (execute(body)) {
+    case Flow::Break: return Flow::Normal;
+    case Flow::Return: return Flow::Return;
+    default: return std::nullopt;
+  }
+}
+
+Interpreter::Flow Interpreter::executeNode(const WhileStatement& node) {
+  const int line = frame_->line;
+  while (isTrue(evaluate(*node.condition))) {
+    if (const auto flow = executePass(node.body)) return *flow;
+    frame_->line = line;
+    checkInterruption();
+  }
+  return Flow::Normal;
+}
+
+Interpreter::Flow Interpreter::executeNode(const ForStatement& node) {
+  HostArray range = evaluate(*node.range).toArray();
+  const bool isIndexedByClass = hasMethod(range, "subsref");
+  const ColumnShape shape = columnShape(range, isIndexedByClass && hasMethod(range, "size"));
+  if (shape.rows == 0) return Flow::Normal;
+  const bool isNumberRow = shape.rows == 1 && range.arrayClass() == ArrayClass::Double && !range.isComplex();
+  IndexPath path{{tessel::IndexLevel::Kind::Paren, {HostArray::text(":"), HostArray()}, {}}};
+  for (std::size_t column = 0; column < shape.columns; ++column) {
+    Value value;
+    if (isNumberRow) {
+      value = Value(range.real<double>()[column]);
+    } else if (range.isFunction()) {
+      value = Value(range);
+    } else {
+      path[0].subscripts[1] = HostArray::scalar(static_cast<double>(column + 1));
+      value = Value(reference(range, path).at(0));
+    }
+    frame_->slots[node.slot] = std::move(value);
+    if (const auto flow = executePass(node.body)) return *flow;
+  }
+  return Flow::Normal;
+}
+
+Interpreter::Flow Interpreter::executeNode(const SwitchStatement& node) {
+  const HostArray subject = evaluate(*node.subject).toArray();
+  for (const Branch& branch : node.cases) {
+    const HostArray label = evaluate(*branch.condition).toArray();
+    bool isMatch = false;
+    if (label.isCell()) {
+      for (std::size_t i = 0; i < label.numel() && !isMatch; ++i) isMatch = matches(subject, label.cellAt(i));
+    } else {
+      isMatch = matches(subject, label);
+    }
+    if (isMatch) return execute(branch.body);
+  }
+  return execute(node.otherwise);
+}
+
+bool Interpreter::matches(const HostArray& subject, const HostArray& label) {
+  if (subject.isChar() || label.isChar()) {
+    return subject.isText() && label.isText() && subject.toText() == label.toText();
+  }
+  if (subject.isCell() || subject.isStruct() || label.isStruct()) {
+    raiseError("Tessel:badSwitch", "A switch compares numbers, texts and objects only.");
+  }
+  if (subject.isEmpty() || label.isEmpty()) return false;
+  return isTrue(Value(tessel::callFunction("eq", {subject, label}).at(0)));
+}
+
+Interpreter::Flow Interpreter::executeNode(const TryStatement& node) {
+  Flow flow = Flow::Normal;
+  const auto error = attempt([&] { flow = execute(node.body); });
+  if (!error) return flow;
+  if (node.errorSlot >= 0) frame_->slots[node.errorSlot] = Value(errorValue(*error));
+  return execute(node.handler);
+}
+
+HostArray Interpreter::errorValue(const ErrorRecord& error) {
+  HostArray stack = HostArray::structure({error.stack.size(), 1}, {"file", "name", "line"});
+  for (std::size_t i = 0; i < error.stack.size(); ++i) {
+    stack.mutableFieldAt("file", i) = HostArray::text(error.stack[i].file);
+    stack.mutableFieldAt("name", i) = HostArray::text(error.stack[i].name);
+    stack.mutableFieldAt("line", i) = HostArray::scalar(error.stack[i].line);
+  }
+  HostArray value = HostArray::structure({1, 1}, {"identifier", "message", "stack"});
+  value.mutableFieldAt("identifier") = HostArray::text(error.identifier);
+  value.mutableFieldAt("message") = HostArray::text(error.text);
+  value.mutableFieldAt("stack") = std::move(stack);
+  return value;
+}
+
+bool Interpreter::isTrue(const Value& condition) {
+  if (const bool* truth = condition.truth()) return *truth;
+  if (const double* number = condition.number(); number && *number == *number) return *number != 0;
+  HostArray value = condition.toArray();
+  if (value.isObject()) value = tessel::callFunction("ne", {value, HostArray::scalar(0)}).at(0);
+  if (!value.isNumeric() && !value.isLogical() && !value.isChar()) {
+    raiseError("Tessel:conditionNotLogical",
+               fmt::format("A value of class '{}' is neither true nor false.", value.className()));
+  }
+  const HostArray zeros = logicalNot(value);  // refuses NaN
+  return !zeros.isEmpty() && std::none_of(zeros.real<bool>(), zeros.real<bool>() + zeros.numel(), [](bool z) { return z; });
+}
+
+}  // namespace tessel

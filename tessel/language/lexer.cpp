@@ -1,0 +1,297 @@
+#include "tessel/language/lexer.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+
+namespace tessel {
+namespace {
+
+struct Spelling {
+  std::string_view text;
+  TokenKind kind;
+};
+
+constexpr Spelling kKeywords[] = {
+    {"if", TokenKind::If},
+    {"elseif", TokenKind::Elseif},
+    {"else", TokenKind::Else},
+    {"end", TokenKind::End},
+    {"for", TokenKind::For},
+    {"while", TokenKind::While},
+    {"break", TokenKind::Break},
+    {"continue", TokenKind::Continue},
+    {"switch", TokenKind::Switch},
+    {"case", TokenKind::Case},
+    {"otherwise", TokenKind::Otherwise},
+    {"try", TokenKind::Try},
+    {"catch", TokenKind::Catch},
+    {"function", TokenKind::Function},
+    {"return", TokenKind::Return},
+};
+
+/// A spelling that is the beginning of another stands after it.
+constexpr Spelling kSymbols[] = {
+    {".*", TokenKind::DotTimes},   {"./", TokenKind::DotDivide},     {".\\", TokenKind::DotLeftDivide},
+    {".^", TokenKind::DotPower},   {".'", TokenKind::DotQuote},      {"==", TokenKind::Equal},
+    {"~=", TokenKind::NotEqual},   {"!=", TokenKind::NotEqual},      {"<=", TokenKind::LessEqual},
+    {">=", TokenKind::GreaterEqual}, {"&&", TokenKind::AndAnd},      {"||", TokenKind::OrOr},
+    {",", TokenKind::Comma},       {";", TokenKind::Semicolon},      {"(", TokenKind::LeftParen},
+    {")", TokenKind::RightParen},  {"[", TokenKind::LeftBracket},    {"]", TokenKind::RightBracket},
+    {"{", TokenKind::LeftBrace},   {"}", TokenKind::RightBrace},     {"@", TokenKind::At},
+    {".", TokenKind::Dot},         {":", TokenKind::Colon},          {"=", TokenKind::Assign},
+    {"^", TokenKind::Power},       {"+", TokenKind::Plus},           {"-", TokenKind::Minus},
+    {"~", TokenKind::Not},         {"!", TokenKind::Not},            {"*", TokenKind::Times},
+    {"/", TokenKind::Divide},      {"\\", TokenKind::LeftDivide},    {"<", TokenKind::Less},
+    {">", TokenKind::Greater},     {"&", TokenKind::And},            {"|", TokenKind::Or},
+};
+
+const Spelling* findKeyword(std::string_view text) {
+  const auto* found = std::find_if(std::begin(kKeywords), std::end(kKeywords),
+                                   [&](const Spelling& keyword) { return keyword.text == text; });
+  return found == std::end(kKeywords) ? nullptr : found;
+}
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isWordCharacter(char c) { return isLetter(c) || isDigit(c) || c == '_'; }
+
+class Lexer {
+ public:
+  explicit Lexer(std::string_view source) : source_(source) {}
+
+  TokenList run() {
+    while (skipBlanks(), position_ < source_.size()) lexToken();
+    push(TokenKind::EndOfText, position_);
+    return std::move(result_);
+  }
+
+ private:
+  char at(std::size_t offset) const {
+    return position_ + offset < source_.size() ? source_[position_ + offset] : '\0';
+  }
+  bool startsWith(std::string_view text) const { return source_.substr(position_, text.size()) == text; }
+  int column(std::size_t position) const { return static_cast<int>(position - lineStart_) + 1; }
+  [[noreturn]] void fail(const std::string& text, std::size_t position, bool isUnfinished = false) const {
+    throw SyntaxError(text, line_, column(position), isUnfinished);
+  }
+
+  Token& push(TokenKind kind, std::size_t begin) {
+    Token token;
+    token.kind = kind;
+    token.line = line_;
+    token.column = column(begin);
+    token.begin = begin;
+    token.end = position_;
+    token.spaceBefore = spaceBefore_;
+    spaceBefore_ = false;
+    isAfterParameters_ = false;
+    return result_.tokens.emplace_back(std::move(token));
+  }
+
+  void startLine() {
+    ++line_;
+    lineStart_ = position_;
+    spaceBefore_ = true;
+  }
+
+  bool isAtLineStart() const {
+    return source_.substr(lineStart_, position_ - lineStart_).find_first_not_of(" \t\r") == std::string_view::npos;
+  }
+  std::string_view restOfLine() const {
+    const std::string_view rest = source_.substr(position_);
+    return rest.substr(0, rest.find('\n'));
+  }
+  bool isAloneOnLine(std::string_view mark) const {
+    return startsWith(mark) && isAtLineStart() &&
+           restOfLine().substr(mark.size()).find_first_not_of(" \t\r") == std::string_view::npos;
+  }
+
+  void skipBlanks() {
+    while (position_ < source_.size()) {
+      const char c = source_[position_];
+      if (c == ' ' || c == '\t' || c == '\r') {
+        ++position_;
+        spaceBefore_ = true;
+      } else if (c == '%') {
+        isAloneOnLine("%{") ? skipBlockComment() : skipComment();
+      } else if (startsWith("...")) {
+        position_ += restOfLine().size();
+        if (position_ < source_.size()) ++position_;
+        startLine();
+      } else {
+        return;
+      }
+    }
+  }
+
+  void skipComment() {
+    std::string_view text = restOfLine();
+    position_ += text.size();
+    if (text.ends_with('\r')) text.remove_suffix(1);
+    result_.comments.push_back({line_, std::string(text)});
+  }
+
+  void skipBlockComment() {
+    const int openingLine = line_, openingColumn = column(position_);
+    int depth = 0;
+    do {
+      while (position_ < source_.size() && (at(0) == ' ' || at(0) == '\t')) ++position_;
+      if (position_ >= source_.size()) {
+        throw SyntaxError("The block comment has no end.", openingLine, openingColumn, true);
+      }
+      if (isAloneOnLine("%{")) ++depth;
+      if (isAloneOnLine("%}")) --depth;
+      position_ += restOfLine().size();
+      if (depth > 0 && position_ < source_.size()) {
+        ++position_;
+        startLine();
+      }
+    } while (depth > 0);
+  }
+
+  void lexToken() {
+    const char c = at(0);
+    if (c == '\n') {
+      push(TokenKind::NewLine, position_++);
+      startLine();
+    } else if (isDigit(c) || (c == '.' && isDigit(at(1)))) {
+      lexNumber();
+    } else if (isLetter(c)) {
+      lexWord();
+    } else if (c == '"' || (c == '\'' && !isTransposeHere())) {
+      lexText(c);
+    } else {
+      lexSymbol();
+    }
+  }
+
+  bool isInMatrix() const {
+    return !brackets_.empty() && brackets_.back().kind != TokenKind::LeftParen;
+  }
+
+  bool isTransposeHere() const {
+    if (result_.tokens.empty() || (isInMatrix() && spaceBefore_) || isAfterParameters_) return false;
+    switch (result_.tokens.back().kind) {
+      case TokenKind::Name:
+      case TokenKind::Number:
+      case TokenKind::Imaginary:
+      case TokenKind::Text:
+      case TokenKind::RightParen:
+      case TokenKind::RightBracket:
+      case TokenKind::RightBrace:
+      case TokenKind::Quote:
+      case TokenKind::DotQuote: return true;
+      case TokenKind::End: return !brackets_.empty();
+      default: return false;
+    }
+  }
+
+  void lexNumber() {
+    const std::size_t begin = position_;
+    const bool isHexadecimal = at(0) == '0' && (at(1) == 'x' || at(1) == 'X');
+    isHexadecimal ? skipHexadecimal() : skipDecimal();
+    const std::string digits(source_.substr(begin, position_ - begin));
+    const bool isImaginary = (at(0) == 'i' || at(0) == 'j') && !isWordCharacter(at(1));
+    if (isImaginary) ++position_;
+    if (isWordCharacter(at(0))) fail("A number and a name must be separated.", position_);
+    push(isImaginary ? TokenKind::Imaginary : TokenKind::Number, begin).value = std::strtod(digits.c_str(), nullptr);
+  }
+
+  void skipHexadecimal() {
+    const auto isHexDigit = [](char c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); };
+    position_ += 2;
+    if (!isHexDigit(at(0))) fail("A hexadecimal number needs a digit.", position_);
+    while (isHexDigit(at(0))) ++position_;
+  }
+
+  void skipDecimal() {
+    while (isDigit(at(0))) ++position_;
+    const bool isPoint = at(0) == '.' && !(at(1) == '*' || at(1) == '/' || at(1) == '\\' || at(1) == '^' ||
+                                           at(1) == '\'' || startsWith("..."));
+    if (isPoint) ++position_;
+    while (isDigit(at(0))) ++position_;
+    if (at(0) != 'e' && at(0) != 'E') return;
+    const std::size_t sign = at(1) == '+' || at(1) == '-' ? 1 : 0;
+    if (!isDigit(at(1 + sign))) fail("The exponent of a number needs a digit.", position_);
+    position_ += 1 + sign;
+    while (isDigit(at(0))) ++position_;
+  }
+
+  void lexWord() {
+    const std::size_t begin = position_;
+    while (isWordCharacter(at(0))) ++position_;
+    const std::string_view word = source_.substr(begin, position_ - begin);
+    const bool isField = !result_.tokens.empty() && result_.tokens.back().kind == TokenKind::Dot;
+    const Spelling* keyword = isField ? nullptr : findKeyword(word);
+    push(keyword ? keyword->kind : TokenKind::Name, begin).text = word;
+  }
+
+  void lexText(char quote) {
+    const std::size_t begin = position_++;
+    std::string content;
+    for (;; ++position_) {
+      if (position_ >= source_.size() || at(0) == '\n') fail("The text has no closing quote.", begin);
+      if (at(0) == quote) {
+        if (at(1) != quote) break;
+        ++position_;
+      }
+      content += at(0);
+    }
+    ++position_;
+    push(TokenKind::Text, begin).text = std::move(content);
+  }
+
+  void lexSymbol() {
+    if (at(0) == '\'') {
+      push(TokenKind::Quote, position_++);
+      return;
+    }
+    for (const Spelling& symbol : kSymbols) {
+      if (!startsWith(symbol.text)) continue;
+      const std::size_t begin = position_;
+      position_ += symbol.text.size();
+      const bool endsParameters = trackBracket(symbol.kind);
+      push(symbol.kind, begin);
+      isAfterParameters_ = endsParameters;
+      return;
+    }
+    fail("Unexpected character.", position_);
+  }
+
+  /// Keeps account of open brackets; true when `kind` closes the parameters of an anonymous function, behind which a
+  /// quote begins a text.
+  bool trackBracket(TokenKind kind) {
+    using enum TokenKind;
+    if (kind == LeftParen || kind == LeftBracket || kind == LeftBrace) {
+      const bool isParameters = kind == LeftParen && !result_.tokens.empty() && result_.tokens.back().kind == At;
+      brackets_.push_back({kind, isParameters});
+    } else if ((kind == RightParen || kind == RightBracket || kind == RightBrace) && !brackets_.empty()) {
+      const bool endsParameters = brackets_.back().isParameters;
+      brackets_.pop_back();
+      return endsParameters;
+    }
+    return false;
+  }
+
+  struct Bracket {
+    TokenKind kind;
+    bool isParameters;
+  };
+  std::string_view source_;
+  std::size_t position_ = 0;
+  std::size_t lineStart_ = 0;
+  int line_ = 1;
+  bool spaceBefore_ = true;
+  std::vector<Bracket> brackets_;
+  bool isAfterParameters_ = false;
+  TokenList result_;
+};
+
+}  // namespace
+
+TokenList tokenize(std::string_view source) { return Lexer(source).run(); }
+
+bool isKeyword(std::string_view text) { return findKeyword(text) != nullptr; }
+
+}  // namespace tessel

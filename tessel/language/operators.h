@@ -1,0 +1,75 @@
+/// The operators: token, precedence, the method or function that each one calls, its meaning on scalars.
+#pragma once
+
+#include "tessel/language/lexer.h"
+#include "tessel/language/value.h"
+
+namespace tessel {
+
+enum class Operator {
+  Plus, Minus, Times, DotTimes, Divide, DotDivide, LeftDivide, DotLeftDivide, Power, DotPower,
+  Less, LessEqual, Greater, GreaterEqual, Equal, NotEqual, And, Or, AndAnd, OrOr,
+  UnaryPlus, UnaryMinus, Not, Transpose, ConjugateTranspose
+};
+
+struct OperatorInfo {
+  Operator code;
+  TokenKind token;
+  /// The method of objects and function of arrays; short-circuit operators have none.
+  const char* function;
+  /// Of a binary operator: a higher one binds tighter. 0 for the others, which bind tighter than all of these.
+  int precedence;
+};
+
+/// Where ranges stand between the binary operators.
+inline constexpr int kRangePrecedence = 6;
+
+inline constexpr OperatorInfo kOperators[] = {
+    {Operator::OrOr, TokenKind::OrOr, nullptr, 1},
+    {Operator::AndAnd, TokenKind::AndAnd, nullptr, 2},
+    {Operator::Or, TokenKind::Or, "or", 3},
+    {Operator::And, TokenKind::And, "and", 4},
+    {Operator::Less, TokenKind::Less, "lt", 5},
+    {Operator::LessEqual, TokenKind::LessEqual, "le", 5},
+    {Operator::Greater, TokenKind::Greater, "gt", 5},
+    {Operator::GreaterEqual, TokenKind::GreaterEqual, "ge", 5},
+    {Operator::Equal, TokenKind::Equal, "eq", 5},
+    {Operator::NotEqual, TokenKind::NotEqual, "ne", 5},
+    {Operator::Plus, TokenKind::Plus, "plus", 7},
+    {Operator::Minus, TokenKind::Minus, "minus", 7},
+    {Operator::Times, TokenKind::Times, "mtimes", 8},
+    {Operator::DotTimes, TokenKind::DotTimes, "times", 8},
+    {Operator::Divide, TokenKind::Divide, "mrdivide", 8},
+    {Operator::DotDivide, TokenKind::DotDivide, "rdivide", 8},
+    {Operator::LeftDivide, TokenKind::LeftDivide, "mldivide", 8},
+    {Operator::DotLeftDivide, TokenKind::DotLeftDivide, "ldivide", 8},
+    {Operator::UnaryPlus, TokenKind::Plus, "uplus", 0},
+    {Operator::UnaryMinus, TokenKind::Minus, "uminus", 0},
+    {Operator::Not, TokenKind::Not, "not", 0},
+    {Operator::Power, TokenKind::Power, "mpower", 0},
+    {Operator::DotPower, TokenKind::DotPower, "power", 0},
+    {Operator::ConjugateTranspose, TokenKind::Quote, "ctranspose", 0},
+    {Operator::Transpose, TokenKind::DotQuote, "transpose", 0},
+};
+
+/// The binary operator of a token whose precedence is given above, or null.
+constexpr const OperatorInfo* findBinaryOperator(TokenKind token) {
+  for (const OperatorInfo& info : kOperators) {
+    if (info.token == token && info.precedence > 0) return &info;
+  }
+  return nullptr;
+}
+
+/// The row of an operator.
+constexpr const OperatorInfo& operatorInfo(Operator code) {
+  for (const OperatorInfo& info : kOperators) {
+    if (info.code == code) return info;
+  }
+  return kOperators[0];
+}
+
+/// The operator on real scalars, or no value where its result is no real scalar, or an error.
+Value scalarOperation(Operator code, double a, double b);
+Value scalarOperation(Operator code, double a);
+
+}  // namespace tessel

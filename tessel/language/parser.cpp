@@ -1,0 +1,265 @@
+#include "tessel/language/parser.h"
+
+#include <algorithm>
+#include <initializer_list>
+#include <utility>
+
+#include "fmt/format.h"
+#include "tessel/language/expression_parser.h"
+
+namespace tessel {
+namespace {
+
+class Parser : private ExpressionParser {
+ public:
+  using ExpressionParser::ExpressionParser;
+
+  Program run() {
+    Program program;
+    for (skipSeparators(); !isAt(TokenKind::EndOfText); skipSeparators()) {
+      if (isAt(TokenKind::Function)) program.functions.push_back(parseFunction(program.functions));
+      else program.statements.push_back(parseStatement());
+    }
+    program.comments = std::move(list_.comments);
+    return program;
+  }
+
+ private:
+  using Functions = std::vector<std::shared_ptr<const FunctionCode>>;
+
+  void skipSeparators() {
+    while (isAtAny({TokenKind::NewLine, TokenKind::Comma, TokenKind::Semicolon})) take();
+  }
+
+  /// Statements up to one of `ends`, which stays. `opening` is the word that needs the end.
+  Block parseBlock(const Token& opening, std::initializer_list<TokenKind> ends) {
+    Block block;
+    for (skipSeparators(); !isAtAny(ends); skipSeparators()) {
+      if (isAt(TokenKind::EndOfText)) {
+        throw SyntaxError(fmt::format("This '{}' has no end.", wordOf(opening)), opening.line, opening.column, true);
+      }
+      if (isAt(TokenKind::Function)) failHere("A function cannot stand inside another block.");
+      block.push_back(parseStatement());
+    }
+    return block;
+  }
+
+  std::string_view wordOf(const Token& token) const { return source_.substr(token.begin, token.end - token.begin); }
+
+  Statement parseStatement() {
+    const Nesting nesting(*this);
+    Statement statement;
+    statement.line = lineOf(current());
+    switch (current().kind) {
+      case TokenKind::If: statement.node = parseIf(); break;
+      case TokenKind::While: statement.node = parseWhile(); break;
+      case TokenKind::For: statement.node = parseFor(); break;
+      case TokenKind::Switch: statement.node = parseSwitch(); break;
+      case TokenKind::Try: statement.node = parseTry(); break;
+      case TokenKind::Break: statement.node = parseJump<BreakStatement>("break"); break;
+      case TokenKind::Continue: statement.node = parseJump<ContinueStatement>("continue"); break;
+      case TokenKind::Return: take(), statement.node = ReturnStatement{}; break;
+      default: parseSimple(statement);
+    }
+    statement.lastLine = previous().line;
+    expectSeparator();
+    return statement;
+  }
+
+  void expectSeparator() {
+    using enum TokenKind;
+    if (!isAtAny({NewLine, Comma, Semicolon, EndOfText})) failUnexpected();
+  }
+
+  template <class Jump>
+  Jump parseJump(const char* word) {
+    if (loopDepth_ == 0) failHere(fmt::format("'{}' stands outside a loop.", word));
+    take();
+    return {};
+  }
+
+  void parseSimple(Statement& statement) {
+    if (isAt(TokenKind::LeftBracket) && isTargetList()) {
+      statement.node = finishAssignment(parseTargetList());
+      return;
+    }
+    const Token& first = current();
+    ExpressionPtr expression = parseExpression();
+    if (isAt(TokenKind::Assign)) {
+      std::vector<AssignmentTarget> targets;
+      targets.push_back(asTarget(std::move(expression), first));
+      statement.node = finishAssignment(std::move(targets));
+    } else {
+      statement.node = ExpressionStatement{std::move(expression), isAt(TokenKind::Semicolon)};
+    }
+  }
+
+  Assignment finishAssignment(std::vector<AssignmentTarget> targets) {
+    expect(TokenKind::Assign, "'='");
+    ExpressionPtr value = parseExpression();
+    return {std::move(targets), std::move(value), isAt(TokenKind::Semicolon)};
+  }
+
+  AssignmentTarget asTarget(ExpressionPtr expression, const Token& place) {
+    AssignmentTarget target;
+    auto* index = std::get_if<IndexExpression>(&expression->node);
+    const auto* reference = index ? &index->base : std::get_if<NameReference>(&expression->node);
+    if (!reference) fail("This cannot be assigned to.", place);
+    target.name = reference->name;
+    target.slot = reference->slot;
+    if (index) target.steps = std::move(index->steps);
+    return target;
+  }
+
+  /// Is the bracket here the left side of an assignment?
+  bool isTargetList() const {
+    using enum TokenKind;
+    int depth = 0;
+    for (std::size_t i = position_; i < tokens_.size(); ++i) {
+      const TokenKind kind = tokens_[i].kind;
+      if (kind == LeftBracket || kind == LeftParen || kind == LeftBrace) ++depth;
+      if (kind == RightBracket || kind == RightParen || kind == RightBrace) --depth;
+      if (depth == 0) return tokens_[i + 1].kind == Assign;
+    }
+    return false;
+  }
+
+  std::vector<AssignmentTarget> parseTargetList() {
+    take();
+    const bool oldSpaces = std::exchange(spaceSeparates_, true);
+    std::vector<AssignmentTarget> targets;
+    while (!isAt(TokenKind::RightBracket)) {
+      if (accept(TokenKind::Not)) {
+        targets.emplace_back();
+      } else {
+        const Token& place = current();
+        if (!isAt(TokenKind::Name)) failUnexpected();
+        targets.push_back(asTarget(parseNameWithSteps(), place));
+      }
+      if (!accept(TokenKind::Comma) && !isAt(TokenKind::RightBracket) && !current().spaceBefore) failUnexpected();
+    }
+    if (targets.empty()) failHere("Nothing is assigned to.");
+    take();
+    spaceSeparates_ = oldSpaces;
+    return targets;
+  }
+
+  Block parseLoopBody(const Token& opening) {
+    ++loopDepth_;
+    Block body = parseBlock(opening, {TokenKind::End});
+    --loopDepth_;
+    take();
+    return body;
+  }
+
+  IfStatement parseIf() {
+    IfStatement node;
+    const Token& opening = current();
+    do {
+      take();
+      ExpressionPtr condition = parseExpression();
+      Block body = parseBlock(opening, {TokenKind::Elseif, TokenKind::Else, TokenKind::End});
+      node.branches.push_back({std::move(condition), std::move(body)});
+    } while (isAt(TokenKind::Elseif));
+    if (accept(TokenKind::Else)) node.otherwise = parseBlock(opening, {TokenKind::End});
+    take();
+    return node;
+  }
+
+  WhileStatement parseWhile() {
+    const Token& opening = take();
+    ExpressionPtr condition = parseExpression();
+    return {std::move(condition), parseLoopBody(opening)};
+  }
+
+  ForStatement parseFor() {
+    const Token& opening = take();
+    const bool isParenthesized = isAt(TokenKind::LeftParen) && ahead(2).kind == TokenKind::Assign;
+    if (isParenthesized) take();
+    const int slot = variables().slotOf(expect(TokenKind::Name, "The variable of the loop").text);
+    expect(TokenKind::Assign, "'='");
+    ExpressionPtr range = parseExpression();
+    if (isParenthesized) expect(TokenKind::RightParen, "')'");
+    return {slot, std::move(range), parseLoopBody(opening)};
+  }
+
+  SwitchStatement parseSwitch() {
+    SwitchStatement node;
+    const Token& opening = take();
+    node.subject = parseExpression();
+    skipSeparators();
+    while (accept(TokenKind::Case)) {
+      ExpressionPtr label = parseExpression();
+      Block body = parseBlock(opening, {TokenKind::Case, TokenKind::Otherwise, TokenKind::End});
+      node.cases.push_back({std::move(label), std::move(body)});
+    }
+    if (accept(TokenKind::Otherwise)) node.otherwise = parseBlock(opening, {TokenKind::End});
+    expect(TokenKind::End, fmt::format("The end of this '{}'", wordOf(opening)));
+    return node;
+  }
+
+  TryStatement parseTry() {
+    using enum TokenKind;
+    TryStatement node{{}, -1, {}};
+    const Token& opening = take();
+    node.body = parseBlock(opening, {Catch, End});
+    if (accept(Catch)) {
+      const TokenKind next = ahead().kind;
+      if (isAt(Name) && previous().line == current().line && (next == NewLine || next == Semicolon || next == Comma)) {
+        node.errorSlot = variables().slotOf(take().text);
+      }
+      node.handler = parseBlock(opening, {End});
+    }
+    take();
+    return node;
+  }
+
+  std::shared_ptr<const FunctionCode> parseFunction(const Functions& others) {
+    const Token& opening = take();
+    auto code = std::make_shared<FunctionCode>();
+    code->file = file_;
+    code->line = lineOf(opening);
+    const std::vector<std::string> outputs = parseOutputs();
+    const Token& name = expect(TokenKind::Name, "The name of the function");
+    code->name = name.text;
+    const auto isSame = [&](const auto& other) { return other->name == code->name; };
+    if (std::any_of(others.begin(), others.end(), isSame)) {
+      fail(fmt::format("The function '{}' is defined twice.", code->name), name);
+    }
+    parseParameters(*code);
+    for (const std::string& output : outputs) code->outputs.push_back(code->symbols->slotOf(output));
+    code->hasVarargout = !outputs.empty() && outputs.back() == "varargout";
+    scopes_.push_back(code->symbols.get());
+    code->body = parseBlock(opening, {TokenKind::End});
+    scopes_.pop_back();
+    take();
+    expectSeparator();
+    return code;
+  }
+
+  /// Reads "[a, b] =" or "a =" where it stands.
+  std::vector<std::string> parseOutputs() {
+    std::vector<std::string> outputs;
+    if (accept(TokenKind::LeftBracket)) {
+      while (!accept(TokenKind::RightBracket)) {
+        outputs.push_back(expect(TokenKind::Name, "']'").text);
+        accept(TokenKind::Comma);
+      }
+      expect(TokenKind::Assign, "'='");
+    } else if (ahead().kind == TokenKind::Assign) {
+      outputs.push_back(expect(TokenKind::Name, "The name of a result").text);
+      take();
+    }
+    return outputs;
+  }
+
+  int loopDepth_ = 0;
+};
+
+}  // namespace
+
+Program parseProgram(std::string_view source, const std::string& file, SymbolTable& variables, int line) {
+  return Parser(source, file, variables, line).run();
+}
+
+}  // namespace tessel

@@ -1,0 +1,233 @@
+#include "tessel/language/text_format.h"
+
+#include <cmath>
+#include <cstdio>
+#include <deque>
+#include <variant>
+
+#include "tessel/messages.h"
+#include "tessel/runtime/elements.h"
+
+namespace tessel {
+namespace {
+
+using Item = std::variant<long double, std::string>;
+
+void appendItems(std::deque<Item>& items, const HostArray& value) {
+  if (value.isText()) {
+    items.emplace_back(value.toText());
+    return;
+  }
+  if (!value.isNumeric() && !value.isLogical() && !value.isChar()) {
+    raiseError("Tessel:invalidArgument", "Values of class '" + value.className() + "' cannot be formatted.");
+  }
+  std::vector<long double> re(value.numel()), im(value.numel());
+  loadElements(value, false, 0, 1, re.size(), re.data());
+  loadElements(value, true, 0, 1, im.size(), im.data());
+  for (std::size_t i = 0; i < re.size(); ++i) {
+    items.emplace_back(re[i]);
+    if (value.isComplex()) items.emplace_back(im[i]);
+  }
+}
+
+/// One piece of a format: text as it stands, or a conversion.
+struct Piece {
+  std::string text;  ///< of a conversion: flags, width and precision
+  char conversion = 0;
+};
+
+constexpr std::string_view kConversions = "diuoxXcsfFeEgGaA";
+
+Piece parseConversion(std::string_view format, std::size_t& at) {
+  Piece piece;
+  while (at < format.size() && std::string_view("-+ 0#").find(format[at]) != std::string_view::npos)
+    piece.text += format[at++];
+  while (at < format.size() && std::string_view("0123456789.*").find(format[at]) != std::string_view::npos)
+    piece.text += format[at++];
+  while (at < format.size() && (format[at] == 'l' || format[at] == 'h')) ++at;
+  if (at == format.size() || kConversions.find(format[at]) == std::string_view::npos) {
+    raiseError("Tessel:invalidFormat", "The format '" + std::string(format) + "' has an unknown conversion.");
+  }
+  piece.conversion = format[at++];
+  return piece;
+}
+
+std::vector<Piece> parseFormat(std::string_view format) {
+  std::vector<Piece> pieces;
+  const auto literal = [&](std::string_view text) {
+    if (pieces.empty() || pieces.back().conversion != 0) pieces.emplace_back();
+    pieces.back().text += text;
+  };
+  for (std::size_t at = 0; at < format.size();) {
+    const std::size_t end = std::min(format.find('%', at), format.size());
+    if (end > at) literal(unescaped(format.substr(at, end - at)));
+    at = end;
+    if (at == format.size()) break;
+    ++at;
+    if (at < format.size() && format[at] == '%')
+      literal("%"), ++at;
+    else
+      pieces.push_back(parseConversion(format, at));
+  }
+  return pieces;
+}
+
+template <class... Arguments>
+std::string printed(const std::string& specification, Arguments... arguments) {
+  const int length = std::snprintf(nullptr, 0, specification.c_str(), arguments...);
+  std::string text(static_cast<std::size_t>(std::max(length, 0)) + 1, '\0');
+  std::snprintf(text.data(), text.size(), specification.c_str(), arguments...);
+  text.pop_back();
+  return text;
+}
+
+/// Flags and width of a specification as `%s` understands them.
+std::string textSpecification(std::string flags, bool keepPrecision) {
+  const std::size_t point = keepPrecision ? std::string::npos : flags.find('.');
+  flags.resize(std::min(point, flags.size()));
+  std::string kept;
+  for (std::size_t i = 0; i < flags.size(); ++i) {
+    const bool isFlag =
+        flags[i] == '+' || flags[i] == ' ' || flags[i] == '#' || (flags[i] == '0' && kept.empty());
+    if (!isFlag) kept += flags[i];
+  }
+  return "%" + kept + "s";
+}
+
+std::string printText(const Piece& piece, const std::string& text) {
+  return printed(textSpecification(piece.text, true), text.c_str());
+}
+
+std::string withoutPoint(const std::string& flags) { return flags.substr(0, flags.find('.')); }
+
+std::string printInteger(const Piece& piece, long double value) {
+  const std::string start = "%" + piece.text;
+  const bool isUnsigned = piece.conversion != 'd' && piece.conversion != 'i';
+  if (isUnsigned && value >= 0 && value < 0x1p64L) {
+    return printed(start + "ll" + piece.conversion, static_cast<unsigned long long>(value));
+  }
+  if (!isUnsigned && std::abs(value) < 0x1p63L) return printed(start + "lld", static_cast<long long>(value));
+  return printed("%" + withoutPoint(piece.text) + ".0Lf", value);
+}
+
+std::string printNumber(const Piece& piece, long double value) {
+  if (std::isnan(value) || std::isinf(value)) {
+    const char* text = std::isnan(value) ? "NaN" : value < 0 ? "-Inf" : "Inf";
+    return printed(textSpecification(piece.text, false), text);
+  }
+  const bool isWhole = value == std::floor(value);
+  const bool isInteger = std::string_view("diuoxX").find(piece.conversion) != std::string_view::npos;
+  const bool isCharacter = piece.conversion == 'c' || piece.conversion == 's';
+  if (isCharacter && isWhole && value >= 0 && value < 256) {
+    return printText({withoutPoint(piece.text), 's'},
+                     std::string(1, static_cast<char>(static_cast<unsigned char>(value))));
+  }
+  if (isInteger && isWhole) return printInteger(piece, value);
+  const char conversion = isInteger ? 'e' : isCharacter ? 'g' : piece.conversion;
+  return printed("%" + piece.text + conversion, static_cast<double>(value));
+}
+
+/// Walks through the elements while the format is applied.
+class Formatter {
+ public:
+  Formatter(std::string_view format, std::span<const HostArray> values) : pieces_(parseFormat(format)) {
+    for (const HostArray& value : values) appendItems(items_, value);
+    hasConversions_ =
+        std::any_of(pieces_.begin(), pieces_.end(), [](const Piece& p) { return p.conversion != 0; });
+  }
+
+  std::string run() {
+    const bool hadItems = !items_.empty();
+    do {
+      for (const Piece& piece : pieces_) {
+        if (piece.conversion == 0)
+          out_ += piece.text;
+        else if (!items_.empty())
+          convert(piece);
+        else if (hadItems)
+          return std::move(out_);
+      }
+    } while (!items_.empty() && hasConversions_);
+    return std::move(out_);
+  }
+
+ private:
+  void convert(Piece piece) {
+    for (std::size_t star; (star = piece.text.find('*')) != std::string::npos;) {
+      if (items_.empty()) return;
+      piece.text.replace(star, 1,
+                         std::to_string(static_cast<int>(std::clamp(takeNumber(), -4096.0L, 4096.0L))));
+    }
+    if (items_.empty()) return;
+    if (piece.conversion == 's' && std::holds_alternative<std::string>(items_.front())) {
+      out_ += printText(piece, std::get<std::string>(items_.front()));
+      items_.pop_front();
+    } else if (splitText()) {
+      out_ += printNumber(piece, takeNumber());
+    }
+  }
+
+  /// Replaces a text in front by its characters. False when nothing is left, after an empty text.
+  bool splitText() {
+    if (const auto* front = std::get_if<std::string>(&items_.front())) {
+      const std::string text = *front;
+      items_.pop_front();
+      for (auto c = text.rbegin(); c != text.rend(); ++c)
+        items_.emplace_front(static_cast<long double>(static_cast<unsigned char>(*c)));
+      return !text.empty();
+    }
+    return true;
+  }
+
+  long double takeNumber() {
+    if (!splitText()) return 0;
+    const long double value = std::get<long double>(items_.front());
+    items_.pop_front();
+    return value;
+  }
+
+  std::vector<Piece> pieces_;
+  std::deque<Item> items_;
+  bool hasConversions_;
+  std::string out_;
+};
+
+}  // namespace
+
+std::string formatText(std::string_view format, std::span<const HostArray> values) {
+  return Formatter(format, values).run();
+}
+
+std::string unescaped(std::string_view text) {
+  constexpr std::string_view letters = "abfnrtv\\'\"", characters = "\a\b\f\n\r\t\v\\'\"";
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\\' || i + 1 == text.size()) {
+      out += text[i];
+      continue;
+    }
+    const char next = text[++i];
+    const bool isHex = next == 'x';
+    const std::string_view digits = isHex ? "0123456789abcdefABCDEF" : "01234567";
+    std::size_t end = i + (isHex ? 1 : 0);
+    while (end < text.size() && end < i + 3 && digits.find(text[end]) != std::string_view::npos) ++end;
+    const std::string code(text.substr(i + (isHex ? 1 : 0), end - i - (isHex ? 1 : 0)));
+    if (!code.empty()) {
+      out += static_cast<char>(std::stoi(code, nullptr, isHex ? 16 : 8));
+      i = end - 1;
+    } else if (const std::size_t known = letters.find(next); known != std::string_view::npos) {
+      out += characters[known];
+    } else {
+      out += {'\\', next};
+    }
+  }
+  return out;
+}
+
+std::string formatNumber(const char* specification, double value) {
+  if (std::isnan(value)) return "NaN";
+  if (std::isinf(value)) return value < 0 ? "-Inf" : "Inf";
+  return printed(specification, value);
+}
+
+}  // namespace tessel

@@ -1,0 +1,31 @@
+/// printf-style formatting of arrays.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "tessel/array.h"
+
+namespace tessel {
+
+/// Formats the elements of `values`, one after the other, by the conversions of `format`, which starts over as
+/// long as elements are left. With too few, the output ends before the first conversion that finds none;
+/// without any values or elements, conversions print nothing.
+///
+/// `%d %i %u %o %x %X` print whole numbers of any size; another number prints as `%e` would. A text is one
+/// element for `%s`, and gives its characters one by one to other conversions. `%s` and `%c` print a whole
+/// number as the character with that code. `%f %e %g %a` and their capitals, `%%`, flags, widths, precisions
+/// and `*` are as usual. Escapes such as `\n`, `\t`, `\\`, `\x41` in the format stand for their characters.
+/// Raises "Tessel:invalidFormat" for an unknown conversion, "Tessel:invalidArgument" for values that are
+/// neither numbers nor texts.
+std::string formatText(std::string_view format, std::span<const HostArray> values);
+
+/// `text` with its escapes replaced.
+std::string unescaped(std::string_view text);
+
+/// One number by one printf specification for `double`, such as "%.5g"; infinities and NaN as "Inf", "-Inf",
+/// "NaN".
+std::string formatNumber(const char* specification, double value);
+
+}  // namespace tessel

@@ -1,0 +1,99 @@
+/// The program `tessel`: runs a script, a text or an interactive session.
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "tessel/language/builtin_support.h"
+#include "tessel/language/interpreter.h"
+#include "tessel/module.h"
+#include "tessel/shell/prompt.h"
+#include "tessel/shell/session.h"
+
+namespace tessel {
+namespace {
+
+struct Options {
+  std::string text;
+  bool hasText = false;
+  bool withoutModule = false;
+  /// The script and its arguments; the arguments alone when there is a text.
+  std::vector<std::string> rest;
+};
+
+/// `argv` in a program: what stands behind the script on the command line.
+void provideArguments(std::vector<std::string> arguments) {
+  FunctionInfo info;
+  info.name = "argv";
+  info.maxInputs = 0;
+  info.help = "c = argv: the arguments of the script on the command line, as a column of texts.";
+  info.call = [arguments = std::move(arguments)](Arrays&, int) -> Arrays {
+    return {cellOfTexts(arguments, {arguments.size(), 1})};
+  };
+  registerFunction(std::move(info));
+}
+
+bool runScript(Interpreter& interpreter, const std::string& file) {
+  const auto source = readProgram(file);
+  return source && runProgram(interpreter, *source, file);
+}
+
+bool runOptions(Interpreter& interpreter, Options options) {
+  const bool isScript = !options.hasText && !options.rest.empty();
+  const auto firstArgument = options.rest.begin() + (isScript ? 1 : 0);
+  provideArguments({firstArgument, options.rest.end()});
+  if (options.hasText) return runProgram(interpreter, options.text, "-e");
+  if (isScript) return runScript(interpreter, options.rest[0]);
+  if (!isatty(STDIN_FILENO)) {
+    const std::string source{std::istreambuf_iterator<char>(std::cin), {}};
+    return runProgram(interpreter, source, "stdin");
+  }
+  runPrompt(interpreter);
+  return true;
+}
+
+int runShell(const Options& options) {
+  Interpreter interpreter;
+  bool isGood = false;
+  try {
+    if (!options.withoutModule) loadModule("qfcore");
+    isGood = runOptions(interpreter, options);
+  } catch (const ExitRequest& request) {
+    std::fflush(stdout);
+    return request.status;
+  } catch (const std::exception& error) {
+    printError(error.what());
+  }
+  if (std::fflush(stdout) != 0 && isGood) {
+    printError("The output could not be written.");
+    isGood = false;
+  }
+  return isGood ? 0 : 1;
+}
+
+}  // namespace
+}  // namespace tessel
+
+int main(int argc, char** argv) {
+  tessel::Options options;
+  CLI::App app("Runs a script of the Tessel language, a text, or, without either, an interactive session.", "tessel");
+  app.set_version_flag("--version", "tessel " TESSEL_VERSION);
+  CLI::Option* text = app.add_option("-e", options.text, "Execute TEXT instead of a script")->option_text("TEXT");
+  app.add_flag("--no-module", options.withoutModule, "Start without the module qfcore");
+  app.footer("A script and its arguments stand last: tessel [OPTIONS] [SCRIPT.tsl [ARGUMENT...]].");
+  app.prefix_command();
+  CLI11_PARSE(app, argc, argv);
+  options.hasText = text->count() > 0;
+  options.rest = app.remaining();
+  // What the parser does not know counts as the script; an option it does not know is a mistake.
+  if (!options.hasText && !options.rest.empty() && options.rest[0].starts_with("-")) {
+    tessel::printError("The option '" + options.rest[0] + "' is not known.");
+    return 1;
+  }
+  return tessel::runShell(options);
+}

@@ -1,0 +1,57 @@
+#include "tessel/shell/session.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "fmt/format.h"
+
+namespace tessel {
+
+void printError(std::string_view text, const std::string& place) {
+  std::fflush(stdout);
+  std::string line = fmt::format("Error: {}", text);
+  if (!place.empty()) line += fmt::format(" ({})", place);
+  line += '\n';
+  std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+void printError(const SyntaxError& error, const std::string& file) {
+  printError(error.what(), fmt::format("{}:{}:{}", file, error.line(), error.column()));
+}
+
+bool runLoaded(Interpreter& interpreter, const Program& program) {
+  try {
+    interpreter.run(program);
+    return true;
+  } catch (const HostError&) {
+    const ErrorRecord& error = interpreter.lastError();
+    const bool hasPlace = !error.stack.empty() && error.stack[0].file != kPromptFile;
+    printError(error.text, hasPlace ? fmt::format("{}:{}", error.stack[0].file, error.stack[0].line) : "");
+  }
+  return false;
+}
+
+bool runProgram(Interpreter& interpreter, std::string_view source, const std::string& file) {
+  try {
+    return runLoaded(interpreter, interpreter.load(source, file));
+  } catch (const SyntaxError& error) {
+    printError(error, file);
+  }
+  return false;
+}
+
+std::optional<std::string> readProgram(const std::string& file) {
+  std::error_code ignored;
+  std::ifstream stream;
+  if (!std::filesystem::is_directory(file, ignored)) stream.open(file, std::ios::binary);
+  std::string text{std::istreambuf_iterator<char>(stream), {}};
+  if (!stream.is_open() || stream.bad()) {
+    printError(fmt::format("The file '{}' cannot be read.", file));
+    return std::nullopt;
+  }
+  return text;
+}
+
+}  // namespace tessel

@@ -1,0 +1,29 @@
+/// Running programs from the command line: errors become one line on standard error and an exit status.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "tessel/language/interpreter.h"
+#include "tessel/language/parser.h"
+
+namespace tessel {
+
+/// What the prompt calls the text that a user types; errors there name no place.
+inline constexpr const char* kPromptFile = "prompt";
+
+/// Prints "Error: TEXT (PLACE)" on standard error, after what was printed before; an empty place is left out.
+void printError(std::string_view text, const std::string& place = {});
+/// Prints a syntax error with file, line and column.
+void printError(const SyntaxError& error, const std::string& file);
+
+/// Executes a program that has been loaded; prints its error. False after an error.
+bool runLoaded(Interpreter& interpreter, const Program& program);
+/// Loads and executes a program; prints its error. False after an error.
+bool runProgram(Interpreter& interpreter, std::string_view source, const std::string& file);
+
+/// The content of a file, or nothing (and an error printed) when it cannot be read.
+std::optional<std::string> readProgram(const std::string& file);
+
+}  // namespace tessel
