@@ -1,0 +1,184 @@
+#include "qfcore/number/doublenumber.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <new>
+
+#include "qfcore/number/freelist.h"
+#include "qfcore/number/messages.h"
+#include "qfcore/number/precision.h"
+#include "qfcore/number/rounding.h"
+#include "qfcore/number/stridesort.h"
+#include "tessel/console.h"
+
+namespace embedded {
+
+void* doublenumber::operator new(std::size_t) { return FreeList<doublenumber>::take(); }
+void doublenumber::operator delete(void* freed) noexcept { FreeList<doublenumber>::give(freed); }
+
+/// Room for `forCount` zeros.
+double* doublenumber::Storage::room(unsigned forCount) {
+  if (forCount == 0) return nullptr;
+  if (forCount == 1) {
+    single = 0;
+    return &single;
+  }
+  void* array = std::calloc(forCount, sizeof(double));
+  if (!array) fail<message::outOfMemory>();
+  return static_cast<double*>(array);
+}
+
+void doublenumber::Storage::free(double* room) noexcept {
+  if (room != &single) std::free(room);
+}
+
+doublenumber::doublenumber(double value) : doublenumber(1, kDoubleScalarPrecision, NumberVector{}) {
+  own_.single = value;
+}
+
+doublenumber::doublenumber(unsigned count, unsigned precision, NumberVector)
+    : numberrepbody(&own_), own_{{count, precision}, nullptr, 0} {
+  own_.values = own_.room(count);
+}
+
+doublenumber::doublenumber(const doublenumber* source, NumberVector tag)
+    : doublenumber(source->numel(), source->precision(), tag) {
+  std::copy_n(source->values(), numel(), values());
+}
+
+doublenumber::doublenumber(const doublenumber* source, CopyIndex) : numberrepbody(source->share()), own_{} {}
+
+doublenumber::doublenumber(const doublenumber& source)
+    : doublenumber(source.isempty() ? 0 : 1, kDoubleScalarPrecision, NumberVector{}) {
+  if (!isempty()) current() = source.current();
+}
+
+doublenumber::~doublenumber() {
+  Storage& last = storage();
+  if (--last.references > 0) return;
+  last.free(last.values);
+  if (&last != &own_) delete &last;
+}
+
+/// Storage with one reference more, for a view. It moves out of the body so that it can outlive it.
+doublenumber::Storage* doublenumber::share() const {
+  if (shared_ == &own_) {
+    auto* moved = new (std::nothrow) Storage(own_);
+    if (!moved) fail<message::outOfMemory>();
+    if (own_.values == &own_.single) moved->values = &moved->single;
+    shared_ = moved;
+  }
+  ++shared_->references;
+  return &storage();
+}
+
+doublenumber* doublenumber::clone() const { return new doublenumber(*this); }
+
+void doublenumber::resize(unsigned count) {
+  Storage& resized = storage();
+  if (count == resized.count) return;
+  double* old = resized.values;
+  double* fresh = resized.room(count);
+  std::copy_n(old, std::min(count, resized.count), fresh);
+  resized.free(old);
+  resized.values = fresh;
+  resized.count = count;
+}
+
+int doublenumber::gettype() const { return kDoubleRepresentation; }
+bool doublenumber::isempty() const { return numel() == 0; }
+double doublenumber::todouble() const { return current(); }
+
+doublenumber& doublenumber::setvalue(double value) {
+  current() = value;
+  return *this;
+}
+
+doublenumber& doublenumber::setvalue(const unsigned* words, int wordCount, bool isSigned, int wordLength,
+                                     int fractionLength) {
+  return setvalue(words, wordCount, isSigned, wordLength, 1.0, -fractionLength, 0.0);
+}
+
+doublenumber& doublenumber::setvalue(const unsigned* words, int wordCount, bool isSigned, int wordLength,
+                                     double, int exponent, double) {
+  double stored = 0;
+  for (int i = wordCount - 1; i >= 0; --i) stored = stored * 4294967296.0 + words[i];
+  const int signBit = wordLength - 1;
+  const bool negative =
+      isSigned && signBit / 32 < wordCount && (words[signBit / 32] >> (signBit % 32) & 1) != 0;
+  if (negative) stored -= timesPow2(1.0, wordLength);
+  return setvalue(timesPow2(stored, exponent));
+}
+
+int doublenumber::sign() const { return (current() > 0) - (current() < 0); }
+
+doublenumber& doublenumber::negate() { return setvalue(-current()); }
+doublenumber& doublenumber::pow2(int exponent) { return setvalue(timesPow2(current(), exponent)); }
+doublenumber& doublenumber::abs() { return setvalue(std::fabs(current())); }
+
+doublenumber& doublenumber::stripscaling(double, int exponent, double) {
+  return setvalue(std::round(timesPow2(current(), -exponent)));
+}
+
+void doublenumber::stridesort(bool ascending, unsigned stride, unsigned length) {
+  sortSequences(values(), numel(), ascending, stride, length);
+}
+
+void doublenumber::stridesort2(double* index, bool ascending, unsigned stride, unsigned length) {
+  sortSequences(values(), index, numel(), ascending, stride, length);
+}
+
+bool doublenumber::isFinite() const { return std::isfinite(current()); }
+bool doublenumber::myisinf() const { return std::isinf(current()); }
+bool doublenumber::iszero() const { return current() == 0; }
+bool doublenumber::isnegative() const { return current() < 0; }
+
+int doublenumber::unbiasedexponent() const {
+  int exponent = 0;
+  if (isFinite()) (void)std::frexp(current(), &exponent);
+  return exponent - 1;
+}
+
+doublenumber& doublenumber::ceil() { return setvalue(Ceil::integer(current())); }
+doublenumber& doublenumber::ceil(int fractionBits) { return setvalue(rounded<Ceil>(current(), fractionBits)); }
+doublenumber& doublenumber::convergent() { return setvalue(Convergent::integer(current())); }
+doublenumber& doublenumber::convergent(int fractionBits) {
+  return setvalue(rounded<Convergent>(current(), fractionBits));
+}
+doublenumber& doublenumber::fix() { return setvalue(Fix::integer(current())); }
+doublenumber& doublenumber::fix(int fractionBits) { return setvalue(rounded<Fix>(current(), fractionBits)); }
+doublenumber& doublenumber::floor() { return setvalue(Floor::integer(current())); }
+doublenumber& doublenumber::floor(int fractionBits) {
+  return setvalue(rounded<Floor>(current(), fractionBits));
+}
+doublenumber& doublenumber::nearest() { return setvalue(Nearest::integer(current())); }
+doublenumber& doublenumber::nearest(int fractionBits) {
+  return setvalue(rounded<Nearest>(current(), fractionBits));
+}
+doublenumber& doublenumber::round() { return setvalue(Round::integer(current())); }
+doublenumber& doublenumber::round(int fractionBits) {
+  return setvalue(rounded<Round>(current(), fractionBits));
+}
+
+void doublenumber::disp() const {
+  for (unsigned i = 0; i < numel(); ++i) {
+    tessel::printFormatted("\ndoublenumber[%ld] = %g", static_cast<long>(i), values()[i]);
+  }
+}
+
+doublenumber& doublenumber::mod(const doublenumber& other) {
+  return setvalue(embedded::mod(current(), other.current()));
+}
+
+doublenumber& doublenumber::hypot(const doublenumber& a, const doublenumber& b) {
+  return hypot(a.current(), b.current());
+}
+
+doublenumber& doublenumber::hypot(double a, double b) {
+  const double length = std::hypot(a, b);
+  const bool nanBesideInfinity = std::isinf(length) && (std::isnan(a) || std::isnan(b));
+  return setvalue(nanBesideInfinity ? std::nan("") : length);
+}
+
+}  // namespace embedded

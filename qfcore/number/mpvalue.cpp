@@ -1,0 +1,183 @@
+#include "qfcore/number/mpvalue.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstdlib>
+#include <iterator>
+#include <new>
+#include <type_traits>
+
+#include "qfcore/number/messages.h"
+#include "qfcore/number/precision.h"
+
+namespace embedded {
+
+namespace {
+
+// Floating-point formats with 31 exponent bits have values beyond MPFR's default exponents.
+[[maybe_unused]] const bool exponentRangeWidened =
+    mpfr_set_emin(mpfr_get_emin_min()) == 0 && mpfr_set_emax(mpfr_get_emax_max()) == 0;
+
+mp_limb_t* allocateLimbs(std::uint32_t count) {
+  void* block = std::malloc(count * sizeof(mp_limb_t));
+  if (!block) fail<message::outOfMemory>();
+  return static_cast<mp_limb_t*>(block);
+}
+
+/// Values in the order of the scopes that borrow them: a stack that never shrinks while its thread lives.
+template <class T>
+class ScratchStack {
+ public:
+  /// The value for the next scope; it counts as borrowed once `push` is called.
+  T& next() {
+    if (depth_ == made_) addOne();
+    return *values_[depth_];
+  }
+  void push() { ++depth_; }
+  void pop() { --depth_; }
+
+ private:
+  struct Cleaner {
+    ScratchStack* stack = nullptr;
+    ~Cleaner() {
+      while (stack && stack->made_ > 0) delete stack->values_[--stack->made_];
+    }
+  };
+
+  void addOne() {
+    static thread_local Cleaner cleaner;
+    cleaner.stack = this;
+    assert(made_ < std::size(values_));
+    if constexpr (std::is_same_v<T, MpFloat>) {
+      values_[made_] = new T(kDoubleBits);
+    } else {
+      values_[made_] = new T;
+    }
+    ++made_;
+  }
+
+  T* values_[16];  // operations nest a few deep and never recurse
+  unsigned made_;
+  unsigned depth_;
+};
+
+// A loaded module would otherwise look its thread's copy up by a call, which costs as much as an addition.
+[[gnu::tls_model("initial-exec")]] constinit thread_local ScratchStack<MpFloat> floatScratch{};
+[[gnu::tls_model("initial-exec")]] constinit thread_local ScratchStack<MpInteger> integerScratch{};
+
+}  // namespace
+
+MpFloat::MpFloat(unsigned bits) : capacity_(limbCount(bits)), ownsLimbs_(true) {
+  becomeZero(allocateLimbs(capacity_), bits);
+}
+
+MpFloat::MpFloat(unsigned bits, Placed) : capacity_(limbCount(bits)), ownsLimbs_(false) {
+  becomeZero(reinterpret_cast<mp_limb_t*>(this + 1), bits);
+}
+
+MpFloat::MpFloat(const MpFloat& other) : MpFloat(other.bits()) { mpfr_set(value_, other.value_, MPFR_RNDN); }
+
+MpFloat& MpFloat::operator=(const MpFloat& other) {
+  if (this == &other) return *this;
+  reset(other.bits());
+  mpfr_set(value_, other.value_, MPFR_RNDN);
+  return *this;
+}
+
+MpFloat::~MpFloat() {
+  if (ownsLimbs_) std::free(mpfr_custom_get_significand(value_));
+}
+
+std::size_t MpFloat::placedSize(unsigned bits) {
+  static_assert(sizeof(MpFloat) % alignof(mp_limb_t) == 0 && alignof(MpFloat) >= alignof(mp_limb_t));
+  return sizeof(MpFloat) + limbCount(bits) * sizeof(mp_limb_t);
+}
+
+MpFloat* MpFloat::placeAt(void* place, unsigned bits) { return new (place) MpFloat(bits, Placed{}); }
+
+void MpFloat::becomeZero(mp_limb_t* limbs, unsigned bits) {
+  mpfr_custom_init(limbs, static_cast<mpfr_prec_t>(bits));
+  mpfr_custom_init_set(value_, MPFR_ZERO_KIND, 0, static_cast<mpfr_prec_t>(bits), limbs);
+}
+
+void MpFloat::reserve(unsigned bits) {
+  const std::uint32_t needed = limbCount(bits);
+  if (needed <= capacity_) return;
+  mp_limb_t* limbs = allocateLimbs(needed);
+  if (ownsLimbs_) std::free(mpfr_custom_get_significand(value_));
+  mpfr_custom_move(value_, limbs);
+  capacity_ = needed;
+  ownsLimbs_ = true;
+}
+
+void MpFloat::reset(unsigned bits) {
+  reserve(bits);
+  becomeZero(static_cast<mp_limb_t*>(mpfr_custom_get_significand(value_)), bits);
+}
+
+void MpFloat::setBits(unsigned bits) {
+  MpScratch roundedValue(bits);
+  mpfr_set(roundedValue.get(), value_, MPFR_RNDN);
+  *this = *roundedValue;
+}
+
+void MpFloat::assign(const MpFloat& source, unsigned bits) {
+  if (this == &source) return;
+  const bool fits = source.bits() <= bits || mpfr_min_prec(source.value_) <= static_cast<mpfr_prec_t>(bits);
+  const unsigned needed = fits ? bits : source.bits();
+  if (this->bits() != needed) reset(needed);
+  mpfr_set(value_, source.value_, MPFR_RNDN);
+}
+
+void MpFloat::assign(double source, unsigned bits) {
+  if (this->bits() != bits) reset(bits);
+  if (mpfr_set_d(value_, source, MPFR_RNDN) == 0) return;
+  reset(kDoubleBits);
+  mpfr_set_d(value_, source, MPFR_RNDN);
+}
+
+void MpFloat::assign(mpz_srcptr source, unsigned bits) {
+  unsigned needed = static_cast<unsigned>(mpz_sizeinbase(source, 2));
+  if (needed > bits) needed -= static_cast<unsigned>(mpz_scan1(source, 0));
+  needed = std::max(needed, bits);
+  if (this->bits() != needed) reset(needed);
+  mpfr_set_z(value_, source, MPFR_RNDN);
+}
+
+MpScratch::MpScratch(unsigned bits) : value_(&floatScratch.next()) {
+  value_->reset(bits);
+  floatScratch.push();
+}
+
+MpScratch::~MpScratch() { floatScratch.pop(); }
+
+MpIntegerScratch::MpIntegerScratch() : value_(&integerScratch.next()) {
+  mpz_set_ui(value_->get(), 0);
+  integerScratch.push();
+}
+
+MpIntegerScratch::~MpIntegerScratch() { integerScratch.pop(); }
+
+void modulo(MpFloat& x, const MpFloat& y) {
+  if (y.isZero()) return;
+  MpScratch whole(x.bits());
+  if (mpfr_integer_p(y.get())) {
+    mpfr_div(whole.get(), x.get(), y.get(), MPFR_RNDN);
+    mpfr_floor(whole.get(), whole.get());
+    *whole *= y;
+    x -= *whole;
+  } else {
+    x /= y;
+    mpfr_floor(whole.get(), x.get());
+    x -= *whole;
+    x *= y;
+  }
+}
+
+void hypot(MpFloat& length, const MpFloat& a, const MpFloat& b) {
+  const bool nan = a.isNan() || b.isNan();  // MPFR lets infinity win over NaN
+  mpfr_hypot(length.get(), a.get(), b.get(), MPFR_RNDN);
+  if (nan) mpfr_set_nan(length.get());
+}
+
+}  // namespace embedded

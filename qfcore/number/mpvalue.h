@@ -1,0 +1,144 @@
+/// Multiprecision floats, integers and reusable scratch values: the owners of everything that MPFR and GMP
+/// allocate. The only header that includes theirs.
+#pragma once
+
+#include <gmp.h>
+#include <mpfr.h>
+
+#include <cstddef>
+#include <cstdint>
+
+#include "qfcore/number/errors.h"
+
+namespace embedded {
+
+/// One binary floating-point value of a chosen precision. Its limbs stand right behind it, in an array of such
+/// values, or in a block of their own. Room once won is kept, so that changing the precision seldom allocates.
+///
+/// Compound operators round to nearest, ties to even, at the precision of the left operand; they accept
+/// operands of any precision. Comparisons with NaN are false, except !=.
+class QFCORE_API MpFloat {
+ public:
+  /// +0 at `bits` bits, limbs in a block of their own. Raises "numforge:fi:outofmemory".
+  explicit MpFloat(unsigned bits);
+  /// The same value at the same precision.
+  MpFloat(const MpFloat& other);
+  /// Takes value and precision of `other`.
+  MpFloat& operator=(const MpFloat& other);
+  ~MpFloat();
+
+  /// Bytes that `placeAt` needs for a value of `bits` bits.
+  static std::size_t placedSize(unsigned bits);
+  /// Makes +0 at `place`, which has `placedSize(bits)` bytes, its limbs right behind it. Whoever owns the place
+  /// ends the value's life by calling its destructor.
+  static MpFloat* placeAt(void* place, unsigned bits);
+
+  mpfr_ptr get() { return value_; }
+  mpfr_srcptr get() const { return value_; }
+  unsigned bits() const { return static_cast<unsigned>(mpfr_get_prec(value_)); }
+
+  /// Becomes +0 at `bits` bits.
+  void reset(unsigned bits);
+  /// Rounds the value to nearest at `bits` bits.
+  void setBits(unsigned bits);
+
+  /// Takes the value exactly, at `bits` bits or, where these do not hold it, at the precision of the source (53
+  /// bits for a double).
+  void assign(const MpFloat& source, unsigned bits);
+  void assign(double source, unsigned bits);
+  void assign(mpz_srcptr source, unsigned bits);
+
+  double toDouble() const { return mpfr_get_d(value_, MPFR_RNDN); }
+  bool isZero() const { return mpfr_zero_p(value_) != 0; }
+  bool isNan() const { return mpfr_nan_p(value_) != 0; }
+  bool isInfinite() const { return mpfr_inf_p(value_) != 0; }
+  bool isFinite() const { return mpfr_number_p(value_) != 0; }
+  /// -1, 0, 1; 0 for NaN.
+  int sign() const { return isNan() ? 0 : mpfr_sgn(value_); }
+  bool isNegative() const { return sign() < 0; }
+
+  /// Multiplies by 2^exponent, exactly.
+  void scaleByPow2(long exponent) { mpfr_mul_2si(value_, value_, exponent, MPFR_RNDN); }
+  void negate() { mpfr_neg(value_, value_, MPFR_RNDN); }
+  void makeAbsolute() { mpfr_abs(value_, value_, MPFR_RNDN); }
+
+  MpFloat& operator+=(const MpFloat& other) { return mpfr_add(value_, value_, other.value_, MPFR_RNDN), *this; }
+  MpFloat& operator-=(const MpFloat& other) { return mpfr_sub(value_, value_, other.value_, MPFR_RNDN), *this; }
+  MpFloat& operator*=(const MpFloat& other) { return mpfr_mul(value_, value_, other.value_, MPFR_RNDN), *this; }
+  MpFloat& operator/=(const MpFloat& other) { return mpfr_div(value_, value_, other.value_, MPFR_RNDN), *this; }
+
+  friend bool operator==(const MpFloat& a, const MpFloat& b) { return mpfr_equal_p(a.value_, b.value_) != 0; }
+  friend bool operator<(const MpFloat& a, const MpFloat& b) { return mpfr_less_p(a.value_, b.value_) != 0; }
+  friend bool operator<=(const MpFloat& a, const MpFloat& b) {
+    return mpfr_lessequal_p(a.value_, b.value_) != 0;
+  }
+  friend bool operator>(const MpFloat& a, const MpFloat& b) { return b < a; }
+  friend bool operator>=(const MpFloat& a, const MpFloat& b) { return b <= a; }
+
+ private:
+  struct Placed {};
+  MpFloat(unsigned bits, Placed);
+  void becomeZero(mp_limb_t* limbs, unsigned bits);
+  void reserve(unsigned bits);
+
+  mpfr_t value_;
+  std::uint32_t capacity_;  // limbs there is room for
+  bool ownsLimbs_;          // the limbs are a block of their own
+};
+
+/// Limbs that `bits` bits take.
+constexpr std::uint32_t limbCount(unsigned bits) { return (bits + GMP_NUMB_BITS - 1) / GMP_NUMB_BITS; }
+
+/// One integer of any size.
+class QFCORE_API MpInteger {
+ public:
+  MpInteger() { mpz_init(value_); }
+  MpInteger(const MpInteger&) = delete;
+  MpInteger& operator=(const MpInteger&) = delete;
+  ~MpInteger() { mpz_clear(value_); }
+  mpz_ptr get() { return value_; }
+  mpz_srcptr get() const { return value_; }
+
+ private:
+  mpz_t value_;
+};
+
+/// A value borrowed for a scope from a stack of values that stay: element loops that need a temporary allocate
+/// for the first element alone. It goes back also when something throws. For local variables only.
+class QFCORE_API MpScratch {
+ public:
+  /// +0 at `bits` bits.
+  explicit MpScratch(unsigned bits);
+  MpScratch(const MpScratch&) = delete;
+  MpScratch& operator=(const MpScratch&) = delete;
+  ~MpScratch();
+  MpFloat& operator*() { return *value_; }
+  MpFloat* operator->() { return value_; }
+  mpfr_ptr get() { return value_->get(); }
+
+ private:
+  MpFloat* value_;
+};
+
+/// The same for integers; starts at 0.
+class QFCORE_API MpIntegerScratch {
+ public:
+  MpIntegerScratch();
+  MpIntegerScratch(const MpIntegerScratch&) = delete;
+  MpIntegerScratch& operator=(const MpIntegerScratch&) = delete;
+  ~MpIntegerScratch();
+  MpInteger& operator*() { return *value_; }
+  mpz_ptr get() { return value_->get(); }
+
+ private:
+  MpInteger* value_;
+};
+
+/// mod(x, y) in place at the precision of x: x unchanged when y is zero, else the remainder that has the sign
+/// of y.
+QFCORE_API void modulo(MpFloat& x, const MpFloat& y);
+
+/// length = sqrt(a^2 + b^2), rounded once; NaN when either is NaN.
+QFCORE_API void hypot(MpFloat& length, const MpFloat& a, const MpFloat& b);
+
+}  // namespace embedded

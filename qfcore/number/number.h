@@ -1,0 +1,268 @@
+/// The handle of every fixed-point value: owns a body and never tells which kind it is.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "qfcore/number/doublenumber.h"
+#include "qfcore/number/mpnumber.h"
+#include "qfcore/number/numberfactory.h"
+#include "qfcore/number/numberrepbody.h"
+
+namespace embedded {
+
+/// A value, or a vector of values with a cursor. Scalar operations work on the current element; `a[2] + b[5]`
+/// selects and combines in one expression. Copying makes a scalar; views and whole copies have constructors of
+/// their own. A view shares everything but the index and should not outlive the number that it was made of.
+class QFCORE_API number {
+ public:
+  number(double value, unsigned precision, bool forceMultiplePrecision)
+      : body_(numberfactory::createnumberScalar(value, precision, forceMultiplePrecision)) {}
+  /// `count` zeros.
+  number(unsigned count, unsigned precision, NumberVector)
+      : body_(numberfactory::createnumberVector(count, precision)) {}
+  /// A view.
+  number(const number& source, CopyIndex tag) : body_(numberfactory::createnumber(source.body_, tag)) {}
+  /// A deep copy.
+  number(const number& source, NumberVector) : body_(numberfactory::createnumberVector(source.body_)) {}
+  /// A scalar holding the current element of `source` at its precision; empty when `source` is.
+  number(const number& source);
+  /// Takes over the body; the source may only be destroyed, assigned by `swap` or moved into then.
+  number(number&& source) noexcept : body_(std::exchange(source.body_, nullptr)) {}
+  virtual ~number() { delete body_; }
+  /// Exchanges the bodies, whole vectors; assignment moves single values.
+  void swap(number& other) noexcept { std::swap(body_, other.body_); }
+  virtual number& stripscaling(double slope, int exponent, double bias) {
+    return body_->stripscaling(slope, exponent, bias), *this;
+  }
+
+  /// Precision and representation of temporaries that are made from doubles.
+  static unsigned getDefaultPrecision() { return sDefaultPrecision; }
+  static void setDefaultPrecision(unsigned precision, bool forceMultiplePrecision) {
+    sDefaultPrecision = precision;
+    sDefaultForceMultiplePrecision = forceMultiplePrecision;
+  }
+  static bool getDefaultForceMultiplePrecision() { return sDefaultForceMultiplePrecision; }
+  static void setDefaultForceMultiplePrecision(bool force) { sDefaultForceMultiplePrecision = force; }
+
+  // Shape and cursor.
+  unsigned numel() const { return body_->numel(); }
+  unsigned getprecision() const { return body_->precision(); }
+  bool isempty() const { return body_->isempty(); }
+  unsigned getIndex() const { return body_->getIndex(); }
+  void setIndex(unsigned index) const { body_->setIndex(index); }
+  number& operator[](unsigned index) { return body_->setIndex(index), *this; }
+  const number& operator[](unsigned index) const { return body_->setIndex(index), *this; }
+  number& resize(unsigned count) { return body_->resize(count), *this; }
+  /// Keeps values when the precision stays; a new precision makes a new body of zeros.
+  number& resize(unsigned count, unsigned precision);
+  int gettype() const { return body_->gettype(); }
+  numberrepbody* getbody() { return body_; }
+  const numberrepbody* getbody() const { return body_; }
+
+  // For array kernels: the body's kind at a glance. Null for the other kind; `doubles` also when empty.
+  // Pointers to values hold until a `resize`, and until the first view of this number is made.
+  double* doubles() { return gettype() == kDoubleRepresentation ? asDoubles()->values() : nullptr; }
+  const double* doubles() const { return const_cast<number*>(this)->doubles(); }
+  mpnumber* multiprecision() {
+    return gettype() == kMultiprecisionRepresentation ? static_cast<mpnumber*>(body_) : nullptr;
+  }
+  const mpnumber* multiprecision() const { return const_cast<number*>(this)->multiprecision(); }
+
+  // Values.
+  double todouble() const { return body_->todouble(); }
+  /// The double narrowed to single precision.
+  float tosingle() const { return static_cast<float>(body_->todouble()); }
+  number& setvalue(double value) { return body_->setvalue(value), *this; }
+  number& operator=(double value) { return setvalue(value); }
+  /// Takes the stored integer in little-endian 32-bit words, times 2^exponent.
+  number& setvalue(const unsigned* words, int wordCount, bool isSigned, int wordLength, double slope,
+                   int exponent, double bias) {
+    return body_->setvalue(words, wordCount, isSigned, wordLength, slope, exponent, bias), *this;
+  }
+  number& setvalue(const number& other) { return body_->setvalue(*other.body_), *this; }
+  number& operator=(const number& other) { return setvalue(other); }
+  /// This = source * slope + bias; slope and bias are numbers of the default precision.
+  number& setvalue(const number& source, double slope, double bias);
+
+  // Arithmetic.
+  number& operator+=(const number& other) { return *body_ += *other.body_, *this; }
+  number& operator-=(const number& other) { return *body_ -= *other.body_, *this; }
+  number& operator*=(const number& other) { return *body_ *= *other.body_, *this; }
+  number& operator/=(const number& other) { return *body_ /= *other.body_, *this; }
+  number operator+(const number& other) const {
+    number result(*this);
+    result += other;
+    return result;
+  }
+  number operator-(const number& other) const {
+    number result(*this);
+    result -= other;
+    return result;
+  }
+  number operator*(const number& other) const {
+    number result(*this);
+    result *= other;
+    return result;
+  }
+  number operator/(const number& other) const {
+    number result(*this);
+    result /= other;
+    return result;
+  }
+  number operator-() const {
+    number result(*this);
+    result.negate();
+    return result;
+  }
+  number& mod(const number& other) { return body_->mod(*other.body_), *this; }
+  number& hypot(const number& a, const number& b) { return body_->hypot(*a.body_, *b.body_), *this; }
+  number& negate() { return body_->negate(), *this; }
+  number& abs() { return body_->abs(), *this; }
+  number& abs(const number& other) { return setvalue(other).abs(); }
+  number& pow2(int exponent) { return body_->pow2(exponent), *this; }
+  int sign() const { return body_->sign(); }
+
+  bool operator==(const number& other) const { return *body_ == *other.body_; }
+  bool operator!=(const number& other) const { return *body_ != *other.body_; }
+  bool operator<(const number& other) const { return *body_ < *other.body_; }
+  bool operator<=(const number& other) const { return *body_ <= *other.body_; }
+  bool operator>(const number& other) const { return *body_ > *other.body_; }
+  bool operator>=(const number& other) const { return *body_ >= *other.body_; }
+
+  // Predicates and rounding.
+  bool isFinite() const { return body_->isFinite(); }
+  bool myisinf() const { return body_->myisinf(); }
+  bool iszero() const { return body_->iszero(); }
+  bool isnegative() const { return body_->isnegative(); }
+  int unbiasedexponent() const { return body_->unbiasedexponent(); }
+  number& ceil() { return body_->ceil(), *this; }
+  number& ceil(int fractionBits) { return body_->ceil(fractionBits), *this; }
+  number& convergent() { return body_->convergent(), *this; }
+  number& convergent(int fractionBits) { return body_->convergent(fractionBits), *this; }
+  number& fix() { return body_->fix(), *this; }
+  number& fix(int fractionBits) { return body_->fix(fractionBits), *this; }
+  number& floor() { return body_->floor(), *this; }
+  number& floor(int fractionBits) { return body_->floor(fractionBits), *this; }
+  number& nearest() { return body_->nearest(), *this; }
+  number& nearest(int fractionBits) { return body_->nearest(fractionBits), *this; }
+  number& round() { return body_->round(), *this; }
+  number& round(int fractionBits) { return body_->round(fractionBits), *this; }
+
+  // Bit operations: the caller chooses the form that matches the body's kind. See `WordConstants`.
+  number& bitcmp(bool isSigned, int wordLength, double slope, int exponent, double bias,
+                 unsigned long long twoToWordLength, unsigned long long xorMask) {
+    return body_->bitcmp(isSigned, wordLength, slope, exponent, bias, twoToWordLength, xorMask), *this;
+  }
+  number& bitcmp(bool isSigned, int wordLength, double slope, int exponent, double bias,
+                 const MpInteger& xorMask, const MpFloat& twoToWordLength) {
+    return body_->bitcmp(isSigned, wordLength, slope, exponent, bias, xorMask, twoToWordLength), *this;
+  }
+  bool bitget(int position, bool isSigned, int wordLength, double slope, int exponent, double bias,
+              unsigned long long twoToWordLength) const {
+    return body_->bitget(position, isSigned, wordLength, slope, exponent, bias, twoToWordLength);
+  }
+  bool bitget(int position, bool isSigned, int wordLength, double slope, int exponent, double bias,
+              const MpFloat& twoToWordLength) const {
+    return body_->bitget(position, isSigned, wordLength, slope, exponent, bias, twoToWordLength);
+  }
+  number& bitset(int position, bool value, bool isSigned, int wordLength, double slope, int exponent,
+                 double bias, unsigned long long twoToWordLength) {
+    return body_->bitset(position, value, isSigned, wordLength, slope, exponent, bias, twoToWordLength), *this;
+  }
+  number& bitset(int position, bool value, bool isSigned, int wordLength, double slope, int exponent,
+                 double bias, const MpFloat& twoToWordLength) {
+    return body_->bitset(position, value, isSigned, wordLength, slope, exponent, bias, twoToWordLength), *this;
+  }
+  number& doublebitand(const number& other, bool isSigned, int wordLength, double slope, int exponent,
+                       double bias, unsigned long long twoToWordLength) {
+    return body_->fibitand(*other.body_, isSigned, wordLength, slope, exponent, bias, twoToWordLength), *this;
+  }
+  number& doublebitor(const number& other, bool isSigned, int wordLength, double slope, int exponent,
+                      double bias, unsigned long long twoToWordLength) {
+    return body_->fibitor(*other.body_, isSigned, wordLength, slope, exponent, bias, twoToWordLength), *this;
+  }
+  number& doublebitxor(const number& other, bool isSigned, int wordLength, double slope, int exponent,
+                       double bias, unsigned long long twoToWordLength) {
+    return body_->bitxor(*other.body_, isSigned, wordLength, slope, exponent, bias, twoToWordLength), *this;
+  }
+  number& mpbitand(const number& other, bool isSigned, int wordLength, double slope, int exponent, double bias,
+                   const MpFloat& twoToWordLength) {
+    return body_->fibitand(*other.body_, isSigned, wordLength, slope, exponent, bias, twoToWordLength), *this;
+  }
+  number& mpbitor(const number& other, bool isSigned, int wordLength, double slope, int exponent, double bias,
+                  const MpFloat& twoToWordLength) {
+    return body_->fibitor(*other.body_, isSigned, wordLength, slope, exponent, bias, twoToWordLength), *this;
+  }
+  number& mpbitxor(const number& other, bool isSigned, int wordLength, double slope, int exponent, double bias,
+                   const MpFloat& twoToWordLength) {
+    return body_->bitxor(*other.body_, isSigned, wordLength, slope, exponent, bias, twoToWordLength), *this;
+  }
+
+  // Sorting; see `numberrepbody`.
+  void stridesort(bool ascending, unsigned stride, unsigned length) {
+    body_->stridesort(ascending, stride, length);
+  }
+  void stridesort2(double* index, bool ascending, unsigned stride, unsigned length) {
+    body_->stridesort2(index, ascending, stride, length);
+  }
+
+  // Radix text and stored integers; see `numberops`.
+  bool base2float(const char* text, int base, int wordLength, int exponentLength) {
+    return body_->base2float(text, base, wordLength, exponentLength);
+  }
+  bool base2fixed(const char* text, int base, bool isSigned, int wordLength, double slope, int exponent,
+                  double bias) {
+    return body_->base2fixed(text, base, isSigned, wordLength, slope, exponent, bias);
+  }
+  std::string float2base(int base, int wordLength, int exponentLength) const {
+    return body_->float2base(base, wordLength, exponentLength);
+  }
+  std::string fixed2base(int base, bool isSigned, int wordLength, double slope, int exponent,
+                         double bias) const {
+    return body_->fixed2base(base, isSigned, wordLength, slope, exponent, bias);
+  }
+  std::string fixed2sdec(bool isSigned, int wordLength, double slope, int exponent, double bias) const {
+    return body_->fixed2sdec(isSigned, wordLength, slope, exponent, bias);
+  }
+  void fixed2IntArray(unsigned* words, int wordCount, int wordLength, double slope, int exponent, double bias,
+                      const MpFloat& twoToWordLength) const {
+    body_->fixed2IntArray(words, wordCount, wordLength, slope, exponent, bias, twoToWordLength);
+  }
+  unsigned long long fixed2uint64(int wordLength, int fractionLength) const {
+    return body_->fixed2uint64(wordLength, fractionLength);
+  }
+  unsigned fixed2uint32(int wordLength, int fractionLength) const {
+    return body_->fixed2uint32(wordLength, fractionLength);
+  }
+  unsigned short fixed2uint16(int wordLength, int fractionLength) const {
+    return body_->fixed2uint16(wordLength, fractionLength);
+  }
+  unsigned char fixed2uint8(int wordLength, int fractionLength) const {
+    return body_->fixed2uint8(wordLength, fractionLength);
+  }
+  long long fixed2int64(int wordLength, int fractionLength) const {
+    return body_->fixed2int64(wordLength, fractionLength);
+  }
+  int fixed2int32(int wordLength, int fractionLength) const {
+    return body_->fixed2int32(wordLength, fractionLength);
+  }
+  short fixed2int16(int wordLength, int fractionLength) const {
+    return body_->fixed2int16(wordLength, fractionLength);
+  }
+  signed char fixed2int8(int wordLength, int fractionLength) const {
+    return body_->fixed2int8(wordLength, fractionLength);
+  }
+
+  void disp() const { body_->disp(); }
+
+ private:
+  doublenumber* asDoubles() const { return static_cast<doublenumber*>(body_); }
+
+  static unsigned sDefaultPrecision;
+  static bool sDefaultForceMultiplePrecision;
+
+  numberrepbody* body_;
+};
+
+}  // namespace embedded

@@ -1,0 +1,42 @@
+#include "qfcore/number/numberfactory.h"
+
+#include "qfcore/number/doublenumber.h"
+#include "qfcore/number/mpnumber.h"
+#include "qfcore/number/precision.h"
+
+namespace embedded {
+
+numberrepbody* numberfactory::createnumberScalar(double value, unsigned precision,
+                                                 bool forceMultiplePrecision) {
+  if (forceMultiplePrecision) return new mpnumber(value, precision);
+  if (precision <= kMaxDoublePrecision) return new doublenumber(value);
+  auto* body = new mpnumber(value, precision);
+  // A threshold lowered below the bits of a double must not round what a double body would hold.
+  if constexpr (kMaxDoublePrecision < kDoubleScalarPrecision) body->setvalue(value);
+  return body;
+}
+
+numberrepbody* numberfactory::createnumberVector(unsigned count, unsigned precision) {
+  if (precision <= kMaxDoublePrecision) return new doublenumber(count, precision, NumberVector{});
+  return new mpnumber(count, precision, NumberVector{});
+}
+
+numberrepbody* numberfactory::createnumber(const numberrepbody* source, CopyIndex tag) {
+  switch (source->gettype()) {
+    case kDoubleRepresentation: return new doublenumber(static_cast<const doublenumber*>(source), tag);
+    case kMultiprecisionRepresentation: return new mpnumber(static_cast<const mpnumber*>(source), tag);
+    default: return nullptr;
+  }
+}
+
+numberrepbody* numberfactory::createnumberVector(const numberrepbody* source) {
+  switch (source->gettype()) {
+    case kDoubleRepresentation:
+      return new doublenumber(static_cast<const doublenumber*>(source), NumberVector{});
+    case kMultiprecisionRepresentation:
+      return new mpnumber(static_cast<const mpnumber*>(source), NumberVector{});
+    default: return nullptr;
+  }
+}
+
+}  // namespace embedded

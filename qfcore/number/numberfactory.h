@@ -1,0 +1,23 @@
+/// Makes the body that a precision asks for.
+#pragma once
+
+#include "qfcore/number/numberrepbody.h"
+
+namespace embedded {
+
+/// Every body is newly allocated and owned by the caller. Failing allocations raise "numforge:fi:outofmemory".
+class QFCORE_API numberfactory {
+ public:
+  numberfactory() = delete;
+
+  /// A double body, of precision 52, when `precision` allows it and multiprecision is not forced.
+  static numberrepbody* createnumberScalar(double value, unsigned precision, bool forceMultiplePrecision);
+  /// `count` zeros.
+  static numberrepbody* createnumberVector(unsigned count, unsigned precision);
+  /// A view that shares the storage of `source`. Null for a body that is neither double nor multiprecision.
+  static numberrepbody* createnumber(const numberrepbody* source, CopyIndex);
+  /// A deep copy. Null for a body that is neither double nor multiprecision.
+  static numberrepbody* createnumberVector(const numberrepbody* source);
+};
+
+}  // namespace embedded

@@ -1,0 +1,144 @@
+/// The six rounding rules, each written once, for doubles (array and element kernels alike) and multiprecision
+/// values.
+///
+/// The double rules are plain arithmetic without branches, so that loops over them vectorise when they are
+/// compiled with -O3 -fno-math-errno -fno-trapping-math for a target that rounds in hardware.
+#pragma once
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+namespace embedded {
+
+class MpFloat;
+
+/// Toward plus infinity.
+struct Ceil {
+  static double integer(double x) { return std::ceil(x); }
+  static void integer(MpFloat& x);
+};
+
+/// To nearest, ties to even: 2.5 -> 2, 3.5 -> 4, -2.5 -> -2.
+/// In doubles values other than ties go through floor(x + 0.5), with the effects that `Nearest` tells.
+struct Convergent {
+  static double integer(double x) {
+    const double distance = std::abs(std::floor(x) - x);
+    const double below = x - distance;
+    const double half = below / 2;
+    const double even = below + 2 * std::abs(half - std::floor(half));
+    const double nearest = std::floor(x + 0.5);
+    return distance == 0.5 ? even : nearest;
+  }
+  static void integer(MpFloat& x);
+};
+
+/// Toward zero.
+struct Fix {
+  static double integer(double x) {
+    const double up = std::ceil(x), down = std::floor(x);
+    return x < 0 ? up : down;
+  }
+  static void integer(MpFloat& x);
+};
+
+/// Toward minus infinity.
+struct Floor {
+  static double integer(double x) { return std::floor(x); }
+  static void integer(MpFloat& x);
+};
+
+/// To nearest, ties toward plus infinity: 2.5 -> 3, -2.5 -> -2.
+/// In doubles the addition of one half rounds: odd integers from 2^52 on move to the next even one, and
+/// 0.49999999999999994 becomes 1. Both belong to the rule. Multiprecision is exact.
+struct Nearest {
+  static double integer(double x) { return std::floor(x + 0.5); }
+  static void integer(MpFloat& x);
+};
+
+/// To nearest, ties away from zero: 2.5 -> 3, -2.5 -> -3. In doubles from 2^53 on nothing changes.
+struct Round {
+  static double integer(double x) {
+    const double magnitude = std::abs(x);
+    const double rounded = std::floor(magnitude + 0.5);
+    const double signedRounded = x < 0 ? -rounded : rounded;
+    return magnitude < 9007199254740992.0 ? signedRounded : x;
+  }
+  static void integer(MpFloat& x);
+};
+
+/// True when 2^exponent is a normal double. Multiplying by it is then what ldexp does, only faster.
+constexpr bool isNormalPow2(int exponent) { return exponent >= -1022 && exponent <= 1023; }
+constexpr double normalPow2(int exponent) {
+  return std::bit_cast<double>(static_cast<std::uint64_t>(exponent + 1023) << 52);
+}
+
+/// x * 2^exponent, rounded once.
+inline double timesPow2(double x, int exponent) {
+  return isNormalPow2(exponent) ? x * normalPow2(exponent) : std::ldexp(x, exponent);
+}
+
+/// The factors between values and units of a grid of 2^-fractionBits, for fraction bits of which `exist` is
+/// true.
+struct GridFactors {
+  static constexpr bool exist(int fractionBits) {
+    return isNormalPow2(fractionBits) && isNormalPow2(-fractionBits);
+  }
+  constexpr explicit GridFactors(int fractionBits)
+      : unitsPerOne(normalPow2(fractionBits)), unit(normalPow2(-fractionBits)) {}
+  double unitsPerOne, unit;
+};
+
+namespace detail {
+
+/// `backScaled` unless scaling `x` up went to infinity: such an x is a multiple of the grid already.
+inline double unlessInfinite(double scaled, double backScaled, double x) {
+  return std::abs(scaled) == std::numeric_limits<double>::infinity() ? x : backScaled;
+}
+
+}  // namespace detail
+
+/// `x` rounded to a multiple of `grid.unit`; the form for array loops.
+template <class Policy>
+inline double rounded(double x, GridFactors grid) {
+  const double scaled = x * grid.unitsPerOne;
+  return detail::unlessInfinite(scaled, Policy::integer(scaled) * grid.unit, x);
+}
+
+/// `x` rounded to a multiple of 2^-fractionBits: scaled up, rounded, scaled back, each step in doubles.
+/// Infinities and NaN stay what they are.
+template <class Policy>
+inline double rounded(double x, int fractionBits) {
+  const double scaled = timesPow2(x, fractionBits);
+  return detail::unlessInfinite(scaled, timesPow2(Policy::integer(scaled), -fractionBits), x);
+}
+
+/// Rounds `x` to a multiple of 2^-fractionBits in place, exactly by the rule.
+template <class Policy>
+void round(MpFloat& x, int fractionBits);
+
+extern template void round<Ceil>(MpFloat&, int);
+extern template void round<Convergent>(MpFloat&, int);
+extern template void round<Fix>(MpFloat&, int);
+extern template void round<Floor>(MpFloat&, int);
+extern template void round<Nearest>(MpFloat&, int);
+extern template void round<Round>(MpFloat&, int);
+
+/// The convergent rule on one double, and on multiples of 2^-fractionBits.
+inline double convergent(double x) { return Convergent::integer(x); }
+inline double convergent(double x, int fractionBits) { return rounded<Convergent>(x, fractionBits); }
+
+/// mod(x, y) of doubles: x when y is 0, NaN when either is not finite, else the remainder that has the sign of
+/// y. Integer and other divisors have different formulas; both are defined behaviour.
+inline double mod(double x, double y) {
+  const double quotient = x / y;
+  const double whole = std::floor(quotient);
+  const double byDifference = x - whole * y;
+  const double byFraction = (quotient - whole) * y;
+  const double remainder = std::floor(y) == y ? byDifference : byFraction;
+  const bool finite = std::isfinite(x) && std::isfinite(y);
+  return y == 0 ? x : finite ? remainder : std::numeric_limits<double>::quiet_NaN();
+}
+
+}  // namespace embedded

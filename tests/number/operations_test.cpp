@@ -1,0 +1,159 @@
+// Arithmetic, comparison and integer extraction across the two kinds of bodies.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "qfcore/number/wordconstants.h"
+#include "reference.h"
+
+namespace {
+
+using namespace embedded;
+using namespace reference;
+
+/// Random doubles and wide values that often cancel.
+mpq_class randomOperand(Generator& random, bool wide) {
+  const Format format{true, wide ? random.integer(2, 200) : random.integer(2, 53), 0};
+  return scaled(mpq_class(random.stored(format)), random.integer(-80, 20));
+}
+
+TEST(Operations, MixedKindsRoundAtTheMultiprecisionOperand) {
+  Generator random;
+  for (int trial = 0; trial < 4000; ++trial) {
+    const bool wideA = random.coin(), wideB = random.coin();
+    const unsigned precisionA = wideA ? 200 : kDoublePrecision, precisionB = wideB ? 220 : kDoublePrecision;
+    number a(0.0, precisionA, false), b(0.0, precisionB, false);
+    const mpq_class x = randomOperand(random, wideA), y = randomOperand(random, wideB);
+    ASSERT_TRUE(put(a, x) && put(b, y));
+    EXPECT_EQ(a == b, x == y);
+    EXPECT_EQ(a != b, x != y);
+    EXPECT_EQ(a < b, x < y);
+    EXPECT_EQ(a <= b, x <= y);
+    EXPECT_EQ(a > b, x > y);
+    EXPECT_EQ(a >= b, x >= y);
+    const auto expected = [&](const mpq_class& exact) {
+      if (wideA) return roundedToBits(exact, 201);
+      return wideB ? roundedToBits(roundedToBits(exact, 221), 53) : roundedToBits(exact, 53);
+    };
+    EXPECT_EQ(valueOf(a + b), expected(x + y)) << x << " + " << y;
+    EXPECT_EQ(valueOf(a - b), expected(x - y)) << x << " - " << y;
+    EXPECT_EQ(valueOf(a * b), expected(x * y)) << x << " * " << y;
+    if (y != 0) {
+      EXPECT_EQ(valueOf(a / b), expected(x / y)) << x << " / " << y;
+    }
+    EXPECT_EQ((a + b).gettype(), a.gettype());
+  }
+}
+
+TEST(Operations, NamedCases) {
+  number one(1.0, kDoublePrecision, false), tiny(std::ldexp(1.0, -60), 64, false);
+  EXPECT_EQ((one + tiny).todouble(), 1.0);
+  number wide(0.0, 64, false);
+  wide += number(0.1, kDoublePrecision, false);
+  EXPECT_EQ(valueOf(wide), mpq_class(0.1));
+  for (const unsigned precision : {kDoublePrecision, kWidePrecision}) {
+    const number nan(NAN, precision, false);
+    EXPECT_FALSE(nan < one || nan >= one || nan == nan || nan > one || nan <= one);
+    EXPECT_TRUE(nan != nan);
+    EXPECT_EQ(nan.sign(), 0);
+    EXPECT_FALSE(nan.iszero() || nan.isnegative() || nan.isFinite() || nan.myisinf());
+    number zero(0.0, precision, false);
+    EXPECT_TRUE(std::signbit(zero.negate().todouble()));
+    EXPECT_TRUE(zero.sign() == 0 && !zero.isnegative() && zero.iszero());
+    EXPECT_EQ(number(-3.0, precision, false).unbiasedexponent(), 1);
+    EXPECT_EQ(number(0.25, precision, false).unbiasedexponent(), -2);
+    EXPECT_EQ(number(-2.75, precision, false).stripscaling(1, -1, 0).todouble(), -6);
+  }
+}
+
+TEST(Operations, ModFollowsItsRuleOnBothBodies) {
+  const double inf = INFINITY;
+  const struct {
+    double x, y, expected;
+  } cases[] = {{5, 0, 5},     {-1, 3, 2},     {5, 3, 2},          {-5, -3, -2},     {5, -3, -1},
+               {7.5, 2.5, 0}, {1, 0.75, .25}, {-0.25, 0.5, 0.25}, {-129, 256, 127}, {0, 3, 0},
+               {inf, 3, NAN}, {3, inf, NAN},  {NAN, 2, NAN}};
+  for (const auto& c : cases) {
+    for (const unsigned precision : {kDoublePrecision, kWidePrecision}) {
+      number x(c.x, precision, false);
+      x.mod(number(c.y, precision, false));
+      if (std::isnan(c.expected)) {
+        EXPECT_TRUE(std::isnan(x.todouble())) << c.x << " mod " << c.y;
+      } else {
+        // A divisor that is no integer goes through a rounded quotient.
+        EXPECT_NEAR(x.todouble(), c.expected, std::floor(c.y) == c.y ? 0 : 1e-15) << c.x << " mod " << c.y;
+      }
+    }
+  }
+  Generator random;
+  for (int trial = 0; trial < 300; ++trial) {  // powers of two, as wrapping uses them, are exact at any width
+    number x(0.0, 260, false), range(1.0, 260, false);
+    const mpz_class stored = Format{true, 240, 0}.least() + random.bits(240);
+    const int word = random.integer(1, 200);
+    ASSERT_TRUE(put(x, mpq_class(stored)));
+    x.mod(range.pow2(word));
+    EXPECT_EQ(valueOf(x), mpq_class((Format{false, word, 0}.pattern(stored))));
+  }
+}
+
+TEST(Operations, HypotTakesEveryMixture) {
+  for (const unsigned r : {kDoublePrecision, 64U}) {
+    for (const unsigned p : {kDoublePrecision, 80U}) {
+      for (const unsigned q : {kDoublePrecision, 100U}) {
+        number length(0.0, r, false);
+        length.hypot(number(3e-200, p, false), number(4e-200, q, false));
+        EXPECT_NEAR(length.todouble() / 5e-200, 1, 1e-15);
+        EXPECT_TRUE(std::isnan(length.hypot(number(INFINITY, p, false), number(NAN, q, false)).todouble()));
+        EXPECT_EQ(length.hypot(number(-INFINITY, p, false), number(1, q, false)).todouble(), INFINITY);
+      }
+    }
+  }
+}
+
+TEST(Operations, StoredIntegersComeOutAsNativeIntegersAndWords) {
+  Generator random;
+  for (int trial = 0; trial < 3000; ++trial) {
+    const bool wide = random.coin();
+    const Format format = random.format(wide ? 130 : 52);
+    const mpz_class stored = random.stored(format);
+    number n(0.0, wide ? kWidePrecision : kDoublePrecision, false);
+    ASSERT_TRUE(put(n, scaled(mpq_class(stored), format.exponent)));
+    const int w = format.wordLength, f = -format.exponent;
+    const auto low = [&](int bits) { return Format{false, bits, 0}.pattern(stored).get_ui(); };
+    EXPECT_EQ(n.fixed2uint64(w, f), low(64));
+    EXPECT_EQ(n.fixed2int64(w, f), static_cast<long long>(low(64)));
+    if (w <= 32 || wide) {
+      EXPECT_EQ(n.fixed2uint32(w, f), low(32));
+    }
+    if (w + !format.isSigned <= 32 || wide) {
+      EXPECT_EQ(n.fixed2int32(w, f), static_cast<int>(low(32)));
+      EXPECT_EQ(n.fixed2int16(w, f), static_cast<short>(low(16)));
+      EXPECT_EQ(n.fixed2int8(w, f), static_cast<signed char>(low(8)));
+      EXPECT_EQ(n.fixed2uint16(w, f), static_cast<unsigned short>(low(16)));
+      EXPECT_EQ(n.fixed2uint8(w, f), static_cast<unsigned char>(low(8)));
+    }
+    unsigned words[6];
+    const int wordCount = random.integer((w + 31) / 32, 6);
+    n.fixed2IntArray(words, wordCount, w, 1, format.exponent, 0, WordConstants(w).mpTwoToWordLength());
+    mpz_class gathered;
+    mpz_import(gathered.get_mpz_t(), static_cast<std::size_t>(wordCount), -1, 4, 0, 0, words);
+    EXPECT_EQ(gathered, format.pattern(stored)) << stored << " in " << w << " bits";
+    number back(0.0, wide ? kWidePrecision : kDoublePrecision, false);
+    back.setvalue(words, wordCount, format.isSigned, w, 1, format.exponent, 0);
+    EXPECT_EQ(valueOf(back), valueOf(n));
+  }
+  const number large(4294967295.0, kDoublePrecision, false);
+  EXPECT_EQ(large.fixed2uint32(32, 0), 4294967295U);
+  EXPECT_EQ(large.fixed2int32(32, 0), INT32_MIN);
+  EXPECT_EQ(number(-2.9, kDoublePrecision, false).fixed2int8(8, 0), -2);
+}
+
+TEST(Operations, ScaledAssignment) {
+  number::setDefaultPrecision(80, false);
+  number target(0.0, 80, false);
+  target.setvalue(number(3.0, kDoublePrecision, false), 0.1, -2);
+  EXPECT_EQ(valueOf(target), roundedToBits(mpq_class(0.1) * 3, 81) - 2);
+  number::setDefaultPrecision(52, false);
+}
+
+}  // namespace
