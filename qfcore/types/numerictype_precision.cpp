@@ -1,0 +1,129 @@
+#include <bit>
+#include <cstdint>
+#include <type_traits>
+
+#include "qfcore/types/numerictype.h"
+#include "qfcore/types/numerictype_messages.h"
+
+namespace EmbeddedTypeSystem {
+
+using embedded::fail;
+
+namespace {
+
+/// From here on doubles are too coarse for every integer.
+constexpr double kFlintMax = 9007199254740992.0;  // 2^53
+
+/// An integer as a double of the same binary exponent, and a power of two only if the integer is one: digits
+/// that do not fit leave a trace in the lowest one.
+double withoutRounding(std::uint64_t magnitude) {
+  const int excess = 64 - std::countl_zero(magnitude) - 53;
+  if (excess <= 0) return static_cast<double>(magnitude);
+  const std::uint64_t kept = magnitude >> excess;
+  const bool lost = (kept << excess) != magnitude;
+  return std::ldexp(static_cast<double>(kept | (lost ? 1u : 0u)), excess);
+}
+
+template <class T>
+double exactDouble(T value) {
+  if constexpr (std::is_integral_v<T> && sizeof(T) == 8) {
+    const auto magnitude = static_cast<std::uint64_t>(value);
+    if (std::is_signed_v<T> && value < 0) return -withoutRounding(0 - magnitude);
+    return withoutRounding(magnitude);
+  } else {
+    return static_cast<double>(value);
+  }
+}
+
+/// Keeps of all values met the one of largest magnitude, the positive one of two opposite.
+struct Decider {
+  DataTypeEnum dataType;
+  double deciding = 0;
+
+  template <class T>
+  void meet(const T* values, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+      const double value = exactDouble(values[i]);
+      NumericType::checkNaNInf(dataType, value);
+      const double magnitude = std::fabs(value), largest = std::fabs(deciding);
+      if (magnitude > largest || (magnitude == largest && value > deciding)) deciding = value;
+    }
+  }
+};
+
+double decidingValue(DataTypeEnum dataType, const tessel::HostArray& values) {
+  if (!values.isNumeric() && !values.isLogical() && !values.isChar()) fail<msg::bestPrecisionNotNumeric>();
+  Decider decider{dataType};
+  tessel::visitElementType(values.arrayClass(), [&](auto element) {
+    using T = decltype(element);
+    decider.meet(values.real<T>(), values.numel());
+    if (values.isComplex()) decider.meet(values.imag<T>(), values.numel());
+  });
+  return decider.deciding;
+}
+
+}  // namespace
+
+void NumericType::requireSign() const {
+  if (isSignUnspecified()) fail<msg::unspecifiedSign>();
+}
+
+void NumericType::setBestPrecisionFromMaxAbs(double value) {
+  if (isBuiltIn()) return;
+  requireSign();
+  checkNaNInf(dataType_, value);
+  int exponent = 0;
+  const bool isPowerOfTwo = std::fabs(std::frexp(value, &exponent)) == 0.5;
+  if (!isSigned()) {
+    fixedExponent_ = exponent - wordLength_;
+  } else if (isPowerOfTwo && value < 0) {
+    fixedExponent_ = exponent - wordLength_;  // the most negative value of the word
+  } else {
+    fixedExponent_ = 1 + exponent - wordLength_;
+  }
+}
+
+void NumericType::setBestPrecision(std::span<const double> real, std::span<const double> imag) {
+  if (isBuiltIn()) return;
+  requireSign();
+  Decider decider{dataType_};
+  decider.meet(real.data(), real.size());
+  decider.meet(imag.data(), imag.size());
+  if (isScalingUnspecified()) setScaling(ScalingEnum::BinaryPoint);
+  setBestPrecisionFromMaxAbs(decider.deciding);
+}
+
+void NumericType::setBestPrecision(const tessel::HostArray& values) {
+  if (isBuiltIn()) return;
+  requireSign();
+  const double deciding = decidingValue(dataType_, values);
+  setBestPrecision(std::span(&deciding, 1));
+}
+
+void NumericType::fxpBestPrecisionExponent(double value) {
+  if (isBuiltIn()) return;
+  requireSign();
+  checkNaNInf(dataType_, value);
+  if (isScalingUnspecified()) setScaling(ScalingEnum::BinaryPoint);
+  const int magnitudeBits = isSigned() ? wordLength_ - 1 : wordLength_;
+  if (value == 0 || (value < 0 && !isSigned())) {
+    setFractionLength(magnitudeBits);
+    return;
+  }
+  int exponent = 0;
+  double mantissa = std::frexp(value, &exponent);
+  const double scaled = std::ldexp(mantissa, magnitudeBits);
+  if (std::fabs(scaled) < kFlintMax) mantissa = std::ldexp(std::round(scaled), -magnitudeBits);
+  if (mantissa == -0.5) --exponent;
+  if (mantissa == 1) ++exponent;
+  setFixedExponent(exponent - magnitudeBits);
+}
+
+void NumericType::setBestFractionLength(const tessel::HostArray& values) {
+  if (!values.isNumeric()) fail<msg::bestPrecisionNotNumeric>();
+  if (isBuiltIn()) return;
+  requireSign();
+  fxpBestPrecisionExponent(decidingValue(dataType_, values));
+}
+
+}  // namespace EmbeddedTypeSystem
