@@ -1,0 +1,146 @@
+/// The record of what quantizations met: overflows, underflows, smallest and largest value.
+#pragma once
+
+#include <cstddef>
+#include <initializer_list>
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "qfcore/logging/operationtype.h"
+#include "qfcore/number/number.h"
+#include "qfcore/number/precision.h"
+#include "qfcore/types/numerictype.h"
+#include "tessel/array.h"
+
+namespace embedded {
+
+/// Which loggers take part while logging is on: each object's own only, or the module's three totals as well.
+enum class LogTypeEnum { Local, Global };
+
+/// What an array kernel met; a logger takes it in at the end of the array.
+struct Tally {
+  std::size_t values = 0;
+  std::size_t overflows = 0;
+  std::size_t underflows = 0;
+  double min = std::numeric_limits<double>::max();
+  double max = std::numeric_limits<double>::lowest();
+};
+
+/// The record of one array, register or quantizer.
+///
+/// Recording happens on const loggers as well (a quantizer that is used, not changed, still counts) and only while
+/// logging is on, by this logger's own switch or by the module-wide one: the gate stands here and nowhere else.
+/// Extremes are held values, in units of the type's binary-point grid; those of words beyond the double threshold are
+/// exact.
+class QFCORE_API qlogger {
+ public:
+  /// `alwaysOn` is the logger's own switch.
+  explicit qlogger(bool alwaysOn = false) : alwaysOn_(alwaysOn) {}
+  qlogger(std::string tag, OperationTypeEnum operationType, bool alwaysOn = false)
+      : tag_(std::move(tag)), operationType_(operationType), alwaysOn_(alwaysOn) {}
+  /// A copy, or with `keepRecord` false a logger of the same tag, type, kind and switch that has recorded nothing.
+  qlogger(const qlogger& other, bool keepRecord);
+  qlogger(const qlogger& other) { set(other); }
+  qlogger& operator=(const qlogger& other);
+  qlogger(qlogger&&) noexcept = default;
+  qlogger& operator=(qlogger&&) noexcept = default;
+  ~qlogger() = default;
+  void set(const qlogger& other);
+
+  /// The module-wide switch, off at start.
+  static bool getLogging() { return sLogging; }
+  static void setLogging(bool on) { sLogging = on; }
+  static LogTypeEnum getLogType() { return sLogType; }
+  static void setLogType(LogTypeEnum type) { sLogType = type; }
+  /// The module-wide total of assignments, sums or products; null for Unspecified.
+  static qlogger* global(OperationTypeEnum operationType);
+  /// "Unspecified", "Assignment", "Product" or "Sum".
+  static const char* operationTypeToString(OperationTypeEnum operationType);
+
+  bool isOn() const { return alwaysOn_ || sLogging; }
+  void setAlwaysOn(bool on) { alwaysOn_ = on; }
+  bool isAlwaysOn() const { return alwaysOn_; }
+
+  const std::string& tag() const { return tag_; }
+  void setTag(std::string tag) { tag_ = std::move(tag); }
+  OperationTypeEnum operationType() const { return operationType_; }
+  void setOperationType(OperationTypeEnum operationType) { operationType_ = operationType; }
+  const EmbeddedTypeSystem::NumericType& numericType() const { return type_; }
+  void setNumericType(const EmbeddedTypeSystem::NumericType& type) { type_ = type; }
+
+  /// Forgets everything recorded: maxlog to −realmax, minlog to +realmax, all counts to 0.
+  void reset() const;
+  /// True exactly when maxlog reads as −realmax; minlog and the counts are not consulted.
+  bool isreset() const;
+
+  void updateminmax(const number& value) const;
+  void nOverflowsPlusOne() const { record_.overflows += isOn(); }
+  void nUnderflowsPlusOne() const { record_.underflows += isOn(); }
+  void nOperationsPlusOne() const { record_.operations += isOn(); }
+  void nMathOperationsPlus(std::size_t count) const { record_.mathOperations += isOn() ? count : 0; }
+  void nMathOperationsPlusOne() const { nMathOperationsPlus(1); }
+  void setNoperations(std::size_t count) const { record_.operations = count; }
+  void setNMathOperations(std::size_t count) const { record_.mathOperations = count; }
+  /// What an array kernel met, as if each of its values had come one by one.
+  void record(const Tally& tally) const;
+  /// Adds another logger's record to this one, whatever the switches: extremes cover both, counts add up.
+  void merge(const qlogger& other) const;
+
+  /// Held values; −realmax and +realmax while nothing is recorded.
+  number maxlog() const { return extreme(record_.max, wideMax_); }
+  number minlog() const { return extreme(record_.min, wideMin_); }
+  /// The same in real-world units: held × slope adjustment factor + bias.
+  double realWorldMax() const { return realWorld(maxlog()); }
+  double realWorldMin() const { return realWorld(minlog()); }
+  std::size_t noverflows() const { return record_.overflows; }
+  std::size_t nunderflows() const { return record_.underflows; }
+  std::size_t noperations() const { return record_.operations; }
+  std::size_t nmathoperations() const { return record_.mathOperations; }
+
+  /// The overflows since the last call, which remembers the count as reported; underflows likewise.
+  std::size_t takeNewOverflows() const;
+  std::size_t takeNewUnderflows() const;
+
+  /// A 1-by-1 structure with the doubles "Max", "Min" (real-world), "NOverflows", "NUnderflows", "NOperations".
+  tessel::HostArray toHostArrayStruct() const;
+  /// The same structure for a logger that does not exist: the extremes of a reset logger, counts of 0.
+  static tessel::HostArray createUninitializedHostArrayStruct();
+  /// Prints the record on the console, five lines.
+  void disp() const;
+  /// Tag, operation kind and short type name, joined by "|".
+  std::string createFilogKey() const;
+
+ private:
+  struct Record {
+    double max = std::numeric_limits<double>::lowest();
+    double min = std::numeric_limits<double>::max();
+    std::size_t overflows = 0, underflows = 0, operations = 0, mathOperations = 0;
+    std::size_t reportedOverflows = 0, reportedUnderflows = 0;
+  };
+
+  static number extreme(double value, const std::unique_ptr<number>& wide);
+  static void keepExtreme(const number& value, double& plain, std::unique_ptr<number>& wide, bool isMax);
+  double realWorld(const number& held) const;
+
+  static bool sLogging;
+  static LogTypeEnum sLogType;
+
+  std::string tag_;
+  EmbeddedTypeSystem::NumericType type_;
+  OperationTypeEnum operationType_ = OperationTypeEnum::Unspecified;
+  bool alwaysOn_ = false;
+  mutable Record record_;
+  // Set as soon as a multiprecision value has been the extreme; the plain one in the record is unused from then on.
+  mutable std::unique_ptr<number> wideMax_, wideMin_;
+};
+
+/// Which words the warnings about new counts use.
+enum class ReportKind { Plain, Product };
+
+/// Warns of the overflows, then the underflows that the loggers together have met since they last reported:
+/// "fi:overflow" and "fi:underflow", with the operation's name ("plus", "assignment", "sqrt", …) in the text.
+QFCORE_API void reportNewCounts(std::initializer_list<const qlogger*> loggers, const char* operation,
+                                ReportKind kind = ReportKind::Plain);
+
+}  // namespace embedded

@@ -1,0 +1,351 @@
+#include "qfcore/math/quantizer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace embedded {
+
+using EmbeddedTypeSystem::DataTypeEnum;
+using EmbeddedTypeSystem::NumericType;
+using EmbeddedTypeSystem::ScalingEnum;
+using EmbeddedTypeSystem::SignedEnum;
+
+namespace {
+
+constexpr Message kUnspecifiedScaling{"numforge:quantizer:unspecifiedscaling",
+                                      "Unspecified scaling is not allowed in quantizers."};
+constexpr Message kWordLengthTooSmall{"numforge:quantizer:wordlengthtoosmall",
+                                      "Wordlength cannot be negative or zero."};
+constexpr Message kWordLengthTooBig{"numforge:quantizer:wordlengthtoobig",
+                                    "Word length cannot be greater than 65535."};
+constexpr Message kExponentTooBig{"numforge:quantizer:exponenttoobig", "Exponent length cannot be greater than 31."};
+constexpr Message kExponentTooSmall{"numforge:quantizer:exponenttoosmall", "Exponent length cannot be negative."};
+constexpr Message kExponentLargerThanWordLength{"numforge:quantizer:exponentlargerthanwordlength",
+                                                "Exponentlength must be less than wordlength."};
+constexpr Message kWordLengthLargerThanExponent{"numforge:quantizer:wordlengthlargerthanexponent",
+                                                "Wordlength must be larger than exponentlength."};
+constexpr Message kNotAnInteger{"numforge:quantizer:notinteger", "The lengths of a format must be integers."};
+
+constexpr int kMaxWordLength = 65535;
+constexpr int kMaxExponentLength = 31;
+constexpr int kMaxDoubleExponentLength = 11;
+
+QuantizerModeEnum modeOf(const NumericType& type) {
+  const bool isUnsigned = type.signedEnum() == SignedEnum::Unsigned;
+  switch (type.dataType()) {
+    case DataTypeEnum::Double: return QuantizerModeEnum::doubleMode;
+    case DataTypeEnum::Single: return QuantizerModeEnum::singleMode;
+    case DataTypeEnum::Boolean: return QuantizerModeEnum::boolean;
+    case DataTypeEnum::ScaledDouble:
+      return isUnsigned ? QuantizerModeEnum::UnsignedScaledDouble : QuantizerModeEnum::ScaledDouble;
+    default: return isUnsigned ? QuantizerModeEnum::ufixed : QuantizerModeEnum::fixed;
+  }
+}
+
+int asInteger(double length) {
+  if (!(std::abs(length) <= std::numeric_limits<int>::max()) || length != std::floor(length)) fail<kNotAnInteger>();
+  return static_cast<int>(length);
+}
+
+int checkedWordLength(double wordLength) {
+  if (wordLength <= 0) fail<kWordLengthTooSmall>();
+  if (wordLength > kMaxWordLength) fail<kWordLengthTooBig>();
+  return asInteger(wordLength);
+}
+
+int checkedExponentLength(double exponentLength) {
+  if (exponentLength > kMaxExponentLength) fail<kExponentTooBig>();
+  if (exponentLength < 0) fail<kExponentTooSmall>();
+  return asInteger(exponentLength);
+}
+
+}  // namespace
+
+quantizer::quantizer() { settingsChanged(); }
+
+quantizer::quantizer(const NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode, std::string tag,
+                     OperationTypeEnum operationType)
+    : logger_(std::move(tag), operationType) {
+  set(type, roundMode, overflowMode);
+}
+
+void quantizer::set(const NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode) {
+  if (type.scaling() == ScalingEnum::Unspecified) fail<kUnspecifiedScaling>();
+  mode_ = modeOf(type);
+  roundMode_ = roundMode;
+  overflowMode_ = overflowMode;
+  wordLength_ = type.wordLength();
+  fractionLength_ = type.fractionLength();
+  updateparameters();
+  logger_.setNumericType(type);
+}
+
+void quantizer::setMode(QuantizerModeEnum mode) {
+  mode_ = mode;
+  settingsChanged();
+}
+
+void quantizer::setRoundMode(RoundModeEnum roundMode) {
+  roundMode_ = roundMode;
+  settingsChanged();
+}
+
+void quantizer::setOverflowMode(OverflowModeEnum overflowMode) {
+  overflowMode_ = overflowMode;
+  settingsChanged();
+}
+
+void quantizer::setWordlength(double wordLength) {
+  const int checked = checkedWordLength(wordLength);
+  if (mode_ == QuantizerModeEnum::floatMode && checked <= exponentLength_) fail<kWordLengthLargerThanExponent>();
+  wordLength_ = checked;
+  settingsChanged();
+}
+
+void quantizer::setFractionlength(double fractionLength) {
+  fractionLength_ = asInteger(fractionLength);
+  settingsChanged();
+}
+
+void quantizer::setExponentlength(double exponentLength) {
+  const int checked = checkedExponentLength(exponentLength);
+  if (mode_ == QuantizerModeEnum::floatMode && checked >= wordLength_) fail<kExponentLargerThanWordLength>();
+  exponentLength_ = checked;
+  settingsChanged();
+}
+
+void quantizer::setFormat(double wordLength, double secondLength) {
+  const int word = checkedWordLength(wordLength);
+  if (mode_ == QuantizerModeEnum::floatMode) {
+    const int exponent = checkedExponentLength(secondLength);
+    if (exponent >= word) fail<kExponentLargerThanWordLength>();
+    exponentLength_ = exponent;
+  } else {
+    fractionLength_ = asInteger(secondLength);
+  }
+  wordLength_ = word;
+  settingsChanged();
+}
+
+bool quantizer::isFloatingPoint() const {
+  return mode_ == QuantizerModeEnum::floatMode || mode_ == QuantizerModeEnum::doubleMode ||
+         mode_ == QuantizerModeEnum::singleMode;
+}
+
+bool quantizer::isSigned() const {
+  return mode_ != QuantizerModeEnum::ufixed && mode_ != QuantizerModeEnum::UnsignedScaledDouble &&
+         mode_ != QuantizerModeEnum::boolean;
+}
+
+int quantizer::wordLength() const {
+  if (mode_ == QuantizerModeEnum::doubleMode) return 64;
+  return mode_ == QuantizerModeEnum::singleMode ? 32 : wordLength_;
+}
+
+int quantizer::exponentLength() const {
+  if (mode_ == QuantizerModeEnum::doubleMode) return 11;
+  if (mode_ == QuantizerModeEnum::singleMode) return 8;
+  return exponentLength_;
+}
+
+int quantizer::fractionLength() const {
+  if (mode_ == QuantizerModeEnum::doubleMode) return 52;
+  if (mode_ == QuantizerModeEnum::singleMode) return 23;
+  return mode_ == QuantizerModeEnum::floatMode ? wordLength_ - exponentLength_ - 1 : fractionLength_;
+}
+
+int quantizer::exponentBias() const {
+  const int bits = exponentLength();
+  return bits == 0 ? 0 : static_cast<int>((1U << (bits - 1)) - 1U);
+}
+
+bool quantizer::isequal(const quantizer& other) const {
+  if (mode_ != other.mode_ || roundMode_ != other.roundMode_ || overflowMode_ != other.overflowMode_) return false;
+  if (mode_ == QuantizerModeEnum::doubleMode || mode_ == QuantizerModeEnum::singleMode) return true;
+  return wordLength_ == other.wordLength_ &&
+         (mode_ == QuantizerModeEnum::floatMode ? exponentLength_ == other.exponentLength_
+                                                : fractionLength_ == other.fractionLength_);
+}
+
+unsigned quantizer::constantPrecision() const {
+  const int bits = isFloatingPoint() ? fractionLength() : wordLength_ + (mode_ == QuantizerModeEnum::ufixed);
+  return static_cast<unsigned>(std::max(bits, 1));
+}
+
+bool quantizer::lengthsFit() const {
+  return mode_ != QuantizerModeEnum::floatMode || exponentLength_ < wordLength_;
+}
+
+void quantizer::requireFittingLengths() const {
+  if (!lengthsFit()) fail<kWordLengthLargerThanExponent>();
+}
+
+void quantizer::settingsChanged() {
+  updateparameters();
+  logger_.setNumericType(typeOfSettings());
+}
+
+void quantizer::updateparameters() {
+  kernel_ = kernelFor(mode_);
+  wide_.reset();
+  if (isFloatingPoint()) {
+    if (lengthsFit()) updatefloatparameters();
+  } else {
+    updatefixedparameters();
+  }
+}
+
+void quantizer::updatefixedparameters() {
+  const int w = wordLength_, f = fractionLength_;
+  const bool fixedPoint = mode_ == QuantizerModeEnum::fixed || mode_ == QuantizerModeEnum::ufixed;
+  isDoubleBacked_ = !fixedPoint || static_cast<unsigned>(w) <= kMaxDoublePrecision;
+  format_ = DoubleFormat{};
+  format_.fractionLength = f;
+  format_.grid = GridFactors(f);
+  format_.eps = format_.grid.unit;
+  format_.range = std::ldexp(1.0, w - f);
+  format_.inverseRange = std::ldexp(1.0, f - w);
+  const double half = std::ldexp(1.0, w - f - 1);
+  format_.max = (isSigned() ? half : format_.range) - format_.eps;
+  format_.min = isSigned() ? -half : 0.0;
+  format_.factorsExist = GridFactors::exist(f) && GridFactors::exist(f - w);
+}
+
+void quantizer::updatefloatparameters() {
+  const int m = fractionLength();
+  isDoubleBacked_ = exponentLength() <= kMaxDoubleExponentLength && static_cast<unsigned>(m) <= kMaxDoublePrecision;
+  if (mode_ != QuantizerModeEnum::floatMode) isDoubleBacked_ = true;
+  format_ = DoubleFormat{};
+  format_.fractionBits = m;
+  format_.exponentMin = exponentMin();
+  format_.eps = std::ldexp(1.0, -m);
+  format_.max = std::ldexp(2.0 - format_.eps, exponentBias());
+  format_.min = -format_.max;
+}
+
+const WideFormat& quantizer::wideFormat() const {
+  if (wide_) return *wide_;
+  const unsigned precision = std::max(constantPrecision() + 1, kMaxDoublePrecision + 1);
+  const auto power = [precision](int exponent) {
+    number result(1.0, precision, true);
+    result.pow2(exponent);
+    return result;
+  };
+  const int f = fractionLength();
+  WideFormat wide{f, f, exponentMin(), power(-f), power(0), power(0), power(0)};
+  if (isFloatingPoint()) {
+    wide.max += power(0);
+    wide.max -= wide.eps;
+    wide.max.pow2(exponentBias());
+    wide.min = -wide.max;
+  } else {
+    wide.range.pow2(wordLength_ - f);
+    wide.max.pow2(wordLength_ - f - (isSigned() ? 1 : 0));
+    wide.min = isSigned() ? -wide.max : number(0.0, precision, true);
+    wide.max -= wide.eps;
+  }
+  wide_ = std::make_shared<const WideFormat>(std::move(wide));
+  return *wide_;
+}
+
+Kernel quantizer::kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMode, OverflowModeEnum overflowMode) {
+  const RoundingMember rounding = roundingMember(roundMode);
+  switch (mode) {
+    case QuantizerModeEnum::fixed:
+    case QuantizerModeEnum::ufixed:
+      return {fixedKernel(roundMode, overflowMode), quantizeFixedWide, rounding, overflowMode};
+    case QuantizerModeEnum::floatMode: return {floatKernel(roundMode), quantizeFloatWide, rounding, overflowMode};
+    case QuantizerModeEnum::doubleMode: return {doubleKernel(), nullptr, rounding, overflowMode};
+    case QuantizerModeEnum::singleMode: return {singleKernel(), nullptr, rounding, overflowMode};
+    case QuantizerModeEnum::boolean: return {booleanKernel(), nullptr, rounding, overflowMode};
+    case QuantizerModeEnum::none: return {noneKernel(), nullptr, rounding, overflowMode};
+    default: return {scaledDoubleKernel(), nullptr, rounding, overflowMode};
+  }
+}
+
+number& quantizer::run(const Kernel& kernel, number& value) const {
+  requireFittingLengths();
+  if (kernel.wide && !(isDoubleBacked_ && value.gettype() == kDoubleRepresentation)) {
+    const WideOutcome outcome = kernel.wide(wideFormat(), kernel.rounding, kernel.overflowMode, value);
+    if (outcome.overflow) logger_.nOverflowsPlusOne();
+    if (outcome.underflow) logger_.nUnderflowsPlusOne();
+    logger_.updateminmax(value);
+    return value;
+  }
+  Tally tally;
+  double quantized = value.todouble();
+  kernel.array(format_, &quantized, 1, logger_.isOn() ? &tally : nullptr);
+  value = quantized;
+  logger_.record(tally);
+  return value;
+}
+
+number& quantizer::quantize(number& value) const { return run(kernel_, value); }
+
+void quantizer::quantize(double* values, std::size_t count) const {
+  requireFittingLengths();
+  Tally tally;
+  kernel_.array(format_, values, count, logger_.isOn() ? &tally : nullptr);
+  logger_.record(tally);
+}
+
+void quantizer::quantizeAll(number& values) const {
+  if (double* plain = values.doubles(); plain && isDoubleBacked_) return quantize(plain, values.numel());
+  for (unsigned i = 0; i < values.numel(); ++i) quantize(values[i]);
+}
+
+number quantizer::constant(double DoubleFormat::*plain, number WideFormat::*wide) const {
+  requireFittingLengths();
+  if (isDoubleBacked_) return number(format_.*plain, kMaxDoublePrecision, false);
+  return wideFormat().*wide;
+}
+
+number quantizer::eps() const { return constant(&DoubleFormat::eps, &WideFormat::eps); }
+number quantizer::negativeEps() const { return -eps(); }
+number quantizer::max() const { return constant(&DoubleFormat::max, &WideFormat::max); }
+number quantizer::min() const { return constant(&DoubleFormat::min, &WideFormat::min); }
+number quantizer::range() const { return constant(&DoubleFormat::range, &WideFormat::range); }
+
+number quantizer::realmin() const {
+  number result = eps();
+  if (!isFloatingPoint()) return result;
+  result = 1.0;
+  result.pow2(exponentMin());
+  return result;
+}
+
+number quantizer::denormalmin() const {
+  number result = realmin();
+  if (isFloatingPoint()) result.pow2(-fractionLength());
+  return result;
+}
+
+number quantizer::denormalmax() const {
+  number result = realmin();
+  if (isFloatingPoint()) result -= denormalmin();
+  return result;
+}
+
+NumericType quantizer::typeOfSettings() const {
+  // A floating-point format of other lengths has no numeric type of its own; the double type is the nearest.
+  const auto builtIn = [](DataTypeEnum dataType) {
+    NumericType type;
+    type.setDataType(dataType);
+    return type;
+  };
+  switch (mode_) {
+    case QuantizerModeEnum::doubleMode:
+    case QuantizerModeEnum::floatMode: return builtIn(DataTypeEnum::Double);
+    case QuantizerModeEnum::singleMode: return builtIn(DataTypeEnum::Single);
+    case QuantizerModeEnum::boolean: return builtIn(DataTypeEnum::Boolean);
+    default: break;
+  }
+  NumericType type(isSigned(), wordLength_, fractionLength_);
+  if (mode_ == QuantizerModeEnum::ScaledDouble || mode_ == QuantizerModeEnum::UnsignedScaledDouble) {
+    type.setDataType(DataTypeEnum::ScaledDouble);
+  }
+  return type;
+}
+
+}  // namespace embedded

@@ -1,0 +1,178 @@
+/// Brings values into a number format and counts what falls outside it.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "qfcore/logging/qlogger.h"
+#include "qfcore/math/kernels.h"
+#include "qfcore/math/modes.h"
+#include "qfcore/math/widekernels.h"
+#include "qfcore/number/number.h"
+#include "qfcore/types/enumtable.h"
+#include "qfcore/types/numerictype.h"
+
+namespace embedded {
+
+/// Named after the host's texts where C++ allows it.
+enum class QuantizerModeEnum : int {
+  doubleMode = 0, floatMode, fixed, singleMode, ufixed, none, boolean, ScaledDouble, UnsignedScaledDouble
+};
+
+namespace detail {
+
+inline constexpr EmbeddedTypeSystem::EnumRow kQuantizerModeRows[] = {
+    {0, "double"}, {1, "float"},   {2, "fixed"},        {3, "single"},              {4, "ufixed"},
+    {5, "none"},   {6, "boolean"}, {7, "ScaledDouble"}, {8, "UnsignedScaledDouble"}};
+inline constexpr EmbeddedTypeSystem::EnumTable kQuantizerModeTable{"quantizer Mode", "quantizer Mode",
+                                                                   kQuantizerModeRows};
+
+}  // namespace detail
+
+constexpr const EmbeddedTypeSystem::EnumTable& tableOf(QuantizerModeEnum) { return detail::kQuantizerModeTable; }
+
+/// The kernels of one mode: for contiguous doubles and for a single number of either kind.
+struct Kernel {
+  ArrayKernel array;
+  WideKernel wide;
+  RoundingMember rounding;
+  OverflowModeEnum overflowMode;
+};
+
+/// A format (mode and lengths), a rounding rule and an overflow rule, with the constants derived from them and the
+/// logger that records what the quantizations met.
+///
+/// Quantizing is const: the settings stay, the logger records. One kernel is chosen when the settings change, so a
+/// quantization itself decides nothing. Values carried in doubles go through array kernels (kernels.h), wide ones
+/// through the same rules on numbers; both round exactly once.
+class QFCORE_API quantizer {
+ public:
+  /// Mode "fixed", "floor", "saturate", word length 16, fraction length 15.
+  quantizer();
+  /// The quantizer of a numeric type. Raises "numforge:quantizer:unspecifiedscaling" when its scaling is unspecified.
+  quantizer(const EmbeddedTypeSystem::NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode,
+            std::string tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+
+  /// Takes over a numeric type and the two modes; tag, operation kind and record stay. On error nothing changes.
+  void set(const EmbeddedTypeSystem::NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode);
+
+  void setMode(QuantizerModeEnum mode);
+  void setRoundMode(RoundModeEnum roundMode);
+  void setOverflowMode(OverflowModeEnum overflowMode);
+  /// Bits, 1 to 65535; in mode "float" above the exponent length. Raises "numforge:quantizer:wordlengthtoosmall",
+  /// "…:wordlengthtoobig", "…:wordlengthlargerthanexponent".
+  void setWordlength(double wordLength);
+  /// Bits behind the binary point, any integer.
+  void setFractionlength(double fractionLength);
+  /// Bits, 0 to 31 and below the word length. Raises "numforge:quantizer:exponenttoobig", "…:exponenttoosmall",
+  /// "…:exponentlargerthanwordlength".
+  void setExponentlength(double exponentLength);
+  /// Word length and fraction length; in mode "float" word length and exponent length. All or nothing.
+  void setFormat(double wordLength, double secondLength);
+
+  QuantizerModeEnum mode() const { return mode_; }
+  RoundModeEnum roundMode() const { return roundMode_; }
+  OverflowModeEnum overflowMode() const { return overflowMode_; }
+  /// Bits; 64 and 32 in the modes "double" and "single".
+  int wordLength() const;
+  /// Of a floating-point format: its fraction bits.
+  int fractionLength() const;
+  int exponentLength() const;
+  int exponentBias() const;
+  int exponentMin() const { return 1 - exponentBias(); }
+  int exponentMax() const { return exponentBias(); }
+  bool isFloatingPoint() const;
+  bool isSigned() const;
+  /// The numeric type that the settings amount to; the one given at construction or to `set`, if that is newer.
+  const EmbeddedTypeSystem::NumericType& numericType() const { return logger_.numericType(); }
+  bool isequal(const quantizer& other) const;
+
+  /// Derived constants, in held units. Those of words beyond the double threshold are multiprecision numbers of
+  /// `constantPrecision()` bits.
+  number eps() const;
+  number negativeEps() const;
+  number max() const;
+  number min() const;
+  /// The wrap modulus of a fixed-point format.
+  number range() const;
+  /// The smallest positive normal value: eps in fixed point, 2^exponentMin in floating point.
+  number realmin() const;
+  /// The smallest positive value of a floating-point format, 2^(exponentMin − fraction bits); eps in fixed point.
+  number denormalmin() const;
+  /// The largest denormal, realmin − denormalmin; eps in fixed point.
+  number denormalmax() const;
+  /// Bits of the constants: the word length for "fixed", one more for "ufixed", the fraction bits for "float".
+  unsigned constantPrecision() const;
+  /// Whether values of the format are carried in doubles.
+  bool isDoubleBacked() const { return isDoubleBacked_; }
+
+  /// The constants as doubles; exact for a double-backed format.
+  const DoubleFormat& doubleFormat() const { return format_; }
+
+  /// Quantizes the current element in place and returns it.
+  number& quantize(number& value) const;
+  /// Quantizes contiguous doubles in place. The format must be double-backed.
+  void quantize(double* values, std::size_t count) const;
+  /// Quantizes every element of a vector; moves its cursor.
+  void quantizeAll(number& values) const;
+
+  // The kernels by name: each takes the value to quantize and returns it, with this quantizer's constants. Whether
+  // they are those of a signed or an unsigned format is data, so both names reach the same kernel.
+#define QFCORE_KERNEL(Round, round, Overflow, overflow)                                                     \
+  number& QuantizeFixed##Round##Overflow(number& x) const {                                                 \
+    return run(kernelFor(QuantizerModeEnum::fixed, RoundModeEnum::round, OverflowModeEnum::overflow), x);   \
+  }                                                                                                         \
+  number& QuantizeUfixed##Round##Overflow(number& x) const { return QuantizeFixed##Round##Overflow(x); }
+#define QFCORE_ROUNDED_KERNELS(Round, round)                                                                \
+  QFCORE_KERNEL(Round, round, Wrap, wrap)                                                                   \
+  QFCORE_KERNEL(Round, round, Saturate, saturate)                                                           \
+  number& QuantizeFloat##Round(number& x) const {                                                           \
+    return run(kernelFor(QuantizerModeEnum::floatMode, RoundModeEnum::round, overflowMode_), x);            \
+  }
+  QFCORE_ROUNDED_KERNELS(Round, round)
+  QFCORE_ROUNDED_KERNELS(Nearest, nearest)
+  QFCORE_ROUNDED_KERNELS(Floor, floor)
+  QFCORE_ROUNDED_KERNELS(Ceil, ceil)
+  QFCORE_ROUNDED_KERNELS(Fix, fix)
+  QFCORE_ROUNDED_KERNELS(Convergent, convergent)
+#undef QFCORE_ROUNDED_KERNELS
+#undef QFCORE_KERNEL
+  number& QuantizeDouble(number& x) const { return run(kernelFor(QuantizerModeEnum::doubleMode), x); }
+  number& QuantizeSingle(number& x) const { return run(kernelFor(QuantizerModeEnum::singleMode), x); }
+  number& QuantizeBoolean(number& x) const { return run(kernelFor(QuantizerModeEnum::boolean), x); }
+  number& QuantizeScaledDouble(number& x) const { return run(kernelFor(QuantizerModeEnum::ScaledDouble), x); }
+  number& QuantizeNone(number& x) const { return run(kernelFor(QuantizerModeEnum::none), x); }
+
+  const qlogger& logger() const { return logger_; }
+  qlogger& logger() { return logger_; }
+  std::size_t noverflows() const { return logger_.noverflows(); }
+  std::size_t nunderflows() const { return logger_.nunderflows(); }
+
+ private:
+  Kernel kernelFor(QuantizerModeEnum mode) const { return kernelFor(mode, roundMode_, overflowMode_); }
+  static Kernel kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMode, OverflowModeEnum overflowMode);
+  number& run(const Kernel& kernel, number& value) const;
+  bool lengthsFit() const;
+  void requireFittingLengths() const;
+  void settingsChanged();
+  void updateparameters();
+  void updatefixedparameters();
+  void updatefloatparameters();
+  EmbeddedTypeSystem::NumericType typeOfSettings() const;
+  const WideFormat& wideFormat() const;
+  number constant(double DoubleFormat::*plain, number WideFormat::*wide) const;
+
+  QuantizerModeEnum mode_ = QuantizerModeEnum::fixed;
+  RoundModeEnum roundMode_ = RoundModeEnum::floor;
+  OverflowModeEnum overflowMode_ = OverflowModeEnum::saturate;
+  int wordLength_ = 16, fractionLength_ = 15, exponentLength_ = 5;
+  bool isDoubleBacked_ = true;
+  Kernel kernel_;
+  DoubleFormat format_;
+  // Made when a wide value or a wide format first needs it; a pure function of the settings, so copies share it.
+  mutable std::shared_ptr<const WideFormat> wide_;
+  qlogger logger_;
+};
+
+}  // namespace embedded

@@ -1,0 +1,236 @@
+/// The quantizer against exact rationals: array kernels, element kernels and kernels by name.
+#include "qfcore/math/quantizer.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <tuple>
+#include <vector>
+
+#include "tests/fi/reference.h"
+
+namespace embedded {
+namespace {
+
+using reference::Counts;
+using reference::Random;
+
+constexpr RoundModeEnum kRoundModes[] = {RoundModeEnum::ceil,  RoundModeEnum::convergent, RoundModeEnum::fix,
+                                         RoundModeEnum::floor, RoundModeEnum::nearest,    RoundModeEnum::round};
+constexpr OverflowModeEnum kOverflowModes[] = {OverflowModeEnum::saturate, OverflowModeEnum::wrap};
+
+class Logging {
+ public:
+  Logging() { qlogger::setLogging(true); }
+  ~Logging() { qlogger::setLogging(false); }
+};
+
+/// Compares one format on `values`: results bit by bit, counts, extremes; by array, and element by element.
+void compare(const NumericType& type, RoundModeEnum round, OverflowModeEnum overflow,
+             const std::vector<double>& values) {
+  SCOPED_TRACE(type.tostring() + " round " + std::to_string(static_cast<int>(round)) + " overflow " +
+               std::to_string(static_cast<int>(overflow)));
+  const bool inDoubles = static_cast<unsigned>(type.wordLength()) <= kMaxDoublePrecision;
+  const quantizer byArray(type, round, overflow), byElement(type, round, overflow);
+  std::vector<double> results = values;
+  if (inDoubles) byArray.quantize(results.data(), results.size());
+  Counts counts;
+  double low = std::numeric_limits<double>::max(), high = -low;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const double expected =
+        reference::quantized(mpq_class(values[i]), type, round, overflow, &counts, inDoubles).get_d();
+    number element(values[i], static_cast<unsigned>(type.wordLength()), false);
+    byElement.quantize(element);
+    ASSERT_EQ(element.todouble(), expected) << "element path, value " << values[i];
+    if (inDoubles) {
+      ASSERT_EQ(results[i], expected) << "array path, value " << values[i];
+    }
+    low = std::min(low, expected);
+    high = std::max(high, expected);
+  }
+  for (const quantizer* q : {&byArray, &byElement}) {
+    if (q == &byArray && !inDoubles) continue;
+    EXPECT_EQ(q->noverflows(), counts.overflows);
+    EXPECT_EQ(q->nunderflows(), counts.underflows);
+    EXPECT_EQ(q->logger().noperations(), values.size());
+    EXPECT_EQ(q->logger().minlog().todouble(), low);
+    EXPECT_EQ(q->logger().maxlog().todouble(), high);
+  }
+}
+
+TEST(Quantizer, IsExactOnEveryEighthOfAStepOfSmallWords) {
+  const Logging logging;
+  for (const bool isSigned : {true, false}) {
+    for (int w = 1; w <= 6; ++w) {
+      for (const int f : {0, 3, -2}) {
+        std::vector<double> values;
+        for (int eighth = -(16 << w); eighth <= (16 << w); ++eighth) values.push_back(std::ldexp(eighth / 8.0, -f));
+        for (const auto round : kRoundModes) {
+          for (const auto overflow : kOverflowModes) compare(NumericType(isSigned, w, f), round, overflow, values);
+        }
+      }
+    }
+  }
+}
+
+TEST(Quantizer, IsExactOnRandomFormatsAtTiesBoundsAndFarOutside) {
+  const Logging logging;
+  Random random;
+  for (int trial = 0; trial < 3000; ++trial) {
+    const NumericType type(random.coin(), random.integer(1, 52), random.integer(-20, 70));
+    const int w = type.wordLength(), f = type.fractionLength();
+    std::vector<double> values;
+    for (int i = random.integer(0, 40); i > 0; --i) {
+      double units = std::ldexp(static_cast<double>(random.integer(-1 << 20, 1 << 20)), random.integer(-22, w - 18));
+      if (random.coin()) units = std::floor(units) + 0.5;
+      if (random.integer(0, 3) == 0) units = std::ldexp(random.coin() ? 1.0 : -1.0, random.integer(w - 3, w + 1));
+      if (random.integer(0, 9) == 0) units = std::ldexp(units, random.integer(0, 900));
+      if (random.coin()) units = std::nextafter(units, random.coin() ? 1e308 : -1e308);
+      values.push_back(std::ldexp(units, -f));
+    }
+    compare(type, random.roundMode(), random.overflowMode(), values);
+  }
+}
+
+TEST(Quantizer, KeepsTheRoundingOfTheAdditionInDoubles) {
+  const double justUnderHalf = 0.49999999999999994, oddFrom52Bits = 4503599627370497.0;
+  const auto once = [](RoundModeEnum round, double value) {
+    quantizer(NumericType(true, 52, 0), round, OverflowModeEnum::wrap).quantize(&value, 1);
+    return value;
+  };
+  EXPECT_EQ(once(RoundModeEnum::nearest, justUnderHalf), 1);
+  EXPECT_EQ(once(RoundModeEnum::round, -justUnderHalf), -1);
+  // 2^52 + 1 goes to 2^52 + 2 before it wraps.
+  EXPECT_EQ(once(RoundModeEnum::nearest, oddFrom52Bits), 2);
+  EXPECT_EQ(once(RoundModeEnum::floor, oddFrom52Bits), 1);
+}
+
+TEST(Quantizer, NamedKernelsDoWhatTheirNamesSay) {
+  const auto run = [](auto kernel, const NumericType& type, double value) {
+    const quantizer q(type, RoundModeEnum::floor, OverflowModeEnum::saturate);
+    number x(value, 8, false);
+    return (q.*kernel)(x).todouble();
+  };
+  const NumericType s8(true, 8, 0), u8(false, 8, 0);
+  EXPECT_EQ(run(&quantizer::QuantizeFixedFloorWrap, s8, 128), -128);
+  EXPECT_EQ(run(&quantizer::QuantizeFixedFixWrap, s8, -129), 127);
+  EXPECT_EQ(run(&quantizer::QuantizeFixedRoundWrap, s8, 300), 44);
+  EXPECT_EQ(run(&quantizer::QuantizeFixedCeilSaturate, s8, 200), 127);
+  EXPECT_EQ(run(&quantizer::QuantizeFixedConvergentSaturate, s8, -200), -128);
+  EXPECT_EQ(run(&quantizer::QuantizeFixedRoundSaturate, s8, -2.5), -3);
+  EXPECT_EQ(run(&quantizer::QuantizeFixedNearestSaturate, s8, -2.5), -2);
+  EXPECT_EQ(run(&quantizer::QuantizeUfixedFloorWrap, u8, 256), 0);
+  EXPECT_EQ(run(&quantizer::QuantizeUfixedCeilWrap, u8, -1), 255);
+  EXPECT_EQ(run(&quantizer::QuantizeUfixedConvergentSaturate, u8, 2.5), 2);
+  EXPECT_EQ(run(&quantizer::QuantizeBoolean, s8, -0.25), 1);
+  EXPECT_EQ(run(&quantizer::QuantizeSingle, s8, 0.1), static_cast<double>(0.1F));
+}
+
+/// The floating-point rule in rationals: m bits behind the leading one, none finer than the denormal grid.
+double floatReference(double value, int m, int e, RoundModeEnum round) {
+  const int bias = (1 << (e - 1)) - 1, least = 1 - bias;
+  const mpq_class x(value), max = reference::scaled(2 - reference::scaled(1, -m), bias);
+  if (x == 0) return value;
+  if (abs(x) > max) return value > 0 ? HUGE_VAL : -HUGE_VAL;
+  const int bits = m - std::max(std::ilogb(value), least);
+  return reference::scaled(mpq_class(reference::rounded(reference::scaled(x, bits), round, true)), -bits).get_d();
+}
+
+TEST(Quantizer, RoundsToFloatingPointFormats) {
+  const Logging logging;
+  Random random;
+  for (int trial = 0; trial < 2000; ++trial) {
+    const int e = random.integer(2, 11), m = random.integer(1, 30);
+    quantizer q;
+    q.setFormat(64, 0);
+    q.setMode(QuantizerModeEnum::floatMode);
+    q.setExponentlength(e);
+    q.setWordlength(m + e + 1);
+    const RoundModeEnum round = random.roundMode();
+    q.setRoundMode(round);
+    const double value = std::ldexp(random.integer(-1 << 30, 1 << 30) / 4.0, random.integer(-70, 40));
+    double result = value;
+    q.quantize(&result, 1);
+    EXPECT_EQ(result, floatReference(value, m, e, round)) << value << " m " << m << " e " << e;
+    EXPECT_EQ(q.noverflows(), std::isinf(result)) << value;
+    EXPECT_EQ(q.nunderflows(), value != 0 && result == 0) << value;
+  }
+  quantizer wide;
+  wide.setFormat(80, 0);
+  wide.setMode(QuantizerModeEnum::floatMode);
+  wide.setFormat(80, 15);
+  number x(1.0, 100, false);
+  x += number(std::ldexp(1.0, -70), 100, false);
+  EXPECT_EQ(wide.quantize(x), number(1.0, 100, false)) << "64 fraction bits lose 2^-70";
+  EXPECT_EQ(wide.realmin().unbiasedexponent(), 2 - (1 << 14));
+}
+
+TEST(Quantizer, CountsWhatTheOtherModesMeet) {
+  const Logging logging;
+  NumericType scaledDouble(true, 8, 4), single, boolean, dbl;
+  scaledDouble.setDataType(EmbeddedTypeSystem::DataTypeEnum::ScaledDouble);
+  single.setDataType(EmbeddedTypeSystem::DataTypeEnum::Single);
+  boolean.setDataType(EmbeddedTypeSystem::DataTypeEnum::Boolean);
+  dbl.setDataType(EmbeddedTypeSystem::DataTypeEnum::Double);
+  struct Case {
+    const NumericType& type;
+    double value, expected;
+    std::size_t overflows, underflows;
+  };
+  const double nan = std::nan("");
+  const Case cases[] = {{scaledDouble, 9, 9, 1, 0},      {scaledDouble, 0.01, 0.01, 0, 1},
+                        {scaledDouble, 0.0625, 0.0625, 0, 0}, {single, 1e-60, 0, 0, 0},
+                        {single, 1e60, HUGE_VAL, 1, 0},  {boolean, nan, 1, 0, 0},
+                        {dbl, -HUGE_VAL, -HUGE_VAL, 1, 0}};
+  for (const Case& c : cases) {
+    const quantizer q(c.type, RoundModeEnum::nearest, OverflowModeEnum::saturate);
+    double value = c.value;
+    q.quantize(&value, 1);
+    EXPECT_EQ(value, c.expected) << c.type.tostring() << c.value;
+    EXPECT_EQ(q.noverflows(), c.overflows) << c.type.tostring() << c.value;
+    EXPECT_EQ(q.nunderflows(), c.underflows) << c.type.tostring() << c.value;
+  }
+}
+
+TEST(Quantizer, RefusesWhatItCannotBe) {
+  struct Case {
+    void (*action)(quantizer&);
+    const char* identifier;
+    const char* text;
+  };
+  const Case cases[] = {
+      {[](quantizer& q) { q.setWordlength(0); }, "numforge:quantizer:wordlengthtoosmall",
+       "Wordlength cannot be negative or zero."},
+      {[](quantizer& q) { q.setFormat(65536, 3); }, "numforge:quantizer:wordlengthtoobig",
+       "Word length cannot be greater than 65535."},
+      {[](quantizer& q) { q.setExponentlength(32); }, "numforge:quantizer:exponenttoobig",
+       "Exponent length cannot be greater than 31."},
+      {[](quantizer& q) { q.setExponentlength(-1); }, "numforge:quantizer:exponenttoosmall",
+       "Exponent length cannot be negative."},
+      {[](quantizer& q) { q.setMode(QuantizerModeEnum::floatMode), q.setExponentlength(16); },
+       "numforge:quantizer:exponentlargerthanwordlength", "Exponentlength must be less than wordlength."},
+      {[](quantizer& q) { q.setMode(QuantizerModeEnum::floatMode), q.setWordlength(5); },
+       "numforge:quantizer:wordlengthlargerthanexponent", "Wordlength must be larger than exponentlength."},
+      {[](quantizer& q) {
+         NumericType type;
+         type.setScaling(EmbeddedTypeSystem::ScalingEnum::Unspecified);
+         q.set(type, RoundModeEnum::floor, OverflowModeEnum::wrap);
+       },
+       "numforge:quantizer:unspecifiedscaling", "Unspecified scaling is not allowed in quantizers."},
+  };
+  for (const Case& c : cases) {
+    quantizer q;
+    try {
+      c.action(q);
+      FAIL() << c.identifier;
+    } catch (const ErrorIdException& error) {
+      EXPECT_EQ(error.identifier(), c.identifier);
+      EXPECT_EQ(error.text(), c.text);
+    }
+    EXPECT_EQ(std::make_tuple(q.wordLength(), q.overflowMode()), std::make_tuple(16, OverflowModeEnum::saturate));
+  }
+}
+
+}  // namespace
+}  // namespace embedded
