@@ -1,0 +1,566 @@
+/// How arrays are made, copied, resized and viewed.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "qfcore/fi/arithmeticstate.h"
+#include "qfcore/fi/fi.h"
+
+namespace embedded {
+
+using EmbeddedTypeSystem::SignedEnum;
+using tessel::ArrayClass;
+using tessel::HostArray;
+
+namespace {
+
+constexpr Message kNotNumeric{"numforge:fi:constructor:numeric", "FI constructor only valid for numeric data"};
+constexpr Message kBadDimension{"numforge:fi:getDimension:badDimension",
+                                "Dimension number must be a non-negative integer in the range 1 to 2^31."};
+constexpr Message kBadIndex{"numforge:fi:badindex", "Index exceeds matrix dimensions."};
+constexpr Message kDimensionsDisagree{"numforge:fi:dimagree", "Matrix dimensions must agree."};
+constexpr Message kBadProperty{"numforge:fi:setLastPropertySet:BadEnum",
+                               "PropertyEnum out of range.  Valid values are %d through %d, and %d was entered."};
+constexpr Message kTooManyElements{"numforge:fi:outofmemory", "Not enough memory to allocate new fi object."};
+
+/// Largest magnitude up to which every integer is a double.
+constexpr double kLargestExactInteger = 9007199254740992.0;
+
+NumericType withSign(const NumericType& type) {
+  if (!type.isSignUnspecified()) return type;
+  NumericType result(type);
+  result.setDataTypeProps(type.dataType(), type.scaling(), SignedEnum::Signed, type.wordLength(),
+                          type.slopeAdjustmentFactor(), type.fixedExponent(), type.bias());
+  return result;
+}
+
+unsigned elementCount(const fi::Shape& dims) {
+  std::size_t count = 1;
+  for (const unsigned size : dims) {
+    if (size != 0 && count > std::numeric_limits<unsigned>::max() / size) fail<kTooManyElements>();
+    count *= size;
+  }
+  return static_cast<unsigned>(count);
+}
+
+fi::Shape shapeOf(const HostArray& array) {
+  fi::Shape shape;
+  for (const std::size_t size : array.dims()) {
+    if (size > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
+    shape.push_back(static_cast<unsigned>(size));
+  }
+  return shape;
+}
+
+bool holdsNumbers(const HostArray& array) { return array.isNumeric() || array.isLogical(); }
+
+NumericType typeForValues(const HostArray* values, NumericType type) {
+  if (!holdsNumbers(*values)) fail<kNotNumeric>();
+  if (type.isFixedOrScaledDouble() && type.isScalingUnspecified()) type.setBestPrecision(*values);
+  return type;
+}
+
+}  // namespace
+
+fi::fi(Shape dims, const NumericType& type, const fimath& math, bool isComplex, std::string tag,
+       OperationTypeEnum operationType, unsigned precision)
+    : realPart_(elementCount(dims), std::max(precisionOf(type), precision), NumberVector{}),
+      imagPart_(isComplex ? realPart_.numel() : 0, realPart_.getprecision(), NumberVector{}),
+      isReal_(!isComplex),
+      dims_(std::move(dims)),
+      fimath_(math),
+      assignmentQuantizer_(withSign(type), math.roundMode(), math.overflowMode(), std::move(tag), operationType) {
+  updateNumel();
+}
+
+bool fi::sElementPathOnly = false;
+
+fi::fi() : fi(Shape{0, 0}, NumericType(), fimath(), false, {}, OperationTypeEnum::Assignment, 0) {}
+
+fi::fi(double value, bool isSigned, int wordLength, int fractionLength, const fimath& math, unsigned precision,
+       std::string tag, OperationTypeEnum operationType)
+    : fi(value, NumericType(isSigned, wordLength, fractionLength), math, precision, std::move(tag), operationType) {}
+
+fi::fi(double value, const NumericType& type, const fimath& math, unsigned precision, std::string tag,
+       OperationTypeEnum operationType)
+    : fi(Shape{1, 1}, type, math, false, std::move(tag), operationType, precision) {
+  storeRealWorld(realPart_, &value);
+  quantizeAll();
+}
+
+fi::fi(double value, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
+       std::string tag, OperationTypeEnum operationType)
+    : fi(dims, numDims, type, math, false, std::move(tag), operationType, 0) {
+  fillWithRealWorld(realPart_, value);
+  quantizeAll();
+}
+
+fi::fi(double re, double im, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
+       std::string tag, OperationTypeEnum operationType)
+    : fi(dims, numDims, type, math, true, std::move(tag), operationType, 0) {
+  NumericType::errorIfComplexLogical(type.dataType(), true);
+  fillWithRealWorld(realPart_, re);
+  fillWithRealWorld(imagPart_, im);
+  quantizeAll();
+}
+
+fi::fi(const double* re, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
+       std::string tag, OperationTypeEnum operationType)
+    : fi(re, nullptr, dims, numDims, type, math, std::move(tag), operationType) {}
+
+fi::fi(const double* re, const double* im, const unsigned* dims, unsigned numDims, const NumericType& type,
+       const fimath& math, std::string tag, OperationTypeEnum operationType)
+    : fi(dims, numDims, type, math, im != nullptr, std::move(tag), operationType, 0) {
+  NumericType::errorIfComplexLogical(type.dataType(), im != nullptr);
+  storeRealWorld(realPart_, re);
+  if (im) storeRealWorld(imagPart_, im);
+  quantizeAll();
+}
+
+fi::fi(unsigned rows, unsigned cols, const NumericType& type, const fimath& math, bool isComplex, std::string tag,
+       OperationTypeEnum operationType, unsigned precision)
+    : fi(Shape{rows, cols}, type, math, isComplex, std::move(tag), operationType, precision) {
+  fillWithZeroValue(realPart_);
+  fillWithZeroValue(imagPart_);
+}
+
+fi::fi(const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math, bool isComplex,
+       std::string tag, OperationTypeEnum operationType, unsigned precision)
+    : fi(Shape(dims, dims + numDims), type, math, isComplex, std::move(tag), operationType, precision) {
+  fillWithZeroValue(realPart_);
+  fillWithZeroValue(imagPart_);
+}
+
+fi::fi(const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math, bool isComplex,
+       const quantizer& assignment)
+    : fi(dims, numDims, type, math, isComplex) {
+  assignmentQuantizer_ = assignment;
+}
+
+fi::fi(const void* intData, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
+       bool isComplex, std::string tag, OperationTypeEnum operationType, unsigned precision)
+    : fi(dims, numDims, type, math, isComplex, std::move(tag), operationType, precision) {
+  const auto* words = static_cast<const unsigned*>(intData);
+  const unsigned wordsEach = (static_cast<unsigned>(type.wordLength()) + 31U) / 32U;
+  storeWords(realPart_, words, wordsEach);
+  if (isComplex) storeWords(imagPart_, words + std::size_t{wordsEach} * numel_, wordsEach);
+}
+
+fi::fi(const HostArray* values, const NumericType& type, const fimath& math, std::string tag,
+       OperationTypeEnum operationType)
+    : fi(shapeOf(*values), typeForValues(values, type), math, values->isComplex(), std::move(tag), operationType,
+         0) {
+  storeHostValues(*values);
+}
+
+fi::fi(const fi& other)
+    : realPart_(other.realPart_, NumberVector{}),
+      imagPart_(other.imagPart_, NumberVector{}),
+      isReal_(other.isReal_),
+      isAutoScaled_(other.isAutoScaled_),
+      isDataSetByPair_(other.isDataSetByPair_),
+      dims_(other.dims_),
+      fimath_(other.fimath_),
+      assignmentQuantizer_(other.getAssignmentQuantizer()),
+      lastPropertySet_(other.lastPropertySet_) {
+  updateNumel();
+}
+
+fi::fi(fi&& other) noexcept
+    : realPart_(std::move(other.realPart_)),
+      imagPart_(std::move(other.imagPart_)),
+      isReal_(other.isReal_),
+      isAutoScaled_(other.isAutoScaled_),
+      isDataSetByPair_(other.isDataSetByPair_),
+      dims_(std::move(other.dims_)),
+      fimath_(other.fimath_),
+      assignmentQuantizer_(std::move(other.assignmentQuantizer_)),
+      numel_(other.numel_),
+      maxDim_(other.maxDim_),
+      rows_(other.rows_),
+      cols_(other.cols_),
+      lastPropertySet_(other.lastPropertySet_),
+      arithmeticState_(std::move(other.arithmeticState_)) {}
+
+fi& fi::operator=(const fi& other) {
+  if (this != &other) *this = fi(other);
+  return *this;
+}
+
+fi& fi::operator=(fi&& other) noexcept {
+  realPart_.swap(other.realPart_);
+  imagPart_.swap(other.imagPart_);
+  isReal_ = other.isReal_;
+  isAutoScaled_ = other.isAutoScaled_;
+  isDataSetByPair_ = other.isDataSetByPair_;
+  dims_ = std::move(other.dims_);
+  fimath_ = other.fimath_;
+  assignmentQuantizer_ = std::move(other.assignmentQuantizer_);
+  numel_ = other.numel_;
+  maxDim_ = other.maxDim_;
+  rows_ = other.rows_;
+  cols_ = other.cols_;
+  lastPropertySet_ = other.lastPropertySet_;
+  arithmeticState_ = std::move(other.arithmeticState_);
+  return *this;
+}
+
+fi::fi(const fi& other, CopyIndex)
+    : realPart_(other.realPart_, CopyIndex{}),
+      imagPart_(other.imagPart_, CopyIndex{}),
+      isReal_(other.isreal()),
+      isAutoScaled_(other.isAutoScaled_),
+      isDataSetByPair_(other.isDataSetByPair_),
+      dims_(other.dims_),
+      fimath_(other.fimath_),
+      assignmentQuantizer_(other.getAssignmentQuantizer()),
+      assignmentQuantizerInUse_(&other.getAssignmentQuantizer()),
+      lastPropertySet_(other.lastPropertySet_) {
+  updateNumel();
+}
+
+fi::fi(const fi& other, CopyElement)
+    : realPart_(other.realPart_),
+      imagPart_(other.isreal() ? number(0, other.realPart_.getprecision(), NumberVector{}) : other.imagPart_),
+      isReal_(other.isreal()),
+      dims_(other.dims_.size(), 1),
+      fimath_(other.fimath_),
+      assignmentQuantizer_(other.getAssignmentQuantizer()) {
+  updateNumel();
+}
+
+fi::fi(const fi& other, CopyReal)
+    : realPart_(other.realPart_, NumberVector{}),
+      imagPart_(0, other.realPart_.getprecision(), NumberVector{}),
+      dims_(other.dims_),
+      fimath_(other.fimath_),
+      assignmentQuantizer_(other.getAssignmentQuantizer()) {
+  updateNumel();
+}
+
+fi::fi(const fi& other, CopyImag)
+    : fi(other.dims_.data(), other.numDims(), other.getNumericType(), other.fimath_) {
+  if (other.iscomplex()) number(other.imagPart_, NumberVector{}).swap(realPart_);
+}
+
+fi::~fi() = default;
+
+// ---------------------------------------------------------------------------------------------------------- values
+
+number fi::zeroValue() const {
+  const NumericType& type = getNumericType();
+  number zero(type.isSlopeBias() ? -type.bias() : 0.0, realPart_.getprecision(), false);
+  // Not moved to the grid, so that it reads as real-world zero.
+  if (type.isSlopeBias()) zero /= number(type.slopeAdjustmentFactor(), realPart_.getprecision(), false);
+  return zero;
+}
+
+void fi::fillWithZeroValue(number& part, unsigned first) {
+  if (!isSlopeBias() || first >= part.numel()) return;
+  const number zero = zeroValue();
+  for (unsigned i = first; i < part.numel(); ++i) part[i] = zero;
+}
+
+namespace {
+
+template <class Element>
+bool anyBeyondDoubles(const Element* re, const Element* im, unsigned count) {
+  if constexpr (sizeof(Element) < 8) return false;
+  const auto beyond = [](Element value) { return !(std::abs(static_cast<double>(value)) <= kLargestExactInteger); };
+  return std::any_of(re, re + count, beyond) || (im && std::any_of(im, im + count, beyond));
+}
+
+/// Turns real-world values or stored integers, checked for the data type, into held values.
+class ToHeld {
+ public:
+  explicit ToHeld(const NumericType& type, bool isStored = false)
+      : dataType_(type.dataType()), isStored_(isStored), isSlopeBias_(!isStored && type.isSlopeBias()),
+        exponent_(type.fixedExponent()), factor_(type.slopeAdjustmentFactor()), bias_(type.bias()) {}
+  double operator()(double value) const {
+    NumericType::checkNaNInf(dataType_, value);
+    if (isStored_) return std::ldexp(value, exponent_);
+    return isSlopeBias_ ? (value - bias_) / factor_ : value;
+  }
+  void inPlace(number& value) const {
+    if (isStored_) value.pow2(exponent_);
+    if (!isSlopeBias_) return;
+    value -= number(bias_, value.getprecision(), false);
+    value /= number(factor_, value.getprecision(), false);
+  }
+
+ private:
+  EmbeddedTypeSystem::DataTypeEnum dataType_;
+  bool isStored_, isSlopeBias_;
+  int exponent_;
+  double factor_, bias_;
+};
+
+}  // namespace
+
+void fi::storeRealWorld(number& part, const double* values, ValueMeaning meaning) {
+  const ToHeld toHeld(getNumericType(), meaning == ValueMeaning::StoredInteger);
+  const unsigned count = part.numel();
+  if (double* plain = part.doubles()) {
+    for (unsigned i = 0; i < count; ++i) plain[i] = toHeld(values[i]);
+    return;
+  }
+  for (unsigned i = 0; i < count; ++i) {
+    NumericType::checkNaNInf(getNumericType().dataType(), values[i]);
+    part[i] = values[i];
+    toHeld.inPlace(part[i]);
+  }
+}
+
+void fi::fillWithRealWorld(number& part, double value) {
+  if (part.numel() == 0) return;
+  const ToHeld toHeld(getNumericType());
+  NumericType::checkNaNInf(getNumericType().dataType(), value);
+  number held(value, part.getprecision(), false);
+  toHeld.inPlace(held);
+  for (unsigned i = 0; i < part.numel(); ++i) part[i] = held;
+}
+
+void fi::storeWords(number& part, const unsigned* words, unsigned wordsEach) {
+  const NumericType& type = getNumericType();
+  const int wordsNeeded = (type.wordLength() + 31) / 32;
+  boost::container::small_vector<unsigned, 8> pattern(static_cast<std::size_t>(wordsNeeded));
+  const unsigned topBits = static_cast<unsigned>(type.wordLength()) % 32;
+  for (unsigned i = 0; i < part.numel(); ++i, words += wordsEach) {
+    std::copy(words, words + wordsNeeded, pattern.begin());
+    if (topBits != 0) pattern.back() &= (1U << topBits) - 1U;
+    part[i].setvalue(pattern.data(), wordsNeeded, type.isSigned(), type.wordLength(), type.slopeAdjustmentFactor(),
+                     type.fixedExponent(), type.bias());
+  }
+}
+
+void fi::storeHostValues(const HostArray& values, ValueMeaning meaning) {
+  NumericType::errorIfComplexLogical(getNumericType().dataType(), values.isComplex());
+  tessel::visitElementType(values.arrayClass(), [&](auto element) {
+    using Element = decltype(element);
+    const Element* re = values.real<Element>();
+    const Element* im = values.imag<Element>();
+    if constexpr (std::is_same_v<Element, double>) {
+      storeRealWorld(realPart_, re, meaning);
+      if (im) storeRealWorld(imagPart_, im, meaning);
+      quantizeAll();
+    } else {
+      // An integer that no double holds is quantized as it is: a double on the way would be a rounding too many.
+      const bool exactly = assignmentQuantizer_.isDoubleBacked() && anyBeyondDoubles(re, im, numel_);
+      storeElements(realPart_, re, meaning, exactly);
+      if (im) storeElements(imagPart_, im, meaning, exactly);
+      if (!exactly) quantizeAll();
+    }
+  });
+}
+
+template <class Element>
+void fi::storeElements(number& part, const Element* values, ValueMeaning meaning, bool quantizeEach) {
+  const ToHeld toHeld(getNumericType(), meaning == ValueMeaning::StoredInteger);
+  if (double* plain = part.doubles(); plain && !quantizeEach) {
+    for (unsigned i = 0; i < part.numel(); ++i) plain[i] = toHeld(static_cast<double>(values[i]));
+    return;
+  }
+  number exact(0.0, std::max(part.getprecision(), 65U), true);
+  for (unsigned i = 0; i < part.numel(); ++i) {
+    if constexpr (sizeof(Element) == 8) {
+      const auto pattern = static_cast<std::uint64_t>(values[i]);
+      const unsigned words[] = {static_cast<unsigned>(pattern), static_cast<unsigned>(pattern >> 32)};
+      exact.setvalue(words, 2, std::is_signed_v<Element>, 64, 1.0, 0, 0.0);
+    } else {
+      NumericType::checkNaNInf(getNumericType().dataType(), static_cast<double>(values[i]));
+      exact = static_cast<double>(values[i]);
+    }
+    toHeld.inPlace(exact);
+    part[i] = quantizeEach ? assignmentQuantizer_.quantize(exact) : exact;
+  }
+}
+
+void fi::quantizeAll() {
+  if (sElementPathOnly) {
+    for (unsigned i = 0; i < numel_; ++i) {
+      assignmentQuantizerInUse_->quantize(realPart_[i]);
+      if (!isReal_) assignmentQuantizerInUse_->quantize(imagPart_[i]);
+    }
+    return;
+  }
+  assignmentQuantizerInUse_->quantizeAll(realPart_);
+  if (!isReal_) assignmentQuantizerInUse_->quantizeAll(imagPart_);
+}
+
+void fi::assignElement(const fi& source) {
+  assignPart(realPart_, source.realPart_, source.getNumericType());
+  if (isreal()) return;
+  if (source.iscomplex()) {
+    assignPart(imagPart_, source.imagPart_, source.getNumericType());
+  } else {
+    imagPart_ = zeroValue();
+  }
+}
+
+void fi::assignPart(number& target, const number& value, const NumericType& from) const {
+  const NumericType& to = getNumericType();
+  const bool sameUnits = !from.isSlopeBias() && !to.isSlopeBias();
+  if (sameUnits && value.gettype() <= target.gettype()) {
+    target = value;
+    assignmentQuantizerInUse_->quantize(target);
+    return;
+  }
+  // A wide value meets a narrow type in a scratch value, so that the quantizer is the first to round it.
+  number moved(0.0, std::max(value.getprecision(), target.getprecision()), false);
+  if (sameUnits) {
+    moved = value;
+  } else {
+    moved.setvalue(value, from.slopeAdjustmentFactor(), from.bias());
+    ToHeld(to).inPlace(moved);
+  }
+  target = assignmentQuantizerInUse_->quantize(moved);
+}
+
+// ----------------------------------------------------------------------------------------- type, precision, shape
+
+void fi::setIsReal(bool isReal) { isReal_ = isReal; }
+
+void fi::setIndex(unsigned index) const {
+  realPart_.setIndex(index);
+  imagPart_.setIndex(index);
+}
+
+void fi::coordinateComplexity(bool isComplex, unsigned count) {
+  const unsigned before = imagPart_.numel();
+  imagPart_.resize(isComplex ? count : 0);
+  setIsReal(!isComplex);
+  fillWithZeroValue(imagPart_, before);
+}
+
+unsigned fi::precisionOf(const NumericType& type) {
+  return type.isFixed() ? static_cast<unsigned>(type.wordLength()) : kMaxDoublePrecision;
+}
+
+unsigned fi::getPrecision() const {
+  return getNumericType().wordLength() == 0 ? number::getDefaultPrecision() : precisionOf(getNumericType());
+}
+
+void fi::setPrecision(unsigned precision) {
+  realPart_.resize(numel_, precision);
+  if (iscomplex()) imagPart_.resize(numel_, precision);
+}
+
+void fi::updateAssignmentQuantizer(const NumericType& type) {
+  assignmentQuantizer_.set(type, fimath_.roundMode(), fimath_.overflowMode());
+}
+
+void fi::updateAssignmentQuantizer() { updateAssignmentQuantizer(NumericType(getNumericType())); }
+
+void fi::setFimath(const fimath& math) {
+  fimath_ = math;
+  updateAssignmentQuantizer();
+}
+
+void fi::setNumericType(const NumericType& type) {
+  if (type.isequal(getNumericType())) return;
+  NumericType target(type);
+  if (type.isFixedOrScaledDouble() && type.isScalingUnspecified()) target.setBestPrecision(getDoubleHostArray());
+  fi moved(dims_.data(), numDims(), target, fimath_, iscomplex(), tag(), getQlogger().operationType());
+  for (unsigned i = 0; i < numel_; ++i) {
+    setIndex(i);
+    NumericType::checkNaNInf(target.dataType(), realWorldReal());
+    NumericType::checkNaNInf(target.dataType(), realWorldImag());
+    moved.setIndex(i);
+    moved.assignElement(*this);
+  }
+  moved.lastPropertySet_ = lastPropertySet_;
+  *this = std::move(moved);
+}
+
+void fi::resetLogging() const {
+  getQlogger().reset();
+  if (!arithmeticState_) return;
+  for (const auto* kept : {&arithmeticState_->sumRegister, &arithmeticState_->productRegister,
+                           &arithmeticState_->productSumRegister}) {
+    if (*kept) (*kept)->getQlogger().reset();
+  }
+}
+
+void fi::setLastPropertySet(PropertyEnum property) {
+  const int place = static_cast<int>(property);
+  if (place < kFirstProperty || place > kLastProperty) fail<kBadProperty>(kFirstProperty, kLastProperty, place);
+  lastPropertySet_ = property;
+}
+
+void fi::copyDimensions(const unsigned* dims, unsigned numDims) {
+  dims_.assign(dims, dims + numDims);
+  updateNumel();
+}
+
+void fi::updateNumel() {
+  rows_ = maxDim_ = dims_[0];
+  cols_ = 1;
+  for (std::size_t d = 1; d < dims_.size(); ++d) {
+    maxDim_ = std::max(maxDim_, dims_[d]);
+    cols_ *= dims_[d];
+  }
+  numel_ = rows_ * cols_;
+  if (numel_ == 0) maxDim_ = 0;
+}
+
+unsigned fi::getDimension(unsigned dimension) const {
+  if (dimension == 0) fail<kBadDimension>();
+  return dimension > numDims() ? 1 : dims_[dimension - 1];
+}
+
+void fi::checkIndex(unsigned index) const {
+  if (index >= numel_) fail<kBadIndex>();
+}
+
+void fi::checkElementwiseSize(const fi& other) const {
+  if (!isSameSize(other)) fail<kDimensionsDisagree>();
+}
+
+void fi::resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, const NumericType& type,
+                       const fimath& math, bool isComplex) {
+  const unsigned precision = precisionOf(type);
+  number::setDefaultPrecision(precision, false);
+  const bool fits = numel == numel_ && (realPart_.getprecision() >= precision || precision <= kMaxDoublePrecision);
+  if (fits) {
+    if (isComplex) imagPart_.resize(numel);
+  } else {
+    realPart_.resize(numel, precision);
+    imagPart_.resize(isComplex ? numel : 0, precision);
+  }
+  setIsReal(!isComplex);
+  fimath_ = math;
+  updateAssignmentQuantizer(withSign(type));
+  copyDimensions(dims, numDims);
+}
+
+void fi::resizeAndZero(unsigned rows, unsigned cols, const NumericType& type, const fimath& math, bool isComplex) {
+  const unsigned dims[] = {rows, cols};
+  resizeAndZero(dims, 2, rows * cols, type, math, isComplex);
+}
+
+// --------------------------------------------------------------------------------------------------- range queries
+
+fi fi::constantArray(std::initializer_list<number> constants) const {
+  fi result(1, static_cast<unsigned>(constants.size()), getNumericType(), fimath_);
+  unsigned place = 0;
+  for (const number& constant : constants) result.realPart_[place++] = constant;
+  return result;
+}
+
+fi fi::lowerbound() const { return constantArray({getAssignmentQuantizer().min()}); }
+fi fi::realmax() const { return constantArray({getAssignmentQuantizer().max()}); }
+fi fi::range() const { return constantArray({getAssignmentQuantizer().min(), getAssignmentQuantizer().max()}); }
+
+fi fi::eps() const {
+  const quantizer& q = getAssignmentQuantizer();
+  const bool isOneSignedBit = q.mode() == QuantizerModeEnum::fixed && q.wordLength() == 1;
+  return constantArray({isOneSignedBit ? q.negativeEps() : q.eps()});
+}
+
+fi fi::realmin() const {
+  const quantizer& q = getAssignmentQuantizer();
+  const bool isOneSignedBit = q.mode() == QuantizerModeEnum::fixed && q.wordLength() == 1;
+  return constantArray({isOneSignedBit ? q.negativeEps() : q.realmin()});
+}
+
+}  // namespace embedded

@@ -1,0 +1,570 @@
+/// The fixed-point array: values of one numeric type, under one set of math settings.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <boost/container/small_vector.hpp>
+
+#include "qfcore/logging/qlogger.h"
+#include "qfcore/math/fimath.h"
+#include "qfcore/math/quantizer.h"
+#include "qfcore/number/number.h"
+#include "qfcore/types/numerictype.h"
+#include "tessel/array.h"
+
+namespace embedded {
+
+using EmbeddedTypeSystem::NumericType;
+
+struct ArithmeticState;
+struct CorvaneArray;
+class ElementVisit;
+/// Selects the constructor that copies a single element.
+struct CopyElement {};
+
+/// An N-dimensional, column-major array of fixed-point values, real or complex.
+///
+/// Values are *held*: in units of the type's binary-point grid. Where the type is slope-bias the real-world value v is
+/// held as (v − bias) / slope adjustment factor, for every other type as it is. Real and imaginary parts are two
+/// contiguous `number` sequences with a cursor; element-at-a-time operations work at the cursor, array operations on
+/// the whole. Every value stored has passed the assignment quantizer, so it lies in the type.
+///
+/// Every operation that fails leaves its operands as they were. Errors are ErrorIdException.
+class QFCORE_API fi {
+ public:
+  /// The property set last: −1 for none, else the property's place (0 to 48) in the host's table of properties.
+  enum class PropertyEnum : int {};
+  static constexpr int kFirstProperty = -1;
+  static constexpr int kLastProperty = 48;
+  struct CopyReal {};
+  struct CopyImag {};
+  using Shape = boost::container::small_vector<unsigned, 4>;
+
+  // ------------------------------------------------------------------------------------------------ construction
+  // Values are real-world values and must suit the data type: "numforge:nologicalnan", "numforge:nofixednan" and
+  // "numforge:nofixedinf" refuse NaN and infinities. `precision` is a requested count of bits for the values, used
+  // where it exceeds the word length. An unspecified sign becomes Signed.
+
+  /// 0-by-0, signed, word length 16, fraction length 15, the default math settings.
+  fi();
+  /// 1-by-1.
+  fi(double value, bool isSigned, int wordLength, int fractionLength, const fimath& math = {},
+     unsigned precision = 0, std::string tag = {},
+     OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+  fi(double value, const NumericType& type, const fimath& math = {}, unsigned precision = 0, std::string tag = {},
+     OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+  /// Of the given shape, every element equal to `value`, or to `re` + i·`im`.
+  fi(double value, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math = {},
+     std::string tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+  fi(double re, double im, const unsigned* dims, unsigned numDims, const NumericType& type,
+     const fimath& math = {}, std::string tag = {},
+     OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+  /// From column-major buffers with one value an element.
+  fi(const double* re, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math = {},
+     std::string tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+  fi(const double* re, const double* im, const unsigned* dims, unsigned numDims, const NumericType& type,
+     const fimath& math = {}, std::string tag = {},
+     OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+  /// Zeros: every element represents the real-world value 0.
+  fi(unsigned rows, unsigned cols, const NumericType& type, const fimath& math = {}, bool isComplex = false,
+     std::string tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment, unsigned precision = 0);
+  fi(const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math = {},
+     bool isComplex = false, std::string tag = {},
+     OperationTypeEnum operationType = OperationTypeEnum::Assignment, unsigned precision = 0);
+  /// Zeros whose assignments go through a copy of `assignment`.
+  fi(const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math, bool isComplex,
+     const quantizer& assignment);
+  /// From stored integers: ceil(word length / 32) unsigned 32-bit words an element, least significant first; all real
+  /// parts, then, for a complex array, all imaginary parts. Bits above the word length are ignored.
+  fi(const void* intData, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math = {},
+     bool isComplex = false, std::string tag = {},
+     OperationTypeEnum operationType = OperationTypeEnum::Assignment, unsigned precision = 0);
+  /// Shape, complexity and values of a numeric or logical host array. A type of unspecified scaling gets the best
+  /// precision for the data. Raises "numforge:fi:constructor:numeric" for other classes.
+  fi(const tessel::HostArray* values, const NumericType& type, const fimath& math = {}, std::string tag = {},
+     OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+  /// A deep copy.
+  fi(const fi& other);
+  fi(fi&& other) noexcept;
+  fi& operator=(const fi& other);
+  fi& operator=(fi&& other) noexcept;
+  /// A view: own header and cursor, the elements shared with `other`, whose assignment quantizer it uses.
+  fi(const fi& other, CopyIndex);
+  /// A single element: the one at the cursor of `other`, every dimension 1.
+  fi(const fi& other, CopyElement);
+  /// A real array of the real parts; of the imaginary parts, zeros where `other` is real.
+  fi(const fi& other, CopyReal);
+  fi(const fi& other, CopyImag);
+
+  // ------------------------------------------------------------------------------- virtual operations, in slot order
+  virtual void setIsReal(bool isReal);
+  /// Moves the cursor of real and imaginary parts together; `index` counts from 0 and is not checked.
+  virtual void setIndex(unsigned index) const;
+  virtual const quantizer& getAssignmentQuantizer() const { return assignmentQuantizer_; }
+  virtual ~fi();
+  /// Makes the array complex or real with `count` imaginary parts; parts that are new represent 0.
+  virtual void coordinateComplexity(bool isComplex, unsigned count);
+  virtual bool isreal() const { return isReal_; }
+  virtual bool iscomplex() const { return !isReal_; }
+  virtual const qlogger& getQlogger() const { return assignmentQuantizer_.logger(); }
+
+  // -------------------------------------------------------------------------------------------------------- parts
+  const NumericType& getNumericType() const { return getAssignmentQuantizer().numericType(); }
+  const fimath& getFimath() const { return fimath_; }
+  /// Brings every value into another type: its real-world value is quantized under the array's math settings. An
+  /// unspecified scaling gets the best precision for the values.
+  void setNumericType(const NumericType& type);
+  void setFimath(const fimath& math);
+  number& realPart() { return realPart_; }
+  const number& realPart() const { return realPart_; }
+  number& imagPart() { return imagPart_; }
+  const number& imagPart() const { return imagPart_; }
+  const std::string& tag() const { return getQlogger().tag(); }
+  void setTag(std::string tag) { assignmentQuantizer_.logger().setTag(std::move(tag)); }
+  std::size_t getNoverflows() const { return getQlogger().noverflows(); }
+  std::size_t getNunderflows() const { return getQlogger().nunderflows(); }
+  std::size_t getNoperations() const { return getQlogger().noperations(); }
+  std::size_t getNmathoperations() const { return getQlogger().nmathoperations(); }
+  /// Raises "numforge:fi:setLastPropertySet:BadEnum" outside −1 to 48.
+  void setLastPropertySet(PropertyEnum property);
+  PropertyEnum getLastPropertySet() const { return lastPropertySet_; }
+  /// Whether the fraction length was chosen by best precision.
+  bool isAutoScaled() const { return isAutoScaled_; }
+  void setAutoScaled(bool isAutoScaled) { isAutoScaled_ = isAutoScaled; }
+  /// Whether a name/value pair gave the values.
+  bool isDataSetByPair() const { return isDataSetByPair_; }
+  void setDataSetByPair(bool byPair) { isDataSetByPair_ = byPair; }
+  /// The array's own logging switch, which counts where the module-wide one is off.
+  void setLogging(bool on) { assignmentQuantizer_.logger().setAlwaysOn(on); }
+  /// Forgets what the array and the registers of its arithmetic have recorded.
+  void resetLogging() const;
+
+  // -------------------------------------------------------------------------------------------------------- shape
+  const Shape& dims() const { return dims_; }
+  unsigned numDims() const { return static_cast<unsigned>(dims_.size()); }
+  unsigned numel() const { return numel_; }
+  unsigned rows() const { return rows_; }
+  /// The product of all dimensions after the first.
+  unsigned cols() const { return cols_; }
+  /// The largest dimension; 0 when there are no elements.
+  unsigned maxDim() const { return maxDim_; }
+  /// The size in dimension `dimension`, which counts from 1; 1 beyond the last. Raises
+  /// "numforge:fi:getDimension:badDimension" for 0.
+  unsigned getDimension(unsigned dimension) const;
+  /// Raises "numforge:fi:badindex" unless `index`, from 0, is below the element count.
+  void checkIndex(unsigned index) const;
+  bool isscalar() const { return numel_ == 1; }
+  bool isempty() const { return numel_ == 0; }
+  bool isrow() const { return numDims() == 2 && rows_ == 1; }
+  bool iscolumn() const { return numDims() == 2 && cols_ == 1; }
+  bool isvector() const { return isrow() || iscolumn(); }
+  bool isSameSize(const fi& other) const { return dims_ == other.dims_; }
+  /// Raises "numforge:fi:dimagree" unless both have the same size; scalars are no exception.
+  void checkElementwiseSize(const fi& other) const;
+  /// 1 for complex, 0 for real.
+  int getComplexity() const { return iscomplex(); }
+  /// Replaces the sizes; the storage stays as it is. Ends with `updateNumel`.
+  void copyDimensions(const unsigned* dims, unsigned numDims);
+  void updateNumel();
+  /// Gives the array another shape, type and math settings; the storage is kept where it fits, its values have no
+  /// meaning then and are to be overwritten. An unspecified sign becomes Signed.
+  void resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, const NumericType& type,
+                     const fimath& math, bool isComplex);
+  void resizeAndZero(unsigned rows, unsigned cols, const NumericType& type, const fimath& math, bool isComplex);
+
+  // ------------------------------------------------------------------------------------ precision and quantization
+  /// The type's word length, or the number layer's default precision when that is 0.
+  unsigned getPrecision() const;
+  /// Resizes the storage to the element count at `precision` bits; values survive where the precision stays.
+  void setPrecision(unsigned precision);
+  void updatePrecision() { setPrecision(getPrecision()); }
+  /// Bits in which values of `type` are carried: the word length of Fixed types; the double threshold for the types
+  /// whose arithmetic is native double arithmetic, whatever word length they show.
+  static unsigned precisionOf(const NumericType& type);
+  /// Rebuilds the assignment quantizer from the type and the rounding and overflow modes.
+  void updateAssignmentQuantizer();
+  void updateAssignmentQuantizer(const NumericType& type);
+  /// Sends every value through the assignment quantizer.
+  void quantizeAll();
+  /// The quantizer that assignments use: the array's own, or the target's for a view.
+  const quantizer& assignmentQuantizerInUse() const { return *assignmentQuantizerInUse_; }
+  /// Assigns the element at the cursor of `source` to the one at this cursor: same real-world value, quantized and
+  /// logged by the assignment quantizer. A complex source makes no array complex; see `coordinateComplexity`.
+  void assignElement(const fi& source);
+  /// The real-world value of the element at the cursor, rounded to a double.
+  double realWorldReal() const { return realWorld(realPart_); }
+  double realWorldImag() const { return isReal_ ? 0.0 : realWorld(imagPart_); }
+
+  /// Makes every operation take its element-by-element path, whose results, counts and extremes array paths must
+  /// equal. For tests and diagnosis.
+  static void setElementPathOnly(bool on) { sElementPathOnly = on; }
+  static bool elementPathOnly() { return sElementPathOnly; }
+
+  // ------------------------------------------------------------------------------------------- range queries, 1-by-1
+  fi lowerbound() const;
+  fi upperbound() const { return realmax(); }
+  /// 1-by-2: smallest and largest value.
+  fi range() const;
+  fi realmax() const;
+  fi realmin() const;
+  /// One step of the type, 2^(−f); −2^(−f) for a signed word of one bit, whose only nonzero value that is.
+  fi eps() const;
+  fi lsb() const { return eps(); }
+  fi getRealFi() const { return fi(*this, CopyReal{}); }
+  fi getImagFi() const { return fi(*this, CopyImag{}); }
+
+  // ----------------------------------------------------------------------------------------- exchange with the host
+  // Getters keep shape and complexity. Setters take shape, complexity and values of a host array; type, settings,
+  // logging switch and record stay. A value is quantized once and logged; NaN and infinities are refused as in
+  // construction.
+
+  /// Real-world values, rounded to the class. Logical: true where not 0; raises "numforge:nologicalcomplex" and
+  /// "numforge:nologicalnan".
+  tessel::HostArray getDoubleHostArray() const;
+  tessel::HostArray getSingleHostArray() const;
+  tessel::HostArray getBooleanHostArray() const;
+  /// Real-world values in the class that belongs to the data type: logical, single, or double for all others.
+  tessel::HostArray getDataHostArray() const;
+  /// Takes a double array. Raises "numforge:fi:double:notdouble" for other classes.
+  void setDoubleHostArray(const tessel::HostArray& values);
+  /// Takes a numeric or logical array. Raises "numforge:fi:data:notnumeric" for other classes.
+  void setDataHostArray(const tessel::HostArray& values);
+  /// Prints values, numeric type and math settings on the console.
+  void disp() const;
+
+  // ------------------------------------------------------------------------------------------------ stored integers
+  // Chunked layout: class uint32; each element is a run of 32-bit chunks, least significant first, that hold the
+  // pattern of its stored integer in exactly the word's bits. Real and imaginary parts are chunked alike.
+
+  /// Chunks an element takes: as many as the word needs, or always 4.
+  enum class IntArrayChunkMode : int { AsNeeded = 0, Fixed128 = 1 };
+  /// Where the chunks of an element lie: along a new first dimension (along the given one where there is one row),
+  /// or along the first dimension, which grows by that factor.
+  enum class IntArrayDimensionMode : int { NewDimension = 0, FirstDimension = 1 };
+
+  /// The stored integers in the narrowest integer class of the host, up to 64 bits. Wider words, and with the switch
+  /// "Fi33PlusMemoryFootprint" off those of more than 32 bits, come as doubles with the warning
+  /// "numforge:fi:intover64bits", "…:intover52bits" or "…:intover32bits". Data types that are not fixed-point give
+  /// their values, ScaledDouble in units of the scaling.
+  tessel::HostArray getIntHostArray() const;
+  /// Takes stored integers from a numeric or logical array; what the word does not hold is rounded and brought into
+  /// range. Raises "numforge:fi:int:notnumeric".
+  void setIntHostArray(const tessel::HostArray& stored);
+  /// Fixed words of more than 32 bits in the chunked layout, everything else as `getIntHostArray`.
+  tessel::HostArray getIntArray(IntArrayChunkMode chunkMode = IntArrayChunkMode::AsNeeded,
+                                IntArrayDimensionMode dimensionMode = IntArrayDimensionMode::NewDimension) const;
+  void setIntArray(const tessel::HostArray& stored, IntArrayChunkMode chunkMode = IntArrayChunkMode::AsNeeded,
+                   IntArrayDimensionMode dimensionMode = IntArrayDimensionMode::NewDimension);
+  /// The chunked layout, whatever the data type. Raises "numforge:fi:corvanearray:TooBigWordLength" for words that 4
+  /// chunks do not hold.
+  tessel::HostArray getIntArrayHostArray(IntArrayChunkMode chunkMode, IntArrayDimensionMode dimensionMode) const;
+  /// Takes the chunked layout; bits above the word are ignored. An array that has the layout of this array's shape
+  /// keeps that shape. Raises "numforge:fi:intarray:not_uint32" and "numforge:fi:intarray:leadingdim".
+  void setIntArrayHostArray(const tessel::HostArray& chunks, IntArrayChunkMode chunkMode,
+                            IntArrayDimensionMode dimensionMode);
+  /// The Corvane layout: chunks along the first dimension, 4 an element; while "Fi33PlusMemoryFootprint" is on, as
+  /// many as needed, and fixed-point words of more than 32 bits sign-extended in 64-bit integers. More than 128 bits
+  /// give a warning and a 0-by-0 array.
+  tessel::HostArray getCorvaneIntArray() const;
+  /// Fixed words of more than 32 bits as `getCorvaneIntArray`, everything else as `getIntHostArray`.
+  tessel::HostArray getCorvaneArray() const;
+  /// The Corvane layout with 4 chunks an element, whatever the switch says.
+  tessel::HostArray getCorvaneArray32MemoryFootPrint() const;
+  /// The inverses. Raise "numforge:fi:corvanearray:TooBigWordLength" and what `setIntArrayHostArray` raises.
+  void setCorvaneIntArray(const tessel::HostArray& stored);
+  void setCorvaneArray(const tessel::HostArray& stored);
+  /// `getCorvaneArray` in memory of the block-diagram side, and back. Raises
+  /// "numforge:fi:setSIArray:DataTypeNotSupported" for element classes that the side does not have.
+  CorvaneArray createCVArray() const;
+  void setFromSIArray(const CorvaneArray& stored);
+  /// New arrays from chunks, read as the setters of a fresh array read them.
+  static fi convertIntArrayToFiArray(const tessel::HostArray& chunks, const NumericType& type, const fimath& math,
+                                     IntArrayChunkMode chunkMode, IntArrayDimensionMode dimensionMode);
+  static fi convertCorvaneIntArrayToFiArray(const tessel::HostArray& stored, bool isSigned, int wordLength,
+                                            int fractionLength, const fimath& math = {});
+  /// `slope` is the whole step, slope adjustment factor times power of two.
+  static fi convertCorvaneIntArrayToFiArray(const tessel::HostArray& stored, bool isSigned, int wordLength,
+                                            double slope, double bias, const fimath& math = {});
+  /// Releases the source, also when it raises.
+  static fi convertCorvaneIntArrayToFiArraySteal(tessel::HostArray&& stored, bool isSigned, int wordLength,
+                                                 int fractionLength, const fimath& math = {});
+
+  // -------------------------------------------------------------------------------------------------------- indexing
+  // The host's built-in indexing works on arrays of positions (1 to the element count; −1, −2, … for the right-hand
+  // side); elements then move where the positions say. So its rules hold, and its errors pass on unchanged. `index`
+  // is the host's index structure with one level of parentheses; further levels raise "numforge:fi:subsref:parenlast"
+  // or "numforge:fi:subsasgn:parenlast".
+
+  /// Whether an index structure begins with parentheses.
+  static bool isParenthesisIndex(const tessel::HostArray& index);
+  /// The selected elements with this array's quantizer and record. Scalar subscripts that name no element raise
+  /// "numforge:fi:badsubscript" or "numforge:fi:badindex".
+  fi subsref(const tessel::HostArray& index) const;
+  /// Assigns to existing elements, grows with zeros, or deletes where the right-hand side is empty. Values of either
+  /// kind are quantized once, by this array's quantizer, and logged; while logging is on what is new goes to the
+  /// module's total of assignments and is warned of. A complex right-hand side makes the array complex. Host values
+  /// must be numeric or logical ("numforge:fi:subsasgn:notnumeric"); what the data type refuses is refused.
+  fi& subsasgn(const tessel::HostArray& index, const fi& rhs);
+  fi& subsasgn(const tessel::HostArray& index, const tessel::HostArray& rhs);
+  /// One existing element, `position` from 0.
+  void subsasgnScalarIndexing(unsigned position, double rhs);
+  void subsasgnScalarIndexing(unsigned position, const fi& rhs);
+  void subsasgnGeneralIndexing(const tessel::HostArray& index, const fi& rhs);
+  /// The elements at `positions`, a double array of positions from 1. Raises "numforge:fi:subsref:double_index",
+  /// "numforge:fi:badsubscript", "numforge:fi:badindex".
+  fi subscriptedReference(const tessel::HostArray& positions) const;
+  /// Where `positions`, of this array's size, holds −j, the element takes right-hand element j.
+  void subscriptedOverwriteAssignment(const tessel::HostArray& positions, const fi& rhs);
+  void subscriptedOverwriteAssignment(const tessel::HostArray& positions, const tessel::HostArray& rhs);
+  /// Takes the shape of `positions`: p > 0 keeps element p, −j takes right-hand element j, 0 represents 0.
+  void subscriptedGrowAssignment(const tessel::HostArray& positions, const fi& rhs);
+  void subscriptedGrowAssignment(const tessel::HostArray& positions, const tessel::HostArray& rhs);
+  void subscriptedGrowAssignmentFromStruct(const tessel::HostArray& index, const fi& rhs);
+  /// Keeps the elements at `positions`, in that shape.
+  void subscriptedDelete(const tessel::HostArray& positions);
+  void subscriptedDeleteFromStruct(const tessel::HostArray& index);
+  /// Takes shape and values of another array, quantized into this type.
+  void copydata(const fi& source);
+  static void checkValidIndexType(const tessel::HostArray& positions);
+  /// `index` counts from 0.
+  static void checkNegativeSignedIndex(long long index);
+  void checkSignedIndex(long long index) const;
+
+  // ----------------------------------------------------------------------------------------------------------- shape
+  // Elements move, none is quantized, nothing is logged; type and settings stay. New places hold the stored zero.
+
+  /// Raises "numforge:fi:reshape:siz_not_double", "numforge:fi:reshape:badsize", "numforge:fi:reshape:numel".
+  fi reshape(const tessel::HostArray& sizes) const;
+  fi squeeze() const;
+  /// Raise "numforge:fi:transpose:NDArray", "numforge:fi:ctranspose:NDArray". `ctranspose` brings the negated imaginary
+  /// parts into the type; refuses complex slope-bias arrays, "numforge:fi:complexslopebiasnotdefined".
+  fi transpose() const;
+  fi ctranspose() const;
+  /// A square matrix with a vector on its k-th diagonal; the k-th diagonal of a matrix as a column. Raise
+  /// "numforge:fi:diag:kthDiagInputNotInteger", "numforge:fi:diag:firstInputMustBe2D".
+  fi diag(double k = 0) const;
+  /// The elements up to, or from, the k-th diagonal. Raise "numforge:fi:tril:firstInputMustBe2D" and as `diag`.
+  fi tril(double k = 0) const;
+  fi triu(double k = 0) const;
+  /// Constant diagonals: this is the first column, `row` (brought into this type) or else the conjugate the first
+  /// row. Warns "numforge:fi:toeplitz:DiagonalConflict"; raises "numforge:fi:toeplitz:emptynotallowed".
+  fi toeplitz() const;
+  fi toeplitz(const fi& row) const;
+  /// Constant anti-diagonals: this is the first column, `row` the last row, or else zeros. Warns
+  /// "Tessel:hankel:AntiDiagonalConflict"; raises "numforge:fi:hankel:emptynotallowed".
+  fi hankel() const;
+  fi hankel(const fi& row) const;
+  /// What the host's function `name` makes of an array of this shape, given the further arguments: for functions that
+  /// move elements and fill with zeros ("permute", "repmat", "flip", …).
+  fi rearrangedBy(const char* name, tessel::Arrays arguments) const;
+  /// The operands joined as the host's `name` ("horzcat", "vertcat", "cat" with `leading` arguments) joins arrays of
+  /// their sizes, in the type and settings of `model`. Operands of other types are quantized and logged.
+  static fi joined(const char* name, const fi& model, const std::vector<const fi*>& operands,
+                   tessel::Arrays leading = {});
+  /// An array that carries the values of a numeric or logical array as they are: an operand before its quantization.
+  static fi unquantized(const tessel::HostArray& values);
+  /// Sorts the sequences of `length` elements that stand `stride` apart: real ones by value, complex ones by
+  /// magnitude and then angle. Fills `index`, when given, with positions from 1 in each sequence. Raises
+  /// "numforge:fi:sort:badstride" unless the sequences fill the array.
+  fi stridesort(bool ascending, unsigned stride, unsigned length, tessel::HostArray* index = nullptr) const;
+  /// Real parts from this array, imaginary parts from `imaginary` (brought into this type), which may be scalar.
+  fi complex(const fi& imaginary) const;
+  /// The array with imaginary parts, zero where it is real.
+  fi complex() const;
+
+  // ------------------------------------------------------------------------------------------------------ radix text
+  // Raise `errorIfScaledDouble`'s error.
+
+  /// A character matrix of the stored integers' patterns, one text row a row, columns three blanks apart; complex
+  /// elements as "re + imi". Raises "numforge:fi:num2base:BadBase" outside 2 to 18.
+  tessel::HostArray num2base(int base) const;
+  /// The stored integers as signed decimal text.
+  tessel::HostArray num2sdec() const;
+  /// Takes shape, complexity and stored integers from such text; type and settings stay. Raises
+  /// "numforge:fi:base2num:BadBase", "…:NotCharArray", "…:EmptyInput", "…:InvalidElement".
+  void base2num(const tessel::HostArray& text, int base);
+  /// Whether a token is a number of the base; null is not, the empty text is.
+  static bool base2numCheckElement(const char* token, int base);
+  tessel::HostArray bin() const { return num2base(2); }
+  tessel::HostArray oct() const { return num2base(8); }
+  tessel::HostArray dec() const { return num2base(10); }
+  tessel::HostArray hex() const { return num2base(16); }
+
+  // ------------------------------------------------------------------------------------------------- result types
+  // Checks, each raising the error told in resulttypes.cpp.
+  static void errorIfBooleanMath(const fi& x);
+  static void errorIfMixedMath(const fi& a, const fi& b);
+  static void errorIfFimathMismatch(const fi& a, const fi& b);
+  static void errorIfMathMismatch(const fi& a, const fi& b);
+  static void errorIfSlopeBiasMath(const fi& x);
+  static void errorIfScaledDoubleSlopeBiasMath(const fi& a, const fi& b);
+  /// "numforge:fi:scaleddoublenotdefined", with the function's name in the text.
+  static void errorIfScaledDouble(const fi& x, const char* functionName);
+  /// The data type of a result, after `errorIfMathMismatch`.
+  static EmbeddedTypeSystem::DataTypeEnum getDataTypeForMathOp(const fi& a, const fi& b);
+  // The types of results and registers of operations on this array and `b`. Each stores its answer in a cache of
+  // this array; the reference stays valid until the next derivation of the same kind (sums, products).
+  const NumericType& getNumericTypeForAddOp(const fi& b) const;
+  const NumericType& getProductTypeForMpyOp(const fi& b) const;
+  const NumericType& getSumTypeForMpyOp(const fi& b, const NumericType& productType) const;
+  const NumericType& getSumNumericTypeForMatrixMultiply(const fi& b, const NumericType& productType) const;
+  const NumericType& getNumericTypeForLeadingDimensionSum() const;
+  NumericType getNumericTypeForSqrtBisection() const;
+
+  // ------------------------------------------------------------------------------------- addition and subtraction
+  // Element-wise, with scalar expansion. Raise the type rule's errors, "numforge:fi:dimagree",
+  // "numforge:fi:complexslopebiasnotdefined" and "numforge:fi:castbeforesumfalseslopebiasnotdefined". New overflows
+  // and underflows are warned of at the end.
+  fi plus(const fi& b) const;
+  fi minus(const fi& b) const;
+  fi operator+(const fi& b) const { return plus(b); }
+  fi operator-(const fi& b) const { return minus(b); }
+  /// In place; the type stays. A non-scalar `b` needs this array's size.
+  fi& operator+=(const fi& b);
+  fi& operator-=(const fi& b);
+  /// One element: register = a ± b at the cursors, written to this array's cursor. The register may be this array.
+  fi& sumEquals(const fi& a, const fi& b, fi& sumRegister);
+  fi& diffEquals(const fi& a, const fi& b, fi& sumRegister);
+  /// The same with a scratch number that is precise enough for both operands and the register.
+  fi& sumEquals(const fi& a, const fi& b, fi& sumRegister, number& scratch);
+  fi& diffEquals(const fi& a, const fi& b, fi& sumRegister, number& scratch);
+  /// Whether the slope-bias correction factors are missing or made for other types than those of `b` and `result`.
+  bool needToInitSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const;
+  void initSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const;
+  void initSlopeBiasCorrectionFactorsForEquals(const fi& b) const;
+  double getBnetForSlopeBiasPlus() const;
+  double getBnetForSlopeBiasMinus() const;
+  /// The sum along the first dimension, which becomes 1.
+  fi leadingdimension_sum() const;
+  /// A 1-by-1 register for sums: real or complex as asked, precise enough for words of `operandPrecision` bits.
+  fi initializeSumRegister(const NumericType& type, const fimath& math, unsigned operandPrecision,
+                           bool isComplex) const;
+
+ protected:
+  static bool sElementPathOnly;
+  bool isSlopeBias() const { return getNumericType().isSlopeBias(); }
+
+  number realPart_, imagPart_;
+  bool isReal_ = true;
+  bool isAutoScaled_ = false, isDataSetByPair_ = false;
+  Shape dims_;
+  fimath fimath_;
+  quantizer assignmentQuantizer_;
+  const quantizer* assignmentQuantizerInUse_ = &assignmentQuantizer_;
+  unsigned numel_ = 0, maxDim_ = 0, rows_ = 0, cols_ = 0;
+  PropertyEnum lastPropertySet_{-1};
+
+ private:
+  fi(Shape dims, const NumericType& type, const fimath& math, bool isComplex, std::string tag,
+     OperationTypeEnum operationType, unsigned precision);
+  /// What a host's value means: a real-world value, or a stored integer.
+  enum class ValueMeaning { RealWorld, StoredInteger };
+  double realWorld(const number& part) const;
+  /// Zeros of this type and these settings, with this array's tag and logging switch and nothing recorded.
+  fi blank(const Shape& dims, bool isComplex) const;
+  /// The place of element 0 in the storage; a column view does not start at 0. Moves the cursor.
+  unsigned origin() const;
+  template <class Element, class Convert>
+  tessel::HostArray exported(Convert convert) const;
+  template <class Element>
+  tessel::HostArray exportedIntegers() const;
+  tessel::HostArray storedDoubles() const;
+  void setHostValues(const tessel::HostArray& values, ValueMeaning meaning);
+  void setChunks(const tessel::HostArray& chunks, const Shape& dims, unsigned chunksEach);
+  /// Copies elements of this array to `into`, an array of this type; `kNoElement` leaves a place as it is.
+  void copyElements(fi& into, const ElementVisit& targets, const ElementVisit& sources, unsigned count) const;
+  /// The elements at `positions`, from 0; `kNoElement` is the stored zero.
+  fi rearranged(const Shape& dims, const std::vector<unsigned>& positions) const;
+  /// Assigns elements of `rhs` to `into`, this array or one of its type; logged by the quantizer in use.
+  void storeQuantized(fi& into, const ElementVisit& targets, const fi& rhs, const ElementVisit& sources,
+                      unsigned count) const;
+  void storePart(fi& into, number& to, const ElementVisit& targets, const fi& rhs, const number& from,
+                 const ElementVisit& sources, unsigned count) const;
+  /// Runs `assign` so that what it records is also handed to the module's total and warned of.
+  template <class Assign>
+  void assignLogged(const char* operation, Assign assign);
+  void errorIfNotAssignable(const fi& rhs) const;
+  enum class BeyondEnd { Refused, Grows };
+  long long scalarPosition(const tessel::HostArray& index, BeyondEnd beyondEnd) const;
+  bool overwriteExisting(const tessel::HostArray& index, const fi& rhs);
+  fi transposed(const char* name, bool conjugates) const;
+  fi conjugated() const;
+  template <class Keeps>
+  fi triangle(double k, Keeps keeps) const;
+  fi sortedComplex(bool ascending, unsigned stride, unsigned length, double* index) const;
+  template <class TextOf>
+  tessel::HostArray textMatrix(unsigned width, TextOf textOf) const;
+  /// Takes the elements, shape and complexity of an array of this type, and adds its record.
+  void replaceElements(fi&& source);
+  fi constantArray(std::initializer_list<number> constants) const;
+  /// The held value that reads as real-world 0.
+  number zeroValue() const;
+  void fillWithZeroValue(number& part, unsigned first = 0);
+  void assignPart(number& target, const number& value, const NumericType& from) const;
+  void storeRealWorld(number& part, const double* values, ValueMeaning meaning = ValueMeaning::RealWorld);
+  void fillWithRealWorld(number& part, double value);
+  void storeHostValues(const tessel::HostArray& values, ValueMeaning meaning = ValueMeaning::RealWorld);
+  template <class Element>
+  void storeElements(number& part, const Element* values, ValueMeaning meaning, bool quantizeEach);
+  /// `wordsEach` words stand for an element; those beyond the word length are passed over.
+  void storeWords(number& part, const unsigned* words, unsigned wordsEach);
+  ArithmeticState& arithmeticState() const;
+  template <class Operation>
+  fi sumOrDifference(const fi& b) const;
+  template <class Operation>
+  void sumByBlocks(const fi& b, fi& sumRegister, fi& result) const;
+  template <class Operation>
+  void sumByElements(const fi& b, fi& sumRegister, fi& result) const;
+  template <class Operation>
+  fi& inPlace(const fi& b);
+  template <class Operation>
+  fi& oneSum(const fi& a, const fi& b, fi& sumRegister, number& scratch);
+  template <class Operation>
+  static void oneBinaryPointSum(const fi& a, const fi& b, fi& sumRegister, number& scratch);
+  template <class Operation>
+  static void oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister);
+  /// Hands the register's record on: to the result, the module's total, the user, and this array's own register.
+  void finishSum(fi& result, fi& sumRegister, const char* name) const;
+
+  // Result-type caches, correction factors, registers: made when arithmetic first needs them.
+  mutable std::unique_ptr<ArithmeticState> arithmeticState_;
+};
+
+/// A view of a whole array: reads and writes reach the target's elements; the cursor is its own. Must not outlive it.
+class QFCORE_API FiReference : public fi {
+ public:
+  explicit FiReference(fi& target);
+  void setIsReal(bool isReal) override;
+  const quantizer& getAssignmentQuantizer() const override { return target_->getAssignmentQuantizer(); }
+  void coordinateComplexity(bool isComplex, unsigned count) override;
+  bool isreal() const override { return target_->isreal(); }
+  bool iscomplex() const override { return target_->iscomplex(); }
+  const qlogger& getQlogger() const override { return target_->getQlogger(); }
+
+ protected:
+  fi* target_;
+};
+
+/// A view of consecutive elements as a column; its indices count from its own start.
+class QFCORE_API FiColumnReference : public FiReference {
+ public:
+  /// Elements `startIndex` to `startIndex` + `length` − 1. Raises "numforge:fi:FiColumnReference:IndexOutOfRange".
+  FiColumnReference(fi& target, unsigned startIndex, unsigned length);
+  /// Column `column`, from 0. Raises "numforge:fi:FiColumnReference:ColumnNumberOutOfRange" when it exceeds the
+  /// column count; the count itself passes.
+  FiColumnReference(fi& target, unsigned column);
+  /// Moves the view to another column of its own length. Raises "numforge:fi:FiColumnReference:setColumn".
+  void setColumn(unsigned column);
+  void setIndex(unsigned index) const override;
+  unsigned startIndex() const { return startIndex_; }
+
+ private:
+  void becomeColumn(unsigned length);
+
+  unsigned targetNumel_, startIndex_;
+};
+
+}  // namespace embedded

@@ -1,0 +1,230 @@
+#include "qfcore/fi/resulttypes.h"
+
+#include <algorithm>
+#include <bit>
+
+#include "qfcore/fi/arithmeticstate.h"
+#include "qfcore/fi/fi.h"
+
+namespace embedded {
+
+using EmbeddedTypeSystem::DataTypeEnum;
+using EmbeddedTypeSystem::ScalingEnum;
+using EmbeddedTypeSystem::SignedEnum;
+
+namespace {
+
+constexpr Message kNoBooleanMath{"numforge:fi:nobooleanmath",
+                                 "Math operations are not allowed on FI objects with boolean data type."};
+constexpr Message kMixedMath{"numforge:fi:mixedmath",
+                             "Math operations are not allowed on FI objects with different data types."};
+constexpr Message kFimathMismatch{"numforge:fi:fimathmismatch", "FIMATH of both operands must be equal."};
+constexpr Message kOnlyBinaryPoint{"numforge:fi:onlybinarypointmath",
+                                   "Math is supported only for binary-point scaling."};
+constexpr Message kScaledDoubleSlopeBias{
+    "numforge:fi:scaleddoubleslopebiasmathnotdefined",
+    "Math is not supported for slope-bias FIs when DataTypeMode is 'Scaled double: slope and bias scaling'"};
+constexpr Message kScaledDoubleNotDefined{"numforge:fi:scaleddoublenotdefined",
+                                          "Function '%s' is not defined for FI objects with data type ScaledDouble."};
+constexpr Message kSlopeBiasMode{"numforge:fi:mathmodeslopebiasnotdefined",
+                                 "Math is not supported for slope-bias FIs when the %sMode is %s."};
+constexpr Message kMaxSumWordLength{
+    "numforge:fi:MaxSumWordLengthExceeded",
+    "MaxSumWordLength is %d bits and a minimum word length of %d bits is necessary to guarantee that this sum or "
+    "difference can be computed with no loss of precision.  Increase MaxSumWordLength if you want the sum to grow to "
+    "a larger word length."};
+constexpr Message kMaxProductWordLength{
+    "numforge:fi:MaxProductWordLengthExceeded",
+    "MaxProductWordLength is %d bits and a minimum word length of %d bits is necessary to guarantee that this product "
+    "can be computed with no loss of precision.  Increase MaxProductWordLength if you want the product to grow to a "
+    "larger word length."};
+
+/// What a register needs to hold every value without loss, from which the four modes choose.
+struct Growth {
+  int wordLength;      ///< FullPrecision
+  int fractionLength;  ///< FullPrecision and KeepLSB
+  int integerBits;     ///< KeepMSB
+};
+
+int integerBits(const NumericType& type) { return type.wordLength() - type.fractionLength(); }
+
+/// ceil(log2(terms)): 0 for a single term.
+int growthBits(unsigned terms) { return static_cast<int>(std::bit_width(terms - 1)); }
+
+template <const Message& MaxExceeded>
+NumericType registerType(DataTypeEnum dataType, bool isSigned, bool isSlopeBias, const RegisterSettings& settings,
+                         const char* registerName, const Growth& growth) {
+  if (isSlopeBias && settings.mode != ArithmeticModeEnum::SpecifyPrecision) {
+    fail<kSlopeBiasMode>(registerName, EmbeddedTypeSystem::textOf(settings.mode));
+  }
+  int wordLength = settings.wordLength, fractionLength = growth.fractionLength;
+  double factor = 1, bias = 0;
+  switch (settings.mode) {
+    case ArithmeticModeEnum::FullPrecision:
+      wordLength = growth.wordLength;
+      if (settings.maxWordLength < wordLength) fail<MaxExceeded>(settings.maxWordLength, wordLength);
+      break;
+    case ArithmeticModeEnum::KeepLSB: break;
+    case ArithmeticModeEnum::KeepMSB: fractionLength = wordLength - growth.integerBits; break;
+    case ArithmeticModeEnum::SpecifyPrecision:
+      fractionLength = settings.fractionLength();
+      if (isSlopeBias) {
+        factor = settings.slopeAdjustmentFactor;
+        bias = settings.bias;
+      }
+      break;
+  }
+  const bool binaryPoint = factor == 1 && bias == 0;
+  return NumericType(dataType, binaryPoint ? ScalingEnum::BinaryPoint : ScalingEnum::SlopeBias,
+                     isSigned ? SignedEnum::Signed : SignedEnum::Unsigned, wordLength, factor, -fractionLength, bias);
+}
+
+bool isFixedPoint(DataTypeEnum dataType) {
+  return dataType == DataTypeEnum::Fixed || dataType == DataTypeEnum::ScaledDouble;
+}
+
+/// The type of a data type without fixed-point properties.
+NumericType builtIn(DataTypeEnum dataType) {
+  NumericType type;
+  type.setDataType(dataType);
+  return type;
+}
+
+NumericType sumRegisterType(DataTypeEnum dataType, bool isSigned, bool isSlopeBias, const fimath& math,
+                            const Growth& growth) {
+  if (!isFixedPoint(dataType)) return builtIn(dataType);
+  return registerType<kMaxSumWordLength>(dataType, isSigned, isSlopeBias, math.sum(), "Sum", growth);
+}
+
+Growth grown(const NumericType& type, int bits) {
+  return {type.wordLength() + bits, type.fractionLength(), integerBits(type) + bits};
+}
+
+}  // namespace
+
+namespace resulttypes {
+
+DataTypeEnum dataType(const NumericType& a, const NumericType& b) {
+  return b.isScaledDouble() ? DataTypeEnum::ScaledDouble : a.dataType();
+}
+
+NumericType sum(const NumericType& a, const NumericType& b, const fimath& math) {
+  const int integer = std::max(integerBits(a), integerBits(b)) + 1;
+  const int fraction = std::max(a.fractionLength(), b.fractionLength());
+  const bool slopeBias = a.isSlopeBias() || math.isSumSlopeBiasScaled() || b.isSlopeBias();
+  return sumRegisterType(dataType(a, b), a.isSigned() || b.isSigned(), slopeBias, math,
+                         {integer + fraction, fraction, integer});
+}
+
+NumericType product(const NumericType& a, const NumericType& b, const fimath& math) {
+  const DataTypeEnum type = dataType(a, b);
+  if (!isFixedPoint(type)) return builtIn(type);
+  const bool slopeBias = a.isSlopeBias() || math.isProductSlopeBiasScaled() || b.isSlopeBias();
+  const Growth growth{a.wordLength() + b.wordLength(), a.fractionLength() + b.fractionLength(),
+                      integerBits(a) + integerBits(b)};
+  return registerType<kMaxProductWordLength>(type, a.isSigned() || b.isSigned(), slopeBias, math.product(), "Product",
+                                             growth);
+}
+
+NumericType sumOfTwoProducts(DataTypeEnum dataType, const NumericType& product, const fimath& math) {
+  return sumRegisterType(dataType, product.isSigned(), false, math, grown(product, 1));
+}
+
+NumericType sumOfProducts(const NumericType& a, const NumericType& b, const NumericType& product, unsigned terms,
+                          const fimath& math) {
+  const bool slopeBias = a.isSlopeBias() || math.isProductSlopeBiasScaled() || b.isSlopeBias();
+  return sumRegisterType(dataType(a, b), product.isSigned(), slopeBias, math, grown(product, growthBits(terms)));
+}
+
+NumericType sumOfTerms(const NumericType& a, unsigned terms, const fimath& math) {
+  if (!a.isFixedOrScaledDouble()) return a;
+  return sumRegisterType(a.dataType(), a.isSigned(), false, math, grown(a, growthBits(terms)));
+}
+
+NumericType squareRoot(const NumericType& a) {
+  if (!a.isFixedOrScaledDouble()) return builtIn(a.dataType());
+  // Shifting right rounds down, also for negative counts, so adding one first rounds half of them up.
+  const int wordLength = (a.wordLength() + 1) / 2;
+  const int integer = (integerBits(a) + 1) >> 1;
+  return NumericType(a.dataType(), ScalingEnum::BinaryPoint, a.signedEnum(), wordLength, 1.0, integer - wordLength,
+                     0.0);
+}
+
+}  // namespace resulttypes
+
+ArithmeticState& fi::arithmeticState() const {
+  if (!arithmeticState_) arithmeticState_ = std::make_unique<ArithmeticState>();
+  return *arithmeticState_;
+}
+
+void fi::errorIfBooleanMath(const fi& x) {
+  if (x.getNumericType().isBoolean()) fail<kNoBooleanMath>();
+}
+
+void fi::errorIfMixedMath(const fi& a, const fi& b) {
+  const NumericType &ta = a.getNumericType(), &tb = b.getNumericType();
+  if (ta.isFixedOrScaledDouble() && tb.isFixedOrScaledDouble()) return;
+  if (ta.dataType() != tb.dataType()) fail<kMixedMath>();
+}
+
+void fi::errorIfFimathMismatch(const fi& a, const fi& b) {
+  if (!a.fimath_.matches(b.fimath_)) fail<kFimathMismatch>();
+}
+
+void fi::errorIfMathMismatch(const fi& a, const fi& b) {
+  errorIfBooleanMath(a);
+  errorIfBooleanMath(b);
+  errorIfMixedMath(a, b);
+  if (a.getNumericType().isFixed() && b.getNumericType().isFixed()) errorIfFimathMismatch(a, b);
+}
+
+void fi::errorIfSlopeBiasMath(const fi& x) {
+  if (x.isSlopeBias()) fail<kOnlyBinaryPoint>();
+}
+
+void fi::errorIfScaledDoubleSlopeBiasMath(const fi& a, const fi& b) {
+  for (const fi* x : {&a, &b}) {
+    if (x->isSlopeBias() && x->getNumericType().isScaledDouble()) fail<kScaledDoubleSlopeBias>();
+  }
+}
+
+void fi::errorIfScaledDouble(const fi& x, const char* functionName) {
+  if (x.getNumericType().isScaledDouble()) fail<kScaledDoubleNotDefined>(functionName);
+}
+
+DataTypeEnum fi::getDataTypeForMathOp(const fi& a, const fi& b) {
+  errorIfMathMismatch(a, b);
+  return resulttypes::dataType(a.getNumericType(), b.getNumericType());
+}
+
+const NumericType& fi::getNumericTypeForAddOp(const fi& b) const {
+  errorIfMathMismatch(*this, b);
+  return arithmeticState().sumType = resulttypes::sum(getNumericType(), b.getNumericType(), fimath_);
+}
+
+const NumericType& fi::getProductTypeForMpyOp(const fi& b) const {
+  errorIfMathMismatch(*this, b);
+  return arithmeticState().productType = resulttypes::product(getNumericType(), b.getNumericType(), fimath_);
+}
+
+const NumericType& fi::getSumTypeForMpyOp(const fi& b, const NumericType& productType) const {
+  const DataTypeEnum dataType = getDataTypeForMathOp(*this, b);
+  return arithmeticState().sumType = resulttypes::sumOfTwoProducts(dataType, productType, fimath_);
+}
+
+const NumericType& fi::getSumNumericTypeForMatrixMultiply(const fi& b, const NumericType& productType) const {
+  errorIfMathMismatch(*this, b);
+  const unsigned terms = cols_ + (iscomplex() && b.iscomplex());
+  return arithmeticState().sumType = resulttypes::sumOfProducts(getNumericType(), b.getNumericType(), productType,
+                                                               std::max(terms, 1U), fimath_);
+}
+
+const NumericType& fi::getNumericTypeForLeadingDimensionSum() const {
+  errorIfBooleanMath(*this);
+  errorIfSlopeBiasMath(*this);
+  return arithmeticState().sumType = resulttypes::sumOfTerms(getNumericType(), std::max(rows_, 1U), fimath_);
+}
+
+NumericType fi::getNumericTypeForSqrtBisection() const { return resulttypes::squareRoot(getNumericType()); }
+
+}  // namespace embedded

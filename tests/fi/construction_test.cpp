@@ -1,0 +1,182 @@
+/// Construction, copies, views, shape and the change of type.
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "tests/fi/reference.h"
+
+namespace embedded {
+namespace {
+
+using EmbeddedTypeSystem::DataTypeEnum;
+using EmbeddedTypeSystem::ScalingEnum;
+using reference::Random;
+using tessel::HostArray;
+
+template <class Action>
+void expectError(Action action, const char* identifier, const char* text) {
+  try {
+    action();
+    ADD_FAILURE() << identifier;
+  } catch (const ErrorIdException& error) {
+    EXPECT_EQ(error.identifier(), identifier);
+    EXPECT_EQ(error.text(), text);
+  }
+}
+
+TEST(Construction, EmptyArrayHasTheDefaults) {
+  const fi x;
+  EXPECT_EQ(x.rows() + x.cols() + x.numel() + x.maxDim(), 0U);
+  EXPECT_TRUE(x.isempty() && x.isreal());
+  EXPECT_EQ(x.getNumericType().tostring(), "numerictype(true,16,15)");
+  EXPECT_EQ(x.getPrecision(), 16U);
+  const unsigned dims[] = {3, 0, 5};
+  const fi empty(dims, 3, NumericType());
+  EXPECT_EQ(empty.numel() + empty.maxDim(), 0U);
+}
+
+TEST(Construction, QuantizesValuesOfEveryWordLength) {
+  Random random;
+  for (int trial = 0; trial < 400; ++trial) {
+    const NumericType type = random.type(1, 200);
+    const fimath math(random.roundMode(), random.overflowMode());
+    const double value = std::ldexp(random.integer(-1 << 30, 1 << 30), random.integer(-60, 60));
+    const fi x(value, type, math);
+    const bool inDoubles = static_cast<unsigned>(type.wordLength()) <= kMaxDoublePrecision;
+    EXPECT_EQ(reference::valueOf(x, 0), reference::quantized(mpq_class(value), type, math.roundMode(),
+                                                             math.overflowMode(), nullptr, inDoubles))
+        << value << " " << reference::described(type, math);
+  }
+}
+
+TEST(Construction, TakesHostArraysOfEveryClassExactly) {
+  const auto value = [](const HostArray& array, const NumericType& type) {
+    return reference::valueOf(fi(&array, type, fimath(RoundModeEnum::ceil, OverflowModeEnum::wrap)), 0);
+  };
+  const NumericType s16(true, 16, 0), wide(true, 70, 0), coarse(true, 52, -12);
+  EXPECT_EQ(value(HostArray::scalarOf<std::int8_t>(-7), s16), -7);
+  EXPECT_EQ(value(HostArray::scalarOf<float>(2.5F), s16), 3);
+  EXPECT_EQ(value(HostArray::logical(true), s16), 1);
+  // 2^62 + 1 is no double: the last bit decides what the wrap and the ceiling leave.
+  const auto large = (std::int64_t{1} << 62) + 1;
+  EXPECT_EQ(value(HostArray::scalarOf(large), s16), 1);
+  EXPECT_EQ(value(HostArray::scalarOf(large), wide), mpq_class(mpz_class(std::to_string(large))));
+  EXPECT_EQ(value(HostArray::scalarOf(large), coarse), reference::pow2(62) + 4096);
+  EXPECT_EQ(value(HostArray::scalarOf(std::numeric_limits<std::uint64_t>::max()), s16), -1);
+  const HostArray text = HostArray::text("abc"), cell = HostArray::cell({1, 1});
+  for (const HostArray* bad : {&text, &cell}) {
+    expectError([&] { fi(bad, NumericType()); }, "numforge:fi:constructor:numeric",
+                "FI constructor only valid for numeric data");
+  }
+}
+
+TEST(Construction, RefusesWhatTheDataTypeCannotHold) {
+  NumericType boolean, scaled;
+  boolean.setDataType(DataTypeEnum::Boolean);
+  scaled.setDataType(DataTypeEnum::ScaledDouble);
+  const double nan = std::nan(""), infinity = HUGE_VAL;
+  expectError([&] { fi(nan, NumericType()); }, "numforge:nofixednan", "NaN cannot be converted to fixed-point.");
+  expectError([&] { fi(infinity, NumericType(true, 80, 3)); }, "numforge:nofixedinf",
+              "Inf cannot be converted to fixed-point.");
+  expectError([&] { fi(nan, scaled); }, "numforge:nofixednan", "NaN cannot be converted to scaled double.");
+  expectError([&] { fi(nan, boolean); }, "numforge:nologicalnan", "NaN cannot be converted to boolean.");
+  const unsigned one[] = {1, 1};
+  expectError([&] { fi(1.0, 1.0, one, 2, boolean); }, "numforge:nologicalcomplex",
+              "Complex values cannot be converted to boolean.");
+  EXPECT_EQ(fi(infinity, boolean).realWorldReal(), 1);
+}
+
+TEST(Construction, HoldsSlopeBiasValuesInUnitsOfTheGrid) {
+  const NumericType type(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, true, 16, 1.5, -2, 10.0);
+  const fi x(13.0, type);
+  EXPECT_EQ(reference::valueOf(x, 0), 2);
+  EXPECT_EQ(x.realWorldReal(), 13);
+  // Zero is not moved to the grid, so that it reads as zero.
+  EXPECT_EQ(fi(2U, 2U, type).realWorldReal(), 0);
+  NumericType wide(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, true, 80, 1.5, -40, 10.0);
+  EXPECT_EQ(fi(13.0, wide).realWorldReal(), 13);
+}
+
+TEST(Construction, ChangeOfTypeRoundsTheRealWorldValueOnce) {
+  Random random;
+  for (int trial = 0; trial < 300; ++trial) {
+    const fimath math(random.roundMode(), random.overflowMode());
+    const fi before = random.array({2, 3}, random.type(1, 120), math, random.coin());
+    fi x(before);
+    const NumericType type = random.type(1, 120);
+    x.setNumericType(type);
+    for (unsigned k = 0; k < x.numel(); ++k) {
+      // Only a value that is a double already meets the addition of one half in doubles.
+      const bool inDoubles = before.realPart().gettype() == kDoubleRepresentation &&
+                             x.realPart().gettype() == kDoubleRepresentation;
+      EXPECT_EQ(reference::valueOf(x, k),
+                reference::quantized(reference::valueOf(before, k), type, math.roundMode(), math.overflowMode(),
+                                     nullptr, inDoubles))
+          << reference::described(type, math) << " from " << before.getNumericType().tostring();
+    }
+  }
+}
+
+TEST(Views, ShareElementsWithACursorOfTheirOwn) {
+  const double values[] = {1, 2, 3, 4, 5, 6};
+  const unsigned dims[] = {2, 3};
+  fi x(values, dims, 2, NumericType(true, 16, 4));
+  FiReference whole(x);
+  x.setIndex(0);
+  whole.setIndex(4);
+  EXPECT_EQ(whole.realWorldReal(), 5);
+  EXPECT_EQ(x.realWorldReal(), 1);
+  whole.assignElement(fi(7.25, NumericType(true, 16, 2)));
+  x.setIndex(4);
+  EXPECT_EQ(x.realWorldReal(), 7.25);
+
+  FiColumnReference column(x, 1);
+  column.setIndex(1);
+  EXPECT_EQ(column.realWorldReal(), 4);
+  column.setColumn(2);
+  EXPECT_EQ(column.realWorldReal(), 7.25);
+  EXPECT_EQ(column.numel(), 2U);
+  EXPECT_NO_THROW(FiColumnReference(x, 3));
+  EXPECT_NO_THROW(FiColumnReference(x, 4, 2));
+  expectError([&] { column.setColumn(3); }, "numforge:fi:FiColumnReference:setColumn",
+              "Column number out of range.");
+  expectError([&] { FiColumnReference(x, 4); }, "numforge:fi:FiColumnReference:ColumnNumberOutOfRange",
+              "FiColumnReference::Column number out of range in FiColumnReference constructor");
+  expectError([&] { FiColumnReference(x, 4, 3); }, "numforge:fi:FiColumnReference:IndexOutOfRange",
+              "FiColumnReference::StartIndex + Length exceeds original matrix size in FiColumnReference constructor");
+  const fi element(whole, CopyElement{});
+  EXPECT_TRUE(element.isscalar());
+  EXPECT_EQ(element.realWorldReal(), 7.25);
+}
+
+TEST(Shape, RangeChecksAndQueries) {
+  const unsigned dims[] = {2, 3, 4};
+  fi x(dims, 3, NumericType());
+  EXPECT_EQ(x.cols(), 12U);
+  EXPECT_EQ(x.maxDim(), 4U);
+  EXPECT_EQ(x.getDimension(4), 1U);
+  expectError([&] { x.getDimension(0); }, "numforge:fi:getDimension:badDimension",
+              "Dimension number must be a non-negative integer in the range 1 to 2^31.");
+  expectError([&] { x.checkIndex(24); }, "numforge:fi:badindex", "Index exceeds matrix dimensions.");
+  expectError([&] { x.setLastPropertySet(fi::PropertyEnum{49}); }, "numforge:fi:setLastPropertySet:BadEnum",
+              "PropertyEnum out of range.  Valid values are -1 through 48, and 49 was entered.");
+  x.setLastPropertySet(fi::PropertyEnum{48});
+  x.setLastPropertySet(fi::PropertyEnum{-1});
+  EXPECT_EQ(fi(1.0, true, 8, 7).eps().realWorldReal(), 0.0078125);
+  EXPECT_EQ(fi(1.0, true, 1, 0).eps().realWorldReal(), -1);
+  EXPECT_EQ(fi(1.0, false, 1, 0).eps().realWorldReal(), 1);
+  EXPECT_EQ(reference::valueOf(fi(0.0, true, 100, 0).realmax(), 0), reference::pow2(99) - 1);
+  EXPECT_EQ(fi(0.0, false, 8, 0).range().numel(), 2U);
+}
+
+TEST(Shape, ResizingToAnotherPrecisionZeroes) {
+  fi x(3.0, true, 16, 4);
+  x.resizeAndZero(2, 2, NumericType(true, 80, 4), fimath(), true);
+  EXPECT_EQ(x.numel(), 4U);
+  EXPECT_TRUE(x.iscomplex());
+  EXPECT_EQ(reference::valueOf(x, 3), 0);
+  EXPECT_EQ(x.getNumericType().wordLength(), 80);
+}
+
+}  // namespace
+}  // namespace embedded
