@@ -1,0 +1,166 @@
+#include "qfcore/host/FiObjClass.h"
+
+#include <vector>
+
+#include "qfcore/host/FimathObjClass.h"
+#include "qfcore/host/NumericTypeObjClass.h"
+
+namespace embedded::host {
+
+namespace {
+
+namespace property_type = tessel::property_type;
+
+constexpr Message kMustBeFi{"numforge:fi:mustBeFi", "This parameter must be a fi."};
+constexpr Message kNotNumeric{"numforge:fi:operand:numeric",
+                              "An operand beside a fi must be a fi, or a numeric or logical array."};
+
+// ---------------------------------------------------------------------------------------------------------- properties
+
+/// A property of the numeric type as a property of the array: set on a copy, to which the array's values then move.
+Property<fi> ofType(const char* name) {
+  const Property<NumericType>& row = *findRow(NumericTypeObjClass::properties(), name);
+  return {row.name, row.type,
+          [&row](fi& x) {
+            NumericType type(x.getNumericType());
+            return row.get(type);
+          },
+          [&row](fi& x, const HostArray& value) {
+            NumericType type(x.getNumericType());
+            row.set(type, value);
+            x.setNumericType(type);
+          },
+          row.help};
+}
+
+/// A property of the math settings as a property of the array.
+Property<fi> ofMath(const char* name) {
+  const Property<fimath>& row = *findRow(FimathObjClass::properties(), name);
+  return {row.name, row.type,
+          [&row](fi& x) {
+            fimath math(x.getFimath());
+            return row.get(math);
+          },
+          [&row](fi& x, const HostArray& value) {
+            fimath math(x.getFimath());
+            row.set(math, value);
+            x.setFimath(math);
+          },
+          row.help};
+}
+
+HostArray typeOf(fi& x) { return wrap(NumericType(x.getNumericType())); }
+void setType(fi& x, const HostArray& type) { x.setNumericType(numericTypeArgument(type)); }
+HostArray mathOf(fi& x) { return wrap(fimath(x.getFimath())); }
+void setMath(fi& x, const HostArray& math) { x.setFimath(fimathArgument(math)); }
+
+template <auto Getter>
+HostArray get(fi& x) {
+  return host::get<fi, Getter>(x);
+}
+template <auto Setter>
+void set(fi& x, const HostArray& value) {
+  host::set<fi, Setter>(x, value);
+}
+
+HostArray lastPropertySet(fi& x) { return toHost(static_cast<int>(x.getLastPropertySet())); }
+void setLastPropertySet(fi& x, const HostArray& place) {
+  x.setLastPropertySet(static_cast<fi::PropertyEnum>(fromHost<int>(place)));
+}
+
+template <auto Getter>
+HostArray logged(fi& x) {
+  return toHost((x.getQlogger().*Getter)());
+}
+
+HostArray logging(fi& x) { return toHost(x.getQlogger().isAlwaysOn()); }
+
+std::vector<Property<fi>> makeProperties() {
+  std::vector<Property<fi>> rows;
+  rows.push_back({"numerictype", "embedded.numerictype", typeOf, setType, "The numeric type of the values."});
+  for (const char* name : {"DataTypeMode", "DataType", "Scaling", "Signed", "WordLength", "FractionLength",
+                           "BinaryPoint", "FixedExponent", "Slope", "SlopeAdjustmentFactor", "Bias"}) {
+    rows.push_back(ofType(name));
+  }
+  rows.push_back({"fimath", property_type::kArray, mathOf, setMath, "The math settings."});
+  for (const char* name :
+       {"RoundMode", "OverflowMode", "ProductMode", "SumMode", "ProductWordLength", "MaxProductWordLength",
+        "ProductFractionLength", "ProductFixedExponent", "ProductSlope", "ProductSlopeAdjustmentFactor",
+        "ProductBias", "SumWordLength", "MaxSumWordLength", "SumFractionLength", "SumFixedExponent", "SumSlope",
+        "SumSlopeAdjustmentFactor", "SumBias", "CastBeforeSum", "CStyle"}) {
+    rows.push_back(ofMath(name));
+  }
+  const std::vector<Property<fi>> own{
+      {"Logging", property_type::kBool, logging, set<&fi::setLogging>,
+       "Whether this array logs, also while logging is off everywhere."},
+      {"isautoscaled", property_type::kBool, get<&fi::isAutoScaled>, {},
+       "Whether the fraction length was chosen by best precision."},
+      {"datasetbypvpair", property_type::kBool, get<&fi::isDataSetByPair>, {},
+       "Whether the values were given by a name/value pair."},
+      {"double", property_type::kArray, get<&fi::getDoubleHostArray>, set<&fi::setDoubleHostArray>,
+       "The real-world values as doubles."},
+      {"noverflows", property_type::kDouble, logged<&qlogger::noverflows>, {}, "Overflows logged."},
+      {"nunderflows", property_type::kDouble, logged<&qlogger::nunderflows>, {}, "Underflows logged."},
+      {"maxlog", property_type::kDouble, logged<&qlogger::realWorldMax>, {}, "Largest value logged."},
+      {"minlog", property_type::kDouble, logged<&qlogger::realWorldMin>, {}, "Smallest value logged."},
+      {"LastPropertySet", property_type::kInt32, lastPropertySet, setLastPropertySet,
+       "The place of the property set last in this list, from 0; -1 for none."},
+      {"Tag", property_type::kString, get<&fi::tag>, set<&fi::setTag>, "The name under which the array logs."},
+  };
+  rows.insert(rows.end(), own.begin(), own.end());
+  return rows;
+}
+
+}  // namespace
+
+std::span<const Property<fi>> FiObjClass::properties() {
+  static const std::vector<Property<fi>> rows = makeProperties();
+  return rows;
+}
+
+fi& fiArgument(const HostArray& array) {
+  if (fi* value = unwrapped<fi>(array)) return *value;
+  fail<kMustBeFi>();
+}
+
+fi operandBeside(const HostArray& operand, const fi& other) {
+  if (const fi* value = unwrapped<fi>(operand)) return *value;
+  if (!operand.isNumeric() && !operand.isLogical()) fail<kNotNumeric>();
+  NumericType type(other.getNumericType());
+  if (type.isFixedOrScaledDouble()) type.setScaling(EmbeddedTypeSystem::ScalingEnum::Unspecified);
+  return fi(&operand, type, other.getFimath());
+}
+
+std::shared_ptr<HostObject> FiObjClass::createClassSpecificObject(Arrays& arguments) {
+  const fimath math = arguments.size() > 2 ? fimathArgument(arguments[2]) : fimath();
+  if (arguments.empty()) return make(fi());
+  NumericType type;
+  type.setScaling(EmbeddedTypeSystem::ScalingEnum::Unspecified);
+  if (arguments.size() > 1) type = numericTypeArgument(arguments[1]);
+  fi value(&arguments[0], type, math);
+  value.setAutoScaled(type.isScalingUnspecified());
+  return make(std::move(value));
+}
+
+void FiObjClass::init() {
+  hostClass().setHelp("An array of fixed-point values with a numeric type and math settings.");
+  const std::string array = property_type::kArray;
+  for (std::size_t count = 0; count <= 3; ++count) {
+    hostClass().addConstructor(tessel::ConstructorSignature(count, array));
+  }
+  int place = 0;
+  for (Property<fi> row : properties()) {
+    if (row.set && place <= fi::kLastProperty) {
+      row.set = [set = row.set, place](fi& x, const HostArray& value) {
+        set(x, value);
+        x.setLastPropertySet(static_cast<fi::PropertyEnum>(place));
+      };
+    }
+    addProperty(hostClass(), row);
+    ++place;
+  }
+  addMethods(hostClass(), basicMethods());
+  addMethods(hostClass(), arithmeticMethods());
+}
+
+}  // namespace embedded::host

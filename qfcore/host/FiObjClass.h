@@ -1,0 +1,54 @@
+/// Host class `embedded.fi`.
+#pragma once
+
+#include "qfcore/fi/fi.h"
+#include "qfcore/host/objclass.h"
+
+namespace embedded::host {
+
+class FiObjClass : public ObjClass<FiObjClass, fi> {
+ public:
+  static constexpr const char* kName = "fi";
+  /// Properties in registration order; a row's place is the array's last property set, as far as that reaches.
+  static std::span<const Property<fi>> properties();
+  /// Takes no to three arguments: value, numerictype, fimath.
+  static std::shared_ptr<HostObject> createClassSpecificObject(Arrays& arguments);
+  void init();
+  /// A user's method of the same name takes the place of the module's; nothing is cached that would have to follow.
+  static std::shared_ptr<HostObject> wrapped(fi value) { return make(std::move(value)); }
+
+ private:
+  friend ObjClass;
+  FiObjClass() { hostClass().setValueClass(true); }
+};
+
+// Method tables of the class, one a family; each stands in fimethods_<family>.cpp.
+std::span<const Method> basicMethods();
+std::span<const Method> arithmeticMethods();
+/// Methods of fimath and of numerictype whose operands are arrays: add(F, a, b), ...
+std::span<const Method> fimathArithmeticMethods();
+std::span<const Method> numericTypeArithmeticMethods();
+
+/// The array that an argument wraps. Raises "numforge:fi:mustBeFi" / "This parameter must be a fi.".
+fi& fiArgument(const HostArray& array);
+
+/// An operand of a binary operation beside the array `other`: the array it wraps, or a host number made an array of
+/// `other`'s signedness, word length and math settings, at best precision for its values.
+fi operandBeside(const HostArray& operand, const fi& other);
+
+/// A method of two operands of which one at least is an array: calls `(a.*Operation)(b)`.
+template <auto Operation>
+Arrays binaryMethod(Arrays& inputs, int) {
+  const fi *a = unwrapped<fi>(inputs[0]), *b = unwrapped<fi>(inputs[1]);
+  if (a && b) return {toHost((a->*Operation)(*b))};
+  if (a) return {toHost((a->*Operation)(operandBeside(inputs[1], *a)))};
+  return {toHost((operandBeside(inputs[0], fiArgument(inputs[1])).*Operation)(fiArgument(inputs[1])))};
+}
+
+/// A method of an array alone: what `Getter` returns.
+template <auto Getter>
+Arrays askArray(Arrays& inputs, int) {
+  return {toHost(std::invoke(Getter, std::as_const(fiArgument(inputs[0]))))};
+}
+
+}  // namespace embedded::host

@@ -1,0 +1,245 @@
+#include "qfcore/host/FimathObjClass.h"
+
+#include "qfcore/host/FiObjClass.h"
+
+namespace embedded::host {
+
+namespace {
+
+namespace property_type = tessel::property_type;
+
+constexpr Message kTooManyInputs{"numforge:fimath:nargchk:tooManyInputs", "Too many input arguments"};
+constexpr Message kMustBeFimath{"numforge:fimath:mustBeFimath", "This parameter must be a fimath."};
+constexpr Message kNoTranspose{"numforge:fimath:transpose:notdefined",
+                               "Transpose on fimath object is not defined."};
+constexpr Message kNoCTranspose{"numforge:fimath:ctranspose:notdefined",
+                                "Transpose on fimath object is not defined."};
+constexpr Message kNoMethod{"Tessel:UndefinedFunction",
+                            "No method '%s' with matching signature found for class embedded.fimath"};
+constexpr Message kBadPairs{"numforge:fimath:set:badpairs", "Properties are set by pairs of a name and a value."};
+
+template <auto Getter>
+HostArray get(fimath& math) {
+  return host::get<fimath, Getter>(math);
+}
+template <auto Setter>
+void set(fimath& math, const HostArray& value) {
+  host::set<fimath, Setter>(math, value);
+}
+
+void setCStyle(fimath& math, const HostArray& value) { math.setCStyle(value); }
+
+/// A text of the editing dialog that shows a fact of the product or of the sum register.
+template <const RegisterSettings& (fimath::*Register)() const, std::string (RegisterSettings::*Text)() const>
+HostArray dialogText(fimath& math) {
+  return toHost(((math.*Register)().*Text)());
+}
+
+const char* const kRoundModeType = "quantizer Round Mode";
+const char* const kOverflowModeType = "quantizer Overflow Mode";
+const char* const kArithmeticModeType = "fimathArithmeticModeEnum";
+const char* const kPrecisionModeType = "fimathPrecisionModeEnum";
+
+using F = fimath;
+using R = RegisterSettings;
+const Property<fimath> kProperties[] = {
+    {"RoundMode", kRoundModeType, get<&F::roundMode>, set<&F::setRoundMode>, "Rounding of every quantization."},
+    {"OverflowMode", kOverflowModeType, get<&F::overflowMode>, set<&F::setOverflowMode>,
+     "What happens to values out of range: saturate or wrap."},
+    {"PrecisionMode", kPrecisionModeType, get<&F::precisionMode>, set<&F::setPrecisionMode>,
+     "Kept and copied; arithmetic does not read it."},
+    {"ProductMode", kArithmeticModeType, get<&F::productMode>, set<&F::setProductMode>,
+     "How the type of products is chosen."},
+    {"ProductWordLength", property_type::kInt32, get<&F::productWordLength>, set<&F::setProductWordLength>,
+     "Word length of products; not under FullPrecision.", {"PrivDlgProductWordLengthString"}},
+    {"MaxProductWordLength", property_type::kInt32, get<&F::maxProductWordLength>, set<&F::setMaxProductWordLength>,
+     "Largest word length of products under FullPrecision.", {"PrivDlgMaxProductWordLengthString"}},
+    {"ProductFractionLength", property_type::kInt32, get<&F::productFractionLength>,
+     set<&F::setProductFractionLength>, "Fraction length of products under SpecifyPrecision.",
+     {"PrivDlgProductFractionLengthString", "PrivDlgProductFixedExponentString", "PrivDlgProductSlopeString"}},
+    {"ProductFixedExponent", property_type::kInt32, get<&F::productFixedExponent>, set<&F::setProductFixedExponent>,
+     "-ProductFractionLength.",
+     {"PrivDlgProductFractionLengthString", "PrivDlgProductFixedExponentString", "PrivDlgProductSlopeString"}},
+    {"ProductSlope", property_type::kDouble, get<&F::productSlope>, set<&F::setProductSlope>,
+     "Slope of products under SpecifyPrecision.",
+     {"PrivDlgProductFractionLengthString", "PrivDlgProductSlopeString",
+      "PrivDlgProductSlopeAdjustmentFactorString"}},
+    {"ProductSlopeAdjustmentFactor", property_type::kDouble, get<&F::productSlopeAdjustmentFactor>,
+     set<&F::setProductSlopeAdjustmentFactor>, "ProductSlope without its power of two.",
+     {"PrivDlgProductSlopeString", "PrivDlgProductSlopeAdjustmentFactorString"}},
+    {"ProductBias", property_type::kDouble, get<&F::productBias>, set<&F::setProductBias>,
+     "Bias of products under SpecifyPrecision.", {"PrivDlgProductBiasString"}},
+    {"SumMode", kArithmeticModeType, get<&F::sumMode>, set<&F::setSumMode>, "How the type of sums is chosen."},
+    {"SumWordLength", property_type::kInt32, get<&F::sumWordLength>, set<&F::setSumWordLength>,
+     "Word length of sums; not under FullPrecision.", {"PrivDlgSumWordLengthString"}},
+    {"MaxSumWordLength", property_type::kInt32, get<&F::maxSumWordLength>, set<&F::setMaxSumWordLength>,
+     "Largest word length of sums under FullPrecision.", {"PrivDlgMaxSumWordLengthString"}},
+    {"SumFractionLength", property_type::kInt32, get<&F::sumFractionLength>, set<&F::setSumFractionLength>,
+     "Fraction length of sums under SpecifyPrecision.",
+     {"PrivDlgSumFractionLengthString", "PrivDlgSumFixedExponentString", "PrivDlgSumSlopeString"}},
+    {"SumFixedExponent", property_type::kInt32, get<&F::sumFixedExponent>, set<&F::setSumFixedExponent>,
+     "-SumFractionLength.",
+     {"PrivDlgSumFractionLengthString", "PrivDlgSumFixedExponentString", "PrivDlgSumSlopeString"}},
+    {"SumSlope", property_type::kDouble, get<&F::sumSlope>, set<&F::setSumSlope>,
+     "Slope of sums under SpecifyPrecision.",
+     {"PrivDlgSumFractionLengthString", "PrivDlgSumSlopeString", "PrivDlgSumSlopeAdjustmentFactorString"}},
+    {"SumSlopeAdjustmentFactor", property_type::kDouble, get<&F::sumSlopeAdjustmentFactor>,
+     set<&F::setSumSlopeAdjustmentFactor>, "SumSlope without its power of two.",
+     {"PrivDlgSumSlopeString", "PrivDlgSumSlopeAdjustmentFactorString"}},
+    {"SumBias", property_type::kDouble, get<&F::sumBias>, set<&F::setSumBias>,
+     "Bias of sums under SpecifyPrecision.", {"PrivDlgSumBiasString"}},
+    {"CastBeforeSum", property_type::kBool, get<&F::castBeforeSum>, set<&F::setCastBeforeSum>,
+     "Whether operands are brought into the sum's type before they are added."},
+    {"PrivDlgProductWordLengthString", property_type::kString, dialogText<&F::product, &R::wordLengthString>,
+     nullptr, "ProductWordLength as the dialog's text.", {}, true},
+    {"PrivDlgMaxProductWordLengthString", property_type::kString, dialogText<&F::product, &R::maxWordLengthString>,
+     nullptr, "MaxProductWordLength as the dialog's text.", {}, true},
+    {"PrivDlgProductFractionLengthString", property_type::kString,
+     dialogText<&F::product, &R::fractionLengthString>, nullptr, "ProductFractionLength as the dialog's text.", {},
+     true},
+    {"PrivDlgProductFixedExponentString", property_type::kString, dialogText<&F::product, &R::fixedExponentString>,
+     nullptr, "ProductFixedExponent as the dialog's text.", {}, true},
+    {"PrivDlgProductSlopeString", property_type::kString, dialogText<&F::product, &R::slopeString>, nullptr,
+     "ProductSlope as the dialog's text.", {}, true},
+    {"PrivDlgProductSlopeAdjustmentFactorString", property_type::kString,
+     dialogText<&F::product, &R::slopeAdjustmentFactorString>, nullptr,
+     "ProductSlopeAdjustmentFactor as the dialog's text.", {}, true},
+    {"PrivDlgProductBiasString", property_type::kString, dialogText<&F::product, &R::biasString>, nullptr,
+     "ProductBias as the dialog's text.", {}, true},
+    {"PrivDlgSumWordLengthString", property_type::kString, dialogText<&F::sum, &R::wordLengthString>, nullptr,
+     "SumWordLength as the dialog's text.", {}, true},
+    {"PrivDlgMaxSumWordLengthString", property_type::kString, dialogText<&F::sum, &R::maxWordLengthString>, nullptr,
+     "MaxSumWordLength as the dialog's text.", {}, true},
+    {"PrivDlgSumFractionLengthString", property_type::kString, dialogText<&F::sum, &R::fractionLengthString>,
+     nullptr, "SumFractionLength as the dialog's text.", {}, true},
+    {"PrivDlgSumFixedExponentString", property_type::kString, dialogText<&F::sum, &R::fixedExponentString>, nullptr,
+     "SumFixedExponent as the dialog's text.", {}, true},
+    {"PrivDlgSumSlopeString", property_type::kString, dialogText<&F::sum, &R::slopeString>, nullptr,
+     "SumSlope as the dialog's text.", {}, true},
+    {"PrivDlgSumSlopeAdjustmentFactorString", property_type::kString,
+     dialogText<&F::sum, &R::slopeAdjustmentFactorString>, nullptr,
+     "SumSlopeAdjustmentFactor as the dialog's text.", {}, true},
+    {"PrivDlgSumBiasString", property_type::kString, dialogText<&F::sum, &R::biasString>, nullptr,
+     "SumBias as the dialog's text.", {}, true},
+    {"CStyle", property_type::kArray, get<&F::getCStyle>, setCStyle,
+     "Arithmetic as in C: true, or a word length, sets products and sums that keep the least significant bits."},
+};
+
+// ------------------------------------------------------------------------------------------------------------- methods
+
+Arrays disp(Arrays& inputs, int) {
+  fimathArgument(inputs[0]).disp();
+  return {};
+}
+
+Arrays toText(Arrays& inputs, int) { return {toHost(fimathArgument(inputs[0]).toString())}; }
+
+Arrays isEqual(Arrays& inputs, int) {
+  bool equal = true;
+  for (std::size_t i = 1; i < inputs.size() && equal; ++i) {
+    const fimath *a = unwrapped<fimath>(inputs[0]), *b = unwrapped<fimath>(inputs[i]);
+    equal = a && b && a->isequal(*b);
+  }
+  return {toHost(equal)};
+}
+
+Arrays isFimath(Arrays& inputs, int) { return {toHost(unwrapped<fimath>(inputs[0]) != nullptr)}; }
+
+Arrays copy(Arrays& inputs, int) { return {wrap(fimath(fimathArgument(inputs[0])))}; }
+
+template <const Message& M>
+Arrays refuse(Arrays&, int) {
+  fail<M>();
+}
+
+Arrays setPairs(Arrays& inputs, int) {
+  fimathArgument(inputs[0]);
+  if (inputs.size() % 2 == 0) fail<kBadPairs>();
+  // On a copy first: one bad pair leaves all of them unset.
+  HostArray changed = wrap(fimath(fimathArgument(inputs[0])));
+  for (std::size_t i = 1; i < inputs.size(); i += 2) tessel::setProperty(changed, inputs[i].toText(), inputs[i + 1]);
+  fimathArgument(inputs[0]) = fimathArgument(changed);
+  return {};
+}
+
+/// The settings and the tag of a dictionary call. Raises the host's error for an unknown method otherwise.
+std::pair<fimath&, std::string> dictionaryArguments(const Arrays& inputs, const char* method) {
+  fimath* math = inputs.empty() ? nullptr : unwrapped<fimath>(inputs[0]);
+  if (!math || inputs.size() != 2 || !inputs[1].isText()) fail<kNoMethod>(method);
+  return {*math, inputs[1].toText()};
+}
+
+Arrays addToDictionary(Arrays& inputs, int) {
+  const auto [math, tag] = dictionaryArguments(inputs, "AddToFimathDictionary");
+  fimath::addToFimathMap(tag, math);
+  return {};
+}
+
+Arrays getFromDictionary(Arrays& inputs, int) {
+  const auto [math, tag] = dictionaryArguments(inputs, "GetFromFimathDictionary");
+  return {wrap(fimath::getFromFimathMap(tag))};
+}
+
+Arrays tagExists(Arrays& inputs, int) {
+  const auto [math, tag] = dictionaryArguments(inputs, "FimathDictionaryTagExists");
+  return {toHost(fimath::fimathMapKeyExists(tag))};
+}
+
+Arrays setDefault(Arrays& inputs, int) {
+  fimath::setDefaultFimath(fimathArgument(inputs[0]));
+  return {};
+}
+
+Arrays resetDefault(Arrays&, int) {
+  fimath::resetDefaultFimath();
+  return {};
+}
+
+const Method kMethods[] = {
+    {"disp", 1, 1, 0, disp, "disp(F): prints the settings that matter."},
+    {"isequal", 2, -1, 1, isEqual, "isequal(F, G): true when all settings of arithmetic are equal."},
+    {"eq", 2, 2, 1, isEqual, "F == G: true when all settings of arithmetic are equal."},
+    {"isfimath", 1, 1, 1, isFimath, "isfimath(F): true."},
+    {"tostring", 1, 1, 1, toText, "tostring(F): the call that makes F again; 'fimath' for the default."},
+    {"copy", 1, 1, 1, copy, "copy(F): another fimath with the same settings."},
+    {"transpose", 1, 1, 1, refuse<kNoTranspose>, "F.': not defined."},
+    {"ctranspose", 1, 1, 1, refuse<kNoCTranspose>, "F': not defined."},
+    {"set", 1, -1, 0, setPairs, "set(F, name, value, ...): sets properties, all or none."},
+    {"AddToFimathDictionary", 0, -1, 0, addToDictionary,
+     "AddToFimathDictionary(F, tag): keeps a copy of F under a tag."},
+    {"GetFromFimathDictionary", 0, -1, 1, getFromDictionary,
+     "GetFromFimathDictionary(F, tag): the settings kept under a tag."},
+    {"FimathDictionaryTagExists", 0, -1, 1, tagExists,
+     "FimathDictionaryTagExists(F, tag): whether settings are kept under a tag."},
+    {"SetDefaultFimath", 1, 1, 0, setDefault, "SetDefaultFimath(F): new arrays and fimath objects start with F."},
+    {"ResetDefaultFimath", 1, 1, 0, resetDefault, "ResetDefaultFimath(F): the factory settings are the default."},
+};
+
+}  // namespace
+
+fimath& fimathArgument(const HostArray& array) {
+  if (fimath* math = unwrapped<fimath>(array)) return *math;
+  fail<kMustBeFimath>();
+}
+
+std::span<const Property<fimath>> FimathObjClass::properties() { return kProperties; }
+
+std::shared_ptr<HostObject> FimathObjClass::createClassSpecificObject(Arrays& arguments) {
+  if (!arguments.empty()) fail<kTooManyInputs>();
+  return make(fimath());
+}
+
+void FimathObjClass::init() {
+  for (const auto* table : {&tableOf(RoundModeEnum{}), &tableOf(OverflowModeEnum{}), &tableOf(ArithmeticModeEnum{}),
+                            &tableOf(PrecisionModeEnum{})}) {
+    registeredEnum(*table);
+  }
+  hostClass().setHelp("Math settings: rounding, overflow, and how words grow in arithmetic.");
+  hostClass().addConstructor({});
+  addProperties(hostClass(), properties());
+  addMethods(hostClass(), kMethods);
+}
+
+void FimathObjClass::init_fi_methods() { addMethods(hostClass(), fimathArithmeticMethods()); }
+
+}  // namespace embedded::host

@@ -1,0 +1,192 @@
+#include "qfcore/host/NumericTypeObjClass.h"
+
+#include "qfcore/host/FiObjClass.h"
+
+#include "tessel/interpreter.h"
+
+namespace embedded::host {
+
+namespace {
+
+using EmbeddedTypeSystem::DataTypeEnum;
+using EmbeddedTypeSystem::DataTypeModeEnum;
+using EmbeddedTypeSystem::ScalingEnum;
+using EmbeddedTypeSystem::SignedEnum;
+namespace property_type = tessel::property_type;
+
+constexpr Message kTooManyInputs{"numforge:numerictype:nargchk:tooManyInputs", "Too many input arguments"};
+constexpr Message kMustBeNumericType{"numforge:numerictype:mustBeNumerictype",
+                                     "This parameter must be a numerictype."};
+constexpr Message kNoTranspose{"numforge:numerictype:transpose:notdefined",
+                               "Transpose on numerictype object is not defined."};
+constexpr Message kNoCTranspose{"numforge:numerictype:ctranspose:notdefined",
+                                "Transpose on numerictype object is not defined."};
+
+template <auto Getter>
+HostArray get(NumericType& type) {
+  return host::get<NumericType, Getter>(type);
+}
+template <auto Setter>
+void set(NumericType& type, const HostArray& value) {
+  host::set<NumericType, Setter>(type, value);
+}
+
+void setSigned(NumericType& type, const HostArray& value) { type.setSignedEnum(value, "NUMERICTYPE"); }
+
+void setDataTypeMode(NumericType& type, const HostArray& mode) {
+  type.setDataTypeMode(fromHost<DataTypeModeEnum>(mode));
+}
+
+void setSignedEnum(NumericType& type, const HostArray& sign) { type.setSignedEnum(fromHost<SignedEnum>(sign)); }
+
+/// A text of the editing dialog: evaluated, and taken as the property's value when it gives a number.
+template <class Value, auto Setter>
+void setFromText(NumericType& type, const HostArray& text) {
+  const HostArray value = tessel::evaluateExpression(text.toText());
+  if (value.isNumeric() && value.isScalar()) (type.*Setter)(static_cast<Value>(value.realAt(0)));
+}
+
+HostArray dialogSigned(NumericType& type) { return toHost(type.isSigned()); }
+
+const char* const kModeType = "NumericTypeDataTypeModeEnum";
+const char* const kDataTypeType = "NumericTypeDataTypeEnum";
+const char* const kScalingType = "NumericTypeScalingEnum";
+const char* const kSignedType = "embedded OperationTypeEnum";
+
+using T = NumericType;
+const Property<NumericType> kProperties[] = {
+    {"DataTypeMode", kModeType, get<&T::dataTypeMode>, setDataTypeMode, "Data type and scaling in one."},
+    {"DataType", kDataTypeType, get<&T::dataType>, set<&T::setDataType>,
+     "Fixed, ScaledDouble, double, single or boolean."},
+    {"Scaling", kScalingType, get<&T::scaling>, set<&T::setScaling>, "BinaryPoint, SlopeBias or Unspecified."},
+    {"Signed", property_type::kArray, get<&T::signedArray>, setSigned,
+     "true or false; [] for unspecified where the feature allows it.", {"PrivDlgSigned"}},
+    {"WordLength", property_type::kInt32, get<&T::wordLength>, set<&T::setWordLength>,
+     "Total bits, sign included, 1 to 65535.", {"PrivDlgWordLengthString"}},
+    {"FractionLength", property_type::kInt32, get<&T::fractionLength>, set<&T::setFractionLength>,
+     "Bits behind the binary point.", {"PrivDlgFractionLengthString", "PrivDlgSlopeString"}},
+    {"BinaryPoint", property_type::kInt32, get<&T::fractionLength>, set<&T::setFractionLength>,
+     "Same as FractionLength.", {"PrivDlgFractionLengthString", "PrivDlgSlopeString"}},
+    {"FixedExponent", property_type::kInt32, get<&T::fixedExponent>, set<&T::setFixedExponent>,
+     "Exponent of the slope: -FractionLength.", {"PrivDlgFractionLengthString", "PrivDlgSlopeString"}},
+    {"Slope", property_type::kDouble, get<&T::slope>, set<&T::setSlope>,
+     "Weight of one stored unit: SlopeAdjustmentFactor * 2^FixedExponent.",
+     {"PrivDlgFractionLengthString", "PrivDlgSlopeString"}},
+    {"SlopeAdjustmentFactor", property_type::kDouble, get<&T::slopeAdjustmentFactor>,
+     set<&T::setSlopeAdjustmentFactor>, "Slope without its power of two, in [1, 2).", {"PrivDlgSlopeString"}},
+    {"Bias", property_type::kDouble, get<&T::bias>, set<&T::setBias>, "Real-world value of the stored integer 0.",
+     {"PrivDlgSlopeString", "PrivDlgBiasString"}},
+    {"PrivDlgWordLengthString", property_type::kString, get<&T::wordLengthString>,
+     setFromText<int, &T::setWordLength>, "WordLength as the dialog's text.", {"WordLength"}, true},
+    {"PrivDlgFractionLengthString", property_type::kString, get<&T::fractionLengthString>,
+     setFromText<int, &T::setFractionLength>, "FractionLength as the dialog's text.", {"FractionLength"}, true},
+    {"PrivDlgSlopeString", property_type::kString, get<&T::slopeString>, setFromText<double, &T::setSlope>,
+     "Slope as the dialog's text.", {"Slope"}, true},
+    {"PrivDlgBiasString", property_type::kString, get<&T::biasString>, setFromText<double, &T::setBias>,
+     "Bias as the dialog's text.", {"Bias"}, true},
+    {"PrivDlgSigned", property_type::kBool, dialogSigned, set<&T::setSigned>, "Signed as the dialog's check box.",
+     {"Signed"}, true},
+    {"SignedEnum", kSignedType, get<&T::signedEnum>, setSignedEnum, "Signed as an enumeration.", {"PrivDlgSigned"}},
+};
+
+// ------------------------------------------------------------------------------------------------------------- methods
+
+/// A method without arguments whose result is what `Getter` returns.
+template <auto Getter>
+Arrays ask(Arrays& inputs, int) {
+  return {get<Getter>(numericTypeArgument(inputs[0]))};
+}
+
+Arrays disp(Arrays& inputs, int) {
+  numericTypeArgument(inputs[0]).disp();
+  return {};
+}
+
+Arrays toText(Arrays& inputs, int) {
+  const std::string prefix = inputs.size() > 1 ? inputs[1].toText() : "numerictype";
+  return {toHost(numericTypeArgument(inputs[0]).tostring(prefix.c_str()))};
+}
+
+Arrays setBestFractionLength(Arrays& inputs, int) {
+  numericTypeArgument(inputs[0]).setBestFractionLength(inputs[1]);
+  return {};
+}
+
+template <bool (NumericType::*Comparison)(const NumericType&) const>
+Arrays compare(Arrays& inputs, int) {
+  bool equal = true;
+  for (std::size_t i = 1; i < inputs.size() && equal; ++i) {
+    const NumericType *a = unwrapped<NumericType>(inputs[0]), *b = unwrapped<NumericType>(inputs[i]);
+    equal = a && b && (a->*Comparison)(*b);
+  }
+  return {toHost(equal)};
+}
+
+Arrays isNumericType(Arrays& inputs, int) { return {toHost(unwrapped<NumericType>(inputs[0]) != nullptr)}; }
+
+template <const Message& M>
+Arrays refuse(Arrays&, int) {
+  fail<M>();
+}
+
+Arrays copy(Arrays& inputs, int) { return {wrap(NumericType(numericTypeArgument(inputs[0])))}; }
+
+const Method kMethods[] = {
+    {"SetBestFractionLength", 2, 2, 0, setBestFractionLength,
+     "SetBestFractionLength(T, x): sets the fraction length that holds the values x with the least loss."},
+    {"disp", 1, 1, 0, disp, "disp(T): prints the properties that matter."},
+    {"isequal", 2, -1, 1, compare<&NumericType::isequal>, "isequal(T, U): true when all properties are equal."},
+    {"eq", 2, 2, 1, compare<&NumericType::isequal>, "T == U: true when all properties are equal."},
+    {"isequivalent", 2, 2, 1, compare<&NumericType::isequivalent>,
+     "isequivalent(T, U): true when stored integers mean the same."},
+    {"tostring", 1, 2, 1, toText, "tostring(T): the call that makes T again."},
+    {"qpointstr", 1, 1, 1, ask<&NumericType::qpointstr>, "qpointstr(T): a short name, such as s16,15."},
+    {"copy", 1, 1, 1, copy, "copy(T): another numerictype with the same properties."},
+    {"isnumerictype", 1, 1, 1, isNumericType, "isnumerictype(T): true."},
+    {"isfixed", 1, 1, 1, ask<&NumericType::isFixed>, "isfixed(T): the data type is Fixed."},
+    {"isbinarypointscalingset", 1, 1, 1, ask<&NumericType::isBinaryPointScalingSet>,
+     "isbinarypointscalingset(T): the scaling is BinaryPoint."},
+    {"isslopebiasscalingset", 1, 1, 1, ask<&NumericType::isSlopeBiasScalingSet>,
+     "isslopebiasscalingset(T): the scaling is SlopeBias."},
+    {"isslopebiasscaled", 1, 1, 1, ask<&NumericType::isSlopeBias>,
+     "isslopebiasscaled(T): slope adjustment factor or bias are not neutral."},
+    {"isscaledtype", 1, 1, 1, ask<&NumericType::isFixedOrScaledDouble>,
+     "isscaledtype(T): the data type is Fixed or ScaledDouble."},
+    {"isscaleddouble", 1, 1, 1, ask<&NumericType::isScaledDouble>,
+     "isscaleddouble(T): the data type is ScaledDouble."},
+    {"isfloat", 1, 1, 1, ask<&NumericType::isFloat>, "isfloat(T): the data type is double or single."},
+    {"isdouble", 1, 1, 1, ask<&NumericType::isDouble>, "isdouble(T): the data type is double."},
+    {"issingle", 1, 1, 1, ask<&NumericType::isSingle>, "issingle(T): the data type is single."},
+    {"isboolean", 1, 1, 1, ask<&NumericType::isBoolean>, "isboolean(T): the data type is boolean."},
+    {"transpose", 1, 1, 1, refuse<kNoTranspose>, "T.': not defined."},
+    {"ctranspose", 1, 1, 1, refuse<kNoCTranspose>, "T': not defined."},
+};
+
+}  // namespace
+
+NumericType& numericTypeArgument(const HostArray& array) {
+  if (NumericType* type = unwrapped<NumericType>(array)) return *type;
+  fail<kMustBeNumericType>();
+}
+
+std::span<const Property<NumericType>> NumericTypeObjClass::properties() { return kProperties; }
+
+std::shared_ptr<HostObject> NumericTypeObjClass::createClassSpecificObject(Arrays& arguments) {
+  if (!arguments.empty()) fail<kTooManyInputs>();
+  return make(NumericType());
+}
+
+void NumericTypeObjClass::init() {
+  for (const auto* table : {&tableOf(DataTypeModeEnum{}), &tableOf(DataTypeEnum{}), &tableOf(ScalingEnum{}),
+                            &tableOf(SignedEnum{})}) {
+    registeredEnum(*table);
+  }
+  hostClass().setHelp("A numeric type: signedness, word length and scaling of fixed-point values.");
+  hostClass().addConstructor({});
+  addProperties(hostClass(), properties());
+  addMethods(hostClass(), kMethods);
+}
+
+void NumericTypeObjClass::init_fi_methods() { addMethods(hostClass(), numericTypeArithmeticMethods()); }
+
+}  // namespace embedded::host

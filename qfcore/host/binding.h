@@ -1,0 +1,216 @@
+/// How C++ classes become host classes: wrapping, conversions, and rows made from member pointers.
+///
+/// A host class is a table: one row a property, one row a method. Everything that all rows have in common (unwrapping,
+/// converting, turning an ErrorIdException into an error of the host) stands here, once.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "qfcore/number/errors.h"
+#include "qfcore/types/enumtable.h"
+#include "tessel/array.h"
+#include "tessel/messages.h"
+#include "tessel/objects.h"
+
+namespace embedded::host {
+
+using tessel::Arrays;
+using tessel::HostArray;
+using tessel::HostClass;
+using tessel::HostObject;
+
+/// Runs `action`; an ErrorIdException leaves as an error of the host with the same identifier and text.
+template <class Action>
+decltype(auto) translated(Action&& action) {
+  try {
+    return std::forward<Action>(action)();
+  } catch (const ErrorIdException& error) {
+    tessel::raiseError(error.identifier(), error.text());
+  }
+}
+
+// ------------------------------------------------------------------------------------------------------ wrapped values
+
+/// The host class whose objects wrap a T; set when the class is created, null before and after.
+template <class T>
+inline const HostClass* hostClassOf = nullptr;
+
+/// What a host object holds, seen as a T.
+template <class T>
+class Holder : public HostObject {
+ public:
+  using HostObject::HostObject;
+  virtual T& held() = 0;
+};
+
+/// A host object that owns a T. A class whose superclass wraps a base of T holds it as that base, so that the rows of
+/// the superclass serve it too.
+template <class T, class Base = T>
+class Wrapped : public Holder<Base> {
+ public:
+  Wrapped(const HostClass& hostClass, T initial) : Holder<Base>(hostClass), value(std::move(initial)) {}
+  std::shared_ptr<HostObject> clone() const override { return std::make_shared<Wrapped>(this->hostClass(), value); }
+  Base& held() override { return value; }
+  T value;
+};
+
+template <class T>
+HostArray wrap(T value) {
+  return HostArray::object(std::make_shared<Wrapped<T>>(*hostClassOf<T>, std::move(value)));
+}
+
+/// The T that a host array wraps, or null.
+template <class T>
+T* unwrapped(const HostArray& array) {
+  if (!array.isObject() || array.numel() != 1) return nullptr;
+  auto* object = dynamic_cast<Holder<T>*>(array.objectAt(0).get());
+  return object ? &object->held() : nullptr;
+}
+
+template <class T>
+T& valueOf(HostObject& object) {
+  return dynamic_cast<Holder<T>&>(object).held();
+}
+
+// --------------------------------------------------------------------------------------------------------- conversions
+// `fromHost` trusts the host's check of a property's type; methods check their arguments themselves.
+
+inline HostArray toHost(double value) { return HostArray::scalar(value); }
+inline HostArray toHost(int value) { return HostArray::scalarOf<std::int32_t>(value); }
+inline HostArray toHost(std::size_t value) { return HostArray::scalar(static_cast<double>(value)); }
+inline HostArray toHost(unsigned value) { return HostArray::scalar(static_cast<double>(value)); }
+inline HostArray toHost(bool value) { return HostArray::logical(value); }
+inline HostArray toHost(const std::string& value) { return HostArray::text(value); }
+inline HostArray toHost(const char* value) { return HostArray::text(value); }
+inline HostArray toHost(HostArray value) { return value; }
+template <class T>
+  requires std::is_enum_v<T>
+HostArray toHost(T value) {
+  using EmbeddedTypeSystem::textOf;
+  return HostArray::text(textOf(value));
+}
+template <class T>
+  requires std::is_class_v<T>
+HostArray toHost(T value) {
+  return wrap(std::move(value));
+}
+
+template <class T>
+T fromHost(const HostArray& array) {
+  if constexpr (std::is_same_v<T, HostArray>) {
+    return array;
+  } else if constexpr (std::is_same_v<T, bool>) {
+    return array.scalarValue() != 0;
+  } else if constexpr (std::is_same_v<T, std::string>) {
+    return array.toText();
+  } else if constexpr (std::is_enum_v<T>) {
+    const auto value = EmbeddedTypeSystem::enumValue<T>(array.toText());
+    if (!value) tessel::raiseError("Tessel:invalidEnumValue", "Unknown value '" + array.toText() + "'.");
+    return *value;
+  } else {
+    return static_cast<T>(array.scalarValue());
+  }
+}
+
+// ---------------------------------------------------------------------------------------------------------- properties
+
+/// One property of a class that wraps a T. `dependents` are properties that show the same fact and change with it.
+template <class T>
+struct Property {
+  const char* name;
+  const char* type;
+  std::function<HostArray(T&)> get;
+  std::function<void(T&, const HostArray&)> set;  ///< empty: read-only
+  const char* help;
+  std::initializer_list<const char*> dependents = {};
+  bool hidden = false;
+};
+
+namespace detail {
+
+template <class>
+struct MemberTraits;
+template <class C, class R, class... A>
+struct MemberTraits<R (C::*)(A...)> {
+  using Class = C;
+  template <std::size_t I>
+  using Argument = std::decay_t<std::tuple_element_t<I, std::tuple<A...>>>;
+};
+template <class C, class R, class... A>
+struct MemberTraits<R (C::*)(A...) const> : MemberTraits<R (C::*)(A...)> {};
+
+}  // namespace detail
+
+/// A getter made from a member function of T or of a base of T, or from a function of a T.
+template <class T, auto Getter>
+HostArray get(T& object) {
+  return toHost(std::invoke(Getter, std::as_const(object)));
+}
+
+/// A setter made from a member function with one argument.
+template <class T, auto Setter>
+void set(T& object, const HostArray& value) {
+  using Argument = typename detail::MemberTraits<decltype(Setter)>::template Argument<0>;
+  (object.*Setter)(fromHost<Argument>(value));
+}
+
+template <class T>
+void addProperty(HostClass& hostClass, const Property<T>& row) {
+  tessel::PropertyInfo info{row.name, row.type, {}, {}, row.help, row.hidden};
+  info.get = [get = row.get](HostObject& object) { return translated([&] { return get(valueOf<T>(object)); }); };
+  if (row.set) {
+    info.set = [set = row.set, name = std::string(row.name),
+                dependents = std::vector<std::string>(row.dependents.begin(), row.dependents.end())](
+                   HostObject& object, const HostArray& value) {
+      translated([&] { set(valueOf<T>(object), value); });
+      object.signalPropertyChange(name);
+      for (const std::string& dependent : dependents) object.signalPropertyChange(dependent);
+    };
+  }
+  hostClass.addProperty(std::move(info));
+}
+
+template <class T>
+void addProperties(HostClass& hostClass, std::span<const Property<T>> rows) {
+  for (const Property<T>& row : rows) addProperty(hostClass, row);
+}
+
+// ------------------------------------------------------------------------------------------------------------- methods
+
+/// One method. `inputs[0]` need not be the object: operators dispatch on either operand. Returns no array for methods
+/// without a result.
+struct Method {
+  const char* name;
+  int minInputs, maxInputs;  ///< the object included; −1: any number
+  int maxOutputs;
+  Arrays (*call)(Arrays& inputs, int outputCount);
+  const char* help;
+  bool changesObject = false;
+  bool hidden = false;
+};
+
+void addMethods(HostClass& hostClass, std::span<const Method> rows);
+
+/// Registers the enumerated type of a table with the host, unless a look-up finds it, and returns its name there.
+const std::string& registeredEnum(const EmbeddedTypeSystem::EnumTable& table);
+
+/// Finds a row by name without regard to case, as in name/value pairs; null when there is none.
+template <class T>
+const Property<T>* findRow(std::span<const Property<T>> rows, std::string_view name);
+
+bool equalIgnoringCase(std::string_view a, std::string_view b);
+
+template <class T>
+const Property<T>* findRow(std::span<const Property<T>> rows, std::string_view name) {
+  for (const Property<T>& row : rows) {
+    if (equalIgnoringCase(row.name, name)) return &row;
+  }
+  return nullptr;
+}
+
+}  // namespace embedded::host

@@ -1,0 +1,262 @@
+#include "qfcore/host/constructors.h"
+
+#include <optional>
+#include <vector>
+
+#include "qfcore/host/FiObjClass.h"
+#include "qfcore/host/FimathObjClass.h"
+#include "qfcore/host/NumericTypeObjClass.h"
+#include "tessel/interpreter.h"
+
+namespace embedded::host {
+
+namespace {
+
+using EmbeddedTypeSystem::DataTypeEnum;
+using EmbeddedTypeSystem::ScalingEnum;
+using EmbeddedTypeSystem::SignedEnum;
+
+constexpr Message kBadTypeSignature{"numforge:numerictype:constructor:badsignature",
+                                    "NUMERICTYPE constructor signature not recognized."};
+constexpr Message kBadMathSignature{"numforge:fimath:constructor:badsignature",
+                                    "FIMATH constructor signature not recognized."};
+constexpr Message kBadFiSignature{"numforge:fi:constructor:badsignature", "FI constructor signature not recognized."};
+constexpr Message kBadPrefSignature{
+    "numforge:fipref:badsignature", "FIPREF takes no arguments, or 'LoggingMode' and 'On' or 'Off'."};
+constexpr Message kNotNumeric{"numforge:fi:constructor:numeric", "FI constructor only valid for numeric data"};
+constexpr Message kUnknownProperty{"numforge:constructor:unknownproperty", "There is no property '%s'."};
+
+bool isNumber(const HostArray& array) {
+  return (array.isNumeric() || array.isLogical()) && array.isScalar() && !array.isComplex();
+}
+
+/// Name/value pairs from `first` on. Raises `Bad` when they are not pairs.
+template <const Message& Bad>
+std::vector<std::pair<std::string, HostArray>> pairsFrom(const Arrays& inputs, std::size_t first) {
+  if ((inputs.size() - first) % 2 != 0) fail<Bad>();
+  std::vector<std::pair<std::string, HostArray>> pairs;
+  for (std::size_t i = first; i < inputs.size(); i += 2) {
+    if (!inputs[i].isText()) fail<Bad>();
+    pairs.emplace_back(inputs[i].toText(), inputs[i + 1]);
+  }
+  return pairs;
+}
+
+/// Sets a property by its name in any case on a wrapped object, with the host's check of the value.
+template <class T>
+bool setByName(std::span<const Property<T>> rows, HostArray& object, std::string_view name, const HostArray& value) {
+  const Property<T>* row = findRow(rows, name);
+  if (row) tessel::setProperty(object, row->name, value);
+  return row != nullptr;
+}
+
+int integerArgument(const HostArray& array, const char* name) {
+  const double value = isNumber(array) ? array.realAt(0) : 0.5;
+  if (value != static_cast<int>(value)) {
+    tessel::raiseError("numforge:constructor:notinteger", std::string(name) + " must be an integer scalar.");
+  }
+  return static_cast<int>(value);
+}
+
+double numberArgument(const HostArray& array, const char* name) {
+  if (!isNumber(array)) {
+    tessel::raiseError("numforge:constructor:notscalar", std::string(name) + " must be a real scalar.");
+  }
+  return array.realAt(0);
+}
+
+/// Sign, word length and scaling from the arguments `first` up to `last`: (s), (s,w), (s,w,f) or (s,w,slope,bias). What
+/// is not given keeps its default; the scaling stays unspecified without a fraction length or a slope.
+NumericType typeFromLengths(const Arrays& inputs, std::size_t first, std::size_t last) {
+  NumericType type;
+  const std::size_t count = last - first;
+  type.setSignedEnum(inputs[first], "NUMERICTYPE");
+  if (count > 1) {
+    const int wordLength = integerArgument(inputs[first + 1], "WordLength");
+    if (!type.setWordLength(wordLength)) {
+      tessel::raiseError("Numforge:numerictype:InvalidSetting", "The WordLength must be between 1 and 65535.");
+    }
+  }
+  if (count < 3) {
+    type.setScaling(ScalingEnum::Unspecified);
+  } else if (count == 3) {
+    type.setFractionLength(integerArgument(inputs[first + 2], "FractionLength"));
+  } else {
+    type.setScaling(ScalingEnum::SlopeBias);
+    type.setSlope(numberArgument(inputs[first + 2], "Slope"));
+    type.setBias(numberArgument(inputs[first + 3], "Bias"));
+  }
+  return type;
+}
+
+/// How many arguments from `first` on are no text: the positional ones.
+std::size_t positionalEnd(const Arrays& inputs, std::size_t first) {
+  while (first < inputs.size() && !inputs[first].isText()) ++first;
+  return first;
+}
+
+Arrays makeNumericType(Arrays& inputs, int) {
+  NumericType type;
+  std::size_t next = positionalEnd(inputs, 0);
+  // An empty array is an unspecified sign, the empty text a name: only the place tells them apart.
+  if (next == 1 && unwrapped<NumericType>(inputs[0])) {
+    type = *unwrapped<NumericType>(inputs[0]);
+  } else if (next > 4) {
+    fail<kBadTypeSignature>();
+  } else if (next > 0) {
+    type = typeFromLengths(inputs, 0, next);
+  } else if (inputs.size() % 2 == 1) {
+    const auto dataType = EmbeddedTypeSystem::enumValue<DataTypeEnum>(inputs[0].toText());
+    if (!dataType) fail<kBadTypeSignature>();
+    type.setDataType(*dataType);
+    next = 1;
+  }
+  HostArray object = wrap(std::move(type));
+  for (const auto& [name, value] : pairsFrom<kBadTypeSignature>(inputs, next)) {
+    if (!setByName(NumericTypeObjClass::properties(), object, name, value)) fail<kUnknownProperty>(name.c_str());
+  }
+  return {std::move(object)};
+}
+
+Arrays makeFimath(Arrays& inputs, int) {
+  fimath math;
+  std::size_t next = 0;
+  if (!inputs.empty() && unwrapped<fimath>(inputs[0])) math = *unwrapped<fimath>(inputs[next++]);
+  HostArray object = wrap(std::move(math));
+  for (const auto& [name, value] : pairsFrom<kBadMathSignature>(inputs, next)) {
+    if (!setByName(FimathObjClass::properties(), object, name, value)) fail<kUnknownProperty>(name.c_str());
+  }
+  return {std::move(object)};
+}
+
+// ------------------------------------------------------------------------------------------------------------------ fi
+
+/// What a call of `fi` asks for, before there is an array.
+struct FiRequest {
+  HostArray value;
+  HostArray type = wrap(NumericType());
+  HostArray math = wrap(fimath());
+  bool typeGiven = false;
+  std::vector<std::pair<std::string, HostArray>> later;  ///< pairs that concern the finished array
+};
+
+void takePositional(FiRequest& request, const Arrays& inputs, std::size_t end) {
+  std::size_t next = 1;
+  if (next < end && unwrapped<NumericType>(inputs[next])) {
+    request.type = wrap(NumericType(*unwrapped<NumericType>(inputs[next++])));
+    request.typeGiven = true;
+  } else if (next < end && !inputs[next].isObject()) {
+    std::size_t last = next;
+    while (last < end && last < next + 4 && !inputs[last].isObject()) ++last;
+    request.type = wrap(typeFromLengths(inputs, next, last));
+    request.typeGiven = true;
+    next = last;
+  }
+  if (next < end && unwrapped<fimath>(inputs[next])) request.math = wrap(fimath(*unwrapped<fimath>(inputs[next++])));
+  if (next < end) fail<kBadFiSignature>();
+}
+
+/// Pairs that name a property of the type or of the math settings take effect before the value is quantized.
+void takePairs(FiRequest& request, const Arrays& inputs, std::size_t first) {
+  for (auto& [name, value] : pairsFrom<kBadFiSignature>(inputs, first)) {
+    if (setByName(FimathObjClass::properties(), request.math, name, value)) continue;
+    if (equalIgnoringCase(name, "fimath")) {
+      request.math = wrap(fimath(fimathArgument(value)));
+    } else if (equalIgnoringCase(name, "numerictype")) {
+      request.type = wrap(NumericType(numericTypeArgument(value)));
+      request.typeGiven = true;
+    } else if (const Property<NumericType>* row = findRow(NumericTypeObjClass::properties(), name)) {
+      NumericType& type = *unwrapped<NumericType>(request.type);
+      const bool setsScaling = equalIgnoringCase(name, "FractionLength") || equalIgnoringCase(name, "BinaryPoint") ||
+                               equalIgnoringCase(name, "FixedExponent");
+      const bool setsSlope = equalIgnoringCase(name, "Slope") || equalIgnoringCase(name, "Bias") ||
+                             equalIgnoringCase(name, "SlopeAdjustmentFactor");
+      if (setsScaling && type.isScalingUnspecified()) type.setScaling(ScalingEnum::BinaryPoint);
+      if (setsSlope) type.setScaling(ScalingEnum::SlopeBias);
+      tessel::setProperty(request.type, row->name, value);
+      request.typeGiven = true;
+    } else if (const Property<fi>* own = findRow(FiObjClass::properties(), name)) {
+      request.later.emplace_back(own->name, value);
+    } else {
+      fail<kUnknownProperty>(name.c_str());
+    }
+  }
+}
+
+fi quantizedValue(const FiRequest& request) {
+  const NumericType& type = *unwrapped<NumericType>(request.type);
+  const fimath& math = *unwrapped<fimath>(request.math);
+  if (const fi* source = unwrapped<fi>(request.value)) {
+    fi value(*source);
+    value.setFimath(math);
+    if (request.typeGiven) value.setNumericType(type);
+    return value;
+  }
+  if (!request.value.isNumeric() && !request.value.isLogical()) fail<kNotNumeric>();
+  fi value(&request.value, type, math);
+  value.setAutoScaled(type.isScalingUnspecified());
+  return value;
+}
+
+Arrays makeFi(Arrays& inputs, int) {
+  if (inputs.empty()) return {toHost(fi())};
+  FiRequest request;
+  request.value = inputs[0];
+  if (const fi* source = unwrapped<fi>(inputs[0])) {
+    request.math = wrap(fimath(source->getFimath()));
+    request.type = wrap(NumericType(source->getNumericType()));
+  } else {
+    unwrapped<NumericType>(request.type)->setScaling(ScalingEnum::Unspecified);
+  }
+  const std::size_t positional = positionalEnd(inputs, 1);
+  takePositional(request, inputs, positional);
+  takePairs(request, inputs, positional);
+  HostArray object = toHost(quantizedValue(request));
+  for (const auto& [name, value] : request.later) tessel::setProperty(object, name, value);
+  return {std::move(object)};
+}
+
+// -------------------------------------------------------------------------------------------------------------- fipref
+
+Arrays fiPreferences(Arrays& inputs, int) {
+  if (inputs.size() == 2) {
+    const bool texts = inputs[0].isText() && inputs[1].isText();
+    const std::string value = texts ? inputs[1].toText() : "";
+    const bool on = equalIgnoringCase(value, "On");
+    if (!texts || !equalIgnoringCase(inputs[0].toText(), "LoggingMode") || (!on && !equalIgnoringCase(value, "Off"))) {
+      fail<kBadPrefSignature>();
+    }
+    qlogger::setLogging(on);
+    return {};
+  }
+  if (!inputs.empty()) fail<kBadPrefSignature>();
+  HostArray preferences = HostArray::structure();
+  preferences.mutableFieldAt("LoggingMode") = HostArray::text(qlogger::getLogging() ? "On" : "Off");
+  return {std::move(preferences)};
+}
+
+const Method kFunctions[] = {
+    {"numerictype", 0, -1, 1, makeNumericType,
+     "numerictype, numerictype(s, w), numerictype(s, w, f), numerictype(s, w, slope, bias), numerictype('double'), "
+     "each with name/value pairs: a numeric type. Without a fraction length or slope the scaling is unspecified."},
+    {"fimath", 0, -1, 1, makeFimath, "fimath, fimath(name, value, ...): math settings."},
+    {"fi", 0, -1, 1, makeFi,
+     "fi, fi(v), fi(v, s), fi(v, s, w), fi(v, s, w, f), fi(v, s, w, slope, bias), fi(v, T), fi(v, T, F), each with "
+     "name/value pairs: an array of fixed-point values. Without a scaling the values choose the best precision."},
+    {"fipref", 0, 2, 1, fiPreferences,
+     "fipref('LoggingMode', 'On') and 'Off' switch logging; fipref shows the setting."},
+};
+
+}  // namespace
+
+void registerConstructors() {
+  for (const Method& row : kFunctions) {
+    tessel::registerFunction({row.name,
+                              [call = row.call](Arrays& inputs, int outputCount) {
+                                return translated([&] { return call(inputs, outputCount); });
+                              },
+                              row.minInputs, row.maxInputs, row.maxOutputs, row.help});
+  }
+}
+
+}  // namespace embedded::host

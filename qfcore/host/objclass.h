@@ -1,0 +1,57 @@
+/// The binding class of a host class: a singleton that creates it in the package `embedded` and fills it from tables.
+#pragma once
+
+#include <memory>
+
+#include "qfcore/host/binding.h"
+#include "tessel/objects.h"
+
+namespace embedded::host {
+
+/// The package that holds the module's classes, created when needed.
+tessel::Package& getEmbeddedPackage();
+/// Asks the package to forget its classes.
+void terminateEmbeddedPackage();
+
+/// `Derived` names the class (`kName`), its superclass (`superclass()`) and fills it (`init()`); its objects wrap a
+/// `Value`, seen by the rows as a `Base`. Objects are made by `Derived::createClassSpecificObject(arguments)`.
+template <class Derived, class Value, class Base = Value>
+class ObjClass {
+ public:
+  ObjClass(const ObjClass&) = delete;
+  ObjClass& operator=(const ObjClass&) = delete;
+
+  /// The one instance; creating it creates the host class.
+  static Derived& getInstance() {
+    if (!instance()) instance().reset(new Derived);
+    return *instance();
+  }
+  /// Forgets the instance; the host class lives on in its package until that terminates.
+  static void deleteInstance() {
+    hostClassOf<Value> = nullptr;
+    instance().reset();
+  }
+  HostClass& hostClass() const { return *hostClass_; }
+
+ protected:
+  explicit ObjClass(const HostClass* superclass = nullptr)
+      : hostClass_(&getEmbeddedPackage().createClass(Derived::kName, superclass)) {
+    hostClassOf<Value> = hostClass_;
+    hostClass_->setFactory([](Arrays& arguments) {
+      return translated([&] { return Derived::createClassSpecificObject(arguments); });
+    });
+  }
+  static std::shared_ptr<HostObject> make(Value value) {
+    return std::make_shared<Wrapped<Value, Base>>(*hostClassOf<Value>, std::move(value));
+  }
+
+ private:
+  static std::unique_ptr<Derived>& instance() {
+    static std::unique_ptr<Derived> object;
+    return object;
+  }
+
+  HostClass* hostClass_;
+};
+
+}  // namespace embedded::host
