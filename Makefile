@@ -4,9 +4,9 @@ preset ?= release
 PREFIX ?= /usr/local
 cores := $(shell nproc)
 release := build/release
-sources = find tessel qfcore tests bench examples -name '*.cpp' -o -name '*.h'
+sources = find tessel qfcore tests bench examples docs -name '*.cpp' -o -name '*.h'
 
-.PHONY: build run test bench install setup setup-check format check-format check-clang tidy clean
+.PHONY: build run test bench docs install setup setup-check format check-format check-clang tidy clean
 .DEFAULT_GOAL := build
 
 build: $(release)/build.ninja
@@ -22,6 +22,10 @@ test: build/$(preset)/build.ninja
 bench: $(release)/build.ninja
 	cmake --build --preset release --target bench
 	$(release)/bin/bench
+
+docs: $(release)/build.ninja
+	cmake --build --preset release --target reference
+	$(release)/bin/reference docs/reference
 
 install: build
 	cmake --install $(release) --prefix "$(PREFIX)"

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <string>
 #include <vector>
 
 namespace bench {
@@ -18,12 +19,14 @@ struct Contender {
 
 /// One job, done by several. The first contender is the reference that the others are compared with.
 struct Job {
-  const char* name;
+  std::string name;
   std::vector<Contender> contenders;
   std::vector<std::size_t> elementCounts = {1'000, 100'000, 10'000'000};
 };
 
 /// One table a file; main() runs them all in this order.
 std::vector<Job> quantizeJobs();
+std::vector<Job> additionJobs();
+std::vector<Job> wideJobs();
 
 }  // namespace bench

@@ -105,6 +105,10 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&count, arguments.data());
   if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
 
-  TableReporter reporter(registerJobs(bench::quantizeJobs()));
+  std::vector<bench::Job> jobs;
+  for (const auto& table : {bench::quantizeJobs(), bench::additionJobs(), bench::wideJobs()}) {
+    jobs.insert(jobs.end(), table.begin(), table.end());
+  }
+  TableReporter reporter(registerJobs(jobs));
   benchmark::RunSpecifiedBenchmarks(&reporter);
 }

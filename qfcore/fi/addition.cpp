@@ -1,24 +1,15 @@
 /// Addition and subtraction: element by element through the sum register, and by blocks over doubles.
 #include <algorithm>
-#include <array>
 
 #include "qfcore/fi/arithmeticstate.h"
-#include "qfcore/fi/fi.h"
-#include "qfcore/number/vectorised.h"
+#include "qfcore/fi/blocks.h"
+#include "qfcore/fi/messages.h"
+#include "qfcore/fi/resulttypes.h"
+#include "qfcore/fi/scratch.h"
 
 namespace embedded {
 
 namespace {
-
-constexpr Message kComplexSlopeBias{
-    "numforge:fi:complexslopebiasnotdefined",
-    "Function '%s' is not defined for complex-value FI objects with slope and bias scaling."};
-constexpr Message kCastBeforeSumFalse{
-    "numforge:fi:castbeforesumfalseslopebiasnotdefined",
-    "Function '%s' is not defined for FI objects with slope and bias scaling when CastBeforeSum is false."};
-
-/// A sum of operands whose grids lie further apart than this is rounded before its quantization.
-constexpr int kMaxSumPrecision = 1 << 20;
 
 struct Add {
   static constexpr const char* kName = "plus";
@@ -34,57 +25,13 @@ struct Subtract {
   static double netBias(const SlopeBiasFactors& factors) { return factors.netBiasMinus; }
 };
 
-/// Bits that hold both operands, the register's values, and where nothing is cast first their exact sum.
-unsigned sumPrecision(const NumericType& a, const NumericType& b, const NumericType& result, bool castBeforeSum) {
-  unsigned precision = std::max({fi::precisionOf(a), fi::precisionOf(b), fi::precisionOf(result)});
-  if (!castBeforeSum && a.isFixed() && b.isFixed()) {
-    const int integer = std::max(a.wordLength() - a.fractionLength(), b.wordLength() - b.fractionLength());
-    const int exact = integer + std::max(a.fractionLength(), b.fractionLength()) + 1;
-    precision = std::max(precision, static_cast<unsigned>(std::min(exact, kMaxSumPrecision)));
-  }
-  return precision;
-}
-
 void refuseSlopeBias(const fi& a, const fi& b, bool isComplex, const char* name) {
-  if (isComplex) fail<kComplexSlopeBias>(name);
-  if (!a.getFimath().castBeforeSum() || !b.getFimath().castBeforeSum()) fail<kCastBeforeSumFalse>(name);
+  if (isComplex) fail<message::complexSlopeBias>(name);
+  if (!a.getFimath().castBeforeSum() || !b.getFimath().castBeforeSum()) fail<message::castBeforeSumFalse>(name);
 }
 
-// ------------------------------------------------------------------------------------------------ blocks of doubles
-
-/// One part of an operand: an array, or one value that stands for every element.
-struct Addend {
-  const double* values;
-  bool isScalar;
-
-  Addend(const number& part, bool isMissing, bool isScalarOperand)
-      : values(isMissing ? &kZero : part.doubles()), isScalar(isMissing || isScalarOperand) {}
-  const double* at(std::size_t first) const { return isScalar ? values : values + first; }
-
- private:
-  static constexpr double kZero = 0;
-};
-
-template <class Operation, bool AIsScalar, bool BIsScalar>
-QFCORE_VECTORISED void combine(double* result, const double* a, const double* b, std::size_t count) {
-  for (std::size_t i = 0; i < count; ++i) {
-    result[i] = Operation::apply(a[AIsScalar ? 0 : i], b[BIsScalar ? 0 : i]);
-  }
-}
-
-template <class Operation>
-void combine(double* result, const double* a, bool aIsScalar, const double* b, bool bIsScalar, std::size_t count) {
-  if (aIsScalar && bIsScalar) return combine<Operation, true, true>(result, a, b, count);
-  if (aIsScalar) return combine<Operation, true, false>(result, a, b, count);
-  if (bIsScalar) return combine<Operation, false, true>(result, a, b, count);
-  combine<Operation, false, false>(result, a, b, count);
-}
-
-/// Whether every value of `inner` is one of `outer`, both double-backed fixed-point formats.
-bool contains(const quantizer& outer, const quantizer& inner) {
-  return outer.fractionLength() >= inner.fractionLength() && outer.doubleFormat().min <= inner.doubleFormat().min &&
-         outer.doubleFormat().max >= inner.doubleFormat().max;
-}
+// ------------------------------------------------------------------------------------------------ blocks of
+// doubles
 
 /// Which quantizations of a sum change nothing and have nothing to record.
 struct Identities {
@@ -100,22 +47,17 @@ Identities identities(const fi& a, const fi& b, const fi& sumRegister) {
                         b.getNumericType().isFixed();
   if (!provable) return {!cast, !cast, false};
   const bool aFits = contains(q, qa), bFits = contains(q, qb);
-  const DoubleFormat &fa = qa.doubleFormat(), &fb = qb.doubleFormat();
-  const double low = std::min(Operation::apply(fa.min, fb.min), Operation::apply(fa.min, fb.max));
-  const double high = std::max(Operation::apply(fa.max, fb.min), Operation::apply(fa.max, fb.max));
-  const bool sumFits = aFits && bFits && low >= q.doubleFormat().min && high <= q.doubleFormat().max;
-  return {!cast || aFits, !cast || bFits, sumFits};
+  return {!cast || aFits, !cast || bFits, aFits && bFits && containsSums<Operation>(q, qa, qb)};
 }
 
 /// result = quantized(cast(a) ± cast(b)), in blocks that stay in the first-level cache.
 template <class Operation>
-void sumArrays(const Addend& a, const Addend& b, const Identities& identity, const quantizer& q, double* result,
-               std::size_t count) {
-  constexpr std::size_t kBlock = 1024;
-  std::array<double, kBlock> castA, castB;
+void sumArrays(const BlockOperand& a, const BlockOperand& b, const Identities& identity, const quantizer& q,
+               double* result, std::size_t count) {
+  Block castA, castB;
   for (std::size_t first = 0; first < count; first += kBlock) {
     const std::size_t size = std::min(kBlock, count - first);
-    const auto prepared = [&](const Addend& addend, bool isIdentity, double* buffer) {
+    const auto prepared = [&](const BlockOperand& addend, bool isIdentity, double* buffer) {
       const double* source = addend.at(first);
       if (isIdentity) return source;
       if (addend.isScalar) {
@@ -128,13 +70,10 @@ void sumArrays(const Addend& a, const Addend& b, const Identities& identity, con
     };
     const double* left = prepared(a, identity.castA, castA.data());
     const double* right = prepared(b, identity.castB, castB.data());
-    combine<Operation>(result + first, left, a.isScalar && identity.castA, right, b.isScalar && identity.castB, size);
+    combine<Operation>(result + first, left, a.isScalar && identity.castA, right, b.isScalar && identity.castB,
+                       size);
     if (!identity.sum) q.quantize(result + first, size);
   }
-}
-
-bool areDoubles(const fi& x) {
-  return x.realPart().gettype() == kDoubleRepresentation && !fi::elementPathOnly();
 }
 
 }  // namespace
@@ -145,18 +84,23 @@ fi fi::initializeSumRegister(const NumericType& type, const fimath& math, unsign
             std::max(operandPrecision, precisionOf(type)));
 }
 
-void fi::finishSum(fi& result, fi& sumRegister, const char* name) const {
-  const qlogger& record = sumRegister.getQlogger();
+void fi::finishRegister(fi* result, fi& finished, const char* name,
+                        std::unique_ptr<fi> ArithmeticState::*kept) const {
+  const qlogger& record = finished.getQlogger();
   if (!record.isOn()) return;
-  const qlogger& own = result.getQlogger();
-  own.merge(record);
-  own.takeNewOverflows();
-  own.takeNewUnderflows();
-  if (qlogger::getLogType() == LogTypeEnum::Global) qlogger::global(OperationTypeEnum::Sum)->merge(record);
-  reportNewCounts({&record}, name);
-  std::unique_ptr<fi>& kept = arithmeticState().sumRegister;
-  if (kept) record.merge(kept->getQlogger());
-  kept = std::make_unique<fi>(std::move(sumRegister));
+  if (result) {
+    const qlogger& own = result->getQlogger();
+    own.merge(record);
+    own.takeNewOverflows();
+    own.takeNewUnderflows();
+  }
+  const OperationTypeEnum kind = record.operationType();
+  if (qlogger::getLogType() == LogTypeEnum::Global) qlogger::global(kind)->merge(record);
+  reportNewCounts({&record}, name,
+                  kind == OperationTypeEnum::Product ? ReportKind::Product : ReportKind::Plain);
+  std::unique_ptr<fi>& before = arithmeticState().*kept;
+  if (before) record.merge(before->getQlogger());
+  before = std::make_unique<fi>(std::move(finished));
 }
 
 template <class Operation>
@@ -178,20 +122,19 @@ fi fi::sumOrDifference(const fi& b) const {
   } else {
     sumByElements<Operation>(b, sumRegister, result);
   }
-  finishSum(result, sumRegister, Operation::kName);
+  finishRegister(&result, sumRegister, Operation::kName, &ArithmeticState::sumRegister);
   return result;
 }
 
 template <class Operation>
 void fi::sumByBlocks(const fi& b, fi& sumRegister, fi& result) const {
   const Identities identity = identities<Operation>(*this, b, sumRegister);
-  const auto sumPart = [&](number& target, const number& left, const number& right) {
-    if (result.numel_ == 0) return;
-    const Addend x(left, left.isempty(), isscalar()), y(right, right.isempty(), b.isscalar());
-    sumArrays<Operation>(x, y, identity, sumRegister.assignmentQuantizer_, target.doubles(), result.numel_);
+  const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right) {
+    sumArrays<Operation>(left, right, identity, sumRegister.assignmentQuantizer_, target.doubles(),
+                         result.numel_);
   };
-  sumPart(result.realPart_, realPart_, b.realPart_);
-  if (result.iscomplex()) sumPart(result.imagPart_, imagPart_, b.imagPart_);
+  sumPart(result.realPart_, BlockOperand::real(*this), BlockOperand::real(b));
+  if (result.iscomplex()) sumPart(result.imagPart_, BlockOperand::imag(*this), BlockOperand::imag(b));
   result.getQlogger().nMathOperationsPlus(result.numel_);
 }
 
@@ -253,7 +196,8 @@ void fi::oneBinaryPointSum(const fi& a, const fi& b, fi& sumRegister, number& sc
   sumPart(sumRegister.imagPart_, a.isreal() ? nullptr : &a.imagPart_, b.isreal() ? nullptr : &b.imagPart_);
 }
 
-// ------------------------------------------------------------------------------------------------------ slope and bias
+// ------------------------------------------------------------------------------------------------------ slope
+// and bias
 
 namespace {
 
@@ -283,7 +227,8 @@ double correctionFactor(const NumericType& result, const NumericType& operand) {
 bool fi::needToInitSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const {
   const auto& factors = arithmeticState().slopeBias;
   return !factors || !factors->left.isequivalent(getNumericType()) ||
-         !factors->right.isequivalent(b.getNumericType()) || !factors->result.isequivalent(result.getNumericType());
+         !factors->right.isequivalent(b.getNumericType()) ||
+         !factors->result.isequivalent(result.getNumericType());
 }
 
 void fi::initSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const {
@@ -332,7 +277,8 @@ void fi::oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister) {
   q.quantize(sum);
 }
 
-// ------------------------------------------------------------------------------------------------- public operations
+// ------------------------------------------------------------------------------------------------- public
+// operations
 
 fi fi::plus(const fi& b) const { return sumOrDifference<Add>(b); }
 fi fi::minus(const fi& b) const { return sumOrDifference<Subtract>(b); }
@@ -367,7 +313,8 @@ fi& fi::inPlace(const fi& b) {
       sumPrecision(getNumericType(), b.getNumericType(), getNumericType(), fimath_.castBeforeSum());
   number scratch(0.0, precision, number::getDefaultForceMultiplePrecision());
   if (b.iscomplex() && isreal()) coordinateComplexity(true, numel_);
-  // This array is the register wherever its storage holds the exact sum; otherwise a wider one stands in for it.
+  // This array is the register wherever its storage holds the exact sum; otherwise a wider one stands in for
+  // it.
   fi wider = initializeSumRegister(getNumericType(), fimath_, precision, iscomplex());
   const bool isOwnRegister = precision <= std::max(realPart_.getprecision(), kMaxDoublePrecision) || slopeBias;
   for (unsigned k = 0; k < numel_; ++k) {
@@ -383,30 +330,130 @@ fi& fi::inPlace(const fi& b) {
 fi& fi::operator+=(const fi& b) { return inPlace<Add>(b); }
 fi& fi::operator-=(const fi& b) { return inPlace<Subtract>(b); }
 
-fi fi::leadingdimension_sum() const {
-  Shape dims = dims_;
-  if (dims[0] < 2 && dims[1] == 0) dims[1] = 1;
-  dims[0] = 1;
-  const unsigned numDims = static_cast<unsigned>(dims.size());
-  if (isempty()) return fi(dims.data(), numDims, getNumericType(), fimath_, iscomplex(), tag(), OperationTypeEnum::Sum);
+namespace {
 
-  const NumericType type = getNumericTypeForLeadingDimensionSum();
+/// Sums along one dimension: of `length` elements that stand `stride` apart.
+struct Fibers {
+  std::size_t stride, length, count;
+  std::size_t first(std::size_t k) const { return k % stride + k / stride * stride * length; }
+};
+
+/// Sums of doubles, each started at 0 and quantized after every term. Neighbouring fibers sum in step.
+class FiberSums {
+ public:
+  FiberSums(const Fibers& fibers, const Identities& identity, const quantizer& q)
+      : fibers_(fibers), identity_(identity), q_(q) {}
+
+  void run(const double* values, double* sums) const {
+    if (fibers_.stride == 1) {
+      for (std::size_t k = 0; k < fibers_.count; ++k) sums[k] = alongBlock(values + k * fibers_.length);
+      return;
+    }
+    for (std::size_t k = 0; k < fibers_.count; k += fibers_.stride) {
+      for (std::size_t first = 0; first < fibers_.stride; first += kBlock) {
+        inStep(values + fibers_.first(k) + first, sums + k + first, std::min(kBlock, fibers_.stride - first));
+      }
+    }
+  }
+
+ private:
+  const double* castTerms(const double* values, Block& room, std::size_t count) const {
+    if (identity_.castB) return values;
+    std::copy_n(values, count, room.data());
+    q_.quantize(room.data(), count);
+    return room.data();
+  }
+
+  double alongBlock(const double* values) const {
+    Block room;
+    double sum = 0;
+    for (std::size_t first = 0; first < fibers_.length; first += kBlock) {
+      const std::size_t count = std::min(kBlock, fibers_.length - first);
+      const double* terms = castTerms(values + first, room, count);
+      for (std::size_t k = 0; k < count; ++k) {
+        sum += terms[k];
+        if (!identity_.sum) q_.quantize(&sum, 1);
+      }
+    }
+    return sum;
+  }
+
+  void inStep(const double* values, double* sums, std::size_t count) const {
+    Block room;
+    std::fill_n(sums, count, 0.0);
+    for (std::size_t k = 0; k < fibers_.length; ++k) {
+      combine<Add, false, false>(sums, sums, castTerms(values + k * fibers_.stride, room, count), count);
+      if (!identity_.sum) q_.quantize(sums, count);
+    }
+  }
+
+  Fibers fibers_;
+  Identities identity_;
+  const quantizer& q_;
+};
+
+/// Whether the type holds every partial sum of `terms` values of the array's type.
+Identities sumIdentities(const fi& x, std::size_t terms, const quantizer& q) {
+  const bool cast = x.getFimath().castBeforeSum();
+  if (q.logger().isOn() || !q.numericType().isFixed() || !x.getNumericType().isFixed())
+    return {false, !cast, false};
+  const quantizer& own = x.getAssignmentQuantizer();
+  const DoubleFormat &format = own.doubleFormat(), &sums = q.doubleFormat();
+  const bool holds = contains(q, own);
+  const auto count = static_cast<double>(terms);
+  return {false, !cast || holds, holds && format.min * count >= sums.min && format.max * count <= sums.max};
+}
+
+}  // namespace
+
+fi fi::leadingdimension_sum() const { return sumAlong(1); }
+
+fi fi::sumAlong(unsigned dimension) const {
+  const unsigned length = getDimension(dimension);
+  Shape dims = dims_;
+  if (dimension <= dims.size()) dims[dimension - 1] = 1;
+  if (dimension == 1 && dims_[0] < 2 && dims[1] == 0) dims[1] = 1;
+  while (dims.size() > 2 && dims.back() == 1) dims.pop_back();
+  const auto numDims = static_cast<unsigned>(dims.size());
+  if (isempty())
+    return fi(dims.data(), numDims, getNumericType(), fimath_, iscomplex(), tag(), OperationTypeEnum::Sum);
+
+  errorIfBooleanMath(*this);
+  errorIfSlopeBiasMath(*this);
+  const NumericType type = arithmeticState().sumType =
+      resulttypes::sumOfTerms(getNumericType(), length, fimath_);
   fi result(dims.data(), numDims, type, fimath_, iscomplex(), tag(), OperationTypeEnum::Sum);
   const unsigned precision = sumPrecision(type, getNumericType(), type, fimath_.castBeforeSum());
   fi sumRegister = initializeSumRegister(type, fimath_, precision, iscomplex());
-  number scratch(0.0, precision, number::getDefaultForceMultiplePrecision());
-  for (unsigned column = 0; column < cols_; ++column) {
+  Fibers fibers{1, length, numel_ / length};
+  for (unsigned d = 0; d + 1 < dimension && d < dims_.size(); ++d) fibers.stride *= dims_[d];
+
+  if (precision <= kMaxDoublePrecision && areDoubles(*this) && areDoubles(result)) {
+    const quantizer& q = sumRegister.assignmentQuantizer_;
+    const FiberSums sums(fibers, sumIdentities(*this, length, q), q);
+    sums.run(valuesOf(*this, realPart_), result.realPart_.doubles());
+    if (iscomplex()) sums.run(valuesOf(*this, imagPart_), result.imagPart_.doubles());
+    sumRegister.getQlogger().nMathOperationsPlus(numel_);
+  } else {
+    sumFibers(fibers.stride, length, sumRegister, result);
+  }
+  finishRegister(&result, sumRegister, "sum", &ArithmeticState::sumRegister);
+  return result;
+}
+
+void fi::sumFibers(std::size_t stride, std::size_t length, fi& sumRegister, fi& result) const {
+  const Fibers fibers{stride, length, result.numel_};
+  Scratch scratch(sumRegister.realPart_.getprecision());
+  for (unsigned k = 0; k < result.numel_; ++k) {
     sumRegister.realPart_ = 0.0;
     if (iscomplex()) sumRegister.imagPart_ = 0.0;
-    for (unsigned row = 0; row < rows_; ++row) {
-      setIndex(column * rows_ + row);
+    for (std::size_t term = 0; term < length; ++term) {
+      setIndex(static_cast<unsigned>(fibers.first(k) + term * stride));
       sumRegister.oneSum<Add>(sumRegister, *this, sumRegister, scratch);
     }
-    result.realPart_[column] = sumRegister.realPart_;
-    if (iscomplex()) result.imagPart_[column] = sumRegister.imagPart_;
+    result.realPart_[k] = sumRegister.realPart_;
+    if (iscomplex()) result.imagPart_[k] = sumRegister.imagPart_;
   }
-  finishSum(result, sumRegister, "sum");
-  return result;
 }
 
 }  // namespace embedded

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "qfcore/fi/fi.h"
+#include "qfcore/fi/scratch.h"
 
 namespace embedded {
 
@@ -15,9 +16,17 @@ struct SlopeBiasFactors {
   double leftFactor = 1, rightFactor = 1;
 };
 
+/// An element's value on its way into another scaling, and the scratch array that takes it.
+struct Adjustment {
+  NumericType from, to;
+  RealWorldScaling fromScaling, toScaling;
+  fi room;
+};
+
 struct ArithmeticState {
   NumericType sumType, productType;
   std::optional<SlopeBiasFactors> slopeBias;
+  std::unique_ptr<Adjustment> adjustment;
   /// Registers of the operations logged so far; their loggers are part of the array's record.
   std::unique_ptr<fi> sumRegister, productRegister, productSumRegister;
 };

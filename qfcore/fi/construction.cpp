@@ -19,8 +19,9 @@ constexpr Message kBadDimension{"numforge:fi:getDimension:badDimension",
                                 "Dimension number must be a non-negative integer in the range 1 to 2^31."};
 constexpr Message kBadIndex{"numforge:fi:badindex", "Index exceeds matrix dimensions."};
 constexpr Message kDimensionsDisagree{"numforge:fi:dimagree", "Matrix dimensions must agree."};
-constexpr Message kBadProperty{"numforge:fi:setLastPropertySet:BadEnum",
-                               "PropertyEnum out of range.  Valid values are %d through %d, and %d was entered."};
+constexpr Message kBadProperty{
+    "numforge:fi:setLastPropertySet:BadEnum",
+    "PropertyEnum out of range.  Valid values are %d through %d, and %d was entered."};
 constexpr Message kTooManyElements{"numforge:fi:outofmemory", "Not enough memory to allocate new fi object."};
 
 /// Largest magnitude up to which every integer is a double.
@@ -43,15 +44,6 @@ unsigned elementCount(const fi::Shape& dims) {
   return static_cast<unsigned>(count);
 }
 
-fi::Shape shapeOf(const HostArray& array) {
-  fi::Shape shape;
-  for (const std::size_t size : array.dims()) {
-    if (size > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
-    shape.push_back(static_cast<unsigned>(size));
-  }
-  return shape;
-}
-
 bool holdsNumbers(const HostArray& array) { return array.isNumeric() || array.isLogical(); }
 
 NumericType typeForValues(const HostArray* values, NumericType type) {
@@ -69,8 +61,18 @@ fi::fi(Shape dims, const NumericType& type, const fimath& math, bool isComplex, 
       isReal_(!isComplex),
       dims_(std::move(dims)),
       fimath_(math),
-      assignmentQuantizer_(withSign(type), math.roundMode(), math.overflowMode(), std::move(tag), operationType) {
+      assignmentQuantizer_(withSign(type), math.roundMode(), math.overflowMode(), std::move(tag),
+                           operationType) {
   updateNumel();
+}
+
+fi::Shape fi::shapeOf(const HostArray& array) {
+  fi::Shape shape;
+  for (const std::size_t size : array.dims()) {
+    if (size > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
+    shape.push_back(static_cast<unsigned>(size));
+  }
+  return shape;
 }
 
 bool fi::sElementPathOnly = false;
@@ -79,7 +81,8 @@ fi::fi() : fi(Shape{0, 0}, NumericType(), fimath(), false, {}, OperationTypeEnum
 
 fi::fi(double value, bool isSigned, int wordLength, int fractionLength, const fimath& math, unsigned precision,
        std::string tag, OperationTypeEnum operationType)
-    : fi(value, NumericType(isSigned, wordLength, fractionLength), math, precision, std::move(tag), operationType) {}
+    : fi(value, NumericType(isSigned, wordLength, fractionLength), math, precision, std::move(tag),
+         operationType) {}
 
 fi::fi(double value, const NumericType& type, const fimath& math, unsigned precision, std::string tag,
        OperationTypeEnum operationType)
@@ -95,8 +98,8 @@ fi::fi(double value, const unsigned* dims, unsigned numDims, const NumericType& 
   quantizeAll();
 }
 
-fi::fi(double re, double im, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
-       std::string tag, OperationTypeEnum operationType)
+fi::fi(double re, double im, const unsigned* dims, unsigned numDims, const NumericType& type,
+       const fimath& math, std::string tag, OperationTypeEnum operationType)
     : fi(dims, numDims, type, math, true, std::move(tag), operationType, 0) {
   NumericType::errorIfComplexLogical(type.dataType(), true);
   fillWithRealWorld(realPart_, re);
@@ -117,8 +120,8 @@ fi::fi(const double* re, const double* im, const unsigned* dims, unsigned numDim
   quantizeAll();
 }
 
-fi::fi(unsigned rows, unsigned cols, const NumericType& type, const fimath& math, bool isComplex, std::string tag,
-       OperationTypeEnum operationType, unsigned precision)
+fi::fi(unsigned rows, unsigned cols, const NumericType& type, const fimath& math, bool isComplex,
+       std::string tag, OperationTypeEnum operationType, unsigned precision)
     : fi(Shape{rows, cols}, type, math, isComplex, std::move(tag), operationType, precision) {
   fillWithZeroValue(realPart_);
   fillWithZeroValue(imagPart_);
@@ -148,8 +151,8 @@ fi::fi(const void* intData, const unsigned* dims, unsigned numDims, const Numeri
 
 fi::fi(const HostArray* values, const NumericType& type, const fimath& math, std::string tag,
        OperationTypeEnum operationType)
-    : fi(shapeOf(*values), typeForValues(values, type), math, values->isComplex(), std::move(tag), operationType,
-         0) {
+    : fi(shapeOf(*values), typeForValues(values, type), math, values->isComplex(), std::move(tag),
+         operationType, 0) {
   storeHostValues(*values);
 }
 
@@ -245,7 +248,7 @@ fi::fi(const fi& other, CopyImag)
 
 fi::~fi() = default;
 
-// ---------------------------------------------------------------------------------------------------------- values
+// ------------------------------------------------------------------------------------------------------ values
 
 number fi::zeroValue() const {
   const NumericType& type = getNumericType();
@@ -266,7 +269,9 @@ namespace {
 template <class Element>
 bool anyBeyondDoubles(const Element* re, const Element* im, unsigned count) {
   if constexpr (sizeof(Element) < 8) return false;
-  const auto beyond = [](Element value) { return !(std::abs(static_cast<double>(value)) <= kLargestExactInteger); };
+  const auto beyond = [](Element value) {
+    return !(std::abs(static_cast<double>(value)) <= kLargestExactInteger);
+  };
   return std::any_of(re, re + count, beyond) || (im && std::any_of(im, im + count, beyond));
 }
 
@@ -274,8 +279,12 @@ bool anyBeyondDoubles(const Element* re, const Element* im, unsigned count) {
 class ToHeld {
  public:
   explicit ToHeld(const NumericType& type, bool isStored = false)
-      : dataType_(type.dataType()), isStored_(isStored), isSlopeBias_(!isStored && type.isSlopeBias()),
-        exponent_(type.fixedExponent()), factor_(type.slopeAdjustmentFactor()), bias_(type.bias()) {}
+      : dataType_(type.dataType()),
+        isStored_(isStored),
+        isSlopeBias_(!isStored && type.isSlopeBias()),
+        exponent_(type.fixedExponent()),
+        factor_(type.slopeAdjustmentFactor()),
+        bias_(type.bias()) {}
   double operator()(double value) const {
     NumericType::checkNaNInf(dataType_, value);
     if (isStored_) return std::ldexp(value, exponent_);
@@ -328,8 +337,8 @@ void fi::storeWords(number& part, const unsigned* words, unsigned wordsEach) {
   for (unsigned i = 0; i < part.numel(); ++i, words += wordsEach) {
     std::copy(words, words + wordsNeeded, pattern.begin());
     if (topBits != 0) pattern.back() &= (1U << topBits) - 1U;
-    part[i].setvalue(pattern.data(), wordsNeeded, type.isSigned(), type.wordLength(), type.slopeAdjustmentFactor(),
-                     type.fixedExponent(), type.bias());
+    part[i].setvalue(pattern.data(), wordsNeeded, type.isSigned(), type.wordLength(),
+                     type.slopeAdjustmentFactor(), type.fixedExponent(), type.bias());
   }
 }
 
@@ -344,7 +353,8 @@ void fi::storeHostValues(const HostArray& values, ValueMeaning meaning) {
       if (im) storeRealWorld(imagPart_, im, meaning);
       quantizeAll();
     } else {
-      // An integer that no double holds is quantized as it is: a double on the way would be a rounding too many.
+      // An integer that no double holds is quantized as it is: a double on the way would be a rounding too
+      // many.
       const bool exactly = assignmentQuantizer_.isDoubleBacked() && anyBeyondDoubles(re, im, numel_);
       storeElements(realPart_, re, meaning, exactly);
       if (im) storeElements(imagPart_, im, meaning, exactly);
@@ -416,7 +426,7 @@ void fi::assignPart(number& target, const number& value, const NumericType& from
   target = assignmentQuantizerInUse_->quantize(moved);
 }
 
-// ----------------------------------------------------------------------------------------- type, precision, shape
+// -------------------------------------------------------------------------------------- type, precision, shape
 
 void fi::setIsReal(bool isReal) { isReal_ = isReal; }
 
@@ -459,7 +469,8 @@ void fi::setFimath(const fimath& math) {
 void fi::setNumericType(const NumericType& type) {
   if (type.isequal(getNumericType())) return;
   NumericType target(type);
-  if (type.isFixedOrScaledDouble() && type.isScalingUnspecified()) target.setBestPrecision(getDoubleHostArray());
+  if (type.isFixedOrScaledDouble() && type.isScalingUnspecified())
+    target.setBestPrecision(getDoubleHostArray());
   fi moved(dims_.data(), numDims(), target, fimath_, iscomplex(), tag(), getQlogger().operationType());
   for (unsigned i = 0; i < numel_; ++i) {
     setIndex(i);
@@ -470,15 +481,6 @@ void fi::setNumericType(const NumericType& type) {
   }
   moved.lastPropertySet_ = lastPropertySet_;
   *this = std::move(moved);
-}
-
-void fi::resetLogging() const {
-  getQlogger().reset();
-  if (!arithmeticState_) return;
-  for (const auto* kept : {&arithmeticState_->sumRegister, &arithmeticState_->productRegister,
-                           &arithmeticState_->productSumRegister}) {
-    if (*kept) (*kept)->getQlogger().reset();
-  }
 }
 
 void fi::setLastPropertySet(PropertyEnum property) {
@@ -520,7 +522,8 @@ void fi::resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, c
                        const fimath& math, bool isComplex) {
   const unsigned precision = precisionOf(type);
   number::setDefaultPrecision(precision, false);
-  const bool fits = numel == numel_ && (realPart_.getprecision() >= precision || precision <= kMaxDoublePrecision);
+  const bool fits =
+      numel == numel_ && (realPart_.getprecision() >= precision || precision <= kMaxDoublePrecision);
   if (fits) {
     if (isComplex) imagPart_.resize(numel);
   } else {
@@ -533,12 +536,13 @@ void fi::resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, c
   copyDimensions(dims, numDims);
 }
 
-void fi::resizeAndZero(unsigned rows, unsigned cols, const NumericType& type, const fimath& math, bool isComplex) {
+void fi::resizeAndZero(unsigned rows, unsigned cols, const NumericType& type, const fimath& math,
+                       bool isComplex) {
   const unsigned dims[] = {rows, cols};
   resizeAndZero(dims, 2, rows * cols, type, math, isComplex);
 }
 
-// --------------------------------------------------------------------------------------------------- range queries
+// ----------------------------------------------------------------------------------------------- range queries
 
 fi fi::constantArray(std::initializer_list<number> constants) const {
   fi result(1, static_cast<unsigned>(constants.size()), getNumericType(), fimath_);

@@ -1,4 +1,4 @@
-/// Exchange of values with host arrays, and the display.
+/// Exchange of real-world values with host arrays, and the display.
 #include "qfcore/fi/fi.h"
 #include "tessel/interpreter.h"
 
@@ -11,6 +11,9 @@ namespace {
 
 constexpr Message kNotDouble{"numforge:fi:double:notdouble",
                              "Attempting to set DOUBLE property of FI with non-double values."};
+constexpr Message kDataNotNumeric{"numforge:fi:data:notnumeric",
+                                  "Set DATA only valid for built-in numeric data types"};
+constexpr Message kIntNotNumeric{"numforge:fi:int:notnumeric", "INT is only valid for numeric data"};
 
 }  // namespace
 
@@ -20,22 +23,84 @@ double fi::realWorld(const number& held) const {
   return type.isSlopeBias() ? value * type.slopeAdjustmentFactor() + type.bias() : value;
 }
 
-HostArray fi::getDoubleHostArray() const {
-  HostArray result = HostArray::zeros(ArrayClass::Double, tessel::Dimensions(dims_.begin(), dims_.end()), iscomplex());
-  const auto copyPart = [&](const number& part, double* target) {
-    const number view(part, CopyIndex{});
-    for (unsigned i = 0; i < numel_; ++i) target[i] = realWorld(view[i]);
-  };
+unsigned fi::origin() const {
+  setIndex(0);
+  return realPart_.getIndex();
+}
+
+/// An array of `Element` whose elements `convert` makes of the real-world values.
+template <class Element, class Convert>
+HostArray fi::exported(Convert convert) const {
+  HostArray result = HostArray::zeros(tessel::arrayClassOf<Element>(),
+                                      tessel::Dimensions(dims_.begin(), dims_.end()), iscomplex());
   if (numel_ == 0) return result;
-  copyPart(realPart_, result.mutableReal<double>());
-  if (iscomplex()) copyPart(imagPart_, result.mutableImag<double>());
+  const unsigned first = origin();
+  const bool asHeld = !isSlopeBias();
+  const auto exportPart = [&](const number& part, Element* target) {
+    if (const double* held = part.doubles(); held && asHeld) {
+      for (unsigned k = 0; k < numel_; ++k) target[k] = convert(held[first + k]);
+    } else {
+      for (unsigned k = 0; k < numel_; ++k) target[k] = convert(realWorld(part[first + k]));
+    }
+  };
+  exportPart(realPart_, result.mutableReal<Element>());
+  if (iscomplex()) exportPart(imagPart_, result.mutableImag<Element>());
   return result;
+}
+
+HostArray fi::getDoubleHostArray() const {
+  return exported<double>([](double value) { return value; });
+}
+
+HostArray fi::getSingleHostArray() const {
+  return exported<float>([](double value) { return static_cast<float>(value); });
+}
+
+HostArray fi::getBooleanHostArray() const {
+  using EmbeddedTypeSystem::DataTypeEnum;
+  NumericType::errorIfComplexLogical(DataTypeEnum::Boolean, iscomplex());
+  HostArray result = exported<bool>([](double value) {
+    NumericType::checkNaNInf(DataTypeEnum::Boolean, value);
+    return value != 0;
+  });
+  // A wide value may be smaller than every double.
+  if (numel_ == 0 || !realPart_.multiprecision() || isSlopeBias()) return result;
+  bool* truths = result.mutableReal<bool>();
+  const unsigned first = origin();
+  for (unsigned k = 0; k < numel_; ++k) truths[k] = !realPart_[first + k].iszero();
+  return result;
+}
+
+HostArray fi::getDataHostArray() const {
+  if (getNumericType().isBoolean()) return getBooleanHostArray();
+  return getNumericType().isSingle() ? getSingleHostArray() : getDoubleHostArray();
 }
 
 void fi::setDoubleHostArray(const HostArray& values) {
   if (values.arrayClass() != ArrayClass::Double) fail<kNotDouble>();
-  fi replaced(&values, getNumericType(), fimath_, tag(), getQlogger().operationType());
+  setHostValues(values, ValueMeaning::RealWorld);
+}
+
+void fi::setDataHostArray(const HostArray& values) {
+  if (!values.isNumeric() && !values.isLogical()) fail<kDataNotNumeric>();
+  setHostValues(values, ValueMeaning::RealWorld);
+}
+
+void fi::setIntHostArray(const HostArray& stored) {
+  if (!stored.isNumeric() && !stored.isLogical()) fail<kIntNotNumeric>();
+  setHostValues(stored, ValueMeaning::StoredInteger);
+}
+
+void fi::setHostValues(const HostArray& values, ValueMeaning meaning) {
+  fi replaced = blank(shapeOf(values), values.isComplex());
+  replaced.storeHostValues(values, meaning);
   replaceElements(std::move(replaced));
+}
+
+fi fi::blank(const Shape& dims, bool isComplex) const {
+  quantizer assignment(getAssignmentQuantizer());
+  assignment.logger().reset();
+  return fi(dims.data(), static_cast<unsigned>(dims.size()), getNumericType(), fimath_, isComplex, assignment);
 }
 
 void fi::replaceElements(fi&& source) {

@@ -1,6 +1,7 @@
 /// The fixed-point array: values of one numeric type, under one set of math settings.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -27,10 +28,11 @@ struct CopyElement {};
 
 /// An N-dimensional, column-major array of fixed-point values, real or complex.
 ///
-/// Values are *held*: in units of the type's binary-point grid. Where the type is slope-bias the real-world value v is
-/// held as (v − bias) / slope adjustment factor, for every other type as it is. Real and imaginary parts are two
-/// contiguous `number` sequences with a cursor; element-at-a-time operations work at the cursor, array operations on
-/// the whole. Every value stored has passed the assignment quantizer, so it lies in the type.
+/// Values are *held*: in units of the type's binary-point grid. Where the type is slope-bias the real-world
+/// value v is held as (v − bias) / slope adjustment factor, for every other type as it is. Real and imaginary
+/// parts are two contiguous `number` sequences with a cursor; element-at-a-time operations work at the cursor,
+/// array operations on the whole. Every value stored has passed the assignment quantizer, so it lies in the
+/// type.
 ///
 /// Every operation that fails leaves its operands as they were. Errors are ErrorIdException.
 class QFCORE_API fi {
@@ -43,10 +45,10 @@ class QFCORE_API fi {
   struct CopyImag {};
   using Shape = boost::container::small_vector<unsigned, 4>;
 
-  // ------------------------------------------------------------------------------------------------ construction
-  // Values are real-world values and must suit the data type: "numforge:nologicalnan", "numforge:nofixednan" and
-  // "numforge:nofixedinf" refuse NaN and infinities. `precision` is a requested count of bits for the values, used
-  // where it exceeds the word length. An unspecified sign becomes Signed.
+  // ---------------------------------------------------------------------------------------------- construction
+  // Values are real-world values and must suit the data type: "numforge:nologicalnan", "numforge:nofixednan"
+  // and "numforge:nofixedinf" refuse NaN and infinities. `precision` is a requested count of bits for the
+  // values, used where it exceeds the word length. An unspecified sign becomes Signed.
 
   /// 0-by-0, signed, word length 16, fraction length 15, the default math settings.
   fi();
@@ -54,8 +56,8 @@ class QFCORE_API fi {
   fi(double value, bool isSigned, int wordLength, int fractionLength, const fimath& math = {},
      unsigned precision = 0, std::string tag = {},
      OperationTypeEnum operationType = OperationTypeEnum::Assignment);
-  fi(double value, const NumericType& type, const fimath& math = {}, unsigned precision = 0, std::string tag = {},
-     OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+  fi(double value, const NumericType& type, const fimath& math = {}, unsigned precision = 0,
+     std::string tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
   /// Of the given shape, every element equal to `value`, or to `re` + i·`im`.
   fi(double value, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math = {},
      std::string tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
@@ -70,20 +72,21 @@ class QFCORE_API fi {
      OperationTypeEnum operationType = OperationTypeEnum::Assignment);
   /// Zeros: every element represents the real-world value 0.
   fi(unsigned rows, unsigned cols, const NumericType& type, const fimath& math = {}, bool isComplex = false,
-     std::string tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment, unsigned precision = 0);
+     std::string tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment,
+     unsigned precision = 0);
   fi(const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math = {},
      bool isComplex = false, std::string tag = {},
      OperationTypeEnum operationType = OperationTypeEnum::Assignment, unsigned precision = 0);
   /// Zeros whose assignments go through a copy of `assignment`.
   fi(const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math, bool isComplex,
      const quantizer& assignment);
-  /// From stored integers: ceil(word length / 32) unsigned 32-bit words an element, least significant first; all real
-  /// parts, then, for a complex array, all imaginary parts. Bits above the word length are ignored.
-  fi(const void* intData, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math = {},
-     bool isComplex = false, std::string tag = {},
+  /// From stored integers: ceil(word length / 32) unsigned 32-bit words an element, least significant first;
+  /// all real parts, then, for a complex array, all imaginary parts. Bits above the word length are ignored.
+  fi(const void* intData, const unsigned* dims, unsigned numDims, const NumericType& type,
+     const fimath& math = {}, bool isComplex = false, std::string tag = {},
      OperationTypeEnum operationType = OperationTypeEnum::Assignment, unsigned precision = 0);
-  /// Shape, complexity and values of a numeric or logical host array. A type of unspecified scaling gets the best
-  /// precision for the data. Raises "numforge:fi:constructor:numeric" for other classes.
+  /// Shape, complexity and values of a numeric or logical host array. A type of unspecified scaling gets the
+  /// best precision for the data. Raises "numforge:fi:constructor:numeric" for other classes.
   fi(const tessel::HostArray* values, const NumericType& type, const fimath& math = {}, std::string tag = {},
      OperationTypeEnum operationType = OperationTypeEnum::Assignment);
   /// A deep copy.
@@ -99,7 +102,7 @@ class QFCORE_API fi {
   fi(const fi& other, CopyReal);
   fi(const fi& other, CopyImag);
 
-  // ------------------------------------------------------------------------------- virtual operations, in slot order
+  // ------------------------------------------------------------------------- virtual operations, in slot order
   virtual void setIsReal(bool isReal);
   /// Moves the cursor of real and imaginary parts together; `index` counts from 0 and is not checked.
   virtual void setIndex(unsigned index) const;
@@ -111,11 +114,11 @@ class QFCORE_API fi {
   virtual bool iscomplex() const { return !isReal_; }
   virtual const qlogger& getQlogger() const { return assignmentQuantizer_.logger(); }
 
-  // -------------------------------------------------------------------------------------------------------- parts
+  // ----------------------------------------------------------------------------------------------------- parts
   const NumericType& getNumericType() const { return getAssignmentQuantizer().numericType(); }
   const fimath& getFimath() const { return fimath_; }
-  /// Brings every value into another type: its real-world value is quantized under the array's math settings. An
-  /// unspecified scaling gets the best precision for the values.
+  /// Brings every value into another type: its real-world value is quantized under the array's math settings.
+  /// An unspecified scaling gets the best precision for the values.
   void setNumericType(const NumericType& type);
   void setFimath(const fimath& math);
   number& realPart() { return realPart_; }
@@ -139,10 +142,8 @@ class QFCORE_API fi {
   void setDataSetByPair(bool byPair) { isDataSetByPair_ = byPair; }
   /// The array's own logging switch, which counts where the module-wide one is off.
   void setLogging(bool on) { assignmentQuantizer_.logger().setAlwaysOn(on); }
-  /// Forgets what the array and the registers of its arithmetic have recorded.
-  void resetLogging() const;
 
-  // -------------------------------------------------------------------------------------------------------- shape
+  // ----------------------------------------------------------------------------------------------------- shape
   const Shape& dims() const { return dims_; }
   unsigned numDims() const { return static_cast<unsigned>(dims_.size()); }
   unsigned numel() const { return numel_; }
@@ -169,20 +170,22 @@ class QFCORE_API fi {
   /// Replaces the sizes; the storage stays as it is. Ends with `updateNumel`.
   void copyDimensions(const unsigned* dims, unsigned numDims);
   void updateNumel();
-  /// Gives the array another shape, type and math settings; the storage is kept where it fits, its values have no
-  /// meaning then and are to be overwritten. An unspecified sign becomes Signed.
+  /// The sizes of a host array. Raises "numforge:fi:outofmemory" where they exceed 32 bits.
+  static Shape shapeOf(const tessel::HostArray& array);
+  /// Gives the array another shape, type and math settings; the storage is kept where it fits, its values have
+  /// no meaning then and are to be overwritten. An unspecified sign becomes Signed.
   void resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, const NumericType& type,
                      const fimath& math, bool isComplex);
   void resizeAndZero(unsigned rows, unsigned cols, const NumericType& type, const fimath& math, bool isComplex);
 
-  // ------------------------------------------------------------------------------------ precision and quantization
+  // -------------------------------------------------------------------------------- precision and quantization
   /// The type's word length, or the number layer's default precision when that is 0.
   unsigned getPrecision() const;
   /// Resizes the storage to the element count at `precision` bits; values survive where the precision stays.
   void setPrecision(unsigned precision);
   void updatePrecision() { setPrecision(getPrecision()); }
-  /// Bits in which values of `type` are carried: the word length of Fixed types; the double threshold for the types
-  /// whose arithmetic is native double arithmetic, whatever word length they show.
+  /// Bits in which values of `type` are carried: the word length of Fixed types; the double threshold for the
+  /// types whose arithmetic is native double arithmetic, whatever word length they show.
   static unsigned precisionOf(const NumericType& type);
   /// Rebuilds the assignment quantizer from the type and the rounding and overflow modes.
   void updateAssignmentQuantizer();
@@ -191,19 +194,20 @@ class QFCORE_API fi {
   void quantizeAll();
   /// The quantizer that assignments use: the array's own, or the target's for a view.
   const quantizer& assignmentQuantizerInUse() const { return *assignmentQuantizerInUse_; }
-  /// Assigns the element at the cursor of `source` to the one at this cursor: same real-world value, quantized and
-  /// logged by the assignment quantizer. A complex source makes no array complex; see `coordinateComplexity`.
+  /// Assigns the element at the cursor of `source` to the one at this cursor: same real-world value, quantized
+  /// and logged by the assignment quantizer. A complex source makes no array complex; see
+  /// `coordinateComplexity`.
   void assignElement(const fi& source);
   /// The real-world value of the element at the cursor, rounded to a double.
   double realWorldReal() const { return realWorld(realPart_); }
   double realWorldImag() const { return isReal_ ? 0.0 : realWorld(imagPart_); }
 
-  /// Makes every operation take its element-by-element path, whose results, counts and extremes array paths must
-  /// equal. For tests and diagnosis.
+  /// Makes every operation take its element-by-element path, whose results, counts and extremes array paths
+  /// must equal. For tests and diagnosis.
   static void setElementPathOnly(bool on) { sElementPathOnly = on; }
   static bool elementPathOnly() { return sElementPathOnly; }
 
-  // ------------------------------------------------------------------------------------------- range queries, 1-by-1
+  // ------------------------------------------------------------------------------------- range queries, 1-by-1
   fi lowerbound() const;
   fi upperbound() const { return realmax(); }
   /// 1-by-2: smallest and largest value.
@@ -216,10 +220,10 @@ class QFCORE_API fi {
   fi getRealFi() const { return fi(*this, CopyReal{}); }
   fi getImagFi() const { return fi(*this, CopyImag{}); }
 
-  // ----------------------------------------------------------------------------------------- exchange with the host
-  // Getters keep shape and complexity. Setters take shape, complexity and values of a host array; type, settings,
-  // logging switch and record stay. A value is quantized once and logged; NaN and infinities are refused as in
-  // construction.
+  // ------------------------------------------------------------------------------------ exchange with the host
+  // Getters keep shape and complexity. Setters take shape, complexity and values of a host array; type,
+  // settings, logging switch and record stay. A value is quantized once and logged; NaN and infinities are
+  // refused as in construction.
 
   /// Real-world values, rounded to the class. Logical: true where not 0; raises "numforge:nologicalcomplex" and
   /// "numforge:nologicalnan".
@@ -235,39 +239,41 @@ class QFCORE_API fi {
   /// Prints values, numeric type and math settings on the console.
   void disp() const;
 
-  // ------------------------------------------------------------------------------------------------ stored integers
-  // Chunked layout: class uint32; each element is a run of 32-bit chunks, least significant first, that hold the
-  // pattern of its stored integer in exactly the word's bits. Real and imaginary parts are chunked alike.
+  // ------------------------------------------------------------------------------------------- stored integers
+  // Chunked layout: class uint32; each element is a run of 32-bit chunks, least significant first, that hold
+  // the pattern of its stored integer in exactly the word's bits. Real and imaginary parts are chunked alike.
 
   /// Chunks an element takes: as many as the word needs, or always 4.
   enum class IntArrayChunkMode : int { AsNeeded = 0, Fixed128 = 1 };
-  /// Where the chunks of an element lie: along a new first dimension (along the given one where there is one row),
-  /// or along the first dimension, which grows by that factor.
+  /// Where the chunks of an element lie: along a new first dimension (along the given one where there is one
+  /// row), or along the first dimension, which grows by that factor.
   enum class IntArrayDimensionMode : int { NewDimension = 0, FirstDimension = 1 };
 
-  /// The stored integers in the narrowest integer class of the host, up to 64 bits. Wider words, and with the switch
-  /// "Fi33PlusMemoryFootprint" off those of more than 32 bits, come as doubles with the warning
-  /// "numforge:fi:intover64bits", "…:intover52bits" or "…:intover32bits". Data types that are not fixed-point give
-  /// their values, ScaledDouble in units of the scaling.
+  /// The stored integers in the narrowest integer class of the host, up to 64 bits. Wider words, and with the
+  /// switch "Fi33PlusMemoryFootprint" off those of more than 32 bits, come as doubles with the warning
+  /// "numforge:fi:intover64bits", "…:intover52bits" or "…:intover32bits". Data types that are not fixed-point
+  /// give their values, ScaledDouble in units of the scaling.
   tessel::HostArray getIntHostArray() const;
-  /// Takes stored integers from a numeric or logical array; what the word does not hold is rounded and brought into
-  /// range. Raises "numforge:fi:int:notnumeric".
+  /// Takes stored integers from a numeric or logical array; what the word does not hold is rounded and brought
+  /// into range. Raises "numforge:fi:int:notnumeric".
   void setIntHostArray(const tessel::HostArray& stored);
   /// Fixed words of more than 32 bits in the chunked layout, everything else as `getIntHostArray`.
-  tessel::HostArray getIntArray(IntArrayChunkMode chunkMode = IntArrayChunkMode::AsNeeded,
-                                IntArrayDimensionMode dimensionMode = IntArrayDimensionMode::NewDimension) const;
+  tessel::HostArray getIntArray(
+      IntArrayChunkMode chunkMode = IntArrayChunkMode::AsNeeded,
+      IntArrayDimensionMode dimensionMode = IntArrayDimensionMode::NewDimension) const;
   void setIntArray(const tessel::HostArray& stored, IntArrayChunkMode chunkMode = IntArrayChunkMode::AsNeeded,
                    IntArrayDimensionMode dimensionMode = IntArrayDimensionMode::NewDimension);
-  /// The chunked layout, whatever the data type. Raises "numforge:fi:corvanearray:TooBigWordLength" for words that 4
-  /// chunks do not hold.
-  tessel::HostArray getIntArrayHostArray(IntArrayChunkMode chunkMode, IntArrayDimensionMode dimensionMode) const;
-  /// Takes the chunked layout; bits above the word are ignored. An array that has the layout of this array's shape
-  /// keeps that shape. Raises "numforge:fi:intarray:not_uint32" and "numforge:fi:intarray:leadingdim".
+  /// The chunked layout, whatever the data type. Raises "numforge:fi:corvanearray:TooBigWordLength" for words
+  /// that 4 chunks do not hold.
+  tessel::HostArray getIntArrayHostArray(IntArrayChunkMode chunkMode,
+                                         IntArrayDimensionMode dimensionMode) const;
+  /// Takes the chunked layout; bits above the word are ignored. An array that has the layout of this array's
+  /// shape keeps that shape. Raises "numforge:fi:intarray:not_uint32" and "numforge:fi:intarray:leadingdim".
   void setIntArrayHostArray(const tessel::HostArray& chunks, IntArrayChunkMode chunkMode,
                             IntArrayDimensionMode dimensionMode);
-  /// The Corvane layout: chunks along the first dimension, 4 an element; while "Fi33PlusMemoryFootprint" is on, as
-  /// many as needed, and fixed-point words of more than 32 bits sign-extended in 64-bit integers. More than 128 bits
-  /// give a warning and a 0-by-0 array.
+  /// The Corvane layout: chunks along the first dimension, 4 an element; while "Fi33PlusMemoryFootprint" is on,
+  /// as many as needed, and fixed-point words of more than 32 bits sign-extended in 64-bit integers. More than
+  /// 128 bits give a warning and a 0-by-0 array.
   tessel::HostArray getCorvaneIntArray() const;
   /// Fixed words of more than 32 bits as `getCorvaneIntArray`, everything else as `getIntHostArray`.
   tessel::HostArray getCorvaneArray() const;
@@ -281,8 +287,9 @@ class QFCORE_API fi {
   CorvaneArray createCVArray() const;
   void setFromSIArray(const CorvaneArray& stored);
   /// New arrays from chunks, read as the setters of a fresh array read them.
-  static fi convertIntArrayToFiArray(const tessel::HostArray& chunks, const NumericType& type, const fimath& math,
-                                     IntArrayChunkMode chunkMode, IntArrayDimensionMode dimensionMode);
+  static fi convertIntArrayToFiArray(const tessel::HostArray& chunks, const NumericType& type,
+                                     const fimath& math, IntArrayChunkMode chunkMode,
+                                     IntArrayDimensionMode dimensionMode);
   static fi convertCorvaneIntArrayToFiArray(const tessel::HostArray& stored, bool isSigned, int wordLength,
                                             int fractionLength, const fimath& math = {});
   /// `slope` is the whole step, slope adjustment factor times power of two.
@@ -292,29 +299,30 @@ class QFCORE_API fi {
   static fi convertCorvaneIntArrayToFiArraySteal(tessel::HostArray&& stored, bool isSigned, int wordLength,
                                                  int fractionLength, const fimath& math = {});
 
-  // -------------------------------------------------------------------------------------------------------- indexing
-  // The host's built-in indexing works on arrays of positions (1 to the element count; −1, −2, … for the right-hand
-  // side); elements then move where the positions say. So its rules hold, and its errors pass on unchanged. `index`
-  // is the host's index structure with one level of parentheses; further levels raise "numforge:fi:subsref:parenlast"
-  // or "numforge:fi:subsasgn:parenlast".
+  // -------------------------------------------------------------------------------------------------- indexing
+  // The host's built-in indexing works on arrays of positions (1 to the element count; −1, −2, … for the
+  // right-hand side); elements then move where the positions say. So its rules hold, and its errors pass on
+  // unchanged. `index` is the host's index structure with one level of parentheses; further levels raise
+  // "numforge:fi:subsref:parenlast" or "numforge:fi:subsasgn:parenlast".
 
   /// Whether an index structure begins with parentheses.
   static bool isParenthesisIndex(const tessel::HostArray& index);
   /// The selected elements with this array's quantizer and record. Scalar subscripts that name no element raise
   /// "numforge:fi:badsubscript" or "numforge:fi:badindex".
   fi subsref(const tessel::HostArray& index) const;
-  /// Assigns to existing elements, grows with zeros, or deletes where the right-hand side is empty. Values of either
-  /// kind are quantized once, by this array's quantizer, and logged; while logging is on what is new goes to the
-  /// module's total of assignments and is warned of. A complex right-hand side makes the array complex. Host values
-  /// must be numeric or logical ("numforge:fi:subsasgn:notnumeric"); what the data type refuses is refused.
+  /// Assigns to existing elements, grows with zeros, or deletes where the right-hand side is empty. Values of
+  /// either kind are quantized once, by this array's quantizer, and logged; while logging is on what is new
+  /// goes to the module's total of assignments and is warned of. A complex right-hand side makes the array
+  /// complex. Host values must be numeric or logical ("numforge:fi:subsasgn:notnumeric"); what the data type
+  /// refuses is refused.
   fi& subsasgn(const tessel::HostArray& index, const fi& rhs);
   fi& subsasgn(const tessel::HostArray& index, const tessel::HostArray& rhs);
   /// One existing element, `position` from 0.
   void subsasgnScalarIndexing(unsigned position, double rhs);
   void subsasgnScalarIndexing(unsigned position, const fi& rhs);
   void subsasgnGeneralIndexing(const tessel::HostArray& index, const fi& rhs);
-  /// The elements at `positions`, a double array of positions from 1. Raises "numforge:fi:subsref:double_index",
-  /// "numforge:fi:badsubscript", "numforge:fi:badindex".
+  /// The elements at `positions`, a double array of positions from 1. Raises
+  /// "numforge:fi:subsref:double_index", "numforge:fi:badsubscript", "numforge:fi:badindex".
   fi subscriptedReference(const tessel::HostArray& positions) const;
   /// Where `positions`, of this array's size, holds −j, the element takes right-hand element j.
   void subscriptedOverwriteAssignment(const tessel::HostArray& positions, const fi& rhs);
@@ -333,14 +341,16 @@ class QFCORE_API fi {
   static void checkNegativeSignedIndex(long long index);
   void checkSignedIndex(long long index) const;
 
-  // ----------------------------------------------------------------------------------------------------------- shape
-  // Elements move, none is quantized, nothing is logged; type and settings stay. New places hold the stored zero.
+  // ----------------------------------------------------------------------------------------------------- shape
+  // Elements move, none is quantized, nothing is logged; type and settings stay. New places hold the stored
+  // zero.
 
   /// Raises "numforge:fi:reshape:siz_not_double", "numforge:fi:reshape:badsize", "numforge:fi:reshape:numel".
   fi reshape(const tessel::HostArray& sizes) const;
   fi squeeze() const;
-  /// Raise "numforge:fi:transpose:NDArray", "numforge:fi:ctranspose:NDArray". `ctranspose` brings the negated imaginary
-  /// parts into the type; refuses complex slope-bias arrays, "numforge:fi:complexslopebiasnotdefined".
+  /// Raise "numforge:fi:transpose:NDArray", "numforge:fi:ctranspose:NDArray". `ctranspose` brings the negated
+  /// imaginary parts into the type; refuses complex slope-bias arrays,
+  /// "numforge:fi:complexslopebiasnotdefined".
   fi transpose() const;
   fi ctranspose() const;
   /// A square matrix with a vector on its k-th diagonal; the k-th diagonal of a matrix as a column. Raise
@@ -349,37 +359,40 @@ class QFCORE_API fi {
   /// The elements up to, or from, the k-th diagonal. Raise "numforge:fi:tril:firstInputMustBe2D" and as `diag`.
   fi tril(double k = 0) const;
   fi triu(double k = 0) const;
-  /// Constant diagonals: this is the first column, `row` (brought into this type) or else the conjugate the first
-  /// row. Warns "numforge:fi:toeplitz:DiagonalConflict"; raises "numforge:fi:toeplitz:emptynotallowed".
+  /// Constant diagonals: this is the first column, `row` (brought into this type) or else the conjugate the
+  /// first row. Warns "numforge:fi:toeplitz:DiagonalConflict"; raises "numforge:fi:toeplitz:emptynotallowed".
   fi toeplitz() const;
   fi toeplitz(const fi& row) const;
   /// Constant anti-diagonals: this is the first column, `row` the last row, or else zeros. Warns
   /// "Tessel:hankel:AntiDiagonalConflict"; raises "numforge:fi:hankel:emptynotallowed".
   fi hankel() const;
   fi hankel(const fi& row) const;
-  /// What the host's function `name` makes of an array of this shape, given the further arguments: for functions that
-  /// move elements and fill with zeros ("permute", "repmat", "flip", …).
+  /// What the host's function `name` makes of an array of this shape, given the further arguments: for
+  /// functions that move elements and fill with zeros ("permute", "repmat", "flip", …).
   fi rearrangedBy(const char* name, tessel::Arrays arguments) const;
-  /// The operands joined as the host's `name` ("horzcat", "vertcat", "cat" with `leading` arguments) joins arrays of
-  /// their sizes, in the type and settings of `model`. Operands of other types are quantized and logged.
+  /// The operands joined as the host's `name` ("horzcat", "vertcat", "cat" with `leading` arguments) joins
+  /// arrays of their sizes, in the type and settings of `model`. Operands of other types are quantized and
+  /// logged.
   static fi joined(const char* name, const fi& model, const std::vector<const fi*>& operands,
                    tessel::Arrays leading = {});
-  /// An array that carries the values of a numeric or logical array as they are: an operand before its quantization.
+  /// An array that carries the values of a numeric or logical array as they are: an operand before its
+  /// quantization.
   static fi unquantized(const tessel::HostArray& values);
   /// Sorts the sequences of `length` elements that stand `stride` apart: real ones by value, complex ones by
   /// magnitude and then angle. Fills `index`, when given, with positions from 1 in each sequence. Raises
   /// "numforge:fi:sort:badstride" unless the sequences fill the array.
   fi stridesort(bool ascending, unsigned stride, unsigned length, tessel::HostArray* index = nullptr) const;
-  /// Real parts from this array, imaginary parts from `imaginary` (brought into this type), which may be scalar.
+  /// Real parts from this array, imaginary parts from `imaginary` (brought into this type), which may be
+  /// scalar.
   fi complex(const fi& imaginary) const;
   /// The array with imaginary parts, zero where it is real.
   fi complex() const;
 
-  // ------------------------------------------------------------------------------------------------------ radix text
+  // ------------------------------------------------------------------------------------------------ radix text
   // Raise `errorIfScaledDouble`'s error.
 
-  /// A character matrix of the stored integers' patterns, one text row a row, columns three blanks apart; complex
-  /// elements as "re + imi". Raises "numforge:fi:num2base:BadBase" outside 2 to 18.
+  /// A character matrix of the stored integers' patterns, one text row a row, columns three blanks apart;
+  /// complex elements as "re + imi". Raises "numforge:fi:num2base:BadBase" outside 2 to 18.
   tessel::HostArray num2base(int base) const;
   /// The stored integers as signed decimal text.
   tessel::HostArray num2sdec() const;
@@ -393,7 +406,7 @@ class QFCORE_API fi {
   tessel::HostArray dec() const { return num2base(10); }
   tessel::HostArray hex() const { return num2base(16); }
 
-  // ------------------------------------------------------------------------------------------------- result types
+  // ---------------------------------------------------------------------------------------------- result types
   // Checks, each raising the error told in resulttypes.cpp.
   static void errorIfBooleanMath(const fi& x);
   static void errorIfMixedMath(const fi& a, const fi& b);
@@ -405,8 +418,8 @@ class QFCORE_API fi {
   static void errorIfScaledDouble(const fi& x, const char* functionName);
   /// The data type of a result, after `errorIfMathMismatch`.
   static EmbeddedTypeSystem::DataTypeEnum getDataTypeForMathOp(const fi& a, const fi& b);
-  // The types of results and registers of operations on this array and `b`. Each stores its answer in a cache of
-  // this array; the reference stays valid until the next derivation of the same kind (sums, products).
+  // The types of results and registers of operations on this array and `b`. Each stores its answer in a cache
+  // of this array; the reference stays valid until the next derivation of the same kind (sums, products).
   const NumericType& getNumericTypeForAddOp(const fi& b) const;
   const NumericType& getProductTypeForMpyOp(const fi& b) const;
   const NumericType& getSumTypeForMpyOp(const fi& b, const NumericType& productType) const;
@@ -414,10 +427,10 @@ class QFCORE_API fi {
   const NumericType& getNumericTypeForLeadingDimensionSum() const;
   NumericType getNumericTypeForSqrtBisection() const;
 
-  // ------------------------------------------------------------------------------------- addition and subtraction
+  // ---------------------------------------------------------------------------------- addition and subtraction
   // Element-wise, with scalar expansion. Raise the type rule's errors, "numforge:fi:dimagree",
-  // "numforge:fi:complexslopebiasnotdefined" and "numforge:fi:castbeforesumfalseslopebiasnotdefined". New overflows
-  // and underflows are warned of at the end.
+  // "numforge:fi:complexslopebiasnotdefined" and "numforge:fi:castbeforesumfalseslopebiasnotdefined". New
+  // overflows and underflows are warned of at the end.
   fi plus(const fi& b) const;
   fi minus(const fi& b) const;
   fi operator+(const fi& b) const { return plus(b); }
@@ -425,13 +438,15 @@ class QFCORE_API fi {
   /// In place; the type stays. A non-scalar `b` needs this array's size.
   fi& operator+=(const fi& b);
   fi& operator-=(const fi& b);
-  /// One element: register = a ± b at the cursors, written to this array's cursor. The register may be this array.
+  /// One element: register = a ± b at the cursors, written to this array's cursor. The register may be this
+  /// array.
   fi& sumEquals(const fi& a, const fi& b, fi& sumRegister);
   fi& diffEquals(const fi& a, const fi& b, fi& sumRegister);
   /// The same with a scratch number that is precise enough for both operands and the register.
   fi& sumEquals(const fi& a, const fi& b, fi& sumRegister, number& scratch);
   fi& diffEquals(const fi& a, const fi& b, fi& sumRegister, number& scratch);
-  /// Whether the slope-bias correction factors are missing or made for other types than those of `b` and `result`.
+  /// Whether the slope-bias correction factors are missing or made for other types than those of `b` and
+  /// `result`.
   bool needToInitSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const;
   void initSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const;
   void initSlopeBiasCorrectionFactorsForEquals(const fi& b) const;
@@ -442,6 +457,174 @@ class QFCORE_API fi {
   /// A 1-by-1 register for sums: real or complex as asked, precise enough for words of `operandPrecision` bits.
   fi initializeSumRegister(const NumericType& type, const fimath& math, unsigned operandPrecision,
                            bool isComplex) const;
+
+  // -------------------------------------------------------------------------------------------- multiplication
+  // Raise the type rules' errors, "numforge:fi:dimagree" and "numforge:fi:complexslopebiasnotdefined". What
+  // products and their sums met goes into the result's record; new overflows and underflows are warned of at
+  // the end.
+
+  /// Element-wise, with scalar expansion, in the product's type; for two complex operands in the type of the
+  /// sum of two products. The exact product is rounded once; slope-bias operands give the product of real-world
+  /// values.
+  fi times(const fi& b) const;
+  /// The product of the elements at the cursors, 1-by-1, as `times` forms it.
+  fi operator*(const fi& b) const;
+  /// In place; the type stays, and the exact product is rounded into it. A non-scalar `b` needs this array's
+  /// size.
+  fi& operator*=(const fi& b);
+  /// One element: this = this · b at the cursors. Products go through `productQuantizer`; the sums that two
+  /// complex factors need through `sumQuantizer`. Scratch values have `precision` bits: those of both words, or
+  /// more.
+  fi& timesEquals(const fi& b, const quantizer& productQuantizer, const quantizer& sumQuantizer,
+                  unsigned precision);
+  /// The same for complex factors, a missing imaginary part being 0, with the scratch values given.
+  fi& complexTimesEquals(const fi& b, const quantizer& productQuantizer, const quantizer& sumQuantizer,
+                         number& scratch1, number& scratch2);
+  /// Matrix product; element-wise where one operand is scalar. Each result element sums its products in the
+  /// order of the inner dimension. Raises "numforge:fi:castbeforesumfalseslopebiasnotdefined",
+  /// "numforge:fi:mtimes:inputsMustBe2D" and "numforge:fi:innerdim" besides.
+  fi mtimes(const fi& b) const;
+  /// A 1-by-1 register for products of the type derived last, or of `productType`; its sum register, of
+  /// `sumType`, records the sums of complex products. Holds words of `precision` bits.
+  fi initializeProductRegister(const fimath& math, unsigned precision) const;
+  fi initializeProductRegister(const NumericType& productType, const NumericType& sumType, const fimath& math,
+                               unsigned precision) const;
+
+  // ------------------------------------------------------------------ division, square root and absolute value
+  // Results are logged as assignments.
+
+  /// Element-wise quotient in `type`, with scalar expansion. Each quotient is rounded to the dividend's
+  /// precision, then quantized; both parts of a complex one likewise. 0/0 gives 0, another dividend over 0 the
+  /// upper or lower bound, with the warning "fi:divideByZero". Raises "numforge:fi:nobooleanmath",
+  /// "numforge:fi:onlybinarypointmath" (for `type` too), "numforge:fi:dimagree".
+  fi over(const fi& b, const NumericType& type) const;
+  /// The type of a quotient where none is given; see resulttypes.h.
+  NumericType getNumericTypeForQuotient(const fi& b) const;
+  /// Square root of every element, found bit by bit and rounded as `math` says; without `type` that of
+  /// `getNumericTypeForSqrtBisection`, without `math` the array's own. Squares are formed in the product type
+  /// of `type` under `math`, whose overflows and underflows are warned of. Raises what `sqrtErrorMessage`
+  /// raises and the errors of the product's type.
+  fi sqrtBisection() const { return sqrtBisection(getNumericTypeForSqrtBisection(), fimath_); }
+  fi sqrtBisection(const NumericType& type) const { return sqrtBisection(type, fimath_); }
+  fi sqrtBisection(const fimath& math) const { return sqrtBisection(getNumericTypeForSqrtBisection(), math); }
+  fi sqrtBisection(const NumericType& type, const fimath& math) const;
+  /// Raises "numforge:fi:sqrt:binarypointonly", "…:unspecifiedscaling", "…:unspecifiedsign", "…:nocomplex",
+  /// "…:nonegative", "…:nobooleansqrt", in this order.
+  void sqrtErrorMessage(const NumericType& type) const;
+  bool isAnyElementNegative() const;
+  /// The magnitude of the held element at the cursor.
+  void abs(number& out) const;
+  /// Magnitudes of all elements in this type: of the exact real-world magnitude, rounded once. Refuses complex
+  /// slope-bias arrays, "numforge:fi:complexslopebiasnotdefined".
+  fi abs() const;
+  /// Absolute values of a real array in `type`, without one in this type, rounded and brought into range by
+  /// `math`. Raises "numforge:fi:abs:binarypointonly" and "numforge:fi:realabs:nocomplex".
+  fi realabs() const { return realabs(getNumericType(), fimath_); }
+  fi realabs(const NumericType& type) const { return realabs(type, fimath_); }
+  fi realabs(const fimath& math) const { return realabs(getNumericType(), math); }
+  fi realabs(const NumericType& type, const fimath& math) const;
+
+  // -------------------------------------------------------------------------------- comparison, extremes, sign
+  /// The element of `x` at its cursor in the scaling of `y`: the value that would represent the same real-world
+  /// value there, with so many bits that it compares exactly with values of `y`. Valid until the next such call
+  /// for `x`.
+  static const number& getAdjustedReal(const fi& x, const fi& y);
+  /// Both parts, as a 1-by-1 array.
+  static const fi& getAdjustedElement(const fi& x, const fi& y);
+  /// Element-wise comparison of real parts, by real-world value, with scalar expansion: a logical array. `eq`
+  /// and `ne` compare imaginary parts too. Raise "numforge:fi:dimagree".
+  tessel::HostArray ge(const fi& b) const;
+  tessel::HostArray le(const fi& b) const;
+  tessel::HostArray gt(const fi& b) const;
+  tessel::HostArray lt(const fi& b) const;
+  tessel::HostArray eq(const fi& b) const;
+  tessel::HostArray ne(const fi& b) const;
+  /// Whether the elements at the cursors are equal.
+  bool operator==(const fi& b) const;
+  /// Same size and all elements equal.
+  bool isequal(const fi& b) const;
+  /// Element-wise, with scalar expansion; complex elements by magnitude; of equal ones this array's. Raise
+  /// "numforge:fi:min:numerictypemismatch", "numforge:fi:min:fimathmismatch" ("…:max:…") and
+  /// "numforge:fi:dimagree".
+  fi min(const fi& b) const;
+  fi max(const fi& b) const;
+  /// The first extreme in storage order, 1-by-1, and its position: from 0 in `index`, from 1 in `position`. Of
+  /// an empty array, empty ones; `index` is 0 then.
+  fi unary_min(unsigned& index, tessel::HostArray& position) const;
+  fi unary_max(unsigned& index, tessel::HostArray& position) const;
+  /// The first extremes along `dimension`, from 1, and their positions in it, from 1. Raise
+  /// "numforge:fi:getDimension:badDimension" for 0.
+  fi minAlong(unsigned dimension, tessel::HostArray& positions) const;
+  fi maxAlong(unsigned dimension, tessel::HostArray& positions) const;
+  /// The first dimension whose size is not 1; 1 for a scalar.
+  unsigned firstNonSingleton() const;
+  /// The sum along `dimension`, from 1, by the rules of `leadingdimension_sum`.
+  fi sumAlong(unsigned dimension) const;
+  /// −1, 0 or 1 in this type. Refuses complex arrays, "numforge:fi:complexnotdefined".
+  fi sign() const;
+  /// The negated real-world values, brought into this type; `conj` negates imaginary parts alone and refuses
+  /// complex slope-bias arrays, "numforge:fi:complexslopebiasnotdefined".
+  fi uminus() const;
+  fi conj() const;
+
+  // -------------------------------------------------------------------------------------------- bit operations
+  // On the patterns of stored integers. Raise `errorIfScaledDouble`'s error, and "numforge:fi:fixedonly" for
+  // the data types double and single.
+
+  /// This array with one bit of every element set, or made `value`. Scalars expand. Raise
+  /// "numforge:fi:bitset:inputsMustBeReal", "numforge:fi:bitSet:sizeMismatch",
+  /// "numforge:fi:bitSet:ArgSizeMismatch", "numforge:fi:bitset:BITOutOfRange".
+  fi bitset(const tessel::HostArray& bit) const;
+  fi bitset(const tessel::HostArray& bit, const tessel::HostArray& value) const;
+  fi bitset(const fi& bit) const;
+  fi bitset(const fi& bit, const fi& value) const;
+  fi bitset(const fi& bit, const tessel::HostArray& value) const;
+  fi bitset(const tessel::HostArray& bit, const fi& value) const;
+  /// One bit of every element, as an unsigned array of word length 1. Raises
+  /// "numforge:fi:bitget:inputsMustBeReal", "numforge:fi:bitget:sizeMismatch",
+  /// "numforge:fi:bitget:BITOutOfRange".
+  fi bitget(const tessel::HostArray& bit) const;
+  /// Every bit complemented, in both parts.
+  fi bitcmp() const;
+  /// Bit by bit in both parts, a missing imaginary part being 0; scalars expand. Raise
+  /// "numforge:fi:bitAndXorOr:mixedNumericTypes" and "numforge:fi:dimagree".
+  fi fibitand(const fi& b) const;
+  fi fibitor(const fi& b) const;
+  fi bitxor(const fi& b) const;
+  /// Stored integers times 2^places, in this type: rounded down, brought into range by the overflow mode.
+  fi bitshift(int places) const;
+  /// Values times 2^exponent. In this type, rounded and brought into range; or, with `movesPoint`, exactly, in
+  /// a type whose fraction length is shorter by `exponent`. Refuses slope-bias arrays,
+  /// "numforge:fi:onlybinarypointmath".
+  fi pow2(int exponent, bool movesPoint = false) const;
+  /// The bounds of the stored integers, 1-by-1, with fraction length 0.
+  fi intmin() const;
+  fi intmax() const;
+  /// The stored integers as values: same sign and word length, fraction length 0. Arrays of data types without
+  /// scaling come back as they are.
+  fi stripscaling() const;
+  /// The same patterns read in `type`. Raises "numforge:fi:reinterpretcast:wordlength" unless the word lengths
+  /// agree, and "numforge:fi:fixedonly".
+  fi reinterpretcast(const NumericType& type) const;
+
+  // ------------------------------------------------------------------------------------------------------ logs
+  // Up to four loggers record for an array: its own (assignments), and those of the registers of its arithmetic
+  // for sums, products, and sums of products.
+
+  /// Resets the module-wide totals of assignments, sums and products; does nothing while logging is off.
+  static void resetGlobalLog();
+  /// Prints the counts of those totals on the console; nothing while logging is off.
+  static void displayGlobalLog();
+  /// Forgets what the array's loggers have recorded.
+  void resetLogging() const;
+  /// A 1-by-1 structure with the fields "Assignment", "Sum", "Product" and "ProductSum", one logger's structure
+  /// each.
+  tessel::HostArray saveLogsInHostStruct() const;
+  /// A record of each of the array's loggers that has recorded something.
+  std::vector<filog> getlocalfilogs() const;
+  /// Writes the loggers that have recorded something into the module-wide collection, resets them, and sets the
+  /// registers to 0.
+  void consolidatelocalfilogs() const;
 
  protected:
   static bool sElementPathOnly;
@@ -490,8 +673,14 @@ class QFCORE_API fi {
   enum class BeyondEnd { Refused, Grows };
   long long scalarPosition(const tessel::HostArray& index, BeyondEnd beyondEnd) const;
   bool overwriteExisting(const tessel::HostArray& index, const fi& rhs);
-  fi transposed(const char* name, bool conjugates) const;
-  fi conjugated() const;
+  /// The elements of all operands, one after the other in a column, in the type and settings of `model`.
+  static fi pooled(const char* operation, const fi& model, const std::vector<const fi*>& operands);
+  fi transposed() const;
+  /// Negates the imaginary parts and brings them into the type; logs nothing.
+  void conjugate();
+  template <class Source>
+  fi assembled(unsigned rows, unsigned columns, Source source) const;
+  fi toeplitzOf(unsigned rows, unsigned columns) const;
   template <class Keeps>
   fi triangle(double k, Keeps keeps) const;
   fi sortedComplex(bool ascending, unsigned stride, unsigned length, double* index) const;
@@ -512,6 +701,10 @@ class QFCORE_API fi {
   /// `wordsEach` words stand for an element; those beyond the word length are passed over.
   void storeWords(number& part, const unsigned* words, unsigned wordsEach);
   ArithmeticState& arithmeticState() const;
+  /// The registers for sums, products, and sums of products; null where arithmetic has not logged into one.
+  std::array<fi*, 3> registers() const;
+  /// This array's logger and the registers', in that order.
+  std::array<const qlogger*, 4> loggers() const;
   template <class Operation>
   fi sumOrDifference(const fi& b) const;
   template <class Operation>
@@ -526,14 +719,38 @@ class QFCORE_API fi {
   static void oneBinaryPointSum(const fi& a, const fi& b, fi& sumRegister, number& scratch);
   template <class Operation>
   static void oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister);
-  /// Hands the register's record on: to the result, the module's total, the user, and this array's own register.
-  void finishSum(fi& result, fi& sumRegister, const char* name) const;
+  /// Hands a register's record on: to the result, if given, the module's total of its kind, the user, and this
+  /// array's own register.
+  void finishRegister(fi* result, fi& finished, const char* name,
+                      std::unique_ptr<fi> ArithmeticState::*kept) const;
+  /// The same for a product register and its sum register.
+  void finishProducts(fi* result, fi& productRegister, const char* name) const;
+  void mtimesByElements(const fi& b, fi& productRegister, fi& accumulator, fi& result) const;
+  template <class Extreme>
+  fi extreme(const fi& b) const;
+  template <class Extreme>
+  fi firstExtreme(unsigned& index, tessel::HostArray& position) const;
+  template <class Extreme>
+  fi firstExtremes(unsigned dimension, tessel::HostArray& positions) const;
+  template <class Operation>
+  fi bitandorxor(const fi& b) const;
+  /// Whether the result of a bit operation is complex; a missing imaginary part counts as 0.
+  static bool coordinateComplexityForBitwiseOps(const fi& a, const fi& b) {
+    return a.iscomplex() || b.iscomplex();
+  }
+  void sumFibers(std::size_t stride, std::size_t length, fi& sumRegister, fi& result) const;
+  fi setBits(const tessel::HostArray& bit, const tessel::HostArray* value) const;
+  fi integerBound(const number& bound) const;
+  fi scaledByPow2(int exponent, RoundModeEnum roundMode, const char* name) const;
+  bool imaginaryPartsAreEqual(const fi& b) const;
+  static fi& adjustedRoom(const fi& x, const fi& y);
 
   // Result-type caches, correction factors, registers: made when arithmetic first needs them.
   mutable std::unique_ptr<ArithmeticState> arithmeticState_;
 };
 
-/// A view of a whole array: reads and writes reach the target's elements; the cursor is its own. Must not outlive it.
+/// A view of a whole array: reads and writes reach the target's elements; the cursor is its own. Must not
+/// outlive it.
 class QFCORE_API FiReference : public fi {
  public:
   explicit FiReference(fi& target);
@@ -551,7 +768,8 @@ class QFCORE_API FiReference : public fi {
 /// A view of consecutive elements as a column; its indices count from its own start.
 class QFCORE_API FiColumnReference : public FiReference {
  public:
-  /// Elements `startIndex` to `startIndex` + `length` − 1. Raises "numforge:fi:FiColumnReference:IndexOutOfRange".
+  /// Elements `startIndex` to `startIndex` + `length` − 1. Raises
+  /// "numforge:fi:FiColumnReference:IndexOutOfRange".
   FiColumnReference(fi& target, unsigned startIndex, unsigned length);
   /// Column `column`, from 0. Raises "numforge:fi:FiColumnReference:ColumnNumberOutOfRange" when it exceeds the
   /// column count; the count itself passes.

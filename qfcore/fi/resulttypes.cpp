@@ -24,20 +24,23 @@ constexpr Message kOnlyBinaryPoint{"numforge:fi:onlybinarypointmath",
 constexpr Message kScaledDoubleSlopeBias{
     "numforge:fi:scaleddoubleslopebiasmathnotdefined",
     "Math is not supported for slope-bias FIs when DataTypeMode is 'Scaled double: slope and bias scaling'"};
-constexpr Message kScaledDoubleNotDefined{"numforge:fi:scaleddoublenotdefined",
-                                          "Function '%s' is not defined for FI objects with data type ScaledDouble."};
+constexpr Message kScaledDoubleNotDefined{
+    "numforge:fi:scaleddoublenotdefined",
+    "Function '%s' is not defined for FI objects with data type ScaledDouble."};
 constexpr Message kSlopeBiasMode{"numforge:fi:mathmodeslopebiasnotdefined",
                                  "Math is not supported for slope-bias FIs when the %sMode is %s."};
-constexpr Message kMaxSumWordLength{
-    "numforge:fi:MaxSumWordLengthExceeded",
-    "MaxSumWordLength is %d bits and a minimum word length of %d bits is necessary to guarantee that this sum or "
-    "difference can be computed with no loss of precision.  Increase MaxSumWordLength if you want the sum to grow to "
-    "a larger word length."};
-constexpr Message kMaxProductWordLength{
-    "numforge:fi:MaxProductWordLengthExceeded",
-    "MaxProductWordLength is %d bits and a minimum word length of %d bits is necessary to guarantee that this product "
-    "can be computed with no loss of precision.  Increase MaxProductWordLength if you want the product to grow to a "
-    "larger word length."};
+constexpr Message kMaxSumWordLength{"numforge:fi:MaxSumWordLengthExceeded",
+                                    "MaxSumWordLength is %d bits and a minimum word length of %d bits is "
+                                    "necessary to guarantee that this sum or "
+                                    "difference can be computed with no loss of precision.  Increase "
+                                    "MaxSumWordLength if you want the sum to grow to "
+                                    "a larger word length."};
+constexpr Message kMaxProductWordLength{"numforge:fi:MaxProductWordLengthExceeded",
+                                        "MaxProductWordLength is %d bits and a minimum word length of %d bits "
+                                        "is necessary to guarantee that this product "
+                                        "can be computed with no loss of precision.  Increase "
+                                        "MaxProductWordLength if you want the product to grow to a "
+                                        "larger word length."};
 
 /// What a register needs to hold every value without loss, from which the four modes choose.
 struct Growth {
@@ -52,8 +55,8 @@ int integerBits(const NumericType& type) { return type.wordLength() - type.fract
 int growthBits(unsigned terms) { return static_cast<int>(std::bit_width(terms - 1)); }
 
 template <const Message& MaxExceeded>
-NumericType registerType(DataTypeEnum dataType, bool isSigned, bool isSlopeBias, const RegisterSettings& settings,
-                         const char* registerName, const Growth& growth) {
+NumericType registerType(DataTypeEnum dataType, bool isSigned, bool isSlopeBias,
+                         const RegisterSettings& settings, const char* registerName, const Growth& growth) {
   if (isSlopeBias && settings.mode != ArithmeticModeEnum::SpecifyPrecision) {
     fail<kSlopeBiasMode>(registerName, EmbeddedTypeSystem::textOf(settings.mode));
   }
@@ -76,7 +79,8 @@ NumericType registerType(DataTypeEnum dataType, bool isSigned, bool isSlopeBias,
   }
   const bool binaryPoint = factor == 1 && bias == 0;
   return NumericType(dataType, binaryPoint ? ScalingEnum::BinaryPoint : ScalingEnum::SlopeBias,
-                     isSigned ? SignedEnum::Signed : SignedEnum::Unsigned, wordLength, factor, -fractionLength, bias);
+                     isSigned ? SignedEnum::Signed : SignedEnum::Unsigned, wordLength, factor, -fractionLength,
+                     bias);
 }
 
 bool isFixedPoint(DataTypeEnum dataType) {
@@ -122,18 +126,19 @@ NumericType product(const NumericType& a, const NumericType& b, const fimath& ma
   const bool slopeBias = a.isSlopeBias() || math.isProductSlopeBiasScaled() || b.isSlopeBias();
   const Growth growth{a.wordLength() + b.wordLength(), a.fractionLength() + b.fractionLength(),
                       integerBits(a) + integerBits(b)};
-  return registerType<kMaxProductWordLength>(type, a.isSigned() || b.isSigned(), slopeBias, math.product(), "Product",
-                                             growth);
+  return registerType<kMaxProductWordLength>(type, a.isSigned() || b.isSigned(), slopeBias, math.product(),
+                                             "Product", growth);
 }
 
 NumericType sumOfTwoProducts(DataTypeEnum dataType, const NumericType& product, const fimath& math) {
   return sumRegisterType(dataType, product.isSigned(), false, math, grown(product, 1));
 }
 
-NumericType sumOfProducts(const NumericType& a, const NumericType& b, const NumericType& product, unsigned terms,
-                          const fimath& math) {
+NumericType sumOfProducts(const NumericType& a, const NumericType& b, const NumericType& product,
+                          unsigned terms, const fimath& math) {
   const bool slopeBias = a.isSlopeBias() || math.isProductSlopeBiasScaled() || b.isSlopeBias();
-  return sumRegisterType(dataType(a, b), product.isSigned(), slopeBias, math, grown(product, growthBits(terms)));
+  return sumRegisterType(dataType(a, b), product.isSigned(), slopeBias, math,
+                         grown(product, growthBits(terms)));
 }
 
 NumericType sumOfTerms(const NumericType& a, unsigned terms, const fimath& math) {
@@ -141,13 +146,21 @@ NumericType sumOfTerms(const NumericType& a, unsigned terms, const fimath& math)
   return sumRegisterType(a.dataType(), a.isSigned(), false, math, grown(a, growthBits(terms)));
 }
 
+NumericType quotient(const NumericType& a, const NumericType& b) {
+  const DataTypeEnum type = dataType(a, b);
+  if (!isFixedPoint(type)) return builtIn(type);
+  return NumericType(
+      type, ScalingEnum::BinaryPoint, a.isSigned() || b.isSigned() ? SignedEnum::Signed : SignedEnum::Unsigned,
+      std::max(a.wordLength(), b.wordLength()), 1.0, b.fractionLength() - a.fractionLength(), 0.0);
+}
+
 NumericType squareRoot(const NumericType& a) {
   if (!a.isFixedOrScaledDouble()) return builtIn(a.dataType());
   // Shifting right rounds down, also for negative counts, so adding one first rounds half of them up.
   const int wordLength = (a.wordLength() + 1) / 2;
   const int integer = (integerBits(a) + 1) >> 1;
-  return NumericType(a.dataType(), ScalingEnum::BinaryPoint, a.signedEnum(), wordLength, 1.0, integer - wordLength,
-                     0.0);
+  return NumericType(a.dataType(), ScalingEnum::BinaryPoint, a.signedEnum(), wordLength, 1.0,
+                     integer - wordLength, 0.0);
 }
 
 }  // namespace resulttypes
@@ -215,8 +228,8 @@ const NumericType& fi::getSumTypeForMpyOp(const fi& b, const NumericType& produc
 const NumericType& fi::getSumNumericTypeForMatrixMultiply(const fi& b, const NumericType& productType) const {
   errorIfMathMismatch(*this, b);
   const unsigned terms = cols_ + (iscomplex() && b.iscomplex());
-  return arithmeticState().sumType = resulttypes::sumOfProducts(getNumericType(), b.getNumericType(), productType,
-                                                               std::max(terms, 1U), fimath_);
+  return arithmeticState().sumType = resulttypes::sumOfProducts(getNumericType(), b.getNumericType(),
+                                                                productType, std::max(terms, 1U), fimath_);
 }
 
 const NumericType& fi::getNumericTypeForLeadingDimensionSum() const {

@@ -1,9 +1,9 @@
 /// Result-type rules: pure functions of the operands' types, the sizes they need and the math settings.
 ///
-/// WL is a type's word length, FL its fraction length, IB = WL − FL its integer bits, the sign bit included. All raise
-/// "numforge:fi:mathmodeslopebiasnotdefined" where slope-bias scaling meets a mode other than SpecifyPrecision, and
-/// under FullPrecision "numforge:fi:MaxSumWordLengthExceeded" or "numforge:fi:MaxProductWordLengthExceeded" where the
-/// word would grow beyond the maximum.
+/// WL is a type's word length, FL its fraction length, IB = WL − FL its integer bits, the sign bit included.
+/// All raise "numforge:fi:mathmodeslopebiasnotdefined" where slope-bias scaling meets a mode other than
+/// SpecifyPrecision, and under FullPrecision "numforge:fi:MaxSumWordLengthExceeded" or
+/// "numforge:fi:MaxProductWordLengthExceeded" where the word would grow beyond the maximum.
 #pragma once
 
 #include "qfcore/math/fimath.h"
@@ -13,7 +13,8 @@ namespace embedded::resulttypes {
 
 using EmbeddedTypeSystem::NumericType;
 
-/// The data type of an operation on two compatible types: ScaledDouble when the right one is, else the left one's.
+/// The data type of an operation on two compatible types: ScaledDouble when the right one is, else the left
+/// one's.
 EmbeddedTypeSystem::DataTypeEnum dataType(const NumericType& a, const NumericType& b);
 
 /// a + b or a − b. FullPrecision: one bit more than the wider integer part and the longer fraction need.
@@ -27,11 +28,15 @@ NumericType sumOfTwoProducts(EmbeddedTypeSystem::DataTypeEnum dataType, const Nu
                              const fimath& math);
 
 /// The sum of `terms` products, one at least, in a matrix product of operands of types a and b.
-NumericType sumOfProducts(const NumericType& a, const NumericType& b, const NumericType& product, unsigned terms,
-                          const fimath& math);
+NumericType sumOfProducts(const NumericType& a, const NumericType& b, const NumericType& product,
+                          unsigned terms, const fimath& math);
 
 /// The sum of `terms` values, one at least, of a type that is binary-point.
 NumericType sumOfTerms(const NumericType& a, unsigned terms, const fimath& math);
+
+/// a / b where no type is given: signed when either is, the longer word, and the fraction length that a's has
+/// over b's.
+NumericType quotient(const NumericType& a, const NumericType& b);
 
 /// The square root: half of the word and half of the integer bits, both rounded up.
 NumericType squareRoot(const NumericType& a);

@@ -4,6 +4,7 @@
 
 #include "qfcore/host/FimathObjClass.h"
 #include "qfcore/host/NumericTypeObjClass.h"
+#include "qfcore/host/filogObjClass.h"
 
 namespace embedded::host {
 
@@ -15,9 +16,10 @@ constexpr Message kMustBeFi{"numforge:fi:mustBeFi", "This parameter must be a fi
 constexpr Message kNotNumeric{"numforge:fi:operand:numeric",
                               "An operand beside a fi must be a fi, or a numeric or logical array."};
 
-// ---------------------------------------------------------------------------------------------------------- properties
+// -------------------------------------------------------------------------------------------------- properties
 
-/// A property of the numeric type as a property of the array: set on a copy, to which the array's values then move.
+/// A property of the numeric type as a property of the array: set on a copy, to which the array's values then
+/// move.
 Property<fi> ofType(const char* name) {
   const Property<NumericType>& row = *findRow(NumericTypeObjClass::properties(), name);
   return {row.name, row.type,
@@ -73,6 +75,14 @@ HostArray logged(fi& x) {
   return toHost((x.getQlogger().*Getter)());
 }
 
+HostArray intArray(fi& x) { return x.getIntArray(); }
+void setIntArray(fi& x, const HostArray& stored) { x.setIntArray(stored); }
+
+template <int Base>
+void setText(fi& x, const HostArray& text) {
+  x.base2num(text, Base);
+}
+
 HostArray logging(fi& x) { return toHost(x.getQlogger().isAlwaysOn()); }
 
 std::vector<Property<fi>> makeProperties() {
@@ -83,22 +93,56 @@ std::vector<Property<fi>> makeProperties() {
     rows.push_back(ofType(name));
   }
   rows.push_back({"fimath", property_type::kArray, mathOf, setMath, "The math settings."});
-  for (const char* name :
-       {"RoundMode", "OverflowMode", "ProductMode", "SumMode", "ProductWordLength", "MaxProductWordLength",
-        "ProductFractionLength", "ProductFixedExponent", "ProductSlope", "ProductSlopeAdjustmentFactor",
-        "ProductBias", "SumWordLength", "MaxSumWordLength", "SumFractionLength", "SumFixedExponent", "SumSlope",
-        "SumSlopeAdjustmentFactor", "SumBias", "CastBeforeSum", "CStyle"}) {
+  for (const char* name : {"RoundMode",
+                           "OverflowMode",
+                           "ProductMode",
+                           "SumMode",
+                           "ProductWordLength",
+                           "MaxProductWordLength",
+                           "ProductFractionLength",
+                           "ProductFixedExponent",
+                           "ProductSlope",
+                           "ProductSlopeAdjustmentFactor",
+                           "ProductBias",
+                           "SumWordLength",
+                           "MaxSumWordLength",
+                           "SumFractionLength",
+                           "SumFixedExponent",
+                           "SumSlope",
+                           "SumSlopeAdjustmentFactor",
+                           "SumBias",
+                           "CastBeforeSum",
+                           "CStyle"}) {
     rows.push_back(ofMath(name));
   }
   const std::vector<Property<fi>> own{
       {"Logging", property_type::kBool, logging, set<&fi::setLogging>,
        "Whether this array logs, also while logging is off everywhere."},
-      {"isautoscaled", property_type::kBool, get<&fi::isAutoScaled>, {},
+      {"isautoscaled",
+       property_type::kBool,
+       get<&fi::isAutoScaled>,
+       {},
        "Whether the fraction length was chosen by best precision."},
-      {"datasetbypvpair", property_type::kBool, get<&fi::isDataSetByPair>, {},
+      {"datasetbypvpair",
+       property_type::kBool,
+       get<&fi::isDataSetByPair>,
+       {},
        "Whether the values were given by a name/value pair."},
       {"double", property_type::kArray, get<&fi::getDoubleHostArray>, set<&fi::setDoubleHostArray>,
        "The real-world values as doubles."},
+      {"data", property_type::kArray, get<&fi::getDataHostArray>, set<&fi::setDataHostArray>,
+       "The real-world values in the host's class for the data type."},
+      {"int", property_type::kArray, get<&fi::getIntHostArray>, set<&fi::setIntHostArray>,
+       "The stored integers in the narrowest integer class."},
+      {"intarray", property_type::kArray, intArray, setIntArray,
+       "The stored integers; words of more than 32 bits in 32-bit chunks."},
+      {"corvanearray", property_type::kArray, get<&fi::getCorvaneArray>, set<&fi::setCorvaneArray>,
+       "The stored integers as block diagrams take them."},
+      {"bin", property_type::kArray, get<&fi::bin>, setText<2>, "The stored integers in binary."},
+      {"oct", property_type::kArray, get<&fi::oct>, setText<8>, "The stored integers in octal."},
+      {"dec", property_type::kArray, get<&fi::dec>, setText<10>,
+       "The patterns of the stored integers in decimal."},
+      {"hex", property_type::kArray, get<&fi::hex>, setText<16>, "The stored integers in hexadecimal."},
       {"noverflows", property_type::kDouble, logged<&qlogger::noverflows>, {}, "Overflows logged."},
       {"nunderflows", property_type::kDouble, logged<&qlogger::nunderflows>, {}, "Underflows logged."},
       {"maxlog", property_type::kDouble, logged<&qlogger::realWorldMax>, {}, "Largest value logged."},
@@ -123,12 +167,32 @@ fi& fiArgument(const HostArray& array) {
   fail<kMustBeFi>();
 }
 
-fi operandBeside(const HostArray& operand, const fi& other) {
+namespace {
+
+/// The array that an operand wraps, or what `convert` makes of a host number.
+template <class Convert>
+fi converted(const HostArray& operand, Convert convert) {
   if (const fi* value = unwrapped<fi>(operand)) return *value;
   if (!operand.isNumeric() && !operand.isLogical()) fail<kNotNumeric>();
-  NumericType type(other.getNumericType());
-  if (type.isFixedOrScaledDouble()) type.setScaling(EmbeddedTypeSystem::ScalingEnum::Unspecified);
-  return fi(&operand, type, other.getFimath());
+  return convert();
+}
+
+}  // namespace
+
+fi operandBeside(const HostArray& operand, const fi& other) {
+  return converted(operand, [&] {
+    NumericType type(other.getNumericType());
+    if (type.isFixedOrScaledDouble()) type.setScaling(EmbeddedTypeSystem::ScalingEnum::Unspecified);
+    return fi(&operand, type, other.getFimath());
+  });
+}
+
+fi operandInTypeOf(const HostArray& operand, const fi& other) {
+  return converted(operand, [&] { return fi(&operand, other.getNumericType(), other.getFimath()); });
+}
+
+fi operandAsItIs(const HostArray& operand, const fi&) {
+  return converted(operand, [&] { return fi::unquantized(operand); });
 }
 
 std::shared_ptr<HostObject> FiObjClass::createClassSpecificObject(Arrays& arguments) {
@@ -160,7 +224,14 @@ void FiObjClass::init() {
     ++place;
   }
   addMethods(hostClass(), basicMethods());
+  addMethods(hostClass(), logMethods());
+  addMethods(hostClass(), globalFilogMethods());
+  addMethods(hostClass(), conversionMethods());
+  addMethods(hostClass(), indexingMethods());
+  addMethods(hostClass(), shapeMethods());
   addMethods(hostClass(), arithmeticMethods());
+  addMethods(hostClass(), comparisonMethods());
+  addMethods(hostClass(), bitMethods());
 }
 
 }  // namespace embedded::host

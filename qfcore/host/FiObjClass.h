@@ -14,7 +14,8 @@ class FiObjClass : public ObjClass<FiObjClass, fi> {
   /// Takes no to three arguments: value, numerictype, fimath.
   static std::shared_ptr<HostObject> createClassSpecificObject(Arrays& arguments);
   void init();
-  /// A user's method of the same name takes the place of the module's; nothing is cached that would have to follow.
+  /// A user's method of the same name takes the place of the module's; nothing is cached that would have to
+  /// follow.
   static std::shared_ptr<HostObject> wrapped(fi value) { return make(std::move(value)); }
 
  private:
@@ -24,7 +25,13 @@ class FiObjClass : public ObjClass<FiObjClass, fi> {
 
 // Method tables of the class, one a family; each stands in fimethods_<family>.cpp.
 std::span<const Method> basicMethods();
+std::span<const Method> logMethods();
+std::span<const Method> conversionMethods();
+std::span<const Method> indexingMethods();
+std::span<const Method> shapeMethods();
 std::span<const Method> arithmeticMethods();
+std::span<const Method> comparisonMethods();
+std::span<const Method> bitMethods();
 /// Methods of fimath and of numerictype whose operands are arrays: add(F, a, b), ...
 std::span<const Method> fimathArithmeticMethods();
 std::span<const Method> numericTypeArithmeticMethods();
@@ -32,17 +39,25 @@ std::span<const Method> numericTypeArithmeticMethods();
 /// The array that an argument wraps. Raises "numforge:fi:mustBeFi" / "This parameter must be a fi.".
 fi& fiArgument(const HostArray& array);
 
-/// An operand of a binary operation beside the array `other`: the array it wraps, or a host number made an array of
-/// `other`'s signedness, word length and math settings, at best precision for its values.
+/// An operand of a binary operation beside the array `other`: the array it wraps, or a host number made an
+/// array of `other`'s signedness, word length and math settings, at best precision for its values.
 fi operandBeside(const HostArray& operand, const fi& other);
 
-/// A method of two operands of which one at least is an array: calls `(a.*Operation)(b)`.
-template <auto Operation>
+/// The same, with the host number brought into `other`'s numeric type: for operations that take one type only.
+fi operandInTypeOf(const HostArray& operand, const fi& other);
+
+/// The same, with the host number as it is: for operations that compare.
+fi operandAsItIs(const HostArray& operand, const fi& other);
+
+/// A method of two operands of which one at least is an array: what `Operation(a, b)` returns, a member
+/// function of the first or a function of both. `Convert` makes an array of an operand that is none.
+template <auto Operation, auto Convert = operandBeside>
 Arrays binaryMethod(Arrays& inputs, int) {
   const fi *a = unwrapped<fi>(inputs[0]), *b = unwrapped<fi>(inputs[1]);
-  if (a && b) return {toHost((a->*Operation)(*b))};
-  if (a) return {toHost((a->*Operation)(operandBeside(inputs[1], *a)))};
-  return {toHost((operandBeside(inputs[0], fiArgument(inputs[1])).*Operation)(fiArgument(inputs[1])))};
+  if (a && b) return {toHost(std::invoke(Operation, *a, *b))};
+  if (a) return {toHost(std::invoke(Operation, *a, Convert(inputs[1], *a)))};
+  const fi& known = fiArgument(inputs[1]);
+  return {toHost(std::invoke(Operation, Convert(inputs[0], known), known))};
 }
 
 /// A method of an array alone: what `Getter` returns.

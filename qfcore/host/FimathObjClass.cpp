@@ -16,7 +16,8 @@ constexpr Message kNoCTranspose{"numforge:fimath:ctranspose:notdefined",
                                 "Transpose on fimath object is not defined."};
 constexpr Message kNoMethod{"Tessel:UndefinedFunction",
                             "No method '%s' with matching signature found for class embedded.fimath"};
-constexpr Message kBadPairs{"numforge:fimath:set:badpairs", "Properties are set by pairs of a name and a value."};
+constexpr Message kBadPairs{"numforge:fimath:set:badpairs",
+                            "Properties are set by pairs of a name and a value."};
 
 template <auto Getter>
 HostArray get(fimath& math) {
@@ -25,6 +26,11 @@ HostArray get(fimath& math) {
 template <auto Setter>
 void set(fimath& math, const HostArray& value) {
   host::set<fimath, Setter>(math, value);
+}
+
+template <auto Setter>
+void setFromText(fimath& math, const HostArray& text) {
+  host::setFromText<fimath, Setter>(math, text);
 }
 
 void setCStyle(fimath& math, const HostArray& value) { math.setCStyle(value); }
@@ -51,81 +57,86 @@ const Property<fimath> kProperties[] = {
     {"ProductMode", kArithmeticModeType, get<&F::productMode>, set<&F::setProductMode>,
      "How the type of products is chosen."},
     {"ProductWordLength", property_type::kInt32, get<&F::productWordLength>, set<&F::setProductWordLength>,
-     "Word length of products; not under FullPrecision.", {"PrivDlgProductWordLengthString"}},
-    {"MaxProductWordLength", property_type::kInt32, get<&F::maxProductWordLength>, set<&F::setMaxProductWordLength>,
-     "Largest word length of products under FullPrecision.", {"PrivDlgMaxProductWordLengthString"}},
+     "Word length of products; not under FullPrecision.", "PrivDlgProductWordLengthString"},
+    {"MaxProductWordLength", property_type::kInt32, get<&F::maxProductWordLength>,
+     set<&F::setMaxProductWordLength>, "Largest word length of products under FullPrecision.",
+     "PrivDlgMaxProductWordLengthString"},
     {"ProductFractionLength", property_type::kInt32, get<&F::productFractionLength>,
      set<&F::setProductFractionLength>, "Fraction length of products under SpecifyPrecision.",
-     {"PrivDlgProductFractionLengthString", "PrivDlgProductFixedExponentString", "PrivDlgProductSlopeString"}},
-    {"ProductFixedExponent", property_type::kInt32, get<&F::productFixedExponent>, set<&F::setProductFixedExponent>,
-     "-ProductFractionLength.",
-     {"PrivDlgProductFractionLengthString", "PrivDlgProductFixedExponentString", "PrivDlgProductSlopeString"}},
+     "PrivDlgProductFractionLengthString PrivDlgProductFixedExponentString PrivDlgProductSlopeString"},
+    {"ProductFixedExponent", property_type::kInt32, get<&F::productFixedExponent>,
+     set<&F::setProductFixedExponent>, "-ProductFractionLength.",
+     "PrivDlgProductFractionLengthString PrivDlgProductFixedExponentString PrivDlgProductSlopeString"},
     {"ProductSlope", property_type::kDouble, get<&F::productSlope>, set<&F::setProductSlope>,
      "Slope of products under SpecifyPrecision.",
-     {"PrivDlgProductFractionLengthString", "PrivDlgProductSlopeString",
-      "PrivDlgProductSlopeAdjustmentFactorString"}},
+     "PrivDlgProductFractionLengthString PrivDlgProductSlopeString PrivDlgProductSlopeAdjustmentFactorString"},
     {"ProductSlopeAdjustmentFactor", property_type::kDouble, get<&F::productSlopeAdjustmentFactor>,
      set<&F::setProductSlopeAdjustmentFactor>, "ProductSlope without its power of two.",
-     {"PrivDlgProductSlopeString", "PrivDlgProductSlopeAdjustmentFactorString"}},
+     "PrivDlgProductSlopeString PrivDlgProductSlopeAdjustmentFactorString"},
     {"ProductBias", property_type::kDouble, get<&F::productBias>, set<&F::setProductBias>,
-     "Bias of products under SpecifyPrecision.", {"PrivDlgProductBiasString"}},
+     "Bias of products under SpecifyPrecision.", "PrivDlgProductBiasString"},
     {"SumMode", kArithmeticModeType, get<&F::sumMode>, set<&F::setSumMode>, "How the type of sums is chosen."},
     {"SumWordLength", property_type::kInt32, get<&F::sumWordLength>, set<&F::setSumWordLength>,
-     "Word length of sums; not under FullPrecision.", {"PrivDlgSumWordLengthString"}},
+     "Word length of sums; not under FullPrecision.", "PrivDlgSumWordLengthString"},
     {"MaxSumWordLength", property_type::kInt32, get<&F::maxSumWordLength>, set<&F::setMaxSumWordLength>,
-     "Largest word length of sums under FullPrecision.", {"PrivDlgMaxSumWordLengthString"}},
+     "Largest word length of sums under FullPrecision.", "PrivDlgMaxSumWordLengthString"},
     {"SumFractionLength", property_type::kInt32, get<&F::sumFractionLength>, set<&F::setSumFractionLength>,
      "Fraction length of sums under SpecifyPrecision.",
-     {"PrivDlgSumFractionLengthString", "PrivDlgSumFixedExponentString", "PrivDlgSumSlopeString"}},
+     "PrivDlgSumFractionLengthString PrivDlgSumFixedExponentString PrivDlgSumSlopeString"},
     {"SumFixedExponent", property_type::kInt32, get<&F::sumFixedExponent>, set<&F::setSumFixedExponent>,
      "-SumFractionLength.",
-     {"PrivDlgSumFractionLengthString", "PrivDlgSumFixedExponentString", "PrivDlgSumSlopeString"}},
+     "PrivDlgSumFractionLengthString PrivDlgSumFixedExponentString PrivDlgSumSlopeString"},
     {"SumSlope", property_type::kDouble, get<&F::sumSlope>, set<&F::setSumSlope>,
      "Slope of sums under SpecifyPrecision.",
-     {"PrivDlgSumFractionLengthString", "PrivDlgSumSlopeString", "PrivDlgSumSlopeAdjustmentFactorString"}},
+     "PrivDlgSumFractionLengthString PrivDlgSumSlopeString PrivDlgSumSlopeAdjustmentFactorString"},
     {"SumSlopeAdjustmentFactor", property_type::kDouble, get<&F::sumSlopeAdjustmentFactor>,
      set<&F::setSumSlopeAdjustmentFactor>, "SumSlope without its power of two.",
-     {"PrivDlgSumSlopeString", "PrivDlgSumSlopeAdjustmentFactorString"}},
+     "PrivDlgSumSlopeString PrivDlgSumSlopeAdjustmentFactorString"},
     {"SumBias", property_type::kDouble, get<&F::sumBias>, set<&F::setSumBias>,
-     "Bias of sums under SpecifyPrecision.", {"PrivDlgSumBiasString"}},
+     "Bias of sums under SpecifyPrecision.", "PrivDlgSumBiasString"},
     {"CastBeforeSum", property_type::kBool, get<&F::castBeforeSum>, set<&F::setCastBeforeSum>,
      "Whether operands are brought into the sum's type before they are added."},
     {"PrivDlgProductWordLengthString", property_type::kString, dialogText<&F::product, &R::wordLengthString>,
-     nullptr, "ProductWordLength as the dialog's text.", {}, true},
-    {"PrivDlgMaxProductWordLengthString", property_type::kString, dialogText<&F::product, &R::maxWordLengthString>,
-     nullptr, "MaxProductWordLength as the dialog's text.", {}, true},
-    {"PrivDlgProductFractionLengthString", property_type::kString,
-     dialogText<&F::product, &R::fractionLengthString>, nullptr, "ProductFractionLength as the dialog's text.", {},
+     setFromText<&F::setProductWordLength>, "ProductWordLength as the dialog's text.", "ProductWordLength",
      true},
-    {"PrivDlgProductFixedExponentString", property_type::kString, dialogText<&F::product, &R::fixedExponentString>,
-     nullptr, "ProductFixedExponent as the dialog's text.", {}, true},
-    {"PrivDlgProductSlopeString", property_type::kString, dialogText<&F::product, &R::slopeString>, nullptr,
-     "ProductSlope as the dialog's text.", {}, true},
+    {"PrivDlgMaxProductWordLengthString", property_type::kString,
+     dialogText<&F::product, &R::maxWordLengthString>, setFromText<&F::setMaxProductWordLength>,
+     "MaxProductWordLength as the dialog's text.", "MaxProductWordLength", true},
+    {"PrivDlgProductFractionLengthString", property_type::kString,
+     dialogText<&F::product, &R::fractionLengthString>, setFromText<&F::setProductFractionLength>,
+     "ProductFractionLength as the dialog's text.", "ProductFractionLength", true},
+    {"PrivDlgProductFixedExponentString", property_type::kString,
+     dialogText<&F::product, &R::fixedExponentString>, setFromText<&F::setProductFixedExponent>,
+     "ProductFixedExponent as the dialog's text.", "ProductFixedExponent", true},
+    {"PrivDlgProductSlopeString", property_type::kString, dialogText<&F::product, &R::slopeString>,
+     setFromText<&F::setProductSlope>, "ProductSlope as the dialog's text.", "ProductSlope", true},
     {"PrivDlgProductSlopeAdjustmentFactorString", property_type::kString,
-     dialogText<&F::product, &R::slopeAdjustmentFactorString>, nullptr,
-     "ProductSlopeAdjustmentFactor as the dialog's text.", {}, true},
-    {"PrivDlgProductBiasString", property_type::kString, dialogText<&F::product, &R::biasString>, nullptr,
-     "ProductBias as the dialog's text.", {}, true},
-    {"PrivDlgSumWordLengthString", property_type::kString, dialogText<&F::sum, &R::wordLengthString>, nullptr,
-     "SumWordLength as the dialog's text.", {}, true},
-    {"PrivDlgMaxSumWordLengthString", property_type::kString, dialogText<&F::sum, &R::maxWordLengthString>, nullptr,
-     "MaxSumWordLength as the dialog's text.", {}, true},
+     dialogText<&F::product, &R::slopeAdjustmentFactorString>, setFromText<&F::setProductSlopeAdjustmentFactor>,
+     "ProductSlopeAdjustmentFactor as the dialog's text.", "ProductSlopeAdjustmentFactor", true},
+    {"PrivDlgProductBiasString", property_type::kString, dialogText<&F::product, &R::biasString>,
+     setFromText<&F::setProductBias>, "ProductBias as the dialog's text.", "ProductBias", true},
+    {"PrivDlgSumWordLengthString", property_type::kString, dialogText<&F::sum, &R::wordLengthString>,
+     setFromText<&F::setSumWordLength>, "SumWordLength as the dialog's text.", "SumWordLength", true},
+    {"PrivDlgMaxSumWordLengthString", property_type::kString, dialogText<&F::sum, &R::maxWordLengthString>,
+     setFromText<&F::setMaxSumWordLength>, "MaxSumWordLength as the dialog's text.", "MaxSumWordLength", true},
     {"PrivDlgSumFractionLengthString", property_type::kString, dialogText<&F::sum, &R::fractionLengthString>,
-     nullptr, "SumFractionLength as the dialog's text.", {}, true},
-    {"PrivDlgSumFixedExponentString", property_type::kString, dialogText<&F::sum, &R::fixedExponentString>, nullptr,
-     "SumFixedExponent as the dialog's text.", {}, true},
-    {"PrivDlgSumSlopeString", property_type::kString, dialogText<&F::sum, &R::slopeString>, nullptr,
-     "SumSlope as the dialog's text.", {}, true},
+     setFromText<&F::setSumFractionLength>, "SumFractionLength as the dialog's text.", "SumFractionLength",
+     true},
+    {"PrivDlgSumFixedExponentString", property_type::kString, dialogText<&F::sum, &R::fixedExponentString>,
+     setFromText<&F::setSumFixedExponent>, "SumFixedExponent as the dialog's text.", "SumFixedExponent", true},
+    {"PrivDlgSumSlopeString", property_type::kString, dialogText<&F::sum, &R::slopeString>,
+     setFromText<&F::setSumSlope>, "SumSlope as the dialog's text.", "SumSlope", true},
     {"PrivDlgSumSlopeAdjustmentFactorString", property_type::kString,
-     dialogText<&F::sum, &R::slopeAdjustmentFactorString>, nullptr,
-     "SumSlopeAdjustmentFactor as the dialog's text.", {}, true},
-    {"PrivDlgSumBiasString", property_type::kString, dialogText<&F::sum, &R::biasString>, nullptr,
-     "SumBias as the dialog's text.", {}, true},
+     dialogText<&F::sum, &R::slopeAdjustmentFactorString>, setFromText<&F::setSumSlopeAdjustmentFactor>,
+     "SumSlopeAdjustmentFactor as the dialog's text.", "SumSlopeAdjustmentFactor", true},
+    {"PrivDlgSumBiasString", property_type::kString, dialogText<&F::sum, &R::biasString>,
+     setFromText<&F::setSumBias>, "SumBias as the dialog's text.", "SumBias", true},
     {"CStyle", property_type::kArray, get<&F::getCStyle>, setCStyle,
-     "Arithmetic as in C: true, or a word length, sets products and sums that keep the least significant bits."},
+     "Arithmetic as in C: true, or a word length, sets products and sums that keep the least significant "
+     "bits."},
 };
 
-// ------------------------------------------------------------------------------------------------------------- methods
+// ----------------------------------------------------------------------------------------------------- methods
 
 Arrays disp(Arrays& inputs, int) {
   fimathArgument(inputs[0]).disp();
@@ -143,6 +154,8 @@ Arrays isEqual(Arrays& inputs, int) {
   return {toHost(equal)};
 }
 
+Arrays isDifferent(Arrays& inputs, int) { return {toHost(isEqual(inputs, 1)[0].realAt(0) == 0)}; }
+
 Arrays isFimath(Arrays& inputs, int) { return {toHost(unwrapped<fimath>(inputs[0]) != nullptr)}; }
 
 Arrays copy(Arrays& inputs, int) { return {wrap(fimath(fimathArgument(inputs[0])))}; }
@@ -152,13 +165,9 @@ Arrays refuse(Arrays&, int) {
   fail<M>();
 }
 
-Arrays setPairs(Arrays& inputs, int) {
+Arrays setProperties(Arrays& inputs, int) {
   fimathArgument(inputs[0]);
-  if (inputs.size() % 2 == 0) fail<kBadPairs>();
-  // On a copy first: one bad pair leaves all of them unset.
-  HostArray changed = wrap(fimath(fimathArgument(inputs[0])));
-  for (std::size_t i = 1; i < inputs.size(); i += 2) tessel::setProperty(changed, inputs[i].toText(), inputs[i + 1]);
-  fimathArgument(inputs[0]) = fimathArgument(changed);
+  setPairs<fimath, kBadPairs>(inputs);
   return {};
 }
 
@@ -199,20 +208,23 @@ const Method kMethods[] = {
     {"disp", 1, 1, 0, disp, "disp(F): prints the settings that matter."},
     {"isequal", 2, -1, 1, isEqual, "isequal(F, G): true when all settings of arithmetic are equal."},
     {"eq", 2, 2, 1, isEqual, "F == G: true when all settings of arithmetic are equal."},
+    {"ne", 2, 2, 1, isDifferent, "F ~= G: true when a setting of arithmetic differs."},
     {"isfimath", 1, 1, 1, isFimath, "isfimath(F): true."},
     {"tostring", 1, 1, 1, toText, "tostring(F): the call that makes F again; 'fimath' for the default."},
     {"copy", 1, 1, 1, copy, "copy(F): another fimath with the same settings."},
     {"transpose", 1, 1, 1, refuse<kNoTranspose>, "F.': not defined."},
     {"ctranspose", 1, 1, 1, refuse<kNoCTranspose>, "F': not defined."},
-    {"set", 1, -1, 0, setPairs, "set(F, name, value, ...): sets properties, all or none."},
+    {"set", 1, -1, 0, setProperties, "set(F, name, value, ...): sets properties, all or none."},
     {"AddToFimathDictionary", 0, -1, 0, addToDictionary,
      "AddToFimathDictionary(F, tag): keeps a copy of F under a tag."},
     {"GetFromFimathDictionary", 0, -1, 1, getFromDictionary,
      "GetFromFimathDictionary(F, tag): the settings kept under a tag."},
     {"FimathDictionaryTagExists", 0, -1, 1, tagExists,
      "FimathDictionaryTagExists(F, tag): whether settings are kept under a tag."},
-    {"SetDefaultFimath", 1, 1, 0, setDefault, "SetDefaultFimath(F): new arrays and fimath objects start with F."},
-    {"ResetDefaultFimath", 1, 1, 0, resetDefault, "ResetDefaultFimath(F): the factory settings are the default."},
+    {"SetDefaultFimath", 1, 1, 0, setDefault,
+     "SetDefaultFimath(F): new arrays and fimath objects start with F."},
+    {"ResetDefaultFimath", 1, 1, 0, resetDefault,
+     "ResetDefaultFimath(F): the factory settings are the default."},
 };
 
 }  // namespace
@@ -230,8 +242,8 @@ std::shared_ptr<HostObject> FimathObjClass::createClassSpecificObject(Arrays& ar
 }
 
 void FimathObjClass::init() {
-  for (const auto* table : {&tableOf(RoundModeEnum{}), &tableOf(OverflowModeEnum{}), &tableOf(ArithmeticModeEnum{}),
-                            &tableOf(PrecisionModeEnum{})}) {
+  for (const auto* table : {&tableOf(RoundModeEnum{}), &tableOf(OverflowModeEnum{}),
+                            &tableOf(ArithmeticModeEnum{}), &tableOf(PrecisionModeEnum{})}) {
     registeredEnum(*table);
   }
   hostClass().setHelp("Math settings: rounding, overflow, and how words grow in arithmetic.");

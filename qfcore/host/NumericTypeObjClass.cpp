@@ -1,8 +1,7 @@
 #include "qfcore/host/NumericTypeObjClass.h"
 
 #include "qfcore/host/FiObjClass.h"
-
-#include "tessel/interpreter.h"
+#include "qfcore/host/TypeObjClasses.h"
 
 namespace embedded::host {
 
@@ -39,11 +38,9 @@ void setDataTypeMode(NumericType& type, const HostArray& mode) {
 
 void setSignedEnum(NumericType& type, const HostArray& sign) { type.setSignedEnum(fromHost<SignedEnum>(sign)); }
 
-/// A text of the editing dialog: evaluated, and taken as the property's value when it gives a number.
-template <class Value, auto Setter>
+template <auto Setter>
 void setFromText(NumericType& type, const HostArray& text) {
-  const HostArray value = tessel::evaluateExpression(text.toText());
-  if (value.isNumeric() && value.isScalar()) (type.*Setter)(static_cast<Value>(value.realAt(0)));
+  host::setFromText<NumericType, Setter>(type, text);
 }
 
 HostArray dialogSigned(NumericType& type) { return toHost(type.isSigned()); }
@@ -60,36 +57,43 @@ const Property<NumericType> kProperties[] = {
      "Fixed, ScaledDouble, double, single or boolean."},
     {"Scaling", kScalingType, get<&T::scaling>, set<&T::setScaling>, "BinaryPoint, SlopeBias or Unspecified."},
     {"Signed", property_type::kArray, get<&T::signedArray>, setSigned,
-     "true or false; [] for unspecified where the feature allows it.", {"PrivDlgSigned"}},
+     "true or false; [] for unspecified where the feature allows it.", "PrivDlgSigned"},
     {"WordLength", property_type::kInt32, get<&T::wordLength>, set<&T::setWordLength>,
-     "Total bits, sign included, 1 to 65535.", {"PrivDlgWordLengthString"}},
+     "Total bits, sign included, 1 to 65535.", "PrivDlgWordLengthString"},
     {"FractionLength", property_type::kInt32, get<&T::fractionLength>, set<&T::setFractionLength>,
-     "Bits behind the binary point.", {"PrivDlgFractionLengthString", "PrivDlgSlopeString"}},
+     "Bits behind the binary point.", "PrivDlgFractionLengthString PrivDlgSlopeString"},
     {"BinaryPoint", property_type::kInt32, get<&T::fractionLength>, set<&T::setFractionLength>,
-     "Same as FractionLength.", {"PrivDlgFractionLengthString", "PrivDlgSlopeString"}},
+     "Same as FractionLength.", "PrivDlgFractionLengthString PrivDlgSlopeString"},
     {"FixedExponent", property_type::kInt32, get<&T::fixedExponent>, set<&T::setFixedExponent>,
-     "Exponent of the slope: -FractionLength.", {"PrivDlgFractionLengthString", "PrivDlgSlopeString"}},
+     "Exponent of the slope: -FractionLength.", "PrivDlgFractionLengthString PrivDlgSlopeString"},
     {"Slope", property_type::kDouble, get<&T::slope>, set<&T::setSlope>,
      "Weight of one stored unit: SlopeAdjustmentFactor * 2^FixedExponent.",
-     {"PrivDlgFractionLengthString", "PrivDlgSlopeString"}},
+     "PrivDlgFractionLengthString PrivDlgSlopeString"},
     {"SlopeAdjustmentFactor", property_type::kDouble, get<&T::slopeAdjustmentFactor>,
-     set<&T::setSlopeAdjustmentFactor>, "Slope without its power of two, in [1, 2).", {"PrivDlgSlopeString"}},
-    {"Bias", property_type::kDouble, get<&T::bias>, set<&T::setBias>, "Real-world value of the stored integer 0.",
-     {"PrivDlgSlopeString", "PrivDlgBiasString"}},
+     set<&T::setSlopeAdjustmentFactor>, "Slope without its power of two, in [1, 2).", "PrivDlgSlopeString"},
+    {"Bias", property_type::kDouble, get<&T::bias>, set<&T::setBias>,
+     "Real-world value of the stored integer 0.", "PrivDlgSlopeString PrivDlgBiasString"},
     {"PrivDlgWordLengthString", property_type::kString, get<&T::wordLengthString>,
-     setFromText<int, &T::setWordLength>, "WordLength as the dialog's text.", {"WordLength"}, true},
+     setFromText<&T::setWordLength>, "WordLength as the dialog's text.", "WordLength", true},
     {"PrivDlgFractionLengthString", property_type::kString, get<&T::fractionLengthString>,
-     setFromText<int, &T::setFractionLength>, "FractionLength as the dialog's text.", {"FractionLength"}, true},
-    {"PrivDlgSlopeString", property_type::kString, get<&T::slopeString>, setFromText<double, &T::setSlope>,
-     "Slope as the dialog's text.", {"Slope"}, true},
-    {"PrivDlgBiasString", property_type::kString, get<&T::biasString>, setFromText<double, &T::setBias>,
-     "Bias as the dialog's text.", {"Bias"}, true},
-    {"PrivDlgSigned", property_type::kBool, dialogSigned, set<&T::setSigned>, "Signed as the dialog's check box.",
-     {"Signed"}, true},
-    {"SignedEnum", kSignedType, get<&T::signedEnum>, setSignedEnum, "Signed as an enumeration.", {"PrivDlgSigned"}},
+     setFromText<&T::setFractionLength>, "FractionLength as the dialog's text.", "FractionLength", true},
+    {"PrivDlgSlopeString", property_type::kString, get<&T::slopeString>, setFromText<&T::setSlope>,
+     "Slope as the dialog's text.", "Slope", true},
+    {"PrivDlgBiasString", property_type::kString, get<&T::biasString>, setFromText<&T::setBias>,
+     "Bias as the dialog's text.", "Bias", true},
+    {"PrivDlgSigned", property_type::kBool, dialogSigned, set<&T::setSigned>,
+     "Signed as the dialog's check box.", "Signed", true},
+    {"SignedEnum", kSignedType, get<&T::signedEnum>, setSignedEnum, "Signed as an enumeration.",
+     "PrivDlgSigned"},
 };
 
-// ------------------------------------------------------------------------------------------------------------- methods
+// The qualifiers have no part in what a numeric type's values mean, so its listing leaves them out.
+const Property<NumericType> kQualifiers[] = {
+    {"ReadOnly", property_type::kBool, get<&T::readOnly>, set<&T::setReadOnly>, kReadOnlyHelp, "", true},
+    {"Volatile", property_type::kBool, get<&T::isVolatile>, set<&T::setVolatile>, kVolatileHelp, "", true},
+};
+
+// ----------------------------------------------------------------------------------------------------- methods
 
 /// A method without arguments whose result is what `Getter` returns.
 template <auto Getter>
@@ -169,6 +173,8 @@ NumericType& numericTypeArgument(const HostArray& array) {
   fail<kMustBeNumericType>();
 }
 
+NumericTypeObjClass::NumericTypeObjClass() : ObjClass(&scalarTypeClass()) {}
+
 std::span<const Property<NumericType>> NumericTypeObjClass::properties() { return kProperties; }
 
 std::shared_ptr<HostObject> NumericTypeObjClass::createClassSpecificObject(Arrays& arguments) {
@@ -184,6 +190,7 @@ void NumericTypeObjClass::init() {
   hostClass().setHelp("A numeric type: signedness, word length and scaling of fixed-point values.");
   hostClass().addConstructor({});
   addProperties(hostClass(), properties());
+  addProperties<NumericType>(hostClass(), kQualifiers);
   addMethods(hostClass(), kMethods);
 }
 

@@ -21,11 +21,11 @@ class NumericTypeObjClass : public ObjClass<NumericTypeObjClass, NumericType> {
 
  private:
   friend ObjClass;
-  NumericTypeObjClass() = default;
+  NumericTypeObjClass();
 };
 
-/// The numeric type that an argument wraps. Raises "numforge:numerictype:mustBeNumerictype" / "This parameter must be
-/// a numerictype.".
+/// The numeric type that an argument wraps. Raises "numforge:numerictype:mustBeNumerictype" / "This parameter
+/// must be a numerictype.".
 NumericType& numericTypeArgument(const HostArray& array);
 
 }  // namespace embedded::host

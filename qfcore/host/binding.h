@@ -1,19 +1,26 @@
 /// How C++ classes become host classes: wrapping, conversions, and rows made from member pointers.
 ///
-/// A host class is a table: one row a property, one row a method. Everything that all rows have in common (unwrapping,
-/// converting, turning an ErrorIdException into an error of the host) stands here, once.
+/// A host class is a table: one row a property, one row a method. Everything that all rows have in common
+/// (unwrapping, converting, turning an ErrorIdException into an error of the host) stands here, once.
 #pragma once
 
+#include <cmath>
+#include <concepts>
 #include <functional>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <span>
+#include <sstream>
 #include <string>
 #include <type_traits>
 #include <utility>
 
 #include "qfcore/number/errors.h"
 #include "qfcore/types/enumtable.h"
+#include "qfcore/types/type.h"
 #include "tessel/array.h"
+#include "tessel/interpreter.h"
 #include "tessel/messages.h"
 #include "tessel/objects.h"
 
@@ -34,28 +41,50 @@ decltype(auto) translated(Action&& action) {
   }
 }
 
-// ------------------------------------------------------------------------------------------------------ wrapped values
+// ---------------------------------------------------------------------------------------------- wrapped values
 
 /// The host class whose objects wrap a T; set when the class is created, null before and after.
 template <class T>
 inline const HostClass* hostClassOf = nullptr;
 
-/// What a host object holds, seen as a T.
+/// The base of T that objects of a T are seen as, too, so that the rows of the host superclass serve them: what
+/// the superclass wraps. A class without one, `void`.
 template <class T>
-class Holder : public HostObject {
+struct HeldBase {
+  using type = void;
+};
+template <class T>
+requires std::derived_from<T, EmbeddedTypeSystem::Type> &&
+    (!std::same_as<T, EmbeddedTypeSystem::Type>)struct HeldBase<T> {
+  using type = EmbeddedTypeSystem::Type;
+};
+
+/// What a host object holds, seen as a T.
+template <class T, class Base = typename HeldBase<T>::type>
+class Holder : public Holder<Base> {
+ public:
+  using Holder<Base>::Holder;
+  T& held() override = 0;
+};
+template <class T>
+class Holder<T, void> : public HostObject {
  public:
   using HostObject::HostObject;
   virtual T& held() = 0;
 };
 
-/// A host object that owns a T. A class whose superclass wraps a base of T holds it as that base, so that the rows of
-/// the superclass serve it too.
-template <class T, class Base = T>
-class Wrapped : public Holder<Base> {
+/// A host object that owns a T. An embedded type knows the object, which is how composed types hand out their
+/// parts.
+template <class T>
+class Wrapped : public Holder<T> {
  public:
-  Wrapped(const HostClass& hostClass, T initial) : Holder<Base>(hostClass), value(std::move(initial)) {}
-  std::shared_ptr<HostObject> clone() const override { return std::make_shared<Wrapped>(this->hostClass(), value); }
-  Base& held() override { return value; }
+  Wrapped(const HostClass& hostClass, T initial) : Holder<T>(hostClass), value(std::move(initial)) {
+    if constexpr (std::derived_from<T, EmbeddedTypeSystem::Type>) value.setHostObject(this);
+  }
+  std::shared_ptr<HostObject> clone() const override {
+    return std::make_shared<Wrapped>(this->hostClass(), value);
+  }
+  T& held() override { return value; }
   T value;
 };
 
@@ -77,7 +106,8 @@ T& valueOf(HostObject& object) {
   return dynamic_cast<Holder<T>&>(object).held();
 }
 
-// --------------------------------------------------------------------------------------------------------- conversions
+// ------------------------------------------------------------------------------------------------ conversions
+
 // `fromHost` trusts the host's check of a property's type; methods check their arguments themselves.
 
 inline HostArray toHost(double value) { return HostArray::scalar(value); }
@@ -89,16 +119,12 @@ inline HostArray toHost(const std::string& value) { return HostArray::text(value
 inline HostArray toHost(const char* value) { return HostArray::text(value); }
 inline HostArray toHost(HostArray value) { return value; }
 template <class T>
-  requires std::is_enum_v<T>
-HostArray toHost(T value) {
+requires std::is_enum_v<T> HostArray toHost(T value) {
   using EmbeddedTypeSystem::textOf;
   return HostArray::text(textOf(value));
 }
 template <class T>
-  requires std::is_class_v<T>
-HostArray toHost(T value) {
-  return wrap(std::move(value));
-}
+requires std::is_class_v<T> HostArray toHost(T value) { return wrap(std::move(value)); }
 
 template <class T>
 T fromHost(const HostArray& array) {
@@ -117,9 +143,10 @@ T fromHost(const HostArray& array) {
   }
 }
 
-// ---------------------------------------------------------------------------------------------------------- properties
+// -------------------------------------------------------------------------------------------------- properties
 
-/// One property of a class that wraps a T. `dependents` are properties that show the same fact and change with it.
+/// One property of a class that wraps a T. `dependents` names the properties that show the same fact and change
+/// with it, with blanks between them.
 template <class T>
 struct Property {
   const char* name;
@@ -127,7 +154,7 @@ struct Property {
   std::function<HostArray(T&)> get;
   std::function<void(T&, const HostArray&)> set;  ///< empty: read-only
   const char* help;
-  std::initializer_list<const char*> dependents = {};
+  const char* dependents = "";
   bool hidden = false;
 };
 
@@ -159,17 +186,42 @@ void set(T& object, const HostArray& value) {
   (object.*Setter)(fromHost<Argument>(value));
 }
 
+/// The value that a text of an editing dialog evaluates to, as a number; nothing when it gives none. Raises
+/// "numforge:dialog:notinteger" when `Number` is an integer and the text gives another number, and what the
+/// evaluation raises.
+template <class Number>
+std::optional<Number> evaluatedNumber(const HostArray& text) {
+  const HostArray value = tessel::evaluateExpression(text.toText());
+  if (!value.isNumeric() || !value.isScalar() || value.isComplex()) return std::nullopt;
+  const double number = value.realAt(0);
+  if constexpr (std::is_integral_v<Number>) {
+    using Limits = std::numeric_limits<Number>;
+    if (!(number >= Limits::min() && number <= Limits::max() && number == std::floor(number))) {
+      tessel::raiseError("numforge:dialog:notinteger", "The text must give an integer.");
+    }
+  }
+  return static_cast<Number>(number);
+}
+
+/// A setter of a dialog's text, made from the setter of the property that the text shows.
+template <class T, auto Setter>
+void setFromText(T& object, const HostArray& text) {
+  using Number = typename detail::MemberTraits<decltype(Setter)>::template Argument<0>;
+  if (const std::optional<Number> number = evaluatedNumber<Number>(text)) (object.*Setter)(*number);
+}
+
 template <class T>
 void addProperty(HostClass& hostClass, const Property<T>& row) {
   tessel::PropertyInfo info{row.name, row.type, {}, {}, row.help, row.hidden};
-  info.get = [get = row.get](HostObject& object) { return translated([&] { return get(valueOf<T>(object)); }); };
+  info.get = [get = row.get](HostObject& object) {
+    return translated([&] { return get(valueOf<T>(object)); });
+  };
   if (row.set) {
-    info.set = [set = row.set, name = std::string(row.name),
-                dependents = std::vector<std::string>(row.dependents.begin(), row.dependents.end())](
-                   HostObject& object, const HostArray& value) {
+    const std::string changed = std::string(row.name) + " " + row.dependents;
+    info.set = [set = row.set, changed](HostObject& object, const HostArray& value) {
       translated([&] { set(valueOf<T>(object), value); });
-      object.signalPropertyChange(name);
-      for (const std::string& dependent : dependents) object.signalPropertyChange(dependent);
+      std::istringstream names(changed);
+      for (std::string name; names >> name;) object.signalPropertyChange(name);
     };
   }
   hostClass.addProperty(std::move(info));
@@ -180,10 +232,10 @@ void addProperties(HostClass& hostClass, std::span<const Property<T>> rows) {
   for (const Property<T>& row : rows) addProperty(hostClass, row);
 }
 
-// ------------------------------------------------------------------------------------------------------------- methods
+// ----------------------------------------------------------------------------------------------------- methods
 
-/// One method. `inputs[0]` need not be the object: operators dispatch on either operand. Returns no array for methods
-/// without a result.
+/// One method. `inputs[0]` need not be the object: operators dispatch on either operand. Returns no array for
+/// methods without a result.
 struct Method {
   const char* name;
   int minInputs, maxInputs;  ///< the object included; −1: any number
@@ -196,7 +248,22 @@ struct Method {
 
 void addMethods(HostClass& hostClass, std::span<const Method> rows);
 
-/// Registers the enumerated type of a table with the host, unless a look-up finds it, and returns its name there.
+/// set(object, name, value, ...) of a class that wraps a T: sets properties, all or none. Raises `NotPairs` for
+/// arguments that are not pairs, and what the setters raise.
+template <class T, const Message& NotPairs>
+void setPairs(Arrays& inputs) {
+  T& object = *unwrapped<T>(inputs[0]);
+  if (inputs.size() % 2 == 0) fail<NotPairs>();
+  HostArray changed = HostArray::object(inputs[0].objectAt()->clone());
+  for (std::size_t i = 1; i < inputs.size(); i += 2) {
+    if (!inputs[i].isText()) fail<NotPairs>();
+    tessel::setProperty(changed, inputs[i].toText(), inputs[i + 1]);
+  }
+  object = std::move(*unwrapped<T>(changed));
+}
+
+/// Registers the enumerated type of a table with the host, unless a look-up finds it, and returns its name
+/// there.
 const std::string& registeredEnum(const EmbeddedTypeSystem::EnumTable& table);
 
 /// Finds a row by name without regard to case, as in name/value pairs; null when there is none.

@@ -1,11 +1,15 @@
 #include "qfcore/host/constructors.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "qfcore/host/FiObjClass.h"
 #include "qfcore/host/FimathObjClass.h"
 #include "qfcore/host/NumericTypeObjClass.h"
+#include "qfcore/host/QuantizerObjClass.h"
 #include "tessel/interpreter.h"
 
 namespace embedded::host {
@@ -20,10 +24,15 @@ constexpr Message kBadTypeSignature{"numforge:numerictype:constructor:badsignatu
                                     "NUMERICTYPE constructor signature not recognized."};
 constexpr Message kBadMathSignature{"numforge:fimath:constructor:badsignature",
                                     "FIMATH constructor signature not recognized."};
-constexpr Message kBadFiSignature{"numforge:fi:constructor:badsignature", "FI constructor signature not recognized."};
-constexpr Message kBadPrefSignature{
-    "numforge:fipref:badsignature", "FIPREF takes no arguments, or 'LoggingMode' and 'On' or 'Off'."};
+constexpr Message kBadFiSignature{"numforge:fi:constructor:badsignature",
+                                  "FI constructor signature not recognized."};
+constexpr Message kBadPrefSignature{"numforge:fipref:badsignature",
+                                    "FIPREF takes no arguments, or 'LoggingMode' and 'On' or 'Off'."};
 constexpr Message kNotNumeric{"numforge:fi:constructor:numeric", "FI constructor only valid for numeric data"};
+constexpr Message kTooShort{"Numforge:numerictype:InvalidSetting",
+                            "Invalid WordLength specified; the WordLength must be greater than 0"};
+constexpr Message kTooLong{"Numforge:numerictype:InvalidSetting",
+                           "Invalid WordLength specified; the WordLength must be less than 65536"};
 constexpr Message kUnknownProperty{"numforge:constructor:unknownproperty", "There is no property '%s'."};
 
 bool isNumber(const HostArray& array) {
@@ -44,7 +53,8 @@ std::vector<std::pair<std::string, HostArray>> pairsFrom(const Arrays& inputs, s
 
 /// Sets a property by its name in any case on a wrapped object, with the host's check of the value.
 template <class T>
-bool setByName(std::span<const Property<T>> rows, HostArray& object, std::string_view name, const HostArray& value) {
+bool setByName(std::span<const Property<T>> rows, HostArray& object, std::string_view name,
+               const HostArray& value) {
   const Property<T>* row = findRow(rows, name);
   if (row) tessel::setProperty(object, row->name, value);
   return row != nullptr;
@@ -65,17 +75,19 @@ double numberArgument(const HostArray& array, const char* name) {
   return array.realAt(0);
 }
 
-/// Sign, word length and scaling from the arguments `first` up to `last`: (s), (s,w), (s,w,f) or (s,w,slope,bias). What
-/// is not given keeps its default; the scaling stays unspecified without a fraction length or a slope.
+/// Sign, word length and scaling from the arguments `first` up to `last`: (s), (s,w), (s,w,f) or
+/// (s,w,slope,bias). What is not given keeps its default; the scaling stays unspecified without a fraction
+/// length or a slope.
 NumericType typeFromLengths(const Arrays& inputs, std::size_t first, std::size_t last) {
   NumericType type;
   const std::size_t count = last - first;
   type.setSignedEnum(inputs[first], "NUMERICTYPE");
   if (count > 1) {
     const int wordLength = integerArgument(inputs[first + 1], "WordLength");
-    if (!type.setWordLength(wordLength)) {
-      tessel::raiseError("Numforge:numerictype:InvalidSetting", "The WordLength must be between 1 and 65535.");
-    }
+    // A setter only warns; a constructor cannot go on without the word length that it was asked for.
+    if (wordLength < 1) fail<kTooShort>();
+    if (wordLength > NumericType::kMaxWordLength) fail<kTooLong>();
+    type.setWordLength(wordLength);
   }
   if (count < 3) {
     type.setScaling(ScalingEnum::Unspecified);
@@ -113,7 +125,8 @@ Arrays makeNumericType(Arrays& inputs, int) {
   }
   HostArray object = wrap(std::move(type));
   for (const auto& [name, value] : pairsFrom<kBadTypeSignature>(inputs, next)) {
-    if (!setByName(NumericTypeObjClass::properties(), object, name, value)) fail<kUnknownProperty>(name.c_str());
+    if (!setByName(NumericTypeObjClass::properties(), object, name, value))
+      fail<kUnknownProperty>(name.c_str());
   }
   return {std::move(object)};
 }
@@ -129,7 +142,7 @@ Arrays makeFimath(Arrays& inputs, int) {
   return {std::move(object)};
 }
 
-// ------------------------------------------------------------------------------------------------------------------ fi
+// ---------------------------------------------------------------------------------------------------------- fi
 
 /// What a call of `fi` asks for, before there is an array.
 struct FiRequest {
@@ -152,7 +165,8 @@ void takePositional(FiRequest& request, const Arrays& inputs, std::size_t end) {
     request.typeGiven = true;
     next = last;
   }
-  if (next < end && unwrapped<fimath>(inputs[next])) request.math = wrap(fimath(*unwrapped<fimath>(inputs[next++])));
+  if (next < end && unwrapped<fimath>(inputs[next]))
+    request.math = wrap(fimath(*unwrapped<fimath>(inputs[next++])));
   if (next < end) fail<kBadFiSignature>();
 }
 
@@ -167,7 +181,8 @@ void takePairs(FiRequest& request, const Arrays& inputs, std::size_t first) {
       request.typeGiven = true;
     } else if (const Property<NumericType>* row = findRow(NumericTypeObjClass::properties(), name)) {
       NumericType& type = *unwrapped<NumericType>(request.type);
-      const bool setsScaling = equalIgnoringCase(name, "FractionLength") || equalIgnoringCase(name, "BinaryPoint") ||
+      const bool setsScaling = equalIgnoringCase(name, "FractionLength") ||
+                               equalIgnoringCase(name, "BinaryPoint") ||
                                equalIgnoringCase(name, "FixedExponent");
       const bool setsSlope = equalIgnoringCase(name, "Slope") || equalIgnoringCase(name, "Bias") ||
                              equalIgnoringCase(name, "SlopeAdjustmentFactor");
@@ -198,6 +213,13 @@ fi quantizedValue(const FiRequest& request) {
   return value;
 }
 
+/// Whether a property of an array is one of the forms of its values.
+bool givesValues(std::string_view name) {
+  static constexpr std::string_view kForms[] = {"double", "data", "int", "intarray", "corvanearray",
+                                                "bin",    "oct",  "dec", "hex"};
+  return std::ranges::find(kForms, name) != std::end(kForms);
+}
+
 Arrays makeFi(Arrays& inputs, int) {
   if (inputs.empty()) return {toHost(fi())};
   FiRequest request;
@@ -212,18 +234,22 @@ Arrays makeFi(Arrays& inputs, int) {
   takePositional(request, inputs, positional);
   takePairs(request, inputs, positional);
   HostArray object = toHost(quantizedValue(request));
-  for (const auto& [name, value] : request.later) tessel::setProperty(object, name, value);
+  for (const auto& [name, value] : request.later) {
+    tessel::setProperty(object, name, value);
+    if (givesValues(name)) unwrapped<fi>(object)->setDataSetByPair(true);
+  }
   return {std::move(object)};
 }
 
-// -------------------------------------------------------------------------------------------------------------- fipref
+// ------------------------------------------------------------------------------------------------------ fipref
 
 Arrays fiPreferences(Arrays& inputs, int) {
   if (inputs.size() == 2) {
     const bool texts = inputs[0].isText() && inputs[1].isText();
     const std::string value = texts ? inputs[1].toText() : "";
     const bool on = equalIgnoringCase(value, "On");
-    if (!texts || !equalIgnoringCase(inputs[0].toText(), "LoggingMode") || (!on && !equalIgnoringCase(value, "Off"))) {
+    if (!texts || !equalIgnoringCase(inputs[0].toText(), "LoggingMode") ||
+        (!on && !equalIgnoringCase(value, "Off"))) {
       fail<kBadPrefSignature>();
     }
     qlogger::setLogging(on);
@@ -235,14 +261,24 @@ Arrays fiPreferences(Arrays& inputs, int) {
   return {std::move(preferences)};
 }
 
+Arrays makeQuantizer(Arrays& inputs, int) { return {wrap(quantizerFrom(inputs))}; }
+
 const Method kFunctions[] = {
     {"numerictype", 0, -1, 1, makeNumericType,
-     "numerictype, numerictype(s, w), numerictype(s, w, f), numerictype(s, w, slope, bias), numerictype('double'), "
-     "each with name/value pairs: a numeric type. Without a fraction length or slope the scaling is unspecified."},
+     "numerictype, numerictype(s, w), numerictype(s, w, f), numerictype(s, w, slope, bias), "
+     "numerictype('double'), "
+     "each with name/value pairs: a numeric type. Without a fraction length or slope the scaling is "
+     "unspecified."},
     {"fimath", 0, -1, 1, makeFimath, "fimath, fimath(name, value, ...): math settings."},
+    {"quantizer", 0, -1, 1, makeQuantizer,
+     "quantizer, quantizer('fixed', 'floor', 'saturate', [16 15]), quantizer(T), quantizer(q), quantizer(name, "
+     "value, "
+     "...): a quantizer. Words of the modes and the format come in any order."},
     {"fi", 0, -1, 1, makeFi,
-     "fi, fi(v), fi(v, s), fi(v, s, w), fi(v, s, w, f), fi(v, s, w, slope, bias), fi(v, T), fi(v, T, F), each with "
-     "name/value pairs: an array of fixed-point values. Without a scaling the values choose the best precision."},
+     "fi, fi(v), fi(v, s), fi(v, s, w), fi(v, s, w, f), fi(v, s, w, slope, bias), fi(v, T), fi(v, T, F), each "
+     "with "
+     "name/value pairs: an array of fixed-point values. Without a scaling the values choose the best "
+     "precision."},
     {"fipref", 0, 2, 1, fiPreferences,
      "fipref('LoggingMode', 'On') and 'Off' switch logging; fipref shows the setting."},
 };

@@ -58,7 +58,8 @@ void setFi33PlusMemoryFootprint(int outputCount, HostArray* outputs, int inputCo
   featureSwitch(outputCount, outputs, inputCount, inputs, s_feature_fi_33plus_memory_footprint);
 }
 
-void setNumericTypeUnspecifiedSign(int outputCount, HostArray* outputs, int inputCount, const HostArray* inputs) {
+void setNumericTypeUnspecifiedSign(int outputCount, HostArray* outputs, int inputCount,
+                                   const HostArray* inputs) {
   featureSwitch(outputCount, outputs, inputCount, inputs, EmbeddedTypeSystem::numericTypeUnspecifiedSign,
                 [](bool on) { EmbeddedTypeSystem::setNumericTypeUnspecifiedSign(on); });
 }

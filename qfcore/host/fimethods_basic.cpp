@@ -8,14 +8,16 @@ namespace embedded::host {
 
 namespace {
 
-constexpr Message kLoggingOff{
-    "numforge:fi:%s:loggingoff",
-    "Logging is turned off.  However, values have been previously logged for this variable.  To turn on logging, "
-    "type fipref('LoggingMode','On')"};
-constexpr Message kLoggingOffAndReset{
-    "numforge:fi:%s:loggingoffandreset",
-    "Logging is turned off, and no values have been previously logged for this variable.  To turn on logging, type "
-    "fipref('LoggingMode','On')"};
+constexpr Message kLoggingOff{"numforge:fi:%s:loggingoff",
+                              "Logging is turned off.  However, values have been previously logged for this "
+                              "variable.  To turn on logging, "
+                              "type fipref('LoggingMode','On')"};
+constexpr Message kLoggingOffAndReset{"numforge:fi:%s:loggingoffandreset",
+                                      "Logging is turned off, and no values have been previously logged for "
+                                      "this variable.  To turn on logging, type "
+                                      "fipref('LoggingMode','On')"};
+
+constexpr Message kBadPairs{"numforge:fi:set:badpairs", "Properties are set by pairs of a name and a value."};
 
 /// A method that asks the numeric type.
 template <auto Getter>
@@ -67,25 +69,25 @@ Arrays size(Arrays& inputs, int outputCount) {
   return tessel::callBuiltin("size", std::move(inputs), outputCount);
 }
 
-Arrays resetLogging(Arrays& inputs, int) {
-  fiArgument(inputs[0]).resetLogging();
-  return {};
+int lastPropertySet(const fi& x) { return static_cast<int>(x.getLastPropertySet()); }
+
+Arrays is64BitPlatform(Arrays&, int) { return {toHost(sizeof(void*) == 8)}; }
+
+Arrays bestPrecision(Arrays& inputs, int) {
+  NumericType type(fiArgument(inputs[0]).getNumericType());
+  type.setBestPrecision(inputs[1]);
+  return {toHost(std::move(type))};
 }
 
-Arrays setPairs(Arrays& inputs, int) {
-  if (inputs.size() % 2 == 0) {
-    tessel::raiseError("numforge:fi:set:badpairs", "Properties are set by pairs of a name and a value.");
-  }
-  // On a copy first: one bad pair leaves all of them unset.
-  HostArray changed = toHost(fi(fiArgument(inputs[0])));
-  for (std::size_t i = 1; i < inputs.size(); i += 2) tessel::setProperty(changed, inputs[i].toText(), inputs[i + 1]);
-  fiArgument(inputs[0]) = std::move(fiArgument(changed));
+Arrays setProperties(Arrays& inputs, int) {
+  fiArgument(inputs[0]);
+  setPairs<fi, kBadPairs>(inputs);
   return {};
 }
 
 const Method kMethods[] = {
     {"disp", 1, 1, 0, disp, "disp(a): prints values, numeric type and math settings."},
-    {"set", 1, -1, 0, setPairs, "set(a, name, value, ...): sets properties, all or none.", true},
+    {"set", 1, -1, 0, setProperties, "set(a, name, value, ...): sets properties, all or none.", true},
     {"copy", 1, 1, 1, copy, "copy(a): another array with the same values and settings."},
     {"isfi", 1, 1, 1, isFi, "isfi(a): true."},
     {"isfixed", 1, 1, 1, askType<&NumericType::isFixed>, "isfixed(a): the data type is Fixed."},
@@ -125,8 +127,19 @@ const Method kMethods[] = {
     {"nunderflows", 1, 1, 1, nunderflows, "nunderflows(a): underflows logged."},
     {"noperations", 1, 1, 1, noperations, "noperations(a): values logged."},
     {"nmathoperations", 1, 1, 1, nmathoperations, "nmathoperations(a): arithmetic operations logged."},
-    {"resetlogging", 1, 1, 0, resetLogging, "resetlogging(a): forgets what was logged.", true},
-    {"isautoscaled", 1, 1, 1, askArray<&fi::isAutoScaled>, "isautoscaled(a): best precision chose the scaling."},
+    {"fieps", 1, 1, 1, askArray<&fi::eps>, "fieps(a): one step of the type, as eps(a)."},
+    {"lastpropertyset", 1, 1, 1, askArray<lastPropertySet>,
+     "lastpropertyset(a): the place of the property set last among the properties, from 0; -1 for none."},
+    {"datasetbypvpair", 1, 1, 1, askArray<&fi::isDataSetByPair>,
+     "datasetbypvpair(a): a name/value pair of the constructor gave the values."},
+    {"GetBestPrecisionForHostArray", 2, 2, 1, bestPrecision,
+     "GetBestPrecisionForHostArray(a, x): a's numeric type with the scaling that holds the numbers x with the "
+     "least "
+     "loss."},
+    {"Is64BitPlatform", 1, 1, 1, is64BitPlatform,
+     "Is64BitPlatform(a): whether the module runs with 64-bit addresses."},
+    {"isautoscaled", 1, 1, 1, askArray<&fi::isAutoScaled>,
+     "isautoscaled(a): best precision chose the scaling."},
 };
 
 }  // namespace

@@ -3,8 +3,13 @@
 #include "qfcore/host/FiObjClass.h"
 #include "qfcore/host/FimathObjClass.h"
 #include "qfcore/host/NumericTypeObjClass.h"
+#include "qfcore/host/QloggerObjClass.h"
+#include "qfcore/host/QuantizerObjClass.h"
+#include "qfcore/host/RefFimathObjClass.h"
+#include "qfcore/host/TypeObjClasses.h"
 #include "qfcore/host/constructors.h"
 #include "qfcore/host/features.h"
+#include "qfcore/host/filogObjClass.h"
 #include "tessel/module.h"
 
 namespace {
@@ -18,16 +23,25 @@ bool isTerminated = false;
 
 void createClasses() {
   using namespace embedded::host;
+  createTypeClasses();
   NumericTypeObjClass::getInstance();
+  QuantizerObjClass::getInstance();
   FimathObjClass::getInstance();
+  RefFimathObjClass::getInstance();
   FiObjClass::getInstance();
+  QloggerObjClass::getInstance();
+  filogObjClass::getInstance();
 
   // The classes of types and settings get the methods that make arrays right after their own.
   NumericTypeObjClass::getInstance().init();
   NumericTypeObjClass::getInstance().init_fi_methods();
+  QuantizerObjClass::getInstance().init();
   FimathObjClass::getInstance().init();
   FimathObjClass::getInstance().init_fi_methods();
+  RefFimathObjClass::getInstance().init();
   FiObjClass::getInstance().init();
+  QloggerObjClass::getInstance().init();
+  filogObjClass::getInstance().init();
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-/// The binding class of a host class: a singleton that creates it in the package `embedded` and fills it from tables.
+/// The binding class of a host class: a singleton that creates it in the package `embedded` and fills it from
+/// tables.
 #pragma once
 
 #include <memory>
@@ -13,9 +14,9 @@ tessel::Package& getEmbeddedPackage();
 /// Asks the package to forget its classes.
 void terminateEmbeddedPackage();
 
-/// `Derived` names the class (`kName`), its superclass (`superclass()`) and fills it (`init()`); its objects wrap a
-/// `Value`, seen by the rows as a `Base`. Objects are made by `Derived::createClassSpecificObject(arguments)`.
-template <class Derived, class Value, class Base = Value>
+/// `Derived` names the class (`kName`), hands its superclass to the constructor and fills it; its objects wrap
+/// a `Value`. They are made by `Derived::createClassSpecificObject(arguments)`; a class without it is abstract.
+template <class Derived, class Value>
 class ObjClass {
  public:
   ObjClass(const ObjClass&) = delete;
@@ -37,12 +38,14 @@ class ObjClass {
   explicit ObjClass(const HostClass* superclass = nullptr)
       : hostClass_(&getEmbeddedPackage().createClass(Derived::kName, superclass)) {
     hostClassOf<Value> = hostClass_;
-    hostClass_->setFactory([](Arrays& arguments) {
-      return translated([&] { return Derived::createClassSpecificObject(arguments); });
-    });
+    if constexpr (requires(Arrays & arguments) { Derived::createClassSpecificObject(arguments); }) {
+      hostClass_->setFactory([](Arrays& arguments) {
+        return translated([&] { return Derived::createClassSpecificObject(arguments); });
+      });
+    }
   }
   static std::shared_ptr<HostObject> make(Value value) {
-    return std::make_shared<Wrapped<Value, Base>>(*hostClassOf<Value>, std::move(value));
+    return std::make_shared<Wrapped<Value>>(*hostClassOf<Value>, std::move(value));
   }
 
  private:

@@ -95,9 +95,12 @@ void qlogger::updateminmax(const number& value) const {
 
 void qlogger::record(const Tally& tally) const {
   if (!isOn() || tally.values == 0) return;
-  const auto asNumber = [](double value) { return number(value, kMaxDoublePrecision, false); };
-  keepExtreme(asNumber(tally.max), record_.max, wideMax_, true);
-  keepExtreme(asNumber(tally.min), record_.min, wideMin_, false);
+  const auto keep = [](double value, double& plain, std::unique_ptr<number>& wide, bool isMax) {
+    if (wide) return keepExtreme(number(value, kMaxDoublePrecision, false), plain, wide, isMax);
+    if (isMax ? plain < value : plain > value) plain = value;
+  };
+  keep(tally.max, record_.max, wideMax_, true);
+  keep(tally.min, record_.min, wideMin_, false);
   record_.operations += tally.values;
   record_.overflows += tally.overflows;
   record_.underflows += tally.underflows;
@@ -134,7 +137,9 @@ std::size_t qlogger::takeNewUnderflows() const {
 
 HostArray qlogger::toHostArrayStruct() const {
   HostArray structure = HostArray::structure();
-  const auto put = [&](const char* field, double value) { structure.mutableFieldAt(field) = HostArray::scalar(value); };
+  const auto put = [&](const char* field, double value) {
+    structure.mutableFieldAt(field) = HostArray::scalar(value);
+  };
   put("Max", realWorldMax());
   put("Min", realWorldMin());
   put("NOverflows", static_cast<double>(noverflows()));
@@ -159,11 +164,10 @@ std::string qlogger::createFilogKey() const {
 
 namespace {
 
-constexpr Message kReports[2][2] = {
-    {{"fi:overflow", "%ld overflow%s occurred in the fi %s operation."},
-     {"fi:overflow", "%ld product overflow%s occurred in the fi %s operation."}},
-    {{"fi:underflow", "%ld underflow%s occurred in the fi %s operation."},
-     {"fi:underflow", "%ld product underflow%s occurred in the fi %s operation."}}};
+constexpr Message kOverflow{"fi:overflow", "%ld overflow%s occurred in the fi %s operation."};
+constexpr Message kUnderflow{"fi:underflow", "%ld underflow%s occurred in the fi %s operation."};
+constexpr Message kProductOverflow{"fi:overflow", "%ld product overflow%s occurred in the fi %s operation."};
+constexpr Message kProductUnderflow{"fi:underflow", "%ld product underflow%s occurred in the fi %s operation."};
 
 template <const Message& M>
 void report(std::size_t count, const char* operation) {
@@ -180,11 +184,11 @@ void reportNewCounts(std::initializer_list<const qlogger*> loggers, const char* 
     underflows += logger->takeNewUnderflows();
   }
   if (kind == ReportKind::Plain) {
-    report<kReports[0][0]>(overflows, operation);
-    report<kReports[1][0]>(underflows, operation);
+    report<kOverflow>(overflows, operation);
+    report<kUnderflow>(underflows, operation);
   } else {
-    report<kReports[0][1]>(overflows, operation);
-    report<kReports[1][1]>(underflows, operation);
+    report<kProductOverflow>(overflows, operation);
+    report<kProductUnderflow>(underflows, operation);
   }
 }
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <initializer_list>
 #include <limits>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -14,6 +15,10 @@
 #include "tessel/array.h"
 
 namespace embedded {
+
+class filog;
+/// Log records by the key of their loggers.
+using FilogMap = std::map<std::string, filog>;
 
 /// Which loggers take part while logging is on: each object's own only, or the module's three totals as well.
 enum class LogTypeEnum { Local, Global };
@@ -29,17 +34,18 @@ struct Tally {
 
 /// The record of one array, register or quantizer.
 ///
-/// Recording happens on const loggers as well (a quantizer that is used, not changed, still counts) and only while
-/// logging is on, by this logger's own switch or by the module-wide one: the gate stands here and nowhere else.
-/// Extremes are held values, in units of the type's binary-point grid; those of words beyond the double threshold are
-/// exact.
+/// Recording happens on const loggers as well (a quantizer that is used, not changed, still counts) and only
+/// while logging is on, by this logger's own switch or by the module-wide one: the gate stands here and nowhere
+/// else. Extremes are held values, in units of the type's binary-point grid; those of words beyond the double
+/// threshold are exact.
 class QFCORE_API qlogger {
  public:
   /// `alwaysOn` is the logger's own switch.
   explicit qlogger(bool alwaysOn = false) : alwaysOn_(alwaysOn) {}
   qlogger(std::string tag, OperationTypeEnum operationType, bool alwaysOn = false)
       : tag_(std::move(tag)), operationType_(operationType), alwaysOn_(alwaysOn) {}
-  /// A copy, or with `keepRecord` false a logger of the same tag, type, kind and switch that has recorded nothing.
+  /// A copy, or with `keepRecord` false a logger of the same tag, type, kind and switch that has recorded
+  /// nothing.
   qlogger(const qlogger& other, bool keepRecord);
   qlogger(const qlogger& other) { set(other); }
   qlogger& operator=(const qlogger& other);
@@ -110,6 +116,9 @@ class QFCORE_API qlogger {
   void disp() const;
   /// Tag, operation kind and short type name, joined by "|".
   std::string createFilogKey() const;
+  /// Writes the record into `map` under this logger's key: as a new entry, or merged into the one that is
+  /// there. Does nothing while the feature switch for tags is off.
+  void writeLogMap(FilogMap& map) const;
 
  private:
   struct Record {
@@ -131,7 +140,8 @@ class QFCORE_API qlogger {
   OperationTypeEnum operationType_ = OperationTypeEnum::Unspecified;
   bool alwaysOn_ = false;
   mutable Record record_;
-  // Set as soon as a multiprecision value has been the extreme; the plain one in the record is unused from then on.
+  // Set as soon as a multiprecision value has been the extreme; the plain one in the record is unused from then
+  // on.
   mutable std::unique_ptr<number> wideMax_, wideMin_;
 };
 

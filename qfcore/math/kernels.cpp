@@ -1,6 +1,7 @@
 #include "qfcore/math/kernels.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -10,8 +11,8 @@
 namespace embedded {
 namespace {
 
-/// Calls `visitor` with a value of the rounding policy of `roundMode`: the one place where run-time settings turn
-/// into template arguments.
+/// Calls `visitor` with a value of the rounding policy of `roundMode`: the one place where run-time settings
+/// turn into template arguments.
 template <class Visitor>
 ArrayKernel withRounding(RoundModeEnum roundMode, Visitor visitor) {
   switch (roundMode) {
@@ -30,26 +31,47 @@ struct Outcome {
 };
 
 /// Values above max become max, values below min become min.
-struct SaturateValue {
-  static double land(double x, const DoubleFormat& f) { return x > f.max ? f.max : x < f.min ? f.min : x; }
-};
-
-/// Two's-complement wrapping into [min, min + range). The modulus is a power of two, so both divisions are exact
-/// and one formula serves moduli that are integers and those that are not.
-struct WrapValue {
-  static double modulo(double x, const DoubleFormat& f) { return x - std::floor(x * f.inverseRange) * f.range; }
-  static double land(double x, const DoubleFormat& f) {
-    const double wrapped = modulo(modulo(x, f) - f.min, f) + f.min;
-    return x > f.max || x < f.min ? wrapped : x;
+struct SaturateInteger {
+  static double land(double q, const IntegerRange& r) {
+    const double notAbove = q > r.max ? r.max : q;
+    return notAbove < r.min ? r.min : notAbove;
   }
 };
 
-/// Fixed point; the scaled value is rounded by `Rounding` and brought into range by `Overflow`.
+/// Two's-complement wrapping into [min, min + modulus). The modulus is a power of two, so every step is exact,
+/// and integers in range stay what they are.
+struct WrapInteger {
+  static double modulo(double q, const IntegerRange& r) {
+    return q - std::floor(q * r.inverseModulus) * r.modulus;
+  }
+  static double land(double q, const IntegerRange& r) { return modulo(modulo(q, r) - r.min, r) + r.min; }
+};
+
+/// `y`, with the sign of `x` where x is a zero: zeros stay what they are. As bits, since a choice between
+/// values would have the compiler branch around the rounding and keep the loop from vectorising.
+double keepZero(double y, double x) {
+  const std::uint64_t zero = x == 0 ? std::bit_cast<std::uint64_t>(x) : 0;
+  return std::bit_cast<double>(std::bit_cast<std::uint64_t>(y) | zero);
+}
+
+template <class Rounding, class Overflow>
+Outcome landed(double x, double scaled, const IntegerRange& range) {
+  // A scaled value that left the doubles is a multiple of every modulus; so is this power of two that stands
+  // for it.
+  constexpr double kFar = 0x1p1000;
+  scaled = scaled > kFar ? kFar : scaled;
+  scaled = scaled < -kFar ? -kFar : scaled;
+  const double q = Rounding::integer(scaled);
+  return {keepZero(Overflow::land(q, range), x), q > range.max || q < range.min, q == 0 && x != 0};
+}
+
+/// Fixed point; the stored integer is rounded by `Rounding` and brought into range by `Overflow`.
 template <class Rounding, class Overflow>
 struct Fixed {
   static Outcome apply(double x, const DoubleFormat& f) {
-    const double y = x == 0 ? x : rounded<Rounding>(x, f.grid);
-    return {Overflow::land(y, f), y > f.max || y < f.min, y == 0 && x != 0};
+    Outcome outcome = landed<Rounding, Overflow>(x, x * f.grid.unitsPerOne, f.stored);
+    outcome.value *= f.grid.unit;
+    return outcome;
   }
 };
 
@@ -57,12 +79,14 @@ struct Fixed {
 template <class Rounding, class Overflow>
 struct FixedFar {
   static Outcome apply(double x, const DoubleFormat& f) {
-    const double y = x == 0 ? x : rounded<Rounding>(x, f.fractionLength);
-    return {Overflow::land(y, f), y > f.max || y < f.min, y == 0 && x != 0};
+    Outcome outcome = landed<Rounding, Overflow>(x, std::ldexp(x, f.fractionLength), f.stored);
+    outcome.value = std::ldexp(outcome.value, -f.fractionLength);
+    return outcome;
   }
 };
 
-/// Floating point: normal values keep fractionBits bits after the leading one, small ones share the denormal grid.
+/// Floating point: normal values keep fractionBits bits after the leading one, small ones share the denormal
+/// grid.
 template <class Rounding>
 struct Float {
   static Outcome apply(double x, const DoubleFormat& f) {
@@ -141,7 +165,8 @@ QFCORE_VECTORISED void quantizeQuietly(const DoubleFormat& format, double* value
 }
 
 template <class Policy>
-QFCORE_VECTORISED void quantizeCounting(const DoubleFormat& format, double* values, std::size_t count, Tally& tally) {
+QFCORE_VECTORISED void quantizeCounting(const DoubleFormat& format, double* values, std::size_t count,
+                                        Tally& tally) {
   const DoubleFormat f = format;
   Lanes lanes(tally);
   std::size_t i = 0;
@@ -183,13 +208,14 @@ void executeFixed(const DoubleFormat& format, double* values, std::size_t count,
 ArrayKernel fixedKernel(RoundModeEnum roundMode, OverflowModeEnum overflowMode) {
   return withRounding(roundMode, [overflowMode](auto rounding) -> ArrayKernel {
     using Rounding = decltype(rounding);
-    return overflowMode == OverflowModeEnum::saturate ? executeFixed<Rounding, SaturateValue>
-                                                      : executeFixed<Rounding, WrapValue>;
+    return overflowMode == OverflowModeEnum::saturate ? executeFixed<Rounding, SaturateInteger>
+                                                      : executeFixed<Rounding, WrapInteger>;
   });
 }
 
 ArrayKernel floatKernel(RoundModeEnum roundMode) {
-  return withRounding(roundMode, [](auto rounding) -> ArrayKernel { return execute<Float<decltype(rounding)>>; });
+  return withRounding(roundMode,
+                      [](auto rounding) -> ArrayKernel { return execute<Float<decltype(rounding)>>; });
 }
 
 ArrayKernel doubleKernel() { return execute<Double>; }

@@ -19,8 +19,10 @@ constexpr Message kWordLengthTooSmall{"numforge:quantizer:wordlengthtoosmall",
                                       "Wordlength cannot be negative or zero."};
 constexpr Message kWordLengthTooBig{"numforge:quantizer:wordlengthtoobig",
                                     "Word length cannot be greater than 65535."};
-constexpr Message kExponentTooBig{"numforge:quantizer:exponenttoobig", "Exponent length cannot be greater than 31."};
-constexpr Message kExponentTooSmall{"numforge:quantizer:exponenttoosmall", "Exponent length cannot be negative."};
+constexpr Message kExponentTooBig{"numforge:quantizer:exponenttoobig",
+                                  "Exponent length cannot be greater than 31."};
+constexpr Message kExponentTooSmall{"numforge:quantizer:exponenttoosmall",
+                                    "Exponent length cannot be negative."};
 constexpr Message kExponentLargerThanWordLength{"numforge:quantizer:exponentlargerthanwordlength",
                                                 "Exponentlength must be less than wordlength."};
 constexpr Message kWordLengthLargerThanExponent{"numforge:quantizer:wordlengthlargerthanexponent",
@@ -44,7 +46,8 @@ QuantizerModeEnum modeOf(const NumericType& type) {
 }
 
 int asInteger(double length) {
-  if (!(std::abs(length) <= std::numeric_limits<int>::max()) || length != std::floor(length)) fail<kNotAnInteger>();
+  if (!(std::abs(length) <= std::numeric_limits<int>::max()) || length != std::floor(length))
+    fail<kNotAnInteger>();
   return static_cast<int>(length);
 }
 
@@ -64,8 +67,8 @@ int checkedExponentLength(double exponentLength) {
 
 quantizer::quantizer() { settingsChanged(); }
 
-quantizer::quantizer(const NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode, std::string tag,
-                     OperationTypeEnum operationType)
+quantizer::quantizer(const NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode,
+                     std::string tag, OperationTypeEnum operationType)
     : logger_(std::move(tag), operationType) {
   set(type, roundMode, overflowMode);
 }
@@ -98,7 +101,8 @@ void quantizer::setOverflowMode(OverflowModeEnum overflowMode) {
 
 void quantizer::setWordlength(double wordLength) {
   const int checked = checkedWordLength(wordLength);
-  if (mode_ == QuantizerModeEnum::floatMode && checked <= exponentLength_) fail<kWordLengthLargerThanExponent>();
+  if (mode_ == QuantizerModeEnum::floatMode && checked <= exponentLength_)
+    fail<kWordLengthLargerThanExponent>();
   wordLength_ = checked;
   settingsChanged();
 }
@@ -161,7 +165,8 @@ int quantizer::exponentBias() const {
 }
 
 bool quantizer::isequal(const quantizer& other) const {
-  if (mode_ != other.mode_ || roundMode_ != other.roundMode_ || overflowMode_ != other.overflowMode_) return false;
+  if (mode_ != other.mode_ || roundMode_ != other.roundMode_ || overflowMode_ != other.overflowMode_)
+    return false;
   if (mode_ == QuantizerModeEnum::doubleMode || mode_ == QuantizerModeEnum::singleMode) return true;
   return wordLength_ == other.wordLength_ &&
          (mode_ == QuantizerModeEnum::floatMode ? exponentLength_ == other.exponentLength_
@@ -206,15 +211,20 @@ void quantizer::updatefixedparameters() {
   format_.eps = format_.grid.unit;
   format_.range = std::ldexp(1.0, w - f);
   format_.inverseRange = std::ldexp(1.0, f - w);
+  format_.stored.modulus = std::ldexp(1.0, w);
+  format_.stored.inverseModulus = std::ldexp(1.0, -w);
+  format_.stored.max = format_.stored.modulus * (isSigned() ? 0.5 : 1.0) - 1.0;
+  format_.stored.min = isSigned() ? -0.5 * format_.stored.modulus : 0.0;
   const double half = std::ldexp(1.0, w - f - 1);
   format_.max = (isSigned() ? half : format_.range) - format_.eps;
   format_.min = isSigned() ? -half : 0.0;
-  format_.factorsExist = GridFactors::exist(f) && GridFactors::exist(f - w);
+  format_.factorsExist = GridFactors::exist(f);
 }
 
 void quantizer::updatefloatparameters() {
   const int m = fractionLength();
-  isDoubleBacked_ = exponentLength() <= kMaxDoubleExponentLength && static_cast<unsigned>(m) <= kMaxDoublePrecision;
+  isDoubleBacked_ =
+      exponentLength() <= kMaxDoubleExponentLength && static_cast<unsigned>(m) <= kMaxDoublePrecision;
   if (mode_ != QuantizerModeEnum::floatMode) isDoubleBacked_ = true;
   format_ = DoubleFormat{};
   format_.fractionBits = m;
@@ -255,7 +265,8 @@ Kernel quantizer::kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMode, Ove
     case QuantizerModeEnum::fixed:
     case QuantizerModeEnum::ufixed:
       return {fixedKernel(roundMode, overflowMode), quantizeFixedWide, rounding, overflowMode};
-    case QuantizerModeEnum::floatMode: return {floatKernel(roundMode), quantizeFloatWide, rounding, overflowMode};
+    case QuantizerModeEnum::floatMode:
+      return {floatKernel(roundMode), quantizeFloatWide, rounding, overflowMode};
     case QuantizerModeEnum::doubleMode: return {doubleKernel(), nullptr, rounding, overflowMode};
     case QuantizerModeEnum::singleMode: return {singleKernel(), nullptr, rounding, overflowMode};
     case QuantizerModeEnum::boolean: return {booleanKernel(), nullptr, rounding, overflowMode};

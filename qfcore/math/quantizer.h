@@ -17,20 +17,31 @@ namespace embedded {
 
 /// Named after the host's texts where C++ allows it.
 enum class QuantizerModeEnum : int {
-  doubleMode = 0, floatMode, fixed, singleMode, ufixed, none, boolean, ScaledDouble, UnsignedScaledDouble
+  doubleMode = 0,
+  floatMode,
+  fixed,
+  singleMode,
+  ufixed,
+  none,
+  boolean,
+  ScaledDouble,
+  UnsignedScaledDouble
 };
 
 namespace detail {
 
 inline constexpr EmbeddedTypeSystem::EnumRow kQuantizerModeRows[] = {
-    {0, "double"}, {1, "float"},   {2, "fixed"},        {3, "single"},              {4, "ufixed"},
-    {5, "none"},   {6, "boolean"}, {7, "ScaledDouble"}, {8, "UnsignedScaledDouble"}};
+    {0, "double"},  {1, "float"},        {2, "fixed"},
+    {3, "single"},  {4, "ufixed"},       {5, "none"},
+    {6, "boolean"}, {7, "ScaledDouble"}, {8, "UnsignedScaledDouble"}};
 inline constexpr EmbeddedTypeSystem::EnumTable kQuantizerModeTable{"quantizer Mode", "quantizer Mode",
                                                                    kQuantizerModeRows};
 
 }  // namespace detail
 
-constexpr const EmbeddedTypeSystem::EnumTable& tableOf(QuantizerModeEnum) { return detail::kQuantizerModeTable; }
+constexpr const EmbeddedTypeSystem::EnumTable& tableOf(QuantizerModeEnum) {
+  return detail::kQuantizerModeTable;
+}
 
 /// The kernels of one mode: for contiguous doubles and for a single number of either kind.
 struct Kernel {
@@ -40,28 +51,30 @@ struct Kernel {
   OverflowModeEnum overflowMode;
 };
 
-/// A format (mode and lengths), a rounding rule and an overflow rule, with the constants derived from them and the
-/// logger that records what the quantizations met.
+/// A format (mode and lengths), a rounding rule and an overflow rule, with the constants derived from them and
+/// the logger that records what the quantizations met.
 ///
-/// Quantizing is const: the settings stay, the logger records. One kernel is chosen when the settings change, so a
-/// quantization itself decides nothing. Values carried in doubles go through array kernels (kernels.h), wide ones
-/// through the same rules on numbers; both round exactly once.
+/// Quantizing is const: the settings stay, the logger records. One kernel is chosen when the settings change,
+/// so a quantization itself decides nothing. Values carried in doubles go through array kernels (kernels.h),
+/// wide ones through the same rules on numbers; both round exactly once.
 class QFCORE_API quantizer {
  public:
   /// Mode "fixed", "floor", "saturate", word length 16, fraction length 15.
   quantizer();
-  /// The quantizer of a numeric type. Raises "numforge:quantizer:unspecifiedscaling" when its scaling is unspecified.
+  /// The quantizer of a numeric type. Raises "numforge:quantizer:unspecifiedscaling" when its scaling is
+  /// unspecified.
   quantizer(const EmbeddedTypeSystem::NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode,
             std::string tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
 
-  /// Takes over a numeric type and the two modes; tag, operation kind and record stay. On error nothing changes.
+  /// Takes over a numeric type and the two modes; tag, operation kind and record stay. On error nothing
+  /// changes.
   void set(const EmbeddedTypeSystem::NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode);
 
   void setMode(QuantizerModeEnum mode);
   void setRoundMode(RoundModeEnum roundMode);
   void setOverflowMode(OverflowModeEnum overflowMode);
-  /// Bits, 1 to 65535; in mode "float" above the exponent length. Raises "numforge:quantizer:wordlengthtoosmall",
-  /// "…:wordlengthtoobig", "…:wordlengthlargerthanexponent".
+  /// Bits, 1 to 65535; in mode "float" above the exponent length. Raises
+  /// "numforge:quantizer:wordlengthtoosmall", "…:wordlengthtoobig", "…:wordlengthlargerthanexponent".
   void setWordlength(double wordLength);
   /// Bits behind the binary point, any integer.
   void setFractionlength(double fractionLength);
@@ -98,7 +111,8 @@ class QFCORE_API quantizer {
   number range() const;
   /// The smallest positive normal value: eps in fixed point, 2^exponentMin in floating point.
   number realmin() const;
-  /// The smallest positive value of a floating-point format, 2^(exponentMin − fraction bits); eps in fixed point.
+  /// The smallest positive value of a floating-point format, 2^(exponentMin − fraction bits); eps in fixed
+  /// point.
   number denormalmin() const;
   /// The largest denormal, realmin − denormalmin; eps in fixed point.
   number denormalmax() const;
@@ -117,18 +131,30 @@ class QFCORE_API quantizer {
   /// Quantizes every element of a vector; moves its cursor.
   void quantizeAll(number& values) const;
 
-  // The kernels by name: each takes the value to quantize and returns it, with this quantizer's constants. Whether
-  // they are those of a signed or an unsigned format is data, so both names reach the same kernel.
-#define QFCORE_KERNEL(Round, round, Overflow, overflow)                                                     \
-  number& QuantizeFixed##Round##Overflow(number& x) const {                                                 \
-    return run(kernelFor(QuantizerModeEnum::fixed, RoundModeEnum::round, OverflowModeEnum::overflow), x);   \
-  }                                                                                                         \
+  // Radix text, bases 2 to 18, lower-case digits: the bit pattern of one value (two's complement, or sign,
+  // exponent and fraction), padded with zeros to what the word needs.
+
+  /// Raises "numforge:quantizer:num2base:notdefined" in the modes "none" and ScaledDouble.
+  std::string num2base(const number& value, int base) const;
+  /// The stored integer, signed and without padding. Raises "numforge:quantizer:sdec:fixedonly" for
+  /// floating-point modes.
+  std::string num2sdec(const number& value) const;
+  /// Reads a pattern, digits in either case, and quantizes what it writes; the empty text is 0. False, and
+  /// `value` as it was, for a text that is no pattern. Raises "numforge:quantizer:base2num:notdefined".
+  bool base2num(number& value, const char* text, int base) const;
+
+  // The kernels by name: each takes the value to quantize and returns it, with this quantizer's constants.
+  // Whether they are those of a signed or an unsigned format is data, so both names reach the same kernel.
+#define QFCORE_KERNEL(Round, round, Overflow, overflow)                                                   \
+  number& QuantizeFixed##Round##Overflow(number& x) const {                                               \
+    return run(kernelFor(QuantizerModeEnum::fixed, RoundModeEnum::round, OverflowModeEnum::overflow), x); \
+  }                                                                                                       \
   number& QuantizeUfixed##Round##Overflow(number& x) const { return QuantizeFixed##Round##Overflow(x); }
-#define QFCORE_ROUNDED_KERNELS(Round, round)                                                                \
-  QFCORE_KERNEL(Round, round, Wrap, wrap)                                                                   \
-  QFCORE_KERNEL(Round, round, Saturate, saturate)                                                           \
-  number& QuantizeFloat##Round(number& x) const {                                                           \
-    return run(kernelFor(QuantizerModeEnum::floatMode, RoundModeEnum::round, overflowMode_), x);            \
+#define QFCORE_ROUNDED_KERNELS(Round, round)                                                     \
+  QFCORE_KERNEL(Round, round, Wrap, wrap)                                                        \
+  QFCORE_KERNEL(Round, round, Saturate, saturate)                                                \
+  number& QuantizeFloat##Round(number& x) const {                                                \
+    return run(kernelFor(QuantizerModeEnum::floatMode, RoundModeEnum::round, overflowMode_), x); \
   }
   QFCORE_ROUNDED_KERNELS(Round, round)
   QFCORE_ROUNDED_KERNELS(Nearest, nearest)
@@ -154,6 +180,7 @@ class QFCORE_API quantizer {
   static Kernel kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMode, OverflowModeEnum overflowMode);
   number& run(const Kernel& kernel, number& value) const;
   bool lengthsFit() const;
+  bool hasPatterns() const;
   void requireFittingLengths() const;
   void settingsChanged();
   void updateparameters();
@@ -170,7 +197,8 @@ class QFCORE_API quantizer {
   bool isDoubleBacked_ = true;
   Kernel kernel_;
   DoubleFormat format_;
-  // Made when a wide value or a wide format first needs it; a pure function of the settings, so copies share it.
+  // Made when a wide value or a wide format first needs it; a pure function of the settings, so copies share
+  // it.
   mutable std::shared_ptr<const WideFormat> wide_;
   qlogger logger_;
 };

@@ -1,4 +1,5 @@
-/// Quantization of one number of either kind: the same rules as kernels.h, for words beyond the double threshold.
+/// Quantization of one number of either kind: the same rules as kernels.h, for words beyond the double
+/// threshold.
 #pragma once
 
 #include "qfcore/math/modes.h"
@@ -23,8 +24,8 @@ struct WideOutcome {
 };
 
 /// Quantizes the current element of `value` in place and says what it met.
-using WideKernel = WideOutcome (*)(const WideFormat& format, RoundingMember rounding, OverflowModeEnum overflowMode,
-                                   number& value);
+using WideKernel = WideOutcome (*)(const WideFormat& format, RoundingMember rounding,
+                                   OverflowModeEnum overflowMode, number& value);
 
 WideOutcome quantizeFixedWide(const WideFormat& format, RoundingMember rounding, OverflowModeEnum overflowMode,
                               number& value);

@@ -33,7 +33,7 @@ void doublenumber::Storage::free(double* room) noexcept {
   if (room != &single) std::free(room);
 }
 
-doublenumber::doublenumber(double value) : doublenumber(1, kDoubleScalarPrecision, NumberVector{}) {
+doublenumber::doublenumber(double value) : doublenumber(1, kMaxDoublePrecision, NumberVector{}) {
   own_.single = value;
 }
 
@@ -50,7 +50,7 @@ doublenumber::doublenumber(const doublenumber* source, NumberVector tag)
 doublenumber::doublenumber(const doublenumber* source, CopyIndex) : numberrepbody(source->share()), own_{} {}
 
 doublenumber::doublenumber(const doublenumber& source)
-    : doublenumber(source.isempty() ? 0 : 1, kDoubleScalarPrecision, NumberVector{}) {
+    : doublenumber(source.isempty() ? 0 : 1, kMaxDoublePrecision, NumberVector{}) {
   if (!isempty()) current() = source.current();
 }
 

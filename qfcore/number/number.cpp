@@ -6,7 +6,7 @@
 
 namespace embedded {
 
-unsigned number::sDefaultPrecision = kDoubleScalarPrecision;
+unsigned number::sDefaultPrecision = kMaxDoublePrecision;
 bool number::sDefaultForceMultiplePrecision = false;
 
 number::number(const number& source) : body_(nullptr) {

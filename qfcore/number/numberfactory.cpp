@@ -12,7 +12,7 @@ numberrepbody* numberfactory::createnumberScalar(double value, unsigned precisio
   if (precision <= kMaxDoublePrecision) return new doublenumber(value);
   auto* body = new mpnumber(value, precision);
   // A threshold lowered below the bits of a double must not round what a double body would hold.
-  if constexpr (kMaxDoublePrecision < kDoubleScalarPrecision) body->setvalue(value);
+  if constexpr (constructedBits(kMaxDoublePrecision + 1) < kDoubleBits) body->setvalue(value);
   return body;
 }
 

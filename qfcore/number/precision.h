@@ -6,14 +6,12 @@
 namespace embedded {
 
 /// Largest precision in bits whose values are carried in doubles; from one bit more on they are multiprecision.
+/// It is also the precision of a scalar made from a double.
 /// Stored integers of 52 bits and their scalings by powers of two are exact in a double. Test builds lower it.
 constexpr unsigned kMaxDoublePrecision = QFCORE_DOUBLE_PRECISION_LIMIT;
 
 /// Bits that hold every double.
 constexpr unsigned kDoubleBits = 53;
-
-/// Precision of a scalar made from a double.
-constexpr unsigned kDoubleScalarPrecision = 52;
 
 /// MPFR precision of values made by construction with `precision` bits.
 constexpr unsigned constructedBits(unsigned precision) { return std::max(precision + 1, 32U); }

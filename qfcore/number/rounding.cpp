@@ -13,15 +13,11 @@ void Round::integer(MpFloat& x) { mpfr_round(x.get(), x.get()); }
 
 void Nearest::integer(MpFloat& x) {
   // Away from zero is toward plus infinity unless x is negative.
-  if (!x.isNegative() || mpfr_integer_p(x.get()) || !x.isFinite()) return Round::integer(x);
-  // Below one half in magnitude the sum could need more bits than x has; above, it is exact, being smaller than
-  // x.
-  if (mpfr_get_exp(x.get()) < 0) {
-    mpfr_set_zero(x.get(), 1);
-  } else {
-    x += mpnumber::sOneHalf;
-    Floor::integer(x);
-  }
+  if (!x.isNegative() || mpfr_integer_p(x.get())) return Round::integer(x);
+  // The sum is smaller than x and so exact, down to -1/2; nearer to zero it may be rounded, but stays below
+  // one.
+  x += mpnumber::sOneHalf;
+  Floor::integer(x);
 }
 
 template <class Policy>

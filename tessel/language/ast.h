@@ -99,8 +99,8 @@ struct AnonymousFunction {
 };
 
 struct Expression {
-  std::variant<Constant, NameReference, AllElements, LastElement, UnaryOperation, BinaryOperation, RangeExpression,
-               MatrixLiteral, IndexExpression, PartExpression, NamedHandle, AnonymousFunction>
+  std::variant<Constant, NameReference, AllElements, LastElement, UnaryOperation, BinaryOperation,
+               RangeExpression, MatrixLiteral, IndexExpression, PartExpression, NamedHandle, AnonymousFunction>
       node;
   /// Levels of the tree below and including this one.
   int height = 1;

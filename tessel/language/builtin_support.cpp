@@ -47,6 +47,11 @@ std::vector<std::string> textsArgument(std::string_view function, const HostArra
   return texts;
 }
 
+void requireFloat(std::string_view function, const HostArray& argument) {
+  requireNumeric(function, argument);
+  if (argument.isInteger()) raiseUndefinedFor(function, argument);
+}
+
 void requireVector(std::string_view function, const HostArray& argument) {
   requireNumeric(function, argument);
   if (!argument.isVector()) raiseInvalidArgument(function, "vectors are needed.");

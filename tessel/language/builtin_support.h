@@ -23,6 +23,8 @@ void registerAll(Builtins rows);
 /// Raises "Tessel:invalidArgument" / "Function 'NAME': EXPLANATION"; the explanation ends with a period.
 [[noreturn]] void raiseInvalidArgument(std::string_view function, std::string_view explanation);
 
+/// Refuses what is neither floating-point nor logical nor char.
+void requireFloat(std::string_view function, const HostArray& argument);
 /// A text argument; raises "Tessel:mustBeText" for anything else.
 std::string textArgument(std::string_view function, const HostArray& argument);
 /// The texts of a char matrix (one a row) or of a cell of texts; "Tessel:mustBeText" for anything else.

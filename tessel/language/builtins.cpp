@@ -7,6 +7,7 @@ void registerBuiltins() {
   registerShapeBuiltins();
   registerInspectionBuiltins();
   registerMathBuiltins();
+  registerNumberBuiltins();
   registerReductionBuiltins();
   registerOrderingBuiltins();
   registerConversionBuiltins();

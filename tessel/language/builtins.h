@@ -12,6 +12,7 @@ void registerConstructionBuiltins();
 void registerShapeBuiltins();
 void registerInspectionBuiltins();
 void registerMathBuiltins();
+void registerNumberBuiltins();
 void registerReductionBuiltins();
 void registerOrderingBuiltins();
 void registerConversionBuiltins();

@@ -2,7 +2,7 @@
 #include <iterator>
 #include <memory>
 
-#include "fmt/format.h"
+#include <fmt/format.h>
 #include "tessel/language/builtin_support.h"
 #include "tessel/language/builtins.h"
 #include "tessel/language/interpreter.h"

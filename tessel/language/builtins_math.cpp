@@ -1,20 +1,11 @@
-// Elementary mathematics, element by element, and a few functions of vectors and matrices.
+// Elementary mathematics, element by element.
 #include <numbers>
-#include <numeric>
 
 #include "tessel/language/builtin_support.h"
 #include "tessel/language/builtins.h"
-#include "tessel/messages.h"
-#include "tessel/runtime/arithmetic.h"
-#include "tessel/runtime/matrix_arithmetic.h"
 
 namespace tessel {
 namespace {
-
-void requireFloat(const std::string& function, const HostArray& a) {
-  requireNumeric(function, a);
-  if (a.isInteger()) raiseUndefinedFor(function, a);
-}
 
 /// Whether a real argument has a real result.
 using Domain = bool (*)(double);
@@ -203,6 +194,8 @@ struct Modulus {
 
 Builtins partFunctions() {
   return {
+      {"log2", callLog2, 1, 1, 2,
+       "log2(x), [f, e] = log2(x): the logarithm to base 2, or x = f * 2^e by parts."},
       rounding(
           "floor", [](auto x) { return std::floor(x); },
           "floor(x): the nearest integers toward minus infinity."),
@@ -250,259 +243,10 @@ Builtins partFunctions() {
   };
 }
 
-// Functions of whole numbers
-
-constexpr double kLargestExact = 0x1p53;
-
-/// Refuses values that are not whole, or negative where that matters.
-void requireWhole(const char* function, const HostArray& a, bool mayBeNegative = false) {
-  requireReal(function, a);
-  if (a.isInteger() && mayBeNegative) return;
-  for (double x : realParts(a)) {
-    const bool isWhole = x == std::floor(x) && (a.isInteger() || std::abs(x) <= kLargestExact);
-    if (!isWhole || (x < 0 && !mayBeNegative)) {
-      raiseInvalidArgument(function, mayBeNegative ? "whole numbers are needed."
-                                                   : "whole numbers that are not negative are needed.");
-    }
-  }
-}
-
-template <class F>
-FunctionInfo wholeBinary(const char* name, F f, bool mayBeNegative, const char* help) {
-  return {name,
-          [=](Arrays& in, int) {
-            requireWhole(name, in[0], mayBeNegative);
-            requireWhole(name, in[1], mayBeNegative);
-            const ArrayClass resultClass = arithmeticClass(name, in[0], in[1]);
-            return Arrays{elementwise(name, in[0], in[1], f, resultClass, resultClass)};
-          },
-          2,
-          2,
-          1,
-          help};
-}
-
-template <class E>
-E greatestDivisor(E x, E y) {
-  x = std::abs(x), y = std::abs(y);
-  while (y != 0) x = std::exchange(y, std::fmod(x, y));
-  return x;
-}
-
-template <class E, class F>
-E onBits(E x, E y, F f) {
-  return static_cast<E>(f(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y)));
-}
-
-/// Bits that leave the class (or the 53 bits of a double) are lost.
-Arrays callBitshift(Arrays& in, int) {
-  requireWhole("bitshift", in[0]);
-  requireWhole("bitshift", in[1], true);
-  const ArrayClass resultClass = arithmeticClass("bitshift", in[0], in[1]);
-  const int bits =
-      visitElementType(resultClass, [](auto zero) { return std::numeric_limits<decltype(zero)>::digits; });
-  const auto shift = [bits](auto x, auto k) {
-    const auto shifted = std::ldexp(x, static_cast<int>(std::clamp(k, decltype(k)(-1100), decltype(k)(100))));
-    return std::fmod(std::floor(shifted), std::ldexp(decltype(x)(1), bits));
-  };
-  return {elementwise("bitshift", in[0], in[1], shift, resultClass, resultClass)};
-}
-
-Builtins wholeFunctions() {
-  return {
-      wholeBinary(
-          "gcd", [](auto x, auto y) { return greatestDivisor(x, y); }, true,
-          "gcd(x, y): greatest common divisors."),
-      wholeBinary(
-          "lcm",
-          [](auto x, auto y) {
-            const auto divisor = greatestDivisor(x, y);
-            return divisor == 0 ? divisor : std::abs(x / divisor * y);
-          },
-          true, "lcm(x, y): least common multiples."),
-      wholeBinary(
-          "bitand", [](auto x, auto y) { return onBits(x, y, std::bit_and<>{}); }, false,
-          "bitand(x, y): the bits that are set in both."),
-      wholeBinary(
-          "bitor", [](auto x, auto y) { return onBits(x, y, std::bit_or<>{}); }, false,
-          "bitor(x, y): the bits that are set in either."),
-      wholeBinary(
-          "bitxor", [](auto x, auto y) { return onBits(x, y, std::bit_xor<>{}); }, false,
-          "bitxor(x, y): the bits that are set in one alone."),
-      {"bitshift", callBitshift, 2, 2, 1,
-       "bitshift(x, k): x shifted left by k bits; to the right for negative k."},
-  };
-}
-
-Arrays callFactorial(Arrays& in, int) {
-  requireWhole("factorial", in[0]);
-  return {mapElements(in[0], numericClass(in[0].arrayClass()), [](auto x) {
-    auto product = decltype(x)(1);
-    for (auto k = decltype(x)(2); std::real(k) <= std::real(x) && std::isfinite(std::real(product));
-         k += decltype(x)(1))
-      product *= k;
-    return product;
-  })};
-}
-
-Arrays callNchoosek(Arrays& in, int) {
-  const auto n = countArgument("nchoosek", in[0]), k = countArgument("nchoosek", in[1]);
-  if (k > n) return {HostArray::scalar(0)};
-  long double result = 1;
-  for (std::size_t i = 1; i <= std::min(k, n - k); ++i) {
-    result = std::round(result * static_cast<long double>(n - i + 1) / static_cast<long double>(i));
-  }
-  return {HostArray::scalar(static_cast<double>(result))};
-}
-
-bool isPrime(std::uint64_t n) {
-  if (n < 4) return n > 1;
-  if (n % 2 == 0) return false;
-  for (std::uint64_t d = 3; d * d <= n; d += 2)
-    if (n % d == 0) return false;
-  return true;
-}
-
-Arrays callIsprime(Arrays& in, int) {
-  requireWhole("isprime", in[0]);
-  return {mapElements(in[0], ArrayClass::Logical,
-                      [](auto x) -> bool { return isPrime(static_cast<std::uint64_t>(std::real(x))); })};
-}
-
-Arrays callPrimes(Arrays& in, int) {
-  const double limit = numberArgument("primes", in[0]);
-  if (!(limit < 1e9)) raiseInvalidArgument("primes", "the limit must be below 1e9.");
-  const auto last = static_cast<std::size_t>(std::max(limit, 1.0));
-  std::vector<bool> isComposite(last + 1);
-  std::vector<double> primes;
-  for (std::size_t p = 2; p <= last; ++p) {
-    if (isComposite[p]) continue;
-    primes.push_back(static_cast<double>(p));
-    for (std::size_t multiple = p * p; multiple <= last; multiple += p) isComposite[multiple] = true;
-  }
-  return {doubleRow(primes)};
-}
-
-// Vectors and matrices
-
-Arrays callComplex(Arrays& in, int) {
-  requireReal("complex", in[0]);
-  const HostArray second = in.size() > 1 ? in[1] : HostArray::scalar(0);
-  requireReal("complex", second);
-  const ArrayClass resultClass = arithmeticClass("complex", in[0], second);
-  const HostArray re = convertTo(in[0], resultClass), im = convertTo(second, resultClass);
-  const Dimensions& dims = commonSize(re, im);
-  HostArray result = HostArray::zeros(resultClass, dims, true);
-  visitElementType(resultClass, [&](auto zero) {
-    using T = decltype(zero);
-    for (std::size_t i = 0; i < result.numel(); ++i) {
-      result.mutableReal<T>()[i] = re.real<T>()[re.isScalar() ? 0 : i];
-      result.mutableImag<T>()[i] = im.real<T>()[im.isScalar() ? 0 : i];
-    }
-  });
-  return {result};
-}
-
-Arrays callPow2(Arrays& in, int) {
-  if (in.size() == 1) return {power(HostArray::scalar(2), in[0])};
-  return {times(in[0], power(HostArray::scalar(2), in[1]))};
-}
-
-Arrays callDot(Arrays& in, int) {
-  requireNumeric("dot", in[0]);
-  requireNumeric("dot", in[1]);
-  if (in[0].isVector() && in[1].isVector()) {
-    for (HostArray& a : in) a.reshape({a.numel(), 1});
-  }
-  return callBuiltin("sum", {times(callBuiltin("conj", {in[0]})[0], in[1])});
-}
-
-Arrays callCross(Arrays& in, int) {
-  requireNumeric("cross", in[0]);
-  requireNumeric("cross", in[1]);
-  if (in[0].numel() != 3 || in[1].numel() != 3)
-    raiseInvalidArgument("cross", "vectors of three elements are needed.");
-  in[1].reshape(in[0].dims());
-  const auto turned = [](const HostArray& a, std::vector<std::size_t> order) {
-    return rearranged(a, order, a.dims());
-  };
-  return {minus(times(turned(in[0], {1, 2, 0}), turned(in[1], {2, 0, 1})),
-                times(turned(in[0], {2, 0, 1}), turned(in[1], {1, 2, 0})))};
-}
-
-std::vector<double> magnitudes(const HostArray& a) {
-  std::vector<double> re = realParts(a);
-  const std::vector<double> im = imaginaryParts(a);
-  for (std::size_t i = 0; i < re.size(); ++i) re[i] = std::hypot(re[i], im[i]);
-  return re;
-}
-
-double vectorNorm(const std::vector<double>& values, double p) {
-  const double largest = values.empty() ? 0 : *std::max_element(values.begin(), values.end());
-  if (largest == 0 || std::isinf(largest)) return largest;
-  if (std::isinf(p)) return p > 0 ? largest : *std::min_element(values.begin(), values.end());
-  double sum = 0;  // scaled, so that no square leaves the range of doubles
-  for (double x : values) sum += p == 2 ? (x / largest) * (x / largest) : std::pow(x / largest, p);
-  return largest * (p == 2 ? std::sqrt(sum) : std::pow(sum, 1 / p));
-}
-
-double largestLineSum(const HostArray& a, bool ofRows) {
-  const std::vector<double> values = magnitudes(a);
-  std::vector<double> sums(ofRows ? a.dim(0) : a.dim(1));
-  for (std::size_t i = 0; i < values.size(); ++i) sums[ofRows ? i % a.dim(0) : i / a.dim(0)] += values[i];
-  return *std::max_element(sums.begin(), sums.end());
-}
-
-Arrays callNorm(Arrays& in, int) {
-  requireFloat("norm", in[0]);
-  const bool isFrobenius = in.size() > 1 && in[1].isChar() && in[1].toText() == "fro";
-  const bool isNamed = in.size() > 1 && in[1].isChar();
-  if (isNamed && !isFrobenius && in[1].toText() != "inf") raiseInvalidArgument("norm", "no such norm.");
-  double p = 2;
-  if (isNamed && !isFrobenius) p = std::numeric_limits<double>::infinity();
-  if (in.size() > 1 && !isNamed) p = numberArgument("norm", in[1]);
-  const HostArray& a = in[0];
-  double norm = 0;
-  if (a.isEmpty())
-    norm = 0;
-  else if (a.isVector() || isFrobenius)
-    norm = vectorNorm(magnitudes(a), p);
-  else if (p == 1 || p == std::numeric_limits<double>::infinity())
-    norm = largestLineSum(a, p != 1);
-  else if (p == 2)
-    norm = singularValues(a)[0];
-  else
-    raiseInvalidArgument("norm", "matrices have the norms 1, 2, inf and 'fro'.");
-  return {convertTo(HostArray::scalar(norm), numericClass(a.arrayClass()))};
-}
-
-Arrays callInv(Arrays& in, int) {
-  requireFloat("inv", in[0]);
-  if (in[0].isScalar()) return {rdivide(HostArray::scalar(1), in[0])};
-  return {mpower(in[0], HostArray::scalar(-1))};
-}
-
-Builtins vectorFunctions() {
-  return {
-      {"log2", callLog2, 1, 1, 2,
-       "log2(x), [f, e] = log2(x): the logarithm to base 2, or x = f * 2^e by parts."},
-      {"pow2", callPow2, 1, 2, 1, "pow2(e), pow2(f, e): 2^e, or f * 2^e."},
-      {"factorial", callFactorial, 1, 1, 1, "factorial(n): the product of the whole numbers up to n."},
-      {"nchoosek", callNchoosek, 2, 2, 1, "nchoosek(n, k): the binomial coefficient."},
-      {"isprime", callIsprime, 1, 1, 1, "isprime(n): true where n is a prime number."},
-      {"primes", callPrimes, 1, 1, 1, "primes(n): the prime numbers up to n."},
-      {"complex", callComplex, 1, 2, 1, "complex(a), complex(a, b): a + b*i, complex even where b is zero."},
-      {"dot", callDot, 2, 2, 1, "dot(a, b): the scalar product of vectors, or of columns."},
-      {"cross", callCross, 2, 2, 1, "cross(a, b): the vector product of three-element vectors."},
-      {"norm", callNorm, 1, 2, 1, "norm(a), norm(a, p), norm(a, 'fro'): the norm of a vector or a matrix."},
-      {"inv", callInv, 1, 1, 1, "inv(a): the inverse of a square matrix."},
-  };
-}
-
 }  // namespace
 
 void registerMathBuiltins() {
-  for (auto family : {analyticFunctions, partFunctions, wholeFunctions, vectorFunctions}) registerAll(family());
+  for (auto family : {analyticFunctions, partFunctions}) registerAll(family());
 }
 
 }  // namespace tessel

@@ -28,6 +28,7 @@ Arrays extremesAlong(const HostArray& a, std::size_t dimension) {
   const std::size_t length = a.dim(dimension) == 0 ? 0 : 1;
   return alongDimension(a, dimension, length, numericClass(a.arrayClass()),
                         [](const auto& line, auto& out, auto& positions) {
+                          if (line.empty()) return;
                           std::size_t best = 0;
                           for (std::size_t k = 1; k < line.size(); ++k) {
                             if (isNaN(line[k])) continue;

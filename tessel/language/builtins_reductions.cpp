@@ -99,8 +99,7 @@ template <class F>
 FunctionInfo spreadMeasure(const char* name, F f, const char* help) {
   return {name,
           [=](Arrays& in, int) {
-            requireNumeric(name, in[0]);
-            if (in[0].isInteger()) raiseUndefinedFor(name, in[0]);
+            requireFloat(name, in[0]);
             const double weight = in.size() > 1 && !in[1].isEmpty() ? numberArgument(name, in[1]) : 0;
             if (weight != 0 && weight != 1) raiseInvalidArgument(name, "the weight must be 0 or 1.");
             makeLineOfNothing(in[0], in.size() > 2);
@@ -174,13 +173,6 @@ Arrays callDiff(Arrays& in, int) {
   return {in[0]};
 }
 
-void requireFloats(const char* function, const Arrays& in, std::size_t count) {
-  for (std::size_t k = 0; k < count; ++k) {
-    requireNumeric(function, in[k]);
-    if (in[k].isInteger()) raiseUndefinedFor(function, in[k]);
-  }
-}
-
 template <class V>
 std::vector<V> loadedVector(const HostArray& a) {
   std::vector<V> values(a.numel());
@@ -210,7 +202,7 @@ HostArray madeComplex(HostArray a) {
 }
 
 Arrays callFilter(Arrays& in, int) {
-  requireFloats("filter", in, 3);
+  for (const HostArray& a : in) requireFloat("filter", a);
   requireVector("filter", in[0]);
   requireVector("filter", in[1]);
   if (in[1].realAt(0) == 0 && in[1].imagAt(0) == 0)
@@ -225,7 +217,7 @@ Arrays callFilter(Arrays& in, int) {
 
 /// conv(a, b), conv(a, b, 'same'), conv(a, b, 'valid')
 Arrays callConv(Arrays& in, int) {
-  requireFloats("conv", in, 2);
+  for (std::size_t k : {0, 1}) requireFloat("conv", in[k]);
   const std::string shape = in.size() > 2 ? textArgument("conv", in[2]) : "full";
   if (shape != "full" && shape != "same" && shape != "valid")
     raiseInvalidArgument("conv", "'full', 'same' or 'valid' is needed.");

@@ -2,7 +2,7 @@
 #include <filesystem>
 #include <iterator>
 
-#include "fmt/format.h"
+#include <fmt/format.h>
 #include "tessel/console.h"
 #include "tessel/language/builtin_support.h"
 #include "tessel/language/builtins.h"

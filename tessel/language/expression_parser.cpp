@@ -2,15 +2,15 @@
 
 #include <algorithm>
 
-#include "fmt/format.h"
+#include <fmt/format.h>
 #include "tessel/language/replaced.h"
 
 namespace tessel {
 namespace {
 
-// The evaluator and the destructors walk the tree recursively, so that its height must stay far from what a stack
-// holds; long sums grow the tree without nesting the parser.
-constexpr int kMaxNesting = 400;
+// The evaluator and the destructors walk the tree recursively, so that its height must stay far from what a
+// stack holds; long sums grow the tree without nesting the parser.
+constexpr int kMaxNesting = 1000;
 constexpr int kMaxHeight = 500;
 
 int heightOf(const ExpressionPtr& expression) { return expression ? expression->height : 0; }
@@ -30,7 +30,12 @@ int heightOf(const std::vector<IndexStep>& steps) {
 }  // namespace
 
 ExpressionParser::ExpressionParser(std::string_view source, std::string file, SymbolTable& variables, int line)
-    : source_(source), file_(std::move(file)), line_(line), list_(tokenize(source)), tokens_(list_.tokens), scopes_{&variables} {}
+    : source_(source),
+      file_(std::move(file)),
+      line_(line),
+      list_(tokenize(source)),
+      tokens_(list_.tokens),
+      scopes_{&variables} {}
 
 ExpressionParser::Nesting::Nesting(ExpressionParser& parser) : parser_(parser) {
   if (parser.nesting_ >= kMaxNesting) parser.failHere("The program is nested too deeply.");
@@ -214,7 +219,8 @@ ExpressionPtr ExpressionParser::parseMatrix(TokenKind close) {
     rows.back().push_back(parseExpression());
     height = std::max(height, heightOf(rows.back().back()));
     if (accept(TokenKind::Comma)) continue;
-    const bool isSeparated = isAtAny({TokenKind::Semicolon, TokenKind::NewLine, close}) || current().spaceBefore;
+    const bool isSeparated =
+        isAtAny({TokenKind::Semicolon, TokenKind::NewLine, close}) || current().spaceBefore;
     if (isAt(TokenKind::EndOfText) || !isSeparated) expect(close, isCell ? "'}'" : "']'");
   }
   if (rows.back().empty()) rows.pop_back();
@@ -309,7 +315,8 @@ void ExpressionParser::parseParameters(FunctionCode& code) {
       continue;
     }
     const Token& name = expect(TokenKind::Name, "The name of a parameter");
-    if (code.symbols->find(name.text) >= 0) fail(fmt::format("The parameter '{}' stands twice.", name.text), name);
+    if (code.symbols->find(name.text) >= 0)
+      fail(fmt::format("The parameter '{}' stands twice.", name.text), name);
     code.parameters.push_back(code.symbols->slotOf(name.text));
     code.hasVarargin = name.text == "varargin";
   }
@@ -320,8 +327,10 @@ std::string ExpressionParser::textSince(std::size_t first) const {
   for (std::size_t i = first; i < position_; ++i) {
     const Token& token = tokens_[i];
     if (token.spaceBefore && i > first) text += ' ';
-    if (token.kind == TokenKind::NewLine) text += ';';
-    else text += source_.substr(token.begin, token.end - token.begin);
+    if (token.kind == TokenKind::NewLine)
+      text += ';';
+    else
+      text += source_.substr(token.begin, token.end - token.begin);
   }
   return text;
 }

@@ -12,8 +12,8 @@
 
 namespace tessel {
 
-/// Recursive descent over a list of tokens; precedence comes from the table of operators. Where white space separates
-/// the elements of a matrix, `[1 -2]` has two elements and `[1 - 2]` one.
+/// Recursive descent over a list of tokens; precedence comes from the table of operators. Where white space
+/// separates the elements of a matrix, `[1 -2]` has two elements and `[1 - 2]` one.
 class ExpressionParser {
  public:
   /// `source` and `variables` must outlive the parser. With a `line`, everything stands in that one.

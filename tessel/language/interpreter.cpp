@@ -4,7 +4,7 @@
 #include <new>
 #include <utility>
 
-#include "fmt/format.h"
+#include <fmt/format.h>
 #include "tessel/console.h"
 #include "tessel/interpreter.h"
 #include "tessel/language/builtins.h"
@@ -133,19 +133,21 @@ Arrays Interpreter::evaluateText(const std::string& text, int outputCount) {
   try {
     program = parseProgram(text, frame.file, *frame.symbols, std::max(frame.line, 1));
   } catch (const SyntaxError& e) {
-    raiseError(e.identifier(), fmt::format("{} (line {}, column {} of the evaluated text)", e.what(), e.line(), e.column()));
+    raiseError(e.identifier(),
+               fmt::format("{} (line {}, column {} of the evaluated text)", e.what(), e.line(), e.column()));
   }
-  if (!program.functions.empty()) raiseError("Tessel:syntaxError", "An evaluated text cannot define functions.");
+  if (!program.functions.empty())
+    raiseError("Tessel:syntaxError", "An evaluated text cannot define functions.");
   frame.slots.resize(std::max(frame.slots.size(), frame.symbols->names().size()));
   const Replaced<const EndContext*> noEnd(endContext_, nullptr);
   if (outputCount == 0) {
     execute(program.statements);
     return {};
   }
-  const auto* statement = program.statements.size() == 1
-                              ? std::get_if<ExpressionStatement>(&program.statements[0].node)
-                              : nullptr;
-  if (!statement) raiseError("Tessel:notAnExpression", "An evaluated text that gives a value must be an expression.");
+  const auto* statement =
+      program.statements.size() == 1 ? std::get_if<ExpressionStatement>(&program.statements[0].node) : nullptr;
+  if (!statement)
+    raiseError("Tessel:notAnExpression", "An evaluated text that gives a value must be an expression.");
   Arrays values;
   evaluateAll(*statement->expression, outputCount, values);
   if (values.empty()) raiseError("Tessel:noValue", "The expression gives no value.");
@@ -153,7 +155,7 @@ Arrays Interpreter::evaluateText(const std::string& text, int outputCount) {
 }
 
 void Interpreter::display(const HostArray& value, const std::string& name) {
-  if (!value.isObject()) {
+  if (!value.isObject() || !value.isScalar()) {
     callBuiltin("display", {value, HostArray::text(name)}, 0);
     return;
   }

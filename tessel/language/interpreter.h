@@ -56,10 +56,11 @@ struct ExitRequest {
   int status;
 };
 
-/// Runs programs in a workspace. One at a time is attached to the runtime; its functions must not run in two threads.
+/// Runs programs in a workspace. One at a time is attached to the runtime; its functions must not run in two
+/// threads.
 ///
-/// Names are looked up as variables, functions of the script, methods of the arguments, registered functions, packages.
-/// Errors are HostError, also those of C++ itself ("Tessel:outOfMemory", "Tessel:internalError").
+/// Names are looked up as variables, functions of the script, methods of the arguments, registered functions,
+/// packages. Errors are HostError, also those of C++ itself ("Tessel:outOfMemory", "Tessel:internalError").
 class Interpreter {
  public:
   /// Registers the built-in functions and attaches itself to the runtime.
@@ -70,8 +71,8 @@ class Interpreter {
 
   /// Parses a program for the workspace and makes its functions known. Raises SyntaxError.
   Program load(std::string_view source, const std::string& file);
-  /// Executes statements of `program`, which `load` returned, in the workspace. When an error is raised `lastError`
-  /// knows it.
+  /// Executes statements of `program`, which `load` returned, in the workspace. When an error is raised
+  /// `lastError` knows it.
   void run(const Program& program);
   void run(const Statement& statement);
   const ErrorRecord& lastError() const { return lastError_; }

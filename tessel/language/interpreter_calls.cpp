@@ -2,7 +2,7 @@
 #include <iterator>
 #include <memory>
 
-#include "fmt/format.h"
+#include <fmt/format.h>
 #include "tessel/interpreter.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/language/interpreter_scopes.h"
@@ -58,12 +58,15 @@ Arrays collectOutputs(const FunctionCode& code, const Frame& frame) {
   if (code.hasVarargout && results.size() == fixedCount) {
     const Value& rest = frame.slots[code.outputs.back()];
     const HostArray* cell = rest.array();
-    if (rest.isDefined() && !(cell && cell->isCell())) raiseError("Tessel:varargout", "varargout must be a cell array.");
-    for (std::size_t i = 0; cell && i < cell->numel() && results.size() < wanted; ++i) results.push_back(cell->cellAt(i));
+    if (rest.isDefined() && !(cell && cell->isCell()))
+      raiseError("Tessel:varargout", "varargout must be a cell array.");
+    for (std::size_t i = 0; cell && i < cell->numel() && results.size() < wanted; ++i)
+      results.push_back(cell->cellAt(i));
   }
   if (results.size() < static_cast<std::size_t>(frame.outputCount)) {
-    const std::string name = results.size() < fixedCount ? code.symbols->names()[code.outputs[results.size()]]
-                                                         : fmt::format("varargout{{{}}}", results.size() - fixedCount + 1);
+    const std::string name = results.size() < fixedCount
+                                 ? code.symbols->names()[code.outputs[results.size()]]
+                                 : fmt::format("varargout{{{}}}", results.size() - fixedCount + 1);
     raiseError("Tessel:unassignedOutput",
                fmt::format("The output argument '{}' of '{}' has not been assigned.", name, code.name));
   }
@@ -101,8 +104,8 @@ Arrays Interpreter::callWithArguments(const std::string& name, const IndexStep* 
   return call(name, std::move(inputs), outputCount);
 }
 
-/// Calls a method that changes the object of a variable; another variable with the same object keeps it as it was.
-/// `inputs[0]` is a place for the object.
+/// Calls a method that changes the object of a variable; another variable with the same object keeps it as it
+/// was. `inputs[0]` is a place for the object.
 Arrays Interpreter::callChangingMethod(const MethodInfo& method, int slot, Arrays inputs, int outputCount) {
   const CallDepth depth(*this);
   BorrowedVariable variable(*frame_, slot);
@@ -113,7 +116,8 @@ Arrays Interpreter::callChangingMethod(const MethodInfo& method, int slot, Array
     Arrays results = firstOf(invoke(method.function, inputs, outputCount), outputCount);
     variable.array = std::move(inputs[0]);
     // A method may have moved its object into the result.
-    if (auto moved = object.lock(); moved && !variable.array.isObject()) variable.array = HostArray::object(moved);
+    if (auto moved = object.lock(); moved && !variable.array.isObject())
+      variable.array = HostArray::object(moved);
     return results;
   } catch (...) {
     variable.array = std::move(inputs[0]);

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "fmt/format.h"
+#include <fmt/format.h>
 #include "tessel/interpreter.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/language/interpreter_scopes.h"
@@ -61,7 +61,8 @@ void Interpreter::evaluateAll(const Expression& expression, int outputCount, Arr
   Arrays results;
   if (const auto* part = std::get_if<PartExpression>(&expression.node)) {
     results = referenceFurther(evaluate(*part->base).toArray(), part->steps, outputCount);
-  } else if (const auto* name = std::get_if<NameReference>(&expression.node); name && !frame_->slots[name->slot].isDefined()) {
+  } else if (const auto* name = std::get_if<NameReference>(&expression.node);
+             name && !frame_->slots[name->slot].isDefined()) {
     results = callNamed(*name, {}, outputCount);
     if (results.empty() && outputCount > 0) raiseNoValue(name->name);
   } else {

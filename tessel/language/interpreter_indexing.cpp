@@ -38,7 +38,8 @@ void Interpreter::evaluateIndexed(const IndexExpression& node, int outputCount, 
   Arrays results = isVariable ? referenceVariable(node.base.slot, node.steps, outputCount)
                               : callNamed(node.base, node.steps, outputCount);
   const bool mayBeNothing = outputCount == 0 || node.steps.back().kind != IndexStep::Kind::Paren;
-  if (results.empty() && !mayBeNothing) raiseError("Tessel:noValue", "'" + node.base.name + "' gives no value.");
+  if (results.empty() && !mayBeNothing)
+    raiseError("Tessel:noValue", "'" + node.base.name + "' gives no value.");
   std::move(results.begin(), results.end(), std::back_inserter(values));
 }
 
@@ -94,12 +95,14 @@ bool Interpreter::assignElementFast(Value& variable, const Steps& steps, const V
 
 void Interpreter::evaluateArgument(const Expression& expression, Arrays& values) {
   const auto* index = std::get_if<IndexExpression>(&expression.node);
-  if (const auto element = index ? evaluateElementFast(*index) : std::nullopt) values.push_back(element->toArray());
-  else evaluateAll(expression, 1, values);
+  if (const auto element = index ? evaluateElementFast(*index) : std::nullopt)
+    values.push_back(element->toArray());
+  else
+    evaluateAll(expression, 1, values);
 }
 
-/// The values of the arguments in parentheses or braces. `indexed` is the array that `end` belongs to; in the arguments
-/// of a function, which is not indexed, `end` belongs to the array around the call.
+/// The values of the arguments in parentheses or braces. `indexed` is the array that `end` belongs to; in the
+/// arguments of a function, which is not indexed, `end` belongs to the array around the call.
 Arrays Interpreter::evaluateSubscripts(const IndexStep& step, const HostArray* indexed) {
   Arrays subscripts;
   subscripts.reserve(step.arguments.size());
@@ -115,8 +118,8 @@ Arrays Interpreter::evaluateSubscripts(const IndexStep& step, const HostArray* i
   return subscripts;
 }
 
-/// The steps with the values of their subscripts. For reading, `base` moves along where a subscript with `end` needs
-/// the part before it, and the path starts there: nothing is called twice.
+/// The steps with the values of their subscripts. For reading, `base` moves along where a subscript with `end`
+/// needs the part before it, and the path starts there: nothing is called twice.
 IndexPath Interpreter::resolvePath(HostArray& base, StepRange steps, PathUse use) {
   using Kind = IndexStep::Kind;
   IndexPath path;
@@ -151,14 +154,16 @@ HostArray Interpreter::partAt(const HostArray& base, const IndexPath& path, Path
     if (use == PathUse::Read) throw;
     return {};
   }
-  raiseError("Tessel:notOneValue", "Only one value can be indexed further, but the expression selects none or several.");
+  raiseError("Tessel:notOneValue",
+             "Only one value can be indexed further, but the expression selects none or several.");
 }
 
 HostArray Interpreter::lastPosition(const EndContext& context) const {
   const HostClass* hostClass = objectClass(context.array);
   if (hostClass && hostClass->findMethod("end")) {
-    return tessel::callFunction("end", {context.array, HostArray::scalar(static_cast<double>(context.position + 1)),
-                                        HostArray::scalar(static_cast<double>(context.count))})
+    return tessel::callFunction("end",
+                                {context.array, HostArray::scalar(static_cast<double>(context.position + 1)),
+                                 HostArray::scalar(static_cast<double>(context.count))})
         .at(0);
   }
   const Dimensions sizes = sizesOf(context.array);

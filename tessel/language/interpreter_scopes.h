@@ -47,7 +47,9 @@ class Interpreter::CallDepth {
 class Interpreter::FrameScope {
  public:
   FrameScope(Interpreter& interpreter, Frame& frame)
-      : interpreter_(interpreter), exceptionCount_(std::uncaught_exceptions()), noEnd_(interpreter.endContext_, nullptr) {
+      : interpreter_(interpreter),
+        exceptionCount_(std::uncaught_exceptions()),
+        noEnd_(interpreter.endContext_, nullptr) {
     frame.caller = std::exchange(interpreter.frame_, &frame);
   }
   ~FrameScope() {

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "fmt/format.h"
+#include <fmt/format.h>
 #include "tessel/interpreter.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/language/interpreter_scopes.h"
@@ -89,8 +89,10 @@ Interpreter::Flow Interpreter::executeNode(const Assignment& node) {
 void Interpreter::assignVariable(const AssignmentTarget& target, HostArray value, bool isSilent) {
   Frame& frame = *frame_;
   if (static_cast<std::size_t>(target.slot) >= frame.slots.size()) frame.slots.resize(target.slot + 1);
-  if (target.steps.empty()) frame.slots[target.slot] = Value(std::move(value));
-  else assignSteps(target, value);
+  if (target.steps.empty())
+    frame.slots[target.slot] = Value(std::move(value));
+  else
+    assignSteps(target, value);
   if (!isSilent) display(frame.slots[target.slot].toArray(), target.name);
 }
 
@@ -201,7 +203,8 @@ bool Interpreter::isTrue(const Value& condition) {
                fmt::format("A value of class '{}' is neither true nor false.", value.className()));
   }
   const HostArray zeros = logicalNot(value);  // refuses NaN
-  return !zeros.isEmpty() && std::none_of(zeros.real<bool>(), zeros.real<bool>() + zeros.numel(), [](bool z) { return z; });
+  return !zeros.isEmpty() &&
+         std::none_of(zeros.real<bool>(), zeros.real<bool>() + zeros.numel(), [](bool z) { return z; });
 }
 
 }  // namespace tessel

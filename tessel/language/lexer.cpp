@@ -32,18 +32,18 @@ constexpr Spelling kKeywords[] = {
 
 /// A spelling that is the beginning of another stands after it.
 constexpr Spelling kSymbols[] = {
-    {".*", TokenKind::DotTimes},   {"./", TokenKind::DotDivide},     {".\\", TokenKind::DotLeftDivide},
-    {".^", TokenKind::DotPower},   {".'", TokenKind::DotQuote},      {"==", TokenKind::Equal},
-    {"~=", TokenKind::NotEqual},   {"!=", TokenKind::NotEqual},      {"<=", TokenKind::LessEqual},
-    {">=", TokenKind::GreaterEqual}, {"&&", TokenKind::AndAnd},      {"||", TokenKind::OrOr},
-    {",", TokenKind::Comma},       {";", TokenKind::Semicolon},      {"(", TokenKind::LeftParen},
-    {")", TokenKind::RightParen},  {"[", TokenKind::LeftBracket},    {"]", TokenKind::RightBracket},
-    {"{", TokenKind::LeftBrace},   {"}", TokenKind::RightBrace},     {"@", TokenKind::At},
-    {".", TokenKind::Dot},         {":", TokenKind::Colon},          {"=", TokenKind::Assign},
-    {"^", TokenKind::Power},       {"+", TokenKind::Plus},           {"-", TokenKind::Minus},
-    {"~", TokenKind::Not},         {"!", TokenKind::Not},            {"*", TokenKind::Times},
-    {"/", TokenKind::Divide},      {"\\", TokenKind::LeftDivide},    {"<", TokenKind::Less},
-    {">", TokenKind::Greater},     {"&", TokenKind::And},            {"|", TokenKind::Or},
+    {".*", TokenKind::DotTimes},     {"./", TokenKind::DotDivide},  {".\\", TokenKind::DotLeftDivide},
+    {".^", TokenKind::DotPower},     {".'", TokenKind::DotQuote},   {"==", TokenKind::Equal},
+    {"~=", TokenKind::NotEqual},     {"!=", TokenKind::NotEqual},   {"<=", TokenKind::LessEqual},
+    {">=", TokenKind::GreaterEqual}, {"&&", TokenKind::AndAnd},     {"||", TokenKind::OrOr},
+    {",", TokenKind::Comma},         {";", TokenKind::Semicolon},   {"(", TokenKind::LeftParen},
+    {")", TokenKind::RightParen},    {"[", TokenKind::LeftBracket}, {"]", TokenKind::RightBracket},
+    {"{", TokenKind::LeftBrace},     {"}", TokenKind::RightBrace},  {"@", TokenKind::At},
+    {".", TokenKind::Dot},           {":", TokenKind::Colon},       {"=", TokenKind::Assign},
+    {"^", TokenKind::Power},         {"+", TokenKind::Plus},        {"-", TokenKind::Minus},
+    {"~", TokenKind::Not},           {"!", TokenKind::Not},         {"*", TokenKind::Times},
+    {"/", TokenKind::Divide},        {"\\", TokenKind::LeftDivide}, {"<", TokenKind::Less},
+    {">", TokenKind::Greater},       {"&", TokenKind::And},         {"|", TokenKind::Or},
 };
 
 const Spelling* findKeyword(std::string_view text) {
@@ -96,7 +96,8 @@ class Lexer {
   }
 
   bool isAtLineStart() const {
-    return source_.substr(lineStart_, position_ - lineStart_).find_first_not_of(" \t\r") == std::string_view::npos;
+    return source_.substr(lineStart_, position_ - lineStart_).find_first_not_of(" \t\r") ==
+           std::string_view::npos;
   }
   std::string_view restOfLine() const {
     const std::string_view rest = source_.substr(position_);
@@ -117,8 +118,11 @@ class Lexer {
         isAloneOnLine("%{") ? skipBlockComment() : skipComment();
       } else if (startsWith("...")) {
         position_ += restOfLine().size();
-        if (position_ < source_.size()) ++position_;
-        startLine();
+        spaceBefore_ = true;
+        if (position_ < source_.size()) {
+          ++position_;
+          startLine();
+        }
       } else {
         return;
       }
@@ -166,9 +170,7 @@ class Lexer {
     }
   }
 
-  bool isInMatrix() const {
-    return !brackets_.empty() && brackets_.back().kind != TokenKind::LeftParen;
-  }
+  bool isInMatrix() const { return !brackets_.empty() && brackets_.back().kind != TokenKind::LeftParen; }
 
   bool isTransposeHere() const {
     if (result_.tokens.empty() || (isInMatrix() && spaceBefore_) || isAfterParameters_) return false;
@@ -195,11 +197,14 @@ class Lexer {
     const bool isImaginary = (at(0) == 'i' || at(0) == 'j') && !isWordCharacter(at(1));
     if (isImaginary) ++position_;
     if (isWordCharacter(at(0))) fail("A number and a name must be separated.", position_);
-    push(isImaginary ? TokenKind::Imaginary : TokenKind::Number, begin).value = std::strtod(digits.c_str(), nullptr);
+    push(isImaginary ? TokenKind::Imaginary : TokenKind::Number, begin).value =
+        std::strtod(digits.c_str(), nullptr);
   }
 
   void skipHexadecimal() {
-    const auto isHexDigit = [](char c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); };
+    const auto isHexDigit = [](char c) {
+      return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+    };
     position_ += 2;
     if (!isHexDigit(at(0))) fail("A hexadecimal number needs a digit.", position_);
     while (isHexDigit(at(0))) ++position_;
@@ -259,12 +264,13 @@ class Lexer {
     fail("Unexpected character.", position_);
   }
 
-  /// Keeps account of open brackets; true when `kind` closes the parameters of an anonymous function, behind which a
-  /// quote begins a text.
+  /// Keeps account of open brackets; true when `kind` closes the parameters of an anonymous function, behind
+  /// which a quote begins a text.
   bool trackBracket(TokenKind kind) {
     using enum TokenKind;
     if (kind == LeftParen || kind == LeftBracket || kind == LeftBrace) {
-      const bool isParameters = kind == LeftParen && !result_.tokens.empty() && result_.tokens.back().kind == At;
+      const bool isParameters =
+          kind == LeftParen && !result_.tokens.empty() && result_.tokens.back().kind == At;
       brackets_.push_back({kind, isParameters});
     } else if ((kind == RightParen || kind == RightBracket || kind == RightBrace) && !brackets_.empty()) {
       const bool endsParameters = brackets_.back().isParameters;

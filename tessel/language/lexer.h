@@ -27,14 +27,62 @@ class SyntaxError : public HostError {
 };
 
 enum class TokenKind {
-  EndOfText, NewLine, Comma, Semicolon,
-  Number, Imaginary, Text, Name,
-  LeftParen, RightParen, LeftBracket, RightBracket, LeftBrace, RightBrace,
-  At, Dot, Colon, Assign,
-  Quote, DotQuote, Power, DotPower, Plus, Minus, Not,
-  Times, DotTimes, Divide, DotDivide, LeftDivide, DotLeftDivide,
-  Less, LessEqual, Greater, GreaterEqual, Equal, NotEqual, And, Or, AndAnd, OrOr,
-  If, Elseif, Else, End, For, While, Break, Continue, Switch, Case, Otherwise, Try, Catch, Function, Return
+  EndOfText,
+  NewLine,
+  Comma,
+  Semicolon,
+  Number,
+  Imaginary,
+  Text,
+  Name,
+  LeftParen,
+  RightParen,
+  LeftBracket,
+  RightBracket,
+  LeftBrace,
+  RightBrace,
+  At,
+  Dot,
+  Colon,
+  Assign,
+  Quote,
+  DotQuote,
+  Power,
+  DotPower,
+  Plus,
+  Minus,
+  Not,
+  Times,
+  DotTimes,
+  Divide,
+  DotDivide,
+  LeftDivide,
+  DotLeftDivide,
+  Less,
+  LessEqual,
+  Greater,
+  GreaterEqual,
+  Equal,
+  NotEqual,
+  And,
+  Or,
+  AndAnd,
+  OrOr,
+  If,
+  Elseif,
+  Else,
+  End,
+  For,
+  While,
+  Break,
+  Continue,
+  Switch,
+  Case,
+  Otherwise,
+  Try,
+  Catch,
+  Function,
+  Return
 };
 
 struct Token {
@@ -65,8 +113,8 @@ struct TokenList {
   std::vector<Comment> comments;
 };
 
-/// Splits a whole program. A quote is a transpose after a value, unless it follows white space between the elements
-/// of a matrix. Raises SyntaxError.
+/// Splits a whole program. A quote is a transpose after a value, unless it follows white space between the
+/// elements of a matrix. Raises SyntaxError.
 TokenList tokenize(std::string_view source);
 
 /// Is `text` a word of the language, such as "while"?

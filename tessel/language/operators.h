@@ -7,9 +7,31 @@
 namespace tessel {
 
 enum class Operator {
-  Plus, Minus, Times, DotTimes, Divide, DotDivide, LeftDivide, DotLeftDivide, Power, DotPower,
-  Less, LessEqual, Greater, GreaterEqual, Equal, NotEqual, And, Or, AndAnd, OrOr,
-  UnaryPlus, UnaryMinus, Not, Transpose, ConjugateTranspose
+  Plus,
+  Minus,
+  Times,
+  DotTimes,
+  Divide,
+  DotDivide,
+  LeftDivide,
+  DotLeftDivide,
+  Power,
+  DotPower,
+  Less,
+  LessEqual,
+  Greater,
+  GreaterEqual,
+  Equal,
+  NotEqual,
+  And,
+  Or,
+  AndAnd,
+  OrOr,
+  UnaryPlus,
+  UnaryMinus,
+  Not,
+  Transpose,
+  ConjugateTranspose
 };
 
 struct OperatorInfo {

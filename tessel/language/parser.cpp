@@ -4,7 +4,7 @@
 #include <initializer_list>
 #include <utility>
 
-#include "fmt/format.h"
+#include <fmt/format.h>
 #include "tessel/language/expression_parser.h"
 
 namespace tessel {
@@ -17,8 +17,10 @@ class Parser : private ExpressionParser {
   Program run() {
     Program program;
     for (skipSeparators(); !isAt(TokenKind::EndOfText); skipSeparators()) {
-      if (isAt(TokenKind::Function)) program.functions.push_back(parseFunction(program.functions));
-      else program.statements.push_back(parseStatement());
+      if (isAt(TokenKind::Function))
+        program.functions.push_back(parseFunction(program.functions));
+      else
+        program.statements.push_back(parseStatement());
     }
     program.comments = std::move(list_.comments);
     return program;
@@ -36,7 +38,8 @@ class Parser : private ExpressionParser {
     Block block;
     for (skipSeparators(); !isAtAny(ends); skipSeparators()) {
       if (isAt(TokenKind::EndOfText)) {
-        throw SyntaxError(fmt::format("This '{}' has no end.", wordOf(opening)), opening.line, opening.column, true);
+        throw SyntaxError(fmt::format("This '{}' has no end.", wordOf(opening)), opening.line, opening.column,
+                          true);
       }
       if (isAt(TokenKind::Function)) failHere("A function cannot stand inside another block.");
       block.push_back(parseStatement());
@@ -44,7 +47,9 @@ class Parser : private ExpressionParser {
     return block;
   }
 
-  std::string_view wordOf(const Token& token) const { return source_.substr(token.begin, token.end - token.begin); }
+  std::string_view wordOf(const Token& token) const {
+    return source_.substr(token.begin, token.end - token.begin);
+  }
 
   Statement parseStatement() {
     const Nesting nesting(*this);
@@ -136,7 +141,8 @@ class Parser : private ExpressionParser {
         if (!isAt(TokenKind::Name)) failUnexpected();
         targets.push_back(asTarget(parseNameWithSteps(), place));
       }
-      if (!accept(TokenKind::Comma) && !isAt(TokenKind::RightBracket) && !current().spaceBefore) failUnexpected();
+      if (!accept(TokenKind::Comma) && !isAt(TokenKind::RightBracket) && !current().spaceBefore)
+        failUnexpected();
     }
     if (targets.empty()) failHere("Nothing is assigned to.");
     take();
@@ -205,7 +211,8 @@ class Parser : private ExpressionParser {
     node.body = parseBlock(opening, {Catch, End});
     if (accept(Catch)) {
       const TokenKind next = ahead().kind;
-      if (isAt(Name) && previous().line == current().line && (next == NewLine || next == Semicolon || next == Comma)) {
+      if (isAt(Name) && previous().line == current().line &&
+          (next == NewLine || next == Semicolon || next == Comma)) {
         node.errorSlot = variables().slotOf(take().text);
       }
       node.handler = parseBlock(opening, {End});

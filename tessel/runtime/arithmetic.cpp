@@ -7,8 +7,8 @@
 namespace tessel {
 namespace {
 
-/// The integer nearest to the exact sum value + error, ties away from zero; |error| is at most half a unit of `value`
-/// in the last place.
+/// The integer nearest to the exact sum value + error, ties away from zero; |error| is at most half a unit of
+/// `value` in the last place.
 long double roundedSum(long double value, long double error) {
   const long double rounded = std::round(value);
   const long double toUpperTie = 0.5L - (value - rounded);
@@ -51,7 +51,8 @@ struct Minus {
   }
 };
 
-// A real factor or divisor acts on each part alone: its absent imaginary part must not turn infinities into NaN.
+// A real factor or divisor acts on each part alone: its absent imaginary part must not turn infinities into
+// NaN.
 struct Times {
   template <class E>
   E operator()(E x, E y) const {
@@ -195,7 +196,8 @@ bool anyValue(const HostArray& a, const Predicate& predicate) {
 
 bool givesComplexPowers(const HostArray& a, const HostArray& b, ArrayClass resultClass) {
   return !isIntegerClass(resultClass) && a.isFloat() && b.isFloat() && !a.isComplex() && !b.isComplex() &&
-         anyValue(b, [](double y) { return y != std::floor(y); }) && anyValue(a, [](double x) { return x < 0; });
+         anyValue(b, [](double y) { return y != std::floor(y); }) &&
+         anyValue(a, [](double x) { return x < 0; });
 }
 
 }  // namespace
@@ -226,9 +228,13 @@ HostArray uplus(const HostArray& a) {
 HostArray eq(const HostArray& a, const HostArray& b) { return comparison<Equal>("eq", a, b); }
 HostArray ne(const HostArray& a, const HostArray& b) { return comparison<Unequal>("ne", a, b); }
 HostArray lt(const HostArray& a, const HostArray& b) { return comparison<Ordered<std::less<>>>("lt", a, b); }
-HostArray le(const HostArray& a, const HostArray& b) { return comparison<Ordered<std::less_equal<>>>("le", a, b); }
+HostArray le(const HostArray& a, const HostArray& b) {
+  return comparison<Ordered<std::less_equal<>>>("le", a, b);
+}
 HostArray gt(const HostArray& a, const HostArray& b) { return comparison<Ordered<std::greater<>>>("gt", a, b); }
-HostArray ge(const HostArray& a, const HostArray& b) { return comparison<Ordered<std::greater_equal<>>>("ge", a, b); }
+HostArray ge(const HostArray& a, const HostArray& b) {
+  return comparison<Ordered<std::greater_equal<>>>("ge", a, b);
+}
 
 HostArray logicalAnd(const HostArray& a, const HostArray& b) {
   return logicalOperation("and", a, b, [](auto x, auto y) -> bool { return (x != 0) & (y != 0); });
@@ -247,19 +253,21 @@ namespace {
 
 constexpr double kLongestRange = 0x1p40;
 
-/// The number of steps from `first` that do not pass `last`, where passing it by rounding errors of the ends does not
-/// count; −1 when there is none.
+/// The number of steps from `first` that do not pass `last`, where passing it by rounding errors of the ends
+/// does not count; −1 when there is none.
 template <class E>
 double stepCount(E first, E step, E last, double precision) {
   if (step == 0 || (step > 0 && first > last) || (step < 0 && first < last)) return -1;
-  const double slack = 2 * precision * static_cast<double>(std::max(std::abs(first), std::abs(last)) / std::abs(step));
+  const double slack =
+      2 * precision * static_cast<double>(std::max(std::abs(first), std::abs(last)) / std::abs(step));
   return std::floor(static_cast<double>((last - first) / step) + (step == std::floor(step) ? 0 : slack));
 }
 
 ArrayClass rangeClass(const HostArray& first, const HostArray& step, const HostArray& last) {
   for (const HostArray* argument : {&first, &step, &last}) {
     requireReal("colon", *argument);
-    if (!argument->isScalar()) raiseError("Tessel:mustBeScalar", "The ends and the step of a range must be scalars.");
+    if (!argument->isScalar())
+      raiseError("Tessel:mustBeScalar", "The ends and the step of a range must be scalars.");
   }
   const ArrayClass ends = arithmeticClass("colon", first, last);
   return arithmeticClass("colon", HostArray::zeros(ends, {1, 1}), step);

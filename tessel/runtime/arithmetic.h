@@ -1,10 +1,10 @@
 /// Operators on built-in arrays.
 ///
-/// Element-wise operators expand scalars; other sizes must be equal ("Tessel:dimagree"). Logical and char operands act
-/// as double. Single wins over double. An integer class wins over double and single: the result is computed in double
-/// (exactly for the 64-bit classes), rounded to nearest with ties away from zero, and saturates; two different integer
-/// classes raise "Tessel:mixedIntegers". Operands of other classes raise "Tessel:UndefinedFunction". A complex result
-/// whose imaginary parts are all zero becomes real.
+/// Element-wise operators expand scalars; other sizes must be equal ("Tessel:dimagree"). Logical and char
+/// operands act as double. Single wins over double. An integer class wins over double and single: the result is
+/// computed in double (exactly for the 64-bit classes), rounded to nearest with ties away from zero, and
+/// saturates; two different integer classes raise "Tessel:mixedIntegers". Operands of other classes raise
+/// "Tessel:UndefinedFunction". A complex result whose imaginary parts are all zero becomes real.
 #pragma once
 
 #include <vector>
@@ -24,8 +24,8 @@ HostArray power(const HostArray& a, const HostArray& b);
 HostArray uminus(const HostArray& a);
 HostArray uplus(const HostArray& a);
 
-/// Comparisons give logical arrays and compare exactly across classes. Complex operands are equal when both parts are;
-/// the order looks at real parts alone.
+/// Comparisons give logical arrays and compare exactly across classes. Complex operands are equal when both
+/// parts are; the order looks at real parts alone.
 HostArray eq(const HostArray& a, const HostArray& b);
 HostArray ne(const HostArray& a, const HostArray& b);
 HostArray lt(const HostArray& a, const HostArray& b);
@@ -39,8 +39,8 @@ HostArray logicalOr(const HostArray& a, const HostArray& b);
 HostArray logicalNot(const HostArray& a);
 
 /// The row from `first` to at most `last` in steps; empty when the step leads away from `last` or is zero.
-/// The class is that of arithmetic between the arguments, char when both ends are. Raises "Tessel:rangeTooLarge",
-/// and "Tessel:mustBeScalar" for anything but real scalars.
+/// The class is that of arithmetic between the arguments, char when both ends are. Raises
+/// "Tessel:rangeTooLarge", and "Tessel:mustBeScalar" for anything but real scalars.
 HostArray colon(const HostArray& first, const HostArray& step, const HostArray& last);
 
 /// The operators above and those of matrices as functions of the host: "plus", "mtimes", "and", "colon", ….

@@ -25,13 +25,22 @@ T saturated(E value) {
     return static_cast<char>(value < 255 ? static_cast<unsigned char>(value) : 255);
   } else {
     constexpr T low = std::numeric_limits<T>::min(), high = std::numeric_limits<T>::max();
-    // The largest 64-bit value rounds up to a power of two here, which is out of range itself.
-    if (value >= static_cast<E>(high)) return high;
-    if (value <= static_cast<E>(low)) return low;
-    if (std::isnan(value)) return 0;
-    const T whole = static_cast<T>(value);
-    const E rest = value - static_cast<E>(whole);
-    return static_cast<T>(whole + (rest >= 0.5) - (rest <= -0.5));
+    if constexpr (sizeof(T) < 8) {
+      // Choices between values, so that loops vectorise. Adding the number below one half and truncating
+      // rounds.
+      const double known = value == value ? static_cast<double>(value) : 0;
+      const double above = known < low ? low : known;
+      const double bounded = above > high ? high : above;
+      return static_cast<T>(bounded + std::copysign(0x1.fffffffffffffp-2, bounded));
+    } else {
+      // The largest 64-bit value rounds up to a power of two in double, which is out of range itself.
+      if (value >= static_cast<E>(high)) return high;
+      if (value <= static_cast<E>(low)) return low;
+      if (std::isnan(value)) return 0;
+      const T whole = static_cast<T>(value);
+      const E rest = value - static_cast<E>(whole);
+      return static_cast<T>(whole + (rest >= 0.5) - (rest <= -0.5));
+    }
   }
 }
 

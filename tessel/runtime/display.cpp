@@ -11,7 +11,9 @@ namespace {
 
 constexpr std::size_t kLineWidth = 80;
 
-std::string joined(const Dimensions& dims, const char* separator) { return fmt::format("{}", fmt::join(dims, separator)); }
+std::string joined(const Dimensions& dims, const char* separator) {
+  return fmt::format("{}", fmt::join(dims, separator));
+}
 
 /// What the finite values of an array have in common, as far as their notation depends on it.
 struct Survey {
@@ -43,7 +45,7 @@ struct Notation {
     if (style == Style::Integer) return fmt::format("{:.0f}", value + 0.0);
     if (style == Style::Exponent) return fmt::format("{:.4e}", value);
     if (value == 0 && shortZero) return "0";
-    return fmt::format("{:.4f}", scaled(value));
+    return fmt::format("{:.4f}", scaled(value) + 0.0);
   }
 
  private:
@@ -58,7 +60,8 @@ constexpr std::size_t kLongIntegerWidth = 12;  // up to nine
 constexpr std::size_t kFixedWidth = 10;
 constexpr std::size_t kExponentWidth = 13;
 
-/// `isNumber` tells that a single real or complex number is shown: it gets an exponent instead of a common factor.
+/// `isNumber` tells that a single real or complex number is shown: it gets an exponent instead of a common
+/// factor.
 Notation notationFor(const Survey& survey, bool isNumber, bool isComplex) {
   using Style = Notation::Style;
   const bool fits = survey.largest < 1e3 && (survey.largest > 1e-3 || survey.largest == 0);
@@ -91,7 +94,8 @@ std::vector<std::string> complexTexts(const Notation& notation, const std::vecto
   for (double x : im) imaginary.push_back(notation.text(std::abs(x)));
   padLeft(texts, 0, 0);
   padLeft(imaginary, 0, 0);
-  for (std::size_t i = 0; i < im.size(); ++i) texts[i] += fmt::format(" {} {}i", im[i] < 0 ? '-' : '+', imaginary[i]);
+  for (std::size_t i = 0; i < im.size(); ++i)
+    texts[i] += fmt::format(" {} {}i", im[i] < 0 ? '-' : '+', imaginary[i]);
   return texts;
 }
 
@@ -142,7 +146,8 @@ Table cellTable(const HostArray& a) {
 }
 
 /// One past the last column that fits on a line with column `first`.
-std::size_t endOfGroup(const std::vector<std::string>& texts, std::size_t rows, std::size_t first, std::size_t columns) {
+std::size_t endOfGroup(const std::vector<std::string>& texts, std::size_t rows, std::size_t first,
+                       std::size_t columns) {
   std::size_t end = first, width = 0;
   while (end < columns && (end == first || width + texts[end * rows].size() <= kLineWidth)) {
     width += texts[end * rows].size();
@@ -209,7 +214,8 @@ std::string pagesText(const HostArray& a, std::string_view name) {
 
 std::string trimmed(const std::string& text) {
   const std::size_t first = text.find_first_not_of(" \n");
-  return first == std::string::npos ? std::string{} : text.substr(first, text.find_last_not_of(" \n") - first + 1);
+  return first == std::string::npos ? std::string{}
+                                    : text.substr(first, text.find_last_not_of(" \n") - first + 1);
 }
 
 constexpr std::size_t kShownInField = 10;
@@ -217,11 +223,13 @@ constexpr std::size_t kShownInField = 10;
 /// The value of a field: numbers stand for themselves as far as they are short.
 std::string fieldText(const HostArray& value) {
   const bool isNumbers = value.isNumeric() || value.isLogical();
-  if (!isNumbers || value.dims().size() > 2 || value.dim(0) != 1 || value.numel() > kShownInField || value.isEmpty()) {
+  if (!isNumbers || value.dims().size() > 2 || value.dim(0) != 1 || value.numel() > kShownInField ||
+      value.isEmpty()) {
     return summaryText(value);
   }
   std::vector<std::string> texts;
-  for (std::size_t i = 0; i < value.numel(); ++i) texts.push_back(trimmed(pageText(rearranged(value, {i}, {1, 1}))));
+  for (std::size_t i = 0; i < value.numel(); ++i)
+    texts.push_back(trimmed(pageText(rearranged(value, {i}, {1, 1}))));
   return texts.size() == 1 ? texts[0] : fmt::format("[{}]", fmt::join(texts, " "));
 }
 
@@ -296,7 +304,8 @@ Arrays callDisplay(Arrays& inputs, int) {
 }  // namespace
 
 std::vector<FunctionInfo> displayFunctions() {
-  // A caller from C++ asks for one output unless it says otherwise, so both take the request and return nothing.
+  // A caller from C++ asks for one output unless it says otherwise, so both take the request and return
+  // nothing.
   return {{"disp", callDisp, 1, 1, 1, "disp(x): prints the value of x."},
           {"display", callDisplay, 1, 2, 1, "display(x, name): prints the name and the value of x."}};
 }

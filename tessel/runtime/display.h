@@ -10,7 +10,8 @@
 
 namespace tessel {
 
-/// The lines that show the value, without a name. `name` heads the pages of arrays with more than two dimensions.
+/// The lines that show the value, without a name. `name` heads the pages of arrays with more than two
+/// dimensions.
 std::string displayBody(const HostArray& value, std::string_view name = {});
 /// What a statement without semicolon prints: the name, an empty line, the value, an empty line.
 std::string displayText(const HostArray& value, std::string_view name);

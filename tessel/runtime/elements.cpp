@@ -10,11 +10,13 @@ void raiseUndefinedFor(std::string_view function, const HostArray& argument) {
 }
 
 void raiseComplexNotAllowed(std::string_view function) {
-  raiseError("Tessel:complexNotAllowed", "Function '" + std::string(function) + "' is not defined for complex arrays.");
+  raiseError("Tessel:complexNotAllowed",
+             "Function '" + std::string(function) + "' is not defined for complex arrays.");
 }
 
 void requireNumeric(std::string_view function, const HostArray& argument) {
-  if (!argument.isNumeric() && !argument.isLogical() && !argument.isChar()) raiseUndefinedFor(function, argument);
+  if (!argument.isNumeric() && !argument.isLogical() && !argument.isChar())
+    raiseUndefinedFor(function, argument);
 }
 
 void requireReal(std::string_view function, const HostArray& argument) {
@@ -27,7 +29,8 @@ ArrayClass arithmeticClass(std::string_view function, const HostArray& a, const 
   requireNumeric(function, b);
   const ArrayClass left = numericClass(a.arrayClass()), right = numericClass(b.arrayClass());
   if (isIntegerClass(left) && isIntegerClass(right) && left != right) {
-    raiseError("Tessel:mixedIntegers", "Integers can only be combined with integers of the same class, or doubles.");
+    raiseError("Tessel:mixedIntegers",
+               "Integers can only be combined with integers of the same class, or doubles.");
   }
   if (isIntegerClass(left)) return left;
   if (isIntegerClass(right)) return right;
@@ -75,7 +78,8 @@ HostArray rearranged(const HostArray& a, const std::vector<std::size_t>& positio
   if (a.isStruct()) {
     HostArray result = HostArray::structure(std::move(dims), a.fieldNames());
     for (const std::string& field : a.fieldNames())
-      forEach([&](std::size_t to, std::size_t from) { result.mutableFieldAt(field, to) = a.fieldAt(field, from); });
+      forEach(
+          [&](std::size_t to, std::size_t from) { result.mutableFieldAt(field, to) = a.fieldAt(field, from); });
     return result;
   }
   if (a.isObject()) {

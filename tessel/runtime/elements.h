@@ -1,8 +1,8 @@
 /// Loops over the elements of built-in arrays, written once for all classes.
 ///
-/// A class computes in one of three types: `float` for single, `long double` for the 64-bit integers (whose values it
-/// holds exactly), `double` for everything else. Elements are brought into that type a block at a time, so that an
-/// operation is one plain loop over contiguous numbers and needs no version a class.
+/// A class computes in one of three types: `float` for single, `long double` for the 64-bit integers (whose
+/// values it holds exactly), `double` for everything else. Elements are brought into that type a block at a
+/// time, so that an operation is one plain loop over contiguous numbers and needs no version a class.
 #pragma once
 
 #include <algorithm>
@@ -19,7 +19,8 @@
 
 namespace tessel {
 
-static_assert(std::numeric_limits<long double>::digits >= 64, "64-bit integers need a type that holds them exactly");
+static_assert(std::numeric_limits<long double>::digits >= 64,
+              "64-bit integers need a type that holds them exactly");
 
 /// Raises "Tessel:UndefinedFunction" / "Undefined function 'NAME' for input arguments of type 'CLASS'.".
 [[noreturn]] void raiseUndefinedFor(std::string_view function, const HostArray& argument);
@@ -28,8 +29,8 @@ void requireNumeric(std::string_view function, const HostArray& argument);
 /// The same, and "Tessel:complexNotAllowed" for complex arrays.
 void requireReal(std::string_view function, const HostArray& argument);
 
-/// The class of a result of arithmetic: the integer class if there is one, else single if there is one, else double.
-/// Raises "Tessel:mixedIntegers" for two different integer classes, and refuses what is not numeric.
+/// The class of a result of arithmetic: the integer class if there is one, else single if there is one, else
+/// double. Raises "Tessel:mixedIntegers" for two different integer classes, and refuses what is not numeric.
 ArrayClass arithmeticClass(std::string_view function, const HostArray& a, const HostArray& b);
 /// The common size of two operands, one of which may be a scalar. Raises "Tessel:dimagree".
 const Dimensions& commonSize(const HostArray& a, const HostArray& b);
@@ -49,9 +50,11 @@ decltype(auto) visitComputeType(ArrayClass c, Visitor&& visitor) {
   return visitor(double{});
 }
 
-/// Copies the real (or imaginary) parts of `count` elements, `stride` apart, to `out`. A missing imaginary part is 0.
+/// Copies the real (or imaginary) parts of `count` elements, `stride` apart, to `out`. A missing imaginary part
+/// is 0.
 template <class E>
-void loadElements(const HostArray& a, bool imaginary, std::size_t first, std::size_t stride, std::size_t count, E* out) {
+void loadElements(const HostArray& a, bool imaginary, std::size_t first, std::size_t stride, std::size_t count,
+                  E* out) {
   if (imaginary && !a.isComplex()) {
     std::fill_n(out, count, E{0});
     return;
@@ -59,20 +62,23 @@ void loadElements(const HostArray& a, bool imaginary, std::size_t first, std::si
   visitElementType(a.arrayClass(), [&](auto zero) {
     using T = decltype(zero);
     const T* in = (imaginary ? a.imag<T>() : a.real<T>()) + first;
-    if (stride == 1) std::transform(in, in + count, out, convertElement<E, T>);
+    if (stride == 1)
+      std::transform(in, in + count, out, [](T value) { return convertElement<E>(value); });
     else
       for (std::size_t i = 0; i < count; ++i) out[i] = convertElement<E>(in[i * stride]);
   });
 }
 
-/// Writes `count` values over the real (or imaginary) parts of elements `stride` apart, brought into the class of `a`.
+/// Writes `count` values over the real (or imaginary) parts of elements `stride` apart, brought into the class
+/// of `a`.
 template <class E>
 void storeElements(HostArray& a, bool imaginary, std::size_t first, std::size_t stride, std::size_t count,
                    const E* values) {
   visitElementType(a.arrayClass(), [&](auto zero) {
     using T = decltype(zero);
     T* out = (imaginary ? a.mutableImag<T>() : a.mutableReal<T>()) + first;
-    if (stride == 1) std::transform(values, values + count, out, convertElement<T, E>);
+    if (stride == 1)
+      std::transform(values, values + count, out, [](E value) { return convertElement<T>(value); });
     else
       for (std::size_t i = 0; i < count; ++i) out[i * stride] = convertElement<T>(values[i]);
   });
@@ -83,8 +89,8 @@ std::vector<double> realParts(const HostArray& a);
 std::vector<double> imaginaryParts(const HostArray& a);
 
 inline constexpr std::size_t kNoElement = std::numeric_limits<std::size_t>::max();
-/// An array of the class of `a`, whatever it is, whose element i is element positions[i] of `a`, both counted from 0.
-/// `kNoElement` leaves zero, false, NUL or an empty array there; an object array has no such element.
+/// An array of the class of `a`, whatever it is, whose element i is element positions[i] of `a`, both counted
+/// from 0. `kNoElement` leaves zero, false, NUL or an empty array there; an object array has no such element.
 HostArray rearranged(const HostArray& a, const std::vector<std::size_t>& positions, Dimensions dims);
 
 inline constexpr std::size_t kBlockLength = 512;
@@ -140,7 +146,8 @@ class BlockSink {
 /// Calls `body(first, count)` for each block of `total` elements.
 template <class Body>
 void forEachBlock(std::size_t total, Body&& body) {
-  for (std::size_t first = 0; first < total; first += kBlockLength) body(first, std::min(kBlockLength, total - first));
+  for (std::size_t first = 0; first < total; first += kBlockLength)
+    body(first, std::min(kBlockLength, total - first));
 }
 
 /// Fills a result block by block from numbers or truth values.
@@ -183,10 +190,14 @@ class Results<E, std::complex<E>> {
 
 /// An operation that rounds an exact result in the 64-bit integers itself.
 template <class Op>
-concept RoundsWideIntegers = requires(const Op& op, long double x) { op.wideInteger(x, x); };
+concept RoundsWideIntegers = requires(const Op& op, long double x) {
+  op.wideInteger(x, x);
+};
 /// An operation on complex numbers, given as parts; the flags tell which operand is a real array.
 template <class Op, class E>
-concept TakesComplex = requires(const Op& op, E x) { op.complex(x, x, x, x, false, false); };
+concept TakesComplex = requires(const Op& op, E x) {
+  op.complex(x, x, x, x, false, false);
+};
 
 /// result[i] = op(a[i], b[i]) for real operands, computed in E.
 template <class E, class Op>
@@ -197,33 +208,35 @@ HostArray applyReal(const HostArray& a, const HostArray& b, const Op& op, HostAr
   forEachBlock(total, [&](std::size_t first, std::size_t count) {
     const E *x = left.block(first, count), *y = right.block(first, count);
     results.fill(first, count, [&](std::size_t i) {
-      if constexpr (std::is_same_v<E, long double> && RoundsWideIntegers<Op>) return op.wideInteger(x[i], y[i]);
-      else return op(x[i], y[i]);
+      if constexpr (std::is_same_v<E, long double> && RoundsWideIntegers<Op>)
+        return op.wideInteger(x[i], y[i]);
+      else
+        return op(x[i], y[i]);
     });
   });
   return result;
 }
 
 /// The same for operands of which at least one is complex.
-template <class E, class Op>
+template <class E, bool aReal, bool bReal, class Op>
 HostArray applyComplex(const HostArray& a, const HostArray& b, const Op& op, HostArray result) {
   const std::size_t total = result.numel();
-  const bool aReal = !a.isComplex(), bReal = !b.isComplex();
   BlockSource<E> ar(a, false, total), ai(a, true, total), br(b, false, total), bi(b, true, total);
   Results<E, decltype(op.complex(E{}, E{}, E{}, E{}, false, false))> results(result);
   forEachBlock(total, [&](std::size_t first, std::size_t count) {
     const E *xr = ar.block(first, count), *xi = ai.block(first, count);
     const E *yr = br.block(first, count), *yi = bi.block(first, count);
-    results.fill(first, count, [&](std::size_t i) { return op.complex(xr[i], xi[i], yr[i], yi[i], aReal, bReal); });
+    results.fill(first, count,
+                 [=, &op](std::size_t i) { return op.complex(xr[i], xi[i], yr[i], yi[i], aReal, bReal); });
   });
   return narrowed(std::move(result));
 }
 
 [[noreturn]] void raiseComplexNotAllowed(std::string_view function);
 
-/// Applies `op` to every pair of elements, with scalar expansion; the result has class `resultClass`, the computation
-/// runs in the type of `computeClass`. Raises "Tessel:dimagree"; "Tessel:complexNotAllowed" when an operand is complex
-/// and `op` has no complex form. Imaginary parts that are all zero are dropped.
+/// Applies `op` to every pair of elements, with scalar expansion; the result has class `resultClass`, the
+/// computation runs in the type of `computeClass`. Raises "Tessel:dimagree"; "Tessel:complexNotAllowed" when an
+/// operand is complex and `op` has no complex form. Imaginary parts that are all zero are dropped.
 template <class Op>
 HostArray elementwise(std::string_view function, const HostArray& a, const HostArray& b, const Op& op,
                       ArrayClass resultClass, ArrayClass computeClass) {
@@ -232,15 +245,19 @@ HostArray elementwise(std::string_view function, const HostArray& a, const HostA
     using E = decltype(zero);
     if (!a.isComplex() && !b.isComplex()) return applyReal<E>(a, b, op, HostArray::zeros(resultClass, dims));
     if constexpr (TakesComplex<Op, E>) {
-      return applyComplex<E>(a, b, op, HostArray::zeros(resultClass, dims, resultClass != ArrayClass::Logical));
+      HostArray result = HostArray::zeros(resultClass, dims, resultClass != ArrayClass::Logical);
+      if (!a.isComplex()) return applyComplex<E, true, false>(a, b, op, std::move(result));
+      if (!b.isComplex()) return applyComplex<E, false, true>(a, b, op, std::move(result));
+      return applyComplex<E, false, false>(a, b, op, std::move(result));
     } else {
       raiseComplexNotAllowed(function);
     }
   });
 }
 
-/// Applies `f` to every element, given as E (or std::complex<E> for complex arrays), where E computes for the class of
-/// `a`. The result has class `resultClass`; it is complex when `f` gives complex values and these are not all real.
+/// Applies `f` to every element, given as E (or std::complex<E> for complex arrays), where E computes for the
+/// class of `a`. The result has class `resultClass`; it is complex when `f` gives complex values and these are
+/// not all real.
 template <class F>
 HostArray mapElements(const HostArray& a, ArrayClass resultClass, const F& f) {
   return visitComputeType(numericClass(a.arrayClass()), [&](auto zero) {
@@ -249,7 +266,8 @@ HostArray mapElements(const HostArray& a, ArrayClass resultClass, const F& f) {
       HostArray result = HostArray::zeros(resultClass, a.dims(), std::is_same_v<R, std::complex<E>>);
       Results<E, R> results(result);
       forEachBlock(a.numel(), [&](std::size_t first, std::size_t count) {
-        results.fill(first, count, [&, element = elementsAt(first, count)](std::size_t i) { return f(element(i)); });
+        results.fill(first, count,
+                     [&, element = elementsAt(first, count)](std::size_t i) { return f(element(i)); });
       });
       return narrowed(std::move(result));
     };

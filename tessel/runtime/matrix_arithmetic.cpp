@@ -3,6 +3,8 @@
 #include <cblas.h>
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "tessel/messages.h"
 #include "tessel/runtime/arithmetic.h"
 #include "tessel/runtime/elements.h"
@@ -12,21 +14,22 @@ extern "C" {
 using Complex = std::complex<double>;
 void dgetrf_(const int* m, const int* n, double* a, const int* lda, int* pivots, int* info);
 void zgetrf_(const int* m, const int* n, Complex* a, const int* lda, int* pivots, int* info);
-void dgetrs_(const char* trans, const int* n, const int* nrhs, const double* a, const int* lda, const int* pivots,
-             double* b, const int* ldb, int* info, std::size_t);
-void zgetrs_(const char* trans, const int* n, const int* nrhs, const Complex* a, const int* lda, const int* pivots,
-             Complex* b, const int* ldb, int* info, std::size_t);
-void dgecon_(const char* norm, const int* n, const double* a, const int* lda, const double* anorm, double* rcond,
-             double* work, int* iwork, int* info, std::size_t);
-void zgecon_(const char* norm, const int* n, const Complex* a, const int* lda, const double* anorm, double* rcond,
-             Complex* work, double* rwork, int* info, std::size_t);
+void dgetrs_(const char* trans, const int* n, const int* nrhs, const double* a, const int* lda,
+             const int* pivots, double* b, const int* ldb, int* info, std::size_t);
+void zgetrs_(const char* trans, const int* n, const int* nrhs, const Complex* a, const int* lda,
+             const int* pivots, Complex* b, const int* ldb, int* info, std::size_t);
+void dgecon_(const char* norm, const int* n, const double* a, const int* lda, const double* anorm,
+             double* rcond, double* work, int* iwork, int* info, std::size_t);
+void zgecon_(const char* norm, const int* n, const Complex* a, const int* lda, const double* anorm,
+             double* rcond, Complex* work, double* rwork, int* info, std::size_t);
 void dgelsy_(const int* m, const int* n, const int* nrhs, double* a, const int* lda, double* b, const int* ldb,
              int* pivots, const double* rcond, int* rank, double* work, const int* lwork, int* info);
-void zgelsy_(const int* m, const int* n, const int* nrhs, Complex* a, const int* lda, Complex* b, const int* ldb,
-             int* pivots, const double* rcond, int* rank, Complex* work, const int* lwork, double* rwork, int* info);
-void zgesvd_(const char* jobu, const char* jobvt, const int* m, const int* n, Complex* a, const int* lda, double* s,
-             Complex* u, const int* ldu, Complex* vt, const int* ldvt, Complex* work, const int* lwork, double* rwork,
-             int* info, std::size_t, std::size_t);
+void zgelsy_(const int* m, const int* n, const int* nrhs, Complex* a, const int* lda, Complex* b,
+             const int* ldb, int* pivots, const double* rcond, int* rank, Complex* work, const int* lwork,
+             double* rwork, int* info);
+void zgesvd_(const char* jobu, const char* jobvt, const int* m, const int* n, Complex* a, const int* lda,
+             double* s, Complex* u, const int* ldu, Complex* vt, const int* ldvt, Complex* work,
+             const int* lwork, double* rwork, int* info, std::size_t, std::size_t);
 }
 
 namespace tessel {
@@ -68,13 +71,15 @@ struct ProductSize {
 };
 
 /// product += factor · a·b, for column-major matrices.
-void addProduct(const ProductSize& size, double factor, const DoublePart& a, const DoublePart& b, double* product) {
+void addProduct(const ProductSize& size, double factor, const DoublePart& a, const DoublePart& b,
+                double* product) {
   if (size.rows == 0 || size.inner == 0 || size.columns == 0) return;
   cblas_dgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, size.rows, size.columns, size.inner, factor, a.data(),
               size.rows, b.data(), size.inner, 1.0, product, size.rows);
 }
 
-HostArray floatProduct(const HostArray& a, const HostArray& b, const ProductSize& size, ArrayClass resultClass) {
+HostArray floatProduct(const HostArray& a, const HostArray& b, const ProductSize& size,
+                       ArrayClass resultClass) {
   const Dimensions dims{a.dim(0), b.dim(1)};
   HostArray product = HostArray::zeros(ArrayClass::Double, dims, a.isComplex() || b.isComplex());
   const DoublePart ar(a, false), br(b, false);
@@ -133,13 +138,13 @@ double reciprocalCondition(int n, const Complex* factors, double norm) {
   return rcond;
 }
 
-void leastSquares(int m, int n, int columns, double* a, double* b, int ldb, int* pivots, double rcond, double* work,
-                  int workLength) {
+void leastSquares(int m, int n, int columns, double* a, double* b, int ldb, int* pivots, double rcond,
+                  double* work, int workLength) {
   int rank = 0, info = 0;
   dgelsy_(&m, &n, &columns, a, &m, b, &ldb, pivots, &rcond, &rank, work, &workLength, &info);
 }
-void leastSquares(int m, int n, int columns, Complex* a, Complex* b, int ldb, int* pivots, double rcond, Complex* work,
-                  int workLength) {
+void leastSquares(int m, int n, int columns, Complex* a, Complex* b, int ldb, int* pivots, double rcond,
+                  Complex* work, int workLength) {
   int rank = 0, info = 0;
   std::vector<double> realWork(2 * n);
   zgelsy_(&m, &n, &columns, a, &m, b, &ldb, pivots, &rcond, &rank, work, &workLength, realWork.data(), &info);
@@ -183,22 +188,24 @@ std::vector<S> solveSquare(std::vector<S> a, std::vector<S> b, std::size_t size,
   const double rcond = reciprocalCondition(n, a.data(), norm);
   if (!(rcond >= kPrecision)) {
     warn("Tessel:nearlySingularMatrix",
-         fmt::format("Matrix is close to singular or badly scaled. Results may be inaccurate. RCOND = {:.6e}.", rcond));
+         fmt::format("Matrix is close to singular or badly scaled. Results may be inaccurate. RCOND = {:.6e}.",
+                     rcond));
   }
   substitute(n, libraryInt(columns), a.data(), pivots.data(), b.data());
   return b;
 }
 
 template <class S>
-std::vector<S> solveLeastSquares(std::vector<S> a, const std::vector<S>& b, std::size_t rows, std::size_t unknowns,
-                                 std::size_t columns) {
+std::vector<S> solveLeastSquares(std::vector<S> a, const std::vector<S>& b, std::size_t rows,
+                                 std::size_t unknowns, std::size_t columns) {
   const std::size_t height = std::max(rows, unknowns);
   std::vector<S> work(1), padded(height * columns), solution(unknowns * columns);
   for (std::size_t c = 0; c < columns; ++c) std::copy_n(&b[c * rows], rows, &padded[c * height]);
   std::vector<int> pivots(unknowns, 0);
   const auto call = [&](int workLength) {
     leastSquares(libraryInt(rows), libraryInt(unknowns), libraryInt(columns), a.data(), padded.data(),
-                 libraryInt(height), pivots.data(), kPrecision * static_cast<double>(height), work.data(), workLength);
+                 libraryInt(height), pivots.data(), kPrecision * static_cast<double>(height), work.data(),
+                 workLength);
   };
   call(-1);  // asks for the best length of the work space
   const int workLength = static_cast<int>(std::real(work[0]));
@@ -269,8 +276,8 @@ std::vector<double> singularValues(const HostArray& a) {
   int info = 0;
   const auto call = [&](int workLength) {
     const int one = 1;  // the unwanted factors need a leading dimension all the same
-    zgesvd_("N", "N", &rows, &columns, elements.data(), &rows, values.data(), nullptr, &one, nullptr, &one, work.data(),
-            &workLength, realWork.data(), &info, 1, 1);
+    zgesvd_("N", "N", &rows, &columns, elements.data(), &rows, values.data(), nullptr, &one, nullptr, &one,
+            work.data(), &workLength, realWork.data(), &info, 1, 1);
   };
   if (count == 0) return values;
   call(-1);
@@ -290,10 +297,11 @@ HostArray mpower(const HostArray& a, const HostArray& b) {
     raiseError("Tessel:mpower", "The exponent of a matrix must be an integer.");
   }
   const double exponent = b.realAt(0);
-  HostArray base = exponent < 0 ? mldivide(a, identity(a.dim(0))) : a;
-  HostArray result = identity(a.dim(0));
+  HostArray base = exponent < 0 ? mldivide(a, identity(a.dim(0))) : a, result = identity(a.dim(0));
+  bool isIdentity = true;
   for (auto rest = static_cast<std::uint32_t>(std::abs(exponent)); rest != 0; rest >>= 1) {
-    if (rest & 1) result = mtimes(result, base);
+    // A product with the identity would turn infinities into NaN.
+    if (rest & 1) result = std::exchange(isIdentity, false) ? base : mtimes(result, base);
     if (rest > 1) base = mtimes(base, base);
   }
   return result;
@@ -318,8 +326,10 @@ HostArray ctranspose(const HostArray& a) {
   HostArray result = transpose(a);
   if (!a.isComplex()) return result;
   return mapElements(result, a.arrayClass(), [](auto x) {
-    if constexpr (std::is_arithmetic_v<decltype(x)>) return x;
-    else return std::conj(x);
+    if constexpr (std::is_arithmetic_v<decltype(x)>)
+      return x;
+    else
+      return std::conj(x);
   });
 }
 

@@ -81,9 +81,11 @@ int runShell(const Options& options) {
 
 int main(int argc, char** argv) {
   tessel::Options options;
-  CLI::App app("Runs a script of the Tessel language, a text, or, without either, an interactive session.", "tessel");
+  CLI::App app("Runs a script of the Tessel language, a text, or, without either, an interactive session.",
+               "tessel");
   app.set_version_flag("--version", "tessel " TESSEL_VERSION);
-  CLI::Option* text = app.add_option("-e", options.text, "Execute TEXT instead of a script")->option_text("TEXT");
+  CLI::Option* text =
+      app.add_option("-e", options.text, "Execute TEXT instead of a script")->option_text("TEXT");
   app.add_flag("--no-module", options.withoutModule, "Start without the module qfcore");
   app.footer("A script and its arguments stand last: tessel [OPTIONS] [SCRIPT.tsl [ARGUMENT...]].");
   app.prefix_command();

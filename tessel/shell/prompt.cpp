@@ -6,6 +6,7 @@
 #include <cstring>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <readline/history.h>
@@ -17,10 +18,27 @@
 namespace tessel {
 namespace {
 
+constexpr const char* kPrompt = ">> ";
+
 // Readline and signals call back without an argument of ours.
 Interpreter* promptInterpreter = nullptr;
 
-void onInterrupt(int) { promptInterpreter->interrupt(); }
+volatile std::sig_atomic_t wasInterrupted = 0;
+
+void onInterrupt(int) {
+  wasInterrupted = 1;
+  promptInterpreter->interrupt();
+}
+
+/// Called by readline after a signal: gives the line up, and with it the block that it belongs to.
+int startAnew() {
+  rl_replace_line("", 0);
+  rl_set_prompt(kPrompt);
+  rl_crlf();
+  rl_on_new_line();
+  rl_redisplay();
+  return 0;
+}
 
 std::optional<std::string> readLine(const char* prompt) {
   std::fflush(stdout);
@@ -63,12 +81,14 @@ char** complete(const char* word, int, int) {
 void runPrompt(Interpreter& interpreter) {
   promptInterpreter = &interpreter;
   rl_attempted_completion_function = complete;
+  rl_signal_event_hook = startAnew;
   rl_completer_word_break_characters = " \t\n()[]{},;:=+-*/\\^<>~&|@'\"";
   struct sigaction action {};
   action.sa_handler = onInterrupt;
   sigaction(SIGINT, &action, nullptr);
   std::string text;
-  while (const auto line = readLine(text.empty() ? ">> " : "   ")) {
+  while (const auto line = readLine(text.empty() ? kPrompt : "   ")) {
+    if (std::exchange(wasInterrupted, 0) != 0) text.clear();
     text += *line + '\n';
     if (tryToRun(interpreter, text)) text.clear();
   }

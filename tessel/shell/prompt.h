@@ -5,8 +5,8 @@
 
 namespace tessel {
 
-/// Reads and executes statements until the input ends. Lines of an unfinished block or bracket are gathered. Errors are
-/// printed and the session goes on; the interrupt key stops a running program.
+/// Reads and executes statements until the input ends. Lines of an unfinished block or bracket are gathered.
+/// Errors are printed and the session goes on; the interrupt key stops a running program.
 void runPrompt(Interpreter& interpreter);
 
 }  // namespace tessel

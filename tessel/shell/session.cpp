@@ -5,7 +5,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "fmt/format.h"
+#include <fmt/format.h>
 
 namespace tessel {
 

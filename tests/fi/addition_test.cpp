@@ -1,4 +1,5 @@
-/// Sums and differences against exact rationals, on the element path and on the array path, with counts and extremes.
+/// Sums and differences against exact rationals, on the element path and on the array path, with counts and
+/// extremes.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -39,8 +40,7 @@ struct Record {
 mpq_class expectedSum(const mpq_class& a, const mpq_class& b, const NumericType& type, const fimath& math,
                       bool subtract, Record& record) {
   const auto quantized = [&](const mpq_class& value) {
-    mpq_class result =
-        reference::quantized(value, type, math.roundMode(), math.overflowMode(), &record.counts);
+    mpq_class result = reference::quantized(value, type, math.roundMode(), math.overflowMode(), &record.counts);
     record.take(result);
     return result;
   };
@@ -87,12 +87,16 @@ class Addition : public ::testing::Test {
   void compareRandomSums(int trials, int maxWordLength) {
     for (int trial = 0; trial < trials; ++trial) {
       const fimath math = sumSettings(random, maxWordLength);
-      const unsigned rows = static_cast<unsigned>(random.integer(0, 4)), cols = static_cast<unsigned>(random.integer(1, 5));
+      const unsigned rows = static_cast<unsigned>(random.integer(0, 4)),
+                     cols = static_cast<unsigned>(random.integer(1, 5));
       const bool aScalar = random.integer(0, 4) == 0, bScalar = random.integer(0, 4) == 0;
       const std::vector<unsigned> shape{rows, cols}, one{1, 1};
-      const fi a = random.array(aScalar ? one : shape, random.type(1, maxWordLength), math, random.integer(0, 3) == 0);
-      const fi b = random.array(bScalar ? one : shape, random.type(1, maxWordLength), math, random.integer(0, 3) == 0);
-      SCOPED_TRACE(a.getNumericType().tostring() + " and " + b.getNumericType().tostring() + " " + math.toString());
+      const fi a =
+          random.array(aScalar ? one : shape, random.type(1, maxWordLength), math, random.integer(0, 3) == 0);
+      const fi b =
+          random.array(bScalar ? one : shape, random.type(1, maxWordLength), math, random.integer(0, 3) == 0);
+      SCOPED_TRACE(a.getNumericType().tostring() + " and " + b.getNumericType().tostring() + " " +
+                   math.toString());
       for (const bool elementPath : {false, true}) {
         fi::setElementPathOnly(elementPath);
         qlogger::setLogging(true);
@@ -122,7 +126,8 @@ TEST_F(Addition, InPlaceKeepsTheTypeAndRoundsTheExactSumOnce) {
   for (int trial = 0; trial < 300; ++trial) {
     const fimath math = sumSettings(random, 60);
     const std::vector<unsigned> shape{3, 2};
-    const fi b = random.array(random.coin() ? shape : std::vector<unsigned>{1, 1}, random.type(1, 60), math, false);
+    const fi b =
+        random.array(random.coin() ? shape : std::vector<unsigned>{1, 1}, random.type(1, 60), math, false);
     fi a = random.array(shape, random.type(1, 60), math, false);
     const fi before(a);
     a += b;
@@ -139,7 +144,8 @@ TEST_F(Addition, InPlaceKeepsTheTypeAndRoundsTheExactSumOnce) {
 TEST_F(Addition, SumsColumnsFromTheFirstElementToTheLast) {
   for (int trial = 0; trial < 200; ++trial) {
     const fimath math = sumSettings(random, 40);
-    const fi a = random.array({static_cast<unsigned>(random.integer(1, 6)), 3}, random.type(1, 40), math, random.coin());
+    const fi a =
+        random.array({static_cast<unsigned>(random.integer(1, 6)), 3}, random.type(1, 40), math, random.coin());
     const fi sum = a.leadingdimension_sum();
     Record record;
     for (unsigned column = 0; column < 3; ++column) {
@@ -179,8 +185,10 @@ TEST_F(Addition, OfSlopeBiasValuesApproachesTheRealWorldSum) {
     const fi a(x, ta, math), b(y, tb, math);
     // Three roundings of the register, and factors that are rounded to the operands' words.
     const double steps = 3 * std::ldexp(1.0, -20) + 32 * std::ldexp(1.0, -19);
-    EXPECT_NEAR(a.plus(b).realWorldReal(), a.realWorldReal() + b.realWorldReal(), steps) << ta.tostring() << tb.tostring();
-    EXPECT_NEAR(a.minus(b).realWorldReal(), a.realWorldReal() - b.realWorldReal(), steps) << ta.tostring() << tb.tostring();
+    EXPECT_NEAR(a.plus(b).realWorldReal(), a.realWorldReal() + b.realWorldReal(), steps)
+        << ta.tostring() << tb.tostring();
+    EXPECT_NEAR(a.minus(b).realWorldReal(), a.realWorldReal() - b.realWorldReal(), steps)
+        << ta.tostring() << tb.tostring();
   }
 }
 
@@ -213,7 +221,8 @@ TEST_F(Addition, RefusesBeforeAnythingIsComputed) {
        "Math operations are not allowed on FI objects with boolean data type."},
       {fi(1.0, ofDataType(DataTypeEnum::Double)), s16, "numforge:fi:mixedmath",
        "Math operations are not allowed on FI objects with different data types."},
-      {fi(1.0, NumericType(), floors), s16, "numforge:fi:fimathmismatch", "FIMATH of both operands must be equal."},
+      {fi(1.0, NumericType(), floors), s16, "numforge:fi:fimathmismatch",
+       "FIMATH of both operands must be equal."},
       {fi(1.0, slopeBias), fi(1.0, slopeBias), "numforge:fi:mathmodeslopebiasnotdefined",
        "Math is not supported for slope-bias FIs when the SumMode is FullPrecision."},
       {fi(1.0, NumericType(), keepLsb), fi(1.0, slopeBias, keepLsb), "numforge:fi:mathmodeslopebiasnotdefined",
@@ -223,13 +232,18 @@ TEST_F(Addition, RefusesBeforeAnythingIsComputed) {
       {fi(1.0, 2.0, pair, 2, slopeBias, specify), fi(1.0, slopeBias, specify),
        "numforge:fi:complexslopebiasnotdefined",
        "Function 'plus' is not defined for complex-value FI objects with slope and bias scaling."},
-      {fi(1.0, slopeBias, noCast), fi(1.0, slopeBias, noCast), "numforge:fi:castbeforesumfalseslopebiasnotdefined",
-       "Function 'plus' is not defined for FI objects with slope and bias scaling when CastBeforeSum is false."},
+      {fi(1.0, slopeBias, noCast), fi(1.0, slopeBias, noCast),
+       "numforge:fi:castbeforesumfalseslopebiasnotdefined",
+       "Function 'plus' is not defined for FI objects with slope and bias scaling when CastBeforeSum is "
+       "false."},
       {fi(1.0, NumericType(), tight), fi(1.0, NumericType(), tight), "numforge:fi:MaxSumWordLengthExceeded",
-       "MaxSumWordLength is 16 bits and a minimum word length of 17 bits is necessary to guarantee that this sum or "
-       "difference can be computed with no loss of precision.  Increase MaxSumWordLength if you want the sum to grow "
+       "MaxSumWordLength is 16 bits and a minimum word length of 17 bits is necessary to guarantee that this "
+       "sum or "
+       "difference can be computed with no loss of precision.  Increase MaxSumWordLength if you want the sum "
+       "to grow "
        "to a larger word length."},
-      {fi(2U, 2U, NumericType()), fi(2U, 3U, NumericType()), "numforge:fi:dimagree", "Matrix dimensions must agree."},
+      {fi(2U, 2U, NumericType()), fi(2U, 3U, NumericType()), "numforge:fi:dimagree",
+       "Matrix dimensions must agree."},
   };
   for (const Case& c : cases) {
     try {

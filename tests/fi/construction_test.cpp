@@ -75,7 +75,8 @@ TEST(Construction, RefusesWhatTheDataTypeCannotHold) {
   boolean.setDataType(DataTypeEnum::Boolean);
   scaled.setDataType(DataTypeEnum::ScaledDouble);
   const double nan = std::nan(""), infinity = HUGE_VAL;
-  expectError([&] { fi(nan, NumericType()); }, "numforge:nofixednan", "NaN cannot be converted to fixed-point.");
+  expectError([&] { fi(nan, NumericType()); }, "numforge:nofixednan",
+              "NaN cannot be converted to fixed-point.");
   expectError([&] { fi(infinity, NumericType(true, 80, 3)); }, "numforge:nofixedinf",
               "Inf cannot be converted to fixed-point.");
   expectError([&] { fi(nan, scaled); }, "numforge:nofixednan", "NaN cannot be converted to scaled double.");
@@ -142,8 +143,9 @@ TEST(Views, ShareElementsWithACursorOfTheirOwn) {
               "Column number out of range.");
   expectError([&] { FiColumnReference(x, 4); }, "numforge:fi:FiColumnReference:ColumnNumberOutOfRange",
               "FiColumnReference::Column number out of range in FiColumnReference constructor");
-  expectError([&] { FiColumnReference(x, 4, 3); }, "numforge:fi:FiColumnReference:IndexOutOfRange",
-              "FiColumnReference::StartIndex + Length exceeds original matrix size in FiColumnReference constructor");
+  expectError(
+      [&] { FiColumnReference(x, 4, 3); }, "numforge:fi:FiColumnReference:IndexOutOfRange",
+      "FiColumnReference::StartIndex + Length exceeds original matrix size in FiColumnReference constructor");
   const fi element(whole, CopyElement{});
   EXPECT_TRUE(element.isscalar());
   EXPECT_EQ(element.realWorldReal(), 7.25);

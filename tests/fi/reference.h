@@ -20,7 +20,8 @@ struct Counts {
   std::size_t overflows = 0, underflows = 0;
 };
 
-/// Rounds by floor and remainder. `inDoubles` adds one half as doubles do, which is the rule of double-backed values.
+/// Rounds by floor and remainder. `inDoubles` adds one half as doubles do, which is the rule of double-backed
+/// values.
 inline mpz_class rounded(const mpq_class& x, RoundModeEnum mode, bool inDoubles = false) {
   const mpz_class below = floored(x);
   const mpq_class remainder = x - below, half(1, 2);
@@ -29,14 +30,16 @@ inline mpz_class rounded(const mpq_class& x, RoundModeEnum mode, bool inDoubles 
     case RoundModeEnum::floor: return below;
     case RoundModeEnum::ceil: return below + (remainder != 0);
     case RoundModeEnum::fix: return below + (x < 0 && remainder != 0);
-    case RoundModeEnum::nearest: return inDoubles ? floored(roundedToBits(x + half, 53)) : mpz_class(below + (remainder >= half));
+    case RoundModeEnum::nearest:
+      return inDoubles ? floored(roundedToBits(x + half, 53)) : mpz_class(below + (remainder >= half));
     case RoundModeEnum::convergent:
       if (isTie) return below + mpz_odd_p(below.get_mpz_t());
       return inDoubles ? floored(roundedToBits(x + half, 53)) : mpz_class(below + (remainder > half));
     default: {
       const mpq_class magnitude = abs(x);
       if (inDoubles && magnitude >= pow2(53)) return below;
-      const mpz_class away = floored(inDoubles ? roundedToBits(magnitude + half, 53) : mpq_class(magnitude + half));
+      const mpz_class away =
+          floored(inDoubles ? roundedToBits(magnitude + half, 53) : mpq_class(magnitude + half));
       return x < 0 ? mpz_class(-away) : away;
     }
   }
@@ -67,7 +70,9 @@ inline mpq_class quantized(const mpq_class& value, const NumericType& type, Roun
 
 /// The held value of element `k`, or of its imaginary part.
 inline mpq_class valueOf(const fi& x, unsigned k) { return valueOf(x.realPart()[k]); }
-inline mpq_class imagOf(const fi& x, unsigned k) { return x.isreal() ? mpq_class(0) : valueOf(x.imagPart()[k]); }
+inline mpq_class imagOf(const fi& x, unsigned k) {
+  return x.isreal() ? mpq_class(0) : valueOf(x.imagPart()[k]);
+}
 
 /// Random types, settings and arrays.
 class Random : public Generator {

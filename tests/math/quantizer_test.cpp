@@ -65,9 +65,11 @@ TEST(Quantizer, IsExactOnEveryEighthOfAStepOfSmallWords) {
     for (int w = 1; w <= 6; ++w) {
       for (const int f : {0, 3, -2}) {
         std::vector<double> values;
-        for (int eighth = -(16 << w); eighth <= (16 << w); ++eighth) values.push_back(std::ldexp(eighth / 8.0, -f));
+        for (int eighth = -(16 << w); eighth <= (16 << w); ++eighth)
+          values.push_back(std::ldexp(eighth / 8.0, -f));
         for (const auto round : kRoundModes) {
-          for (const auto overflow : kOverflowModes) compare(NumericType(isSigned, w, f), round, overflow, values);
+          for (const auto overflow : kOverflowModes)
+            compare(NumericType(isSigned, w, f), round, overflow, values);
         }
       }
     }
@@ -82,9 +84,11 @@ TEST(Quantizer, IsExactOnRandomFormatsAtTiesBoundsAndFarOutside) {
     const int w = type.wordLength(), f = type.fractionLength();
     std::vector<double> values;
     for (int i = random.integer(0, 40); i > 0; --i) {
-      double units = std::ldexp(static_cast<double>(random.integer(-1 << 20, 1 << 20)), random.integer(-22, w - 18));
+      double units =
+          std::ldexp(static_cast<double>(random.integer(-1 << 20, 1 << 20)), random.integer(-22, w - 18));
       if (random.coin()) units = std::floor(units) + 0.5;
-      if (random.integer(0, 3) == 0) units = std::ldexp(random.coin() ? 1.0 : -1.0, random.integer(w - 3, w + 1));
+      if (random.integer(0, 3) == 0)
+        units = std::ldexp(random.coin() ? 1.0 : -1.0, random.integer(w - 3, w + 1));
       if (random.integer(0, 9) == 0) units = std::ldexp(units, random.integer(0, 900));
       if (random.coin()) units = std::nextafter(units, random.coin() ? 1e308 : -1e308);
       values.push_back(std::ldexp(units, -f));
@@ -134,7 +138,8 @@ double floatReference(double value, int m, int e, RoundModeEnum round) {
   if (x == 0) return value;
   if (abs(x) > max) return value > 0 ? HUGE_VAL : -HUGE_VAL;
   const int bits = m - std::max(std::ilogb(value), least);
-  return reference::scaled(mpq_class(reference::rounded(reference::scaled(x, bits), round, true)), -bits).get_d();
+  return reference::scaled(mpq_class(reference::rounded(reference::scaled(x, bits), round, true)), -bits)
+      .get_d();
 }
 
 TEST(Quantizer, RoundsToFloatingPointFormats) {
@@ -179,9 +184,9 @@ TEST(Quantizer, CountsWhatTheOtherModesMeet) {
     std::size_t overflows, underflows;
   };
   const double nan = std::nan("");
-  const Case cases[] = {{scaledDouble, 9, 9, 1, 0},      {scaledDouble, 0.01, 0.01, 0, 1},
+  const Case cases[] = {{scaledDouble, 9, 9, 1, 0},           {scaledDouble, 0.01, 0.01, 0, 1},
                         {scaledDouble, 0.0625, 0.0625, 0, 0}, {single, 1e-60, 0, 0, 0},
-                        {single, 1e60, HUGE_VAL, 1, 0},  {boolean, nan, 1, 0, 0},
+                        {single, 1e60, HUGE_VAL, 1, 0},       {boolean, nan, 1, 0, 0},
                         {dbl, -HUGE_VAL, -HUGE_VAL, 1, 0}};
   for (const Case& c : cases) {
     const quantizer q(c.type, RoundModeEnum::nearest, OverflowModeEnum::saturate);
@@ -228,7 +233,8 @@ TEST(Quantizer, RefusesWhatItCannotBe) {
       EXPECT_EQ(error.identifier(), c.identifier);
       EXPECT_EQ(error.text(), c.text);
     }
-    EXPECT_EQ(std::make_tuple(q.wordLength(), q.overflowMode()), std::make_tuple(16, OverflowModeEnum::saturate));
+    EXPECT_EQ(std::make_tuple(q.wordLength(), q.overflowMode()),
+              std::make_tuple(16, OverflowModeEnum::saturate));
   }
 }
 

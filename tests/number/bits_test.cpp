@@ -1,4 +1,7 @@
+#include <fmt/format.h>
 #include <gtest/gtest.h>
+
+#include <functional>
 
 #include "qfcore/number/wordconstants.h"
 #include "reference.h"
@@ -119,31 +122,35 @@ TEST(Bits, TheFormOfTheOtherBodyIsAnInternalError) {
   number d(1.0, kDoublePrecision, false), m(1.0, kWidePrecision, false);
   const struct {
     const char* operation;
-    const char* namedInDoubleText;
+    const char *namedInDoubleText, *namedInWideText;
     std::function<void()> wideFormOnDouble, doubleFormOnWide;
   } cases[] = {
-      {"bitset", "doublenumber::bitset", [&] { d.bitset(1, true, true, 8, 1, 0, 0, wideTwo); },
+      {"bitset", "doublenumber::bitset", "mpnumber::bitset",
+       [&] { d.bitset(1, true, true, 8, 1, 0, 0, wideTwo); },
        [&] { m.bitset(1, true, true, 8, 1, 0, 0, two); }},
-      {"bitget", "doublenumber::bitget", [&] { d.bitget(1, true, 8, 1, 0, 0, wideTwo); },
+      {"bitget", "doublenumber::bitget", "mpnumber::bitget", [&] { d.bitget(1, true, 8, 1, 0, 0, wideTwo); },
        [&] { m.bitget(1, true, 8, 1, 0, 0, two); }},
-      {"bitxor", "doublenumber::bitxor", [&] { d.mpbitxor(d, true, 8, 1, 0, 0, wideTwo); },
+      {"bitxor", "doublenumber::bitxor", "mpnumber::bitxor", [&] { d.mpbitxor(d, true, 8, 1, 0, 0, wideTwo); },
        [&] { m.doublebitxor(m, true, 8, 1, 0, 0, two); }},
-      {"fibitor", "doublenumber::fibitor", [&] { d.mpbitor(d, true, 8, 1, 0, 0, wideTwo); },
-       [&] { m.doublebitor(m, true, 8, 1, 0, 0, two); }},
-      {"fibitand", "mpnumber::fibitand", [&] { d.mpbitand(d, true, 8, 1, 0, 0, wideTwo); },
-       [&] { m.doublebitand(m, true, 8, 1, 0, 0, two); }},
-      {"bitcmp", "doublenumber::bitcmp", [&] { d.bitcmp(true, 8, 1, 0, 0, w.mpXorMask(), wideTwo); },
+      {"fibitor", "doublenumber::fibitor", "mpnumber::fibitor",
+       [&] { d.mpbitor(d, true, 8, 1, 0, 0, wideTwo); }, [&] { m.doublebitor(m, true, 8, 1, 0, 0, two); }},
+      {"fibitand", "mpnumber::fibitand", "mpnumber::fibitand",
+       [&] { d.mpbitand(d, true, 8, 1, 0, 0, wideTwo); }, [&] { m.doublebitand(m, true, 8, 1, 0, 0, two); }},
+      {"bitcmp", "doublenumber::bitcmp", "mpnumber::bitcmp",
+       [&] { d.bitcmp(true, 8, 1, 0, 0, w.mpXorMask(), wideTwo); },
        [&] { m.bitcmp(true, 8, 1, 0, 0, two, mask); }},
   };
-  const std::string plea = ". Please report this problem to Numforge technical support.";
   for (const auto& c : cases) {
-    const std::string operation = c.operation;
+    const auto expected = [&](const char* identifier, const char* named, const char* parameters) {
+      return Error(fmt::format(fmt::runtime(identifier), c.operation),
+                   fmt::format("{} has been called with {} parameters. Please report this problem to Numforge "
+                               "technical support.",
+                               named, parameters));
+    };
     EXPECT_EQ(errorOf(c.wideFormOnDouble),
-              Error("numforge:fi:doublenumber:" + operation + ":mpnumberparameters",
-                    c.namedInDoubleText + (" has been called with mpnumber parameters" + plea)));
+              expected("numforge:fi:doublenumber:{}:mpnumberparameters", c.namedInDoubleText, "mpnumber"));
     EXPECT_EQ(errorOf(c.doubleFormOnWide),
-              Error("numforge:fi:mpnumber:" + operation + ":doublenumberparameter",
-                    "mpnumber::" + operation + " has been called with doublenumber parameters" + plea));
+              expected("numforge:fi:mpnumber:{}:doublenumberparameter", c.namedInWideText, "doublenumber"));
   }
 }
 

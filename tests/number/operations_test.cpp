@@ -48,6 +48,10 @@ TEST(Operations, MixedKindsRoundAtTheMultiprecisionOperand) {
 TEST(Operations, NamedCases) {
   number one(1.0, kDoublePrecision, false), tiny(std::ldexp(1.0, -60), 64, false);
   EXPECT_EQ((one + tiny).todouble(), 1.0);
+  // At the 221 bits of the right operand the sum is a tie of doubles; rounded once it would not be.
+  number aboveTie(0.0, 220, false);
+  ASSERT_TRUE(put(aboveTie, scaled(1 + scaled(mpq_class(1), -200), -53)));
+  EXPECT_EQ((one + aboveTie).todouble(), 1.0);
   number wide(0.0, 64, false);
   wide += number(0.1, kDoublePrecision, false);
   EXPECT_EQ(valueOf(wide), mpq_class(0.1));

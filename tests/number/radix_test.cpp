@@ -59,6 +59,21 @@ TEST(Radix, PatternsGoToTextAndBack) {
   }
 }
 
+TEST(Radix, ValuesBesideTheGridRoundHalfAwayFromZero) {
+  Generator random;
+  for (int trial = 0; trial < 500; ++trial) {
+    const Format format{true, random.integer(2, 40), random.integer(-70, 70)};
+    const mpq_class quarters = scaled(mpq_class(random.stored(format)), -2);
+    const mpz_class stored = sgn(quarters) * floored(abs(quarters) + mpq_class(1, 2));
+    for (const unsigned precision : {kDoublePrecision, kWidePrecision}) {
+      number n(0.0, precision, false);
+      ASSERT_TRUE(put(n, scaled(quarters, format.exponent)));
+      EXPECT_EQ(n.fixed2sdec(true, 42, 1, format.exponent, 0), stored.get_str()) << quarters;
+      EXPECT_EQ(valueOf(n.stripscaling(1, format.exponent, 0)), mpq_class(stored)) << quarters;
+    }
+  }
+}
+
 TEST(Radix, TextThatIsNoPatternChangesNothing) {
   for (const unsigned precision : {kDoublePrecision, kWidePrecision}) {
     number n(0.25, precision, false);

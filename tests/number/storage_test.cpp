@@ -47,7 +47,7 @@ TEST_P(Storage, CopiesAreScalarsAndDeepCopiesAreWhole) {
   EXPECT_EQ(cloned->numel(), 1U);
   EXPECT_EQ(cloned->todouble(), 2);
   if (v.doubles()) {
-    EXPECT_EQ(cloned->precision(), 52U);
+    EXPECT_EQ(cloned->precision(), kMaxDoublePrecision);
   }
   const number empty(0U, GetParam(), NumberVector{});
   EXPECT_TRUE(empty.isempty() && number(empty).isempty() && number(empty, NumberVector{}).isempty());
@@ -135,7 +135,7 @@ TEST(Factory, PrecisionDecidesTheBody) {
   EXPECT_EQ(number(1.0, 8, true).gettype(), kMultiprecisionRepresentation);
   EXPECT_EQ(number(3U, 8, NumberVector{}).gettype(), kDoubleRepresentation);
   EXPECT_EQ(number(3U, limit + 1, NumberVector{}).gettype(), kMultiprecisionRepresentation);
-  EXPECT_EQ(number(1.0, 8, false).getprecision(), 52U);
+  EXPECT_EQ(number(1.0, 8, false).getprecision(), limit);
   EXPECT_EQ(number(0.1, limit + 1, false).todouble(), 0.1);
 }
 

@@ -36,7 +36,7 @@ TYPED_TEST_SUITE(IntegerArithmetic, IntegerTypes);
 template <class T>
 T randomInteger(std::mt19937_64& random) {
   constexpr int digits = std::numeric_limits<T>::digits;
-  const int shift = static_cast<int>(random() % (digits + 1));
+  const int shift = static_cast<int>(random() % digits);
   return static_cast<T>(static_cast<T>(random()) >> shift);
 }
 

@@ -43,7 +43,8 @@ bool checkFile(const std::string& file, const Options& options) {
   }
   if (hasComments) {
     const CheckResult result = checkStatements(source, file);
-    std::printf("%s: %d expectations, %d failures\n", file.c_str(), result.expectationCount, result.failureCount);
+    std::printf("%s: %d expectations, %d failures\n", file.c_str(), result.expectationCount,
+                result.failureCount);
     isGood = isGood && result.failureCount == 0;
   }
   return isGood;

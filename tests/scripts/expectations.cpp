@@ -27,10 +27,13 @@ Expectation readMessage(Expectation::Kind kind, std::string_view rest) {
 Expectation readExpectation(std::string_view text, int line) {
   if (takePrefix(text, ":")) return {Expectation::Kind::Output, {}, folded(text)};
   Expectation expectation{};
-  if (takePrefix(text, " error:")) expectation = readMessage(Expectation::Kind::Error, text);
-  else if (takePrefix(text, " warning:")) expectation = readMessage(Expectation::Kind::Warning, text);
+  if (takePrefix(text, " error:"))
+    expectation = readMessage(Expectation::Kind::Error, text);
+  else if (takePrefix(text, " warning:"))
+    expectation = readMessage(Expectation::Kind::Warning, text);
   if (expectation.identifier.empty()) {
-    raiseError("Tessel:badExpectation", fmt::format("Line {}: this is no expectation: '{}{}'.", line, kMark, text));
+    raiseError("Tessel:badExpectation",
+               fmt::format("Line {}: this is no expectation: '{}{}'.", line, kMark, text));
   }
   return expectation;
 }
@@ -40,8 +43,10 @@ Expectation readExpectation(std::string_view text, int line) {
 std::string folded(std::string_view text) {
   std::string result;
   for (const char c : text) {
-    if (!isSpace(c)) result += c;
-    else if (!result.empty() && result.back() != ' ') result += ' ';
+    if (!isSpace(c))
+      result += c;
+    else if (!result.empty() && result.back() != ' ')
+      result += ' ';
   }
   if (result.ends_with(' ')) result.pop_back();
   return result;

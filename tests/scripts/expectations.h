@@ -20,8 +20,8 @@ struct Expectation {
 /// By the line on which the statement ends.
 using Expectations = std::map<int, std::vector<Expectation>>;
 
-/// Reads "% expect: TEXT", "% expect error: IDENTIFIER [TEXT]" and "% expect warning: IDENTIFIER [TEXT]"; one comment
-/// may hold several. Raises "Tessel:badExpectation" for a comment that means to be one and is not.
+/// Reads "% expect: TEXT", "% expect error: IDENTIFIER [TEXT]" and "% expect warning: IDENTIFIER [TEXT]"; one
+/// comment may hold several. Raises "Tessel:badExpectation" for a comment that means to be one and is not.
 Expectations readExpectations(const std::vector<Comment>& comments);
 
 /// `text` without white space at its ends and with one blank for each run of white space inside.

@@ -25,9 +25,9 @@ std::filesystem::path goldenFile(const std::filesystem::path& script) {
 
 std::string shellOutput(const std::filesystem::path& script, bool withoutModule) {
   const std::filesystem::path shell = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "tessel";
-  const std::string command =
-      fmt::format("cd {} && {} {}{} 2>&1 </dev/null", quoted(absolute(script).parent_path().string()),
-                  quoted(shell.string()), withoutModule ? "--no-module " : "", quoted(script.filename().string()));
+  const std::string command = fmt::format(
+      "cd {} && {} {}{} 2>&1 </dev/null", quoted(absolute(script).parent_path().string()),
+      quoted(shell.string()), withoutModule ? "--no-module " : "", quoted(script.filename().string()));
   std::FILE* pipe = popen(command.c_str(), "r");
   if (!pipe) throw std::runtime_error("The shell cannot be started.");
   std::string output;

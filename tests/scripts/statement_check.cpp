@@ -66,8 +66,10 @@ class Checker {
           break;
         case Expectation::Kind::Error:
           isErrorExpected = true;
-          if (outcome.error) checkMessage(line, "error", expectation, outcome.error->identifier, outcome.error->text);
-          else fail(line, "error " + expectation.identifier, "no error");
+          if (outcome.error)
+            checkMessage(line, "error", expectation, outcome.error->identifier, outcome.error->text);
+          else
+            fail(line, "error " + expectation.identifier, "no error");
           break;
         case Expectation::Kind::Warning:
           checkMessage(line, "warning", expectation, outcome.warning.identifier, outcome.warning.text);
@@ -88,7 +90,8 @@ class Checker {
 
   void fail(int line, const std::string& expected, const std::string& actual) {
     ++result_.failureCount;
-    std::fputs(fmt::format("{}:{}:\n  expected: {}\n  actual:   {}\n", file_, line, expected, actual).c_str(), stdout);
+    std::fputs(fmt::format("{}:{}:\n  expected: {}\n  actual:   {}\n", file_, line, expected, actual).c_str(),
+               stdout);
   }
 
   std::string file_;
@@ -98,6 +101,8 @@ class Checker {
 
 }  // namespace
 
-CheckResult checkStatements(const std::string& source, const std::string& file) { return Checker(file).run(source); }
+CheckResult checkStatements(const std::string& source, const std::string& file) {
+  return Checker(file).run(source);
+}
 
 }  // namespace tessel

@@ -10,8 +10,8 @@ struct CheckResult {
   int failureCount = 0;
 };
 
-/// Executes the script `source` in a new workspace. Prints place, expected and actual of each failure, to which errors
-/// that nothing expects belong.
+/// Executes the script `source` in a new workspace. Prints place, expected and actual of each failure, to which
+/// errors that nothing expects belong.
 CheckResult checkStatements(const std::string& source, const std::string& file);
 
 }  // namespace tessel

@@ -19,7 +19,22 @@ namespace tessel {
 class HostObject;
 
 enum class ArrayClass : std::uint8_t {
-  Double, Single, Int8, Uint8, Int16, Uint16, Int32, Uint32, Int64, Uint64, Logical, Char, Cell, Struct, Object, Function
+  Double,
+  Single,
+  Int8,
+  Uint8,
+  Int16,
+  Uint16,
+  Int32,
+  Uint32,
+  Int64,
+  Uint64,
+  Logical,
+  Char,
+  Cell,
+  Struct,
+  Object,
+  Function
 };
 
 /// Sizes in each dimension; at least two entries, no trailing ones beyond the second.
@@ -33,17 +48,18 @@ class TESSEL_API FunctionValue {
   virtual std::string text() const = 0;
 };
 
-/// The array class that holds elements of type T: `double`, `float`, the sized integers, `bool` (logical), `char`.
+/// The array class that holds elements of type T: `double`, `float`, the sized integers, `bool` (logical),
+/// `char`.
 template <class T>
 constexpr ArrayClass arrayClassOf();
 
 /// An N-dimensional, column-major array of one class, real or complex, with value semantics.
 ///
-/// Copies share their data until one of them is written. Real and imaginary parts of numeric arrays are separate
-/// buffers of the class's element type; logical elements are `bool`, characters are `char`. Cells hold arrays,
-/// structures hold one array a field and element, objects hold shared pointers to `HostObject`.
-/// Elements of cells, and of one field, are contiguous. Pointers to elements are valid until the array is copied, moved,
-/// resized or assigned.
+/// Copies share their data until one of them is written. Real and imaginary parts of numeric arrays are
+/// separate buffers of the class's element type; logical elements are `bool`, characters are `char`. Cells hold
+/// arrays, structures hold one array a field and element, objects hold shared pointers to `HostObject`.
+/// Elements of cells, and of one field, are contiguous. Pointers to elements are valid until the array is
+/// copied, moved, resized or assigned.
 ///
 /// Accessors raise "Tessel:wrongClass" where the array's class has no such content; positions must exist.
 class TESSEL_API HostArray {
@@ -66,8 +82,8 @@ class TESSEL_API HostArray {
     data_.swap(other.data_);
   }
 
-  /// Zeros (false, NUL) of a numeric class, logical or char. As all that makes arrays, raises "Tessel:arrayTooLarge" for
-  /// more elements than memory can hold.
+  /// Zeros (false, NUL) of a numeric class, logical or char. As all that makes arrays, raises
+  /// "Tessel:arrayTooLarge" for more elements than memory can hold.
   static HostArray zeros(ArrayClass arrayClass, Dimensions dims, bool isComplex = false);
   static HostArray scalar(double value);
   static HostArray logical(bool value);
@@ -94,7 +110,8 @@ class TESSEL_API HostArray {
   static HostArray function(std::shared_ptr<const FunctionValue> function);
 
   ArrayClass arrayClass() const { return class_; }
-  /// "double", "int8", "logical", "function_handle", …; for objects the qualified class name, such as "embedded.fi".
+  /// "double", "int8", "logical", "function_handle", …; for objects the qualified class name, such as
+  /// "embedded.fi".
   std::string className() const;
   const Dimensions& dims() const;
   /// The size in dimension `d`, which counts from 0; 1 beyond the last.
@@ -118,8 +135,8 @@ class TESSEL_API HostArray {
   /// A char array of at most one row.
   bool isText() const;
 
-  /// Replaces the sizes; raises "Tessel:reshapeCount" when the element count would change. Drops trailing ones beyond
-  /// the second dimension.
+  /// Replaces the sizes; raises "Tessel:reshapeCount" when the element count would change. Drops trailing ones
+  /// beyond the second dimension.
   void reshape(Dimensions dims);
 
   /// The element buffers; T must match the class. The imaginary buffer is null for a real array.
@@ -170,7 +187,8 @@ class TESSEL_API HostArray {
   void removeField(std::string_view field);
 
   const std::shared_ptr<HostObject>& objectAt(std::size_t i = 0) const;
-  /// The object of a scalar object array for writing: of a value class that others share, a clone replaces it first.
+  /// The object of a scalar object array for writing: of a value class that others share, a clone replaces it
+  /// first.
   HostObject& mutableObject();
   const std::shared_ptr<const FunctionValue>& functionValue() const;
 
@@ -192,21 +210,30 @@ using Arrays = std::vector<HostArray>;
 
 template <class T>
 constexpr ArrayClass arrayClassOf() {
-  if constexpr (std::is_same_v<T, double>) return ArrayClass::Double;
-  else if constexpr (std::is_same_v<T, float>) return ArrayClass::Single;
-  else if constexpr (std::is_same_v<T, bool>) return ArrayClass::Logical;
-  else if constexpr (std::is_same_v<T, char>) return ArrayClass::Char;
+  if constexpr (std::is_same_v<T, double>)
+    return ArrayClass::Double;
+  else if constexpr (std::is_same_v<T, float>)
+    return ArrayClass::Single;
+  else if constexpr (std::is_same_v<T, bool>)
+    return ArrayClass::Logical;
+  else if constexpr (std::is_same_v<T, char>)
+    return ArrayClass::Char;
   else {
     static_assert(std::is_integral_v<T>, "no array class holds this type");
     constexpr bool isSigned = std::is_signed_v<T>;
-    if constexpr (sizeof(T) == 1) return isSigned ? ArrayClass::Int8 : ArrayClass::Uint8;
-    else if constexpr (sizeof(T) == 2) return isSigned ? ArrayClass::Int16 : ArrayClass::Uint16;
-    else if constexpr (sizeof(T) == 4) return isSigned ? ArrayClass::Int32 : ArrayClass::Uint32;
-    else return isSigned ? ArrayClass::Int64 : ArrayClass::Uint64;
+    if constexpr (sizeof(T) == 1)
+      return isSigned ? ArrayClass::Int8 : ArrayClass::Uint8;
+    else if constexpr (sizeof(T) == 2)
+      return isSigned ? ArrayClass::Int16 : ArrayClass::Uint16;
+    else if constexpr (sizeof(T) == 4)
+      return isSigned ? ArrayClass::Int32 : ArrayClass::Uint32;
+    else
+      return isSigned ? ArrayClass::Int64 : ArrayClass::Uint64;
   }
 }
 
-/// Calls `visitor(T{})` with a value of the element type of `arrayClass`, which must be numeric, logical or char.
+/// Calls `visitor(T{})` with a value of the element type of `arrayClass`, which must be numeric, logical or
+/// char.
 template <class Visitor>
 decltype(auto) visitElementType(ArrayClass arrayClass, Visitor&& visitor) {
   switch (arrayClass) {

@@ -11,8 +11,8 @@
 
 namespace tessel {
 
-/// A function of the host. `inputs` may be moved from, except that one that throws leaves `inputs[0]` as it was.
-/// `outputCount` is how many results the caller asks for; a function may return more or fewer.
+/// A function of the host. `inputs` may be moved from, except that one that throws leaves `inputs[0]` as it
+/// was. `outputCount` is how many results the caller asks for; a function may return more or fewer.
 using HostFunction = std::function<Arrays(Arrays& inputs, int outputCount)>;
 
 struct FunctionInfo {
@@ -31,14 +31,14 @@ TESSEL_API const FunctionInfo* findFunction(std::string_view name);
 /// Names of all registered functions, sorted.
 TESSEL_API std::vector<std::string> functionNames();
 
-/// Calls a function by name as a script would: the method of that name of the first argument whose class has one,
-/// else the function. Throws HostError when the call fails; to trap an error is to catch it.
+/// Calls a function by name as a script would: the method of that name of the first argument whose class has
+/// one, else the function. Throws HostError when the call fails; to trap an error is to catch it.
 TESSEL_API Arrays callFunction(std::string_view name, Arrays inputs, int outputCount = 1);
 /// Calls the registered function of that name, passing over the methods of objects.
 TESSEL_API Arrays callBuiltin(std::string_view name, Arrays inputs, int outputCount = 1);
 
-/// Evaluates one expression in the caller's workspace and returns its value. Raises "Tessel:noInterpreter" when no
-/// language is attached (a program that uses the library alone).
+/// Evaluates one expression in the caller's workspace and returns its value. Raises "Tessel:noInterpreter" when
+/// no language is attached (a program that uses the library alone).
 TESSEL_API HostArray evaluateExpression(const std::string& text);
 
 /// The names of the functions being executed, innermost first, each with its line: "name:line".

@@ -24,8 +24,8 @@ class TESSEL_API HostError : public std::runtime_error {
 /// Raises a host error.
 [[noreturn]] TESSEL_API void raiseError(std::string identifier, const std::string& text);
 
-/// Issues a warning: one line "Warning: TEXT" on standard error, unless `identifier` is switched off. Either way it is
-/// remembered for `lastWarning`.
+/// Issues a warning: one line "Warning: TEXT" on standard error, unless `identifier` is switched off. Either
+/// way it is remembered for `lastWarning`.
 TESSEL_API void warn(std::string_view identifier, std::string_view text);
 
 struct Warning {
@@ -37,7 +37,8 @@ TESSEL_API Warning& lastWarning();
 
 /// Switches the warnings of one identifier, or of all with "all", on or off.
 TESSEL_API void setWarningEnabled(std::string_view identifier, bool enabled);
-/// Whether a warning of that identifier is shown; with "all", one of an identifier that was never switched by itself.
+/// Whether a warning of that identifier is shown; with "all", one of an identifier that was never switched by
+/// itself.
 TESSEL_API bool isWarningEnabled(std::string_view identifier);
 
 }  // namespace tessel

@@ -8,13 +8,13 @@
 
 namespace tessel {
 
-/// Loads a package of the host by name; one that is loaded already stays as it is. The embedded host has one built-in
-/// package, "tessel.base". Raises "Tessel:noSuchPackage".
+/// Loads a package of the host by name; one that is loaded already stays as it is. The embedded host has one
+/// built-in package, "tessel.base". Raises "Tessel:noSuchPackage".
 TESSEL_API void loadPackage(std::string_view name);
 
-/// Loads the shared library `name` (without "lib" prefix or ending) and keeps it resident; a second load adds nothing.
-/// Looks beside the host's own library first, then where the system looks. Raises "Tessel:libraryNotLoaded".
-/// Returns the library's handle for `librarySymbol`.
+/// Loads the shared library `name` (without "lib" prefix or ending) and keeps it resident; a second load adds
+/// nothing. Looks beside the host's own library first, then where the system looks. Raises
+/// "Tessel:libraryNotLoaded". Returns the library's handle for `librarySymbol`.
 TESSEL_API void* loadLibrary(std::string_view name);
 
 /// The address of a symbol with C linkage in a loaded library, or null.

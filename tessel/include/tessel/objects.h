@@ -46,18 +46,18 @@ class TESSEL_API HostObject : public std::enable_shared_from_this<HostObject> {
 
 /// Value types of properties. Besides these, the name of a registered enumerated type or of a class.
 namespace property_type {
-inline constexpr const char* kInt32 = "int32";          ///< real scalar, integer-valued and in range
-inline constexpr const char* kDouble = "double";        ///< real numeric or logical scalar
-inline constexpr const char* kBool = "bool";            ///< logical or numeric scalar equal to 0 or 1
-inline constexpr const char* kString = "string";        ///< char row
-inline constexpr const char* kArray = "Tessel array";   ///< any array, as it is
-inline constexpr const char* kRealPoint = "real point"; ///< two real numbers
+inline constexpr const char* kInt32 = "int32";           ///< real scalar, integer-valued and in range
+inline constexpr const char* kDouble = "double";         ///< real numeric or logical scalar
+inline constexpr const char* kBool = "bool";             ///< logical or numeric scalar equal to 0 or 1
+inline constexpr const char* kString = "string";         ///< char row
+inline constexpr const char* kArray = "Tessel array";    ///< any array, as it is
+inline constexpr const char* kRealPoint = "real point";  ///< two real numbers
 }  // namespace property_type
 
 struct PropertyInfo {
   std::string name;
-  /// One of `property_type`, an enumerated type's name, or a qualified class name. The host checks and converts a
-  /// value before `set` sees it: an int32, double or logical scalar, the enumeration's own spelling, a text.
+  /// One of `property_type`, an enumerated type's name, or a qualified class name. The host checks and converts
+  /// a value before `set` sees it: an int32, double or logical scalar, the enumeration's own spelling, a text.
   std::string type;
   std::function<HostArray(HostObject&)> get;
   std::function<void(HostObject&, const HostArray&)> set;  ///< empty: read-only
@@ -66,7 +66,7 @@ struct PropertyInfo {
 };
 
 struct MethodInfo {
-  FunctionInfo function;  ///< inputs include the object
+  FunctionInfo function;       ///< inputs include the object
   bool changesObject = false;  ///< of a value class: the caller's variable gets an object of its own first
   bool hidden = false;
 };
@@ -107,8 +107,8 @@ class TESSEL_API HostClass {
   /// Raises "Tessel:abstractClass" for a class without factory; what the factory raises passes on.
   HostArray create(Arrays arguments) const;
 
-  /// Names must be new in this class ("Tessel:propertyExists", "Tessel:methodExists" otherwise); one of the superclass is
-  /// replaced by it. A property needs a getter.
+  /// Names must be new in this class ("Tessel:propertyExists", "Tessel:methodExists" otherwise); one of the
+  /// superclass is replaced by it. A property needs a getter.
   void addProperty(PropertyInfo property);
   void addMethod(MethodInfo method);
   /// Own first, then the superclasses'; null when there is none. The name's case counts.
@@ -159,9 +159,9 @@ TESSEL_API HostClass* findClass(std::string_view qualifiedName);
 
 /// Reads a property of a scalar object. Raises "Tessel:noSuchProperty".
 TESSEL_API HostArray getProperty(const HostArray& object, std::string_view name);
-/// Checks the value against the property's type and sets it; an object of a value class that is shared is cloned
-/// first. When anything is raised ("Tessel:noSuchProperty", "Tessel:readOnlyProperty", "Tessel:invalidPropertyValue",
-/// "Tessel:invalidEnumValue", or what the setter raises) `object` is as it was.
+/// Checks the value against the property's type and sets it; an object of a value class that is shared is
+/// cloned first. When anything is raised ("Tessel:noSuchProperty", "Tessel:readOnlyProperty",
+/// "Tessel:invalidPropertyValue", "Tessel:invalidEnumValue", or what the setter raises) `object` is as it was.
 TESSEL_API void setProperty(HostArray& object, std::string_view name, const HostArray& value);
 
 }  // namespace tessel

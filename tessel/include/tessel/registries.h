@@ -22,7 +22,8 @@ struct EnumeratedType {
   TESSEL_API const std::string* textOf(int value) const;
 };
 
-/// Adds an enumerated type; the returned reference stays valid. Raises "Tessel:enumExists" when the name is taken.
+/// Adds an enumerated type; the returned reference stays valid. Raises "Tessel:enumExists" when the name is
+/// taken.
 TESSEL_API const EnumeratedType& registerEnumeratedType(EnumeratedType type);
 /// The enumerated type of that name, or null.
 TESSEL_API const EnumeratedType* findEnumeratedType(std::string_view name);
@@ -30,7 +31,8 @@ TESSEL_API const EnumeratedType* findEnumeratedType(std::string_view name);
 /// Sets and reads a switch, called like a host function. Returns the switch's state in `outputs[0]`.
 using FeatureSetter = void (*)(int outputCount, HostArray* outputs, int inputCount, const HostArray* inputs);
 
-/// Adds a feature switch and sets it to its default. Scripts reach it with `feature(name)` and `feature(name, value)`.
+/// Adds a feature switch and sets it to its default. Scripts reach it with `feature(name)` and `feature(name,
+/// value)`.
 TESSEL_API void registerFeature(std::string_view name, double defaultValue, FeatureSetter setter);
 /// The setter of a switch, or null.
 TESSEL_API FeatureSetter findFeature(std::string_view name);
@@ -38,7 +40,8 @@ TESSEL_API FeatureSetter findFeature(std::string_view name);
 TESSEL_API std::vector<std::string> featureNames();
 
 /// Raise the host's errors for a wrong number of arguments:
-/// "Tessel:TooManyInputs" / "Too many input arguments." and "Tessel:TooManyOutputs" / "Too many output arguments.".
+/// "Tessel:TooManyInputs" / "Too many input arguments." and "Tessel:TooManyOutputs" / "Too many output
+/// arguments.".
 [[noreturn]] TESSEL_API void raiseTooManyInputs();
 [[noreturn]] TESSEL_API void raiseTooManyOutputs();
 

@@ -1,0 +1,138 @@
+/// Magnitudes, absolute values, negation and sign.
+#include <cmath>
+#include <vector>
+
+#include "qfcore/fi/assignmentlog.h"
+#include "qfcore/fi/elementvisit.h"
+#include "qfcore/fi/elementwise.h"
+#include "qfcore/fi/messages.h"
+
+namespace embedded {
+
+namespace {
+
+constexpr Message kBinaryPointOnly{"numforge:fi:abs:binarypointonly",
+                                   "realabs(A) and realabs(A,T) can only be calculated for FI object A and "
+                                   "numerictype T when the scaling of A and T "
+                                   "have a fractional slope of 1 and 0 bias (binary-point only scaling)."};
+constexpr Message kNoComplex{"numforge:fi:realabs:nocomplex",
+                             "The realabs function is not supported for complex fi."};
+constexpr Message kComplexNotDefined{"numforge:fi:complexnotdefined",
+                                     "Function '%s' is not defined for complex-valued FI objects."};
+
+struct Magnitude {
+  double operator()(double x) const { return std::fabs(x); }
+  void operator()(number& x) const { x.abs(); }
+};
+
+struct Negation {
+  double operator()(double x) const { return 0.0 - x; }
+  void operator()(number& x) const {
+    if (!x.iszero()) x.negate();
+  }
+};
+
+/// target[k] = operation(the real-world value of x's element k), brought into the type of x.
+template <class Operation>
+void mapRealWorld(const fi& x, const number& source, number& target, const quantizer& q,
+                  const Operation& operation) {
+  const RealWorldScaling scaling(x.getNumericType());
+  number scratch(0.0, scaling.heldPrecision(BitRange::ofRealWorld(x.getNumericType())), true);
+  for (unsigned k = 0; k < x.numel(); ++k) {
+    x.setIndex(k);
+    scratch = source;
+    scaling.fromHeld(scratch);
+    operation(scratch);
+    scaling.toHeld(scratch);
+    target[k] = q.quantize(scratch);
+  }
+}
+
+/// Operation on real-world values, which binary-point values are as they stand.
+template <class Operation>
+void mapValues(const fi& x, const number& source, number& target, const quantizer& q,
+               const Operation& operation) {
+  if (x.getNumericType().isSlopeBias()) {
+    mapRealWorld(x, source, target, q, operation);
+  } else {
+    mapPart(x, source, target, q, operation);
+  }
+}
+
+}  // namespace
+
+void fi::abs(number& out) const {
+  if (isreal()) {
+    out.abs(realPart_);
+  } else {
+    out.hypot(realPart_, imagPart_);
+  }
+}
+
+fi fi::abs() const {
+  if (iscomplex() && isSlopeBias()) fail<message::complexSlopeBias>("abs");
+  fi result = blank(dims_, false);
+  result.assignLogged("abs", [&] {
+    const quantizer& q = result.assignmentQuantizerInUse();
+    if (isreal()) return mapValues(*this, realPart_, result.realPart_, q, Magnitude{});
+    // A magnitude that is not on the grid, nor halfway, differs from it by more than these bits leave out. A
+    // double's last bit is not reliable.
+    const bool isNative = !getNumericType().isFixed();
+    number length(0.0, isNative ? kMaxDoublePrecision : 2 * getPrecision() + 8, !isNative);
+    for (unsigned k = 0; k < numel_; ++k) {
+      setIndex(k);
+      abs(length);
+      result.realPart_[k] = q.quantize(length);
+    }
+  });
+  return result;
+}
+
+fi fi::realabs(const NumericType& type, const fimath& math) const {
+  if (isSlopeBias() || type.isSlopeBias()) fail<kBinaryPointOnly>();
+  if (iscomplex()) fail<kNoComplex>();
+  fi result(dims_.data(), numDims(), type, math, false, tag());
+  result.assignLogged("realabs", [&] {
+    mapPart(*this, realPart_, result.realPart_, result.assignmentQuantizerInUse(), Magnitude{});
+  });
+  return result;
+}
+
+fi fi::uminus() const {
+  fi result = blank(dims_, iscomplex());
+  result.assignLogged("uminus", [&] {
+    const quantizer& q = result.assignmentQuantizerInUse();
+    mapValues(*this, realPart_, result.realPart_, q, Negation{});
+    if (iscomplex()) mapValues(*this, imagPart_, result.imagPart_, q, Negation{});
+  });
+  return result;
+}
+
+fi fi::conj() const {
+  if (iscomplex() && isSlopeBias()) fail<message::complexSlopeBias>("conj");
+  fi result = blank(dims_, iscomplex());
+  copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
+  if (isreal()) return result;
+  result.assignLogged("conj", [&] {
+    mapPart(*this, imagPart_, result.imagPart_, result.assignmentQuantizerInUse(), Negation{});
+  });
+  return result;
+}
+
+fi fi::sign() const {
+  if (iscomplex()) fail<kComplexNotDefined>("sign");
+  std::vector<double> signs(numel_);
+  for (unsigned k = 0; k < numel_; ++k) {
+    setIndex(k);
+    const double value = isSlopeBias() ? realWorldReal() : realPart_.sign();
+    signs[k] = (value > 0) - (value < 0);
+  }
+  fi result = blank(dims_, false);
+  result.assignLogged("sign", [&] {
+    result.storeRealWorld(result.realPart_, signs.data());
+    result.quantizeAll();
+  });
+  return result;
+}
+
+}  // namespace embedded

@@ -1,0 +1,172 @@
+/// Arrays made of several: concatenation, complex from real and imaginary parts; and sorting.
+#include <algorithm>
+#include <limits>
+#include <numeric>
+
+#include "qfcore/fi/assignmentlog.h"
+#include "qfcore/fi/fi.h"
+#include "qfcore/fi/positionmap.h"
+#include "qfcore/number/stridesort.h"
+#include "tessel/interpreter.h"
+
+namespace embedded {
+
+using tessel::HostArray;
+
+namespace {
+
+constexpr Message kTooManyElements{"numforge:fi:outofmemory", "Not enough memory to allocate new fi object."};
+constexpr Message kBadStride{"numforge:fi:sort:badstride",
+                             "Stride times length must be positive and divide the number of elements."};
+constexpr Message kNotReal{"numforge:fi:complex:notreal", "Real and imaginary parts must be real."};
+constexpr Message kComplexSlopeBias{
+    "numforge:fi:complexslopebiasnotdefined",
+    "Function '%s' is not defined for complex-value FI objects with slope and bias scaling."};
+
+}  // namespace
+
+fi fi::pooled(const char* operation, const fi& model, const std::vector<const fi*>& operands) {
+  std::size_t count = 0;
+  bool isComplex = false;
+  for (const fi* operand : operands) {
+    model.errorIfNotAssignable(*operand);
+    count += operand->numel_;
+    isComplex = isComplex || operand->iscomplex();
+  }
+  if (count > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
+  fi pool = model.blank({static_cast<unsigned>(count), 1}, isComplex);
+  pool.assignLogged(operation, [&] {
+    unsigned place = 0;
+    for (const fi* operand : operands) {
+      const auto targets = ElementVisit::from(place), sources = ElementVisit::from(0);
+      if (operand->getNumericType().isequal(model.getNumericType())) {
+        operand->copyElements(pool, targets, sources, operand->numel_);
+      } else {
+        pool.storeQuantized(pool, targets, *operand, sources, operand->numel_);
+      }
+      place += operand->numel_;
+    }
+  });
+  return pool;
+}
+
+fi fi::joined(const char* name, const fi& model, const std::vector<const fi*>& operands,
+              tessel::Arrays leading) {
+  double first = 0;
+  for (const fi* operand : operands) {
+    leading.push_back(positionMap(operand->dims_, first));
+    first += operand->numel_;
+  }
+  const HostArray positions = tessel::callBuiltin(name, std::move(leading)).at(0);
+  fi pool = pooled(name, model, operands);
+  std::vector<unsigned> indices(positions.numel());
+  std::transform(positions.real<double>(), positions.real<double>() + indices.size(), indices.begin(),
+                 [](double position) { return static_cast<unsigned>(position - 1); });
+  const Shape dims = shapeOf(positions);
+  const bool inOrder = std::adjacent_find(indices.begin(), indices.end(), std::greater<>()) == indices.end();
+  if (!inOrder) {
+    fi result = pool.rearranged(dims, indices);
+    result.assignmentQuantizer_ = std::move(pool.assignmentQuantizer_);
+    return result;
+  }
+  pool.copyDimensions(dims.data(), static_cast<unsigned>(dims.size()));
+  return pool;
+}
+
+// ----------------------------------------------------------------------------------------------------- complex
+
+fi fi::complex() const {
+  fi result = blank(dims_, true);
+  copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
+  return result;
+}
+
+fi fi::complex(const fi& imaginary) const {
+  if (iscomplex() || imaginary.iscomplex()) fail<kNotReal>();
+  NumericType::errorIfComplexLogical(getNumericType().dataType(), true);
+  errorIfNotAssignable(imaginary);
+  if (!isscalar() && !imaginary.isscalar()) checkElementwiseSize(imaginary);
+  const fi& shape = isscalar() ? imaginary : *this;
+  const auto visit = [](const fi& part) {
+    return part.isscalar() ? ElementVisit::same(0) : ElementVisit::from(0);
+  };
+  fi result = blank(shape.dims_, true);
+  copyElements(result, ElementVisit::from(0), visit(*this), shape.numel_);
+  result.assignLogged("complex", [&] {
+    result.storePart(result, result.imagPart_, ElementVisit::from(0), imaginary, imaginary.realPart_,
+                     visit(imaginary), shape.numel_);
+  });
+  return result;
+}
+
+// ----------------------------------------------------------------------------------------------------- sorting
+
+fi fi::stridesort(bool ascending, unsigned stride, unsigned length, HostArray* index) const {
+  const std::size_t block = std::size_t{stride} * length;
+  if (numel_ > 0 && (block == 0 || numel_ % block != 0)) fail<kBadStride>();
+  HostArray places =
+      HostArray::zeros(tessel::ArrayClass::Double, tessel::Dimensions(dims_.begin(), dims_.end()));
+  fi result = blank(dims_, iscomplex());
+  if (numel_ > 0 && iscomplex()) {
+    result = sortedComplex(ascending, stride, length, places.mutableReal<double>());
+  } else if (numel_ > 0) {
+    copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
+    result.realPart_.stridesort2(places.mutableReal<double>(), ascending, stride, length);
+  }
+  if (index) *index = std::move(places);
+  return result;
+}
+
+/// Orders complex values by magnitude, then by angle from −π to π; exactly, by squares that lose no bit.
+class ComplexOrder {
+ public:
+  ComplexOrder(const fi& values, unsigned first)
+      : re_(values.realPart(), CopyIndex{}),
+        im_(values.imagPart(), CopyIndex{}),
+        first_(first),
+        squares_(values.numel(), 2 * std::max(values.realPart().getprecision(), 26U) + 1, NumberVector{}),
+        other_(squares_, CopyIndex{}) {
+    number square(0.0, squares_.getprecision(), false);
+    for (unsigned k = 0; k < values.numel(); ++k) {
+      squares_[k] = re_[first + k];
+      squares_ *= re_;
+      square = im_[first + k];
+      square *= im_;
+      squares_ += square;
+    }
+  }
+
+  bool comesBefore(unsigned a, unsigned b) const {
+    if (squares_[a] != other_[b]) return squares_ < other_;
+    const bool aIsBelow = im_[first_ + a].isnegative(), bIsBelow = im_[first_ + b].isnegative();
+    if (aIsBelow != bIsBelow) return aIsBelow;
+    // On one half of a circle the angle grows with the real part below the axis, and falls above it.
+    const number left(re_[first_ + a]);
+    return aIsBelow ? left < re_[first_ + b] : re_[first_ + b] < left;
+  }
+
+ private:
+  number re_, im_;
+  unsigned first_;
+  number squares_, other_;
+};
+
+fi fi::sortedComplex(bool ascending, unsigned stride, unsigned length, double* index) const {
+  if (isSlopeBias()) fail<kComplexSlopeBias>("sort");
+  const ComplexOrder order(*this, origin());
+  std::vector<unsigned> positions(numel_), sequence(length);
+  forEachSequence(numel_, stride, length, [&](std::size_t start) {
+    const auto at = [&](unsigned place) { return static_cast<unsigned>(start) + place * stride; };
+    std::iota(sequence.begin(), sequence.end(), 0U);
+    std::stable_sort(sequence.begin(), sequence.end(), [&](unsigned a, unsigned b) {
+      return ascending ? order.comesBefore(at(a), at(b)) : order.comesBefore(at(b), at(a));
+    });
+    for (unsigned i = 0; i < length; ++i) {
+      positions[at(i)] = at(sequence[i]);
+      index[at(i)] = sequence[i] + 1.0;
+    }
+  });
+  return rearranged(dims_, positions);
+}
+
+}  // namespace embedded

@@ -1,0 +1,373 @@
+/// Relational operators, equality, minima and maxima.
+#include <algorithm>
+#include <cmath>
+
+#include "qfcore/fi/arithmeticstate.h"
+#include "qfcore/fi/blocks.h"
+#include "qfcore/fi/elementvisit.h"
+#include "qfcore/fi/messages.h"
+
+namespace embedded {
+
+using tessel::ArrayClass;
+using tessel::HostArray;
+
+namespace {
+
+/// Equal factor and bias: held values compare as they are.
+bool haveSameScaling(const NumericType& a, const NumericType& b) {
+  if (!a.isSlopeBias() && !b.isSlopeBias()) return true;
+  return a.isSlopeBias() && b.isSlopeBias() && a.slopeAdjustmentFactor() == b.slopeAdjustmentFactor() &&
+         a.bias() == b.bias();
+}
+
+struct GreaterOrEqual {
+  template <class T>
+  static bool holds(const T& a, const T& b) {
+    return a >= b;
+  }
+};
+struct LessOrEqual {
+  template <class T>
+  static bool holds(const T& a, const T& b) {
+    return a <= b;
+  }
+};
+struct Greater {
+  template <class T>
+  static bool holds(const T& a, const T& b) {
+    return a > b;
+  }
+};
+struct Less {
+  template <class T>
+  static bool holds(const T& a, const T& b) {
+    return a < b;
+  }
+};
+
+struct Equal {
+  template <class T>
+  static bool holds(const T& a, const T& b) {
+    return a == b;
+  }
+};
+
+HostArray logicalLike(const fi& shape) {
+  return HostArray::zeros(ArrayClass::Logical, tessel::Dimensions(shape.dims().begin(), shape.dims().end()));
+}
+
+/// The operand whose shape the result has, once the sizes agree.
+const fi& shapeOfResult(const fi& a, const fi& b) {
+  if (!a.isscalar() && !b.isscalar()) a.checkElementwiseSize(b);
+  return a.isscalar() ? b : a;
+}
+
+/// Whether the elements compare as contiguous doubles, without adjustment.
+bool compareAsDoubles(const fi& a, const fi& b) {
+  return areDoubles(a) && areDoubles(b) && haveSameScaling(a.getNumericType(), b.getNumericType());
+}
+
+template <class Relation, bool AIsScalar, bool BIsScalar>
+QFCORE_VECTORISED void compareDoubles(bool* result, const double* a, const double* b, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i)
+    result[i] = Relation::holds(a[AIsScalar ? 0 : i], b[BIsScalar ? 0 : i]);
+}
+
+/// Logical array of `holds(k)`, with both cursors at element k.
+template <class Holds>
+HostArray compareElements(const fi& a, const fi& b, Holds holds) {
+  const fi& shape = shapeOfResult(a, b);
+  HostArray result = logicalLike(shape);
+  bool* out = result.mutableReal<bool>();
+  for (unsigned k = 0; k < shape.numel(); ++k) {
+    a.setIndex(a.isscalar() ? 0 : k);
+    b.setIndex(b.isscalar() ? 0 : k);
+    out[k] = holds();
+  }
+  return result;
+}
+
+template <class Relation>
+HostArray compareReal(const fi& a, const fi& b) {
+  if (!compareAsDoubles(a, b)) {
+    return compareElements(a, b, [&] { return Relation::holds(a.realPart(), fi::getAdjustedReal(b, a)); });
+  }
+  const fi& shape = shapeOfResult(a, b);
+  HostArray result = logicalLike(shape);
+  bool* out = result.mutableReal<bool>();
+  const double *x = valuesOf(a, a.realPart()), *y = valuesOf(b, b.realPart());
+  const unsigned count = shape.numel();
+  if (a.isscalar()) {
+    compareDoubles<Relation, true, false>(out, x, y, count);
+  } else if (b.isscalar()) {
+    compareDoubles<Relation, false, true>(out, x, y, count);
+  } else {
+    compareDoubles<Relation, false, false>(out, x, y, count);
+  }
+  return result;
+}
+
+struct Minimum {
+  static constexpr const char* kName = "min";
+  static constexpr Message kTypeMismatch{"numforge:fi:min:numerictypemismatch",
+                                         "NUMERICTYPE of both operands must be equal."};
+  static constexpr Message kFimathMismatch{"numforge:fi:min:fimathmismatch",
+                                           "FIMATH of both operands must be equal."};
+  template <class T>
+  static bool replaces(const T& candidate, const T& kept) {
+    return candidate < kept;
+  }
+  static double apply(double a, double b) { return replaces(b, a) ? b : a; }
+};
+
+struct Maximum {
+  static constexpr const char* kName = "max";
+  static constexpr Message kTypeMismatch{"numforge:fi:max:numerictypemismatch",
+                                         "NUMERICTYPE of both operands must be equal."};
+  static constexpr Message kFimathMismatch{"numforge:fi:max:fimathmismatch",
+                                           "FIMATH of both operands must be equal."};
+  template <class T>
+  static bool replaces(const T& candidate, const T& kept) {
+    return candidate > kept;
+  }
+  static double apply(double a, double b) { return replaces(b, a) ? b : a; }
+};
+
+/// What elements are ordered by: real values themselves, of complex ones the square of the magnitude, exactly;
+/// in data types without a word the magnitude.
+class OrderingKey {
+ public:
+  OrderingKey(const fi& x, bool byMagnitude)
+      : x_(x), byMagnitude_(byMagnitude), key_(precisionFor(x)), term_(precisionFor(x)) {}
+
+  /// The key of the element at the cursor; valid until the next call.
+  const number& operator()() {
+    if (!byMagnitude_) return x_.realPart();
+    if (!x_.getNumericType().isFixed()) {
+      x_.abs(key_);
+      return key_;
+    }
+    key_ = x_.realPart();
+    key_ *= x_.realPart();
+    if (x_.isreal()) return key_;
+    term_ = x_.imagPart();
+    term_ *= x_.imagPart();
+    key_ += term_;
+    return key_;
+  }
+
+ private:
+  static unsigned precisionFor(const fi& x) {
+    return x.getNumericType().isFixed() ? 2 * x.getPrecision() + 1 : kMaxDoublePrecision;
+  }
+
+  const fi& x_;
+  bool byMagnitude_;
+  Scratch key_, term_;
+};
+
+/// The position of the first extreme of `count` elements that start at `first` and stand `stride` apart.
+template <class Extreme>
+unsigned positionOfExtreme(const fi& x, OrderingKey& key, number& best, unsigned first, unsigned stride,
+                           unsigned count) {
+  unsigned position = 0;
+  for (unsigned k = 0; k < count; ++k) {
+    x.setIndex(first + k * stride);
+    const number& candidate = key();
+    if (k != 0 && !Extreme::replaces(candidate, best)) continue;
+    best = candidate;
+    position = k;
+  }
+  return position;
+}
+
+template <class Extreme>
+unsigned positionOfExtreme(const double* values, unsigned stride, unsigned count) {
+  double best = values[0];
+  unsigned position = 0;
+  for (unsigned k = 1; k < count; ++k) {
+    const double candidate = values[std::size_t{k} * stride];
+    if (!Extreme::replaces(candidate, best)) continue;
+    best = candidate;
+    position = k;
+  }
+  return position;
+}
+
+}  // namespace
+
+// ------------------------------------------------------------------------------------------------------------
+// adjusting
+
+fi& fi::adjustedRoom(const fi& x, const fi& y) {
+  const NumericType &from = x.getNumericType(), &to = y.getNumericType();
+  std::unique_ptr<Adjustment>& kept = x.arithmeticState().adjustment;
+  if (!kept || !kept->from.isequal(from) || !kept->to.isequal(to)) {
+    const RealWorldScaling fromScaling(from), toScaling(to);
+    const unsigned precision =
+        std::max(toScaling.heldPrecision(BitRange::ofRealWorld(from)), x.realPart_.getprecision());
+    const unsigned dims[] = {1, 1};
+    kept = std::make_unique<Adjustment>(
+        Adjustment{from, to, fromScaling, toScaling,
+                   fi(dims, 2, to, x.fimath_, true, {}, OperationTypeEnum::Unspecified,
+                      std::max(precision, kDoubleBits))});
+  }
+  return kept->room;
+}
+
+const number& fi::getAdjustedReal(const fi& x, const fi& y) {
+  if (haveSameScaling(x.getNumericType(), y.getNumericType())) return x.realPart_;
+  number& value = adjustedRoom(x, y).realPart_;
+  const Adjustment& adjustment = *x.arithmeticState().adjustment;
+  value = x.realPart_;
+  adjustment.fromScaling.fromHeld(value);
+  adjustment.toScaling.toHeld(value);
+  return value;
+}
+
+const fi& fi::getAdjustedElement(const fi& x, const fi& y) {
+  if (haveSameScaling(x.getNumericType(), y.getNumericType())) return x;
+  fi& room = adjustedRoom(x, y);
+  getAdjustedReal(x, y);
+  room.setIsReal(x.isreal());
+  if (x.isreal()) return room;
+  const Adjustment& adjustment = *x.arithmeticState().adjustment;
+  room.imagPart_ = x.imagPart_;
+  adjustment.fromScaling.fromHeld(room.imagPart_);
+  adjustment.toScaling.toHeld(room.imagPart_);
+  return room;
+}
+
+// ------------------------------------------------------------------------------------------- relations and
+// equality
+
+HostArray fi::ge(const fi& b) const { return compareReal<GreaterOrEqual>(*this, b); }
+HostArray fi::le(const fi& b) const { return compareReal<LessOrEqual>(*this, b); }
+HostArray fi::gt(const fi& b) const { return compareReal<Greater>(*this, b); }
+HostArray fi::lt(const fi& b) const { return compareReal<Less>(*this, b); }
+
+bool fi::imaginaryPartsAreEqual(const fi& b) const {
+  if (isreal() && b.isreal()) return true;
+  if (isreal()) return b.imagPart_ == b.zeroValue();
+  if (b.isreal()) return imagPart_ == zeroValue();
+  return imagPart_ == getAdjustedElement(b, *this).imagPart_;
+}
+
+bool fi::operator==(const fi& b) const {
+  return realPart_ == getAdjustedReal(b, *this) && imaginaryPartsAreEqual(b);
+}
+
+HostArray fi::eq(const fi& b) const {
+  if (isreal() && b.isreal()) return compareReal<Equal>(*this, b);
+  return compareElements(*this, b, [&] { return *this == b; });
+}
+
+HostArray fi::ne(const fi& b) const {
+  HostArray result = eq(b);
+  bool* holds = result.mutableReal<bool>();
+  std::transform(holds, holds + result.numel(), holds, [](bool equal) { return !equal; });
+  return result;
+}
+
+bool fi::isequal(const fi& b) const {
+  if (!isSameSize(b)) return false;
+  if (isreal() && b.isreal() && compareAsDoubles(*this, b)) {
+    const double* values = valuesOf(*this, realPart_);
+    return std::equal(values, values + numel_, valuesOf(b, b.realPart_));
+  }
+  for (unsigned k = 0; k < numel_; ++k) {
+    setIndex(k);
+    b.setIndex(k);
+    if (!(*this == b)) return false;
+  }
+  return true;
+}
+
+// -------------------------------------------------------------------------------------------------------------
+// extremes
+
+template <class Extreme>
+fi fi::extreme(const fi& b) const {
+  if (!getNumericType().isequivalent(b.getNumericType())) fail<Extreme::kTypeMismatch>();
+  if (!fimath_.matches(b.fimath_)) fail<Extreme::kFimathMismatch>();
+  const bool isComplex = iscomplex() || b.iscomplex();
+  if (isComplex && isSlopeBias()) fail<message::complexSlopeBias>(Extreme::kName);
+  const fi& shape = shapeOfResult(*this, b);
+  fi result = blank(shape.dims_, isComplex);
+  if (!isComplex && areDoubles(*this) && areDoubles(b) && areDoubles(result)) {
+    combine<Extreme>(result.realPart_.doubles(), valuesOf(*this, realPart_), isscalar(),
+                     valuesOf(b, b.realPart_), b.isscalar(), result.numel_);
+    return result;
+  }
+  OrderingKey ownKey(*this, isComplex), otherKey(b, isComplex);
+  for (unsigned k = 0; k < result.numel_; ++k) {
+    setIndex(isscalar() ? 0 : k);
+    b.setIndex(b.isscalar() ? 0 : k);
+    result.setIndex(k);
+    const fi& chosen = Extreme::replaces(otherKey(), ownKey()) ? b : *this;
+    result.realPart_ = chosen.realPart_;
+    if (chosen.iscomplex()) result.imagPart_ = chosen.imagPart_;
+  }
+  return result;
+}
+
+fi fi::min(const fi& b) const { return extreme<Minimum>(b); }
+fi fi::max(const fi& b) const { return extreme<Maximum>(b); }
+
+template <class Extreme>
+fi fi::firstExtremes(unsigned dimension, HostArray& positions) const {
+  if (iscomplex() && isSlopeBias()) fail<message::complexSlopeBias>(Extreme::kName);
+  const unsigned length = getDimension(dimension);
+  Shape dims = dims_;
+  if (length > 1) dims[dimension - 1] = 1;
+  unsigned stride = 1;
+  for (unsigned d = 0; d + 1 < dimension && d < numDims(); ++d) stride *= dims_[d];
+  positions = HostArray::zeros(ArrayClass::Double, tessel::Dimensions(dims.begin(), dims.end()));
+  if (isempty()) return blank(dims, iscomplex());
+
+  const unsigned count = numel_ / length;
+  std::vector<unsigned> chosen(count);
+  double* places = positions.mutableReal<double>();
+  const double* values = isreal() && areDoubles(*this) ? valuesOf(*this, realPart_) : nullptr;
+  OrderingKey key(*this, iscomplex());
+  Scratch best(std::max(2 * getPrecision() + 1, realPart_.getprecision()));
+  for (unsigned k = 0; k < count; ++k) {
+    const unsigned first = k % stride + k / stride * stride * length;
+    const unsigned place = values ? positionOfExtreme<Extreme>(values + first, stride, length)
+                                  : positionOfExtreme<Extreme>(*this, key, best, first, stride, length);
+    places[k] = place + 1.0;
+    chosen[k] = first + place * stride;
+  }
+  return rearranged(dims, chosen);
+}
+
+template <class Extreme>
+fi fi::firstExtreme(unsigned& index, HostArray& position) const {
+  index = 0;
+  if (isempty()) {
+    position = HostArray();
+    return blank({0, 0}, iscomplex());
+  }
+  fi column = blank({numel_, 1}, iscomplex());
+  copyElements(column, ElementVisit::from(0), ElementVisit::from(0), numel_);
+  fi result = column.firstExtremes<Extreme>(1, position);
+  index = static_cast<unsigned>(position.realAt(0)) - 1;
+  return result;
+}
+
+fi fi::unary_min(unsigned& index, HostArray& position) const { return firstExtreme<Minimum>(index, position); }
+fi fi::unary_max(unsigned& index, HostArray& position) const { return firstExtreme<Maximum>(index, position); }
+fi fi::minAlong(unsigned dimension, HostArray& positions) const {
+  return firstExtremes<Minimum>(dimension, positions);
+}
+fi fi::maxAlong(unsigned dimension, HostArray& positions) const {
+  return firstExtremes<Maximum>(dimension, positions);
+}
+
+unsigned fi::firstNonSingleton() const {
+  const auto found = std::find_if(dims_.begin(), dims_.end(), [](unsigned size) { return size != 1; });
+  return found == dims_.end() ? 1 : static_cast<unsigned>(found - dims_.begin()) + 1;
+}
+
+}  // namespace embedded

@@ -1,0 +1,237 @@
+/// Division into a given type: element by element, and by blocks over doubles.
+#include <algorithm>
+#include <optional>
+
+#include "qfcore/fi/assignmentlog.h"
+#include "qfcore/fi/blocks.h"
+#include "qfcore/fi/resulttypes.h"
+#include "qfcore/fi/scratch.h"
+#include "tessel/messages.h"
+
+namespace embedded {
+
+namespace {
+
+constexpr Message kDivideByZero{"fi:divideByZero", "Division by zero occurred. Quotient was saturated."};
+
+/// Bits beyond numerator and denominator with which their quotient, rounded once more, is what one rounding
+/// makes it.
+constexpr unsigned kSecondRoundingBits = 64;
+
+/// The bounds of a result, which quotients by zero take.
+struct Bounds {
+  fi lower, upper;
+  explicit Bounds(const fi& result) : lower(result.lowerbound()), upper(result.upperbound()) {}
+};
+
+/// Bits that hold numerators and denominators of complex quotients exactly, and their quotient.
+unsigned complexPrecision(const fi& x, const fi& y) {
+  const NumericType &tx = x.getNumericType(), &ty = y.getNumericType();
+  if (!tx.isFixed() || !ty.isFixed()) return x.realPart().getprecision();
+  const unsigned numerator = fi::precisionOf(tx) + fi::precisionOf(ty) + 1,
+                 denominator = 2 * fi::precisionOf(ty) + 1;
+  const bool areExactDoubles = std::max(numerator, denominator) <= kMaxDoublePrecision &&
+                               x.realPart().gettype() == kDoubleRepresentation;
+  return areExactDoubles ? kMaxDoublePrecision : numerator + denominator + kSecondRoundingBits;
+}
+
+/// Quotients of elements of two arrays.
+class ElementQuotient {
+ public:
+  ElementQuotient(const fi& x, const fi& y, const Bounds& bounds, const quantizer& q)
+      : bounds_(bounds), q_(q), scratch_(x.realPart().getprecision()) {
+    if (x.isreal() && y.isreal()) return;
+    const unsigned precision = complexPrecision(x, y);
+    complex_.emplace(precision);
+  }
+
+  /// quotient = x / y, rounded to the precision of x and then quantized.
+  void real(const number& x, const number& y, number& quotient, bool& divideByZero) {
+    divideByZero = y.iszero();
+    if (divideByZero) {
+      if (x.iszero()) {
+        quotient = 0.0;
+      } else {
+        quotient = (x.isnegative() ? bounds_.lower : bounds_.upper).realPart();
+      }
+      return;
+    }
+    scratch_ = x;
+    scratch_ /= y;
+    storeScratch(quotient);
+  }
+
+  /// The quotient of the elements at the cursors, `y` being complex.
+  void complex(const fi& x, const fi& y, fi& result, bool& divideByZero) {
+    const number &yr = y.realPart(), &yi = y.imagPart();
+    Parts& c = *complex_;
+    c.xr = x.realPart();
+    c.xi = 0.0;
+    if (x.iscomplex()) c.xi = x.imagPart();
+    if (yr.iszero() && yi.iszero()) {
+      real(c.xr, yr, result.realPart(), divideByZero);
+      real(c.xi, yr, result.imagPart(), divideByZero);
+      return;
+    }
+    divideByZero = false;
+    setProducts(c.denominator, yr, yr, yi, yi, false);
+    setProducts(c.numerator, c.xr, yr, c.xi, yi, false);
+    storeRatio(result.realPart());
+    setProducts(c.numerator, c.xi, yr, c.xr, yi, true);
+    storeRatio(result.imagPart());
+  }
+
+ private:
+  struct Parts {
+    explicit Parts(unsigned precision)
+        : xr(precision), xi(precision), numerator(precision), denominator(precision), term(precision) {}
+    Scratch xr, xi, numerator, denominator, term;
+  };
+
+  /// a · b ± c · d.
+  void setProducts(number& sum, const number& a, const number& b, const number& c, const number& d,
+                   bool subtract) {
+    Scratch& term = complex_->term;
+    sum = a;
+    sum *= b;
+    term = c;
+    term *= d;
+    if (subtract) {
+      sum -= term;
+    } else {
+      sum += term;
+    }
+  }
+
+  void storeRatio(number& part) {
+    Parts& c = *complex_;
+    c.numerator /= c.denominator;
+    scratch_ = 0.0;
+    // Adding rounds to the dividend's precision, where assigning would not.
+    scratch_ += c.numerator;
+    storeScratch(part);
+  }
+
+  /// A wide value is quantized before it meets a double, a double after it has met a wide one.
+  void storeScratch(number& quotient) {
+    if (scratch_.gettype() > quotient.gettype()) {
+      quotient = q_.quantize(scratch_);
+    } else {
+      quotient = scratch_;
+      q_.quantize(quotient);
+    }
+  }
+
+  const Bounds& bounds_;
+  const quantizer& q_;
+  Scratch scratch_;
+  std::optional<Parts> complex_;
+};
+
+bool divideByElements(const fi& x, const fi& y, const Bounds& bounds, const quantizer& q, fi& result) {
+  ElementQuotient divide(x, y, bounds, q);
+  bool anyByZero = false, byZero = false;
+  for (unsigned k = 0; k < result.numel(); ++k) {
+    x.setIndex(x.isscalar() ? 0 : k);
+    y.setIndex(y.isscalar() ? 0 : k);
+    result.setIndex(k);
+    if (y.iscomplex()) {
+      divide.complex(x, y, result, byZero);
+    } else {
+      divide.real(x.realPart(), y.realPart(), result.realPart(), byZero);
+      if (x.iscomplex()) divide.real(x.imagPart(), y.realPart(), result.imagPart(), byZero);
+    }
+    anyByZero = anyByZero || byZero;
+  }
+  return anyByZero;
+}
+
+// ------------------------------------------------------------------------------------------------ blocks of
+// doubles
+
+struct Divide {
+  static double apply(double x, double y) { return x / y; }
+};
+
+/// Quantizes the quotients by divisors other than zero and puts the bounds in place of the others.
+void replaceQuotientsByZero(double* quotients, const double* x, bool xIsScalar, const double* y, bool yIsScalar,
+                            const Bounds& bounds, const quantizer& q, std::size_t count) {
+  const double lower = bounds.lower.realPart().todouble(), upper = bounds.upper.realPart().todouble();
+  Block finite;
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (y[yIsScalar ? 0 : i] != 0) finite[kept++] = quotients[i];
+  }
+  q.quantize(finite.data(), kept);
+  kept = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const double dividend = x[xIsScalar ? 0 : i];
+    const double bound = dividend == 0 ? 0 : dividend < 0 ? lower : upper;
+    quotients[i] = y[yIsScalar ? 0 : i] != 0 ? finite[kept++] : bound;
+  }
+}
+
+bool dividePart(double* result, const BlockOperand& x, const BlockOperand& y, const Bounds& bounds,
+                const quantizer& q, std::size_t count) {
+  bool anyByZero = false;
+  for (std::size_t first = 0; first < count; first += kBlock) {
+    const std::size_t size = std::min(kBlock, count - first);
+    const double *left = x.at(first), *right = y.at(first);
+    combine<Divide>(result + first, left, x.isScalar, right, y.isScalar, size);
+    const bool byZero =
+        std::find(right, right + (y.isScalar ? 1 : size), 0.0) != right + (y.isScalar ? 1 : size);
+    if (byZero) {
+      replaceQuotientsByZero(result + first, left, x.isScalar, right, y.isScalar, bounds, q, size);
+    } else {
+      q.quantize(result + first, size);
+    }
+    anyByZero = anyByZero || byZero;
+  }
+  return anyByZero;
+}
+
+bool divideByBlocks(const fi& x, const fi& y, const Bounds& bounds, const quantizer& q, fi& result) {
+  const BlockOperand divisor = BlockOperand::real(y);
+  bool anyByZero =
+      dividePart(result.realPart().doubles(), BlockOperand::real(x), divisor, bounds, q, result.numel());
+  if (x.iscomplex()) {
+    const bool byZero =
+        dividePart(result.imagPart().doubles(), BlockOperand::imag(x), divisor, bounds, q, result.numel());
+    anyByZero = anyByZero || byZero;
+  }
+  return anyByZero;
+}
+
+}  // namespace
+
+NumericType fi::getNumericTypeForQuotient(const fi& b) const {
+  errorIfMathMismatch(*this, b);
+  errorIfSlopeBiasMath(*this);
+  errorIfSlopeBiasMath(b);
+  return resulttypes::quotient(getNumericType(), b.getNumericType());
+}
+
+fi fi::over(const fi& b, const NumericType& type) const {
+  errorIfBooleanMath(*this);
+  errorIfBooleanMath(b);
+  errorIfSlopeBiasMath(*this);
+  errorIfSlopeBiasMath(b);
+  if (!isscalar() && !b.isscalar()) checkElementwiseSize(b);
+  const fi& shape = isscalar() ? b : *this;
+  fi result(shape.dims_.data(), shape.numDims(), type, fimath_, iscomplex() || b.iscomplex(), tag());
+  errorIfSlopeBiasMath(result);
+  const Bounds bounds(result);
+  bool byZero = false;
+  result.assignLogged("divide", [&] {
+    const quantizer& q = result.assignmentQuantizerInUse();
+    const bool byBlocks = b.isreal() && areDoubles(*this) && areDoubles(b) && areDoubles(result) &&
+                          !number::getDefaultForceMultiplePrecision();
+    byZero =
+        byBlocks ? divideByBlocks(*this, b, bounds, q, result) : divideByElements(*this, b, bounds, q, result);
+  });
+  result.getQlogger().nMathOperationsPlus(result.numel_);
+  if (byZero) tessel::warn(kDivideByZero.identifier, kDivideByZero.text);
+  return result;
+}
+
+}  // namespace embedded

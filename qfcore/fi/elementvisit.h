@@ -1,0 +1,27 @@
+/// Which elements an operation visits, one after the other.
+#pragma once
+
+#include <limits>
+#include <vector>
+
+namespace embedded {
+
+/// A position that names no element.
+constexpr unsigned kNoElement = std::numeric_limits<unsigned>::max();
+
+/// Positions from 0: those of a list, which must outlive the visit, consecutive ones, or one again and again.
+class ElementVisit {
+ public:
+  ElementVisit(const std::vector<unsigned>& list) : list_(list.data()) {}
+  static ElementVisit from(unsigned first) { return {first, 1}; }
+  static ElementVisit same(unsigned position) { return {position, 0}; }
+  unsigned operator[](unsigned k) const { return list_ ? list_[k] : first_ + k * step_; }
+
+ private:
+  ElementVisit(unsigned first, unsigned step) : first_(first), step_(step) {}
+
+  const unsigned* list_ = nullptr;
+  unsigned first_ = 0, step_ = 0;
+};
+
+}  // namespace embedded

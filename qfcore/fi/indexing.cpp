@@ -1,0 +1,381 @@
+/// Indexing with parentheses: the host indexes arrays of positions, elements move where the positions say.
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "qfcore/fi/assignmentlog.h"
+#include "qfcore/fi/fi.h"
+#include "qfcore/fi/positionmap.h"
+#include "tessel/interpreter.h"
+#include "tessel/messages.h"
+
+namespace embedded {
+
+using EmbeddedTypeSystem::DataTypeEnum;
+using tessel::ArrayClass;
+using tessel::HostArray;
+
+namespace {
+
+constexpr Message kReferenceParenLast{"numforge:fi:subsref:parenlast",
+                                      "Error: ()-indexing must appear last in an index expression."};
+constexpr Message kAssignmentParenLast{"numforge:fi:subsasgn:parenlast",
+                                       "Error: ()-indexing must appear last in an index expression."};
+constexpr Message kDoubleIndex{"numforge:fi:subsref:double_index", "Index argument must be double."};
+constexpr Message kBadSubscript{"numforge:fi:badsubscript",
+                                "Subscript indices must either be real positive integers or logicals."};
+constexpr Message kBadIndex{"numforge:fi:badindex", "Index exceeds matrix dimensions."};
+constexpr Message kNotAssignable{
+    "numforge:fi:subsasgn:notnumeric",
+    "Only fi objects, numeric and logical arrays can be assigned to elements of a fi."};
+
+constexpr const char* kOperation = "assignment";
+
+HostArray callIndexing(const char* name, tessel::Arrays inputs) {
+  return std::move(tessel::callBuiltin(name, std::move(inputs)).at(0));
+}
+
+/// A position as an index that counts from 0. Out of the range of positions, the host's own error is raised.
+long long indexOf(double position) {
+  if (!(position > -1 && position < 4294967296.0))
+    tessel::raiseError("Tessel:badsubscript", kBadSubscript.text);
+  return static_cast<long long>(position) - 1;
+}
+
+std::vector<unsigned> checkedPositions(const fi& array, const HostArray& positions) {
+  fi::checkValidIndexType(positions);
+  std::vector<unsigned> indices(positions.numel());
+  const double* position = positions.real<double>();
+  for (unsigned& index : indices) {
+    const long long signedIndex = indexOf(*position++);
+    array.checkSignedIndex(signedIndex);
+    index = static_cast<unsigned>(signedIndex);
+  }
+  return indices;
+}
+
+/// The map that an assignment on position maps returns, taken apart: elements kept, and elements assigned.
+struct AssignmentMap {
+  std::vector<unsigned> kept;  ///< for each place, the target's element or `kNoElement`
+  std::vector<unsigned> targets, sources;
+
+  AssignmentMap(const HostArray& positions, const fi& target, const fi& rhs)
+      : kept(positions.numel(), kNoElement) {
+    fi::checkValidIndexType(positions);
+    const double* position = positions.real<double>();
+    for (unsigned place = 0; place < kept.size(); ++place) {
+      const double p = position[place];
+      const long long index = indexOf(std::abs(p));
+      if (index < 0) continue;
+      (p < 0 ? rhs : target).checkSignedIndex(index);
+      if (p > 0) {
+        kept[place] = static_cast<unsigned>(index);
+      } else {
+        targets.push_back(place);
+        sources.push_back(static_cast<unsigned>(index));
+      }
+    }
+  }
+};
+
+/// The only level of an index structure.
+template <const Message& ParenLast>
+const HostArray& subscriptsOf(const HostArray& index) {
+  if (index.numel() > 1) fail<ParenLast>();
+  return index.fieldAt("subs");
+}
+
+/// A subscript that is one real double with an integer value.
+bool isScalarSubscript(const HostArray& subscript) {
+  return subscript.arrayClass() == ArrayClass::Double && subscript.numel() == 1 && !subscript.isComplex() &&
+         *subscript.real<double>() == std::floor(*subscript.real<double>()) &&
+         std::abs(*subscript.real<double>()) < 4294967296.0;
+}
+
+/// A size vector that sizes which differ by dimensions of 1 have in common.
+fi::Shape withoutOnes(fi::Shape dims) {
+  dims.erase(std::remove(dims.begin(), dims.end(), 1U), dims.end());
+  return dims;
+}
+
+}  // namespace
+
+// ------------------------------------------------------------------------------------------------------ checks
+
+void fi::checkValidIndexType(const HostArray& positions) {
+  if (positions.arrayClass() != ArrayClass::Double) fail<kDoubleIndex>();
+}
+
+void fi::checkNegativeSignedIndex(long long index) {
+  if (index < 0) fail<kBadSubscript>();
+}
+
+void fi::checkSignedIndex(long long index) const {
+  checkNegativeSignedIndex(index);
+  if (index >= static_cast<long long>(numel_)) fail<kBadIndex>();
+}
+
+bool fi::isParenthesisIndex(const HostArray& index) {
+  if (!index.isStruct() || index.isEmpty() || !index.hasField("type") || !index.hasField("subs")) return false;
+  const HostArray& type = index.fieldAt("type");
+  return type.isChar() && !type.isEmpty() && *type.real<char>() == '(';
+}
+
+/// The element from 0 that one or two scalar subscripts name, or −1 where the general way has to decide.
+long long fi::scalarPosition(const HostArray& subscripts, BeyondEnd beyondEnd) const {
+  constexpr long long kGeneral = -1;
+  if (!subscripts.isCell() || subscripts.numel() == 0 || subscripts.numel() > 2) return kGeneral;
+  if (!isScalarSubscript(subscripts.cellAt(0)) ||
+      !isScalarSubscript(subscripts.cellAt(subscripts.numel() - 1))) {
+    return kGeneral;
+  }
+  auto index = static_cast<long long>(*subscripts.cellAt(0).real<double>()) - 1;
+  checkNegativeSignedIndex(index);
+  if (subscripts.numel() == 2) {
+    const auto column = static_cast<long long>(*subscripts.cellAt(1).real<double>()) - 1;
+    checkNegativeSignedIndex(column);
+    if (index >= static_cast<long long>(rows_)) return kGeneral;
+    index += column * static_cast<long long>(rows_);
+  }
+  if (beyondEnd == BeyondEnd::Grows && index >= static_cast<long long>(numel_)) return kGeneral;
+  checkSignedIndex(index);
+  return index;
+}
+
+// --------------------------------------------------------------------------------------------------- reference
+
+fi fi::subsref(const HostArray& index) const {
+  const HostArray& subscripts = subscriptsOf<kReferenceParenLast>(index);
+  if (const long long position = scalarPosition(subscripts, BeyondEnd::Refused); position >= 0) {
+    setIndex(static_cast<unsigned>(position));
+    fi element(*this, CopyElement{});
+    const unsigned dims[] = {1, 1};
+    element.copyDimensions(dims, 2);
+    return element;
+  }
+  return subscriptedReference(callIndexing("subsref", {positionMap(dims_), index}));
+}
+
+fi fi::subscriptedReference(const HostArray& positions) const {
+  fi result = rearranged(shapeOf(positions), checkedPositions(*this, positions));
+  result.assignmentQuantizer_ = getAssignmentQuantizer();
+  return result;
+}
+
+fi fi::rearranged(const Shape& dims, const std::vector<unsigned>& positions) const {
+  fi result = blank(dims, iscomplex());
+  copyElements(result, ElementVisit::from(0), positions, result.numel_);
+  return result;
+}
+
+void fi::copyElements(fi& into, const ElementVisit& targets, const ElementVisit& sources,
+                      unsigned count) const {
+  const unsigned first = origin();
+  const auto copyPart = [&](number& to, const number& from) {
+    double* target = to.doubles();
+    if (const double* source = from.doubles(); target && source) {
+      for (unsigned k = 0; k < count; ++k) {
+        if (const unsigned s = sources[k]; s != kNoElement) target[targets[k]] = source[first + s];
+      }
+    } else {
+      for (unsigned k = 0; k < count; ++k) {
+        if (const unsigned s = sources[k]; s != kNoElement) to[targets[k]] = from[first + s];
+      }
+    }
+  };
+  copyPart(into.realPart_, realPart_);
+  if (iscomplex()) copyPart(into.imagPart_, imagPart_);
+}
+
+// -------------------------------------------------------------------------------------------------- assignment
+
+fi fi::unquantized(const HostArray& values) {
+  if (!values.isNumeric() && !values.isLogical()) fail<kNotAssignable>();
+  const bool is64Bits = values.arrayClass() == ArrayClass::Int64 || values.arrayClass() == ArrayClass::Uint64;
+  NumericType type(values.arrayClass() == ArrayClass::Int64, 64, 0);
+  if (!is64Bits) type.setDataType(DataTypeEnum::Double);
+  return fi(&values, type);
+}
+
+void fi::errorIfNotAssignable(const fi& rhs) const {
+  const DataTypeEnum dataType = getNumericType().dataType();
+  NumericType::errorIfComplexLogical(dataType, rhs.iscomplex());
+  if (!rhs.getNumericType().isFloat() && !rhs.getNumericType().isScaledDouble()) return;
+  const unsigned first = rhs.origin();
+  for (unsigned k = 0; k < rhs.numel_; ++k) {
+    NumericType::checkNaNInf(dataType, rhs.realPart_[first + k].todouble());
+    if (rhs.iscomplex()) NumericType::checkNaNInf(dataType, rhs.imagPart_[first + k].todouble());
+  }
+}
+
+void fi::storePart(fi& into, number& to, const ElementVisit& targets, const fi& rhs, const number& from,
+                   const ElementVisit& sources, unsigned count) const {
+  const quantizer& q = *assignmentQuantizerInUse_;
+  const unsigned toFirst = into.origin(), fromFirst = rhs.origin();
+  double* target = to.doubles();
+  const double* source = from.doubles();
+  if (!target || !source || !q.isDoubleBacked() || isSlopeBias() || rhs.isSlopeBias()) {
+    for (unsigned k = 0; k < count; ++k) {
+      assignPart(to[toFirst + targets[k]], from[fromFirst + sources[k]], rhs.getNumericType());
+    }
+    return;
+  }
+  std::array<double, 1024> block;
+  for (unsigned begin = 0; begin < count;) {
+    const unsigned size = std::min<unsigned>(count - begin, block.size());
+    for (unsigned i = 0; i < size; ++i) block[i] = source[fromFirst + sources[begin + i]];
+    q.quantize(block.data(), size);
+    for (unsigned i = 0; i < size; ++i) target[toFirst + targets[begin + i]] = block[i];
+    begin += size;
+  }
+}
+
+void fi::storeQuantized(fi& into, const ElementVisit& targets, const fi& rhs, const ElementVisit& sources,
+                        unsigned count) const {
+  storePart(into, into.realPart_, targets, rhs, rhs.realPart_, sources, count);
+  if (into.isreal()) return;
+  if (rhs.iscomplex()) {
+    storePart(into, into.imagPart_, targets, rhs, rhs.imagPart_, sources, count);
+    return;
+  }
+  const number zero = zeroValue();
+  const unsigned first = into.origin();
+  for (unsigned k = 0; k < count; ++k) into.imagPart_[first + targets[k]] = zero;
+}
+
+fi& fi::subsasgn(const HostArray& index, const fi& rhs) {
+  const HostArray& subscripts = subscriptsOf<kAssignmentParenLast>(index);
+  if (&rhs == this) return subsasgn(index, fi(rhs));
+  const long long position = rhs.isscalar() ? scalarPosition(subscripts, BeyondEnd::Grows) : -1;
+  if (position >= 0) {
+    subsasgnScalarIndexing(static_cast<unsigned>(position), rhs);
+  } else {
+    subsasgnGeneralIndexing(index, rhs);
+  }
+  return *this;
+}
+
+fi& fi::subsasgn(const HostArray& index, const HostArray& rhs) {
+  const HostArray& subscripts = subscriptsOf<kAssignmentParenLast>(index);
+  if (rhs.isEmpty()) {
+    subscriptedDeleteFromStruct(index);
+    return *this;
+  }
+  if (rhs.arrayClass() == ArrayClass::Double && rhs.numel() == 1 && !rhs.isComplex()) {
+    if (const long long position = scalarPosition(subscripts, BeyondEnd::Grows); position >= 0) {
+      subsasgnScalarIndexing(static_cast<unsigned>(position), *rhs.real<double>());
+      return *this;
+    }
+  }
+  return subsasgn(index, unquantized(rhs));
+}
+
+void fi::subsasgnScalarIndexing(unsigned position, double rhs) {
+  checkIndex(position);
+  number held(1U, realPart_.getprecision(), NumberVector{});
+  storeRealWorld(held, &rhs);
+  assignLogged(kOperation, [&] {
+    setIndex(position);
+    realPart_ = assignmentQuantizerInUse_->quantize(held);
+    if (iscomplex()) imagPart_ = zeroValue();
+  });
+}
+
+void fi::subsasgnScalarIndexing(unsigned position, const fi& rhs) {
+  checkIndex(position);
+  errorIfNotAssignable(rhs);
+  if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
+  assignLogged(kOperation, [&] {
+    setIndex(position);
+    rhs.setIndex(0);
+    assignElement(rhs);
+  });
+}
+
+void fi::subsasgnGeneralIndexing(const HostArray& index, const fi& rhs) {
+  if (rhs.isempty()) return subscriptedDeleteFromStruct(index);
+  errorIfNotAssignable(rhs);
+  if (overwriteExisting(index, rhs)) return;
+  const HostArray positions = callIndexing("subsasgn", {positionMap(dims_), index, sourceMap(rhs.dims_)});
+  if (positions.numel() == numel_) {
+    subscriptedOverwriteAssignment(positions, rhs);
+  } else {
+    subscriptedGrowAssignment(positions, rhs);
+  }
+}
+
+/// Overwrites without a pass over the whole array where the subscripts name existing elements, one for each
+/// right-hand element or all for a scalar; the host decides about everything else.
+bool fi::overwriteExisting(const HostArray& index, const fi& rhs) {
+  HostArray positions;
+  try {
+    positions = callIndexing("subsref", {positionMap(dims_), index});
+  } catch (const tessel::HostError&) {
+    return false;
+  }
+  const Shape selected = shapeOf(positions);
+  const bool isLinear = index.fieldAt("subs").numel() == 1;
+  const bool sameSize =
+      isLinear ? positions.numel() == rhs.numel_ : withoutOnes(selected) == withoutOnes(rhs.dims_);
+  if (positions.isEmpty() || !(rhs.isscalar() || sameSize)) return false;
+  const std::vector<unsigned> targets = checkedPositions(*this, positions);
+  if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
+  assignLogged(kOperation, [&] {
+    const ElementVisit sources = rhs.isscalar() ? ElementVisit::same(0) : ElementVisit::from(0);
+    storeQuantized(*this, targets, rhs, sources, static_cast<unsigned>(targets.size()));
+  });
+  return true;
+}
+
+void fi::subscriptedOverwriteAssignment(const HostArray& positions, const fi& rhs) {
+  if (&rhs == this) return subscriptedOverwriteAssignment(positions, fi(rhs));
+  errorIfNotAssignable(rhs);
+  if (positions.numel() != numel_) fail<kBadIndex>();
+  const AssignmentMap map(positions, *this, rhs);
+  if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
+  assignLogged(kOperation, [&] {
+    storeQuantized(*this, map.targets, rhs, map.sources, static_cast<unsigned>(map.targets.size()));
+  });
+}
+
+void fi::subscriptedOverwriteAssignment(const HostArray& positions, const HostArray& rhs) {
+  subscriptedOverwriteAssignment(positions, unquantized(rhs));
+}
+
+void fi::subscriptedGrowAssignment(const HostArray& positions, const fi& rhs) {
+  errorIfNotAssignable(rhs);
+  const AssignmentMap map(positions, *this, rhs);
+  fi grown = blank(shapeOf(positions), iscomplex() || rhs.iscomplex());
+  copyElements(grown, ElementVisit::from(0), map.kept, grown.numel_);
+  assignLogged(kOperation, [&] {
+    storeQuantized(grown, map.targets, rhs, map.sources, static_cast<unsigned>(map.targets.size()));
+  });
+  replaceElements(std::move(grown));
+}
+
+void fi::subscriptedGrowAssignment(const HostArray& positions, const HostArray& rhs) {
+  subscriptedGrowAssignment(positions, unquantized(rhs));
+}
+
+void fi::subscriptedGrowAssignmentFromStruct(const HostArray& index, const fi& rhs) {
+  subscriptedGrowAssignment(callIndexing("subsasgn", {positionMap(dims_), index, sourceMap(rhs.dims_)}), rhs);
+}
+
+void fi::subscriptedDelete(const HostArray& positions) {
+  replaceElements(rearranged(shapeOf(positions), checkedPositions(*this, positions)));
+}
+
+void fi::subscriptedDeleteFromStruct(const HostArray& index) {
+  subscriptedDelete(callIndexing("subsasgn", {positionMap(dims_), index, HostArray()}));
+}
+
+void fi::copydata(const fi& source) {
+  errorIfNotAssignable(source);
+  fi replaced = blank(source.dims_, source.iscomplex());
+  assignLogged(kOperation, [&] {
+    storeQuantized(replaced, ElementVisit::from(0), source, ElementVisit::from(0), source.numel_);
+  });
+  replaceElements(std::move(replaced));
+}
+
+}  // namespace embedded

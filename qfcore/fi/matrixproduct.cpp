@@ -1,0 +1,307 @@
+/// Matrix products: element by element through registers, by blocks over doubles, and exact ones without
+/// quantizers.
+#include <cblas.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+
+#include "qfcore/fi/arithmeticstate.h"
+#include "qfcore/fi/elementproduct.h"
+#include "qfcore/fi/messages.h"
+#include "qfcore/fi/productkernel.h"
+#include "qfcore/fi/scratch.h"
+
+namespace embedded {
+
+namespace {
+
+constexpr Message kInputsMustBe2D{"numforge:fi:mtimes:inputsMustBe2D", "Input arguments must be 2-D."};
+constexpr Message kInnerDimensions{"numforge:fi:innerdim", "Inner matrix dimensions must agree."};
+
+struct Add {
+  static double apply(double a, double b) { return a + b; }
+};
+
+// ---------------------------------------------------------------------------------------------------- exact
+// products
+
+/// Integers up to 2^kExactBits, and so their sums in any order, are exact in doubles.
+constexpr int kExactBits = 53;
+/// Fraction lengths with which products stay normal doubles.
+constexpr int kMaxFractionLength = 300;
+
+/// target (+)= factor · a · b for column-major matrices.
+void addProduct(const fi& a, const double* left, const fi& b, const double* right, double factor, double keep,
+                double* target) {
+  const auto rows = static_cast<int>(a.rows()), inner = static_cast<int>(a.cols()),
+             cols = static_cast<int>(b.cols());
+  cblas_dgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, rows, cols, inner, factor, left, std::max(rows, 1),
+              right, std::max(inner, 1), keep, target, std::max(rows, 1));
+}
+
+void multiplyExactDoubles(const fi& a, const fi& b, fi& result) {
+  const Factor left = Factor::of(a), right = Factor::of(b);
+  double *re = result.realPart().doubles(), *im = result.imagPart().doubles();
+  addProduct(a, left.re, b, right.re, 1, 0, re);
+  if (left.im) addProduct(a, left.im, b, right.re, 1, 0, im);
+  if (right.im) addProduct(a, left.re, b, right.im, 1, left.im ? 1 : 0, im);
+  if (left.im && right.im) addProduct(a, left.im, b, right.im, -1, 1, re);
+}
+
+/// Whether one floating-point product gives every element exactly: all sums are integers of few enough bits.
+bool areExactInDoubles(const fi& a, const fi& b, const fi& result, const ProductSums& sums) {
+  const auto isNearOne = [](const fi& x) {
+    return std::abs(x.getNumericType().fractionLength()) <= kMaxFractionLength;
+  };
+  const unsigned longest = std::max({a.rows(), a.cols(), b.cols()});
+  return areDoubles(a) && areDoubles(b) && areDoubles(result) && isNearOne(a) && isNearOne(b) &&
+         sums.highest - sums.lowest <= kExactBits && longest <= INT_MAX;
+}
+
+/// Sums of products without quantizers, for values of any kind. `b` has a cursor of its own.
+void multiplyExactNumbers(const fi& a, const fi& b, fi& result) {
+  Scratch term(result.getPrecision());
+  const auto addTerm = [&](number& sum, const number& x, const number& y, bool subtract) {
+    term = x;
+    term *= y;
+    if (subtract) {
+      sum -= term;
+    } else {
+      sum += term;
+    }
+  };
+  for (unsigned column = 0; column < b.cols(); ++column) {
+    for (unsigned row = 0; row < a.rows(); ++row) {
+      result.setIndex(column * a.rows() + row);
+      for (unsigned k = 0; k < a.cols(); ++k) {
+        a.setIndex(k * a.rows() + row);
+        b.setIndex(column * b.rows() + k);
+        addTerm(result.realPart(), a.realPart(), b.realPart(), false);
+        if (a.iscomplex()) addTerm(result.imagPart(), a.imagPart(), b.realPart(), false);
+        if (b.iscomplex()) addTerm(result.imagPart(), a.realPart(), b.imagPart(), false);
+        if (a.iscomplex() && b.iscomplex()) addTerm(result.realPart(), a.imagPart(), b.imagPart(), true);
+      }
+    }
+  }
+}
+
+/// Where every product and every sum is a value of its type and nothing is logged, the quantizers are left out.
+bool multiplyExactly(const fi& a, const fi& b, const NumericType& product, fi& result) {
+  const NumericType &ta = a.getNumericType(), &tb = b.getNumericType();
+  if (fi::elementPathOnly() || qlogger::getLogging() || !holdsProducts(product, ta, tb)) return false;
+  const ProductSums sums(ta, tb, a.cols(), a.iscomplex() && b.iscomplex());
+  if (!sums.fitInto(result.getNumericType())) return false;
+  if (areExactInDoubles(a, b, result, sums)) {
+    multiplyExactDoubles(a, b, result);
+  } else {
+    multiplyExactNumbers(a, b, result);
+  }
+  return true;
+}
+
+// ------------------------------------------------------------------------------------------------ blocks of
+// doubles
+
+/// Forms a matrix product in doubles. Tiles of the result sum their products in step; of a few elements, each
+/// sums its own, of which a block is formed at once.
+class MatrixBlocks {
+ public:
+  /// Fewer elements than these make no tile.
+  static constexpr std::size_t kSmallTile = 8;
+
+  MatrixBlocks(const fi& a, const fi& b, const quantizer& products, const quantizer& productSums,
+               const quantizer& accumulator, fi& result)
+      : multiply_(a, b, products, productSums),
+        accumulator_(accumulator),
+        a_(Factor::of(a)),
+        b_(Factor::of(b)),
+        re_(result.realPart().doubles()),
+        im_(result.imagPart().doubles()),
+        rows_(a.rows()),
+        inner_(a.cols()),
+        columns_(b.cols()) {
+    const bool bothComplex = a.iscomplex() && b.iscomplex();
+    const quantizer& terms = bothComplex ? productSums : products;
+    castIsIdentity_ = !a.getFimath().castBeforeSum() ||
+                      (!accumulator.logger().isOn() && accumulator.numericType().isFixed() &&
+                       terms.numericType().isFixed() && contains(accumulator, terms));
+  }
+
+  void run() const {
+    if (rows_ * columns_ < kSmallTile) return sumEachElement();
+    const std::size_t tileRows = std::min(rows_, kBlock);
+    const std::size_t tileColumns = std::min(columns_, kBlock / tileRows);
+    for (std::size_t column = 0; column < columns_; column += tileColumns) {
+      for (std::size_t row = 0; row < rows_; row += tileRows) {
+        sumTile(row, std::min(tileRows, rows_ - row), column, std::min(tileColumns, columns_ - column));
+      }
+    }
+  }
+
+ private:
+  /// Room for one factor of a block.
+  struct FactorRoom {
+    Block re, im;
+    Factor factor(const Factor& like) { return {re.data(), like.im ? im.data() : nullptr, false}; }
+  };
+
+  void formTerms(double* re, double* im, const Factor& left, const Factor& right, std::size_t count) const {
+    multiply_(re, im, left, right, count);
+    if (castIsIdentity_) return;
+    accumulator_.quantize(re, count);
+    if (im) accumulator_.quantize(im, count);
+  }
+
+  void accumulate(double* sum, const double* terms, std::size_t count) const {
+    combine<Add, false, false>(sum, sum, terms, count);
+    accumulator_.quantize(sum, count);
+  }
+
+  void sumTile(std::size_t row, std::size_t rows, std::size_t column, std::size_t columns) const {
+    const std::size_t size = rows * columns;
+    Block re{}, im{}, termRe, termIm;
+    FactorRoom leftRoom, rightRoom;
+    for (std::size_t k = 0; k < inner_; ++k) {
+      Factor left = a_.at(k * rows_ + row), right = b_.at(column * inner_ + k);
+      if (columns == 1) {
+        right.isScalar = true;
+      } else {
+        expand(left, right, rows, columns, leftRoom, rightRoom);
+      }
+      formTerms(termRe.data(), im_ ? termIm.data() : nullptr, left, right, size);
+      accumulate(re.data(), termRe.data(), size);
+      if (im_) accumulate(im.data(), termIm.data(), size);
+    }
+    for (std::size_t j = 0; j < columns; ++j) {
+      const std::size_t place = (column + j) * rows_ + row;
+      std::copy_n(&re[j * rows], rows, re_ + place);
+      if (im_) std::copy_n(&im[j * rows], rows, im_ + place);
+    }
+  }
+
+  /// A column of the first matrix beside each element of a row of the second.
+  void expand(Factor& left, Factor& right, std::size_t rows, std::size_t columns, FactorRoom& leftRoom,
+              FactorRoom& rightRoom) const {
+    const auto fill = [&](double* into, const double* from, bool isColumn) {
+      if (!from) return;
+      for (std::size_t j = 0; j < columns; ++j, into += rows) {
+        if (isColumn) {
+          std::copy_n(from, rows, into);
+        } else {
+          std::fill_n(into, rows, from[j * inner_]);
+        }
+      }
+    };
+    fill(leftRoom.re.data(), left.re, true);
+    fill(leftRoom.im.data(), left.im, true);
+    fill(rightRoom.re.data(), right.re, false);
+    fill(rightRoom.im.data(), right.im, false);
+    left = leftRoom.factor(left);
+    right = rightRoom.factor(right);
+  }
+
+  void sumEachElement() const {
+    for (std::size_t column = 0; column < columns_; ++column) {
+      for (std::size_t row = 0; row < rows_; ++row) sumElement(row, column);
+    }
+  }
+
+  void sumElement(std::size_t row, std::size_t column) const {
+    Block termRe, termIm;
+    FactorRoom leftRoom;
+    double re = 0, im = 0;
+    for (std::size_t first = 0; first < inner_; first += kBlock) {
+      const std::size_t size = std::min(kBlock, inner_ - first);
+      const Factor from = a_.at(first * rows_ + row);
+      for (std::size_t k = 0; k < size; ++k) {
+        leftRoom.re[k] = from.re[k * rows_];
+        if (from.im) leftRoom.im[k] = from.im[k * rows_];
+      }
+      formTerms(termRe.data(), im_ ? termIm.data() : nullptr, leftRoom.factor(from),
+                b_.at(column * inner_ + first), size);
+      for (std::size_t k = 0; k < size; ++k) accumulate(&re, &termRe[k], 1);
+      for (std::size_t k = 0; im_ && k < size; ++k) accumulate(&im, &termIm[k], 1);
+    }
+    re_[column * rows_ + row] = re;
+    if (im_) im_[column * rows_ + row] = im;
+  }
+
+  BlockProduct multiply_;
+  const quantizer& accumulator_;
+  Factor a_, b_;
+  double *re_, *im_;
+  std::size_t rows_, inner_, columns_;
+  bool castIsIdentity_;
+};
+
+/// Bits of the accumulator: of its exact sum with a term.
+unsigned accumulatorPrecision(const fi& a, const fi& b, const NumericType& product, const NumericType& sum) {
+  const bool bothComplex = a.iscomplex() && b.iscomplex();
+  return sumPrecision(sum, bothComplex ? sum : product, sum, a.getFimath().castBeforeSum());
+}
+
+}  // namespace
+
+void fi::mtimesByElements(const fi& b, fi& productRegister, fi& accumulator, fi& result) const {
+  ElementProduct product(*this, b, productRegister.assignmentQuantizer_,
+                         productRegister.arithmeticState().sumRegister->assignmentQuantizer_);
+  Scratch scratch(accumulator.realPart_.getprecision());
+  const number zero = accumulator.zeroValue();
+  for (unsigned column = 0; column < b.cols_; ++column) {
+    for (unsigned row = 0; row < rows_; ++row) {
+      accumulator.realPart_ = zero;
+      if (accumulator.iscomplex()) accumulator.imagPart_ = zero;
+      for (unsigned k = 0; k < cols_; ++k) {
+        setIndex(k * rows_ + row);
+        b.setIndex(column * b.rows_ + k);
+        product(*this, b, productRegister.realPart_, productRegister.imagPart_);
+        accumulator.sumEquals(accumulator, productRegister, accumulator, scratch);
+      }
+      result.setIndex(column * rows_ + row);
+      result.realPart_ = accumulator.realPart_;
+      if (result.iscomplex()) result.imagPart_ = accumulator.imagPart_;
+    }
+  }
+}
+
+fi fi::mtimes(const fi& b) const {
+  const bool complexResult = iscomplex() || b.iscomplex();
+  const bool slopeBias =
+      isSlopeBias() || b.isSlopeBias() || fimath_.isSumSlopeBiasScaled() || fimath_.isProductSlopeBiasScaled();
+  if (slopeBias && complexResult) fail<message::complexSlopeBias>("mtimes");
+  if (slopeBias && numel_ >= 2 && b.numel_ >= 2 && !fimath_.castBeforeSum()) {
+    fail<message::castBeforeSumFalse>("mtimes");
+  }
+  if (isscalar() || b.isscalar()) return times(b);
+  if (numDims() > 2 || b.numDims() > 2) fail<kInputsMustBe2D>();
+  if (cols_ != b.rows_) fail<kInnerDimensions>();
+  // Both factors move a cursor, so they must not be one object.
+  if (&b == this) return mtimes(fi(b));
+
+  const NumericType productType = getProductTypeForMpyOp(b);
+  const NumericType type = getSumNumericTypeForMatrixMultiply(b, productType);
+  errorIfScaledDoubleSlopeBiasMath(*this, b);
+  fi result(rows_, b.cols_, type, fimath_, complexResult, tag(), OperationTypeEnum::Product);
+  if (multiplyExactly(*this, b, productType, result)) return result;
+  fi productRegister = initializeProductRegister(productType, type, fimath_, precisionOf(type));
+  if (complexResult) productRegister.coordinateComplexity(true, 1);
+  const unsigned precision = accumulatorPrecision(*this, b, productType, type);
+  fi accumulator = initializeSumRegister(type, fimath_, precision, complexResult);
+
+  const quantizer& products = productRegister.assignmentQuantizer_;
+  const quantizer& productSums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
+  if (precision <= kMaxDoublePrecision && areDoubles(result) && !type.isSlopeBias() &&
+      BlockProduct::applies(*this, b, products, productSums)) {
+    MatrixBlocks(*this, b, products, productSums, accumulator.assignmentQuantizer_, result).run();
+    accumulator.getQlogger().nMathOperationsPlus(std::size_t{result.numel_} * cols_);
+  } else {
+    mtimesByElements(b, productRegister, accumulator, result);
+  }
+  products.logger().nMathOperationsPlus(std::size_t{result.numel_} * cols_);
+  finishProducts(&result, productRegister, "mtimes");
+  finishRegister(&result, accumulator, "mtimes", &ArithmeticState::sumRegister);
+  return result;
+}
+
+}  // namespace embedded

@@ -1,0 +1,15 @@
+/// Refusals that several operations share.
+#pragma once
+
+#include "qfcore/number/errors.h"
+
+namespace embedded::message {
+
+inline constexpr Message complexSlopeBias{
+    "numforge:fi:complexslopebiasnotdefined",
+    "Function '%s' is not defined for complex-value FI objects with slope and bias scaling."};
+inline constexpr Message castBeforeSumFalse{
+    "numforge:fi:castbeforesumfalseslopebiasnotdefined",
+    "Function '%s' is not defined for FI objects with slope and bias scaling when CastBeforeSum is false."};
+
+}  // namespace embedded::message

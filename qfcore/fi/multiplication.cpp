@@ -1,0 +1,152 @@
+/// Element-wise products: element by element through the product register, and by blocks over doubles.
+#include <algorithm>
+
+#include "qfcore/fi/arithmeticstate.h"
+#include "qfcore/fi/elementproduct.h"
+#include "qfcore/fi/messages.h"
+#include "qfcore/fi/productkernel.h"
+#include "qfcore/fi/scratch.h"
+
+namespace embedded {
+
+namespace {
+
+bool multiplyByBlocks(const fi& a, const fi& b, const quantizer& products, const quantizer& sums, fi& result) {
+  if (!areDoubles(result) || !BlockProduct::applies(a, b, products, sums)) return false;
+  const BlockProduct multiply(a, b, products, sums);
+  const Factor left = Factor::of(a), right = Factor::of(b);
+  double *re = result.realPart().doubles(), *im = result.imagPart().doubles();
+  for (std::size_t first = 0; first < result.numel(); first += kBlock) {
+    multiply(re + first, im ? im + first : nullptr, left.at(first), right.at(first),
+             std::min<std::size_t>(kBlock, result.numel() - first));
+  }
+  return true;
+}
+
+}  // namespace
+
+// -----------------------------------------------------------------------------------------------------------
+// registers
+
+fi fi::initializeProductRegister(const fimath& math, unsigned precision) const {
+  const NumericType& type = arithmeticState().productType;
+  return fi(1, 1, type, math, false, tag(), OperationTypeEnum::Product, std::max(precision, precisionOf(type)));
+}
+
+fi fi::initializeProductRegister(const NumericType& productType, const NumericType& sumType, const fimath& math,
+                                 unsigned precision) const {
+  fi made(1, 1, productType, math, false, tag(), OperationTypeEnum::Product,
+          std::max(precision, precisionOf(productType)));
+  made.arithmeticState().sumRegister =
+      std::make_unique<fi>(initializeSumRegister(sumType, math, precision, false));
+  return made;
+}
+
+void fi::finishProducts(fi* result, fi& productRegister, const char* name) const {
+  const std::unique_ptr<fi> sumRegister = std::move(productRegister.arithmeticState().sumRegister);
+  finishRegister(result, productRegister, name, &ArithmeticState::productRegister);
+  if (!sumRegister->getQlogger().isreset())
+    finishRegister(result, *sumRegister, name, &ArithmeticState::productSumRegister);
+}
+
+// ------------------------------------------------------------------------------------------------- element by
+// element
+
+fi& fi::complexTimesEquals(const fi& b, const quantizer& productQuantizer, const quantizer& sumQuantizer,
+                           number& scratch1, number& scratch2) {
+  const number nothing(0.0, kMaxDoublePrecision, false);
+  if (isreal()) {
+    coordinateComplexity(true, realPart_.numel());
+    imagPart_.setIndex(realPart_.getIndex());
+  }
+  complexProduct(realPart_, imagPart_, b.realPart_, b.isreal() ? nothing : b.imagPart_, productQuantizer,
+                 sumQuantizer, fimath_.castBeforeSum(), scratch1, scratch2, realPart_, imagPart_);
+  getQlogger().nMathOperationsPlusOne();
+  return *this;
+}
+
+fi& fi::timesEquals(const fi& b, const quantizer& productQuantizer, const quantizer& sumQuantizer,
+                    unsigned precision) {
+  Scratch scratch1(precision);
+  if (iscomplex() && b.iscomplex()) {
+    Scratch scratch2(precision);
+    return complexTimesEquals(b, productQuantizer, sumQuantizer, scratch1, scratch2);
+  }
+  if (b.iscomplex()) {
+    coordinateComplexity(true, realPart_.numel());
+    imagPart_.setIndex(realPart_.getIndex());
+    imagPart_ = quantizedProduct(scratch1, realPart_, b.imagPart_, productQuantizer);
+  } else if (iscomplex()) {
+    imagPart_ = quantizedProduct(scratch1, imagPart_, b.realPart_, productQuantizer);
+  }
+  realPart_ = quantizedProduct(scratch1, realPart_, b.realPart_, productQuantizer);
+  getQlogger().nMathOperationsPlusOne();
+  return *this;
+}
+
+// ------------------------------------------------------------------------------------------------- public
+// operations
+
+fi fi::times(const fi& b) const {
+  const bool bothComplex = iscomplex() && b.iscomplex(), complexResult = iscomplex() || b.iscomplex();
+  const NumericType productType = getProductTypeForMpyOp(b);
+  const NumericType type = bothComplex ? getSumTypeForMpyOp(b, productType) : productType;
+  errorIfScaledDoubleSlopeBiasMath(*this, b);
+  const bool slopeBias =
+      isSlopeBias() || b.isSlopeBias() || fimath_.isProductSlopeBiasScaled() || fimath_.isSumSlopeBiasScaled();
+  if (slopeBias && complexResult) fail<message::complexSlopeBias>("times");
+  if (!isscalar() && !b.isscalar()) checkElementwiseSize(b);
+
+  const fi& shape = isscalar() ? b : *this;
+  fi result(shape.dims_.data(), shape.numDims(), type, fimath_, complexResult, tag(),
+            OperationTypeEnum::Product);
+  fi productRegister = initializeProductRegister(productType, type, fimath_, 0);
+  const quantizer& products = productRegister.assignmentQuantizer_;
+  const quantizer& sums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
+  if (!multiplyByBlocks(*this, b, products, sums, result)) {
+    ElementProduct product(*this, b, products, sums);
+    for (unsigned k = 0; k < result.numel_; ++k) {
+      setIndex(isscalar() ? 0 : k);
+      b.setIndex(b.isscalar() ? 0 : k);
+      result.setIndex(k);
+      product(*this, b, result.realPart_, result.imagPart_);
+    }
+  }
+  products.logger().nMathOperationsPlus(result.numel_);
+  finishProducts(&result, productRegister, "times");
+  return result;
+}
+
+fi fi::operator*(const fi& b) const { return fi(*this, CopyElement{}).times(fi(b, CopyElement{})); }
+
+fi& fi::operator*=(const fi& b) {
+  if (&b == this) return *this *= fi(b);
+  errorIfMathMismatch(*this, b);
+  errorIfScaledDoubleSlopeBiasMath(*this, b);
+  const bool slopeBias = isSlopeBias() || b.isSlopeBias();
+  if (slopeBias && (iscomplex() || b.iscomplex())) fail<message::complexSlopeBias>("times");
+  if (!b.isscalar()) checkElementwiseSize(b);
+
+  const NumericType type(getNumericType());
+  fi productRegister = initializeProductRegister(type, type, fimath_, 0);
+  const quantizer& products = productRegister.assignmentQuantizer_;
+  const quantizer& sums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
+  ElementProduct product(*this, b, products, sums);
+  const bool becomesComplex = isreal() && b.iscomplex();
+  number newImag(becomesComplex ? numel_ : 0, realPart_.getprecision(), NumberVector{});
+  for (unsigned k = 0; k < numel_; ++k) {
+    setIndex(k);
+    b.setIndex(b.isscalar() ? 0 : k);
+    product(*this, b, realPart_, becomesComplex ? newImag[k] : imagPart_);
+  }
+  if (becomesComplex) coordinateComplexity(true, realPart_.numel());
+  for (unsigned k = 0; k < newImag.numel(); ++k) {
+    setIndex(k);
+    imagPart_ = newImag[k];
+  }
+  products.logger().nMathOperationsPlus(numel_);
+  finishProducts(this, productRegister, "times");
+  return *this;
+}
+
+}  // namespace embedded

@@ -1,0 +1,155 @@
+#include "qfcore/fi/productkernel.h"
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+
+#include "qfcore/fi/scratch.h"
+
+namespace embedded {
+
+namespace {
+
+/// Bits of two words whose product is exact in a double, with the room that adding one half takes.
+constexpr int kMaxExactBits = 52;
+/// Fraction lengths with which neither products nor their errors leave the normal doubles.
+constexpr int kMaxFractionLength = 300;
+
+struct Multiply {
+  static double apply(double a, double b) { return a * b; }
+};
+struct Add {
+  static double apply(double a, double b) { return a + b; }
+};
+struct Subtract {
+  static double apply(double a, double b) { return a - b; }
+};
+
+/// high + low, where low is the error of high, in 50 bits: cut, and where that loses something made odd.
+double roundedToOdd(double high, double low) {
+  constexpr std::uint64_t kCut = 7, kLast = 8;
+  auto bits = std::bit_cast<std::uint64_t>(high);
+  const bool isBelow = low != 0 && (low < 0) != (high < 0);
+  bits -= isBelow ? 1 : 0;
+  const bool isInexact = low != 0 || (bits & kCut) != 0;
+  return std::bit_cast<double>((bits & ~kCut) | (isInexact ? kLast : 0));
+}
+
+template <bool Wraps, bool AIsScalar, bool BIsScalar>
+QFCORE_VECTORISED void oddProducts(double* result, const double* a, const double* b, std::size_t count,
+                                   double range, double inverseRange) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const double x = a[AIsScalar ? 0 : i], y = b[BIsScalar ? 0 : i];
+    double high = x * y;
+    double low = std::fma(x, y, -high);
+    if constexpr (Wraps) {
+      // The remainders are exact, and so is each step. The sum keeps its sign and lies between 3 and 6 ranges
+      // from 0.
+      const double highRest = high - std::floor(high * inverseRange) * range;
+      const double lowRest = low - std::floor(low * inverseRange) * range;
+      const double base = highRest + (high < 0 ? -5 * range : 4 * range);
+      const double near = base + lowRest;
+      const double error = lowRest - (near - base);
+      const bool isFar = std::abs(high) >= 4 * range;
+      high = isFar ? near : high;
+      low = isFar ? error : low;
+    }
+    result[i] = roundedToOdd(high, low);
+  }
+}
+
+template <bool Wraps>
+void oddProducts(double* result, const double* a, bool aIsScalar, const double* b, bool bIsScalar,
+                 std::size_t count, double range, double inverse) {
+  if (aIsScalar && bIsScalar) return oddProducts<Wraps, true, true>(result, a, b, count, range, inverse);
+  if (aIsScalar) return oddProducts<Wraps, true, false>(result, a, b, count, range, inverse);
+  if (bIsScalar) return oddProducts<Wraps, false, true>(result, a, b, count, range, inverse);
+  oddProducts<Wraps, false, false>(result, a, b, count, range, inverse);
+}
+
+bool fitsDouble(const NumericType& a, const NumericType& b) {
+  return !a.isFixed() || !b.isFixed() || a.wordLength() + b.wordLength() <= kMaxExactBits;
+}
+
+bool isNearOne(const NumericType& type) { return std::abs(type.fractionLength()) <= kMaxFractionLength; }
+
+}  // namespace
+
+bool ProductKernel::applies(const fi& a, const fi& b, const quantizer& product) {
+  if (!areDoubles(a) || !areDoubles(b) || !product.isDoubleBacked()) return false;
+  const NumericType &ta = a.getNumericType(), &tb = b.getNumericType(), &tp = product.numericType();
+  if (ta.isSlopeBias() || tb.isSlopeBias() || tp.isSlopeBias()) return false;
+  return fitsDouble(ta, tb) ||
+         (tp.wordLength() <= kMaxRoundedWordLength && isNearOne(ta) && isNearOne(tb) && isNearOne(tp));
+}
+
+ProductKernel::ProductKernel(const fi& a, const fi& b, const quantizer& product)
+    : product_(product),
+      isExact_(!product.logger().isOn() &&
+               holdsProducts(product.numericType(), a.getNumericType(), b.getNumericType())),
+      fitsDouble_(fitsDouble(a.getNumericType(), b.getNumericType())),
+      wraps_(product.overflowMode() == OverflowModeEnum::wrap),
+      range_(product.doubleFormat().range),
+      inverseRange_(product.doubleFormat().inverseRange) {}
+
+void ProductKernel::operator()(double* result, const double* a, bool aIsScalar, const double* b, bool bIsScalar,
+                               std::size_t count) const {
+  if (fitsDouble_) {
+    combine<Multiply>(result, a, aIsScalar, b, bIsScalar, count);
+  } else if (wraps_) {
+    oddProducts<true>(result, a, aIsScalar, b, bIsScalar, count, range_, inverseRange_);
+  } else {
+    oddProducts<false>(result, a, aIsScalar, b, bIsScalar, count, range_, inverseRange_);
+  }
+  if (!isExact_) product_.quantize(result, count);
+}
+
+bool BlockProduct::applies(const fi& a, const fi& b, const quantizer& products, const quantizer& sums) {
+  if (!ProductKernel::applies(a, b, products)) return false;
+  if (a.isreal() || b.isreal()) return true;
+  const NumericType& type = products.numericType();
+  return sums.isDoubleBacked() &&
+         sumPrecision(type, type, sums.numericType(), a.getFimath().castBeforeSum()) <= kMaxDoublePrecision;
+}
+
+BlockProduct::BlockProduct(const fi& a, const fi& b, const quantizer& products, const quantizer& sums)
+    : multiply_(a, b, products), sums_(sums), castIsIdentity_(!a.getFimath().castBeforeSum()) {
+  if (sums.logger().isOn() || !sums.numericType().isFixed() || !products.numericType().isFixed()) return;
+  const bool holds = contains(sums, products);
+  castIsIdentity_ = castIsIdentity_ || holds;
+  addIsExact_ = holds && containsSums<Add>(sums, products, products);
+  subtractIsExact_ = holds && containsSums<Subtract>(sums, products, products);
+}
+
+template <class Operation>
+void BlockProduct::combineProducts(double* result, Block& x, Block& y, std::size_t count, bool isExact) const {
+  if (!castIsIdentity_) {
+    sums_.quantize(x.data(), count);
+    sums_.quantize(y.data(), count);
+  }
+  combine<Operation, false, false>(result, x.data(), y.data(), count);
+  if (!isExact) sums_.quantize(result, count);
+}
+
+void BlockProduct::operator()(double* re, double* im, const Factor& a, const Factor& b,
+                              std::size_t count) const {
+  const auto form = [&](double* into, const double* left, const double* right) {
+    multiply_(into, left, a.isScalar, right, b.isScalar, count);
+  };
+  if (!a.im || !b.im) {
+    form(re, a.re, b.re);
+    if (a.im) form(im, a.im, b.re);
+    if (b.im) form(im, a.re, b.im);
+    return;
+  }
+  Block x, y;
+  form(x.data(), a.re, b.re);
+  form(y.data(), a.im, b.im);
+  combineProducts<Subtract>(re, x, y, count, subtractIsExact_);
+  form(x.data(), a.im, b.re);
+  form(y.data(), a.re, b.im);
+  combineProducts<Add>(im, x, y, count, addIsExact_);
+}
+
+}  // namespace embedded

@@ -1,0 +1,114 @@
+#include "qfcore/fi/scratch.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+#include "qfcore/number/precision.h"
+
+namespace embedded {
+
+namespace {
+
+/// Values whose bits lie further apart than this are rounded before their quantization.
+constexpr int kMaxScratchPrecision = 1 << 20;
+
+unsigned limited(int bits) { return static_cast<unsigned>(std::clamp(bits, 1, kMaxScratchPrecision)); }
+
+int integerBits(const NumericType& type) { return type.wordLength() - type.fractionLength(); }
+
+/// The exponents of all doubles.
+constexpr BitRange kDoubleRange{-1074, 1024};
+
+}  // namespace
+
+unsigned sumPrecision(const NumericType& a, const NumericType& b, const NumericType& result,
+                      bool castBeforeSum) {
+  const unsigned precision = std::max({fi::precisionOf(a), fi::precisionOf(b), fi::precisionOf(result)});
+  if (castBeforeSum || !a.isFixed() || !b.isFixed()) return precision;
+  const int fraction = std::max(a.fractionLength(), b.fractionLength());
+  return std::max(precision, limited(std::max(integerBits(a), integerBits(b)) + fraction + 1));
+}
+
+unsigned productPrecision(const NumericType& a, const NumericType& b, const NumericType& product) {
+  const unsigned precision = fi::precisionOf(product);
+  if (!product.isFixed()) return precision;
+  return std::max(precision, limited(a.wordLength() + b.wordLength()));
+}
+
+unsigned productPrecision(const fi& a, const fi& b, const NumericType& product, const NumericType& sum) {
+  const unsigned precision = productPrecision(a.getNumericType(), b.getNumericType(), product);
+  if (a.isreal() || b.isreal()) return precision;
+  return std::max(precision, sumPrecision(product, product, sum, a.getFimath().castBeforeSum()));
+}
+
+bool holdsProducts(const NumericType& product, const NumericType& a, const NumericType& b) {
+  const auto isBinaryPoint = [](const NumericType& type) { return type.isFixed() && !type.isSlopeBias(); };
+  return isBinaryPoint(product) && isBinaryPoint(a) && isBinaryPoint(b) &&
+         ProductSums(a, b, 1, false).fitInto(product);
+}
+
+ProductSums::ProductSums(const NumericType& a, const NumericType& b, unsigned terms, bool bothComplex)
+    : lowest(-a.fractionLength() - b.fractionLength()),
+      // Only a product of two least values reaches its power of two.
+      isBelow(!a.isSigned() || !b.isSigned() || !std::has_single_bit(terms)),
+      isSigned(a.isSigned() || b.isSigned() || bothComplex) {
+  const int growth = static_cast<int>(std::bit_width(std::max(terms, 1U) - 1));
+  highest = integerBits(a) - a.isSigned() + integerBits(b) - b.isSigned() + growth + bothComplex;
+}
+
+bool ProductSums::fitInto(const NumericType& type) const {
+  const int limit = integerBits(type) - type.isSigned();
+  return type.isFixed() && !type.isSlopeBias() && (type.isSigned() || !isSigned) &&
+         -type.fractionLength() <= lowest && (highest < limit || (highest == limit && isBelow));
+}
+
+BitRange BitRange::of(double value) {
+  if (value == 0 || !std::isfinite(value)) return {0, 0};
+  int exponent;
+  std::frexp(value, &exponent);
+  return {exponent - static_cast<int>(kDoubleBits), exponent};
+}
+
+BitRange BitRange::ofHeld(const NumericType& type) {
+  return type.isFixed() ? BitRange{-type.fractionLength(), integerBits(type)} : kDoubleRange;
+}
+
+BitRange BitRange::ofRealWorld(const NumericType& type) {
+  if (!type.isSlopeBias()) return ofHeld(type);
+  return ofHeld(type) * of(type.slopeAdjustmentFactor()) + of(type.bias());
+}
+
+BitRange BitRange::operator+(const BitRange& other) const {
+  return {std::min(lowest, other.lowest), std::max(highest, other.highest) + 1};
+}
+
+RealWorldScaling::RealWorldScaling(const NumericType& type)
+    : isSlopeBias_(type.isSlopeBias()),
+      factorRange_(BitRange::of(type.slopeAdjustmentFactor())),
+      biasRange_(BitRange::of(type.bias())),
+      halfStep_(BitRange::ofHeld(type).lowest - 1),
+      factor_(type.slopeAdjustmentFactor(), kDoubleBits, true),
+      bias_(type.bias(), kDoubleBits, true) {}
+
+void RealWorldScaling::fromHeld(number& value) const {
+  if (!isSlopeBias_) return;
+  value *= factor_;
+  value += bias_;
+}
+
+void RealWorldScaling::toHeld(number& value) const {
+  if (!isSlopeBias_) return;
+  value -= bias_;
+  value /= factor_;
+}
+
+unsigned RealWorldScaling::heldPrecision(const BitRange& values) const {
+  const BitRange numerator = isSlopeBias_ ? values + biasRange_ : values;
+  // A quotient that is no multiple of half a step is off one by at least 2^smallest divided by the factor,
+  // below 2.
+  const int smallest = std::min(numerator.lowest, halfStep_ + factorRange_.lowest);
+  return limited(numerator.highest - smallest + 6);
+}
+
+}  // namespace embedded

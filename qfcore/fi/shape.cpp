@@ -1,0 +1,255 @@
+/// Elements put elsewhere: shapes, transposition, diagonals, matrices of constant diagonals.
+#include <algorithm>
+#include <cmath>
+
+#include "qfcore/fi/fi.h"
+#include "qfcore/fi/positionmap.h"
+#include "qfcore/number/vectorised.h"
+#include "tessel/interpreter.h"
+#include "tessel/messages.h"
+
+namespace embedded {
+
+using tessel::HostArray;
+
+namespace {
+
+constexpr Message kSizesNotDouble{"numforge:fi:reshape:siz_not_double",
+                                  "FI_RESHAPE expecting DOUBLE for the SIZ vector."};
+constexpr Message kBadSizes{
+    "numforge:fi:reshape:badsize",
+    "The SIZ vector must have at least two elements, all of them non-negative integers."};
+constexpr Message kCountChanges{"numforge:fi:reshape:numel", "The number of elements must not change."};
+constexpr Message kTransposeND{"numforge:fi:transpose:NDArray", "Transpose on ND array is not defined."};
+constexpr Message kCtransposeND{"numforge:fi:ctranspose:NDArray", "Transpose on ND array is not defined."};
+constexpr Message kComplexSlopeBias{
+    "numforge:fi:complexslopebiasnotdefined",
+    "Function '%s' is not defined for complex-value FI objects with slope and bias scaling."};
+constexpr Message kBadDiagonal{"numforge:fi:diag:kthDiagInputNotInteger",
+                               "K-th diagonal input must be an integer scalar."};
+constexpr Message kDiagNot2D{"numforge:fi:diag:firstInputMustBe2D", "First input must be 2D."};
+constexpr Message kTrilNot2D{"numforge:fi:tril:firstInputMustBe2D", "First input must be 2D."};
+constexpr Message kToeplitzEmpty{"numforge:fi:toeplitz:emptynotallowed",
+                                 "Empty input not allowed in function '%s'."};
+constexpr Message kHankelEmpty{"numforge:fi:hankel:emptynotallowed",
+                               "Empty input not allowed in function '%s'."};
+constexpr Message kDiagonalConflict{
+    "numforge:fi:toeplitz:DiagonalConflict",
+    "First element of input column does not match first element of input row. \n"
+    "         Column wins diagonal conflict."};
+constexpr Message kAntiDiagonalConflict{
+    "Tessel:hankel:AntiDiagonalConflict",
+    "Last element of input column does not match first element of input row. \n"
+    "         Column wins anti-diagonal conflict."};
+
+/// A diagonal's number; beyond these bounds no array has one.
+long long diagonalOf(double k) {
+  constexpr double kBeyond = 4294967296.0;
+  if (!(k == std::floor(k)) || std::isinf(k)) fail<kBadDiagonal>();
+  return static_cast<long long>(std::clamp(k, -kBeyond, kBeyond));
+}
+
+/// Both arrays in tiles that stay in the cache.
+void transposeDoubles(const double* from, double* to, std::size_t rows, std::size_t columns) {
+  constexpr std::size_t kTile = 16;
+  for (std::size_t c0 = 0; c0 < columns; c0 += kTile) {
+    for (std::size_t r0 = 0; r0 < rows; r0 += kTile) {
+      for (std::size_t c = c0; c < std::min(c0 + kTile, columns); ++c) {
+        for (std::size_t r = r0; r < std::min(r0 + kTile, rows); ++r) to[r * columns + c] = from[c * rows + r];
+      }
+    }
+  }
+}
+
+/// Whether element `i` of `a` and element `j` of `b` are different values.
+bool differ(const fi& a, unsigned i, const fi& b, unsigned j) {
+  const fi left = (a.setIndex(i), fi(a, CopyElement{})), right = (b.setIndex(j), fi(b, CopyElement{}));
+  if (a.getNumericType().isSlopeBias() || b.getNumericType().isSlopeBias()) {
+    return left.realWorldReal() != right.realWorldReal() || left.realWorldImag() != right.realWorldImag();
+  }
+  const auto imagOf = [](const fi& x) {
+    return x.iscomplex() ? x.imagPart() : number(0.0, x.realPart().getprecision(), false);
+  };
+  return left.realPart() != right.realPart() || imagOf(left) != imagOf(right);
+}
+
+}  // namespace
+
+// ------------------------------------------------------------------------------------------------------ shapes
+
+fi fi::reshape(const HostArray& sizes) const {
+  if (sizes.arrayClass() != tessel::ArrayClass::Double) fail<kSizesNotDouble>();
+  Shape dims;
+  double count = 1;
+  for (std::size_t d = 0; d < sizes.numel(); ++d) {
+    const double size = sizes.realAt(d);
+    if (!(size >= 0 && size < 4294967296.0) || size != std::floor(size)) fail<kBadSizes>();
+    dims.push_back(static_cast<unsigned>(size));
+    count *= size;
+  }
+  if (dims.size() < 2 || sizes.isComplex()) fail<kBadSizes>();
+  if (count != numel_) fail<kCountChanges>();
+  while (dims.size() > 2 && dims.back() == 1) dims.pop_back();
+  fi result = blank(dims, iscomplex());
+  copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
+  return result;
+}
+
+fi fi::squeeze() const {
+  Shape dims = dims_;
+  if (dims.size() > 2) {
+    dims.erase(std::remove(dims.begin(), dims.end(), 1U), dims.end());
+    const bool isRow = dims.size() == 1 && dims_[0] == 1 && dims_[1] != 1;
+    if (isRow) dims.insert(dims.begin(), 1U);
+    dims.resize(std::max<std::size_t>(dims.size(), 2), 1U);
+  }
+  fi result = blank(dims, iscomplex());
+  copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
+  return result;
+}
+
+fi fi::transposed() const {
+  fi result = blank({cols_, rows_}, iscomplex());
+  const unsigned first = origin();
+  if (isvector()) {
+    copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
+  } else if (double* to = result.realPart_.doubles(); to && realPart_.doubles()) {
+    transposeDoubles(realPart_.doubles() + first, to, rows_, cols_);
+    if (iscomplex()) transposeDoubles(imagPart_.doubles() + first, result.imagPart_.doubles(), rows_, cols_);
+  } else {
+    std::vector<unsigned> row(cols_);
+    for (unsigned r = 0; r < rows_; ++r) {
+      for (unsigned c = 0; c < cols_; ++c) row[c] = c * rows_ + r;
+      copyElements(result, ElementVisit::from(r * cols_), row, cols_);
+    }
+  }
+  return result;
+}
+
+fi fi::transpose() const {
+  if (numDims() > 2) fail<kTransposeND>();
+  return transposed();
+}
+
+fi fi::ctranspose() const {
+  if (numDims() > 2) fail<kCtransposeND>();
+  if (iscomplex() && isSlopeBias()) fail<kComplexSlopeBias>("ctranspose");
+  fi result = transposed();
+  result.conjugate();
+  return result;
+}
+
+void fi::conjugate() {
+  if (isreal()) return;
+  if (double* parts = imagPart_.doubles()) {
+    for (unsigned k = 0; k < numel_; ++k) parts[k] = 0.0 - parts[k];
+  } else {
+    for (unsigned k = 0; k < numel_; ++k) {
+      if (!imagPart_[k].iszero()) imagPart_.negate();
+    }
+  }
+  // What this quantizer records goes with it: nothing is logged.
+  const quantizer silent(getAssignmentQuantizer());
+  silent.quantizeAll(imagPart_);
+}
+
+fi fi::rearrangedBy(const char* name, tessel::Arrays arguments) const {
+  arguments.insert(arguments.begin(), positionMap(dims_));
+  const HostArray positions = tessel::callBuiltin(name, std::move(arguments)).at(0);
+  std::vector<unsigned> indices(positions.numel());
+  std::transform(
+      positions.real<double>(), positions.real<double>() + indices.size(), indices.begin(),
+      [](double position) { return position == 0 ? kNoElement : static_cast<unsigned>(position - 1); });
+  return rearranged(shapeOf(positions), indices);
+}
+
+// ------------------------------------------------------------------------------------- diagonals and triangles
+
+/// A matrix whose elements come from `source(row, column)` in this array, from 0, or `kNoElement`.
+template <class Source>
+fi fi::assembled(unsigned rows, unsigned columns, Source source) const {
+  fi result = blank({rows, columns}, iscomplex());
+  std::vector<unsigned> column(rows);
+  for (unsigned c = 0; c < columns; ++c) {
+    for (unsigned r = 0; r < rows; ++r) column[r] = source(r, c);
+    copyElements(result, ElementVisit::from(c * rows), column, rows);
+  }
+  return result;
+}
+
+fi fi::diag(double k) const {
+  const long long offset = diagonalOf(k);
+  if (numDims() > 2) fail<kDiagNot2D>();
+  const auto down = static_cast<unsigned>(std::min(std::max(-offset, 0LL), 0xFFFFFFFFLL));
+  const auto right = static_cast<unsigned>(std::min(std::max(offset, 0LL), 0xFFFFFFFFLL));
+  if (isvector()) {
+    const std::size_t size = std::size_t{numel_} + down + right;
+    const auto side = static_cast<unsigned>(std::min<std::size_t>(size, 0xFFFFFFFFU));
+    return assembled(side, side, [=](unsigned r, unsigned c) {
+      return r >= down && c >= right && r - down == c - right ? r - down : kNoElement;
+    });
+  }
+  const unsigned rows = rows_ > down ? rows_ - down : 0, columns = cols_ > right ? cols_ - right : 0;
+  return assembled(std::min(rows, columns), 1,
+                   [=, this](unsigned d, unsigned) { return (d + right) * rows_ + d + down; });
+}
+
+/// Keeps the elements for whose diagonal `keeps(diagonal, k)` holds.
+template <class Keeps>
+fi fi::triangle(double k, Keeps keeps) const {
+  if (numDims() > 2) fail<kTrilNot2D>();
+  const long long limit = diagonalOf(k);
+  return assembled(rows_, cols_, [&](unsigned r, unsigned c) {
+    return keeps(static_cast<long long>(c) - static_cast<long long>(r), limit) ? c * rows_ + r : kNoElement;
+  });
+}
+
+fi fi::tril(double k) const {
+  return triangle(k, [](long long diagonal, long long limit) { return diagonal <= limit; });
+}
+
+// Reports its errors under the names of `tril` and `diag`; users know them so.
+fi fi::triu(double k) const {
+  return triangle(k, [](long long diagonal, long long limit) { return diagonal >= limit; });
+}
+
+// ------------------------------------------------------------------------------------------ constant diagonals
+
+/// Column and row stand one after the other in this array.
+fi fi::toeplitzOf(unsigned rows, unsigned columns) const {
+  return assembled(rows, columns, [=](unsigned r, unsigned c) { return r >= c ? r - c : rows + (c - r); });
+}
+
+fi fi::toeplitz() const {
+  if (isempty()) fail<kToeplitzEmpty>("toeplitz");
+  if (iscomplex() && isSlopeBias()) fail<kComplexSlopeBias>("toeplitz(c)");
+  fi row(*this);
+  row.conjugate();
+  return pooled("toeplitz", *this, {this, &row}).toeplitzOf(numel_, numel_);
+}
+
+fi fi::toeplitz(const fi& row) const {
+  if (isempty() || row.isempty()) fail<kToeplitzEmpty>("toeplitz");
+  if (differ(*this, 0, row, 0)) tessel::warn(kDiagonalConflict.identifier, kDiagonalConflict.text);
+  return pooled("toeplitz", *this, {this, &row}).toeplitzOf(numel_, row.numel_);
+}
+
+fi fi::hankel() const {
+  if (isempty()) fail<kHankelEmpty>("hankel");
+  return assembled(numel_, numel_, [this](unsigned r, unsigned c) {
+    const std::size_t place = std::size_t{r} + c;
+    return place < numel_ ? static_cast<unsigned>(place) : kNoElement;
+  });
+}
+
+fi fi::hankel(const fi& row) const {
+  if (isempty() || row.isempty()) fail<kHankelEmpty>("hankel");
+  if (differ(*this, numel_ - 1, row, 0))
+    tessel::warn(kAntiDiagonalConflict.identifier, kAntiDiagonalConflict.text);
+  const unsigned rows = numel_;
+  return pooled("hankel", *this, {this, &row}).assembled(rows, row.numel_, [rows](unsigned r, unsigned c) {
+    return r + c < rows ? r + c : r + c + 1;
+  });
+}
+
+}  // namespace embedded

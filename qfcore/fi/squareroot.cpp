@@ -1,0 +1,279 @@
+/// Square roots: by bisection over the bits of the result, and directly where that gives the same bits.
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+#include "qfcore/fi/assignmentlog.h"
+#include "qfcore/fi/blocks.h"
+#include "qfcore/fi/scratch.h"
+
+namespace embedded {
+
+using EmbeddedTypeSystem::NumericType;
+
+namespace {
+
+constexpr Message kBinaryPointOnly{"numforge:fi:sqrt:binarypointonly",
+                                   "sqrt(A), sqrt(A,T) or sqrt(A,T,F) can only be calculated for FI object A  "
+                                   "and numerictype T when the scaling of A "
+                                   "and T has a fractional slope of 1 and 0 bias (binary-point only scaling)."};
+constexpr Message kUnspecifiedScaling{
+    "numforge:fi:sqrt:unspecifiedscaling",
+    "sqrt(A,T) or sqrt(A,T,F) is not supported when numerictype T has unspecified scaling."};
+constexpr Message kUnspecifiedSign{
+    "numforge:fi:sqrt:unspecifiedsign",
+    "sqrt(A,T) or sqrt(A,T,F) is not supported when numerictype T has unspecified sign."};
+constexpr Message kNoComplex{"numforge:fi:sqrt:nocomplex",
+                             "The sqrt function is not supported for complex fi."};
+constexpr Message kNoNegative{"numforge:fi:sqrt:nonegative",
+                              "The sqrt function is not supported for negative valued fi."};
+constexpr Message kNoBoolean{
+    "numforge:fi:sqrt:nobooleansqrt",
+    "sqrt(A), sqrt(A,T) or sqrt(A,T,F) is not supported when A or T are of datatype boolean."};
+
+/// Fraction and integer bits with which squares and their errors stay normal doubles.
+constexpr int kMaxExponent = 250;
+
+enum class RootRounding { Down, Up, ToNearest };
+
+RootRounding rootRounding(RoundModeEnum mode) {
+  switch (mode) {
+    case RoundModeEnum::fix:
+    case RoundModeEnum::floor: return RootRounding::Down;
+    case RoundModeEnum::ceil: return RootRounding::Up;
+    default: return RootRounding::ToNearest;
+  }
+}
+
+/// The root's word: its largest value, its least step, and how its last bit is rounded.
+struct RootFormat {
+  explicit RootFormat(const fi& result)
+      : largest(result.getAssignmentQuantizer().max()),
+        step(result.getAssignmentQuantizer().eps()),
+        bits(result.getNumericType().wordLength() - result.getNumericType().isSigned()),
+        fractionLength(result.getNumericType().fractionLength()),
+        rounding(rootRounding(result.getFimath().roundMode())) {}
+
+  number largest, step;
+  int bits;  ///< those that are tried: a root has no sign
+  int fractionLength;
+  RootRounding rounding;
+};
+
+/// Roots bit by bit, each candidate squared in the product register.
+class Bisection {
+ public:
+  /// Scratch values have `precision` bits, twice an element's value `elementPrecision` or more.
+  Bisection(const RootFormat& format, const quantizer& squares, unsigned precision, unsigned elementPrecision)
+      : format_(format),
+        squares_(squares),
+        candidate_(precision),
+        trial_(precision),
+        step_(precision),
+        square_(precision),
+        upperSquare_(precision),
+        twice_(std::max(precision, elementPrecision)) {}
+
+  const number& operator()(const number& x) {
+    candidate_ = 0.0;
+    if (x.iszero()) return candidate_;
+    step_ = 1.0;
+    step_.pow2(format_.bits - 1 - format_.fractionLength);
+    for (int bit = 0; bit < format_.bits; ++bit) {
+      trial_ = candidate_;
+      trial_ += step_;
+      if (squareOf(trial_, square_) <= x) candidate_ = trial_;
+      step_.pow2(-1);
+    }
+    if (candidate_ < format_.largest && roundsUp(x)) candidate_ += format_.step;
+    return candidate_;
+  }
+
+ private:
+  const number& squareOf(const number& value, number& square) const {
+    square = value;
+    square *= value;
+    return squares_.quantize(square);
+  }
+
+  bool roundsUp(const number& x) {
+    if (format_.rounding == RootRounding::Down) return false;
+    squareOf(candidate_, square_);
+    if (format_.rounding == RootRounding::Up) return square_ < x;
+    trial_ = candidate_;
+    trial_ += format_.step;
+    // (c + lsb)² − x < x − c², without a difference that would have to be rounded.
+    square_ += squareOf(trial_, upperSquare_);
+    twice_ = x;
+    twice_.pow2(1);
+    return square_ < twice_;
+  }
+
+  const RootFormat& format_;
+  const quantizer& squares_;
+  Scratch candidate_, trial_, step_, square_, upperSquare_, twice_;
+};
+
+// ------------------------------------------------------------------- direct roots, where every square is exact
+// and unlogged
+
+/// The sign of c · d + rest − x, exactly: the product as a double and its error, which takes in the small rest.
+double compareProduct(double c, double d, double rest, double x) {
+  const double high = c * d;
+  const double low = std::fma(c, d, -high) + rest;
+  return (high - x) + low;
+}
+
+template <RootRounding Rounding>
+double directRoot(double x, double largest, double step, double inverseStep) {
+  double root = std::min(std::floor(std::sqrt(x) * inverseStep) * step, largest);
+  const bool isBeyond = compareProduct(root, root, 0, x) > 0;
+  const bool isShort = compareProduct(root + step, root + step, 0, x) <= 0;
+  root += isBeyond ? -step : isShort && root < largest ? step : 0;
+  if constexpr (Rounding == RootRounding::Down) return root;
+  // The mean of both squares is c (c + lsb) + lsb² / 2.
+  const bool up = Rounding == RootRounding::Up ? compareProduct(root, root, 0, x) < 0
+                                               : compareProduct(root, root + step, step * step / 2, x) < 0;
+  return root < largest && up ? root + step : root;
+}
+
+template <RootRounding Rounding>
+QFCORE_VECTORISED void directRoots(double* roots, const double* values, std::size_t count, double largest,
+                                   double step, double inverseStep) {
+  for (std::size_t k = 0; k < count; ++k)
+    roots[k] = directRoot<Rounding>(values[k], largest, step, inverseStep);
+}
+
+void directRoots(double* roots, const double* values, std::size_t count, double largest, double step,
+                 RootRounding rounding) {
+  const double inverse = 1 / step;
+  switch (rounding) {
+    case RootRounding::Down:
+      return directRoots<RootRounding::Down>(roots, values, count, largest, step, inverse);
+    case RootRounding::Up: return directRoots<RootRounding::Up>(roots, values, count, largest, step, inverse);
+    default: return directRoots<RootRounding::ToNearest>(roots, values, count, largest, step, inverse);
+  }
+}
+
+/// The floating-point root, moved to the grid and corrected by one step where it has been rounded.
+class DirectWideRoot {
+ public:
+  DirectWideRoot(const RootFormat& format, unsigned precision)
+      : format_(format),
+        root_(0.0, precision, true),
+        upper_(0.0, precision, true),
+        square_(0.0, precision, true),
+        twice_(0.0, precision, true) {}
+
+  const number& operator()(const number& x) {
+    root_ = x;
+    root_.multiprecision()->sqrt();
+    root_.floor(format_.fractionLength);
+    if (root_ > format_.largest) root_ = format_.largest;
+    if (squareOf(root_) > x) root_ -= format_.step;
+    upper_ = root_;
+    upper_ += format_.step;
+    if (root_ < format_.largest && squareOf(upper_) <= x) {
+      root_ = upper_;
+      upper_ += format_.step;
+    }
+    if (root_ < format_.largest && roundsUp(x)) root_ = upper_;
+    return root_;
+  }
+
+ private:
+  const number& squareOf(const number& value) {
+    square_ = value;
+    square_ *= value;
+    return square_;
+  }
+
+  bool roundsUp(const number& x) {
+    if (format_.rounding == RootRounding::Down) return false;
+    if (format_.rounding == RootRounding::Up) return squareOf(root_) < x;
+    twice_ = x;
+    twice_.pow2(1);
+    twice_ -= squareOf(root_);
+    return squareOf(upper_) < twice_;
+  }
+
+  const RootFormat& format_;
+  number root_, upper_, square_, twice_;
+};
+
+bool isNearOne(const NumericType& type) {
+  return std::abs(type.fractionLength()) <= kMaxExponent &&
+         std::abs(type.wordLength() - type.fractionLength()) <= kMaxExponent;
+}
+
+template <class Root>
+void rootsOf(const fi& x, fi& result, Root root) {
+  for (unsigned k = 0; k < x.numel(); ++k) {
+    x.setIndex(k);
+    result.realPart()[k] = root(x.realPart());
+  }
+}
+
+void directRoots(const fi& x, fi& result, const RootFormat& format) {
+  if (areDoubles(x) && areDoubles(result) && isNearOne(result.getNumericType())) {
+    const double largest = format.largest.todouble(), step = format.step.todouble();
+    return directRoots(result.realPart().doubles(), valuesOf(x, x.realPart()), x.numel(), largest, step,
+                       format.rounding);
+  }
+  // Squares, twice the element and their difference, and a root that the correction of one step makes exact.
+  const unsigned precision = 2 * result.getPrecision() + x.realPart().getprecision() + kDoubleBits;
+  rootsOf(x, result, DirectWideRoot(format, precision));
+}
+
+/// Types without a word: the native root.
+void nativeRoots(const fi& x, fi& result, const quantizer& q) {
+  double* to = result.realPart().doubles();
+  for (unsigned k = 0; k < x.numel(); ++k) {
+    x.setIndex(k);
+    to[k] = std::sqrt(x.realPart().todouble());
+  }
+  q.quantize(to, x.numel());
+}
+
+}  // namespace
+
+bool fi::isAnyElementNegative() const {
+  for (unsigned k = 0; k < numel_; ++k) {
+    setIndex(k);
+    if (isSlopeBias() ? realWorldReal() < 0 : realPart_.isnegative()) return true;
+  }
+  return false;
+}
+
+void fi::sqrtErrorMessage(const NumericType& type) const {
+  if (isSlopeBias() || type.isSlopeBias()) fail<kBinaryPointOnly>();
+  if (type.isScalingUnspecified()) fail<kUnspecifiedScaling>();
+  if (type.isSignUnspecified()) fail<kUnspecifiedSign>();
+  if (iscomplex()) fail<kNoComplex>();
+  if (isAnyElementNegative()) fail<kNoNegative>();
+  if (getNumericType().isBoolean() || type.isBoolean()) fail<kNoBoolean>();
+}
+
+fi fi::sqrtBisection(const NumericType& type, const fimath& math) const {
+  sqrtErrorMessage(type);
+  fi result(dims_.data(), numDims(), type, math, false, tag());
+  if (!type.isFixed()) {
+    result.assignLogged("sqrt", [&] { nativeRoots(*this, result, result.assignmentQuantizerInUse()); });
+    return result;
+  }
+  const NumericType squareType = result.getProductTypeForMpyOp(result);
+  fi squares = result.initializeProductRegister(squareType, squareType, math, 2 * result.getPrecision());
+  const quantizer& q = squares.assignmentQuantizer_;
+  const RootFormat format(result);
+  if (!elementPathOnly() && !q.logger().isOn() && holdsProducts(squareType, type, type)) {
+    directRoots(*this, result, format);
+    return result;
+  }
+  const unsigned precision = std::max(productPrecision(type, type, squareType), result.getPrecision() + 1);
+  rootsOf(*this, result, Bisection(format, q, precision, realPart_.getprecision()));
+  result.assignLogged("sqrt", [&] { result.quantizeAll(); });
+  finishProducts(nullptr, squares, "sqrt");
+  return result;
+}
+
+}  // namespace embedded

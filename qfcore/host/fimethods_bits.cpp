@@ -1,0 +1,79 @@
+/// Methods of `embedded.fi` on the bits of stored integers.
+#include <cmath>
+#include <limits>
+
+#include "qfcore/host/FiObjClass.h"
+#include "qfcore/host/NumericTypeObjClass.h"
+
+namespace embedded::host {
+
+namespace {
+
+constexpr Message kNotInteger{"numforge:fi:shift:notinteger",
+                              "The second argument of '%s' must be a real integer scalar."};
+
+/// The values of an argument, wrapped or not, as host numbers.
+HostArray valuesOf(const HostArray& argument) {
+  const fi* x = unwrapped<fi>(argument);
+  return x ? x->getDoubleHostArray() : argument;
+}
+
+/// bitset(a, bit), bitset(a, bit, value)
+Arrays bitset(Arrays& inputs, int) {
+  const fi& x = fiArgument(inputs[0]);
+  if (inputs.size() == 2) return {toHost(x.bitset(valuesOf(inputs[1])))};
+  return {toHost(x.bitset(valuesOf(inputs[1]), valuesOf(inputs[2])))};
+}
+
+Arrays bitget(Arrays& inputs, int) { return {toHost(fiArgument(inputs[0]).bitget(valuesOf(inputs[1])))}; }
+
+int integerArgument(const HostArray& argument, const char* name) {
+  const HostArray value = valuesOf(argument);
+  const bool isScalar = value.isScalar() && (value.isNumeric() || value.isLogical()) && !value.isComplex();
+  const double number = isScalar ? value.realAt(0) : std::nan("");
+  if (!(std::fabs(number) <= std::numeric_limits<int>::max()) || number != std::floor(number))
+    fail<kNotInteger>(name);
+  return static_cast<int>(number);
+}
+
+Arrays bitshift(Arrays& inputs, int) {
+  return {toHost(fiArgument(inputs[0]).bitshift(integerArgument(inputs[1], "bitshift")))};
+}
+
+/// pow2(a, n), pow2(a, n, movesPoint)
+Arrays pow2(Arrays& inputs, int) {
+  const bool movesPoint = inputs.size() > 2 && inputs[2].scalarValue() != 0;
+  return {toHost(fiArgument(inputs[0]).pow2(integerArgument(inputs[1], "pow2"), movesPoint))};
+}
+
+Arrays reinterpretcast(Arrays& inputs, int) {
+  return {toHost(fiArgument(inputs[0]).reinterpretcast(numericTypeArgument(inputs[1])))};
+}
+
+const Method kMethods[] = {
+    {"bitand", 2, 2, 1, binaryMethod<&fi::fibitand, operandInTypeOf>,
+     "bitand(a, b): bit by bit, in the type of both."},
+    {"bitor", 2, 2, 1, binaryMethod<&fi::fibitor, operandInTypeOf>,
+     "bitor(a, b): bit by bit, in the type of both."},
+    {"bitxor", 2, 2, 1, binaryMethod<&fi::bitxor, operandInTypeOf>,
+     "bitxor(a, b): bit by bit, in the type of both."},
+    {"bitcmp", 1, 1, 1, askArray<&fi::bitcmp>, "bitcmp(a): every bit complemented."},
+    {"bitset", 2, 3, 1, bitset, "bitset(a, bit, value): one bit, 1 the least significant, made 1 or `value`."},
+    {"bitget", 2, 2, 1, bitget,
+     "bitget(a, bit): one bit, 1 the least significant, as an unsigned word of 1 bit."},
+    {"bitshift", 2, 2, 1, bitshift,
+     "bitshift(a, k): stored integers times 2^k, rounded down; the overflow mode brings them into range."},
+    {"pow2", 2, 3, 1, pow2,
+     "pow2(a, n), pow2(a, n, true): a times 2^n in the type of a; exactly, by moving the binary point."},
+    {"intmin", 1, 1, 1, askArray<&fi::intmin>, "intmin(a): the smallest stored integer of the type."},
+    {"intmax", 1, 1, 1, askArray<&fi::intmax>, "intmax(a): the largest stored integer of the type."},
+    {"stripscaling", 1, 1, 1, askArray<&fi::stripscaling>, "stripscaling(a): the stored integers as values."},
+    {"reinterpretcast", 2, 2, 1, reinterpretcast,
+     "reinterpretcast(a, T): the same bits read in another type of the same word length."},
+};
+
+}  // namespace
+
+std::span<const Method> bitMethods() { return kMethods; }
+
+}  // namespace embedded::host

@@ -1,0 +1,197 @@
+/// Methods of `embedded.fi` that put elements elsewhere.
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <limits>
+
+#include "qfcore/host/FiObjClass.h"
+#include "tessel/interpreter.h"
+
+namespace embedded::host {
+
+namespace {
+
+constexpr Message kBadSortArgument{"numforge:fi:sort:badargument",
+                                   "SORT takes a dimension from 1 on and 'ascend' or 'descend'."};
+constexpr Message kSizesNotDouble{"numforge:fi:reshape:siz_not_double",
+                                  "FI_RESHAPE expecting DOUBLE for the SIZ vector."};
+
+Arrays argumentsFrom(const Arrays& inputs, std::size_t first) {
+  return Arrays(inputs.begin() + static_cast<std::ptrdiff_t>(first), inputs.end());
+}
+
+/// An argument as an array in the type of `model`, which it is quantized into once.
+fi inTypeOf(const fi& model, const HostArray& array) {
+  if (const fi* value = unwrapped<fi>(array)) return *value;
+  fi result = model;
+  result.setDataHostArray(array);
+  return result;
+}
+
+// ----------------------------------------------------------------------------------------------- concatenation
+
+/// Joins arrays, from argument `first` on, in the type of the first that is a fi. With a cell among them the
+/// host makes a cell of all.
+Arrays join(const char* name, Arrays& inputs, std::size_t first) {
+  const auto begin = inputs.begin() + static_cast<std::ptrdiff_t>(std::min(first, inputs.size()));
+  const auto model =
+      std::find_if(begin, inputs.end(), [](const HostArray& a) { return unwrapped<fi>(a) != nullptr; });
+  const bool isCell = std::any_of(begin, inputs.end(), [](const HostArray& a) { return a.isCell(); });
+  if (isCell || model == inputs.end()) return tessel::callBuiltin(name, inputs);
+  std::vector<fi> converted;
+  converted.reserve(inputs.size());
+  std::vector<const fi*> operands;
+  for (auto input = begin; input != inputs.end(); ++input) {
+    const fi* value = unwrapped<fi>(*input);
+    operands.push_back(value ? value : &converted.emplace_back(fi::unquantized(*input)));
+  }
+  return {toHost(fi::joined(name, *unwrapped<fi>(*model), operands, Arrays(inputs.begin(), begin)))};
+}
+
+Arrays horzcat(Arrays& inputs, int) { return join("horzcat", inputs, 0); }
+Arrays vertcat(Arrays& inputs, int) { return join("vertcat", inputs, 0); }
+Arrays cat(Arrays& inputs, int) { return join("cat", inputs, 1); }
+
+// ------------------------------------------------------------------------------------- by the host's positions
+
+template <const auto& Name>
+Arrays rearrange(Arrays& inputs, int) {
+  return {toHost(fiArgument(inputs[0]).rearrangedBy(Name, argumentsFrom(inputs, 1)))};
+}
+
+constexpr char kCircshift[] = "circshift", kFlip[] = "flip", kFliplr[] = "fliplr", kFlipud[] = "flipud",
+               kIpermute[] = "ipermute", kPermute[] = "permute", kRepmat[] = "repmat", kRot90[] = "rot90";
+
+/// reshape(a, [m n ...]), reshape(a, m, n, ...): the host reads the sizes, on an array of the same count.
+Arrays reshape(Arrays& inputs, int) {
+  const fi& x = fiArgument(inputs[0]);
+  for (std::size_t k = 1; k < inputs.size(); ++k) {
+    if (inputs[k].arrayClass() != tessel::ArrayClass::Double) fail<kSizesNotDouble>();
+  }
+  if (inputs.size() == 2) return {toHost(x.reshape(inputs[1]))};
+  Arrays arguments = argumentsFrom(inputs, 0);
+  arguments[0] =
+      HostArray::zeros(tessel::ArrayClass::Logical, tessel::Dimensions(x.dims().begin(), x.dims().end()));
+  const HostArray reshaped = tessel::callBuiltin("reshape", std::move(arguments)).at(0);
+  HostArray sizes = HostArray::zeros(tessel::ArrayClass::Double, {1, reshaped.dims().size()});
+  std::copy(reshaped.dims().begin(), reshaped.dims().end(), sizes.mutableReal<double>());
+  return {toHost(x.reshape(sizes))};
+}
+
+// -------------------------------------------------------------------------------------------- matrix structure
+
+/// The number of a diagonal; NaN, which every operation refuses, for what is no number.
+double diagonalArgument(const Arrays& inputs) {
+  if (inputs.size() < 2) return 0;
+  const HostArray& k = inputs[1];
+  const bool isNumber = (k.isNumeric() || k.isLogical()) && k.isScalar() && !k.isComplex();
+  return isNumber ? k.realAt(0) : std::numeric_limits<double>::quiet_NaN();
+}
+
+template <auto Operation>
+Arrays onDiagonal(Arrays& inputs, int) {
+  return {toHost((fiArgument(inputs[0]).*Operation)(diagonalArgument(inputs)))};
+}
+
+using Unary = fi (fi::*)() const;
+using Binary = fi (fi::*)(const fi&) const;
+
+/// A method of one array or of two, of which the first, or else the second, gives the type.
+template <Unary One, Binary Two>
+Arrays ofOneOrTwo(Arrays& inputs, int) {
+  if (inputs.size() == 1) return {toHost((fiArgument(inputs[0]).*One)())};
+  if (const fi* first = unwrapped<fi>(inputs[0])) {
+    const fi* second = unwrapped<fi>(inputs[1]);
+    return {toHost((first->*Two)(second ? *second : fi::unquantized(inputs[1])))};
+  }
+  const fi& second = fiArgument(inputs[1]);
+  return {toHost((inTypeOf(second, inputs[0]).*Two)(second))};
+}
+
+// ----------------------------------------------------------------------------------------------------- sorting
+
+/// sort(a), sort(a, dim), sort(a, 'descend'), sort(a, dim, 'descend').
+Arrays sort(Arrays& inputs, int) {
+  const fi& x = fiArgument(inputs[0]);
+  bool ascending = true;
+  if (inputs.size() > 1 && inputs.back().isChar()) {
+    const std::string direction = inputs.back().toText();
+    if (!equalIgnoringCase(direction, "ascend") && !equalIgnoringCase(direction, "descend"))
+      fail<kBadSortArgument>();
+    ascending = equalIgnoringCase(direction, "ascend");
+    inputs.pop_back();
+  }
+  unsigned dimension = 1;
+  if (inputs.size() > 1) {
+    const double given = inputs[1].scalarValue();
+    if (!(given >= 1 && given <= 255) || given != std::floor(given)) fail<kBadSortArgument>();
+    dimension = static_cast<unsigned>(given);
+  } else {
+    while (dimension < x.numDims() && x.getDimension(dimension) == 1) ++dimension;
+  }
+  unsigned stride = 1;
+  for (unsigned d = 1; d < dimension; ++d) stride *= x.getDimension(d);
+  HostArray index;
+  fi sorted = x.stridesort(ascending, stride, x.getDimension(dimension), &index);
+  return {toHost(std::move(sorted)), std::move(index)};
+}
+
+/// stridesort2(a, ascending, stride, length)
+Arrays stridesort2(Arrays& inputs, int) {
+  const auto count = [&](std::size_t k) {
+    const double value = inputs[k].scalarValue();
+    return value >= 1 && value < 4294967296.0 ? static_cast<unsigned>(value) : 0U;
+  };
+  HostArray index;
+  fi sorted = fiArgument(inputs[0]).stridesort(inputs[1].scalarValue() != 0, count(2), count(3), &index);
+  return {toHost(std::move(sorted)), std::move(index)};
+}
+
+Arrays stridesort(Arrays& inputs, int outputCount) {
+  Arrays results = stridesort2(inputs, outputCount);
+  results.pop_back();
+  return results;
+}
+
+const Method kMethods[] = {
+    {"horzcat", 1, -1, 1, horzcat, "horzcat(a, b, ...), [a b]: side by side, in the type of the first fi."},
+    {"vertcat", 1, -1, 1, vertcat,
+     "vertcat(a, b, ...), [a; b]: below each other, in the type of the first fi."},
+    {"cat", 1, -1, 1, cat, "cat(dim, a, b, ...): joined along a dimension, in the type of the first fi."},
+    {"repmat", 2, -1, 1, rearrange<kRepmat>, "repmat(a, m, n, ...): copies of a side by side."},
+    {"permute", 2, 2, 1, rearrange<kPermute>, "permute(a, order): the dimensions in another order."},
+    {"ipermute", 2, 2, 1, rearrange<kIpermute>, "ipermute(a, order): undoes permute(a, order)."},
+    {"flip", 1, 2, 1, rearrange<kFlip>, "flip(a, dim): the elements in reverse order along a dimension."},
+    {"fliplr", 1, 1, 1, rearrange<kFliplr>, "fliplr(a): left and right exchanged."},
+    {"flipud", 1, 1, 1, rearrange<kFlipud>, "flipud(a): up and down exchanged."},
+    {"rot90", 1, 2, 1, rearrange<kRot90>, "rot90(a, k): turned by k quarters counterclockwise."},
+    {"circshift", 2, 3, 1, rearrange<kCircshift>, "circshift(a, k, dim): moved by k elements in a circle."},
+    {"reshape", 2, -1, 1, reshape,
+     "reshape(a, [m n ...]), reshape(a, m, n, ...): the elements in other sizes."},
+    {"squeeze", 1, 1, 1, askArray<&fi::squeeze>, "squeeze(a): without dimensions of size 1."},
+    {"transpose", 1, 1, 1, askArray<&fi::transpose>, "transpose(a), a.': rows and columns exchanged."},
+    {"ctranspose", 1, 1, 1, askArray<&fi::ctranspose>, "ctranspose(a), a': transposed and conjugated."},
+    {"diag", 1, 2, 1, onDiagonal<&fi::diag>,
+     "diag(v, k), diag(a, k): v on the k-th diagonal; the diagonal of a."},
+    {"tril", 1, 2, 1, onDiagonal<&fi::tril>, "tril(a, k): a up to its k-th diagonal."},
+    {"triu", 1, 2, 1, onDiagonal<&fi::triu>, "triu(a, k): a from its k-th diagonal."},
+    {"toeplitz", 1, 2, 1, ofOneOrTwo<&fi::toeplitz, &fi::toeplitz>,
+     "toeplitz(c), toeplitz(c, r): constant diagonals, first column c and first row r."},
+    {"hankel", 1, 2, 1, ofOneOrTwo<&fi::hankel, &fi::hankel>,
+     "hankel(c), hankel(c, r): constant anti-diagonals, first column c and last row r."},
+    {"complex", 1, 2, 1, ofOneOrTwo<&fi::complex, &fi::complex>, "complex(a, b): a + i*b, in the type of a."},
+    {"binaryop_complex", 1, 2, 1, ofOneOrTwo<&fi::complex, &fi::complex>,
+     "binaryop_complex(a, b): as complex(a, b)."},
+    {"sort", 1, 3, 2, sort, "[s, i] = sort(a, dim, 'descend'): the elements in order, and where they stood."},
+    {"basesort", 1, 3, 2, sort, "[s, i] = basesort(a, dim, 'descend'): as sort."},
+    {"stridesort", 4, 4, 1, stridesort,
+     "stridesort(a, ascending, stride, length): sequences of elements that stand apart, in order."},
+    {"stridesort2", 4, 4, 2, stridesort2,
+     "[s, i] = stridesort2(a, ascending, stride, length): as stridesort, and where they stood."},
+};
+
+}  // namespace
+
+std::span<const Method> shapeMethods() { return kMethods; }
+
+}  // namespace embedded::host

@@ -1,0 +1,389 @@
+/// Round trips through host arrays, integer layouts and text, compared with stored integers in GMP.
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <sstream>
+
+#include "qfcore/fi/intarray.h"
+#include "qfcore/number/radix.h"
+#include "qfcore/types/features.h"
+#include "tests/fi/arrays.h"
+
+namespace embedded {
+namespace {
+
+using EmbeddedTypeSystem::DataTypeEnum;
+using reference::contents;
+using reference::errorOf;
+using reference::Random;
+using reference::storedOf;
+using tessel::ArrayClass;
+using tessel::HostArray;
+using ChunkMode = fi::IntArrayChunkMode;
+using DimensionMode = fi::IntArrayDimensionMode;
+
+struct FootprintSwitch {
+  explicit FootprintSwitch(bool on) : before(std::exchange(s_feature_fi_33plus_memory_footprint, on)) {}
+  ~FootprintSwitch() { s_feature_fi_33plus_memory_footprint = before; }
+  bool before;
+};
+
+mpz_class patternOf(const fi& x, unsigned k, bool imaginary) {
+  const mpz_class stored =
+      storedOf(imaginary ? reference::imagOf(x, k) : reference::valueOf(x, k), x.getNumericType());
+  return reference::Format{true, x.getNumericType().wordLength(), 0}.pattern(stored);
+}
+
+/// The integer in `count` consecutive elements of an array, least significant first.
+mpz_class integerAt(const HostArray& array, std::size_t first, std::size_t count, bool imaginary) {
+  mpz_class result = 0;
+  tessel::visitElementType(array.arrayClass(), [&](auto element) {
+    using Element = decltype(element);
+    const Element* part = imaginary ? array.imag<Element>() : array.real<Element>();
+    for (std::size_t i = count; i-- > 0;) {
+      result <<= static_cast<mp_bitcnt_t>(8 * sizeof(Element));
+      const auto bits = static_cast<std::uint64_t>(part[first + i]);
+      const int unused = 64 - 8 * static_cast<int>(sizeof(Element));
+      result += static_cast<unsigned long>(unused == 0 ? bits : bits << unused >> unused);
+    }
+  });
+  return result;
+}
+
+/// Every element of `array` is the pattern of its element in `x`, extended by its sign where that is asked for.
+void expectPatterns(const HostArray& array, const fi& x, bool isExtended) {
+  ASSERT_EQ(array.isComplex(), x.iscomplex());
+  if (x.isempty()) return;
+  ASSERT_EQ(array.numel() % x.numel(), 0U);
+  const std::size_t each = array.numel() / x.numel();
+  std::size_t bits = 0;
+  tessel::visitElementType(array.arrayClass(), [&](auto element) { bits = 8 * sizeof element * each; });
+  for (unsigned k = 0; k < x.numel(); ++k) {
+    for (const bool imaginary : {false, true}) {
+      if (imaginary && x.isreal()) break;
+      mpz_class expected = patternOf(x, k, imaginary);
+      const int w = x.getNumericType().wordLength();
+      if (isExtended && x.getNumericType().isSigned() && mpz_tstbit(expected.get_mpz_t(), w - 1)) {
+        expected += reference::pow2(static_cast<int>(bits)) - reference::pow2(w);
+      }
+      EXPECT_EQ(integerAt(array, k * each, each, imaginary), expected) << x.getNumericType().tostring();
+    }
+  }
+}
+
+TEST(StoredIntegers, ChunksCarryEveryWordAndReadBack) {
+  Random random;
+  for (int trial = 0; trial < 300; ++trial) {
+    const fi x = random.array(reference::randomDims(random, random.integer(2, 4), 4), random.type(1, 300), {},
+                              random.coin());
+    const auto chunkMode =
+        x.getNumericType().wordLength() <= 128 && random.coin() ? ChunkMode::Fixed128 : ChunkMode::AsNeeded;
+    const auto dimensionMode = random.coin() ? DimensionMode::FirstDimension : DimensionMode::NewDimension;
+    const HostArray chunks = x.getIntArrayHostArray(chunkMode, dimensionMode);
+    expectPatterns(chunks, x, false);
+    fi back(x.dims().data(), x.numDims(), x.getNumericType());
+    back.setIntArrayHostArray(chunks, chunkMode, dimensionMode);
+    EXPECT_EQ(contents(back), contents(x)) << x.getNumericType().tostring();
+    if (dimensionMode == DimensionMode::NewDimension || !x.getNumericType().isFixed()) continue;
+    const fi fresh = fi::convertIntArrayToFiArray(chunks, x.getNumericType(), {}, chunkMode, dimensionMode);
+    if (x.getNumericType().wordLength() > 32) {
+      EXPECT_EQ(contents(fresh), contents(x));
+    }
+  }
+}
+
+TEST(StoredIntegers, CorvaneLayoutReadsBackUnderBothSwitches) {
+  Random random;
+  for (int trial = 0; trial < 400; ++trial) {
+    const FootprintSwitch footprint(random.coin());
+    const fi x = random.array(reference::randomDims(random, random.integer(2, 3), 4), random.type(1, 128), {},
+                              random.coin());
+    const int w = x.getNumericType().wordLength();
+    const HostArray layout = x.getCorvaneIntArray();
+    const bool isExtended = w > 32 && s_feature_fi_33plus_memory_footprint;
+    const bool isSigned = x.getNumericType().isSigned();
+    EXPECT_EQ(layout.arrayClass(), !isExtended           ? ArrayClass::Uint32
+                                   : isSigned && w <= 64 ? ArrayClass::Int64
+                                                         : ArrayClass::Uint64);
+    expectPatterns(layout, x, isExtended);
+    fi back(x.dims().data(), x.numDims(), x.getNumericType());
+    back.setCorvaneIntArray(layout);
+    EXPECT_EQ(contents(back), contents(x)) << x.getNumericType().tostring();
+    fi native(2U, 2U, x.getNumericType());
+    native.setFromSIArray(x.createCVArray());
+    EXPECT_EQ(contents(native), contents(x)) << x.getNumericType().tostring();
+    const fi converted = fi::convertCorvaneIntArrayToFiArray(x.getCorvaneArray(), isSigned, w,
+                                                             x.getNumericType().fractionLength());
+    EXPECT_EQ(contents(converted), contents(x));
+  }
+}
+
+TEST(StoredIntegers, IntegersOfTheHostAreExactUpTo64Bits) {
+  Random random;
+  for (int trial = 0; trial < 300; ++trial) {
+    const fi x = random.array(reference::randomDims(random, 2, 5), random.type(1, 64), {}, random.coin());
+    const int w = x.getNumericType().wordLength();
+    const HostArray integers = x.getIntHostArray();
+    constexpr ArrayClass kSigned[] = {ArrayClass::Int8, ArrayClass::Int16, ArrayClass::Int32,
+                                      ArrayClass::Int64};
+    constexpr ArrayClass kUnsigned[] = {ArrayClass::Uint8, ArrayClass::Uint16, ArrayClass::Uint32,
+                                        ArrayClass::Uint64};
+    const int size = w <= 8 ? 0 : w <= 16 ? 1 : w <= 32 ? 2 : 3;
+    EXPECT_EQ(integers.arrayClass(), (x.getNumericType().isSigned() ? kSigned : kUnsigned)[size]);
+    expectPatterns(integers, x, true);
+    fi back(1U, 1U, x.getNumericType());
+    back.setIntHostArray(integers);
+    EXPECT_EQ(contents(back), contents(x)) << x.getNumericType().tostring();
+    back.setDataHostArray(x.getDoubleHostArray());
+    if (w <= 53) {
+      EXPECT_EQ(contents(back), contents(x));
+    }
+  }
+}
+
+TEST(StoredIntegers, ValuesThatDoNotFitAreQuantizedOnce) {
+  Random random;
+  for (int trial = 0; trial < 2000; ++trial) {
+    const NumericType type = random.type(1, 90);
+    const fimath math(random.roundMode(), random.overflowMode());
+    fi x(0.0, type, math);
+    const bool wide = static_cast<unsigned>(type.wordLength()) > kMaxDoublePrecision;
+    mpq_class stored;
+    bool inDoubles = !wide;
+    if (random.coin()) {
+      const double value = std::ldexp(random.integer(-99999, 99999), random.integer(-10, 10));
+      stored = mpq_class(value);
+      x.setIntHostArray(HostArray::scalar(value));
+    } else {
+      const mpz_class bits = random.bits(63);
+      const auto value = static_cast<std::int64_t>(bits.get_si()) * (random.coin() ? 1 : -1);
+      stored = mpq_class(mpz_class(static_cast<long>(value)));
+      inDoubles = inDoubles && abs(stored) <= reference::pow2(53);
+      x.setIntHostArray(HostArray::scalarOf(value));
+    }
+    const mpq_class held = reference::scaled(stored, -type.fractionLength());
+    EXPECT_EQ(reference::valueOf(x, 0),
+              reference::quantized(held, type, math.roundMode(), math.overflowMode(), nullptr, inDoubles))
+        << stored << " " << reference::described(type, math);
+  }
+}
+
+TEST(StoredIntegers, ShapesOfTheLayouts) {
+  const unsigned dims[] = {3, 2}, line[] = {1, 5};
+  const fi wide(0.0, dims, 2, NumericType(true, 70, 0)), narrow(0.0, line, 2, NumericType(true, 40, 0));
+  using tessel::Dimensions;
+  EXPECT_EQ(wide.getIntArray().dims(), (Dimensions{3, 3, 2}));
+  EXPECT_EQ(wide.getIntArray(ChunkMode::Fixed128, DimensionMode::FirstDimension).dims(), (Dimensions{12, 2}));
+  EXPECT_EQ(narrow.getIntArray().dims(), (Dimensions{2, 5}));
+  EXPECT_EQ(narrow.getCorvaneIntArray().dims(), (Dimensions{1, 5}));
+  EXPECT_EQ(wide.getCorvaneIntArray().dims(), (Dimensions{6, 2}));
+  EXPECT_EQ(narrow.getCorvaneArray32MemoryFootPrint().dims(), (Dimensions{4, 5}));
+  fi fromTwoRows(1U, 1U, NumericType(true, 40, 0));
+  fromTwoRows.setIntArray(HostArray::zeros(ArrayClass::Uint32, {4, 3}));
+  EXPECT_EQ(contents(fromTwoRows), "2x3x 0 0 0 0 0 0");
+}
+
+// -------------------------------------------------------------------------------------------------------- text
+
+TEST(RadixText, EveryBaseReadsBack) {
+  Random random;
+  for (int trial = 0; trial < 250; ++trial) {
+    const int base = random.integer(2, 18);
+    std::vector<unsigned> dims = reference::randomDims(random, 2, 4);
+    for (unsigned& size : dims) size = std::max(size, 1U);
+    const fi x = random.array(dims, random.type(1, 300), {}, random.coin());
+    const HostArray text = x.num2base(base);
+    const auto digits = static_cast<std::size_t>(radixDigits(x.getNumericType().wordLength(), base));
+    const std::size_t width = x.isreal() ? digits + 3 : 2 * digits + 8;
+    EXPECT_EQ(text.dims(), (tessel::Dimensions{x.rows(), x.cols() * width - 3}));
+    const std::vector<std::string> lines = text.textRows();
+    for (unsigned k = 0; k < x.numel(); ++k) {
+      std::istringstream field(lines[k % x.rows()].substr(k / x.rows() * width, width));
+      std::string real, plus, imaginary;
+      field >> real >> plus >> imaginary;
+      EXPECT_EQ(mpz_class(real, base), patternOf(x, k, false));
+      if (x.iscomplex()) {
+        EXPECT_EQ(imaginary.back(), 'i');
+        imaginary.pop_back();
+        EXPECT_EQ(mpz_class(imaginary, base), patternOf(x, k, true));
+      }
+    }
+    fi back(1U, 1U, x.getNumericType());
+    back.base2num(text, base);
+    EXPECT_EQ(contents(back), contents(x)) << base << " " << x.getNumericType().tostring();
+
+    const std::vector<std::string> signedLines = x.num2sdec().textRows();
+    std::istringstream first(signedLines[0]);
+    std::string value;
+    first >> value;
+    EXPECT_EQ(mpz_class(value, 10), storedOf(reference::valueOf(x, 0), x.getNumericType()));
+  }
+}
+
+TEST(RadixText, FloatingPointPatternsReadBack) {
+  for (const DataTypeEnum dataType : {DataTypeEnum::Double, DataTypeEnum::Single}) {
+    NumericType type;
+    type.setDataType(dataType);
+    const HostArray values = reference::row({1.5, -0.0, 1e-30, -3.25, std::numeric_limits<double>::infinity()});
+    const fi x(&values, type);
+    fi back(1U, 1U, type);
+    back.base2num(x.num2base(16), 16);
+    const auto* expected = x.realPart().doubles();
+    EXPECT_TRUE(std::equal(expected, expected + 5, back.realPart().doubles()));
+    EXPECT_EQ(x.num2base(16).textRows()[0].substr(0, 4), dataType == DataTypeEnum::Double ? "3ff8" : "3fc0");
+    EXPECT_EQ(errorOf([&] { x.num2sdec(); }), "numforge:quantizer:sdec:fixedonly");
+  }
+}
+
+TEST(RadixText, PatternsBeyondTheWordAreQuantized) {
+  fi saturating(0.0, NumericType(true, 8, 0), fimath(RoundModeEnum::floor, OverflowModeEnum::saturate));
+  fi wrapping(0.0, NumericType(false, 52, 0), fimath(RoundModeEnum::floor, OverflowModeEnum::wrap));
+  saturating.base2num(HostArray::text("100, 0ff\t00300"), 10 + 6);
+  EXPECT_EQ(contents(saturating), "1x3x 127 -1 127");
+  // 2^64 + 2^52 + 1 is no double.
+  wrapping.base2num(HostArray::text("18451247673336922113"), 10);
+  EXPECT_EQ(contents(wrapping), "1x1x 1");
+  wrapping.base2num(HostArray::text("1 + 2i 3 4i"), 10);
+  EXPECT_EQ(contents(wrapping), "1x2x 1+i2 3+i4");
+}
+
+// --------------------------------------------------------------------------------------------- errors, records
+
+struct ErrorRow {
+  const char* identifier;
+  const char* text;
+  void (*action)(fi& x);
+};
+
+HostArray chars(const std::vector<std::string>& rows) { return HostArray::charMatrix(rows); }
+HostArray uint32(tessel::Dimensions dims) { return HostArray::zeros(ArrayClass::Uint32, std::move(dims)); }
+
+const ErrorRow kErrors[] = {
+    {"numforge:fi:double:notdouble", "Attempting to set DOUBLE property of FI with non-double values.",
+     [](fi& x) { x.setDoubleHostArray(HostArray::scalarOf(1.0F)); }},
+    {"numforge:fi:data:notnumeric", "Set DATA only valid for built-in numeric data types",
+     [](fi& x) { x.setDataHostArray(HostArray::text("1")); }},
+    {"numforge:fi:int:notnumeric", "INT is only valid for numeric data",
+     [](fi& x) {
+       x.setIntHostArray(HostArray::cell({1, 1}));
+     }},
+    {"numforge:nofixednan", nullptr,
+     [](fi& x) {
+       x.setDoubleHostArray(reference::row({1, NAN}));
+     }},
+    {"numforge:nofixedinf", nullptr,
+     [](fi& x) {
+       x.setIntHostArray(reference::row({1, INFINITY}));
+     }},
+    {"numforge:nofixednan", nullptr, [](fi& x) { x.setDataHostArray(HostArray::scalarOf(NAN)); }},
+    {"numforge:nologicalcomplex", nullptr, [](fi& x) { x.complex().getBooleanHostArray(); }},
+    {"numforge:fi:intarray:leadingdim", "First dimension of integer array must be divisible by 2.",
+     [](fi& x) {
+       x.setIntArray(uint32({5, 1}));
+     }},
+    {"numforge:fi:intarray:not_uint32", "Integer array must be uint32 when wordLength is greater than 32.",
+     [](fi& x) { x.setIntArray(HostArray::scalarOf<std::int16_t>(1)); }},
+    {"numforge:fi:intarray:not_uint32", nullptr, [](fi& x) { x.setCorvaneIntArray(HostArray::scalar(1)); }},
+    {"numforge:fi:corvanearray:TooBigWordLength",
+     "Corvane fixed-point data types must have word lengths less than or equal to 128 bits",
+     [](fi&) {
+       fi(0.0, NumericType(true, 129, 0)).setCorvaneIntArray(uint32({4, 1}));
+     }},
+    {"numforge:fi:setSIArray:DataTypeNotSupported", "Data type not supported.",
+     [](fi& x) {
+       x.setFromSIArray({ArrayClass::Char, {1, 1}, {std::byte{1}}, {}});
+     }},
+    {"numforge:fi:base2num:BadBase", "fi::base2num base must be between 2 and 18 inclusive",
+     [](fi& x) { x.base2num(chars({"1"}), 19); }},
+    {"numforge:fi:base2num:BadBase", nullptr, [](fi& x) { x.base2num(HostArray::scalar(1), 1); }},
+    {"numforge:fi:base2num:NotCharArray", "fi::base2num input array not a character array",
+     [](fi& x) { x.base2num(HostArray::scalar(1), 2); }},
+    {"numforge:fi:base2num:EmptyInput", "fi::base2num input array contains no elements",
+     [](fi& x) { x.base2num(chars({" ,\t"}), 2); }},
+    {"numforge:fi:base2num:InvalidElement", "Input array invalid at element (2,2)",
+     [](fi& x) {
+       x.base2num(chars({"10 101", "10 102"}), 2);
+     }},
+    {"numforge:fi:base2num:InvalidElement", "Input array invalid at element (2,2)",
+     [](fi& x) {
+       x.base2num(chars({"10 101", "10"}), 2);
+     }},
+    {"numforge:fi:base2num:InvalidElement", "Input array invalid at element (2,3)",
+     [](fi& x) {
+       x.base2num(chars({"10 101", "1 0 1"}), 2);
+     }},
+    {"numforge:fi:base2num:InvalidElement", "Input array invalid at element (1,2)",
+     [](fi& x) { x.base2num(chars({"1b 1c"}), 12); }},
+    {"numforge:fi:base2num:InvalidElement", "Input array invalid at element (1,4)",
+     [](fi& x) { x.base2num(chars({"1 1i 1"}), 2); }},
+    {"numforge:fi:num2base:BadBase", nullptr, [](fi& x) { x.num2base(1); }},
+};
+
+TEST(Conversions, ErrorsLeaveTheArrayAsItWas) {
+  Random random;
+  for (const ErrorRow& expected : kErrors) {
+    fi x = random.array({2, 3}, NumericType(true, 40, 4), {}, false);
+    const std::string before = contents(x);
+    const auto failure = reference::failureOf([&] { expected.action(x); });
+    ASSERT_TRUE(failure) << expected.identifier;
+    EXPECT_EQ(failure->identifier, expected.identifier);
+    EXPECT_EQ(failure->text, expected.text ? expected.text : failure->text);
+    EXPECT_EQ(contents(x), before) << expected.identifier;
+  }
+  NumericType scaled(true, 16, 4);
+  scaled.setDataType(DataTypeEnum::ScaledDouble);
+  fi x(1.0, scaled);
+  EXPECT_EQ(errorOf([&] { x.num2base(2); }), "numforge:fi:scaleddoublenotdefined");
+  EXPECT_EQ(errorOf([&] { x.num2sdec(); }), "numforge:fi:scaleddoublenotdefined");
+  EXPECT_EQ(errorOf([&] { x.base2num(chars({"1"}), 2); }), "numforge:fi:scaleddoublenotdefined");
+}
+
+TEST(Conversions, IntWarnsAsTheSwitchSays) {
+  const auto warningOf = [](int wordLength, bool footprint) {
+    const FootprintSwitch on(footprint);
+    tessel::lastWarning() = {};
+    const HostArray integers = fi(5.0, NumericType(true, wordLength, 1)).getIntHostArray();
+    EXPECT_EQ(integers.realAt(0), 10);
+    const std::string& identifier = tessel::lastWarning().identifier;
+    EXPECT_EQ(integers.arrayClass() == ArrayClass::Double, !identifier.empty());
+    return identifier;
+  };
+  for (const bool footprint : {false, true}) {
+    EXPECT_EQ(warningOf(32, footprint), "");
+    EXPECT_EQ(warningOf(33, footprint), footprint ? "" : "numforge:fi:intover32bits");
+    EXPECT_EQ(warningOf(53, footprint), footprint ? "" : "numforge:fi:intover52bits");
+    EXPECT_EQ(warningOf(64, footprint), footprint ? "" : "numforge:fi:intover52bits");
+    EXPECT_EQ(warningOf(65, footprint), "numforge:fi:intover64bits");
+  }
+  EXPECT_TRUE(fi(1.0, NumericType(true, 129, 0)).getCorvaneIntArray().isEmpty());
+  EXPECT_EQ(tessel::lastWarning().text,
+            "Corvane fixed-point data types must have word lengths less than or equal to 128 bits");
+}
+
+TEST(Conversions, SettersKeepSwitchTagAndRecord) {
+  fi x(1.0, NumericType(true, 8, 0));
+  x.setTag("kept");
+  x.setLogging(true);
+  x.setDataHostArray(reference::row({1000, 0.25, 2}));
+  x.setIntHostArray(HostArray::scalarOf<std::int32_t>(-1000));
+  x.base2num(HostArray::text("7f"), 16);
+  EXPECT_EQ(x.tag(), "kept");
+  EXPECT_TRUE(x.getQlogger().isAlwaysOn());
+  EXPECT_EQ(x.getNoverflows(), 2U);
+  EXPECT_EQ(x.getNunderflows(), 1U);
+  EXPECT_EQ(x.getNoperations(), 5U);
+  EXPECT_EQ(x.getQlogger().realWorldMin(), -128);
+}
+
+TEST(Conversions, ViewsShowTheirOwnColumn) {
+  const HostArray values = reference::row({1, 2, 3, 4, 5, 6});
+  fi x = fi(&values, NumericType(true, 16, 0)).reshape(reference::row({2, 3}));
+  const FiColumnReference column(x, 1);
+  EXPECT_EQ(column.getIntHostArray().realAt(0), 3);
+  EXPECT_EQ(column.getDoubleHostArray().realAt(1), 4);
+  EXPECT_EQ(column.num2sdec().textRows()[1], "     4");
+  EXPECT_EQ(contents(column.transpose()), "1x2x 3 4");
+}
+
+}  // namespace
+}  // namespace embedded

@@ -1,0 +1,300 @@
+/// Quotients, square roots and magnitudes against exact rationals, on all paths.
+#include <functional>
+
+#include "qfcore/number/precision.h"
+#include "tests/fi/arrays.h"
+#include "tests/fi/meter.h"
+
+namespace embedded {
+namespace {
+
+using reference::Complex;
+using reference::elementOf;
+using reference::Meter;
+
+class Division : public reference::ArithmeticTest {
+ protected:
+  static bool isDouble(const NumericType& type) { return fi::precisionOf(type) <= kMaxDoublePrecision; }
+
+  /// A quotient part as rounded to the dividend's precision.
+  static mpq_class roundedQuotient(const mpq_class& numerator, const mpq_class& denominator,
+                                   const NumericType& dividend) {
+    const unsigned precision = fi::precisionOf(dividend);
+    const unsigned bits = isDouble(dividend) ? kDoubleBits : constructedBits(precision);
+    return reference::roundedToBits(numerator / denominator, static_cast<int>(bits));
+  }
+
+  void compareOver(const fi& a, const fi& b, const NumericType& type) {
+    onAllPaths([&](bool isLogging) {
+      tessel::lastWarning() = {};
+      const fi result = a.over(b, type);
+      Meter meter(a.getFimath());
+      const bool inDoubles = isDouble(a.getNumericType()) && isDouble(type);
+      bool byZero = false;
+      const auto part = [&](const mpq_class& numerator, const mpq_class& denominator) -> mpq_class {
+        if (denominator != 0)
+          return meter(roundedQuotient(numerator, denominator, a.getNumericType()), type, inDoubles);
+        byZero = true;
+        if (numerator == 0) return 0;
+        return reference::valueOf(numerator < 0 ? result.lowerbound() : result.upperbound(), 0);
+      };
+      for (unsigned k = 0; k < result.numel(); ++k) {
+        const Complex x = elementOf(a, k), y = elementOf(b, k);
+        const mpq_class square = y.re * y.re + y.im * y.im;
+        const bool divides = b.iscomplex() && square != 0;
+        const mpq_class re = divides ? part(x.re * y.re + x.im * y.im, square) : part(x.re, y.re);
+        ASSERT_EQ(reference::valueOf(result, k), re)
+            << x.re << "+i" << x.im << " over " << y.re << "+i" << y.im;
+        if (result.isreal()) continue;
+        const mpq_class im = divides ? part(x.im * y.re - x.re * y.im, square) : part(x.im, y.re);
+        ASSERT_EQ(reference::imagOf(result, k), im) << x.re << "+i" << x.im << " over " << y.re << "+i" << y.im;
+      }
+      EXPECT_EQ(tessel::lastWarning().identifier == "fi:divideByZero", byZero);
+      if (isLogging) meter.expectRecordOf(result);
+    });
+  }
+
+  void compareRandomQuotients(int trials, int maxWordLength) {
+    for (int trial = 0; trial < trials; ++trial) {
+      const fimath math(random.roundMode(), random.overflowMode());
+      const std::vector<unsigned> dims = shape(4);
+      const fi a = operand(dims, maxWordLength, math), b = operand(dims, maxWordLength, math);
+      const NumericType type = random.type(1, maxWordLength);
+      SCOPED_TRACE(a.getNumericType().tostring() + " over " + b.getNumericType().tostring() + " in " +
+                   type.tostring() + math.toString());
+      compareOver(a, b, type);
+      if (HasFailure()) return;
+    }
+  }
+
+  /// The root bit by bit, each square quantized; fills `meter` with what the squares met.
+  static mpq_class expectedRoot(const mpq_class& x, const NumericType& type, const NumericType& squareType,
+                                Meter& meter) {
+    if (x == 0) return 0;
+    const int f = type.fractionLength();
+    const mpz_class largest = reference::pow2(type.wordLength() - type.isSigned()) - 1;
+    const auto square = [&](const mpz_class& stored) {
+      const mpq_class value = reference::scaled(mpq_class(stored), -f);
+      return meter(value * value, squareType);
+    };
+    mpz_class root = 0;
+    for (int bit = type.wordLength() - type.isSigned() - 1; bit >= 0; --bit) {
+      const mpz_class trial = root + reference::pow2(bit);
+      if (square(trial) <= x) root = trial;
+    }
+    bool up = false;
+    if (root < largest && meter.round == RoundModeEnum::ceil) {
+      up = square(root) < x;
+    } else if (root < largest && meter.round != RoundModeEnum::fix && meter.round != RoundModeEnum::floor) {
+      const mpq_class below = square(root), above = square(root + 1);
+      up = above - x < x - below;
+    }
+    return reference::scaled(mpq_class(up ? mpz_class(root + 1) : root), -f);
+  }
+
+  void compareRandomRoots(int trials, int maxWordLength, bool fullPrecision) {
+    for (int trial = 0; trial < trials; ++trial) {
+      fimath math(random.roundMode(), random.overflowMode());
+      math.setMaxProductWordLength(65535);
+      if (!fullPrecision) {
+        math.setProductMode(static_cast<ArithmeticModeEnum>(random.integer(1, 3)));
+        math.setProductWordLength(random.integer(1, maxWordLength));
+        math.setProductFractionLength(random.integer(-4, maxWordLength));
+      }
+      const int w = random.integer(1, maxWordLength);
+      fi a = random.array({3, 4}, NumericType(false, w, random.integer(-4, w + 4)), math, false);
+      const NumericType type =
+          random.coin() ? random.type(1, maxWordLength) : a.getNumericTypeForSqrtBisection();
+      if (random.coin()) {  // exact squares, and their neighbours
+        a.setIndex(1);
+        const mpq_class root =
+            reference::scaled(mpq_class(random.bits(w / 2)), -a.getNumericType().fractionLength() / 2);
+        reference::put(a.realPart(), reference::quantized(root * root, a.getNumericType(), RoundModeEnum::floor,
+                                                          OverflowModeEnum::saturate));
+      }
+      SCOPED_TRACE(a.getNumericType().tostring() + " to " + type.tostring() + math.toString());
+      onAllPaths([&](bool isLogging) {
+        qlogger::global(OperationTypeEnum::Product)->reset();
+        const fi result = a.sqrtBisection(type, math);
+        const NumericType squareType = result.getProductTypeForMpyOp(result);
+        Meter squares(math), roots(math);
+        for (unsigned k = 0; k < a.numel(); ++k) {
+          const mpq_class expected = expectedRoot(reference::valueOf(a, k), type, squareType, squares);
+          ASSERT_EQ(reference::valueOf(result, k), expected) << "of " << reference::valueOf(a, k);
+          if (fullPrecision && math.roundMode() == RoundModeEnum::floor &&
+              expected < reference::valueOf(result.realmax(), 0)) {
+            const mpz_class floor = sqrt(
+                reference::floored(reference::scaled(reference::valueOf(a, k), 2 * type.fractionLength())));
+            ASSERT_EQ(expected, reference::scaled(mpq_class(floor), -type.fractionLength()));
+          }
+          roots(expected, type);
+        }
+        if (!isLogging) return;
+        roots.expectRecordOf(result);
+        EXPECT_EQ(qlogger::global(OperationTypeEnum::Product)->noverflows(), squares.counts.overflows);
+        EXPECT_EQ(qlogger::global(OperationTypeEnum::Product)->nunderflows(), squares.counts.underflows);
+        EXPECT_EQ(qlogger::global(OperationTypeEnum::Product)->noperations(), squares.values);
+      });
+      if (HasFailure()) return;
+    }
+  }
+};
+
+TEST_F(Division, OfDoubleBackedWordsRoundsToTheDividendAndThenToTheType) { compareRandomQuotients(800, 24); }
+TEST_F(Division, OfWordsAroundTheThresholdRoundsTheSameWay) { compareRandomQuotients(800, 60); }
+TEST_F(Division, OfWideWordsRoundsTheSameWay) { compareRandomQuotients(150, 300); }
+
+TEST_F(Division, OfBlocksEqualsThatOfElements) {
+  for (int trial = 0; trial < 10; ++trial) {
+    const fimath math(random.roundMode(), random.overflowMode());
+    const fi a = random.array({1, 2500}, random.type(1, 24), math, random.coin());
+    const fi b = random.array({1, trial == 0 ? 1U : 2500U}, random.type(1, 24), math, false);
+    const NumericType type = random.type(1, 30);
+    fi::setElementPathOnly(true);
+    const fi expected = a.over(b, type);
+    fi::setElementPathOnly(false);
+    const fi result = a.over(b, type);
+    EXPECT_TRUE(result.isequal(expected));
+    EXPECT_EQ(result.getNoverflows(), expected.getNoverflows());
+    EXPECT_EQ(result.getNunderflows(), expected.getNunderflows());
+    EXPECT_EQ(result.getNoperations(), expected.getNoperations());
+  }
+}
+
+TEST_F(Division, WithoutATypeTakesTheDifferenceOfFractionLengths) {
+  const fi a(1U, 1U, NumericType(true, 16, 15)), b(1U, 1U, NumericType(false, 20, 3));
+  EXPECT_EQ(a.getNumericTypeForQuotient(b).qpointstr(), "s20,12");
+  EXPECT_EQ(b.getNumericTypeForQuotient(b).qpointstr(), "u20,0");
+}
+
+TEST_F(Division, RootsAreFoundBitByBit) { compareRandomRoots(250, 24, true); }
+TEST_F(Division, RootsOfLongerWordsAreFoundBitByBit) { compareRandomRoots(150, 60, true); }
+TEST_F(Division, RootsOfWideWordsAreFoundBitByBit) { compareRandomRoots(25, 250, true); }
+TEST_F(Division, RootsFollowTheProductRegisterWhereItLosesBits) { compareRandomRoots(300, 40, false); }
+
+TEST_F(Division, AbsoluteValuesAreRoundedOnce) {
+  for (int trial = 0; trial < 600; ++trial) {
+    const int maxWordLength = trial % 2 == 0 ? 30 : 150;
+    const fimath math(random.roundMode(), random.overflowMode());
+    const fi a = random.array({2, 3}, random.type(1, maxWordLength), math, false);
+    const NumericType& own = a.getNumericType();
+    const NumericType type = random.type(1, maxWordLength);
+    SCOPED_TRACE(own.tostring() + type.tostring() + math.toString());
+    onAllPaths([&](bool isLogging) {
+      const fi magnitudes = a.realabs(type), negated = a.uminus(), signs = a.sign(), plain = a.abs();
+      Meter m(math), n(math), s(math), p(math);
+      for (unsigned k = 0; k < a.numel(); ++k) {
+        const mpq_class x = reference::valueOf(a, k);
+        ASSERT_EQ(reference::valueOf(magnitudes, k), m(abs(x), type, isDouble(own) && isDouble(type)));
+        ASSERT_EQ(reference::valueOf(negated, k), n(-x, own));
+        ASSERT_EQ(reference::valueOf(plain, k), p(abs(x), own));
+        ASSERT_EQ(reference::valueOf(signs, k), s(sgn(x), own));
+      }
+      if (!isLogging) return;
+      m.expectRecordOf(magnitudes);
+      n.expectRecordOf(negated);
+      s.expectRecordOf(signs);
+    });
+    if (HasFailure()) return;
+  }
+}
+
+TEST_F(Division, ComplexMagnitudesAndConjugatesAreExactBeforeTheyAreRounded) {
+  for (int trial = 0; trial < 300; ++trial) {
+    const fimath math(RoundModeEnum::floor, OverflowModeEnum::saturate);
+    const fi a = random.array({2, 2}, random.type(1, trial % 2 == 0 ? 26 : 120), math, true);
+    const NumericType& type = a.getNumericType();
+    onAllPaths([&](bool) {
+      const fi lengths = a.abs(), conjugates = a.conj();
+      for (unsigned k = 0; k < a.numel(); ++k) {
+        const Complex x = elementOf(a, k);
+        const mpz_class floor =
+            sqrt(reference::floored(reference::scaled(x.re * x.re + x.im * x.im, 2 * type.fractionLength())));
+        const mpq_class expected = reference::scaled(mpq_class(floor), -type.fractionLength());
+        ASSERT_EQ(reference::valueOf(lengths, k),
+                  reference::quantized(expected, type, RoundModeEnum::floor, OverflowModeEnum::saturate))
+            << type.tostring();
+        ASSERT_EQ(reference::valueOf(conjugates, k), x.re);
+        ASSERT_EQ(reference::imagOf(conjugates, k),
+                  reference::quantized(-x.im, type, RoundModeEnum::floor, OverflowModeEnum::saturate));
+      }
+    });
+    if (HasFailure()) return;
+  }
+}
+
+TEST_F(Division, OfTypesWithoutAWordIsNative) {
+  using EmbeddedTypeSystem::DataTypeEnum;
+  NumericType type;
+  type.setDataType(DataTypeEnum::Double);
+  const fi two(2.0, type), three(3.0, type);
+  EXPECT_EQ(two.over(three, type).realWorldReal(), 2.0 / 3.0);
+  EXPECT_EQ(two.sqrtBisection().realWorldReal(), std::sqrt(2.0));
+  EXPECT_EQ(two.times(three).realWorldReal(), 6.0);
+  EXPECT_EQ(two.uminus().realWorldReal(), -2.0);
+}
+
+TEST_F(Division, RefusesInTheOrderOfTheChecks) {
+  using EmbeddedTypeSystem::DataTypeEnum;
+  using EmbeddedTypeSystem::ScalingEnum;
+  using EmbeddedTypeSystem::SignedEnum;
+  const NumericType slopeBias(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, true, 16, 1.5, -8, 0.0);
+  const NumericType unscaled(DataTypeEnum::Fixed, ScalingEnum::Unspecified, true, 16, 1, 0, 0);
+  const NumericType unsign(DataTypeEnum::Fixed, ScalingEnum::BinaryPoint, SignedEnum::Unspecified, 16, 1, 0, 0);
+  NumericType boolean;
+  boolean.setDataType(DataTypeEnum::Boolean);
+  const unsigned one[] = {1, 1};
+  const fi s16(0.5, NumericType()), negative(-0.5, NumericType()), complex(0.5, 0.5, one, 2, NumericType());
+  struct Case {
+    const char* identifier;
+    const char* text;
+    std::function<void()> action;
+  };
+  const char* rootScaling =
+      "sqrt(A), sqrt(A,T) or sqrt(A,T,F) can only be calculated for FI object A  and numerictype T when the "
+      "scaling of A and T has "
+      "a fractional slope of 1 and 0 bias (binary-point only scaling).";
+  const char* absScaling =
+      "realabs(A) and realabs(A,T) can only be calculated for FI object A and numerictype T when the scaling "
+      "of A and T have a "
+      "fractional slope of 1 and 0 bias (binary-point only scaling).";
+  const Case cases[] = {
+      {"numforge:fi:sqrt:binarypointonly", rootScaling, [&] { fi(1.0, slopeBias).sqrtBisection(); }},
+      {"numforge:fi:sqrt:binarypointonly", rootScaling, [&] { complex.sqrtBisection(slopeBias); }},
+      {"numforge:fi:sqrt:unspecifiedscaling",
+       "sqrt(A,T) or sqrt(A,T,F) is not supported when numerictype T has unspecified scaling.",
+       [&] { complex.sqrtBisection(unscaled); }},
+      {"numforge:fi:sqrt:unspecifiedsign",
+       "sqrt(A,T) or sqrt(A,T,F) is not supported when numerictype T has unspecified sign.",
+       [&] { complex.sqrtBisection(unsign); }},
+      {"numforge:fi:sqrt:nocomplex", "The sqrt function is not supported for complex fi.",
+       [&] { complex.sqrtBisection(); }},
+      {"numforge:fi:sqrt:nonegative", "The sqrt function is not supported for negative valued fi.",
+       [&] { negative.sqrtBisection(boolean); }},
+      {"numforge:fi:sqrt:nobooleansqrt",
+       "sqrt(A), sqrt(A,T) or sqrt(A,T,F) is not supported when A or T are of datatype boolean.",
+       [&] { s16.sqrtBisection(boolean); }},
+      {"numforge:fi:abs:binarypointonly", absScaling, [&] { complex.realabs(slopeBias); }},
+      {"numforge:fi:realabs:nocomplex", "The realabs function is not supported for complex fi.",
+       [&] { complex.realabs(); }},
+      {"numforge:fi:complexnotdefined", "Function 'sign' is not defined for complex-valued FI objects.",
+       [&] { complex.sign(); }},
+      {"numforge:fi:nobooleanmath", "Math operations are not allowed on FI objects with boolean data type.",
+       [&] { s16.over(fi(1.0, boolean), NumericType()); }},
+      {"numforge:fi:onlybinarypointmath", "Math is supported only for binary-point scaling.",
+       [&] { s16.over(fi(1.0, slopeBias), NumericType()); }},
+      {"numforge:fi:onlybinarypointmath", "Math is supported only for binary-point scaling.",
+       [&] { s16.over(s16, slopeBias); }},
+      {"numforge:fi:dimagree", "Matrix dimensions must agree.",
+       [&] { fi(1U, 2U, NumericType()).over(fi(2U, 1U, NumericType()), NumericType()); }},
+  };
+  for (const Case& c : cases) {
+    const auto failure = reference::failureOf(c.action);
+    ASSERT_TRUE(failure) << c.identifier;
+    EXPECT_EQ(failure->identifier, c.identifier);
+    EXPECT_EQ(failure->text, c.text);
+  }
+}
+
+}  // namespace
+}  // namespace embedded

@@ -1,0 +1,369 @@
+/// Products against exact rationals, on the element path and on the array path, with counts and extremes.
+#include <functional>
+
+#include "qfcore/fi/scratch.h"
+#include "tests/fi/arrays.h"
+#include "tests/fi/meter.h"
+
+namespace embedded {
+namespace {
+
+using reference::Complex;
+using reference::elementOf;
+using reference::Meter;
+
+class Multiplication : public reference::ArithmeticTest {
+ protected:
+  fimath settings(int maxWordLength) {
+    fimath math(random.roundMode(), random.overflowMode());
+    math.setProductMode(static_cast<ArithmeticModeEnum>(random.integer(0, 3)));
+    math.setProductWordLength(random.integer(1, maxWordLength));
+    math.setProductFractionLength(random.integer(-4, 2 * maxWordLength));
+    math.setMaxProductWordLength(65535);
+    math.setSumMode(static_cast<ArithmeticModeEnum>(random.integer(0, 3)));
+    math.setSumWordLength(random.integer(1, maxWordLength));
+    math.setSumFractionLength(random.integer(-4, maxWordLength));
+    math.setMaxSumWordLength(65535);
+    math.setCastBeforeSum(random.coin());
+    return math;
+  }
+
+  /// A product as the registers form it.
+  struct Registers {
+    Registers(const fimath& math, const NumericType& productType, const NumericType& sumType)
+        : product(productType),
+          sum(sumType),
+          cast(math.castBeforeSum()),
+          meter(math),
+          sumsInDoubles(sumPrecision(product, product, sum, cast) <= kMaxDoublePrecision) {}
+
+    Complex times(const Complex& a, const Complex& b, bool aComplex, bool bComplex, bool inDoubles) {
+      const auto p = [&](const mpq_class& x, const mpq_class& y) { return meter(x * y, product); };
+      if (!aComplex || !bComplex) {
+        Complex result{p(a.re, b.re), 0};
+        if (aComplex) result.im = p(a.im, b.re);
+        if (bComplex) result.im = p(a.re, b.im);
+        return result;
+      }
+      const auto s = [&](const mpq_class& x) { return meter(x, sum, inDoubles); };
+      const auto c = [&](const mpq_class& x) { return cast ? meter(x, sum, inDoubles) : x; };
+      const mpq_class t1 = c(p(a.re, b.re)), t2 = c(p(a.im, b.im)), t3 = c(p(a.im, b.re)),
+                      t4 = c(p(a.re, b.im));
+      return {s(t1 - t2), s(t3 + t4)};
+    }
+
+    NumericType product, sum;
+    bool cast;
+    Meter meter;
+    bool sumsInDoubles;
+  };
+
+  void compareTimes(const fi& a, const fi& b) {
+    const bool ac = a.iscomplex(), bc = b.iscomplex();
+    onAllPaths([&](bool isLogging) {
+      const fi result = a.times(b);
+      const NumericType product = a.getProductTypeForMpyOp(b);
+      Registers registers(a.getFimath(), product, result.getNumericType());
+      // The register rounds sums in doubles where everything that it meets fits there.
+      const bool inDoubles =
+          registers.sumsInDoubles && productPrecision(a, b, product, registers.sum) <= kMaxDoublePrecision;
+      for (unsigned k = 0; k < result.numel(); ++k) {
+        const Complex expected = registers.times(elementOf(a, k), elementOf(b, k), ac, bc, inDoubles);
+        ASSERT_EQ(reference::valueOf(result, k), expected.re) << "element " << k;
+        if (ac || bc) {
+          ASSERT_EQ(reference::imagOf(result, k), expected.im) << "element " << k;
+        }
+      }
+      if (isLogging) registers.meter.expectRecordOf(result);
+      EXPECT_EQ(result.getNmathoperations(), isLogging ? result.numel() : 0);
+    });
+  }
+
+  void compareMtimes(const fi& a, const fi& b) {
+    const bool ac = a.iscomplex(), bc = b.iscomplex();
+    onAllPaths([&](bool isLogging) {
+      const fi result = a.mtimes(b);
+      const NumericType product = a.getProductTypeForMpyOp(b);
+      Registers registers(a.getFimath(), product, result.getNumericType());
+      Meter& meter = registers.meter;
+      const auto accumulate = [&](mpq_class& sum, const mpq_class& term) {
+        const mpq_class t = registers.cast ? meter(term, registers.sum) : term;
+        sum = meter(sum + t, registers.sum);
+      };
+      for (unsigned j = 0; j < b.cols(); ++j) {
+        for (unsigned i = 0; i < a.rows(); ++i) {
+          Complex sum{0, 0};
+          for (unsigned k = 0; k < a.cols(); ++k) {
+            const Complex term =
+                registers.times(elementOf(a, k * a.rows() + i), elementOf(b, j * b.rows() + k), ac, bc, false);
+            accumulate(sum.re, term.re);
+            if (ac || bc) accumulate(sum.im, term.im);
+          }
+          ASSERT_EQ(reference::valueOf(result, j * a.rows() + i), sum.re) << "element " << i << "," << j;
+          ASSERT_EQ(reference::imagOf(result, j * a.rows() + i), sum.im) << "element " << i << "," << j;
+        }
+      }
+      if (isLogging) meter.expectRecordOf(result);
+    });
+  }
+
+  void compareRandom(int trials, int maxWordLength, bool matrices) {
+    for (int trial = 0; trial < trials; ++trial) {
+      const fimath math = settings(maxWordLength);
+      const std::vector<unsigned> dims = shape(4);
+      const unsigned columns = static_cast<unsigned>(random.integer(2, 5));
+      const fi a = matrices
+                       ? random.array({columns, dims[1]}, random.type(1, maxWordLength), math, random.coin())
+                       : operand(dims, maxWordLength, math);
+      const fi b = matrices
+                       ? random.array({dims[1], columns}, random.type(1, maxWordLength), math, random.coin())
+                       : operand(dims, maxWordLength, math);
+      SCOPED_TRACE(a.getNumericType().tostring() + " and " + b.getNumericType().tostring() + " " +
+                   math.toString() + " trial " + std::to_string(trial));
+      matrices ? compareMtimes(a, b) : compareTimes(a, b);
+      if (HasFailure()) return;
+    }
+  }
+};
+
+TEST_F(Multiplication, OfShortWordsIsRoundedOnce) { compareRandom(1000, 20, false); }
+TEST_F(Multiplication, OfWordsWhoseProductsNoDoubleHoldsIsRoundedOnce) { compareRandom(3000, 50, false); }
+TEST_F(Multiplication, OfWideWordsIsRoundedOnce) { compareRandom(120, 300, false); }
+TEST_F(Multiplication, OfMatricesOfShortWordsSumsInOrder) { compareRandom(200, 20, true); }
+TEST_F(Multiplication, OfMatricesOfLongerWordsSumsInOrder) { compareRandom(150, 48, true); }
+TEST_F(Multiplication, OfMatricesOfWideWordsSumsInOrder) { compareRandom(40, 200, true); }
+
+TEST_F(Multiplication, OfBlocksAndTilesEqualsThatOfElements) {
+  const std::pair<std::vector<unsigned>, std::vector<unsigned>> shapes[] = {{{1, 2500}, {2500, 1}},
+                                                                            {{2, 1100}, {1100, 3}},
+                                                                            {{1500, 3}, {3, 2}},
+                                                                            {{20, 9}, {9, 70}},
+                                                                            {{1, 4}, {4, 1300}}};
+  for (int trial = 0; trial < 6; ++trial) {
+    for (const auto& [left, right] : shapes) {
+      const fimath math = settings(30);
+      const fi a = random.array(left, random.type(1, 30), math, random.coin());
+      const fi b = random.array(right, random.type(1, 30), math, random.coin());
+      const fi c = random.array(left, random.type(1, 30), math, random.coin());
+      for (const auto& multiply : {std::function<fi()>([&] { return a.mtimes(b); }),
+                                   std::function<fi()>([&] { return a.times(c); })}) {
+        fi::setElementPathOnly(true);
+        const fi expected = multiply();
+        fi::setElementPathOnly(false);
+        const fi result = multiply();
+        ASSERT_TRUE(result.isequal(expected))
+            << a.getNumericType().tostring() << " " << b.getNumericType().tostring() << math.toString();
+        EXPECT_EQ(result.getNoverflows(), expected.getNoverflows());
+        EXPECT_EQ(result.getNunderflows(), expected.getNunderflows());
+        EXPECT_EQ(result.getNoperations(), expected.getNoperations());
+        EXPECT_EQ(result.getNmathoperations(), expected.getNmathoperations());
+        EXPECT_EQ(reference::valueOf(result.getQlogger().maxlog()),
+                  reference::valueOf(expected.getQlogger().maxlog()));
+      }
+    }
+  }
+}
+
+TEST_F(Multiplication, ExactMatrixProductsReachTheirBounds) {
+  qlogger::setLogging(false);
+  for (const bool isSigned : {true, false}) {
+    for (const bool isComplex : {true, false}) {
+      for (const unsigned inner : {2U, 3U, 4U, 64U}) {
+        const unsigned left[] = {2, inner}, right[] = {inner, 2};
+        const double least = isSigned ? -8388608.0 : 16777215.0;
+        const fi a = isComplex ? fi(least, least, left, 2, NumericType(isSigned, 24, 0))
+                               : fi(least, left, 2, NumericType(isSigned, 24, 0));
+        const fi b = isComplex ? fi(least, least, right, 2, NumericType(isSigned, 24, 0))
+                               : fi(least, right, 2, NumericType(isSigned, 24, 0));
+        compareMtimes(a, b);
+      }
+    }
+  }
+}
+
+TEST_F(Multiplication, InPlaceKeepsTheTypeAndRoundsTheExactProductOnce) {
+  for (int trial = 0; trial < 300; ++trial) {
+    fimath math = settings(60);
+    const std::vector<unsigned> dims{3, 2};
+    const fi b = random.array(random.coin() ? dims : std::vector<unsigned>{1, 1}, random.type(1, 60), math,
+                              random.integer(0, 2) == 0);
+    fi a = random.array(dims, random.type(1, 60), math, random.integer(0, 2) == 0);
+    const fi before(a);
+    a *= b;
+    const NumericType& type = before.getNumericType();
+    ASSERT_TRUE(a.getNumericType() == type);
+    Registers registers(math, type, type);
+    const bool inDoubles =
+        registers.sumsInDoubles && productPrecision(before, b, type, type) <= kMaxDoublePrecision;
+    for (unsigned k = 0; k < a.numel(); ++k) {
+      const Complex expected =
+          registers.times(elementOf(before, k), elementOf(b, k), before.iscomplex(), b.iscomplex(), inDoubles);
+      ASSERT_EQ(reference::valueOf(a, k), expected.re)
+          << type.tostring() << b.getNumericType().tostring() << math.toString();
+      ASSERT_EQ(reference::imagOf(a, k), expected.im);
+    }
+    registers.meter.expectRecordOf(a);
+    fi square(before), expected = before;
+    expected *= before;
+    square *= square;
+    EXPECT_EQ(reference::contents(square), reference::contents(expected));
+  }
+}
+
+TEST_F(Multiplication, ElementwiseFormsWorkAtTheCursors) {
+  const fimath math;
+  const std::vector<unsigned> dims{2, 2};
+  const NumericType type(true, 12, 6), product(true, 24, 12), sum(true, 25, 12);
+  const fi a = random.array(dims, type, math, true), b = random.array(dims, type, math, true);
+  const fi all = a.times(b);
+  a.setIndex(3), b.setIndex(3);
+  const fi one = a * b;
+  EXPECT_EQ(reference::valueOf(one, 0), reference::valueOf(all, 3));
+  EXPECT_EQ(reference::imagOf(one, 0), reference::imagOf(all, 3));
+  const quantizer products(product, math.roundMode(), math.overflowMode()),
+      sums(sum, math.roundMode(), math.overflowMode());
+  fi wide(dims.data(), 2, sum, math, false);
+  wide.setIndex(1);
+  a.setIndex(3);
+  wide.realPart() = a.realPart();
+  wide.timesEquals(b, products, sums, 60);
+  EXPECT_EQ(reference::imagOf(wide, 1), reference::valueOf(a, 3) * reference::imagOf(b, 3));
+  wide.realPart()[1] = a.realPart()[3];
+  wide.imagPart()[1] = a.imagPart()[3];
+  wide.timesEquals(b, products, sums, 60);
+  EXPECT_EQ(reference::valueOf(wide, 1), reference::valueOf(all, 3));
+  EXPECT_EQ(reference::imagOf(wide, 1), reference::imagOf(all, 3));
+}
+
+using EmbeddedTypeSystem::DataTypeEnum;
+using EmbeddedTypeSystem::ScalingEnum;
+
+mpq_class realWorld(const mpq_class& held, const NumericType& type) {
+  return type.isSlopeBias() ? mpq_class(held * mpq_class(type.slopeAdjustmentFactor()) + mpq_class(type.bias()))
+                            : held;
+}
+
+TEST_F(Multiplication, OfSlopeBiasValuesIsThatOfRealWorldValuesRoundedOnce) {
+  const auto slopeBias = [&](int wordLength) {
+    return NumericType(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, random.coin(), wordLength,
+                       1 + random.integer(1, 99) / 100.0, -random.integer(-4, 20),
+                       random.integer(-800, 800) / 100.0);
+  };
+  for (int trial = 0; trial < 400; ++trial) {
+    fimath math(random.roundMode(), random.overflowMode());
+    math.setProductMode(ArithmeticModeEnum::SpecifyPrecision);
+    math.setProductWordLength(random.integer(4, 80));
+    math.setProductFixedExponent(-random.integer(0, 30));
+    if (random.coin()) math.setProductSlopeAdjustmentFactor(1.3);
+    if (random.coin()) math.setProductBias(0.1);
+    const fi a = random.array({2, 3}, slopeBias(random.integer(2, 60)), math, false);
+    const fi b = random.array({2, 3}, random.coin() ? slopeBias(12) : random.type(2, 30), math, false);
+    const fi result = a.times(b);
+    const NumericType& type = result.getNumericType();
+    Meter meter(math);
+    for (unsigned k = 0; k < 6; ++k) {
+      const mpq_class product = realWorld(reference::valueOf(a, k), a.getNumericType()) *
+                                realWorld(reference::valueOf(b, k), b.getNumericType());
+      const mpq_class held =
+          type.isSlopeBias()
+              ? mpq_class((product - mpq_class(type.bias())) / mpq_class(type.slopeAdjustmentFactor()))
+              : product;
+      ASSERT_EQ(reference::valueOf(result, k), meter(held, type))
+          << a.getNumericType().tostring() << type.tostring() << math.toString();
+    }
+    meter.expectRecordOf(result);
+    math.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
+  }
+}
+
+TEST_F(Multiplication, RefusesBeforeAnythingIsComputed) {
+  fimath specify, noCast, tight, tightSum;
+  specify.setProductMode(ArithmeticModeEnum::SpecifyPrecision);
+  specify.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
+  noCast = specify;
+  noCast.setCastBeforeSum(false);
+  tight.setMaxProductWordLength(20);
+  tightSum.setMaxSumWordLength(33);
+  const NumericType slopeBias(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, true, 16, 1.5, -8, 0.0);
+  const NumericType scaled(DataTypeEnum::ScaledDouble, ScalingEnum::SlopeBias, true, 16, 1.5, -8, 0.0);
+  const unsigned pair[] = {1, 2}, cube[] = {2, 2, 2};
+  NumericType boolean;
+  boolean.setDataType(DataTypeEnum::Boolean);
+  const fi s16(1.0, NumericType()), row(1U, 3U, NumericType()), column(3U, 1U, NumericType());
+  struct Case {
+    const char* identifier;
+    const char* text;
+    std::function<void()> action;
+  };
+  const Case cases[] = {
+      {"numforge:fi:nobooleanmath", "Math operations are not allowed on FI objects with boolean data type.",
+       [&] { s16.times(fi(1.0, boolean)); }},
+      {"numforge:fi:mathmodeslopebiasnotdefined",
+       "Math is not supported for slope-bias FIs when the ProductMode is FullPrecision.",
+       [&] { fi(1.0, slopeBias).times(s16); }},
+      {"numforge:fi:scaleddoubleslopebiasmathnotdefined",
+       "Math is not supported for slope-bias FIs when DataTypeMode is 'Scaled double: slope and bias scaling'",
+       [&] { fi(1.0, scaled, specify).times(fi(1.0, scaled, specify)); }},
+      {"numforge:fi:complexslopebiasnotdefined",
+       "Function 'times' is not defined for complex-value FI objects with slope and bias scaling.",
+       [&] { fi(1.0, 2.0, pair, 2, slopeBias, specify).times(fi(1.0, slopeBias, specify)); }},
+      {"numforge:fi:complexslopebiasnotdefined",
+       "Function 'mtimes' is not defined for complex-value FI objects with slope and bias scaling.",
+       [&] { fi(1.0, 2.0, pair, 2, slopeBias, specify).mtimes(fi(1.0, slopeBias, specify)); }},
+      {"numforge:fi:castbeforesumfalseslopebiasnotdefined",
+       "Function 'mtimes' is not defined for FI objects with slope and bias scaling when CastBeforeSum is "
+       "false.",
+       [&] { fi(1U, 2U, slopeBias, noCast).mtimes(fi(2U, 1U, slopeBias, noCast)); }},
+      {"numforge:fi:mtimes:inputsMustBe2D", "Input arguments must be 2-D.",
+       [&] { fi(cube, 3, NumericType()).mtimes(row); }},
+      {"numforge:fi:innerdim", "Inner matrix dimensions must agree.", [&] { row.mtimes(row); }},
+      {"numforge:fi:dimagree", "Matrix dimensions must agree.", [&] { row.times(column); }},
+      {"numforge:fi:MaxProductWordLengthExceeded",
+       "MaxProductWordLength is 20 bits and a minimum word length of 32 bits is necessary to guarantee that "
+       "this product can be "
+       "computed with no loss of precision.  Increase MaxProductWordLength if you want the product to grow to "
+       "a larger word length.",
+       [&] { fi(1.0, NumericType(), tight).times(fi(1.0, NumericType(), tight)); }},
+      {"numforge:fi:MaxSumWordLengthExceeded",
+       "MaxSumWordLength is 33 bits and a minimum word length of 34 bits is necessary to guarantee that this "
+       "sum or difference can "
+       "be computed with no loss of precision.  Increase MaxSumWordLength if you want the sum to grow to a "
+       "larger word length.",
+       [&] { fi(1U, 3U, NumericType(), tightSum).mtimes(fi(3U, 1U, NumericType(), tightSum)); }},
+  };
+  for (const Case& c : cases) {
+    const auto failure = reference::failureOf(c.action);
+    ASSERT_TRUE(failure) << c.identifier;
+    EXPECT_EQ(failure->identifier, c.identifier);
+    EXPECT_EQ(failure->text, c.text);
+  }
+}
+
+TEST_F(Multiplication, ReportsProductsAndSumsByTheirNames) {
+  tessel::setWarningEnabled("all", true);
+  fimath math;
+  math.setProductMode(ArithmeticModeEnum::KeepLSB);
+  math.setProductWordLength(8);
+  for (const OperationTypeEnum kind : {OperationTypeEnum::Product, OperationTypeEnum::Sum})
+    qlogger::global(kind)->reset();
+  const unsigned pair[] = {1, 2};
+  const fi a(127.0, pair, 2, NumericType(true, 8, 0), math);
+  tessel::lastWarning() = {};
+  const fi product = a.times(a);
+  EXPECT_EQ(tessel::lastWarning().text, "2 product overflows occurred in the fi times operation.");
+  EXPECT_EQ(qlogger::global(OperationTypeEnum::Product)->noverflows(), 2U);
+  EXPECT_EQ(qlogger::global(OperationTypeEnum::Sum)->noperations(), 0U);
+  EXPECT_EQ(product.getNoverflows(), 2U);
+  tessel::lastWarning() = {};
+  math.setSumMode(ArithmeticModeEnum::KeepLSB);
+  math.setSumWordLength(8);
+  const fi ones(1.0, pair, 2, NumericType(true, 8, 0), math);
+  const fi b(127.0, pair, 2, NumericType(true, 8, 0), math);
+  const unsigned down[] = {2, 1};
+  const fi sum = b.mtimes(fi(1.0, down, 2, NumericType(true, 8, 0), math));
+  EXPECT_EQ(tessel::lastWarning().text, "1 overflow occurred in the fi mtimes operation.");
+  EXPECT_EQ(qlogger::global(OperationTypeEnum::Sum)->noverflows(), 1U);
+}
+
+}  // namespace
+}  // namespace embedded

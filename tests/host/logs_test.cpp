@@ -1,0 +1,165 @@
+// Loggers, log records and their collection.
+#include <algorithm>
+#include <random>
+
+#include "qfcore/fi/fi.h"
+#include "qfcore/logging/filog.h"
+#include "qfcore/types/features.h"
+#include "tessel/interpreter.h"
+#include "tessel/runtime/console.h"
+#include "tests/host/fixture.h"
+
+using namespace host_tests;
+using namespace embedded;
+
+namespace {
+
+class Logs : public HostTest {
+ protected:
+  void SetUp() override {
+    qlogger::setLogging(true);
+    s_feature_fi_tag_logging = true;
+    filog::clearglobalfilogs();
+  }
+  void TearDown() override {
+    qlogger::setLogging(false);
+    s_feature_fi_tag_logging = s_feature_fi_stack_trace_logging = false;
+  }
+};
+
+/// Wraps to 4 bits in sums, so that 7 + 7 overflows.
+fi narrow(double value, const std::string& tag) {
+  fimath math(RoundModeEnum::floor, OverflowModeEnum::wrap);
+  math.setSumMode(ArithmeticModeEnum::KeepLSB);
+  math.setSumWordLength(4);
+  fi x(value, true, 4, 0, math, 0, tag);
+  return x;
+}
+
+double field(const HostArray& structure, const char* logger, const char* name) {
+  return structure.fieldAt(logger).fieldAt(name).realAt(0);
+}
+
+TEST_F(Logs, AStructureShowsTheFourLoggers) {
+  const fi a = narrow(7, "a");
+  HostArray logs = a.saveLogsInHostStruct();
+  EXPECT_EQ(logs.fieldNames(), (std::vector<std::string>{"Assignment", "Sum", "Product", "ProductSum"}));
+  EXPECT_EQ(field(logs, "Assignment", "Max"), 7);
+  EXPECT_EQ(field(logs, "Sum", "NOperations"), 0);
+  a.plus(a);
+  logs = a.saveLogsInHostStruct();
+  EXPECT_EQ(field(logs, "Sum", "NOverflows"), 1);
+  EXPECT_EQ(field(logs, "Sum", "Min"), -2);
+  a.resetLogging();
+  logs = a.saveLogsInHostStruct();
+  for (const std::string& logger : logs.fieldNames()) {
+    EXPECT_EQ(field(logs, logger.c_str(), "Max"), std::numeric_limits<double>::lowest());
+    EXPECT_EQ(field(logs, logger.c_str(), "Min"), std::numeric_limits<double>::max());
+    for (const char* count : {"NOverflows", "NUnderflows", "NOperations"}) {
+      EXPECT_EQ(field(logs, logger.c_str(), count), 0);
+    }
+  }
+  EXPECT_TRUE(a.getlocalfilogs().empty());
+}
+
+TEST_F(Logs, RecordsWithOneKeyAreMerged) {
+  for (int i = 0; i < 2; ++i) {
+    const fi a = narrow(7 - 10 * i, "a");
+    a.plus(a);
+    EXPECT_EQ(a.getlocalfilogs().size(), 2U);
+    a.consolidatelocalfilogs();
+    EXPECT_TRUE(a.getlocalfilogs().empty());
+  }
+  narrow(3, "b").consolidatelocalfilogs();
+  std::vector<std::string> keys;
+  for (const auto& [key, record] : filog::getLogMap()) keys.push_back(key);
+  EXPECT_EQ(keys, (std::vector<std::string>{"a|Assignment|s4,0", "a|Sum|s4,0", "b|Assignment|s4,0"}));
+  const filog& assignments = filog::getLogMap().at(keys[0]);
+  EXPECT_EQ(assignments.maxlog(), 7);
+  EXPECT_EQ(assignments.minlog(), -3);
+  EXPECT_EQ(filog::getLogMap().at(keys[1]).noverflows(), 1U);
+  EXPECT_EQ(
+      assignments.displayText(),
+      "\n          Tag: a\n    operation: Assignment\n  numerictype: s4,0\n       minlog: -3\n       maxlog: 7"
+      "\n   noverflows: 0\n  nunderflows: 0\n");
+}
+
+TEST_F(Logs, ReachTheCollectionOnlyWhileTagsAreLogged) {
+  s_feature_fi_tag_logging = false;
+  const fi a = narrow(7, "a");
+  a.consolidatelocalfilogs();
+  EXPECT_TRUE(filog::getLogMap().empty());
+  EXPECT_TRUE(a.getQlogger().isreset());
+}
+
+TEST_F(Logs, KeepWhereTheHostWasOnRequest) {
+  const qlogger logger("a", OperationTypeEnum::Sum);
+  EXPECT_TRUE(filog("a", logger).stackTrace().empty());
+  s_feature_fi_stack_trace_logging = true;
+  const filog traced("a", logger);
+  EXPECT_EQ(traced.stackTrace(), (std::vector<std::string>{"inner:3", "outer:7"}));
+  EXPECT_NE(traced.displayText().find("\n           in: inner:3\n           in: outer:7\n"), std::string::npos);
+}
+
+/// A merged record is the record of all values, whichever logger met them, narrow and wide.
+TEST_F(Logs, AMergeCoversBothRecords) {
+  constexpr unsigned kSeed = 7;
+  std::mt19937 random(kSeed);
+  for (int round = 0; round < 200; ++round) {
+    const bool isWide = round % 2 == 1;
+    const EmbeddedTypeSystem::NumericType type(true, isWide ? 60 : 20, 10);
+    const quantizer whole(type, RoundModeEnum::floor, OverflowModeEnum::saturate, "t"), first(whole),
+        second(whole);
+    for (auto i = random() % 6; i > 0; --i) {
+      const double value =
+          std::ldexp(static_cast<double>(random()) - 2147483648.0, static_cast<int>(random() % 30) - 25);
+      for (const quantizer* each : {&whole, random() % 2 ? &first : &second}) {
+        number x(value, isWide ? 70 : 52, isWide);
+        each->quantize(x);
+      }
+    }
+    filog merged("t", first.logger());
+    merged.merge(second.logger());
+    const qlogger& expected = whole.logger();
+    ASSERT_EQ(merged.maxlog(), expected.realWorldMax()) << "seed " << kSeed << ", round " << round;
+    ASSERT_EQ(merged.minlog(), expected.realWorldMin()) << "seed " << kSeed << ", round " << round;
+    ASSERT_EQ(merged.noverflows(), expected.noverflows());
+    ASSERT_EQ(merged.nunderflows(), expected.nunderflows());
+    ASSERT_EQ(merged.noperations(), expected.noperations());
+  }
+}
+
+TEST_F(Logs, TotalsAreShownAndForgottenOnlyWhileLoggingIsOn) {
+  fi::resetGlobalLog();
+  narrow(7, "a").plus(narrow(7, "b"));
+  const auto shown = [] {
+    const tessel::ConsoleRedirect redirect;
+    fi::displayGlobalLog();
+    return redirect.text();
+  };
+  const std::string text = shown();
+  EXPECT_NE(text.find("FI sum overflows        : 1\nFI sum underflows       : 0\n"), std::string::npos) << text;
+  qlogger::setLogging(false);
+  fi::resetGlobalLog();
+  EXPECT_EQ(shown(), "");
+  qlogger::setLogging(true);
+  EXPECT_EQ(shown(), text);
+  fi::resetGlobalLog();
+  EXPECT_EQ(qlogger::global(OperationTypeEnum::Sum)->noverflows(), 0U);
+}
+
+/// Changing the type that a record shows changes nothing of what was recorded.
+TEST_F(Logs, ARecordIsAHostObjectWithATypeOfItsOwn) {
+  const HostArray a = tessel::callFunction(
+      "fi", {row({100, -3}), HostArray::scalar(1), HostArray::scalar(8), HostArray::scalar(3)})[0];
+  HostArray record = tessel::callFunction("getlocalfilogs", {a})[0].cellAt(0);
+  tessel::setProperty(record, "WordLength", HostArray::scalar(32));
+  EXPECT_EQ(tessel::getProperty(record, "maxlog").realAt(0), 15.875);
+  EXPECT_EQ(tessel::getProperty(record, "noverflows").realAt(0), 1);
+  EXPECT_EQ(tessel::getProperty(record, "FractionLength").realAt(0), 3);
+  const HostArray logger = classNamed("qlogger").create({a});
+  EXPECT_EQ(textOf(tessel::callFunction("struct", {logger})[0]),
+            textOf(tessel::callFunction("getqloggerstruct", {a})[0].fieldAt("Assignment")));
+}
+
+}  // namespace

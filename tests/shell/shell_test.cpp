@@ -1,0 +1,122 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Result {
+  std::string output;
+  std::string errors;
+  int status;
+};
+
+std::string readAll(const fs::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+class Shell : public testing::Test {
+ protected:
+  Shell() : folder_(fs::temp_directory_path() / ("tessel_shell_test_" + std::to_string(getpid()))) {
+    fs::create_directories(folder_);
+  }
+  ~Shell() override { fs::remove_all(folder_); }
+
+  /// Runs the shell in a folder of its own with `arguments` as the command line has them.
+  Result run(const std::string& arguments, const std::string& input = "") const {
+    write("input", input);
+    const std::string command = "cd '" + folder_.string() + "' && '" TESSEL_SHELL "' --no-module " + arguments +
+                                " <input >output 2>errors";
+    const int status = std::system(command.c_str());
+    return {readAll(folder_ / "output"), readAll(folder_ / "errors"),
+            WIFEXITED(status) ? WEXITSTATUS(status) : -1};
+  }
+  void write(const std::string& name, const std::string& content) const {
+    std::ofstream(folder_ / name, std::ios::binary) << content;
+  }
+
+  fs::path folder_;
+};
+
+struct Case {
+  std::string arguments;
+  std::string input;
+  Result expected;
+};
+
+TEST_F(Shell, RunsAndReports) {
+  write("good.tsl", "disp('good'), c = argv; disp(numel(c)), if numel(c) > 1, disp(c{2}), end\n");
+  write(
+      "bad.tsl",
+      "function f(x)\n  y = x;\n  error('an:id', 'two\\nlines')\nend\ndisp('before')\n\nf(1)\ndisp('after')\n");
+  write("syntax.tsl", "disp('never')\nx = (1\n");
+  write("empty.tsl", "");
+  fs::create_directory(folder_ / "folder.tsl");
+  const Case cases[] = {
+      {"good.tsl", "", {"good\n     0\n", "", 0}},
+      {"good.tsl one --two", "", {"good\n     2\n--two\n", "", 0}},
+      {"empty.tsl", "", {"", "", 0}},
+      {"bad.tsl", "", {"before\n", "Error: two\nlines (bad.tsl:3)\n", 1}},
+      {"syntax.tsl", "", {"", "Error: ')' is missing. (syntax.tsl:2:7)\n", 1}},
+      {"missing.tsl", "", {"", "Error: The file 'missing.tsl' cannot be read.\n", 1}},
+      {"folder.tsl", "", {"", "Error: The file 'folder.tsl' cannot be read.\n", 1}},
+      {"--nosuch", "", {"", "Error: The option '--nosuch' is not known.\n", 1}},
+      {"-e \"disp(3), error('boom')\"", "", {"     3\n", "Error: boom (-e:1)\n", 1}},
+      {"-e \"disp(argv{1})\" word", "", {"word\n", "", 0}},
+      {"-e \"warning('w:x', 'careful'), disp('on')\"", "", {"on\n", "Warning: careful\n", 0}},
+      {"-e \"try, exit(3), catch, end, disp('never')\"", "", {"", "", 3}},
+      {"-e \"disp(1); x = ;\"", "", {"", "Error: Unexpected ';'. (-e:1:14)\n", 1}},
+      {"-e \"eval('1 +')\"",
+       "",
+       {"", "Error: The program ends unexpectedly. (line 1, column 4 of the evaluated text) (-e:1)\n", 1}},
+      {"",
+       "x = 2;\ndisp(x)\nnosuch\n",
+       {"     2\n", "Error: Undefined function or variable 'nosuch'. (stdin:3)\n", 1}},
+  };
+  for (const Case& c : cases) {
+    const Result result = run(c.arguments, c.input);
+    std::string output = result.output;
+    EXPECT_EQ(result.status, c.expected.status) << c.arguments;
+    EXPECT_EQ(result.errors, c.expected.errors) << c.arguments;
+    EXPECT_EQ(output, c.expected.output) << c.arguments;
+  }
+}
+
+TEST_F(Shell, OutputAndErrorsKeepTheirOrder) {
+  write("order.tsl", "disp('a'), warning('b'), disp('c'), error('d')");
+  const Result result = run("order.tsl 2>&1 | cat >both; cat both");
+  EXPECT_EQ(result.output, "a\nWarning: b\nc\nError: d (order.tsl:1)\n");
+}
+
+/// The prompt needs a terminal, which `script` gives.
+TEST_F(Shell, PromptGathersUnfinishedBlocks) {
+  if (std::system("command -v script >/dev/null 2>&1") != 0)
+    GTEST_SKIP() << "no program to make a terminal with";
+  write("typed",
+        "x = 5;\nfor k = 1:2\ndisp(k * 100)\nend\nerror('boom')\ny = [1\n2];\ndisp(x + sum(y))\nexit(4)\n");
+  const std::string command = "cd '" + folder_.string() +
+                              "' && script -qec \"'" TESSEL_SHELL
+                              "' --no-module\" /dev/null <typed >session 2>&1";
+  const int status = std::system(command.c_str());
+  const std::string session = readAll(folder_ / "session");
+  EXPECT_EQ(WEXITSTATUS(status), 4) << session;
+  std::size_t place = 0;
+  for (const char* text : {"100", "200", "Error: boom\r\n", "8"}) {
+    place = session.find(text, place);
+    ASSERT_NE(place, std::string::npos) << text << " is missing in:\n" << session;
+  }
+}
+
+TEST_F(Shell, VersionAndHelp) {
+  EXPECT_EQ(run("--version").output.rfind("tessel ", 0), 0u);
+  EXPECT_NE(run("--help").output.find("SCRIPT.tsl"), std::string::npos);
+}
+
+}  // namespace
