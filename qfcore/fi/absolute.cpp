@@ -3,7 +3,6 @@
 #include <vector>
 
 #include "qfcore/fi/assignmentlog.h"
-#include "qfcore/fi/elementvisit.h"
 #include "qfcore/fi/elementwise.h"
 #include "qfcore/fi/messages.h"
 
@@ -110,8 +109,7 @@ fi fi::uminus() const {
 
 fi fi::conj() const {
   if (iscomplex() && isSlopeBias()) fail<message::complexSlopeBias>("conj");
-  fi result = blank(dims_, iscomplex());
-  copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
+  fi result = detached();
   if (isreal()) return result;
   result.assignLogged("conj", [&] {
     mapPart(*this, imagPart_, result.imagPart_, result.assignmentQuantizerInUse(), Negation{});

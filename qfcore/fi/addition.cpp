@@ -13,6 +13,7 @@ namespace {
 
 struct Add {
   static constexpr const char* kName = "plus";
+  static constexpr bool kSubtracts = false;
   static double apply(double a, double b) { return a + b; }
   static void apply(number& a, const number& b) { a += b; }
   static double netBias(const SlopeBiasFactors& factors) { return factors.netBiasPlus; }
@@ -20,6 +21,7 @@ struct Add {
 
 struct Subtract {
   static constexpr const char* kName = "minus";
+  static constexpr bool kSubtracts = true;
   static double apply(double a, double b) { return a - b; }
   static void apply(number& a, const number& b) { a -= b; }
   static double netBias(const SlopeBiasFactors& factors) { return factors.netBiasMinus; }
@@ -30,8 +32,7 @@ void refuseSlopeBias(const fi& a, const fi& b, bool isComplex, const char* name)
   if (!a.getFimath().castBeforeSum() || !b.getFimath().castBeforeSum()) fail<message::castBeforeSumFalse>(name);
 }
 
-// ------------------------------------------------------------------------------------------------ blocks of
-// doubles
+// ------------------------------------------------------------------------------------------ blocks of doubles
 
 /// Which quantizations of a sum change nothing and have nothing to record.
 struct Identities {
@@ -117,8 +118,13 @@ fi fi::sumOrDifference(const fi& b) const {
   const unsigned precision = sumPrecision(getNumericType(), b.getNumericType(), type, fimath_.castBeforeSum());
   fi sumRegister = initializeSumRegister(type, fimath_, precision, complexResult);
 
+  const bool isExact =
+      !slopeBias && !sumRegister.getQlogger().isOn() && !sElementPathOnly &&
+      resulttypes::containsSums(type, getNumericType(), b.getNumericType(), Operation::kSubtracts);
   if (!slopeBias && precision <= kMaxDoublePrecision && areDoubles(*this) && areDoubles(b)) {
     sumByBlocks<Operation>(b, sumRegister, result);
+  } else if (isExact) {
+    sumExactly<Operation>(b, result);
   } else {
     sumByElements<Operation>(b, sumRegister, result);
   }
@@ -136,6 +142,22 @@ void fi::sumByBlocks(const fi& b, fi& sumRegister, fi& result) const {
   sumPart(result.realPart_, BlockOperand::real(*this), BlockOperand::real(b));
   if (result.iscomplex()) sumPart(result.imagPart_, BlockOperand::imag(*this), BlockOperand::imag(b));
   result.getQlogger().nMathOperationsPlus(result.numel_);
+}
+
+/// For operands and sums of which every value is one of the result's type: nothing is left to quantize.
+template <class Operation>
+void fi::sumExactly(const fi& b, fi& result) const {
+  const auto sumPart = [&](number& target, const number& left, const number& right) {
+    for (unsigned k = 0; k < result.numel_; ++k) {
+      setIndex(isscalar() ? 0 : k);
+      b.setIndex(b.isscalar() ? 0 : k);
+      target.setIndex(k);
+      if (!left.isempty()) target = left;
+      if (!right.isempty()) Operation::apply(target, right);
+    }
+  };
+  sumPart(result.realPart_, realPart_, b.realPart_);
+  if (result.iscomplex()) sumPart(result.imagPart_, imagPart_, b.imagPart_);
 }
 
 template <class Operation>
@@ -196,8 +218,7 @@ void fi::oneBinaryPointSum(const fi& a, const fi& b, fi& sumRegister, number& sc
   sumPart(sumRegister.imagPart_, a.isreal() ? nullptr : &a.imagPart_, b.isreal() ? nullptr : &b.imagPart_);
 }
 
-// ------------------------------------------------------------------------------------------------------ slope
-// and bias
+// --------------------------------------------------------------------------------------------- slope and bias
 
 namespace {
 
@@ -277,8 +298,7 @@ void fi::oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister) {
   q.quantize(sum);
 }
 
-// ------------------------------------------------------------------------------------------------- public
-// operations
+// ------------------------------------------------------------------------------------------ public operations
 
 fi fi::plus(const fi& b) const { return sumOrDifference<Add>(b); }
 fi fi::minus(const fi& b) const { return sumOrDifference<Subtract>(b); }

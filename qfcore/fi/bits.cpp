@@ -4,7 +4,6 @@
 #include <cstdint>
 
 #include "qfcore/fi/assignmentlog.h"
-#include "qfcore/fi/elementvisit.h"
 #include "qfcore/fi/elementwise.h"
 #include "qfcore/number/messages.h"
 #include "qfcore/number/rounding.h"
@@ -229,8 +228,7 @@ NumericType integerType(const NumericType& type) {
 
 }  // namespace
 
-// -------------------------------------------------------------------------------------------------------
-// single bits
+// ------------------------------------------------------------------------------------------------ single bits
 
 fi fi::setBits(const HostArray& bit, const HostArray* value) const {
   requirePatterns(*this, "bitset");
@@ -278,8 +276,7 @@ fi fi::bitget(const HostArray& bit) const {
   return result;
 }
 
-// --------------------------------------------------------------------------------------------------------
-// whole words
+// ------------------------------------------------------------------------------------------------ whole words
 
 fi fi::bitcmp() const {
   requirePatterns(*this, "bitcmp");
@@ -326,8 +323,7 @@ fi fi::fibitand(const fi& b) const { return bitandorxor<And>(b); }
 fi fi::fibitor(const fi& b) const { return bitandorxor<Or>(b); }
 fi fi::bitxor(const fi& b) const { return bitandorxor<Xor>(b); }
 
-// ------------------------------------------------------------------------------------------------------ powers
-// of two
+// ---------------------------------------------------------------------------------------------- powers of two
 
 fi fi::scaledByPow2(int exponent, RoundModeEnum roundMode, const char* name) const {
   // Shifts beyond the word give what these give: nothing but the sign, or nothing that fits.
@@ -360,8 +356,7 @@ fi fi::pow2(int exponent, bool movesPoint) const {
   return result;
 }
 
-// ----------------------------------------------------------------------------------------------------- stored
-// integers
+// -------------------------------------------------------------------------------------------- stored integers
 
 fi fi::integerBound(const number& bound) const {
   fi result(1, 1, integerType(getNumericType()), fimath_, false, tag());
@@ -381,11 +376,7 @@ fi fi::intmax() const {
 }
 
 fi fi::stripscaling() const {
-  if (getNumericType().isBuiltIn()) {
-    fi result = blank(dims_, iscomplex());
-    copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
-    return result;
-  }
+  if (getNumericType().isBuiltIn()) return detached();
   fi result(dims_.data(), numDims(), integerType(getNumericType()), fimath_, iscomplex(), tag());
   transformParts(*this, result, StripScaling{getNumericType().fixedExponent()});
   return result;

@@ -4,7 +4,6 @@
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/blocks.h"
-#include "qfcore/fi/elementvisit.h"
 #include "qfcore/fi/messages.h"
 
 namespace embedded {
@@ -197,8 +196,7 @@ unsigned positionOfExtreme(const double* values, unsigned stride, unsigned count
 
 }  // namespace
 
-// ------------------------------------------------------------------------------------------------------------
-// adjusting
+// -------------------------------------------------------------------------------------------------- adjusting
 
 fi& fi::adjustedRoom(const fi& x, const fi& y) {
   const NumericType &from = x.getNumericType(), &to = y.getNumericType();
@@ -239,8 +237,7 @@ const fi& fi::getAdjustedElement(const fi& x, const fi& y) {
   return room;
 }
 
-// ------------------------------------------------------------------------------------------- relations and
-// equality
+// ------------------------------------------------------------------------------------- relations and equality
 
 HostArray fi::ge(const fi& b) const { return compareReal<GreaterOrEqual>(*this, b); }
 HostArray fi::le(const fi& b) const { return compareReal<LessOrEqual>(*this, b); }
@@ -284,8 +281,7 @@ bool fi::isequal(const fi& b) const {
   return true;
 }
 
-// -------------------------------------------------------------------------------------------------------------
-// extremes
+// --------------------------------------------------------------------------------------------------- extremes
 
 template <class Extreme>
 fi fi::extreme(const fi& b) const {
@@ -349,8 +345,9 @@ fi fi::firstExtreme(unsigned& index, HostArray& position) const {
     position = HostArray();
     return blank({0, 0}, iscomplex());
   }
-  fi column = blank({numel_, 1}, iscomplex());
-  copyElements(column, ElementVisit::from(0), ElementVisit::from(0), numel_);
+  fi column = detached();
+  const unsigned dims[] = {numel_, 1};
+  column.copyDimensions(dims, 2);
   fi result = column.firstExtremes<Extreme>(1, position);
   index = static_cast<unsigned>(position.realAt(0)) - 1;
   return result;

@@ -146,8 +146,7 @@ bool divideByElements(const fi& x, const fi& y, const Bounds& bounds, const quan
   return anyByZero;
 }
 
-// ------------------------------------------------------------------------------------------------ blocks of
-// doubles
+// ------------------------------------------------------------------------------------------ blocks of doubles
 
 struct Divide {
   static double apply(double x, double y) { return x / y; }

@@ -529,7 +529,7 @@ class QFCORE_API fi {
   /// value there, with so many bits that it compares exactly with values of `y`. Valid until the next such call
   /// for `x`.
   static const number& getAdjustedReal(const fi& x, const fi& y);
-  /// Both parts, as a 1-by-1 array.
+  /// Both parts, at the cursor of the array returned: a 1-by-1 one, or `x` itself where the scalings agree.
   static const fi& getAdjustedElement(const fi& x, const fi& y);
   /// Element-wise comparison of real parts, by real-world value, with scalar expansion: a logical array. `eq`
   /// and `ne` compare imaginary parts too. Raise "numforge:fi:dimagree".
@@ -648,6 +648,8 @@ class QFCORE_API fi {
   double realWorld(const number& part) const;
   /// Zeros of this type and these settings, with this array's tag and logging switch and nothing recorded.
   fi blank(const Shape& dims, bool isComplex) const;
+  /// The elements in an array of their own; of a column view, the column alone.
+  fi detached() const;
   /// The place of element 0 in the storage; a column view does not start at 0. Moves the cursor.
   unsigned origin() const;
   template <class Element, class Convert>
@@ -709,6 +711,8 @@ class QFCORE_API fi {
   fi sumOrDifference(const fi& b) const;
   template <class Operation>
   void sumByBlocks(const fi& b, fi& sumRegister, fi& result) const;
+  template <class Operation>
+  void sumExactly(const fi& b, fi& result) const;
   template <class Operation>
   void sumByElements(const fi& b, fi& sumRegister, fi& result) const;
   template <class Operation>

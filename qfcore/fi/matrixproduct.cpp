@@ -23,8 +23,7 @@ struct Add {
   static double apply(double a, double b) { return a + b; }
 };
 
-// ---------------------------------------------------------------------------------------------------- exact
-// products
+// --------------------------------------------------------------------------------------------- exact products
 
 /// Integers up to 2^kExactBits, and so their sums in any order, are exact in doubles.
 constexpr int kExactBits = 53;
@@ -100,8 +99,7 @@ bool multiplyExactly(const fi& a, const fi& b, const NumericType& product, fi& r
   return true;
 }
 
-// ------------------------------------------------------------------------------------------------ blocks of
-// doubles
+// ------------------------------------------------------------------------------------------ blocks of doubles
 
 /// Forms a matrix product in doubles. Tiles of the result sum their products in step; of a few elements, each
 /// sums its own, of which a block is formed at once.
@@ -277,7 +275,7 @@ fi fi::mtimes(const fi& b) const {
   if (numDims() > 2 || b.numDims() > 2) fail<kInputsMustBe2D>();
   if (cols_ != b.rows_) fail<kInnerDimensions>();
   // Both factors move a cursor, so they must not be one object.
-  if (&b == this) return mtimes(fi(b));
+  if (&b == this) return mtimes(detached());
 
   const NumericType productType = getProductTypeForMpyOp(b);
   const NumericType type = getSumNumericTypeForMatrixMultiply(b, productType);

@@ -25,8 +25,7 @@ bool multiplyByBlocks(const fi& a, const fi& b, const quantizer& products, const
 
 }  // namespace
 
-// -----------------------------------------------------------------------------------------------------------
-// registers
+// -------------------------------------------------------------------------------------------------- registers
 
 fi fi::initializeProductRegister(const fimath& math, unsigned precision) const {
   const NumericType& type = arithmeticState().productType;
@@ -49,8 +48,7 @@ void fi::finishProducts(fi* result, fi& productRegister, const char* name) const
     finishRegister(result, *sumRegister, name, &ArithmeticState::productSumRegister);
 }
 
-// ------------------------------------------------------------------------------------------------- element by
-// element
+// ----------------------------------------------------------------------------------------- element by element
 
 fi& fi::complexTimesEquals(const fi& b, const quantizer& productQuantizer, const quantizer& sumQuantizer,
                            number& scratch1, number& scratch2) {
@@ -84,8 +82,7 @@ fi& fi::timesEquals(const fi& b, const quantizer& productQuantizer, const quanti
   return *this;
 }
 
-// ------------------------------------------------------------------------------------------------- public
-// operations
+// ------------------------------------------------------------------------------------------ public operations
 
 fi fi::times(const fi& b) const {
   const bool bothComplex = iscomplex() && b.iscomplex(), complexResult = iscomplex() || b.iscomplex();
@@ -120,7 +117,7 @@ fi fi::times(const fi& b) const {
 fi fi::operator*(const fi& b) const { return fi(*this, CopyElement{}).times(fi(b, CopyElement{})); }
 
 fi& fi::operator*=(const fi& b) {
-  if (&b == this) return *this *= fi(b);
+  if (&b == this) return *this *= detached();
   errorIfMathMismatch(*this, b);
   errorIfScaledDoubleSlopeBiasMath(*this, b);
   const bool slopeBias = isSlopeBias() || b.isSlopeBias();

@@ -163,6 +163,21 @@ NumericType squareRoot(const NumericType& a) {
                      integer - wordLength, 0.0);
 }
 
+bool contains(const NumericType& outer, const NumericType& inner) {
+  if (!outer.isFixed() || !inner.isFixed() || outer.isSlopeBias() || inner.isSlopeBias()) return false;
+  if (outer.fractionLength() < inner.fractionLength() || (inner.isSigned() && !outer.isSigned())) return false;
+  const int signBit = outer.isSigned() && !inner.isSigned() ? 1 : 0;
+  return integerBits(outer) >= integerBits(inner) + signBit;
+}
+
+bool containsSums(const NumericType& outer, const NumericType& a, const NumericType& b, bool isDifference) {
+  // Operands of different signs, and differences of unsigned ones, leave the range that one more bit gives.
+  if (a.isSigned() != b.isSigned() || (isDifference && !a.isSigned())) return false;
+  const int integer = std::max(integerBits(a), integerBits(b)) + 1;
+  const int fraction = std::max(a.fractionLength(), b.fractionLength());
+  return a.isFixed() && b.isFixed() && contains(outer, NumericType(a.isSigned(), integer + fraction, fraction));
+}
+
 }  // namespace resulttypes
 
 ArithmeticState& fi::arithmeticState() const {

@@ -77,6 +77,12 @@ bool differ(const fi& a, unsigned i, const fi& b, unsigned j) {
 
 // ------------------------------------------------------------------------------------------------------ shapes
 
+fi fi::detached() const {
+  fi result = blank(dims_, iscomplex());
+  copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
+  return result;
+}
+
 fi fi::reshape(const HostArray& sizes) const {
   if (sizes.arrayClass() != tessel::ArrayClass::Double) fail<kSizesNotDouble>();
   Shape dims;

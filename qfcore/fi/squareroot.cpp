@@ -114,8 +114,7 @@ class Bisection {
   Scratch candidate_, trial_, step_, square_, upperSquare_, twice_;
 };
 
-// ------------------------------------------------------------------- direct roots, where every square is exact
-// and unlogged
+// ----------------------------------------------------- direct roots, where every square is exact and unlogged
 
 /// The sign of c · d + rest − x, exactly: the product as a double and its error, which takes in the small rest.
 double compareProduct(double c, double d, double rest, double x) {

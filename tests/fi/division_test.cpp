@@ -16,12 +16,17 @@ class Division : public reference::ArithmeticTest {
  protected:
   static bool isDouble(const NumericType& type) { return fi::precisionOf(type) <= kMaxDoublePrecision; }
 
-  /// A quotient part as rounded to the dividend's precision.
-  static mpq_class roundedQuotient(const mpq_class& numerator, const mpq_class& denominator,
-                                   const NumericType& dividend) {
-    const unsigned precision = fi::precisionOf(dividend);
-    const unsigned bits = isDouble(dividend) ? kDoubleBits : constructedBits(precision);
-    return reference::roundedToBits(numerator / denominator, static_cast<int>(bits));
+  static int bitsOf(const NumericType& type) {
+    return static_cast<int>(isDouble(type) ? kDoubleBits : constructedBits(fi::precisionOf(type)));
+  }
+
+  /// A quotient part as rounded to the dividend's precision. A double over a wide divisor is first rounded to
+  /// the divisor's, as all mixed operations are.
+  static mpq_class roundedQuotient(const mpq_class& quotient, const fi& dividend, const fi& divisor) {
+    const NumericType &x = dividend.getNumericType(), &y = divisor.getNumericType();
+    const bool isMixed = isDouble(x) && !isDouble(y) && divisor.isreal();
+    return reference::roundedToBits(isMixed ? reference::roundedToBits(quotient, bitsOf(y)) : quotient,
+                                    bitsOf(x));
   }
 
   void compareOver(const fi& a, const fi& b, const NumericType& type) {
@@ -32,8 +37,7 @@ class Division : public reference::ArithmeticTest {
       const bool inDoubles = isDouble(a.getNumericType()) && isDouble(type);
       bool byZero = false;
       const auto part = [&](const mpq_class& numerator, const mpq_class& denominator) -> mpq_class {
-        if (denominator != 0)
-          return meter(roundedQuotient(numerator, denominator, a.getNumericType()), type, inDoubles);
+        if (denominator != 0) return meter(roundedQuotient(numerator / denominator, a, b), type, inDoubles);
         byZero = true;
         if (numerator == 0) return 0;
         return reference::valueOf(numerator < 0 ? result.lowerbound() : result.upperbound(), 0);

@@ -235,6 +235,26 @@ TEST_F(Multiplication, ElementwiseFormsWorkAtTheCursors) {
   EXPECT_EQ(reference::imagOf(wide, 1), reference::imagOf(all, 3));
 }
 
+TEST_F(Multiplication, OfColumnViewsReachesTheColumnAlone) {
+  const fimath math;
+  fi a = random.array({3, 2}, NumericType(true, 8, 4), math, true);
+  const fi before(a);
+  FiColumnReference second(a, 1);
+  onAllPaths([&](bool) {
+    const fi product = second.times(second), sum = second.plus(second), all = before.times(before);
+    for (unsigned k = 0; k < 3; ++k) {
+      EXPECT_EQ(reference::valueOf(product, k), reference::valueOf(all, k + 3));
+      EXPECT_EQ(reference::valueOf(sum, k), 2 * reference::valueOf(before, k + 3));
+    }
+  });
+  fi expected(before);
+  expected *= before;
+  second *= second;
+  for (unsigned k = 0; k < 6; ++k) {
+    EXPECT_EQ(reference::valueOf(a, k), reference::valueOf(k < 3 ? before : expected, k));
+  }
+}
+
 using EmbeddedTypeSystem::DataTypeEnum;
 using EmbeddedTypeSystem::ScalingEnum;
 
