@@ -5,6 +5,7 @@
 
 #include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/fi.h"
+#include "qfcore/fi/messages.h"
 #include "qfcore/fi/positionmap.h"
 #include "qfcore/number/stridesort.h"
 #include "tessel/interpreter.h"
@@ -19,9 +20,6 @@ constexpr Message kTooManyElements{"numforge:fi:outofmemory", "Not enough memory
 constexpr Message kBadStride{"numforge:fi:sort:badstride",
                              "Stride times length must be positive and divide the number of elements."};
 constexpr Message kNotReal{"numforge:fi:complex:notreal", "Real and imaginary parts must be real."};
-constexpr Message kComplexSlopeBias{
-    "numforge:fi:complexslopebiasnotdefined",
-    "Function '%s' is not defined for complex-value FI objects with slope and bias scaling."};
 
 }  // namespace
 
@@ -152,7 +150,7 @@ class ComplexOrder {
 };
 
 fi fi::sortedComplex(bool ascending, unsigned stride, unsigned length, double* index) const {
-  if (isSlopeBias()) fail<kComplexSlopeBias>("sort");
+  if (isSlopeBias()) fail<message::complexSlopeBias>("sort");
   const ComplexOrder order(*this, origin());
   std::vector<unsigned> positions(numel_), sequence(length);
   forEachSequence(numel_, stride, length, [&](std::size_t start) {

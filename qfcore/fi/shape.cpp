@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "qfcore/fi/fi.h"
+#include "qfcore/fi/messages.h"
 #include "qfcore/fi/positionmap.h"
 #include "qfcore/number/vectorised.h"
 #include "tessel/interpreter.h"
@@ -22,9 +23,6 @@ constexpr Message kBadSizes{
 constexpr Message kCountChanges{"numforge:fi:reshape:numel", "The number of elements must not change."};
 constexpr Message kTransposeND{"numforge:fi:transpose:NDArray", "Transpose on ND array is not defined."};
 constexpr Message kCtransposeND{"numforge:fi:ctranspose:NDArray", "Transpose on ND array is not defined."};
-constexpr Message kComplexSlopeBias{
-    "numforge:fi:complexslopebiasnotdefined",
-    "Function '%s' is not defined for complex-value FI objects with slope and bias scaling."};
 constexpr Message kBadDiagonal{"numforge:fi:diag:kthDiagInputNotInteger",
                                "K-th diagonal input must be an integer scalar."};
 constexpr Message kDiagNot2D{"numforge:fi:diag:firstInputMustBe2D", "First input must be 2D."};
@@ -139,7 +137,7 @@ fi fi::transpose() const {
 
 fi fi::ctranspose() const {
   if (numDims() > 2) fail<kCtransposeND>();
-  if (iscomplex() && isSlopeBias()) fail<kComplexSlopeBias>("ctranspose");
+  if (iscomplex() && isSlopeBias()) fail<message::complexSlopeBias>("ctranspose");
   fi result = transposed();
   result.conjugate();
   return result;
@@ -228,7 +226,7 @@ fi fi::toeplitzOf(unsigned rows, unsigned columns) const {
 
 fi fi::toeplitz() const {
   if (isempty()) fail<kToeplitzEmpty>("toeplitz");
-  if (iscomplex() && isSlopeBias()) fail<kComplexSlopeBias>("toeplitz(c)");
+  if (iscomplex() && isSlopeBias()) fail<message::complexSlopeBias>("toeplitz(c)");
   fi row(*this);
   row.conjugate();
   return pooled("toeplitz", *this, {this, &row}).toeplitzOf(numel_, numel_);

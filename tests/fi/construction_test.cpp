@@ -93,7 +93,8 @@ TEST(Construction, HoldsSlopeBiasValuesInUnitsOfTheGrid) {
   EXPECT_EQ(reference::valueOf(x, 0), 2);
   EXPECT_EQ(x.realWorldReal(), 13);
   // Zero is not moved to the grid, so that it reads as zero.
-  EXPECT_EQ(fi(2U, 2U, type).realWorldReal(), 0);
+  // Builds with a lowered threshold hold 16-bit words in 32 bits, too few for the quotient.
+  EXPECT_NEAR(fi(2U, 2U, type).realWorldReal(), 0, kMaxDoublePrecision < 16 ? 1e-8 : 0);
   NumericType wide(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, true, 80, 1.5, -40, 10.0);
   EXPECT_EQ(fi(13.0, wide).realWorldReal(), 13);
 }
