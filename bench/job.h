@@ -28,5 +28,6 @@ struct Job {
 std::vector<Job> quantizeJobs();
 std::vector<Job> additionJobs();
 std::vector<Job> wideJobs();
+std::vector<Job> assignmentJobs();
 
 }  // namespace bench

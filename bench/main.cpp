@@ -106,7 +106,8 @@ int main(int argc, char** argv) {
   if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
 
   std::vector<bench::Job> jobs;
-  for (const auto& table : {bench::quantizeJobs(), bench::additionJobs(), bench::wideJobs()}) {
+  for (const auto& table :
+       {bench::quantizeJobs(), bench::additionJobs(), bench::wideJobs(), bench::assignmentJobs()}) {
     jobs.insert(jobs.end(), table.begin(), table.end());
   }
   TableReporter reporter(registerJobs(jobs));
