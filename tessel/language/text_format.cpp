@@ -73,16 +73,16 @@ std::vector<Piece> parseFormat(std::string_view format) {
 }
 
 template <class... Arguments>
-std::string printed(const std::string& specification, Arguments... arguments) {
-  const int length = std::snprintf(nullptr, 0, specification.c_str(), arguments...);
+std::string printed(const std::string& directive, Arguments... arguments) {
+  const int length = std::snprintf(nullptr, 0, directive.c_str(), arguments...);
   std::string text(static_cast<std::size_t>(std::max(length, 0)) + 1, '\0');
-  std::snprintf(text.data(), text.size(), specification.c_str(), arguments...);
+  std::snprintf(text.data(), text.size(), directive.c_str(), arguments...);
   text.pop_back();
   return text;
 }
 
-/// Flags and width of a specification as `%s` understands them.
-std::string textSpecification(std::string flags, bool keepPrecision) {
+/// Flags and width of a directive as `%s` understands them.
+std::string textDirective(std::string flags, bool keepPrecision) {
   const std::size_t point = keepPrecision ? std::string::npos : flags.find('.');
   flags.resize(std::min(point, flags.size()));
   std::string kept;
@@ -95,7 +95,7 @@ std::string textSpecification(std::string flags, bool keepPrecision) {
 }
 
 std::string printText(const Piece& piece, const std::string& text) {
-  return printed(textSpecification(piece.text, true), text.c_str());
+  return printed(textDirective(piece.text, true), text.c_str());
 }
 
 std::string withoutPoint(const std::string& flags) { return flags.substr(0, flags.find('.')); }
@@ -113,7 +113,7 @@ std::string printInteger(const Piece& piece, long double value) {
 std::string printNumber(const Piece& piece, long double value) {
   if (std::isnan(value) || std::isinf(value)) {
     const char* text = std::isnan(value) ? "NaN" : value < 0 ? "-Inf" : "Inf";
-    return printed(textSpecification(piece.text, false), text);
+    return printed(textDirective(piece.text, false), text);
   }
   const bool isWhole = value == std::floor(value);
   const bool isInteger = std::string_view("diuoxX").find(piece.conversion) != std::string_view::npos;
@@ -224,10 +224,10 @@ std::string unescaped(std::string_view text) {
   return out;
 }
 
-std::string formatNumber(const char* specification, double value) {
+std::string formatNumber(const char* directive, double value) {
   if (std::isnan(value)) return "NaN";
   if (std::isinf(value)) return value < 0 ? "-Inf" : "Inf";
-  return printed(specification, value);
+  return printed(directive, value);
 }
 
 }  // namespace tessel

@@ -24,8 +24,8 @@ std::string formatText(std::string_view format, std::span<const HostArray> value
 /// `text` with its escapes replaced.
 std::string unescaped(std::string_view text);
 
-/// One number by one printf specification for `double`, such as "%.5g"; infinities and NaN as "Inf", "-Inf",
+/// One number by one printf directive for `double`, such as "%.5g"; infinities and NaN as "Inf", "-Inf",
 /// "NaN".
-std::string formatNumber(const char* specification, double value);
+std::string formatNumber(const char* directive, double value);
 
 }  // namespace tessel
