@@ -26,6 +26,15 @@ fi matrixQuotient(const fi& a, const fi& b) {
   return quotient(a, b);
 }
 
+/// A host number has no fraction length of its own to take off, so an array divided by one keeps its type.
+template <fi (*Quotient)(const fi&, const fi&)>
+Arrays divisionMethod(Arrays& inputs, int outputCount) {
+  const fi* a = unwrapped<fi>(inputs[0]);
+  const bool byNumber = a && !unwrapped<fi>(inputs[1]) && (Quotient == quotient || inputs[1].isScalar());
+  if (!byNumber) return binaryMethod<Quotient>(inputs, outputCount);
+  return {toHost(a->over(operandBeside(inputs[1], *a), a->getNumericType()))};
+}
+
 fi leftQuotient(const fi& a, const fi& b) { return quotient(b, a); }
 
 fi same(const fi& a) { return a; }
@@ -111,10 +120,11 @@ const Method kMethods[] = {
     {"minus", 2, 2, 1, binaryMethod<&fi::minus>, "minus(a, b), a - b: element-wise difference."},
     {"times", 2, 2, 1, binaryMethod<&fi::times>, "times(a, b), a .* b: element-wise product."},
     {"mtimes", 2, 2, 1, binaryMethod<&fi::mtimes>, "mtimes(a, b), a * b: matrix product."},
-    {"rdivide", 2, 2, 1, binaryMethod<quotient>,
-     "rdivide(a, b), a ./ b: element-wise quotient in the longer word, with a's fraction length less b's."},
+    {"rdivide", 2, 2, 1, divisionMethod<quotient>,
+     "rdivide(a, b), a ./ b: element-wise quotient in the longer word, with a's fraction length less b's; "
+     "divided by a host number, a keeps its type."},
     {"ldivide", 2, 2, 1, binaryMethod<leftQuotient>, "ldivide(a, b), a .\\ b: b ./ a."},
-    {"mrdivide", 2, 2, 1, binaryMethod<matrixQuotient>, "mrdivide(a, b), a / b: a ./ b, b being scalar."},
+    {"mrdivide", 2, 2, 1, divisionMethod<matrixQuotient>, "mrdivide(a, b), a / b: a ./ b, b being scalar."},
     {"uminus", 1, 1, 1, askArray<&fi::uminus>, "uminus(a), -a: negated, brought into the type of a."},
     {"uplus", 1, 1, 1, askArray<same>, "uplus(a), +a: a."},
     {"conj", 1, 1, 1, askArray<&fi::conj>, "conj(a): the complex conjugate."},
