@@ -41,14 +41,12 @@ struct Identities {
 
 template <class Operation>
 Identities identities(const fi& a, const fi& b, const fi& sumRegister) {
-  const quantizer &qa = a.getAssignmentQuantizer(), &qb = b.getAssignmentQuantizer();
-  const quantizer& q = sumRegister.getAssignmentQuantizer();
+  const NumericType &ta = a.getNumericType(), &tb = b.getNumericType(), &type = sumRegister.getNumericType();
   const bool cast = a.getFimath().castBeforeSum();
-  const bool provable = !q.logger().isOn() && q.numericType().isFixed() && a.getNumericType().isFixed() &&
-                        b.getNumericType().isFixed();
-  if (!provable) return {!cast, !cast, false};
-  const bool aFits = contains(q, qa), bFits = contains(q, qb);
-  return {!cast || aFits, !cast || bFits, aFits && bFits && containsSums<Operation>(q, qa, qb)};
+  if (sumRegister.getQlogger().isOn()) return {!cast, !cast, false};
+  using resulttypes::contains;
+  return {!cast || contains(type, ta), !cast || contains(type, tb),
+          resulttypes::containsSums(type, ta, tb, Operation::kSubtracts)};
 }
 
 /// result = quantized(cast(a) ± cast(b)), in blocks that stay in the first-level cache.
@@ -419,7 +417,7 @@ Identities sumIdentities(const fi& x, std::size_t terms, const quantizer& q) {
     return {false, !cast, false};
   const quantizer& own = x.getAssignmentQuantizer();
   const DoubleFormat &format = own.doubleFormat(), &sums = q.doubleFormat();
-  const bool holds = contains(q, own);
+  const bool holds = resulttypes::contains(q.numericType(), own.numericType());
   const auto count = static_cast<double>(terms);
   return {false, !cast || holds, holds && format.min * count >= sums.min && format.max * count <= sums.max};
 }

@@ -75,21 +75,4 @@ void combine(double* result, const double* a, bool aIsScalar, const double* b, b
   combine<Operation, false, false>(result, a, b, count);
 }
 
-/// Whether every value of `inner` is one of `outer`, both double-backed fixed-point formats.
-inline bool contains(const quantizer& outer, const quantizer& inner) {
-  return outer.fractionLength() >= inner.fractionLength() &&
-         outer.doubleFormat().min <= inner.doubleFormat().min &&
-         outer.doubleFormat().max >= inner.doubleFormat().max;
-}
-
-/// Whether every sum or difference of values of `a` and `b` is a value of `outer`.
-template <class Operation>
-bool containsSums(const quantizer& outer, const quantizer& a, const quantizer& b) {
-  const DoubleFormat &fa = a.doubleFormat(), &fb = b.doubleFormat();
-  const double low = std::min(Operation::apply(fa.min, fb.min), Operation::apply(fa.min, fb.max));
-  const double high = std::max(Operation::apply(fa.max, fb.min), Operation::apply(fa.max, fb.max));
-  return outer.fractionLength() >= a.fractionLength() && outer.fractionLength() >= b.fractionLength() &&
-         low >= outer.doubleFormat().min && high <= outer.doubleFormat().max;
-}
-
 }  // namespace embedded

@@ -10,6 +10,7 @@
 #include "qfcore/fi/elementproduct.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/productkernel.h"
+#include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
 
 namespace embedded {
@@ -121,9 +122,9 @@ class MatrixBlocks {
         columns_(b.cols()) {
     const bool bothComplex = a.iscomplex() && b.iscomplex();
     const quantizer& terms = bothComplex ? productSums : products;
-    castIsIdentity_ = !a.getFimath().castBeforeSum() ||
-                      (!accumulator.logger().isOn() && accumulator.numericType().isFixed() &&
-                       terms.numericType().isFixed() && contains(accumulator, terms));
+    castIsIdentity_ =
+        !a.getFimath().castBeforeSum() ||
+        (!accumulator.logger().isOn() && resulttypes::contains(accumulator.numericType(), terms.numericType()));
   }
 
   void run() const {

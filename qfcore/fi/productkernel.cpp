@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
 
 namespace embedded {
@@ -115,11 +116,11 @@ bool BlockProduct::applies(const fi& a, const fi& b, const quantizer& products, 
 
 BlockProduct::BlockProduct(const fi& a, const fi& b, const quantizer& products, const quantizer& sums)
     : multiply_(a, b, products), sums_(sums), castIsIdentity_(!a.getFimath().castBeforeSum()) {
-  if (sums.logger().isOn() || !sums.numericType().isFixed() || !products.numericType().isFixed()) return;
-  const bool holds = contains(sums, products);
-  castIsIdentity_ = castIsIdentity_ || holds;
-  addIsExact_ = holds && containsSums<Add>(sums, products, products);
-  subtractIsExact_ = holds && containsSums<Subtract>(sums, products, products);
+  if (sums.logger().isOn()) return;
+  const NumericType &sum = sums.numericType(), &term = products.numericType();
+  castIsIdentity_ = castIsIdentity_ || resulttypes::contains(sum, term);
+  addIsExact_ = resulttypes::containsSums(sum, term, term, false);
+  subtractIsExact_ = resulttypes::containsSums(sum, term, term, true);
 }
 
 template <class Operation>
