@@ -61,10 +61,9 @@ void sumArrays(const BlockOperand& a, const BlockOperand& b, const Identities& i
       if (isIdentity) return source;
       if (addend.isScalar) {
         std::fill_n(buffer, size, *source);
-      } else {
-        std::copy_n(source, size, buffer);
+        source = buffer;
       }
-      q.quantize(buffer, size);
+      q.quantize(source, buffer, size);
       return static_cast<const double*>(buffer);
     };
     const double* left = prepared(a, identity.castA, castA.data());
@@ -377,8 +376,7 @@ class FiberSums {
  private:
   const double* castTerms(const double* values, Block& room, std::size_t count) const {
     if (identity_.castB) return values;
-    std::copy_n(values, count, room.data());
-    q_.quantize(room.data(), count);
+    q_.quantize(values, room.data(), count);
     return room.data();
   }
 

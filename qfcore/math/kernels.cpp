@@ -39,12 +39,13 @@ struct SaturateInteger {
 };
 
 /// Two's-complement wrapping into [min, min + modulus). The modulus is a power of two, so every step is exact,
-/// and integers in range stay what they are.
+/// and integers in range stay what they are. Infinities stand for multiples of the modulus.
 struct WrapInteger {
-  static double modulo(double q, const IntegerRange& r) {
-    return q - std::floor(q * r.inverseModulus) * r.modulus;
+  static double land(double q, const IntegerRange& r) {
+    const double remainder = q - std::floor(q * r.inverseModulus) * r.modulus;
+    const double positive = remainder == remainder ? remainder : 0.0;
+    return positive - (positive > r.max ? r.modulus : 0.0);
   }
-  static double land(double q, const IntegerRange& r) { return modulo(modulo(q, r) - r.min, r) + r.min; }
 };
 
 /// `y`, with the sign of `x` where x is a zero: zeros stay what they are. As bits, since a choice between
@@ -56,13 +57,11 @@ double keepZero(double y, double x) {
 
 template <class Rounding, class Overflow>
 Outcome landed(double x, double scaled, const IntegerRange& range) {
-  // A scaled value that left the doubles is a multiple of every modulus; so is this power of two that stands
-  // for it.
-  constexpr double kFar = 0x1p1000;
-  scaled = scaled > kFar ? kFar : scaled;
-  scaled = scaled < -kFar ? -kFar : scaled;
   const double q = Rounding::integer(scaled);
-  return {keepZero(Overflow::land(q, range), x), q > range.max || q < range.min, q == 0 && x != 0};
+  const double inRange = Overflow::land(q, range);
+  // Both at once: a branch would keep the loop from vectorising.
+  const bool underflow = static_cast<bool>(static_cast<int>(q == 0) & static_cast<int>(x != 0));
+  return {keepZero(inRange, x), inRange != q, underflow};
 }
 
 /// Fixed point; the stored integer is rounded by `Rounding` and brought into range by `Overflow`.
@@ -129,15 +128,13 @@ struct None {
 
 /// Counts and extremes in several independent lanes, which the compiler keeps in vector registers.
 struct Lanes {
-  static constexpr std::size_t kCount = 16;
+  static constexpr std::size_t kCount = 8;
   double max[kCount], min[kCount];
   std::uint64_t overflows[kCount] = {}, underflows[kCount] = {};
 
   explicit Lanes(const Tally& tally) {
-    for (std::size_t lane = 0; lane < kCount; ++lane) {
-      max[lane] = tally.max;
-      min[lane] = tally.min;
-    }
+    std::fill_n(max, kCount, tally.max);
+    std::fill_n(min, kCount, tally.min);
   }
 
   void count(std::size_t lane, const Outcome& outcome) {
@@ -147,7 +144,9 @@ struct Lanes {
     underflows[lane] += outcome.underflow;
   }
 
-  void addTo(Tally& tally, std::size_t values) const {
+  // Inlined, so that the lanes' addresses stay unknown to the rest and the loop before can keep them in
+  // registers.
+  [[gnu::always_inline]] void addTo(Tally& tally, std::size_t values) const {
     tally.values += values;
     for (std::size_t lane = 0; lane < kCount; ++lane) {
       tally.max = tally.max < max[lane] ? max[lane] : tally.max;
@@ -159,47 +158,51 @@ struct Lanes {
 };
 
 template <class Policy>
-QFCORE_VECTORISED void quantizeQuietly(const DoubleFormat& format, double* values, std::size_t count) {
+QFCORE_VECTORISED void quantizeQuietly(const DoubleFormat& format, const double* from, double* to,
+                                       std::size_t count) {
   const DoubleFormat f = format;
-  for (std::size_t i = 0; i < count; ++i) values[i] = Policy::apply(values[i], f).value;
+  for (std::size_t i = 0; i < count; ++i) to[i] = Policy::apply(from[i], f).value;
 }
 
 template <class Policy>
-QFCORE_VECTORISED void quantizeCounting(const DoubleFormat& format, double* values, std::size_t count,
-                                        Tally& tally) {
+QFCORE_VECTORISED void quantizeCounting(const DoubleFormat& format, const double* from, double* to,
+                                        std::size_t count, Tally& tally) {
   const DoubleFormat f = format;
   Lanes lanes(tally);
   std::size_t i = 0;
   for (; i + Lanes::kCount <= count; i += Lanes::kCount) {
+    // Read before anything is written: in place, the lanes would otherwise have to wait for each other.
+    double x[Lanes::kCount];
+    std::copy_n(from + i, Lanes::kCount, x);
     for (std::size_t lane = 0; lane < Lanes::kCount; ++lane) {
-      const Outcome outcome = Policy::apply(values[i + lane], f);
-      values[i + lane] = outcome.value;
+      const Outcome outcome = Policy::apply(x[lane], f);
+      to[i + lane] = outcome.value;
       lanes.count(lane, outcome);
     }
   }
   for (; i < count; ++i) {
-    const Outcome outcome = Policy::apply(values[i], f);
-    values[i] = outcome.value;
+    const Outcome outcome = Policy::apply(from[i], f);
+    to[i] = outcome.value;
     lanes.count(0, outcome);
   }
   lanes.addTo(tally, count);
 }
 
 template <class Policy>
-void execute(const DoubleFormat& format, double* values, std::size_t count, Tally* tally) {
+void execute(const DoubleFormat& format, const double* from, double* to, std::size_t count, Tally* tally) {
   if (tally) {
-    quantizeCounting<Policy>(format, values, count, *tally);
+    quantizeCounting<Policy>(format, from, to, count, *tally);
   } else {
-    quantizeQuietly<Policy>(format, values, count);
+    quantizeQuietly<Policy>(format, from, to, count);
   }
 }
 
 template <class Rounding, class Overflow>
-void executeFixed(const DoubleFormat& format, double* values, std::size_t count, Tally* tally) {
+void executeFixed(const DoubleFormat& format, const double* from, double* to, std::size_t count, Tally* tally) {
   if (format.factorsExist) {
-    execute<Fixed<Rounding, Overflow>>(format, values, count, tally);
+    execute<Fixed<Rounding, Overflow>>(format, from, to, count, tally);
   } else {
-    execute<FixedFar<Rounding, Overflow>>(format, values, count, tally);
+    execute<FixedFar<Rounding, Overflow>>(format, from, to, count, tally);
   }
 }
 

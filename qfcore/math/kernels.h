@@ -32,8 +32,10 @@ struct DoubleFormat {
   int exponentMin = 0;
 };
 
-/// Quantizes `count` contiguous values in place. Adds what it meets to `tally`; null counts nothing.
-using ArrayKernel = void (*)(const DoubleFormat& format, double* values, std::size_t count, Tally* tally);
+/// Quantizes `count` contiguous values from `from` to `to`, which may be the same. Adds what it meets to `tally`;
+/// null counts nothing.
+using ArrayKernel = void (*)(const DoubleFormat& format, const double* from, double* to, std::size_t count,
+                             Tally* tally);
 
 /// The kernels of the modes, by rounding and overflow mode where they depend on them.
 ArrayKernel fixedKernel(RoundModeEnum roundMode, OverflowModeEnum overflowMode);

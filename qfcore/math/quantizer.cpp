@@ -286,7 +286,7 @@ number& quantizer::run(const Kernel& kernel, number& value) const {
   }
   Tally tally;
   double quantized = value.todouble();
-  kernel.array(format_, &quantized, 1, logger_.isOn() ? &tally : nullptr);
+  kernel.array(format_, &quantized, &quantized, 1, logger_.isOn() ? &tally : nullptr);
   value = quantized;
   logger_.record(tally);
   return value;
@@ -294,10 +294,10 @@ number& quantizer::run(const Kernel& kernel, number& value) const {
 
 number& quantizer::quantize(number& value) const { return run(kernel_, value); }
 
-void quantizer::quantize(double* values, std::size_t count) const {
+void quantizer::quantize(const double* from, double* to, std::size_t count) const {
   requireFittingLengths();
   Tally tally;
-  kernel_.array(format_, values, count, logger_.isOn() ? &tally : nullptr);
+  kernel_.array(format_, from, to, count, logger_.isOn() ? &tally : nullptr);
   logger_.record(tally);
 }
 

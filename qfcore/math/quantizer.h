@@ -126,8 +126,9 @@ class QFCORE_API quantizer {
 
   /// Quantizes the current element in place and returns it.
   number& quantize(number& value) const;
-  /// Quantizes contiguous doubles in place. The format must be double-backed.
-  void quantize(double* values, std::size_t count) const;
+  /// Quantizes contiguous doubles from `from` to `to`, or in place. The format must be double-backed.
+  void quantize(const double* from, double* to, std::size_t count) const;
+  void quantize(double* values, std::size_t count) const { quantize(values, values, count); }
   /// Quantizes every element of a vector; moves its cursor.
   void quantizeAll(number& values) const;
 

@@ -24,22 +24,16 @@ struct Ceil {
 /// In doubles values other than ties go through floor(x + 0.5), with the effects that `Nearest` tells.
 struct Convergent {
   static double integer(double x) {
-    const double distance = std::abs(std::floor(x) - x);
-    const double below = x - distance;
-    const double half = below / 2;
-    const double even = below + 2 * std::abs(half - std::floor(half));
+    const double even = std::nearbyint(x) + 0.0;  // no negative zero
     const double nearest = std::floor(x + 0.5);
-    return distance == 0.5 ? even : nearest;
+    return std::abs(std::floor(x) - x) == 0.5 ? even : nearest;
   }
   static void integer(MpFloat& x);
 };
 
 /// Toward zero.
 struct Fix {
-  static double integer(double x) {
-    const double up = std::ceil(x), down = std::floor(x);
-    return x < 0 ? up : down;
-  }
+  static double integer(double x) { return std::trunc(x); }
   static void integer(MpFloat& x);
 };
 
