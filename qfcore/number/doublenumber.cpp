@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <new>
 
 #include "qfcore/number/freelist.h"
@@ -10,6 +9,7 @@
 #include "qfcore/number/precision.h"
 #include "qfcore/number/rounding.h"
 #include "qfcore/number/stridesort.h"
+#include "qfcore/number/valuememory.h"
 #include "tessel/console.h"
 
 namespace embedded {
@@ -17,20 +17,17 @@ namespace embedded {
 void* doublenumber::operator new(std::size_t) { return FreeList<doublenumber>::take(); }
 void doublenumber::operator delete(void* freed) noexcept { FreeList<doublenumber>::give(freed); }
 
-/// Room for `forCount` zeros.
-double* doublenumber::Storage::room(unsigned forCount) {
+double* doublenumber::Storage::room(unsigned forCount, bool zeroed) {
   if (forCount == 0) return nullptr;
   if (forCount == 1) {
     single = 0;
     return &single;
   }
-  void* array = std::calloc(forCount, sizeof(double));
-  if (!array) fail<message::outOfMemory>();
-  return static_cast<double*>(array);
+  return static_cast<double*>(allocateValues(forCount * sizeof(double), zeroed));
 }
 
-void doublenumber::Storage::free(double* room) noexcept {
-  if (room != &single) std::free(room);
+void doublenumber::Storage::free(double* room, unsigned forCount) noexcept {
+  if (room != &single) freeValues(room, forCount * sizeof(double));
 }
 
 doublenumber::doublenumber(double value) : doublenumber(1, kMaxDoublePrecision, NumberVector{}) {
@@ -38,16 +35,22 @@ doublenumber::doublenumber(double value) : doublenumber(1, kMaxDoublePrecision, 
 }
 
 doublenumber::doublenumber(unsigned count, unsigned precision, NumberVector)
-    : numberrepbody(&own_), own_{{count, precision}, nullptr, 0} {
-  own_.values = own_.room(count);
+    : numberrepbody(kDoubleRepresentation, &own_), own_{{count, precision}, nullptr, 0} {
+  own_.values = own_.room(count, true);
 }
 
-doublenumber::doublenumber(const doublenumber* source, NumberVector tag)
-    : doublenumber(source->numel(), source->precision(), tag) {
+doublenumber::doublenumber(unsigned count, unsigned precision, Unset)
+    : numberrepbody(kDoubleRepresentation, &own_), own_{{count, precision}, nullptr, 0} {
+  own_.values = own_.room(count, false);
+}
+
+doublenumber::doublenumber(const doublenumber* source, NumberVector)
+    : doublenumber(source->numel(), source->precision(), Unset{}) {
   std::copy_n(source->values(), numel(), values());
 }
 
-doublenumber::doublenumber(const doublenumber* source, CopyIndex) : numberrepbody(source->share()), own_{} {}
+doublenumber::doublenumber(const doublenumber* source, CopyIndex)
+    : numberrepbody(kDoubleRepresentation, source->share()), own_{} {}
 
 doublenumber::doublenumber(const doublenumber& source)
     : doublenumber(source.isempty() ? 0 : 1, kMaxDoublePrecision, NumberVector{}) {
@@ -57,7 +60,7 @@ doublenumber::doublenumber(const doublenumber& source)
 doublenumber::~doublenumber() {
   Storage& last = storage();
   if (--last.references > 0) return;
-  last.free(last.values);
+  last.free(last.values, last.count);
   if (&last != &own_) delete &last;
 }
 
@@ -79,15 +82,13 @@ void doublenumber::resize(unsigned count) {
   Storage& resized = storage();
   if (count == resized.count) return;
   double* old = resized.values;
-  double* fresh = resized.room(count);
+  double* fresh = resized.room(count, true);
   std::copy_n(old, std::min(count, resized.count), fresh);
-  resized.free(old);
+  resized.free(old, resized.count);
   resized.values = fresh;
   resized.count = count;
 }
 
-int doublenumber::gettype() const { return kDoubleRepresentation; }
-bool doublenumber::isempty() const { return numel() == 0; }
 double doublenumber::todouble() const { return current(); }
 
 doublenumber& doublenumber::setvalue(double value) {

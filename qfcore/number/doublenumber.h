@@ -17,6 +17,7 @@ class QFCORE_API doublenumber final : public numberrepbody {
   explicit doublenumber(double value);
   /// `count` zeros.
   doublenumber(unsigned count, unsigned precision, NumberVector);
+  doublenumber(unsigned count, unsigned precision, Unset);
   /// A deep copy of all values.
   doublenumber(const doublenumber* source, NumberVector);
   /// A view: shares storage, count and precision with `source`; starts at index 0.
@@ -30,8 +31,6 @@ class QFCORE_API doublenumber final : public numberrepbody {
 
   doublenumber* clone() const override;
   void resize(unsigned count) override;
-  int gettype() const override;
-  bool isempty() const override;
   double todouble() const override;
   doublenumber& setvalue(double value) override;
   doublenumber& setvalue(const unsigned* words, int wordCount, bool isSigned, int wordLength,
@@ -133,8 +132,8 @@ class QFCORE_API doublenumber final : public numberrepbody {
   struct Storage : SharedCounts {
     double* values;  // &single, or an array of the C allocator, or null when count is 0
     double single;
-    double* room(unsigned forCount);
-    void free(double* room) noexcept;
+    double* room(unsigned forCount, bool zeroed);
+    void free(double* room, unsigned forCount) noexcept;
   };
   Storage& storage() const { return *static_cast<Storage*>(shared_); }
   Storage* share() const;

@@ -1,19 +1,16 @@
 #include "qfcore/number/mparray.h"
 
-#include <cstdlib>
-#include <new>
 #include <utility>
 
-#include "qfcore/number/messages.h"
 #include "qfcore/number/mpvalue.h"
+#include "qfcore/number/valuememory.h"
 
 namespace embedded {
 
 MpArray::MpArray(unsigned count, unsigned bits)
     : count_(count), bits_(bits), pitch_(MpFloat::placedSize(bits)), block_(nullptr) {
   if (count == 0) return;
-  block_ = static_cast<std::byte*>(std::malloc(count * pitch_));
-  if (!block_) fail<message::outOfMemory>();
+  block_ = static_cast<std::byte*>(allocateValues(count * pitch_, false));
   for (unsigned i = 0; i < count; ++i) MpFloat::placeAt(block_ + i * pitch_, bits);
 }
 
@@ -33,11 +30,7 @@ MpArray& MpArray::operator=(MpArray&& other) noexcept {
 
 MpArray::~MpArray() {
   for (unsigned i = 0; i < count_; ++i) (*this)[i].~MpFloat();
-  std::free(block_);
-}
-
-MpFloat& MpArray::operator[](unsigned index) const {
-  return *std::launder(reinterpret_cast<MpFloat*>(block_ + index * pitch_));
+  freeValues(block_, count_ * pitch_);
 }
 
 }  // namespace embedded

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <new>
 
 #include "qfcore/number/errors.h"
 
@@ -20,7 +21,9 @@ class QFCORE_API MpArray {
   ~MpArray();
 
   unsigned bits() const { return bits_; }
-  MpFloat& operator[](unsigned index) const;
+  MpFloat& operator[](unsigned index) const {
+    return *std::launder(reinterpret_cast<MpFloat*>(block_ + index * pitch_));
+  }
 
  private:
   unsigned count_, bits_;

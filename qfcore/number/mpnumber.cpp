@@ -46,7 +46,8 @@ void* mpnumber::operator new(std::size_t) { return FreeList<mpnumber>::take(); }
 void mpnumber::operator delete(void* freed) noexcept { FreeList<mpnumber>::give(freed); }
 
 mpnumber::mpnumber(unsigned count, unsigned precision, NumberVector)
-    : numberrepbody(&own_), own_{{count, precision}, MpArray(count, constructedBits(precision))} {}
+    : numberrepbody(kMultiprecisionRepresentation, &own_),
+      own_{{count, precision}, MpArray(count, constructedBits(precision))} {}
 
 mpnumber::mpnumber(double value, unsigned precision) : mpnumber(1, precision, NumberVector{}) {
   mpfr_set_d(current().get(), value, MPFR_RNDN);
@@ -58,7 +59,8 @@ mpnumber::mpnumber(const mpnumber* source, NumberVector tag)
 }
 
 mpnumber::mpnumber(const mpnumber* source, CopyIndex)
-    : numberrepbody(source->share()), own_{{0, 0}, MpArray(0, constructedBits(0))} {}
+    : numberrepbody(kMultiprecisionRepresentation, source->share()),
+      own_{{0, 0}, MpArray(0, constructedBits(0))} {}
 
 mpnumber::mpnumber(const mpnumber& source)
     : mpnumber(source.isempty() ? 0 : 1, source.precision(), NumberVector{}) {
@@ -93,8 +95,6 @@ void mpnumber::resize(unsigned count) {
   resized.count = count;
 }
 
-int mpnumber::gettype() const { return kMultiprecisionRepresentation; }
-bool mpnumber::isempty() const { return numel() == 0; }
 double mpnumber::todouble() const { return current().toDouble(); }
 
 void mpnumber::setelement(unsigned index, const MpFloat& value) {
@@ -226,11 +226,6 @@ void mpnumber::disp() const {
     tessel::printFormatted("\nmpnumber[%ld] = %s", static_cast<long>(i), text);
   }
 }
-
-const MpFloat& mpnumber::getelement() const { return current(); }
-const MpFloat& mpnumber::getelement(unsigned index) const { return storage().values[index]; }
-MpFloat& mpnumber::getmodifiableelement() { return current(); }
-MpFloat& mpnumber::getmodifiableelement(unsigned index) { return storage().values[index]; }
 
 unsigned mpnumber::getprecision() const { return current().bits(); }
 

@@ -32,8 +32,6 @@ class QFCORE_API mpnumber final : public numberrepbody {
 
   mpnumber* clone() const override;
   void resize(unsigned count) override;
-  int gettype() const override;
-  bool isempty() const override;
   double todouble() const override;
   mpnumber& setvalue(double value) override;
   mpnumber& setvalue(const unsigned* words, int wordCount, bool isSigned, int wordLength,
@@ -95,10 +93,10 @@ class QFCORE_API mpnumber final : public numberrepbody {
   /// Exact; see `numberops::setvalue`.
   mpnumber& setvalue(const MpFloat& value);
 
-  const MpFloat& getelement() const;
-  const MpFloat& getelement(unsigned index) const;
-  MpFloat& getmodifiableelement();
-  MpFloat& getmodifiableelement(unsigned index);
+  const MpFloat& getelement() const { return current(); }
+  const MpFloat& getelement(unsigned index) const { return storage().values[index]; }
+  MpFloat& getmodifiableelement() { return current(); }
+  MpFloat& getmodifiableelement(unsigned index) { return storage().values[index]; }
   /// Takes `value` exactly into element `index`; the form for element loops.
   void setelement(unsigned index, const MpFloat& value);
 

@@ -71,21 +71,13 @@ MpFloat::MpFloat(unsigned bits) : capacity_(limbCount(bits)), ownsLimbs_(true) {
   becomeZero(allocateLimbs(capacity_), bits);
 }
 
-MpFloat::MpFloat(unsigned bits, Placed) : capacity_(limbCount(bits)), ownsLimbs_(false) {
-  becomeZero(reinterpret_cast<mp_limb_t*>(this + 1), bits);
-}
-
-MpFloat::MpFloat(const MpFloat& other) : MpFloat(other.bits()) { mpfr_set(value_, other.value_, MPFR_RNDN); }
+MpFloat::MpFloat(const MpFloat& other) : MpFloat(other.bits()) { takeBits(other); }
 
 MpFloat& MpFloat::operator=(const MpFloat& other) {
   if (this == &other) return *this;
-  reset(other.bits());
-  mpfr_set(value_, other.value_, MPFR_RNDN);
+  if (bits() != other.bits()) reset(other.bits());
+  takeBits(other);
   return *this;
-}
-
-MpFloat::~MpFloat() {
-  if (ownsLimbs_) std::free(mpfr_custom_get_significand(value_));
 }
 
 std::size_t MpFloat::placedSize(unsigned bits) {
@@ -93,26 +85,28 @@ std::size_t MpFloat::placedSize(unsigned bits) {
   return sizeof(MpFloat) + limbCount(bits) * sizeof(mp_limb_t);
 }
 
-MpFloat* MpFloat::placeAt(void* place, unsigned bits) { return new (place) MpFloat(bits, Placed{}); }
-
-void MpFloat::becomeZero(mp_limb_t* limbs, unsigned bits) {
-  mpfr_custom_init(limbs, static_cast<mpfr_prec_t>(bits));
-  mpfr_custom_init_set(value_, MPFR_ZERO_KIND, 0, static_cast<mpfr_prec_t>(bits), limbs);
+/// Takes a value of as many bits.
+void MpFloat::takeBits(const MpFloat& source) {
+  mp_limb_t* own = limbs();
+  std::copy_n(static_cast<const mp_limb_t*>(mpfr_custom_get_significand(source.value_)), limbCount(bits()),
+              own);
+  *value_ = *source.value_;
+  mpfr_custom_move(value_, own);
 }
 
 void MpFloat::reserve(unsigned bits) {
   const std::uint32_t needed = limbCount(bits);
   if (needed <= capacity_) return;
-  mp_limb_t* limbs = allocateLimbs(needed);
-  if (ownsLimbs_) std::free(mpfr_custom_get_significand(value_));
-  mpfr_custom_move(value_, limbs);
+  mp_limb_t* larger = allocateLimbs(needed);
+  if (ownsLimbs_) std::free(limbs());
+  mpfr_custom_move(value_, larger);
   capacity_ = needed;
   ownsLimbs_ = true;
 }
 
 void MpFloat::reset(unsigned bits) {
   reserve(bits);
-  becomeZero(static_cast<mp_limb_t*>(mpfr_custom_get_significand(value_)), bits);
+  becomeZero(limbs(), bits);
 }
 
 void MpFloat::setBits(unsigned bits) {
@@ -123,6 +117,7 @@ void MpFloat::setBits(unsigned bits) {
 
 void MpFloat::assign(const MpFloat& source, unsigned bits) {
   if (this == &source) return;
+  if (this->bits() == bits && source.bits() == bits) return takeBits(source);
   const bool fits = source.bits() <= bits || mpfr_min_prec(source.value_) <= static_cast<mpfr_prec_t>(bits);
   const unsigned needed = fits ? bits : source.bits();
   if (this->bits() != needed) reset(needed);

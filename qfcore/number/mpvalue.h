@@ -7,10 +7,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <new>
 
 #include "qfcore/number/errors.h"
 
 namespace embedded {
+
+/// Limbs that `bits` bits take.
+constexpr std::uint32_t limbCount(unsigned bits) { return (bits + GMP_NUMB_BITS - 1) / GMP_NUMB_BITS; }
 
 /// One binary floating-point value of a chosen precision. Its limbs stand right behind it, in an array of such
 /// values, or in a block of their own. Room once won is kept, so that changing the precision seldom allocates.
@@ -25,13 +30,15 @@ class QFCORE_API MpFloat {
   MpFloat(const MpFloat& other);
   /// Takes value and precision of `other`.
   MpFloat& operator=(const MpFloat& other);
-  ~MpFloat();
+  ~MpFloat() {
+    if (ownsLimbs_) std::free(limbs());
+  }
 
   /// Bytes that `placeAt` needs for a value of `bits` bits.
   static std::size_t placedSize(unsigned bits);
   /// Makes +0 at `place`, which has `placedSize(bits)` bytes, its limbs right behind it. Whoever owns the place
   /// ends the value's life by calling its destructor.
-  static MpFloat* placeAt(void* place, unsigned bits);
+  static MpFloat* placeAt(void* place, unsigned bits) { return new (place) MpFloat(bits, Placed{}); }
 
   mpfr_ptr get() { return value_; }
   mpfr_srcptr get() const { return value_; }
@@ -62,6 +69,11 @@ class QFCORE_API MpFloat {
   void negate() { mpfr_neg(value_, value_, MPFR_RNDN); }
   void makeAbsolute() { mpfr_abs(value_, value_, MPFR_RNDN); }
 
+  /// The result of two operands, rounded to nearest at the bits of this value; the form for array loops.
+  void setSum(const MpFloat& a, const MpFloat& b) { mpfr_add(value_, a.value_, b.value_, MPFR_RNDN); }
+  void setDifference(const MpFloat& a, const MpFloat& b) { mpfr_sub(value_, a.value_, b.value_, MPFR_RNDN); }
+  void setProduct(const MpFloat& a, const MpFloat& b) { mpfr_mul(value_, a.value_, b.value_, MPFR_RNDN); }
+
   MpFloat& operator+=(const MpFloat& other) { return mpfr_add(value_, value_, other.value_, MPFR_RNDN), *this; }
   MpFloat& operator-=(const MpFloat& other) { return mpfr_sub(value_, value_, other.value_, MPFR_RNDN), *this; }
   MpFloat& operator*=(const MpFloat& other) { return mpfr_mul(value_, value_, other.value_, MPFR_RNDN), *this; }
@@ -77,17 +89,20 @@ class QFCORE_API MpFloat {
 
  private:
   struct Placed {};
-  MpFloat(unsigned bits, Placed);
-  void becomeZero(mp_limb_t* limbs, unsigned bits);
+  MpFloat(unsigned bits, Placed) : capacity_(limbCount(bits)), ownsLimbs_(false) {
+    becomeZero(reinterpret_cast<mp_limb_t*>(this + 1), bits);
+  }
+  void becomeZero(mp_limb_t* limbs, unsigned bits) {
+    mpfr_custom_init_set(value_, MPFR_ZERO_KIND, 0, static_cast<mpfr_prec_t>(bits), limbs);
+  }
+  mp_limb_t* limbs() { return static_cast<mp_limb_t*>(mpfr_custom_get_significand(value_)); }
+  void takeBits(const MpFloat& source);
   void reserve(unsigned bits);
 
   mpfr_t value_;
   std::uint32_t capacity_;  // limbs there is room for
   bool ownsLimbs_;          // the limbs are a block of their own
 };
-
-/// Limbs that `bits` bits take.
-constexpr std::uint32_t limbCount(unsigned bits) { return (bits + GMP_NUMB_BITS - 1) / GMP_NUMB_BITS; }
 
 /// One integer of any size.
 class QFCORE_API MpInteger {

@@ -21,6 +21,9 @@ class QFCORE_API number {
   /// `count` zeros.
   number(unsigned count, unsigned precision, NumberVector)
       : body_(numberfactory::createnumberVector(count, precision)) {}
+  /// `count` values without meaning; zeros where they are multiprecision.
+  number(unsigned count, unsigned precision, Unset tag)
+      : body_(numberfactory::createnumberVector(count, precision, tag)) {}
   /// A view.
   number(const number& source, CopyIndex tag) : body_(numberfactory::createnumber(source.body_, tag)) {}
   /// A deep copy.

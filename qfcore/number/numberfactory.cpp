@@ -21,6 +21,11 @@ numberrepbody* numberfactory::createnumberVector(unsigned count, unsigned precis
   return new mpnumber(count, precision, NumberVector{});
 }
 
+numberrepbody* numberfactory::createnumberVector(unsigned count, unsigned precision, Unset tag) {
+  if (precision <= kMaxDoublePrecision) return new doublenumber(count, precision, tag);
+  return new mpnumber(count, precision, NumberVector{});
+}
+
 numberrepbody* numberfactory::createnumber(const numberrepbody* source, CopyIndex tag) {
   switch (source->gettype()) {
     case kDoubleRepresentation: return new doublenumber(static_cast<const doublenumber*>(source), tag);

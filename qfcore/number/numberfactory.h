@@ -14,6 +14,7 @@ class QFCORE_API numberfactory {
   static numberrepbody* createnumberScalar(double value, unsigned precision, bool forceMultiplePrecision);
   /// `count` zeros.
   static numberrepbody* createnumberVector(unsigned count, unsigned precision);
+  static numberrepbody* createnumberVector(unsigned count, unsigned precision, Unset);
   /// A view that shares the storage of `source`. Null for a body that is neither double nor multiprecision.
   static numberrepbody* createnumber(const numberrepbody* source, CopyIndex);
   /// A deep copy. Null for a body that is neither double nor multiprecision.

@@ -12,6 +12,8 @@ class MpInteger;
 
 /// Selects the constructors that make a whole vector.
 struct NumberVector {};
+/// Selects the constructors that make a vector whose values have no meaning until they are set.
+struct Unset {};
 /// Selects the constructors that make a view: storage shared with the source, an index of its own.
 struct CopyIndex {};
 
@@ -43,8 +45,9 @@ class QFCORE_API numberrepbody {
   /// "numforge:fi:outofmemory".
   virtual void resize(unsigned count) = 0;
   virtual ~numberrepbody() = default;
-  virtual int gettype() const = 0;
-  virtual bool isempty() const = 0;
+  // Asked for every element: final here, so that calls of them are inlined.
+  virtual int gettype() const final { return representation_; }
+  virtual bool isempty() const final { return numel() == 0; }
   virtual double todouble() const = 0;
   virtual numberrepbody& setvalue(double value) = 0;
   /// Takes the stored integer in `words`, times 2^-fractionLength.
@@ -161,10 +164,12 @@ class QFCORE_API numberrepbody {
   signed char fixed2int8(int wordLength, int fractionLength) const;
 
  protected:
-  explicit numberrepbody(SharedCounts* shared) : shared_(shared) {}
+  numberrepbody(RepresentationTag representation, SharedCounts* shared)
+      : shared_(shared), representation_(representation) {}
 
   mutable SharedCounts* shared_;
   mutable unsigned index_ = 0;
+  RepresentationTag representation_;
 };
 
 }  // namespace embedded

@@ -1,0 +1,17 @@
+/// Memory for the values of arrays.
+#pragma once
+
+#include <cstddef>
+
+namespace embedded {
+
+/// `bytes` bytes of the C allocator, zeros if wanted. Raises "numforge:fi:outofmemory".
+///
+/// Large blocks lie on huge pages where the system has them, and a freed one waits for the next array of its
+/// size: otherwise the arithmetic on a fresh array would be the smaller part of its cost, the larger being the
+/// page faults. What waits is one block of a limited size, which the system may take back when it runs short.
+void* allocateValues(std::size_t bytes, bool zeroed);
+/// Frees what `allocateValues` gave for as many bytes; null is nothing.
+void freeValues(void* block, std::size_t bytes) noexcept;
+
+}  // namespace embedded
