@@ -235,32 +235,17 @@ void quantizer::updatefloatparameters() {
 }
 
 const WideFormat& quantizer::wideFormat() const {
-  if (wide_) return *wide_;
-  const unsigned precision = std::max(constantPrecision() + 1, kMaxDoublePrecision + 1);
-  const auto power = [precision](int exponent) {
-    number result(1.0, precision, true);
-    result.pow2(exponent);
-    return result;
-  };
-  const int f = fractionLength();
-  WideFormat wide{f, f, exponentMin(), power(-f), power(0), power(0), power(0)};
-  if (isFloatingPoint()) {
-    wide.max += power(0);
-    wide.max -= wide.eps;
-    wide.max.pow2(exponentBias());
-    wide.min = -wide.max;
-  } else {
-    wide.range.pow2(wordLength_ - f);
-    wide.max.pow2(wordLength_ - f - (isSigned() ? 1 : 0));
-    wide.min = isSigned() ? -wide.max : number(0.0, precision, true);
-    wide.max -= wide.eps;
+  if (!wide_) {
+    const int f = fractionLength();
+    wide_ = std::make_shared<const WideFormat>(
+        isFloatingPoint() ? WideFormat::ofFloatingPoint(f, exponentMin(), exponentBias())
+                          : WideFormat::ofFixedPoint(isSigned(), wordLength_, f));
   }
-  wide_ = std::make_shared<const WideFormat>(std::move(wide));
   return *wide_;
 }
 
 Kernel quantizer::kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMode, OverflowModeEnum overflowMode) {
-  const RoundingMember rounding = roundingMember(roundMode);
+  const WideRounding rounding = WideRounding::of(roundMode);
   switch (mode) {
     case QuantizerModeEnum::fixed:
     case QuantizerModeEnum::ufixed:

@@ -47,7 +47,7 @@ constexpr const EmbeddedTypeSystem::EnumTable& tableOf(QuantizerModeEnum) {
 struct Kernel {
   ArrayKernel array;
   WideKernel wide;
-  RoundingMember rounding;
+  WideRounding rounding;
   OverflowModeEnum overflowMode;
 };
 

@@ -2,21 +2,148 @@
 
 #include <algorithm>
 #include <limits>
+#include <type_traits>
+
+#include "qfcore/number/precision.h"
+#include "qfcore/number/storedinteger.h"
 
 namespace embedded {
 
-RoundingMember roundingMember(RoundModeEnum roundMode) {
-  // In the order of RoundModeEnum.
-  static constexpr RoundingMember kMembers[] = {&number::ceil,  &number::convergent, &number::fix,
-                                                &number::floor, &number::nearest,    &number::round};
-  return kMembers[static_cast<int>(roundMode)];
+namespace {
+
+template <class Policy>
+constexpr std::uint16_t growthsOf() {
+  std::uint16_t bits = 0;
+  for (unsigned i = 0; i < Cut::kCases; ++i) {
+    if (Policy::grows(Cut(i))) bits |= static_cast<std::uint16_t>(1U << i);
+  }
+  return bits;
 }
 
-WideOutcome quantizeFixedWide(const WideFormat& format, RoundingMember rounding, OverflowModeEnum overflowMode,
-                              number& x) {
+/// Makes powers of two that hold differences of `bits` bits.
+struct PowersOfTwo {
+  int bits;
+  number operator()(int exponent) const {
+    number result(1.0, std::max(static_cast<unsigned>(bits) + 1, kMaxDoublePrecision + 1), true);
+    result.pow2(exponent);
+    return result;
+  }
+};
+
+/// Replaces the magnitude by that of the two's complement word of the low `wordLength` bits.
+template <unsigned Limbs>
+void wrap(StoredInteger<Limbs>& x, int wordLength, bool isSigned) {
+  constexpr unsigned kLimbBits = StoredInteger<Limbs>::kLimbBits;
+  const auto bits = static_cast<unsigned>(wordLength);
+  const unsigned topLimb = bits / kLimbBits;
+  const auto cutToWord = [&] {
+    if (topLimb < Limbs) x.limbs[topLimb] &= (mp_limb_t{1} << bits % kLimbBits) - 1;
+    for (unsigned i = topLimb + 1; i < Limbs; ++i) x.limbs[i] = 0;
+  };
+  const auto negate = [&] {
+    for (mp_limb_t& limb : x.limbs) limb = ~limb;
+    x.growIf(true);
+  };
+  if (x.isNegative) negate();
+  cutToWord();
+  x.isNegative = isSigned && (x.limbs[(bits - 1) / kLimbBits] >> (bits - 1) % kLimbBits & 1) != 0;
+  if (!x.isNegative) return;
+  negate();
+  cutToWord();
+}
+
+template <unsigned Limbs>
+LimbOutcome quantizeIn(const WideFormat& format, const WideRounding& rounding, OverflowModeEnum overflowMode,
+                       MpFloat& value) {
+  using Integer = StoredInteger<Limbs>;
+  const int f = format.fractionLength;
+  if (!Integer::fits(value, f)) return LimbOutcome::NotDone;
+  Integer stored;
+  const Cut cut = stored.take(value, f);
+  stored.growIf(rounding.grows(cut));
+  const WideFormat::Magnitude& limit = stored.isNegative ? format.minMagnitude : format.maxMagnitude;
+  if (!stored.exceeds(limit.data())) {
+    return cut.isExact() || stored.store(value, f) ? LimbOutcome::InRange : LimbOutcome::NotDone;
+  }
+  if (overflowMode == OverflowModeEnum::saturate) {
+    std::copy_n(limit.data(), Limbs, stored.limbs.begin());
+  } else {
+    wrap(stored, format.wordLength, format.isSigned);
+  }
+  return stored.store(value, f) ? LimbOutcome::Overflow : LimbOutcome::NotDone;
+}
+
+}  // namespace
+
+WideFormat WideFormat::ofFixedPoint(bool isSigned, int wordLength, int fractionLength) {
+  const PowersOfTwo power{wordLength + 1};
+  const int w = wordLength, f = fractionLength;
+  WideFormat format{f, f, 0, power(-f), power(w - f - isSigned), power(0), power(w - f), w, isSigned};
+  format.min = isSigned ? -format.max : number(0.0, format.max.getprecision(), true);
+  format.max -= format.eps;
+  constexpr unsigned kLimbBits = GMP_NUMB_BITS;
+  const auto magnitudeBits = static_cast<unsigned>(w - isSigned);
+  if (magnitudeBits + 2 > kMaxLimbs * kLimbBits) return format;
+  const mp_limb_t top = mp_limb_t{1} << magnitudeBits % kLimbBits;
+  format.maxMagnitude.assign(kMaxLimbs, 0);
+  format.minMagnitude = format.maxMagnitude;
+  std::fill_n(format.maxMagnitude.begin(), magnitudeBits / kLimbBits, ~mp_limb_t{0});
+  format.maxMagnitude[magnitudeBits / kLimbBits] = top - 1;
+  if (isSigned) format.minMagnitude[magnitudeBits / kLimbBits] = top;
+  return format;
+}
+
+WideFormat WideFormat::ofFloatingPoint(int fractionBits, int exponentMin, int exponentBias) {
+  const PowersOfTwo power{fractionBits};
+  WideFormat format{fractionBits, fractionBits, exponentMin, power(-fractionBits),
+                    power(1),     power(0),     power(0)};
+  format.max -= format.eps;
+  format.max.pow2(exponentBias);
+  format.min = -format.max;
+  return format;
+}
+
+WideRounding WideRounding::of(RoundModeEnum roundMode) {
+  switch (roundMode) {
+    case RoundModeEnum::ceil: return {&number::ceil, growthsOf<Ceil>()};
+    case RoundModeEnum::convergent: return {&number::convergent, growthsOf<Convergent>()};
+    case RoundModeEnum::fix: return {&number::fix, growthsOf<Fix>()};
+    case RoundModeEnum::floor: return {&number::floor, growthsOf<Floor>()};
+    case RoundModeEnum::nearest: return {&number::nearest, growthsOf<Nearest>()};
+    default: return {&number::round, growthsOf<Round>()};
+  }
+}
+
+WideOutcome quantizeFixedWide(const WideFormat& format, const WideRounding& rounding,
+                              OverflowModeEnum overflowMode, number& x) {
+  const LimbOutcome outcome = quantizeFixedByLimbs(format, rounding, overflowMode, x);
+  if (outcome != LimbOutcome::NotDone) return {outcome == LimbOutcome::Overflow, false};
+  return quantizeFixedByFloats(format, rounding, overflowMode, x);
+}
+
+LimbOutcome quantizeFixedByLimbs(const WideFormat& format, const WideRounding& rounding,
+                                 OverflowModeEnum overflowMode, number& x) {
+  mpnumber* wide = x.multiprecision();
+  if (!wide || format.maxMagnitude.empty()) return LimbOutcome::NotDone;
+  MpFloat& value = wide->getmodifiableelement();
+  // One more bit than the word, so that a magnitude that has grown is seen to exceed it.
+  const unsigned limbs =
+      std::max(limbCount(value.bits()), limbCount(static_cast<unsigned>(format.wordLength) + 1));
+  if (limbs <= 2) return quantizeIn<2>(format, rounding, overflowMode, value);
+  if (limbs <= 3) return quantizeIn<3>(format, rounding, overflowMode, value);
+  if (limbs <= 5) return quantizeIn<5>(format, rounding, overflowMode, value);
+  if (limbs <= 9) return quantizeIn<9>(format, rounding, overflowMode, value);
+  if (limbs <= 17) return quantizeIn<17>(format, rounding, overflowMode, value);
+  if (limbs <= WideFormat::kMaxLimbs)
+    return quantizeIn<WideFormat::kMaxLimbs>(format, rounding, overflowMode, value);
+  return LimbOutcome::NotDone;
+}
+
+WideOutcome quantizeFixedByFloats(const WideFormat& format, const WideRounding& rounding,
+                                  OverflowModeEnum overflowMode, number& x) {
   WideOutcome outcome;
   if (x.iszero()) return outcome;
-  (x.*rounding)(format.fractionLength);
+  (x.*rounding.member)(format.fractionLength);
   outcome.underflow = x.iszero();
   const bool above = x > format.max;
   outcome.overflow = above || x < format.min;
@@ -32,7 +159,8 @@ WideOutcome quantizeFixedWide(const WideFormat& format, RoundingMember rounding,
   return outcome;
 }
 
-WideOutcome quantizeFloatWide(const WideFormat& format, RoundingMember rounding, OverflowModeEnum, number& x) {
+WideOutcome quantizeFloatWide(const WideFormat& format, const WideRounding& rounding, OverflowModeEnum,
+                              number& x) {
   if (x.iszero()) return {};
   if (!x.isFinite()) return {true, false};
   const bool above = x > format.max;
@@ -41,7 +169,7 @@ WideOutcome quantizeFloatWide(const WideFormat& format, RoundingMember rounding,
     x = above ? kInfinity : -kInfinity;
     return {true, false};
   }
-  (x.*rounding)(format.fractionBits - std::max(x.unbiasedexponent(), format.exponentMin));
+  (x.*rounding.member)(format.fractionBits - std::max(x.unbiasedexponent(), format.exponentMin));
   return {false, x.iszero()};
 }
 

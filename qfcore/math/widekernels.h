@@ -2,34 +2,68 @@
 /// threshold.
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "qfcore/math/modes.h"
 #include "qfcore/number/number.h"
+#include "qfcore/number/rounding.h"
 
 namespace embedded {
 
-/// A rounding operation of numbers to a given count of fraction bits, such as `number::floor(int)`.
-using RoundingMember = number& (number::*)(int);
-RoundingMember roundingMember(RoundModeEnum roundMode);
+/// A rounding rule for wide words.
+struct WideRounding {
+  using Member = number& (number::*)(int);
 
-/// The constants of a format as numbers precise enough to hold them exactly; see DoubleFormat.
+  static WideRounding of(RoundModeEnum roundMode);
+  bool grows(const Cut& cut) const { return (growths >> cut.index() & 1) != 0; }
+
+  Member member = nullptr;  ///< rounds a number to a given count of fraction bits, such as `number::floor(int)`
+  std::uint16_t growths = 0;  ///< one bit for each `Cut`
+};
+
+/// The constants of a format as numbers precise enough to hold them exactly; see DoubleFormat. The largest
+/// magnitudes of stored integers on either side of zero stand beside them, for words of up to `kMaxLimbs`
+/// limbs.
 struct WideFormat {
+  static constexpr unsigned kMaxLimbs = 33;
+  using Magnitude = std::vector<std::uint64_t>;  // least significant limb first
+
   int fractionLength = 0;
   int fractionBits = 0;
   int exponentMin = 0;
   number eps, max, min, range;
+  int wordLength = 0;
+  bool isSigned = false;
+  Magnitude maxMagnitude{}, minMagnitude{};  ///< `kMaxLimbs` limbs, or none
+
+  static WideFormat ofFixedPoint(bool isSigned, int wordLength, int fractionLength);
+  static WideFormat ofFloatingPoint(int fractionBits, int exponentMin, int exponentBias);
 };
 
 struct WideOutcome {
   bool overflow = false, underflow = false;
 };
 
+enum class LimbOutcome { NotDone, InRange, Overflow };
+
 /// Quantizes the current element of `value` in place and says what it met.
-using WideKernel = WideOutcome (*)(const WideFormat& format, RoundingMember rounding,
+using WideKernel = WideOutcome (*)(const WideFormat& format, const WideRounding& rounding,
                                    OverflowModeEnum overflowMode, number& value);
 
-WideOutcome quantizeFixedWide(const WideFormat& format, RoundingMember rounding, OverflowModeEnum overflowMode,
-                              number& value);
-WideOutcome quantizeFloatWide(const WideFormat& format, RoundingMember rounding, OverflowModeEnum overflowMode,
-                              number& value);
+/// On stored integers where that can be done, else by floating-point arithmetic.
+WideOutcome quantizeFixedWide(const WideFormat& format, const WideRounding& rounding,
+                              OverflowModeEnum overflowMode, number& value);
+WideOutcome quantizeFloatWide(const WideFormat& format, const WideRounding& rounding,
+                              OverflowModeEnum overflowMode, number& value);
+
+/// The rule itself, for values of every kind, range and precision.
+WideOutcome quantizeFixedByFloats(const WideFormat& format, const WideRounding& rounding,
+                                  OverflowModeEnum overflowMode, number& value);
+/// The same for multiprecision values, faster. Not done, and the value as it was, where the value or the
+/// outcome asks for more: values that are not regular, too large, or beyond the limbs; outcomes that are zero
+/// or take more bits than the value has.
+LimbOutcome quantizeFixedByLimbs(const WideFormat& format, const WideRounding& rounding,
+                                 OverflowModeEnum overflowMode, number& value);
 
 }  // namespace embedded

@@ -1,5 +1,5 @@
-/// The six rounding rules, each written once, for doubles (array and element kernels alike) and multiprecision
-/// values.
+/// The six rounding rules, each written once, for doubles (array and element kernels alike), multiprecision
+/// values, and magnitudes of which bits have been cut off.
 ///
 /// The double rules are plain arithmetic without branches, so that loops over them vectorise when they are
 /// compiled with -O3 -fno-math-errno -fno-trapping-math for a target that rounds in hardware.
@@ -14,10 +14,31 @@ namespace embedded {
 
 class MpFloat;
 
+/// What decides whether a magnitude, cut to an integer, is to grow by one: the value's sign, the integer's last
+/// bit, the first bit cut off, and whether any bit after that was set.
+class Cut {
+ public:
+  static constexpr unsigned kCases = 16;
+  constexpr explicit Cut(unsigned index) : index_(index) {}
+  constexpr Cut(bool isNegative, bool isOdd, bool half, bool rest)
+      : Cut(8U * isNegative + 4U * isOdd + 2U * half + rest) {}
+  constexpr unsigned index() const { return index_; }
+  constexpr bool isNegative() const { return (index_ & 8) != 0; }
+  constexpr bool isOdd() const { return (index_ & 4) != 0; }
+  constexpr bool half() const { return (index_ & 2) != 0; }
+  constexpr bool rest() const { return (index_ & 1) != 0; }
+  /// Whether nothing was cut off that is not zero.
+  constexpr bool isExact() const { return (index_ & 3) == 0; }
+
+ private:
+  unsigned index_;  // one word: four flags would be written byte by byte and read at once
+};
+
 /// Toward plus infinity.
 struct Ceil {
   static double integer(double x) { return std::ceil(x); }
   static void integer(MpFloat& x);
+  static constexpr bool grows(const Cut& cut) { return !cut.isNegative() && !cut.isExact(); }
 };
 
 /// To nearest, ties to even: 2.5 -> 2, 3.5 -> 4, -2.5 -> -2.
@@ -29,18 +50,21 @@ struct Convergent {
     return std::abs(std::floor(x) - x) == 0.5 ? even : nearest;
   }
   static void integer(MpFloat& x);
+  static constexpr bool grows(const Cut& cut) { return cut.half() && (cut.rest() || cut.isOdd()); }
 };
 
 /// Toward zero.
 struct Fix {
   static double integer(double x) { return std::trunc(x); }
   static void integer(MpFloat& x);
+  static constexpr bool grows(const Cut&) { return false; }
 };
 
 /// Toward minus infinity.
 struct Floor {
   static double integer(double x) { return std::floor(x); }
   static void integer(MpFloat& x);
+  static constexpr bool grows(const Cut& cut) { return cut.isNegative() && !cut.isExact(); }
 };
 
 /// To nearest, ties toward plus infinity: 2.5 -> 3, -2.5 -> -2.
@@ -49,6 +73,7 @@ struct Floor {
 struct Nearest {
   static double integer(double x) { return std::floor(x + 0.5); }
   static void integer(MpFloat& x);
+  static constexpr bool grows(const Cut& cut) { return cut.half() && (cut.rest() || !cut.isNegative()); }
 };
 
 /// To nearest, ties away from zero: 2.5 -> 3, -2.5 -> -3. In doubles from 2^53 on nothing changes.
@@ -56,6 +81,7 @@ struct Round {
   // From 2^53 on the addition changes nothing, so no magnitude needs a case of its own.
   static double integer(double x) { return std::copysign(std::floor(std::abs(x) + 0.5), x); }
   static void integer(MpFloat& x);
+  static constexpr bool grows(const Cut& cut) { return cut.half(); }
 };
 
 /// True when 2^exponent is a normal double. Multiplying by it is then what ldexp does, only faster.

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/fi/reference.h"
+#include "tests/number/reference.h"
 
 namespace embedded {
 namespace {
@@ -95,6 +96,45 @@ TEST(Quantizer, IsExactOnRandomFormatsAtTiesBoundsAndFarOutside) {
     }
     compare(type, random.roundMode(), random.overflowMode(), values);
   }
+}
+
+/// Both ways to quantize wide words: the values, with their bits, and what is said of them.
+TEST(Quantizer, RoundsStoredIntegersAsItRoundsFloats) {
+  reference::Generator random;
+  int done = 0, trials = 0;
+  for (const int longest : {64, 130, 700, 2100}) {
+    for (int trial = 0; trial < 4000; ++trial) {
+      const reference::Format of = random.format(longest);
+      const int bits = random.integer(1, longest), f = -of.exponent;
+      number byFloats(0.0, static_cast<unsigned>(bits), true);
+      mpz_class magnitude = random.bits(bits);
+      if (random.coin()) magnitude = reference::pow2(random.integer(0, bits)) - random.integer(0, 2);
+      // From far below half a step to well beyond the range.
+      const int exponent = random.integer(-bits - 2, of.wordLength - bits + 3) - f;
+      reference::put(byFloats, reference::scaled(random.coin() ? mpz_class(-magnitude) : magnitude, exponent));
+      number byLimbs(byFloats);
+      const WideFormat format = WideFormat::ofFixedPoint(of.isSigned, of.wordLength, f);
+      for (const auto round : kRoundModes) {
+        const auto overflow = random.coin() ? OverflowModeEnum::saturate : OverflowModeEnum::wrap;
+        const WideRounding rounding = WideRounding::of(round);
+        number x(byFloats), y(byLimbs);
+        const LimbOutcome outcome = quantizeFixedByLimbs(format, rounding, overflow, y);
+        const WideOutcome expected = quantizeFixedByFloats(format, rounding, overflow, x);
+        ++trials;
+        if (outcome == LimbOutcome::NotDone) {
+          ASSERT_EQ(y, byLimbs);
+          continue;
+        }
+        ++done;
+        ASSERT_EQ(reference::valueOf(y), reference::valueOf(x))
+            << of.isSigned << ' ' << of.wordLength << ' ' << f << " mode " << static_cast<int>(round);
+        ASSERT_EQ(outcome == LimbOutcome::Overflow, expected.overflow);
+        ASSERT_FALSE(expected.underflow);
+        ASSERT_EQ(y.multiprecision()->getprecision(), x.multiprecision()->getprecision());
+      }
+    }
+  }
+  EXPECT_GT(done, trials / 3);
 }
 
 TEST(Quantizer, KeepsTheRoundingOfTheAdditionInDoubles) {
