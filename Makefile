@@ -6,7 +6,8 @@ cores := $(shell nproc)
 release := build/release
 sources = find tessel qfcore tests bench examples docs -name '*.cpp' -o -name '*.h'
 
-.PHONY: build run test bench docs install setup setup-check format check-format check-clang tidy clean
+.PHONY: build run test bench bench-build bench-instructions performance docs install setup setup-check format check-format \
+  check-clang tidy clean
 .DEFAULT_GOAL := build
 
 build: $(release)/build.ninja
@@ -19,9 +20,17 @@ test: build/$(preset)/build.ninja
 	cmake --build --preset $(preset)
 	ctest --preset $(preset) -j $(cores)
 
-bench: $(release)/build.ninja
+bench-build: $(release)/build.ninja
 	cmake --build --preset release --target bench
+
+bench: bench-build
 	$(release)/bin/bench
+
+performance: bench-build
+	$(release)/bin/bench --markdown docs/performance.md
+
+bench-instructions: setup-check bench-build
+	bench/count_instructions.sh $(release)/bin/bench
 
 docs: $(release)/build.ninja
 	cmake --build --preset release --target reference

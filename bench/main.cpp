@@ -1,115 +1,140 @@
-/// Runs every job of the benchmark tables and prints, for each, the time per element beside its reference's.
-/// Takes Google Benchmark's options; `--benchmark_filter=TEXT` runs a part.
+/// Runs the jobs of the benchmark tables and prints, for each contender, the time per operation beside its
+/// reference's.
+///
+/// `--markdown FILE` also writes the page docs/performance.md; `--instructions` alone runs what
+/// bench/count_instructions.sh counts. Google Benchmark's options are understood; `--benchmark_filter=TEXT`
+/// runs a part.
 #include <benchmark/benchmark.h>
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <map>
+#include <fstream>
+#include <iostream>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "bench/instructions.h"
 #include "bench/job.h"
+#include "bench/table.h"
+
+namespace bench {
+
+std::vector<Job> allJobs() {
+  std::vector<Job> jobs;
+  for (const auto& table : {quantizeJobs, arithmeticJobs, matrixJobs, complexJobs, elementwiseJobs,
+                            exchangeJobs, wideJobs, scalarJobs, textJobs, scriptJobs}) {
+    for (Job& job : table()) jobs.push_back(std::move(job));
+  }
+  return jobs;
+}
+
+}  // namespace bench
+
+// SystemC's library asks for the entry point of simulations; there are none here.
+extern "C" int sc_main(int, char**) { return 0; }
 
 namespace {
 
-/// One measured line of the table.
-struct Line {
-  std::string job, contender, reference;
-  std::size_t elementCount;
-  std::string runName() const { return nameOf(contender); }
-  std::string referenceRunName() const { return nameOf(reference); }
-
- private:
-  std::string nameOf(const std::string& who) const { return fmt::format("{}: {}/{}", job, who, elementCount); }
-};
-
-/// Keeps the shortest time of each run's repetitions, the one least disturbed, and prints the table at the end.
-class TableReporter : public benchmark::BenchmarkReporter {
+/// Keeps the shortest time of each run's repetitions, the one least disturbed.
+class ShortestTimes : public benchmark::BenchmarkReporter {
  public:
-  explicit TableReporter(std::vector<Line> lines) : lines_(std::move(lines)) {}
-
-  bool ReportContext(const Context& context) override {
-    PrintBasicContext(&GetErrorStream(), context);
-    return true;
-  }
-
+  bool ReportContext(const Context&) override { return true; }
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
       if (run.run_type != Run::RT_Iteration || run.iterations == 0) continue;
       const double seconds = run.cpu_accumulated_time / static_cast<double>(run.iterations);
-      const auto [entry, isNew] = shortest_.try_emplace(run.run_name.function_name, seconds);
+      const auto [entry, isNew] = times_.try_emplace(run.run_name.function_name, seconds);
       if (!isNew) entry->second = std::min(entry->second, seconds);
     }
   }
-
-  void Finalize() override {
-    print("job", "elements", "by", "time per element", "reference", "ratio");
-    for (const Line& line : lines_) {
-      const auto own = shortest_.find(line.runName());
-      if (own == shortest_.end()) continue;
-      const double time = own->second / static_cast<double>(line.elementCount);
-      std::string reference = "-", ratio = "-";
-      if (const auto other = shortest_.find(line.referenceRunName());
-          other != shortest_.end() && other != own) {
-        const double limit = other->second / static_cast<double>(line.elementCount);
-        reference = fmt::format("{} ({})", nanoseconds(limit), line.reference);
-        ratio = fmt::format("{:.2f}", time / limit);
-      }
-      print(line.job, fmt::format("{}", line.elementCount), line.contender, nanoseconds(time), reference,
-            ratio);
-    }
-    GetOutputStream() << "ratio: time over the reference's time; below 1 is faster\n";
-  }
+  const bench::Times& times() const { return times_; }
 
  private:
-  static std::string nanoseconds(double seconds) { return fmt::format("{:.3f} ns", seconds * 1e9); }
-
-  void print(const std::string& job, const std::string& elements, const std::string& by,
-             const std::string& time, const std::string& reference, const std::string& ratio) {
-    GetOutputStream() << fmt::format("{:<48} | {:>9} | {:<16} | {:>16} | {:<28} | {:>7}\n", job, elements, by,
-                                     time, reference, ratio);
-  }
-
-  std::vector<Line> lines_;
-  std::map<std::string, double> shortest_;  ///< run name -> seconds a call
+  bench::Times times_;
 };
 
-/// Registers every contender of `jobs` with Google Benchmark; returns the lines of the table.
-std::vector<Line> registerJobs(const std::vector<bench::Job>& jobs) {
-  std::vector<Line> lines;
-  for (const bench::Job& job : jobs)
-    for (const std::size_t elementCount : job.elementCounts)
+/// Registers every contender of `jobs`, which must stay, with Google Benchmark.
+void registerJobs(const std::vector<bench::Job>& jobs) {
+  for (const bench::Job& job : jobs) {
+    for (const std::size_t elementCount : job.elementCounts) {
       for (const bench::Contender& contender : job.contenders) {
-        lines.push_back({job.name, contender.name, job.contenders.front().name, elementCount});
-        benchmark::RegisterBenchmark(lines.back().runName().c_str(),
-                                     [prepare = contender.prepare, elementCount](benchmark::State& state) {
-                                       const std::function<void()> work = prepare(elementCount);
+        if (elementCount > contender.largestCount) continue;
+        benchmark::RegisterBenchmark(runName(job, contender, elementCount).c_str(),
+                                     [&contender, elementCount](benchmark::State& state) {
+                                       const bench::Work work = contender.prepare(elementCount);
                                        for (auto _ : state) work();
                                      });
       }
-  return lines;
+    }
+  }
+}
+
+constexpr const char* kPage = R"(# Performance
+
+What array operations cost, beside what they cannot beat: the loop that one would write by hand for exactly this job
+(vectorised, into memory made beforehand), the library that does nothing else, and what memory allows (`copy`, `triad`);
+and beside SystemC's data types, which do the same job one object a value. A `fi` operation checks its operands, derives
+the result's type and makes a new array each time, as scripts have it.
+
+`make performance` writes this page; this machine is:
+
+{}
+`make bench` prints the same table. Times are the shortest of a few repetitions, on one core. `ratio` is the time over
+the reference's, the first line of its job; below 1 is faster. A goal without a name is told in the reference's times.
+The project's loops and the hand-written ones are compiled for several instruction sets, and the widest one that the
+processor has is used.
+
+Times vary with the machine and its load; counts of instructions do not. `make bench-instructions` counts them with
+valgrind for each way of this system to do a job and fails when one has grown over what `bench/instructions.txt` keeps;
+`bench/count_instructions.sh build/release/bin/bench --keep` keeps new counts.
+
+{})";
+
+bool writePage(const char* file, const std::string& table) {
+  std::string machine;
+  for (const std::string& line : bench::machineDescription()) machine += "- " + line + "\n";
+  std::ofstream page(file);
+  page << fmt::format(kPage, machine, table);
+  page.close();
+  if (!page) std::cerr << "The file '" << file << "' cannot be written.\n";
+  return !page.fail();
+}
+
+/// Takes the option `--markdown FILE` out of the arguments; null without it.
+const char* takeMarkdownOption(std::vector<char*>& arguments) {
+  const auto option = std::ranges::find(arguments, std::string_view("--markdown"));
+  if (option == arguments.end() || option + 1 == arguments.end()) return nullptr;
+  const char* file = option[1];
+  arguments.erase(option, option + 2);
+  return file;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   // Later options win, so the user's come after these.
-  std::vector<std::string> defaults = {"--benchmark_repetitions=3", "--benchmark_min_time=0.1",
-                                       "--benchmark_enable_random_interleaving=true"};
-  std::vector<char*> arguments = {argv[0]};
-  for (std::string& option : defaults) arguments.push_back(option.data());
-  arguments.insert(arguments.end(), argv + 1, argv + argc);
+  std::string defaults[] = {"--benchmark_repetitions=5", "--benchmark_min_time=0.03",
+                            "--benchmark_enable_random_interleaving=true"};
+  std::vector<char*> arguments(argv, argv + argc);
+  const std::vector<bench::Job> jobs = bench::allJobs();
+  if (argc == 2 && arguments[1] == std::string_view("--instructions")) {
+    bench::runCounted(jobs);
+    return 0;
+  }
+  const char* page = takeMarkdownOption(arguments);
+  for (std::string& option : defaults) arguments.insert(arguments.begin() + 1, option.data());
   int count = static_cast<int>(arguments.size());
   arguments.push_back(nullptr);
   benchmark::Initialize(&count, arguments.data());
   if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 1;
 
-  std::vector<bench::Job> jobs;
-  for (const auto& table :
-       {bench::quantizeJobs(), bench::additionJobs(), bench::wideJobs(), bench::assignmentJobs()}) {
-    jobs.insert(jobs.end(), table.begin(), table.end());
-  }
-  TableReporter reporter(registerJobs(jobs));
-  benchmark::RunSpecifiedBenchmarks(&reporter);
+  registerJobs(jobs);
+  ShortestTimes shortest;
+  benchmark::RunSpecifiedBenchmarks(&shortest);
+  const std::string table = tableOf(jobs, shortest.times());
+  for (const std::string& line : bench::machineDescription()) std::cout << line << '\n';
+  std::cout << '\n' << table;
+  return !page || writePage(page, table) ? 0 : 1;
 }

@@ -1,42 +1,41 @@
 /// Rounding an array of doubles to the grid of a type and bringing it into range.
-#include <benchmark/benchmark.h>
-
-#include <cmath>
 #include <limits>
 
 #include "bench/job.h"
 #include "bench/operands.h"
-#include "qfcore/fi/fi.h"
-#include "qfcore/number/vectorised.h"
+#include "bench/systemc.h"
 
 namespace bench {
 namespace {
 
-using embedded::fi;
-using embedded::fimath;
-using embedded::NumericType;
 using embedded::OverflowModeEnum;
 using embedded::qlogger;
 using embedded::quantizer;
 using embedded::RoundModeEnum;
+using EmbeddedTypeSystem::textOf;
 
 // Values over one and a half times the range, so that a third of them saturates.
 constexpr double kBound = 1.5;
 
-QFCORE_VECTORISED void quantizePlainly(const double* values, double* quantized, std::size_t count) {
-  for (std::size_t i = 0; i < count; ++i) {
-    const double integer = std::floor(values[i] * 32768.0 + 0.5);
-    quantized[i] = std::min(std::max(integer, -32768.0), 32767.0) * (1.0 / 32768.0);
+/// To s16,15, rounding to nearest and wrapping.
+struct Wrapped {
+  double scale = kScale, step = kStep, low = -kScale, modulus = 2 * kScale, inverseModulus = 1 / modulus;
+
+  double inRange(double integer) const {
+    return integer - std::floor((integer - low) * inverseModulus) * modulus;
   }
-}
+  double operator()(double x) const { return inRange(std::floor(x * scale + 0.5)) * step; }
+};
 
 struct Met {
   double min = std::numeric_limits<double>::max(), max = -min;
   std::size_t overflows = 0, underflows = 0;
 };
 
-/// The same with what a logger keeps, in eight lanes so that it vectorises.
-QFCORE_VECTORISED void quantizeCounting(const double* values, double* quantized, std::size_t count, Met& met) {
+/// Quantizes and keeps what a logger keeps, in eight lanes so that it vectorises.
+template <class Format>
+QFCORE_VECTORISED void quantizeCounting(double* __restrict quantized, std::size_t count,
+                                        const double* __restrict values, Format format, Met& met) {
   constexpr std::size_t kLanes = 8;
   double low[kLanes], high[kLanes];
   std::size_t overflows[kLanes] = {}, underflows[kLanes] = {};
@@ -45,10 +44,11 @@ QFCORE_VECTORISED void quantizeCounting(const double* values, double* quantized,
   for (std::size_t i = 0; i + kLanes <= count; i += kLanes) {
     for (std::size_t lane = 0; lane < kLanes; ++lane) {
       const double x = values[i + lane];
-      const double rounded = std::floor(x * 32768.0 + 0.5) * (1.0 / 32768.0);
-      const double y = rounded > 32767.0 / 32768 ? 32767.0 / 32768 : rounded < -1 ? -1 : rounded;
-      overflows[lane] += y != rounded;
-      underflows[lane] += rounded == 0 && x != 0;
+      const double integer = std::floor(x * format.scale + 0.5);
+      const double inRange = format.inRange(integer);
+      const double y = inRange * format.step;
+      overflows[lane] += inRange != integer;
+      underflows[lane] += static_cast<std::size_t>(integer == 0) & static_cast<std::size_t>(x != 0);
       low[lane] = y < low[lane] ? y : low[lane];
       high[lane] = y > high[lane] ? y : high[lane];
       quantized[i + lane] = y;
@@ -62,68 +62,83 @@ QFCORE_VECTORISED void quantizeCounting(const double* values, double* quantized,
   }
 }
 
-template <class Loop>
-Prepare byHand(Loop loop) {
-  return [loop](std::size_t elementCount) -> std::function<void()> {
-    return [loop, values = randomValues(elementCount, kBound),
-            quantized = std::vector<double>(elementCount)]() mutable {
-      loop(values.data(), quantized.data(), values.size());
-      benchmark::DoNotOptimize(quantized.data());
-      benchmark::ClobberMemory();
-    };
-  };
+template <class Format>
+Contender countingLoop() {
+  return {"counting loop", byLoop(
+                               [](double* quantized, std::size_t count, const double* values) {
+                                 Met met;
+                                 quantizeCounting(quantized, count, values, Format(), met);
+                                 benchmark::DoNotOptimize(met);
+                               },
+                               uniform(kBound))};
 }
 
-/// Copies the values and quantizes the copy, as a result's storage is filled.
 Prepare byQuantizer(RoundModeEnum round, OverflowModeEnum overflow, bool logging) {
-  return [=](std::size_t elementCount) -> std::function<void()> {
-    return [=, values = randomValues(elementCount, kBound), quantized = std::vector<double>(elementCount),
-            q = quantizer(NumericType(true, 16, 15), round, overflow)]() mutable {
-      qlogger::setLogging(logging);
-      constexpr std::size_t kBlock = 1024;
-      for (std::size_t first = 0; first < values.size(); first += kBlock) {
-        const std::size_t size = std::min(kBlock, values.size() - first);
-        std::copy_n(values.data() + first, size, quantized.data() + first);
-        q.quantize(quantized.data() + first, size);
-      }
-      qlogger::setLogging(false);
-      benchmark::ClobberMemory();
-    };
-  };
+  const quantizer q(s16(), round, overflow);
+  return byLoop(
+      [=](double* quantized, std::size_t count, const double* values) {
+        qlogger::setLogging(logging);
+        q.quantize(values, quantized, count);
+        qlogger::setLogging(false);
+      },
+      uniform(kBound));
 }
 
 Prepare byConstruction() {
-  return [](std::size_t elementCount) -> std::function<void()> {
-    return [values = randomValues(elementCount, kBound)] {
-      const unsigned dims[] = {1, static_cast<unsigned>(values.size())};
-      benchmark::DoNotOptimize(fi(values.data(), dims, 2, NumericType(true, 16, 15)));
-    };
+  return [](std::size_t elementCount) -> Work {
+    return [values = randomValues(elementCount, kBound)] { benchmark::DoNotOptimize(rowOf(values, s16())); };
   };
+}
+
+template <sc_dt::sc_q_mode Round, sc_dt::sc_o_mode Overflow>
+Contender systemC(const char* name) {
+  return bySystemC<double, ScFixed<16, 15, Round, Overflow>>(
+      name, [](double x) { return x; }, uniform(kBound));
+}
+
+/// All roundings that SystemC has; ceil is not among them.
+template <sc_dt::sc_o_mode Overflow>
+std::vector<Contender> systemCRoundings() {
+  using namespace sc_dt;
+  return {systemC<SC_RND_CONV, Overflow>("SystemC convergent"), systemC<SC_TRN_ZERO, Overflow>("SystemC fix"),
+          systemC<SC_TRN, Overflow>("SystemC floor"), systemC<SC_RND, Overflow>("SystemC nearest"),
+          systemC<SC_RND_INF, Overflow>("SystemC round")};
+}
+
+/// All rounding modes with one overflow mode, beside the hand-written loop that rounds to nearest.
+template <class Format, sc_dt::sc_o_mode ScOverflow>
+std::vector<Job> jobsOf(OverflowModeEnum overflow) {
+  const std::string name = std::string("quantize to s16,15, ") + textOf(overflow);
+  Job quiet{name, {{"plain loop, nearest", byHand(Format(), uniform(kBound))}, copyLimit()}};
+  Job logging{name + ", logging", {countingLoop<Format>()}};
+  for (const auto& row : tableOf(RoundModeEnum()).rows) {
+    const auto round = static_cast<RoundModeEnum>(row.value);
+    quiet.contenders.push_back(
+        subject(row.text, byQuantizer(round, overflow, false), {atMost(2, "plain loop, nearest")}));
+    logging.contenders.push_back(
+        subject(row.text, byQuantizer(round, overflow, true), {atMost(1.5, "counting loop")}));
+  }
+  for (Contender& peer : systemCRoundings<ScOverflow>()) quiet.contenders.push_back(std::move(peer));
+  return {quiet, logging};
+}
+
+Job constructionJob() {
+  return {"new fi from doubles, s16,15",
+          {{"plain loop", byHand(Kept(), uniform(kBound))},
+           copyLimit(),
+           subject("fi(values)", byConstruction()),
+           systemC<sc_dt::SC_RND, sc_dt::SC_SAT>("SystemC sc_fixed"),
+           bySystemC<double, sc_dt::sc_fixed_fast<16, 1, sc_dt::SC_RND, sc_dt::SC_SAT>>(
+               "SystemC sc_fixed_fast", [](double x) { return x; }, uniform(kBound))}};
 }
 
 }  // namespace
 
 std::vector<Job> quantizeJobs() {
-  const Contender plain{"plain loop", byHand(quantizePlainly)};
-  const Contender counting{"counting loop",
-                           byHand([](const double* values, double* quantized, std::size_t count) {
-                             Met met;
-                             quantizeCounting(values, quantized, count, met);
-                             benchmark::DoNotOptimize(met);
-                           })};
-  const auto saturate = OverflowModeEnum::saturate;
-  return {
-      {"quantize to s16,15",
-       {plain,
-        {"nearest saturate", byQuantizer(RoundModeEnum::nearest, saturate, false)},
-        {"floor saturate", byQuantizer(RoundModeEnum::floor, saturate, false)},
-        {"convergent satur", byQuantizer(RoundModeEnum::convergent, saturate, false)},
-        {"round saturate", byQuantizer(RoundModeEnum::round, saturate, false)},
-        {"nearest wrap", byQuantizer(RoundModeEnum::nearest, OverflowModeEnum::wrap, false)},
-        {"new fi", byConstruction()}}},
-      {"quantize to s16,15, logging",
-       {counting, {"nearest saturate", byQuantizer(RoundModeEnum::nearest, saturate, true)}}},
-  };
+  std::vector<Job> jobs = jobsOf<Kept, sc_dt::SC_SAT>(OverflowModeEnum::saturate);
+  for (Job& job : jobsOf<Wrapped, sc_dt::SC_WRAP>(OverflowModeEnum::wrap)) jobs.push_back(std::move(job));
+  jobs.push_back(constructionJob());
+  return jobs;
 }
 
 }  // namespace bench

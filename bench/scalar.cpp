@@ -1,0 +1,85 @@
+/// Single values: made, added, and assigned to elements of arrays. Counts are operations, one after the other.
+#include "bench/job.h"
+#include "bench/operands.h"
+#include "bench/systemc.h"
+
+namespace bench {
+namespace {
+
+using tessel::HostArray;
+
+constexpr std::size_t kCount = 1'000;
+
+/// Makes a value of each of a thousand doubles and drops it.
+template <class Make>
+Prepare byMaking(Make make) {
+  return [=](std::size_t elementCount) -> Work {
+    return [=, values = randomValues(elementCount, 1)] {
+      for (const double value : values) {
+        auto made = make(value);
+        benchmark::DoNotOptimize(made);
+      }
+    };
+  };
+}
+
+/// Adds two values, again and again.
+template <class Make>
+Prepare byAdding(Make make) {
+  return [=](std::size_t elementCount) -> Work {
+    return [=, a = make(0.3), b = make(-0.7)]() mutable {
+      for (std::size_t k = 0; k < elementCount; ++k) {
+        benchmark::DoNotOptimize(a);
+        auto sum = a + b;
+        benchmark::DoNotOptimize(sum);
+      }
+    };
+  };
+}
+
+HostArray subscript(std::size_t position) {
+  HostArray subscripts = HostArray::cell({1, 1});
+  subscripts.mutableCellAt(0) = HostArray::scalar(static_cast<double>(position));
+  HostArray index = HostArray::structure();
+  index.mutableFieldAt("type") = HostArray::text("()");
+  index.mutableFieldAt("subs") = subscripts;
+  return index;
+}
+
+/// Spreads the assignments over an array of `arraySize` elements, as scripts make them: none may cost a copy of
+/// the array.
+Prepare assigningInto(unsigned arraySize) {
+  return [=](std::size_t assignmentCount) -> Work {
+    return [=, a = fi(1U, arraySize, s16()), value = HostArray::scalar(0.25)]() mutable {
+      const std::size_t stride = arraySize / assignmentCount;
+      for (std::size_t k = 0; k < assignmentCount; ++k) a.subsasgn(subscript(1 + k * stride), value);
+      benchmark::ClobberMemory();
+    };
+  };
+}
+
+}  // namespace
+
+std::vector<Job> scalarJobs() {
+  const auto plain = [](double value) { return value; };
+  const auto systemC = [](double value) { return sc_dt::sc_fix(value, 16, 1); };
+  const auto single = [type = s16()](double value) { return fi(value, type); };
+  const std::vector<Goal> goal = {atMostNanoseconds(30)};
+  return {
+      {"scalar: make fi(double, type)",
+       {{"plain double", byMaking(plain)},
+        subject("fi", byMaking(single), goal),
+        {"SystemC sc_fix", byMaking(systemC)}},
+       {kCount}},
+      {"scalar: a + b",
+       {{"plain double", byAdding(plain)},
+        subject("fi plus", byAdding(single), goal),
+        {"SystemC sc_fix", byAdding(systemC)}},
+       {kCount}},
+      {"scalar: a(k) = v",
+       {subject("into 1,000", assigningInto(1'000)), subject("into 1,000,000", assigningInto(1'000'000))},
+       {kCount}},
+  };
+}
+
+}  // namespace bench
