@@ -1,6 +1,7 @@
 #include "qfcore/math/kernels.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -164,18 +165,16 @@ QFCORE_VECTORISED void quantizeQuietly(const DoubleFormat& format, const double*
   for (std::size_t i = 0; i < count; ++i) to[i] = Policy::apply(from[i], f).value;
 }
 
+/// The two arrays must not overlap: lanes would have to wait for what others write.
 template <class Policy>
-QFCORE_VECTORISED void quantizeCounting(const DoubleFormat& format, const double* from, double* to,
-                                        std::size_t count, Tally& tally) {
+QFCORE_VECTORISED void quantizeCounting(const DoubleFormat& format, const double* __restrict from,
+                                        double* __restrict to, std::size_t count, Tally& tally) {
   const DoubleFormat f = format;
   Lanes lanes(tally);
   std::size_t i = 0;
   for (; i + Lanes::kCount <= count; i += Lanes::kCount) {
-    // Read before anything is written: in place, the lanes would otherwise have to wait for each other.
-    double x[Lanes::kCount];
-    std::copy_n(from + i, Lanes::kCount, x);
     for (std::size_t lane = 0; lane < Lanes::kCount; ++lane) {
-      const Outcome outcome = Policy::apply(x[lane], f);
+      const Outcome outcome = Policy::apply(from[i + lane], f);
       to[i + lane] = outcome.value;
       lanes.count(lane, outcome);
     }
@@ -189,11 +188,23 @@ QFCORE_VECTORISED void quantizeCounting(const DoubleFormat& format, const double
 }
 
 template <class Policy>
+void countInPlace(const DoubleFormat& format, double* values, std::size_t count, Tally& tally) {
+  std::array<double, 512> read;
+  for (std::size_t first = 0; first < count; first += read.size()) {
+    const std::size_t size = std::min(read.size(), count - first);
+    std::copy_n(values + first, size, read.data());
+    quantizeCounting<Policy>(format, read.data(), values + first, size, tally);
+  }
+}
+
+template <class Policy>
 void execute(const DoubleFormat& format, const double* from, double* to, std::size_t count, Tally* tally) {
-  if (tally) {
-    quantizeCounting<Policy>(format, from, to, count, *tally);
-  } else {
+  if (!tally) {
     quantizeQuietly<Policy>(format, from, to, count);
+  } else if (from == to) {
+    countInPlace<Policy>(format, to, count, *tally);
+  } else {
+    quantizeCounting<Policy>(format, from, to, count, *tally);
   }
 }
 

@@ -1,6 +1,7 @@
 #include "qfcore/math/quantizer.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -31,7 +32,6 @@ constexpr Message kNotAnInteger{"numforge:quantizer:notinteger", "The lengths of
 
 constexpr int kMaxWordLength = 65535;
 constexpr int kMaxExponentLength = 31;
-constexpr int kMaxDoubleExponentLength = 11;
 
 QuantizerModeEnum modeOf(const NumericType& type) {
   const bool isUnsigned = type.signedEnum() == SignedEnum::Unsigned;
@@ -63,6 +63,39 @@ int checkedExponentLength(double exponentLength) {
   return asInteger(exponentLength);
 }
 
+Kernel makeKernel(QuantizerModeEnum mode, RoundModeEnum roundMode, OverflowModeEnum overflowMode) {
+  const WideRounding rounding = WideRounding::of(roundMode);
+  switch (mode) {
+    case QuantizerModeEnum::fixed:
+    case QuantizerModeEnum::ufixed:
+      return {fixedKernel(roundMode, overflowMode), quantizeFixedWide, rounding, overflowMode};
+    case QuantizerModeEnum::floatMode:
+      return {floatKernel(roundMode), quantizeFloatWide, rounding, overflowMode};
+    case QuantizerModeEnum::doubleMode: return {doubleKernel(), nullptr, rounding, overflowMode};
+    case QuantizerModeEnum::singleMode: return {singleKernel(), nullptr, rounding, overflowMode};
+    case QuantizerModeEnum::boolean: return {booleanKernel(), nullptr, rounding, overflowMode};
+    case QuantizerModeEnum::none: return {noneKernel(), nullptr, rounding, overflowMode};
+    default: return {scaledDoubleKernel(), nullptr, rounding, overflowMode};
+  }
+}
+
+/// By mode, rounding mode and overflow mode.
+using KernelTable = std::array<std::array<std::array<Kernel, 2>, 6>, 9>;
+
+KernelTable makeKernels() {
+  KernelTable kernels;
+  for (std::size_t mode = 0; mode < kernels.size(); ++mode) {
+    for (std::size_t round = 0; round < kernels[mode].size(); ++round) {
+      for (std::size_t overflow = 0; overflow < kernels[mode][round].size(); ++overflow) {
+        kernels[mode][round][overflow] =
+            makeKernel(static_cast<QuantizerModeEnum>(mode), static_cast<RoundModeEnum>(round),
+                       static_cast<OverflowModeEnum>(overflow));
+      }
+    }
+  }
+  return kernels;
+}
+
 }  // namespace
 
 quantizer::quantizer() { settingsChanged(); }
@@ -80,7 +113,7 @@ void quantizer::set(const NumericType& type, RoundModeEnum roundMode, OverflowMo
   overflowMode_ = overflowMode;
   wordLength_ = type.wordLength();
   fractionLength_ = type.fractionLength();
-  updateparameters();
+  forgetDerived();
   logger_.setNumericType(type);
 }
 
@@ -187,51 +220,52 @@ void quantizer::requireFittingLengths() const {
 }
 
 void quantizer::settingsChanged() {
-  updateparameters();
+  forgetDerived();
   logger_.setNumericType(typeOfSettings());
 }
 
-void quantizer::updateparameters() {
-  kernel_ = kernelFor(mode_);
+void quantizer::forgetDerived() {
+  isDerived_ = false;
   wide_.reset();
+}
+
+void quantizer::derive() const {
+  derived_.kernel = &kernelFor(mode_);
+  derived_.format = DoubleFormat{};
   if (isFloatingPoint()) {
-    if (lengthsFit()) updatefloatparameters();
+    deriveFloat(derived_.format);
   } else {
-    updatefixedparameters();
+    deriveFixed(derived_.format);
   }
+  isDerived_ = true;
 }
 
-void quantizer::updatefixedparameters() {
+void quantizer::deriveFixed(DoubleFormat& format) const {
   const int w = wordLength_, f = fractionLength_;
-  const bool fixedPoint = mode_ == QuantizerModeEnum::fixed || mode_ == QuantizerModeEnum::ufixed;
-  isDoubleBacked_ = !fixedPoint || static_cast<unsigned>(w) <= kMaxDoublePrecision;
-  format_ = DoubleFormat{};
-  format_.fractionLength = f;
-  format_.grid = GridFactors(f);
-  format_.eps = format_.grid.unit;
-  format_.range = std::ldexp(1.0, w - f);
-  format_.inverseRange = std::ldexp(1.0, f - w);
-  format_.stored.modulus = std::ldexp(1.0, w);
-  format_.stored.inverseModulus = std::ldexp(1.0, -w);
-  format_.stored.max = format_.stored.modulus * (isSigned() ? 0.5 : 1.0) - 1.0;
-  format_.stored.min = isSigned() ? -0.5 * format_.stored.modulus : 0.0;
-  const double half = std::ldexp(1.0, w - f - 1);
-  format_.max = (isSigned() ? half : format_.range) - format_.eps;
-  format_.min = isSigned() ? -half : 0.0;
-  format_.factorsExist = GridFactors::exist(f);
+  const auto power = [](int exponent) { return timesPow2(1.0, exponent); };
+  format.fractionLength = f;
+  format.grid = GridFactors(f);
+  format.factorsExist = GridFactors::exist(f);
+  format.eps = power(-f);
+  format.range = power(w - f);
+  format.inverseRange = power(f - w);
+  format.stored.modulus = power(w);
+  format.stored.inverseModulus = power(-w);
+  format.stored.max = format.stored.modulus * (isSigned() ? 0.5 : 1.0) - 1.0;
+  format.stored.min = isSigned() ? -0.5 * format.stored.modulus : 0.0;
+  const double half = power(w - f - 1);
+  format.max = (isSigned() ? half : format.range) - format.eps;
+  format.min = isSigned() ? -half : 0.0;
 }
 
-void quantizer::updatefloatparameters() {
+void quantizer::deriveFloat(DoubleFormat& format) const {
+  if (!lengthsFit()) return;
   const int m = fractionLength();
-  isDoubleBacked_ =
-      exponentLength() <= kMaxDoubleExponentLength && static_cast<unsigned>(m) <= kMaxDoublePrecision;
-  if (mode_ != QuantizerModeEnum::floatMode) isDoubleBacked_ = true;
-  format_ = DoubleFormat{};
-  format_.fractionBits = m;
-  format_.exponentMin = exponentMin();
-  format_.eps = std::ldexp(1.0, -m);
-  format_.max = std::ldexp(2.0 - format_.eps, exponentBias());
-  format_.min = -format_.max;
+  format.fractionBits = m;
+  format.exponentMin = exponentMin();
+  format.eps = std::ldexp(1.0, -m);
+  format.max = std::ldexp(2.0 - format.eps, exponentBias());
+  format.min = -format.max;
 }
 
 const WideFormat& quantizer::wideFormat() const {
@@ -244,25 +278,17 @@ const WideFormat& quantizer::wideFormat() const {
   return *wide_;
 }
 
-Kernel quantizer::kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMode, OverflowModeEnum overflowMode) {
-  const WideRounding rounding = WideRounding::of(roundMode);
-  switch (mode) {
-    case QuantizerModeEnum::fixed:
-    case QuantizerModeEnum::ufixed:
-      return {fixedKernel(roundMode, overflowMode), quantizeFixedWide, rounding, overflowMode};
-    case QuantizerModeEnum::floatMode:
-      return {floatKernel(roundMode), quantizeFloatWide, rounding, overflowMode};
-    case QuantizerModeEnum::doubleMode: return {doubleKernel(), nullptr, rounding, overflowMode};
-    case QuantizerModeEnum::singleMode: return {singleKernel(), nullptr, rounding, overflowMode};
-    case QuantizerModeEnum::boolean: return {booleanKernel(), nullptr, rounding, overflowMode};
-    case QuantizerModeEnum::none: return {noneKernel(), nullptr, rounding, overflowMode};
-    default: return {scaledDoubleKernel(), nullptr, rounding, overflowMode};
-  }
+const Kernel& quantizer::kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMode,
+                                   OverflowModeEnum overflowMode) {
+  // Every combination once: a kernel is picked for each new array.
+  static const KernelTable kernels = makeKernels();
+  return kernels[static_cast<std::size_t>(mode)][static_cast<std::size_t>(roundMode)]
+                [static_cast<std::size_t>(overflowMode)];
 }
 
 number& quantizer::run(const Kernel& kernel, number& value) const {
   requireFittingLengths();
-  if (kernel.wide && !(isDoubleBacked_ && value.gettype() == kDoubleRepresentation)) {
+  if (kernel.wide && !(isDoubleBacked() && value.gettype() == kDoubleRepresentation)) {
     const WideOutcome outcome = kernel.wide(wideFormat(), kernel.rounding, kernel.overflowMode, value);
     if (outcome.overflow) logger_.nOverflowsPlusOne();
     if (outcome.underflow) logger_.nUnderflowsPlusOne();
@@ -271,29 +297,30 @@ number& quantizer::run(const Kernel& kernel, number& value) const {
   }
   Tally tally;
   double quantized = value.todouble();
-  kernel.array(format_, &quantized, &quantized, 1, logger_.isOn() ? &tally : nullptr);
+  kernel.array(derived().format, &quantized, &quantized, 1, logger_.isOn() ? &tally : nullptr);
   value = quantized;
   logger_.record(tally);
   return value;
 }
 
-number& quantizer::quantize(number& value) const { return run(kernel_, value); }
+number& quantizer::quantize(number& value) const { return run(*derived().kernel, value); }
 
 void quantizer::quantize(const double* from, double* to, std::size_t count) const {
   requireFittingLengths();
   Tally tally;
-  kernel_.array(format_, from, to, count, logger_.isOn() ? &tally : nullptr);
+  const Derived& by = derived();
+  by.kernel->array(by.format, from, to, count, logger_.isOn() ? &tally : nullptr);
   logger_.record(tally);
 }
 
 void quantizer::quantizeAll(number& values) const {
-  if (double* plain = values.doubles(); plain && isDoubleBacked_) return quantize(plain, values.numel());
+  if (double* plain = values.doubles(); plain && isDoubleBacked()) return quantize(plain, values.numel());
   for (unsigned i = 0; i < values.numel(); ++i) quantize(values[i]);
 }
 
 number quantizer::constant(double DoubleFormat::*plain, number WideFormat::*wide) const {
   requireFittingLengths();
-  if (isDoubleBacked_) return number(format_.*plain, kMaxDoublePrecision, false);
+  if (isDoubleBacked()) return number(doubleFormat().*plain, kMaxDoublePrecision, false);
   return wideFormat().*wide;
 }
 

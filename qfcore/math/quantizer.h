@@ -54,8 +54,8 @@ struct Kernel {
 /// A format (mode and lengths), a rounding rule and an overflow rule, with the constants derived from them and
 /// the logger that records what the quantizations met.
 ///
-/// Quantizing is const: the settings stay, the logger records. One kernel is chosen when the settings change,
-/// so a quantization itself decides nothing. Values carried in doubles go through array kernels (kernels.h),
+/// Quantizing is const: the settings stay, the logger records. One kernel is chosen for the settings, so a
+/// quantization itself decides nothing. Values carried in doubles go through array kernels (kernels.h),
 /// wide ones through the same rules on numbers; both round exactly once.
 class QFCORE_API quantizer {
  public:
@@ -119,10 +119,16 @@ class QFCORE_API quantizer {
   /// Bits of the constants: the word length for "fixed", one more for "ufixed", the fraction bits for "float".
   unsigned constantPrecision() const;
   /// Whether values of the format are carried in doubles.
-  bool isDoubleBacked() const { return isDoubleBacked_; }
+  bool isDoubleBacked() const {
+    constexpr int kBits = static_cast<int>(kMaxDoublePrecision), kMaxDoubleExponentLength = 11;
+    const bool isFixed = mode_ == QuantizerModeEnum::fixed || mode_ == QuantizerModeEnum::ufixed;
+    if (isFixed) return wordLength_ <= kBits;
+    return mode_ != QuantizerModeEnum::floatMode ||
+           (exponentLength_ <= kMaxDoubleExponentLength && fractionLength() <= kBits);
+  }
 
   /// The constants as doubles; exact for a double-backed format.
-  const DoubleFormat& doubleFormat() const { return format_; }
+  const DoubleFormat& doubleFormat() const { return derived().format; }
 
   /// Quantizes the current element in place and returns it.
   number& quantize(number& value) const;
@@ -177,16 +183,27 @@ class QFCORE_API quantizer {
   std::size_t nunderflows() const { return logger_.nunderflows(); }
 
  private:
-  Kernel kernelFor(QuantizerModeEnum mode) const { return kernelFor(mode, roundMode_, overflowMode_); }
-  static Kernel kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMode, OverflowModeEnum overflowMode);
+  const Kernel& kernelFor(QuantizerModeEnum mode) const { return kernelFor(mode, roundMode_, overflowMode_); }
+  static const Kernel& kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMode,
+                                 OverflowModeEnum overflowMode);
   number& run(const Kernel& kernel, number& value) const;
   bool lengthsFit() const;
   bool hasPatterns() const;
   void requireFittingLengths() const;
   void settingsChanged();
-  void updateparameters();
-  void updatefixedparameters();
-  void updatefloatparameters();
+  /// What follows from the settings: the kernel that they choose and the constants of the format.
+  struct Derived {
+    const Kernel* kernel;
+    DoubleFormat format;
+  };
+  const Derived& derived() const {
+    if (!isDerived_) derive();
+    return derived_;
+  }
+  void derive() const;
+  void forgetDerived();
+  void deriveFixed(DoubleFormat& format) const;
+  void deriveFloat(DoubleFormat& format) const;
   EmbeddedTypeSystem::NumericType typeOfSettings() const;
   const WideFormat& wideFormat() const;
   number constant(double DoubleFormat::*plain, number WideFormat::*wide) const;
@@ -195,9 +212,9 @@ class QFCORE_API quantizer {
   RoundModeEnum roundMode_ = RoundModeEnum::floor;
   OverflowModeEnum overflowMode_ = OverflowModeEnum::saturate;
   int wordLength_ = 16, fractionLength_ = 15, exponentLength_ = 5;
-  bool isDoubleBacked_ = true;
-  Kernel kernel_;
-  DoubleFormat format_;
+  // Made when a value is first quantized: many an array only stands for a type.
+  mutable bool isDerived_ = false;
+  mutable Derived derived_;
   // Made when a wide value or a wide format first needs it; a pure function of the settings, so copies share
   // it.
   mutable std::shared_ptr<const WideFormat> wide_;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <new>
 
 #include "qfcore/number/errors.h"
 
@@ -21,9 +20,7 @@ class QFCORE_API MpArray {
   ~MpArray();
 
   unsigned bits() const { return bits_; }
-  MpFloat& operator[](unsigned index) const {
-    return *std::launder(reinterpret_cast<MpFloat*>(block_ + index * pitch_));
-  }
+  MpFloat& operator[](unsigned index) const { return *reinterpret_cast<MpFloat*>(block_ + index * pitch_); }
 
  private:
   unsigned count_, bits_;
