@@ -31,6 +31,23 @@ struct Negation {
   }
 };
 
+struct Sign {
+  double operator()(double x) const { return (x > 0 ? 1.0 : 0.0) - (x < 0 ? 1.0 : 0.0); }
+  void operator()(number& x) const { x = static_cast<double>(x.sign()); }
+};
+
+/// The length of a complex value whose parts are integers of at most `kMaxPartBits` bits, exact but for its
+/// fraction: one of 1/4 or 3/4 stands for all below or above 1/2, which no length of integers has.
+struct Length {
+  static constexpr int kMaxPartBits = 25;
+  static double apply(double re, double im) {
+    const double square = re * re + im * im;
+    const double floor = std::floor(std::sqrt(square));
+    const double rest = square - floor * floor;
+    return floor + (rest == 0 ? 0.0 : rest > floor ? 0.75 : 0.25);
+  }
+};
+
 /// target[k] = operation(the real-world value of x's element k), brought into the type of x.
 template <class Operation>
 void mapRealWorld(const fi& x, const number& source, number& target, const quantizer& q,
@@ -47,15 +64,34 @@ void mapRealWorld(const fi& x, const number& source, number& target, const quant
   }
 }
 
-/// Operation on real-world values, which binary-point values are as they stand.
+/// Negation or magnitude of real-world values in the type of `x`; binary-point values are such as they stand.
 template <class Operation>
 void mapValues(const fi& x, const number& source, number& target, const quantizer& q,
                const Operation& operation) {
   if (x.getNumericType().isSlopeBias()) {
     mapRealWorld(x, source, target, q, operation);
   } else {
-    mapPart(x, source, target, q, operation);
+    mapPartOnGrid(x, source, target, q, operation);
   }
+}
+
+/// The magnitudes of complex elements with few enough bits.
+bool lengthsByBlocks(const fi& x, number& target, const quantizer& q) {
+  const NumericType& type = x.getNumericType();
+  const int f = type.fractionLength();
+  if (!areDoubles(x) || !type.isFixed() || type.wordLength() > Length::kMaxPartBits || !GridFactors::exist(f)) {
+    return false;
+  }
+  const GridFactors grid(f);
+  const double *re = valuesOf(x, x.realPart()), *im = valuesOf(x, x.imagPart());
+  double* to = target.doubles();
+  forEachBlock(x.numel(), [&](std::size_t first, std::size_t size) {
+    combineBy<false, false>(to + first, re + first, im + first, size, [grid](double a, double b) {
+      return Length::apply(a * grid.unitsPerOne, b * grid.unitsPerOne) * grid.unit;
+    });
+    q.quantize(to + first, size);
+  });
+  return true;
 }
 
 }  // namespace
@@ -74,6 +110,7 @@ fi fi::abs() const {
   result.assignLogged("abs", [&] {
     const quantizer& q = result.assignmentQuantizerInUse();
     if (isreal()) return mapValues(*this, realPart_, result.realPart_, q, Magnitude{});
+    if (lengthsByBlocks(*this, result.realPart_, q)) return;
     // A magnitude that is not on the grid, nor halfway, differs from it by more than these bits leave out. A
     // double's last bit is not reliable.
     const bool isNative = !getNumericType().isFixed();
@@ -112,21 +149,22 @@ fi fi::conj() const {
   fi result = detached();
   if (isreal()) return result;
   result.assignLogged("conj", [&] {
-    mapPart(*this, imagPart_, result.imagPart_, result.assignmentQuantizerInUse(), Negation{});
+    mapPartOnGrid(*this, imagPart_, result.imagPart_, result.assignmentQuantizerInUse(), Negation{});
   });
   return result;
 }
 
 fi fi::sign() const {
   if (iscomplex()) fail<kComplexNotDefined>("sign");
-  std::vector<double> signs(numel_);
-  for (unsigned k = 0; k < numel_; ++k) {
-    setIndex(k);
-    const double value = isSlopeBias() ? realWorldReal() : realPart_.sign();
-    signs[k] = (value > 0) - (value < 0);
-  }
   fi result = blank(dims_, false);
   result.assignLogged("sign", [&] {
+    if (!isSlopeBias())
+      return mapPart(*this, realPart_, result.realPart_, result.assignmentQuantizerInUse(), Sign{});
+    std::vector<double> signs(numel_);
+    for (unsigned k = 0; k < numel_; ++k) {
+      setIndex(k);
+      signs[k] = Sign{}(realWorldReal());
+    }
     result.storeRealWorld(result.realPart_, signs.data());
     result.quantizeAll();
   });

@@ -6,6 +6,7 @@
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
+#include "qfcore/fi/wideloops.h"
 
 namespace embedded {
 
@@ -16,6 +17,7 @@ struct Add {
   static constexpr bool kSubtracts = false;
   static double apply(double a, double b) { return a + b; }
   static void apply(number& a, const number& b) { a += b; }
+  static void apply(MpFloat& sum, const MpFloat& a, const MpFloat& b) { sum.setSum(a, b); }
   static double netBias(const SlopeBiasFactors& factors) { return factors.netBiasPlus; }
 };
 
@@ -24,6 +26,7 @@ struct Subtract {
   static constexpr bool kSubtracts = true;
   static double apply(double a, double b) { return a - b; }
   static void apply(number& a, const number& b) { a -= b; }
+  static void apply(MpFloat& difference, const MpFloat& a, const MpFloat& b) { difference.setDifference(a, b); }
   static double netBias(const SlopeBiasFactors& factors) { return factors.netBiasMinus; }
 };
 
@@ -111,17 +114,19 @@ fi fi::sumOrDifference(const fi& b) const {
   if (!isscalar() && !b.isscalar()) checkElementwiseSize(b);
 
   const fi& shape = isscalar() ? b : *this;
-  fi result(shape.dims_.data(), shape.numDims(), type, fimath_, complexResult, tag(), OperationTypeEnum::Sum);
+  fi result(shape.dims_, type, fimath_, complexResult, tag(), OperationTypeEnum::Sum);
+  // Registers log whenever logging is on.
+  if (!slopeBias && !sElementPathOnly && !qlogger::getLogging() &&
+      resulttypes::containsSums(type, getNumericType(), b.getNumericType(), Operation::kSubtracts)) {
+    sumExactly<Operation>(b, result);
+    return result;
+  }
   const unsigned precision = sumPrecision(getNumericType(), b.getNumericType(), type, fimath_.castBeforeSum());
   fi sumRegister = initializeSumRegister(type, fimath_, precision, complexResult);
-
-  const bool isExact =
-      !slopeBias && !sumRegister.getQlogger().isOn() && !sElementPathOnly &&
-      resulttypes::containsSums(type, getNumericType(), b.getNumericType(), Operation::kSubtracts);
   if (!slopeBias && precision <= kMaxDoublePrecision && areDoubles(*this) && areDoubles(b)) {
     sumByBlocks<Operation>(b, sumRegister, result);
-  } else if (isExact) {
-    sumExactly<Operation>(b, result);
+  } else if (!slopeBias && precision > kMaxDoublePrecision && !sElementPathOnly) {
+    sumWide<Operation>(b, sumRegister, result);
   } else {
     sumByElements<Operation>(b, sumRegister, result);
   }
@@ -144,7 +149,17 @@ void fi::sumByBlocks(const fi& b, fi& sumRegister, fi& result) const {
 /// For operands and sums of which every value is one of the result's type: nothing is left to quantize.
 template <class Operation>
 void fi::sumExactly(const fi& b, fi& result) const {
+  if (areDoubles(*this) && areDoubles(b) && areDoubles(result)) {
+    const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right) {
+      combine<Operation>(target.doubles(), left.values, left.isScalar, right.values, right.isScalar,
+                         result.numel_);
+    };
+    sumPart(result.realPart_, BlockOperand::real(*this), BlockOperand::real(b));
+    if (result.iscomplex()) sumPart(result.imagPart_, BlockOperand::imag(*this), BlockOperand::imag(b));
+    return;
+  }
   const auto sumPart = [&](number& target, const number& left, const number& right) {
+    if (combineWide<Operation>(target, WideOperand(*this, left), WideOperand(b, right))) return;
     for (unsigned k = 0; k < result.numel_; ++k) {
       setIndex(isscalar() ? 0 : k);
       b.setIndex(b.isscalar() ? 0 : k);
@@ -155,6 +170,28 @@ void fi::sumExactly(const fi& b, fi& result) const {
   };
   sumPart(result.realPart_, realPart_, b.realPart_);
   if (result.iscomplex()) sumPart(result.imagPart_, imagPart_, b.imagPart_);
+}
+
+template <class Operation>
+void fi::sumWide(const fi& b, fi& sumRegister, fi& result) const {
+  const Identities identity = identities<Operation>(*this, b, sumRegister);
+  const quantizer& q = sumRegister.assignmentQuantizer_;
+  const unsigned precision = sumRegister.realPart_.getprecision();
+  WideScratch left(precision), right(precision);
+  const auto sumPart = [&](number& target, const WideOperand& x, const WideOperand& y) {
+    for (unsigned k = 0; k < result.numel_; ++k) {
+      left.take(x, k);
+      if (!identity.castA) q.quantize(left.asNumber());
+      right.take(y, k);
+      if (!identity.castB) q.quantize(right.asNumber());
+      Operation::apply(*left, *left, *right);
+      q.quantize(left.asNumber());
+      target[k] = left.asNumber();
+    }
+  };
+  sumPart(result.realPart_, {*this, realPart_}, {b, b.realPart_});
+  if (result.iscomplex()) sumPart(result.imagPart_, {*this, imagPart_}, {b, b.imagPart_});
+  result.getQlogger().nMathOperationsPlus(result.numel_);
 }
 
 template <class Operation>
@@ -438,7 +475,7 @@ fi fi::sumAlong(unsigned dimension) const {
   errorIfSlopeBiasMath(*this);
   const NumericType type = arithmeticState().sumType =
       resulttypes::sumOfTerms(getNumericType(), length, fimath_);
-  fi result(dims.data(), numDims, type, fimath_, iscomplex(), tag(), OperationTypeEnum::Sum);
+  fi result(dims, type, fimath_, iscomplex(), tag(), OperationTypeEnum::Sum);
   const unsigned precision = sumPrecision(type, getNumericType(), type, fimath_.castBeforeSum());
   fi sumRegister = initializeSumRegister(type, fimath_, precision, iscomplex());
   Fibers fibers{1, length, numel_ / length};

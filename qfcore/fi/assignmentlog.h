@@ -7,6 +7,9 @@
 
 namespace embedded {
 
+/// How warnings name the assignment of values.
+inline constexpr const char* kAssignment = "assignment";
+
 /// While logging is on the assignment runs with a quantizer of its own, so that what it met can be told from
 /// what the array has recorded before. Without logging the array's own quantizer serves and nothing is copied.
 template <class Assign>

@@ -2,9 +2,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <vector>
 
 #include "qfcore/fi/assignmentlog.h"
-#include "qfcore/fi/elementwise.h"
+#include "qfcore/fi/patterns.h"
 #include "qfcore/number/messages.h"
 #include "qfcore/number/rounding.h"
 #include "qfcore/number/wordconstants.h"
@@ -38,26 +39,13 @@ void requirePatterns(const fi& x, const char* name) {
   if (x.getNumericType().isFloat()) fail<kFixedOnly>(name);
 }
 
-/// A word of a type: its stored integers beside the values that hold them.
+/// A word of a type.
 struct Word {
   explicit Word(const NumericType& type)
       : isSigned(type.isSigned()),
         wordLength(type.wordLength()),
         exponent(type.isFixedOrScaledDouble() ? type.fixedExponent() : 0),
         constants(wordLength) {}
-
-  // For words of up to 52 bits, carried in doubles.
-  std::int64_t stored(double value) const {
-    const double units = timesPow2(value, -exponent);
-    return static_cast<std::int64_t>(units + std::copysign(0.5, units));
-  }
-  double value(std::int64_t integer) const { return timesPow2(static_cast<double>(integer), exponent); }
-  /// The stored integer whose pattern the low bits are.
-  std::int64_t fromPattern(std::int64_t bits) const {
-    const auto pattern = static_cast<std::uint64_t>(bits) & constants.xorMask();
-    const bool isNegative = isSigned && pattern >> (wordLength - 1) != 0;
-    return static_cast<std::int64_t>(isNegative ? pattern | ~constants.xorMask() : pattern);
-  }
 
   bool isSigned;
   int wordLength, exponent;
@@ -102,16 +90,18 @@ struct Xor {
   }
 };
 
+template <class WordPatterns>
 struct Complement {
-  const Word& word;
-  double operator()(double x) const { return word.value(word.fromPattern(~word.stored(x))); }
+  WordPatterns patterns;
+  const Word* word;
+  double operator()(double x) const { return patterns.value(patterns.fromPattern(~patterns.stored(x))); }
   void operator()(number& x) const {
-    const WordConstants& constants = word.constants;
+    const WordConstants& constants = word->constants;
     if (isDouble(x)) {
-      x.bitcmp(word.isSigned, word.wordLength, 1, word.exponent, 0, constants.twoToWordLength(),
+      x.bitcmp(word->isSigned, word->wordLength, 1, word->exponent, 0, constants.twoToWordLength(),
                constants.xorMask());
     } else {
-      x.bitcmp(word.isSigned, word.wordLength, 1, word.exponent, 0, constants.mpXorMask(),
+      x.bitcmp(word->isSigned, word->wordLength, 1, word->exponent, 0, constants.mpXorMask(),
                constants.mpTwoToWordLength());
     }
   }
@@ -132,55 +122,41 @@ bool getBit(const number& x, int position, const Word& w) {
   return x.bitget(position, w.isSigned, w.wordLength, 1, w.exponent, 0, w.constants.mpTwoToWordLength());
 }
 
-struct TimesPow2 {
-  int exponent;
-  double operator()(double x) const { return timesPow2(x, exponent); }
-  void operator()(number& x) const { x.pow2(exponent); }
-};
-
+template <class ToStored>
 struct StripScaling {
-  int exponent;
-  double operator()(double x) const { return std::round(timesPow2(x, -exponent)); }
-  void operator()(number& x) const { x.stripscaling(1, exponent, 0); }
+  ToStored toStored;
+  double operator()(double x) const { return std::round(toStored(x)); }
+  void operator()(number& x) const { x.stripscaling(1, -toStored.exponent, 0); }
 };
 
-/// From the value of a pattern in one type to its value in another of the same word length.
-class Reinterpretation {
- public:
-  Reinterpretation(const NumericType& from, const NumericType& to)
-      : fromExponent_(from.isFixed() ? from.fixedExponent() : 0),
-        toExponent_(to.fixedExponent()),
-        isSigned_(to.isSigned()),
-        half_(power(to.wordLength() - 1)),
-        modulus_(power(to.wordLength())),
-        plainHalf_(half_.todouble()),
-        plainModulus_(modulus_.todouble()) {}
+/// From the value of a pattern in one type to its value in another of the same word length, whose range starts
+/// at `least`.
+template <class ToStored, class ToValue>
+struct Reinterpretation {
+  ToStored toStored;
+  ToValue toValue;
+  double least, end, plainModulus;
+  const number *half, *modulus;
+  bool isSigned;
 
   double operator()(double x) const {
-    double stored = std::round(timesPow2(x, -fromExponent_));
-    if (!isSigned_ && stored < 0) stored += plainModulus_;
-    if (isSigned_ && stored >= plainHalf_) stored -= plainModulus_;
-    return timesPow2(stored, toExponent_);
+    const double stored = std::round(toStored(x));
+    const double above = stored < least ? stored + plainModulus : stored;
+    return toValue(above >= end ? above - plainModulus : above);
   }
   void operator()(number& x) const {
-    x.stripscaling(1, fromExponent_, 0);
-    if (!isSigned_ && x.isnegative()) x += modulus_;
-    if (isSigned_ && x >= half_) x -= modulus_;
-    x.pow2(toExponent_);
+    x.stripscaling(1, -toStored.exponent, 0);
+    if (!isSigned && x.isnegative()) x += *modulus;
+    if (isSigned && x >= *half) x -= *modulus;
+    x.pow2(toValue.exponent);
   }
-
- private:
-  static number power(int exponent) {
-    number result(1.0, kMaxDoublePrecision + 1, true);
-    result.pow2(exponent);
-    return result;
-  }
-
-  int fromExponent_, toExponent_;
-  bool isSigned_;
-  number half_, modulus_;
-  double plainHalf_, plainModulus_;
 };
+
+number power(int exponent) {
+  number result(1.0, kMaxDoublePrecision + 1, true);
+  result.pow2(exponent);
+  return result;
+}
 
 bool isReal(const HostArray& array) {
   return (array.isNumeric() || array.isLogical() || array.isChar()) && !array.isComplex();
@@ -200,23 +176,63 @@ fi::Shape resultShape(const fi& a, const HostArray& bit, const HostArray* value)
   return a.isscalar() ? fi::shapeOf(bit.isScalar() && value ? *value : bit) : a.dims();
 }
 
-double at(const HostArray& array, std::size_t k) { return array.realAt(array.isScalar() ? 0 : k); }
+/// The numbers of a host array, one for all elements where it is scalar.
+class Numbers {
+ public:
+  explicit Numbers(double value) : values_{value} {}
+  explicit Numbers(const HostArray& array) : values_(array.numel()) {
+    tessel::visitElementType(array.arrayClass(), [&](auto element) {
+      using Element = decltype(element);
+      std::copy_n(array.real<Element>(), values_.size(), values_.data());
+    });
+  }
+  BlockOperand operand() const { return {values_.data(), values_.size() == 1}; }
+  double operator[](std::size_t k) const { return values_[values_.size() == 1 ? 0 : k]; }
+  template <class Predicate>
+  bool any(Predicate holds) const {
+    return anyOf(values_.data(), values_.size(), holds);
+  }
+
+ private:
+  std::vector<double> values_;
+};
 
 /// Raises `NotInteger` for a position that is no integer, then `OutOfRange` for one outside the word.
 template <const Message& NotInteger, const Message& OutOfRange>
-void checkPositions(const HostArray& bit, int wordLength) {
-  for (std::size_t k = 0; k < bit.numel(); ++k) {
-    if (const double position = bit.realAt(k); position != std::floor(position)) fail<NotInteger>();
-  }
-  for (std::size_t k = 0; k < bit.numel(); ++k) {
-    if (const double position = bit.realAt(k); position < 1 || position > wordLength) fail<OutOfRange>();
-  }
+void checkPositions(const Numbers& bit, int wordLength) {
+  if (bit.any([](double position) { return position != std::floor(position); })) fail<NotInteger>();
+  if (bit.any([wordLength](double position) { return position < 1 || position > wordLength; }))
+    fail<OutOfRange>();
 }
 
-void checkValues(const HostArray& value) {
-  for (std::size_t k = 0; k < value.numel(); ++k) {
-    if (const double v = value.realAt(k); v != 0 && v != 1) fail<kBitAndValue>();
+/// The shift that brings the bit at a position, from 1, down.
+std::int64_t bitOf(double position) { return static_cast<std::int64_t>(position) - 1; }
+
+/// A bit, with its new value as its sign, which 0 would not show.
+double signedBit(double position, double value) {
+  const auto bit = static_cast<double>(std::int64_t{1} << bitOf(position));
+  return value != 0 ? bit : -bit;
+}
+
+/// The words with one bit each set to 1 where `values` is not 0, else to 0.
+template <class WordPatterns>
+void setBitsByBlocks(double* result, const BlockOperand& words, const BlockOperand& positions,
+                     const BlockOperand& values, std::size_t count, WordPatterns patterns) {
+  const auto setBits = [patterns](double x, double bitAndValue) {
+    const auto bit = static_cast<std::int64_t>(std::abs(bitAndValue));
+    const std::int64_t set = bitAndValue > 0 ? bit : 0;
+    return patterns.value(patterns.fromPattern((patterns.stored(x) & ~bit) | set));
+  };
+  if (count > 0 && positions.isScalar && values.isScalar) {
+    const double bit = signedBit(*positions.values, *values.values);
+    return combineBy(result, words.values, words.isScalar, &bit, true, count, setBits);
   }
+  forEachBlock(count, [&](std::size_t first, std::size_t size) {
+    Block bits;
+    combineBy(bits.data(), positions.at(first), positions.isScalar, values.at(first), values.isScalar, size,
+              [](double position, double value) { return signedBit(position, value); });
+    combineBy(result + first, words.at(first), words.isScalar, bits.data(), false, size, setBits);
+  });
 }
 
 /// The type of stored integers as values.
@@ -235,19 +251,27 @@ fi fi::setBits(const HostArray& bit, const HostArray* value) const {
   if (iscomplex() || !isReal(bit) || (value && !isReal(*value))) fail<kNotReal>();
   if (value && sizesClash(bit, *value)) fail<kArgSizeMismatch>();
   if (sizesClash(*this, bit) || (value && sizesClash(*this, *value))) fail<kSizeMismatch>();
-  if (value) {
-    checkValues(*value);
-    checkPositions<kBitAndValue, message::bitsetOutOfRange>(bit, getNumericType().wordLength());
-  } else {
-    checkPositions<kBit, message::bitsetOutOfRange>(bit, getNumericType().wordLength());
-  }
+  const Numbers positions(bit), values = value ? Numbers(*value) : Numbers(1);
   const Word word(getNumericType());
+  if (value) {
+    if (values.any([](double v) { return v != 0 && v != 1; })) fail<kBitAndValue>();
+    checkPositions<kBitAndValue, message::bitsetOutOfRange>(positions, word.wordLength);
+  } else {
+    checkPositions<kBit, message::bitsetOutOfRange>(positions, word.wordLength);
+  }
   fi result = blank(resultShape(*this, bit, value), false);
+  if (areDoubles(*this)) {
+    withPatterns(getNumericType(), [&](auto patterns) {
+      setBitsByBlocks(result.realPart_.doubles(), BlockOperand::real(*this), positions.operand(),
+                      values.operand(), result.numel_, patterns);
+    });
+    return result;
+  }
   for (unsigned k = 0; k < result.numel_; ++k) {
     setIndex(isscalar() ? 0 : k);
     number& target = result.realPart_[k];
     target = realPart_;
-    setBit(target, static_cast<int>(at(bit, k)), value ? at(*value, k) != 0 : true, word);
+    setBit(target, static_cast<int>(positions[k]), values[k] != 0, word);
   }
   return result;
 }
@@ -265,13 +289,24 @@ fi fi::bitget(const HostArray& bit) const {
   requirePatterns(*this, "bitget");
   if (iscomplex() || !isReal(bit)) fail<kGetNotReal>();
   if (sizesClash(*this, bit)) fail<kGetSizeMismatch>();
-  checkPositions<message::bitgetOutOfRange, message::bitgetOutOfRange>(bit, getNumericType().wordLength());
+  const Numbers positions(bit);
   const Word word(getNumericType());
+  checkPositions<message::bitgetOutOfRange, message::bitgetOutOfRange>(positions, word.wordLength);
   const Shape dims = resultShape(*this, bit, nullptr);
   fi result(dims.data(), static_cast<unsigned>(dims.size()), NumericType(false, 1, 0), fimath_, false, tag());
+  if (areDoubles(*this)) {
+    const BlockOperand own = BlockOperand::real(*this), places = positions.operand();
+    withPatterns(getNumericType(), [&](auto patterns) {
+      combineBy(result.realPart_.doubles(), own.values, own.isScalar, places.values, places.isScalar,
+                result.numel_, [patterns](double x, double position) {
+                  return static_cast<double>(patterns.stored(x) >> bitOf(position) & 1);
+                });
+    });
+    return result;
+  }
   for (unsigned k = 0; k < result.numel_; ++k) {
     setIndex(isscalar() ? 0 : k);
-    result.realPart_[k] = getBit(realPart_, static_cast<int>(at(bit, k)), word) ? 1.0 : 0.0;
+    result.realPart_[k] = getBit(realPart_, static_cast<int>(positions[k]), word) ? 1.0 : 0.0;
   }
   return result;
 }
@@ -282,7 +317,9 @@ fi fi::bitcmp() const {
   requirePatterns(*this, "bitcmp");
   const Word word(getNumericType());
   fi result = blank(dims_, iscomplex());
-  transformParts(*this, result, Complement{word});
+  withPatterns(getNumericType(), [&](auto patterns) {
+    transformParts(*this, result, Complement<decltype(patterns)>{patterns, &word});
+  });
   return result;
 }
 
@@ -295,15 +332,17 @@ fi fi::bitandorxor(const fi& b) const {
   const Word word(getNumericType());
   fi result = blank(isscalar() ? b.dims_ : dims_, coordinateComplexityForBitwiseOps(*this, b));
   const number zero(0.0, realPart_.getprecision(), false);
-  const auto combinePart = [&](number& target, const BlockOperand& x, const BlockOperand& y) {
-    double* to = target.doubles();
-    for (unsigned k = 0; k < result.numel_; ++k) {
-      to[k] = word.value(Operation::apply(word.stored(*x.at(k)), word.stored(*y.at(k))));
-    }
-  };
   if (areDoubles(*this) && areDoubles(b)) {
-    combinePart(result.realPart_, BlockOperand::real(*this), BlockOperand::real(b));
-    if (result.iscomplex()) combinePart(result.imagPart_, BlockOperand::imag(*this), BlockOperand::imag(b));
+    withPatterns(getNumericType(), [&](auto patterns) {
+      const auto combinePart = [&](number& target, const BlockOperand& x, const BlockOperand& y) {
+        combineBy(target.doubles(), x.values, x.isScalar, y.values, y.isScalar, result.numel_,
+                  [patterns](double p, double q) {
+                    return patterns.value(Operation::apply(patterns.stored(p), patterns.stored(q)));
+                  });
+      };
+      combinePart(result.realPart_, BlockOperand::real(*this), BlockOperand::real(b));
+      if (result.iscomplex()) combinePart(result.imagPart_, BlockOperand::imag(*this), BlockOperand::imag(b));
+    });
     return result;
   }
   for (unsigned k = 0; k < result.numel_; ++k) {
@@ -335,7 +374,7 @@ fi fi::scaledByPow2(int exponent, RoundModeEnum roundMode, const char* name) con
     quantizer q(inUse);
     q.logger().reset();
     q.set(NumericType(inUse.numericType()), roundMode, fimath_.overflowMode());
-    mapParts(*this, result, q, TimesPow2{exponent});
+    withPow2(exponent, [&](auto times, auto) { mapParts(*this, result, q, times); });
     inUse.logger().merge(q.logger());
   });
   return result;
@@ -352,7 +391,7 @@ fi fi::pow2(int exponent, bool movesPoint) const {
   NumericType type(getNumericType());
   type.setFixedExponent(type.fixedExponent() + exponent);
   fi result(dims_.data(), numDims(), type, fimath_, iscomplex(), tag());
-  transformParts(*this, result, TimesPow2{exponent});
+  withPow2(exponent, [&](auto times, auto) { transformParts(*this, result, times); });
   return result;
 }
 
@@ -361,7 +400,7 @@ fi fi::pow2(int exponent, bool movesPoint) const {
 fi fi::integerBound(const number& bound) const {
   fi result(1, 1, integerType(getNumericType()), fimath_, false, tag());
   result.realPart_ = bound;
-  StripScaling{Word(getNumericType()).exponent}(result.realPart_);
+  result.realPart_.stripscaling(1, Word(getNumericType()).exponent, 0);
   return result;
 }
 
@@ -378,7 +417,9 @@ fi fi::intmax() const {
 fi fi::stripscaling() const {
   if (getNumericType().isBuiltIn()) return detached();
   fi result(dims_.data(), numDims(), integerType(getNumericType()), fimath_, iscomplex(), tag());
-  transformParts(*this, result, StripScaling{getNumericType().fixedExponent()});
+  withPow2(getNumericType().fixedExponent(), [&](auto, auto toStored) {
+    transformParts(*this, result, StripScaling<decltype(toStored)>{toStored});
+  });
   return result;
 }
 
@@ -387,7 +428,16 @@ fi fi::reinterpretcast(const NumericType& type) const {
   if (!type.isFixed()) fail<kFixedOnly>("reinterpretcast");
   if (type.wordLength() != getNumericType().wordLength()) fail<kWordLengthChanges>();
   fi result(dims_.data(), numDims(), type, fimath_, iscomplex(), tag());
-  transformParts(*this, result, Reinterpretation(getNumericType(), result.getNumericType()));
+  const Word from(getNumericType()), to(result.getNumericType());
+  const number half = power(to.wordLength - 1), modulus = power(to.wordLength);
+  const double range = modulus.todouble(), end = to.isSigned ? half.todouble() : range;
+  withPow2(from.exponent, [&](auto, auto toStored) {
+    withPow2(to.exponent, [&](auto toValue, auto) {
+      transformParts(*this, result,
+                     Reinterpretation<decltype(toStored), decltype(toValue)>{
+                         toStored, toValue, end - range, end, range, &half, &modulus, to.isSigned});
+    });
+  });
   return result;
 }
 

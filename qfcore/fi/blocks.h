@@ -43,6 +43,34 @@ struct BlockOperand {
   static constexpr double kZero = 0;
 };
 
+/// Calls `step(first, size)` for each block of `count` elements.
+template <class Step>
+void forEachBlock(std::size_t count, Step step) {
+  for (std::size_t first = 0; first < count; first += kBlock) step(first, std::min(kBlock, count - first));
+}
+
+/// to[i] = operation(from[i]), in place or apart.
+template <class Operation, class From, class To>
+QFCORE_VECTORISED void transformValues(const From* from, To* to, std::size_t count, Operation operation) {
+  for (std::size_t i = 0; i < count; ++i) to[i] = operation(from[i]);
+}
+
+/// Whether `holds` is true of any value. Never stops early: the test then is one vectorised pass.
+template <class Predicate>
+QFCORE_VECTORISED bool anyInBlock(const double* values, std::size_t count, Predicate holds) {
+  unsigned found = 0;
+  for (std::size_t i = 0; i < count; ++i) found |= static_cast<unsigned>(holds(values[i]));
+  return found != 0;
+}
+
+template <class Predicate>
+bool anyOf(const double* values, std::size_t count, Predicate holds) {
+  for (std::size_t first = 0; first < count; first += kBlock) {
+    if (anyInBlock(values + first, std::min(kBlock, count - first), holds)) return true;
+  }
+  return false;
+}
+
 /// Both parts of an operand; `im` is null for a real one.
 struct Factor {
   const double *re, *im;
@@ -54,25 +82,73 @@ struct Factor {
   Factor at(std::size_t first) const {
     return isScalar ? *this : Factor{re + first, im ? im + first : im, false};
   }
+  /// The first element for all.
+  Factor asScalar() const { return {re, im, true}; }
 };
 
-// Operations are classes with `static double apply(double, double)`, local to their source file. The result may
-// be an operand.
+/// result[i] = operation(a[i], b[i]); the result may be an operand.
+template <bool AIsScalar, bool BIsScalar, class Operation>
+QFCORE_VECTORISED void combineBy(double* result, const double* a, const double* b, std::size_t count,
+                                 Operation operation) {
+  for (std::size_t i = 0; i < count; ++i) result[i] = operation(a[AIsScalar ? 0 : i], b[BIsScalar ? 0 : i]);
+}
+
+template <class Operation>
+void combineBy(double* result, const double* a, bool aIsScalar, const double* b, bool bIsScalar,
+               std::size_t count, Operation operation) {
+  if (aIsScalar && bIsScalar) {
+    std::fill_n(result, count, count == 0 ? 0 : operation(*a, *b));
+    return;
+  }
+  if (aIsScalar) return combineBy<true, false>(result, a, b, count, operation);
+  if (bIsScalar) return combineBy<false, true>(result, a, b, count, operation);
+  combineBy<false, false>(result, a, b, count, operation);
+}
+
+// The same for operations that are classes with `static double apply(double, double)`, local to their source
+// file.
+
+template <class Operation>
+struct Applied {
+  double operator()(double a, double b) const { return Operation::apply(a, b); }
+};
 
 template <class Operation, bool AIsScalar, bool BIsScalar>
-QFCORE_VECTORISED void combine(double* result, const double* a, const double* b, std::size_t count) {
-  for (std::size_t i = 0; i < count; ++i) {
-    result[i] = Operation::apply(a[AIsScalar ? 0 : i], b[BIsScalar ? 0 : i]);
-  }
+void combine(double* result, const double* a, const double* b, std::size_t count) {
+  combineBy<AIsScalar, BIsScalar>(result, a, b, count, Applied<Operation>());
 }
 
 template <class Operation>
 void combine(double* result, const double* a, bool aIsScalar, const double* b, bool bIsScalar,
              std::size_t count) {
-  if (aIsScalar && bIsScalar) return combine<Operation, true, true>(result, a, b, count);
-  if (aIsScalar) return combine<Operation, true, false>(result, a, b, count);
-  if (bIsScalar) return combine<Operation, false, true>(result, a, b, count);
-  combine<Operation, false, false>(result, a, b, count);
+  combineBy(result, a, aIsScalar, b, bIsScalar, count, Applied<Operation>());
+}
+
+// ------------------------------------------------------------------------------------------ range without grid
+
+/// Brings values on the grid of a format that lie beyond its range, by less than that range, back into it.
+template <bool Wraps>
+struct InRange {
+  explicit InRange(const DoubleFormat& format) : max(format.max), min(format.min), range(format.range) {}
+  double operator()(double x) const {
+    const double notAbove = x > max ? (Wraps ? x - range : max) : x;
+    return notAbove < min ? (Wraps ? notAbove + range : min) : notAbove;
+  }
+  double max, min, range;
+};
+
+/// Whether that is all that quantizing does to such values: nothing is logged, the format's constants are
+/// exact, and adding one half to a stored integer beyond the range does not round it.
+inline bool onlyBringsIntoRange(const quantizer& q) {
+  constexpr int kMaxWordLength = 51;
+  return !q.logger().isOn() && q.isDoubleBacked() && q.numericType().isFixed() &&
+         q.wordLength() <= kMaxWordLength && q.doubleFormat().factorsExist;
+}
+
+template <class Visit>
+void withInRange(const quantizer& q, Visit visit) {
+  if (q.overflowMode() == OverflowModeEnum::wrap) return visit(InRange<true>(q.doubleFormat()));
+  visit(InRange<false>(q.doubleFormat()));
 }
 
 }  // namespace embedded

@@ -46,9 +46,17 @@ struct Less {
 };
 
 struct Equal {
+  static constexpr bool kDecisive = false;  ///< what one part of complex elements decides for both
   template <class T>
   static bool holds(const T& a, const T& b) {
     return a == b;
+  }
+};
+struct NotEqual {
+  static constexpr bool kDecisive = true;
+  template <class T>
+  static bool holds(const T& a, const T& b) {
+    return !(a == b);
   }
 };
 
@@ -67,10 +75,27 @@ bool compareAsDoubles(const fi& a, const fi& b) {
   return areDoubles(a) && areDoubles(b) && haveSameScaling(a.getNumericType(), b.getNumericType());
 }
 
-template <class Relation, bool AIsScalar, bool BIsScalar>
+/// result[i] = whether the relation holds between a[i] and b[i]; with `Besides` where that is decisive, else it
+/// stays.
+template <class Relation, bool Besides, bool AIsScalar, bool BIsScalar>
 QFCORE_VECTORISED void compareDoubles(bool* result, const double* a, const double* b, std::size_t count) {
-  for (std::size_t i = 0; i < count; ++i)
-    result[i] = Relation::holds(a[AIsScalar ? 0 : i], b[BIsScalar ? 0 : i]);
+  for (std::size_t i = 0; i < count; ++i) {
+    const bool holds = Relation::holds(a[AIsScalar ? 0 : i], b[BIsScalar ? 0 : i]);
+    if constexpr (Besides) {
+      result[i] = holds == Relation::kDecisive ? Relation::kDecisive : result[i];
+    } else {
+      result[i] = holds;
+    }
+  }
+}
+
+template <class Relation, bool Besides>
+void compareParts(bool* result, const BlockOperand& a, const BlockOperand& b, std::size_t count) {
+  const auto kernel = a.isScalar ? (b.isScalar ? compareDoubles<Relation, Besides, true, true>
+                                               : compareDoubles<Relation, Besides, true, false>)
+                                 : (b.isScalar ? compareDoubles<Relation, Besides, false, true>
+                                               : compareDoubles<Relation, Besides, false, false>);
+  kernel(result, a.values, b.values, count);
 }
 
 /// Logical array of `holds(k)`, with both cursors at element k.
@@ -94,17 +119,37 @@ HostArray compareReal(const fi& a, const fi& b) {
   }
   const fi& shape = shapeOfResult(a, b);
   HostArray result = logicalLike(shape);
-  bool* out = result.mutableReal<bool>();
-  const double *x = valuesOf(a, a.realPart()), *y = valuesOf(b, b.realPart());
-  const unsigned count = shape.numel();
-  if (a.isscalar()) {
-    compareDoubles<Relation, true, false>(out, x, y, count);
-  } else if (b.isscalar()) {
-    compareDoubles<Relation, false, true>(out, x, y, count);
-  } else {
-    compareDoubles<Relation, false, false>(out, x, y, count);
-  }
+  compareParts<Relation, false>(result.mutableReal<bool>(), BlockOperand::real(a), BlockOperand::real(b),
+                                shape.numel());
   return result;
+}
+
+/// `Equal` or `NotEqual`, imaginary parts taken in.
+template <class Relation>
+HostArray compareBoth(const fi& a, const fi& b) {
+  if (a.isreal() && b.isreal()) return compareReal<Relation>(a, b);
+  // A missing part is real-world zero, which with slope and bias is not held as 0.
+  if (!compareAsDoubles(a, b) || a.getNumericType().isSlopeBias()) {
+    return compareElements(a, b, [&] { return Relation::holds(a, b); });
+  }
+  HostArray result = compareReal<Relation>(a, b);
+  compareParts<Relation, true>(result.mutableReal<bool>(), BlockOperand::imag(a), BlockOperand::imag(b),
+                               result.numel());
+  return result;
+}
+
+QFCORE_VECTORISED bool areEqualBlocks(const double* a, const double* b, std::size_t count) {
+  unsigned differing = 0;
+  for (std::size_t i = 0; i < count; ++i) differing |= static_cast<unsigned>(a[i] != b[i]);
+  return differing == 0;
+}
+
+bool areEqual(const double* a, const double* b, std::size_t count) {
+  for (std::size_t first = 0; first < count; first += kBlock) {
+    const std::size_t size = std::min(kBlock, count - first);
+    if (!areEqualBlocks(a + first, b + first, size)) return false;
+  }
+  return true;
 }
 
 struct Minimum {
@@ -166,33 +211,96 @@ class OrderingKey {
   Scratch key_, term_;
 };
 
-/// The position of the first extreme of `count` elements that start at `first` and stand `stride` apart.
+/// The extreme of `best` and the values.
 template <class Extreme>
-unsigned positionOfExtreme(const fi& x, OrderingKey& key, number& best, unsigned first, unsigned stride,
-                           unsigned count) {
-  unsigned position = 0;
-  for (unsigned k = 0; k < count; ++k) {
-    x.setIndex(first + k * stride);
-    const number& candidate = key();
-    if (k != 0 && !Extreme::replaces(candidate, best)) continue;
-    best = candidate;
-    position = k;
+QFCORE_VECTORISED double extremeOf(const double* values, std::size_t count, double best) {
+  constexpr std::size_t kLanes = 32;
+  double lanes[kLanes];
+  std::fill_n(lanes, kLanes, best);
+  std::size_t i = 0;
+  for (; i + kLanes <= count; i += kLanes) {
+    for (std::size_t lane = 0; lane < kLanes; ++lane)
+      lanes[lane] = Extreme::apply(lanes[lane], values[i + lane]);
   }
-  return position;
+  for (; i < count; ++i) best = Extreme::apply(best, values[i]);
+  for (const double lane : lanes) best = Extreme::apply(best, lane);
+  return best;
 }
 
+/// The extremes of neighbouring fibers so far, and their places.
 template <class Extreme>
-unsigned positionOfExtreme(const double* values, unsigned stride, unsigned count) {
-  double best = values[0];
-  unsigned position = 0;
-  for (unsigned k = 1; k < count; ++k) {
-    const double candidate = values[std::size_t{k} * stride];
-    if (!Extreme::replaces(candidate, best)) continue;
-    best = candidate;
-    position = k;
+QFCORE_VECTORISED void keepExtremes(double* best, double* places, const double* candidates, double place,
+                                    std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const bool replaces = Extreme::replaces(candidates[i], best[i]);
+    best[i] = replaces ? candidates[i] : best[i];
+    places[i] = replaces ? place : places[i];
   }
-  return position;
 }
+
+/// Finds first extremes among elements that start at `first` and stand `stride` apart.
+template <class Extreme>
+class ExtremeFinder {
+ public:
+  explicit ExtremeFinder(const fi& x)
+      : x_(x),
+        values_(x.isreal() && areDoubles(x) ? valuesOf(x, x.realPart()) : nullptr),
+        key_(x, x.iscomplex()),
+        best_(std::max(2 * x.getPrecision() + 1, x.realPart().getprecision())) {}
+
+  /// The place of the extreme among `count` elements, from 0.
+  unsigned operator()(unsigned first, unsigned stride, unsigned count) {
+    return values_ && stride == 1 ? placeInRow(values_ + first, count) : placeOfElement(first, stride, count);
+  }
+
+  /// For the `stride` sequences of `count` elements that start at `first` and its neighbours, places from 1.
+  void inStep(unsigned first, unsigned stride, unsigned count, double* places) {
+    if (!values_ || stride == 1) {
+      for (unsigned k = 0; k < stride; ++k) places[k] = (*this)(first + k, stride, count) + 1.0;
+      return;
+    }
+    forEachBlock(stride, [&](std::size_t begin, std::size_t size) {
+      const double* values = values_ + first + begin;
+      Block best;
+      std::copy_n(values, size, best.data());
+      std::fill_n(places + begin, size, 1.0);
+      for (unsigned k = 1; k < count; ++k) {
+        keepExtremes<Extreme>(best.data(), places + begin, values + std::size_t{k} * stride, k + 1.0, size);
+      }
+    });
+  }
+
+ private:
+  static unsigned placeInRow(const double* values, std::size_t count) {
+    double best = values[0];
+    std::size_t place = 0;
+    forEachBlock(count, [&](std::size_t first, std::size_t size) {
+      const double candidate = extremeOf<Extreme>(values + first, size, best);
+      if (!Extreme::replaces(candidate, best)) return;
+      best = candidate;
+      place = static_cast<std::size_t>(std::find(values + first, values + first + size, best) - values);
+    });
+    return static_cast<unsigned>(place);
+  }
+
+  unsigned placeOfElement(unsigned first, unsigned stride, unsigned count) {
+    unsigned place = 0;
+    number& best = best_;
+    for (unsigned k = 0; k < count; ++k) {
+      x_.setIndex(first + k * stride);
+      const number& candidate = key_();
+      if (k != 0 && !Extreme::replaces(candidate, best)) continue;
+      best = candidate;
+      place = k;
+    }
+    return place;
+  }
+
+  const fi& x_;
+  const double* values_;
+  OrderingKey key_;
+  Scratch best_;
+};
 
 }  // namespace
 
@@ -255,23 +363,13 @@ bool fi::operator==(const fi& b) const {
   return realPart_ == getAdjustedReal(b, *this) && imaginaryPartsAreEqual(b);
 }
 
-HostArray fi::eq(const fi& b) const {
-  if (isreal() && b.isreal()) return compareReal<Equal>(*this, b);
-  return compareElements(*this, b, [&] { return *this == b; });
-}
-
-HostArray fi::ne(const fi& b) const {
-  HostArray result = eq(b);
-  bool* holds = result.mutableReal<bool>();
-  std::transform(holds, holds + result.numel(), holds, [](bool equal) { return !equal; });
-  return result;
-}
+HostArray fi::eq(const fi& b) const { return compareBoth<Equal>(*this, b); }
+HostArray fi::ne(const fi& b) const { return compareBoth<NotEqual>(*this, b); }
 
 bool fi::isequal(const fi& b) const {
   if (!isSameSize(b)) return false;
   if (isreal() && b.isreal() && compareAsDoubles(*this, b)) {
-    const double* values = valuesOf(*this, realPart_);
-    return std::equal(values, values + numel_, valuesOf(b, b.realPart_));
+    return areEqual(valuesOf(*this, realPart_), valuesOf(b, b.realPart_), numel_);
   }
   for (unsigned k = 0; k < numel_; ++k) {
     setIndex(k);
@@ -322,18 +420,12 @@ fi fi::firstExtremes(unsigned dimension, HostArray& positions) const {
   positions = HostArray::zeros(ArrayClass::Double, tessel::Dimensions(dims.begin(), dims.end()));
   if (isempty()) return blank(dims, iscomplex());
 
-  const unsigned count = numel_ / length;
-  std::vector<unsigned> chosen(count);
   double* places = positions.mutableReal<double>();
-  const double* values = isreal() && areDoubles(*this) ? valuesOf(*this, realPart_) : nullptr;
-  OrderingKey key(*this, iscomplex());
-  Scratch best(std::max(2 * getPrecision() + 1, realPart_.getprecision()));
-  for (unsigned k = 0; k < count; ++k) {
-    const unsigned first = k % stride + k / stride * stride * length;
-    const unsigned place = values ? positionOfExtreme<Extreme>(values + first, stride, length)
-                                  : positionOfExtreme<Extreme>(*this, key, best, first, stride, length);
-    places[k] = place + 1.0;
-    chosen[k] = first + place * stride;
+  ExtremeFinder<Extreme> find(*this);
+  std::vector<unsigned> chosen(numel_ / length);
+  for (unsigned k = 0; k < chosen.size(); k += stride) find.inStep(k * length, stride, length, places + k);
+  for (unsigned k = 0; k < chosen.size(); ++k) {
+    chosen[k] = k % stride + (k / stride * length + static_cast<unsigned>(places[k]) - 1) * stride;
   }
   return rearranged(dims, chosen);
 }
@@ -345,12 +437,9 @@ fi fi::firstExtreme(unsigned& index, HostArray& position) const {
     position = HostArray();
     return blank({0, 0}, iscomplex());
   }
-  fi column = detached();
-  const unsigned dims[] = {numel_, 1};
-  column.copyDimensions(dims, 2);
-  fi result = column.firstExtremes<Extreme>(1, position);
-  index = static_cast<unsigned>(position.realAt(0)) - 1;
-  return result;
+  index = ExtremeFinder<Extreme>(*this)(0, 1, numel_);
+  position = HostArray::scalar(index + 1.0);
+  return rearranged({1, 1}, {index});
 }
 
 fi fi::unary_min(unsigned& index, HostArray& position) const { return firstExtreme<Minimum>(index, position); }

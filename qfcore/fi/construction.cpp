@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "qfcore/fi/arithmeticstate.h"
-#include "qfcore/fi/fi.h"
+#include "qfcore/fi/blocks.h"
 
 namespace embedded {
 
@@ -38,8 +38,8 @@ NumericType withSign(const NumericType& type) {
 unsigned elementCount(const fi::Shape& dims) {
   std::size_t count = 1;
   for (const unsigned size : dims) {
-    if (size != 0 && count > std::numeric_limits<unsigned>::max() / size) fail<kTooManyElements>();
     count *= size;
+    if (count > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
   }
   return static_cast<unsigned>(count);
 }
@@ -56,8 +56,8 @@ NumericType typeForValues(const HostArray* values, NumericType type) {
 
 fi::fi(Shape dims, const NumericType& type, const fimath& math, bool isComplex, std::string tag,
        OperationTypeEnum operationType, unsigned precision)
-    : realPart_(elementCount(dims), std::max(precisionOf(type), precision), NumberVector{}),
-      imagPart_(isComplex ? realPart_.numel() : 0, realPart_.getprecision(), NumberVector{}),
+    : realPart_(elementCount(dims), std::max(precisionOf(type), precision), Unset{}),
+      imagPart_(isComplex ? realPart_.numel() : 0, realPart_.getprecision(), Unset{}),
       isReal_(!isComplex),
       dims_(std::move(dims)),
       fimath_(math),
@@ -87,8 +87,8 @@ fi::fi(double value, bool isSigned, int wordLength, int fractionLength, const fi
 fi::fi(double value, const NumericType& type, const fimath& math, unsigned precision, std::string tag,
        OperationTypeEnum operationType)
     : fi(Shape{1, 1}, type, math, false, std::move(tag), operationType, precision) {
-  storeRealWorld(realPart_, &value);
-  quantizeAll();
+  assignValues<double>(&value, nullptr, ValueMeaning::RealWorld);
+  recordInTotal();
 }
 
 fi::fi(double value, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
@@ -96,6 +96,7 @@ fi::fi(double value, const unsigned* dims, unsigned numDims, const NumericType& 
     : fi(dims, numDims, type, math, false, std::move(tag), operationType, 0) {
   fillWithRealWorld(realPart_, value);
   quantizeAll();
+  recordInTotal();
 }
 
 fi::fi(double re, double im, const unsigned* dims, unsigned numDims, const NumericType& type,
@@ -105,6 +106,7 @@ fi::fi(double re, double im, const unsigned* dims, unsigned numDims, const Numer
   fillWithRealWorld(realPart_, re);
   fillWithRealWorld(imagPart_, im);
   quantizeAll();
+  recordInTotal();
 }
 
 fi::fi(const double* re, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
@@ -115,9 +117,8 @@ fi::fi(const double* re, const double* im, const unsigned* dims, unsigned numDim
        const fimath& math, std::string tag, OperationTypeEnum operationType)
     : fi(dims, numDims, type, math, im != nullptr, std::move(tag), operationType, 0) {
   NumericType::errorIfComplexLogical(type.dataType(), im != nullptr);
-  storeRealWorld(realPart_, re);
-  if (im) storeRealWorld(imagPart_, im);
-  quantizeAll();
+  assignValues(re, im, ValueMeaning::RealWorld);
+  recordInTotal();
 }
 
 fi::fi(unsigned rows, unsigned cols, const NumericType& type, const fimath& math, bool isComplex,
@@ -154,6 +155,7 @@ fi::fi(const HostArray* values, const NumericType& type, const fimath& math, std
     : fi(shapeOf(*values), typeForValues(values, type), math, values->isComplex(), std::move(tag),
          operationType, 0) {
   storeHostValues(*values);
+  recordInTotal();
 }
 
 fi::fi(const fi& other)
@@ -259,7 +261,11 @@ number fi::zeroValue() const {
 }
 
 void fi::fillWithZeroValue(number& part, unsigned first) {
-  if (!isSlopeBias() || first >= part.numel()) return;
+  if (first >= part.numel()) return;
+  if (!isSlopeBias()) {
+    if (double* plain = part.doubles()) std::fill(plain + first, plain + part.numel(), 0.0);
+    return;
+  }
   const number zero = zeroValue();
   for (unsigned i = first; i < part.numel(); ++i) part[i] = zero;
 }
@@ -268,11 +274,27 @@ namespace {
 
 template <class Element>
 bool anyBeyondDoubles(const Element* re, const Element* im, unsigned count) {
-  if constexpr (sizeof(Element) < 8) return false;
+  if constexpr (!std::is_integral_v<Element> || sizeof(Element) < 8) return false;
   const auto beyond = [](Element value) {
     return !(std::abs(static_cast<double>(value)) <= kLargestExactInteger);
   };
   return std::any_of(re, re + count, beyond) || (im && std::any_of(im, im + count, beyond));
+}
+
+QFCORE_VECTORISED bool areFinite(const double* values, std::size_t count) {
+  std::uint64_t others = 0;
+  for (std::size_t i = 0; i < count; ++i)
+    others += !(std::abs(values[i]) <= std::numeric_limits<double>::max());
+  return others == 0;
+}
+
+QFCORE_VECTORISED void multiply(const double* from, double factor, double* to, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) to[i] = from[i] * factor;
+}
+
+QFCORE_VECTORISED void removeScaling(const double* from, double factor, double bias, double* to,
+                                     std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) to[i] = (from[i] - bias) / factor;
 }
 
 /// Turns real-world values or stored integers, checked for the data type, into held values.
@@ -285,10 +307,18 @@ class ToHeld {
         exponent_(type.fixedExponent()),
         factor_(type.slopeAdjustmentFactor()),
         bias_(type.bias()) {}
-  double operator()(double value) const {
-    NumericType::checkNaNInf(dataType_, value);
-    if (isStored_) return std::ldexp(value, exponent_);
-    return isSlopeBias_ ? (value - bias_) / factor_ : value;
+  void operator()(const double* from, double* to, std::size_t count) const {
+    if (!areFinite(from, count))
+      std::for_each_n(from, count, [this](double value) { NumericType::checkNaNInf(dataType_, value); });
+    if (isStored_ && isNormalPow2(exponent_)) {
+      multiply(from, normalPow2(exponent_), to, count);
+    } else if (isStored_) {
+      std::transform(from, from + count, to, [this](double value) { return std::ldexp(value, exponent_); });
+    } else if (isSlopeBias_) {
+      removeScaling(from, factor_, bias_, to, count);
+    } else {
+      std::copy_n(from, count, to);
+    }
   }
   void inPlace(number& value) const {
     if (isStored_) value.pow2(exponent_);
@@ -306,13 +336,10 @@ class ToHeld {
 
 }  // namespace
 
-void fi::storeRealWorld(number& part, const double* values, ValueMeaning meaning) {
-  const ToHeld toHeld(getNumericType(), meaning == ValueMeaning::StoredInteger);
+void fi::storeRealWorld(number& part, const double* values) {
+  const ToHeld toHeld(getNumericType());
   const unsigned count = part.numel();
-  if (double* plain = part.doubles()) {
-    for (unsigned i = 0; i < count; ++i) plain[i] = toHeld(values[i]);
-    return;
-  }
+  if (double* plain = part.doubles()) return toHeld(values, plain, count);
   for (unsigned i = 0; i < count; ++i) {
     NumericType::checkNaNInf(getNumericType().dataType(), values[i]);
     part[i] = values[i];
@@ -346,33 +373,50 @@ void fi::storeHostValues(const HostArray& values, ValueMeaning meaning) {
   NumericType::errorIfComplexLogical(getNumericType().dataType(), values.isComplex());
   tessel::visitElementType(values.arrayClass(), [&](auto element) {
     using Element = decltype(element);
-    const Element* re = values.real<Element>();
-    const Element* im = values.imag<Element>();
-    if constexpr (std::is_same_v<Element, double>) {
-      storeRealWorld(realPart_, re, meaning);
-      if (im) storeRealWorld(imagPart_, im, meaning);
-      quantizeAll();
-    } else {
-      // An integer that no double holds is quantized as it is: a double on the way would be a rounding too
-      // many.
-      const bool exactly = assignmentQuantizer_.isDoubleBacked() && anyBeyondDoubles(re, im, numel_);
-      storeElements(realPart_, re, meaning, exactly);
-      if (im) storeElements(imagPart_, im, meaning, exactly);
-      if (!exactly) quantizeAll();
-    }
+    assignValues(values.real<Element>(), values.imag<Element>(), meaning);
   });
 }
 
 template <class Element>
-void fi::storeElements(number& part, const Element* values, ValueMeaning meaning, bool quantizeEach) {
+void fi::assignValues(const Element* re, const Element* im, ValueMeaning meaning) {
+  // An integer that no double holds is quantized as it is: a double on the way would be a rounding too many.
+  const bool exactly = assignmentQuantizer_.isDoubleBacked() && anyBeyondDoubles(re, im, numel_);
+  const auto assignPart = [&](number& part, const Element* values) {
+    if (part.doubles() && !exactly) {
+      assignDoubles(part, values, meaning);
+    } else {
+      assignNumbers(part, values, meaning);
+    }
+  };
+  assignPart(realPart_, re);
+  if (im) assignPart(imagPart_, im);
+}
+
+template <class Element>
+void fi::assignDoubles(number& part, const Element* values, ValueMeaning meaning) {
   const ToHeld toHeld(getNumericType(), meaning == ValueMeaning::StoredInteger);
-  if (double* plain = part.doubles(); plain && !quantizeEach) {
-    for (unsigned i = 0; i < part.numel(); ++i) plain[i] = toHeld(static_cast<double>(values[i]));
-    return;
+  const bool byBlocks = !sElementPathOnly && assignmentQuantizerInUse_->isDoubleBacked();
+  double* held = part.doubles();
+  Block block;
+  for (std::size_t first = 0; first < part.numel(); first += kBlock) {
+    const std::size_t size = std::min<std::size_t>(kBlock, part.numel() - first);
+    if constexpr (std::is_same_v<Element, double>) {
+      toHeld(values + first, held + first, size);
+    } else {
+      std::copy_n(values + first, size, block.data());
+      toHeld(block.data(), held + first, size);
+    }
+    if (byBlocks) assignmentQuantizerInUse_->quantize(held + first, size);
   }
+  for (unsigned i = 0; !byBlocks && i < part.numel(); ++i) assignmentQuantizerInUse_->quantize(part[i]);
+}
+
+template <class Element>
+void fi::assignNumbers(number& part, const Element* values, ValueMeaning meaning) {
+  const ToHeld toHeld(getNumericType(), meaning == ValueMeaning::StoredInteger);
   number exact(0.0, std::max(part.getprecision(), 65U), true);
   for (unsigned i = 0; i < part.numel(); ++i) {
-    if constexpr (sizeof(Element) == 8) {
+    if constexpr (std::is_integral_v<Element> && sizeof(Element) == 8) {
       const auto pattern = static_cast<std::uint64_t>(values[i]);
       const unsigned words[] = {static_cast<unsigned>(pattern), static_cast<unsigned>(pattern >> 32)};
       exact.setvalue(words, 2, std::is_signed_v<Element>, 64, 1.0, 0, 0.0);
@@ -381,7 +425,7 @@ void fi::storeElements(number& part, const Element* values, ValueMeaning meaning
       exact = static_cast<double>(values[i]);
     }
     toHeld.inPlace(exact);
-    part[i] = quantizeEach ? assignmentQuantizer_.quantize(exact) : exact;
+    part[i] = assignmentQuantizerInUse_->quantize(exact);
   }
 }
 
@@ -472,6 +516,7 @@ void fi::setNumericType(const NumericType& type) {
   if (type.isFixedOrScaledDouble() && type.isScalingUnspecified())
     target.setBestPrecision(getDoubleHostArray());
   fi moved(dims_.data(), numDims(), target, fimath_, iscomplex(), tag(), getQlogger().operationType());
+  moved.setLogging(getQlogger().isAlwaysOn());
   for (unsigned i = 0; i < numel_; ++i) {
     setIndex(i);
     NumericType::checkNaNInf(target.dataType(), realWorldReal());
@@ -479,6 +524,10 @@ void fi::setNumericType(const NumericType& type) {
     moved.setIndex(i);
     moved.assignElement(*this);
   }
+  moved.recordInTotal();
+  moved.getQlogger().merge(getQlogger());
+  moved.isAutoScaled_ = type.isScalingUnspecified();
+  moved.isDataSetByPair_ = isDataSetByPair_;
   moved.lastPropertySet_ = lastPropertySet_;
   *this = std::move(moved);
 }

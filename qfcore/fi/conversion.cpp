@@ -1,5 +1,6 @@
 /// Exchange of real-world values with host arrays, and the display.
-#include "qfcore/fi/fi.h"
+#include "qfcore/fi/assignmentlog.h"
+#include "qfcore/fi/elementwise.h"
 #include "tessel/interpreter.h"
 
 namespace embedded {
@@ -35,12 +36,16 @@ HostArray fi::exported(Convert convert) const {
                                       tessel::Dimensions(dims_.begin(), dims_.end()), iscomplex());
   if (numel_ == 0) return result;
   const unsigned first = origin();
-  const bool asHeld = !isSlopeBias();
+  const NumericType& type = getNumericType();
   const auto exportPart = [&](const number& part, Element* target) {
-    if (const double* held = part.doubles(); held && asHeld) {
-      for (unsigned k = 0; k < numel_; ++k) target[k] = convert(held[first + k]);
-    } else {
+    if (!areDoubles(*this)) {
       for (unsigned k = 0; k < numel_; ++k) target[k] = convert(realWorld(part[first + k]));
+    } else if (isSlopeBias()) {
+      const double factor = type.slopeAdjustmentFactor(), bias = type.bias();
+      transformValues(valuesOf(*this, part), target, numel_,
+                      [=](double held) { return convert(held * factor + bias); });
+    } else {
+      transformValues(valuesOf(*this, part), target, numel_, convert);
     }
   };
   exportPart(realPart_, result.mutableReal<Element>());
@@ -59,14 +64,17 @@ HostArray fi::getSingleHostArray() const {
 HostArray fi::getBooleanHostArray() const {
   using EmbeddedTypeSystem::DataTypeEnum;
   NumericType::errorIfComplexLogical(DataTypeEnum::Boolean, iscomplex());
-  HostArray result = exported<bool>([](double value) {
-    NumericType::checkNaNInf(DataTypeEnum::Boolean, value);
-    return value != 0;
-  });
+  const unsigned first = origin();
+  const bool isOneByOne = !areDoubles(*this) || isSlopeBias();
+  if (isOneByOne ||
+      anyOf(valuesOf(*this, realPart_), numel_, [](double value) { return !std::isfinite(value); })) {
+    for (unsigned k = 0; k < numel_; ++k)
+      NumericType::checkNaNInf(DataTypeEnum::Boolean, realWorld(realPart_[first + k]));
+  }
+  HostArray result = exported<bool>([](double value) { return value != 0; });
   // A wide value may be smaller than every double.
   if (numel_ == 0 || !realPart_.multiprecision() || isSlopeBias()) return result;
   bool* truths = result.mutableReal<bool>();
-  const unsigned first = origin();
   for (unsigned k = 0; k < numel_; ++k) truths[k] = !realPart_[first + k].iszero();
   return result;
 }
@@ -93,7 +101,7 @@ void fi::setIntHostArray(const HostArray& stored) {
 
 void fi::setHostValues(const HostArray& values, ValueMeaning meaning) {
   fi replaced = blank(shapeOf(values), values.isComplex());
-  replaced.storeHostValues(values, meaning);
+  replaced.assignLogged(kAssignment, [&] { replaced.storeHostValues(values, meaning); });
   replaceElements(std::move(replaced));
 }
 

@@ -173,19 +173,17 @@ void replaceQuotientsByZero(double* quotients, const double* x, bool xIsScalar, 
 bool dividePart(double* result, const BlockOperand& x, const BlockOperand& y, const Bounds& bounds,
                 const quantizer& q, std::size_t count) {
   bool anyByZero = false;
-  for (std::size_t first = 0; first < count; first += kBlock) {
-    const std::size_t size = std::min(kBlock, count - first);
+  forEachBlock(count, [&](std::size_t first, std::size_t size) {
     const double *left = x.at(first), *right = y.at(first);
     combine<Divide>(result + first, left, x.isScalar, right, y.isScalar, size);
-    const bool byZero =
-        std::find(right, right + (y.isScalar ? 1 : size), 0.0) != right + (y.isScalar ? 1 : size);
+    const bool byZero = anyInBlock(right, y.isScalar ? 1 : size, [](double divisor) { return divisor == 0; });
     if (byZero) {
       replaceQuotientsByZero(result + first, left, x.isScalar, right, y.isScalar, bounds, q, size);
     } else {
       q.quantize(result + first, size);
     }
     anyByZero = anyByZero || byZero;
-  }
+  });
   return anyByZero;
 }
 

@@ -1,10 +1,26 @@
 #include "qfcore/fi/elementproduct.h"
 
+#include "qfcore/number/mpvalue.h"
+
 namespace embedded {
 
-number& quantizedProduct(number& scratch, const number& x, const number& y, const quantizer& q) {
+namespace {
+
+/// scratch = x · y at the bits of the scratch value.
+void setProduct(number& scratch, const number& x, const number& y) {
+  mpnumber* product = scratch.multiprecision();
+  const mpnumber *left = x.multiprecision(), *right = y.multiprecision();
+  if (product && left && right && left->getelement().bits() <= product->getmodifiableelement().bits()) {
+    return product->getmodifiableelement().setProduct(left->getelement(), right->getelement());
+  }
   scratch = x;
   scratch *= y;
+}
+
+}  // namespace
+
+number& quantizedProduct(number& scratch, const number& x, const number& y, const quantizer& q) {
+  setProduct(scratch, x, y);
   return q.quantize(scratch);
 }
 
@@ -66,8 +82,7 @@ ElementProduct::ElementProduct(const fi& a, const fi& b, const quantizer& produc
 
 void ElementProduct::form(const number& x, const number& y, number& result) {
   if (isExact_ && &result != &x && result.gettype() == kMultiprecisionRepresentation) {
-    result = x;
-    result *= y;
+    setProduct(result, x, y);
   } else {
     result = quantizedProduct(scratch1_, x, y, products_);
   }

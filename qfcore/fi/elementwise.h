@@ -2,14 +2,41 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 
 #include "qfcore/fi/blocks.h"
 #include "qfcore/fi/scratch.h"
+#include "qfcore/number/rounding.h"
 
 namespace embedded {
 
-/// target[k] = quantized(operation(source's element k)), for one part of `x`. The operation returns the image
-/// of a double, and changes a number in place; both must be the same function.
+// Operations on one part's values return the image of a double and change a number in place; both must be the
+// same function. Loops over doubles take them by value, so they are small and hold no numbers.
+
+/// Multiplication by a power of two that is a normal double.
+struct NearPow2 {
+  int exponent;
+  double factor;
+  double operator()(double x) const { return x * factor; }
+  void operator()(number& x) const { x.pow2(exponent); }
+};
+
+/// Multiplication by any power of two.
+struct FarPow2 {
+  int exponent;
+  double operator()(double x) const { return std::ldexp(x, exponent); }
+  void operator()(number& x) const { x.pow2(exponent); }
+};
+
+/// Calls `visit` with the multiplication by 2^exponent and that by 2^-exponent.
+template <class Visit>
+auto withPow2(int exponent, Visit visit) {
+  if (!GridFactors::exist(exponent)) return visit(FarPow2{exponent}, FarPow2{-exponent});
+  const GridFactors factors(exponent);
+  return visit(NearPow2{exponent, factors.unitsPerOne}, NearPow2{-exponent, factors.unit});
+}
+
+/// target[k] = quantized(operation(source's element k)), for one part of `x`.
 template <class Operation>
 void mapPart(const fi& x, const number& source, number& target, const quantizer& q,
              const Operation& operation) {
@@ -17,8 +44,10 @@ void mapPart(const fi& x, const number& source, number& target, const quantizer&
   if (areDoubles(x) && target.gettype() == kDoubleRepresentation && q.isDoubleBacked()) {
     const double* from = valuesOf(x, source);
     double* to = target.doubles();
-    for (unsigned k = 0; k < count; ++k) to[k] = operation(from[k]);
-    return q.quantize(to, count);
+    return forEachBlock(count, [&](std::size_t first, std::size_t size) {
+      transformValues(from + first, to + first, size, operation);
+      q.quantize(to + first, size);
+    });
   }
   Scratch scratch(std::max(source.getprecision(), target.getprecision()));
   for (unsigned k = 0; k < count; ++k) {
@@ -29,16 +58,26 @@ void mapPart(const fi& x, const number& source, number& target, const quantizer&
   }
 }
 
+/// The same where the operation gives values on the grid of `q`, beyond its range by less than that.
+template <class Operation>
+void mapPartOnGrid(const fi& x, const number& source, number& target, const quantizer& q,
+                   const Operation& operation) {
+  if (!areDoubles(x) || target.gettype() != kDoubleRepresentation || !onlyBringsIntoRange(q)) {
+    return mapPart(x, source, target, q, operation);
+  }
+  withInRange(q, [&](auto inRange) {
+    transformValues(valuesOf(x, source), target.doubles(), x.numel(),
+                    [=](double value) { return inRange(operation(value)); });
+  });
+}
+
 /// target[k] = operation(source's element k), for one part of `x`, where the operation gives values of the
 /// target's type.
 template <class Operation>
 void transformPart(const fi& x, const number& source, number& target, const Operation& operation) {
   const unsigned count = x.numel();
   if (areDoubles(x) && target.gettype() == kDoubleRepresentation) {
-    const double* from = valuesOf(x, source);
-    double* to = target.doubles();
-    for (unsigned k = 0; k < count; ++k) to[k] = operation(from[k]);
-    return;
+    return transformValues(valuesOf(x, source), target.doubles(), count, operation);
   }
   for (unsigned k = 0; k < count; ++k) {
     x.setIndex(k);

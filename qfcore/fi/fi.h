@@ -641,8 +641,9 @@ class QFCORE_API fi {
   PropertyEnum lastPropertySet_{-1};
 
  private:
+  /// Values without meaning, which the maker sets.
   fi(Shape dims, const NumericType& type, const fimath& math, bool isComplex, std::string tag,
-     OperationTypeEnum operationType, unsigned precision);
+     OperationTypeEnum operationType, unsigned precision = 0);
   /// What a host's value means: a real-world value, or a stored integer.
   enum class ValueMeaning { RealWorld, StoredInteger };
   double realWorld(const number& part) const;
@@ -668,6 +669,8 @@ class QFCORE_API fi {
                       unsigned count) const;
   void storePart(fi& into, number& to, const ElementVisit& targets, const fi& rhs, const number& from,
                  const ElementVisit& sources, unsigned count) const;
+  /// Hands what a new array has recorded to the module's total of its kind.
+  void recordInTotal() const;
   /// Runs `assign` so that what it records is also handed to the module's total and warned of.
   template <class Assign>
   void assignLogged(const char* operation, Assign assign);
@@ -695,11 +698,16 @@ class QFCORE_API fi {
   number zeroValue() const;
   void fillWithZeroValue(number& part, unsigned first = 0);
   void assignPart(number& target, const number& value, const NumericType& from) const;
-  void storeRealWorld(number& part, const double* values, ValueMeaning meaning = ValueMeaning::RealWorld);
+  void storeRealWorld(number& part, const double* values);
   void fillWithRealWorld(number& part, double value);
   void storeHostValues(const tessel::HostArray& values, ValueMeaning meaning = ValueMeaning::RealWorld);
+  /// Stores the values of both parts, `im` null for a real array, through the assignment quantizer.
   template <class Element>
-  void storeElements(number& part, const Element* values, ValueMeaning meaning, bool quantizeEach);
+  void assignValues(const Element* re, const Element* im, ValueMeaning meaning);
+  template <class Element>
+  void assignDoubles(number& part, const Element* values, ValueMeaning meaning);
+  template <class Element>
+  void assignNumbers(number& part, const Element* values, ValueMeaning meaning);
   /// `wordsEach` words stand for an element; those beyond the word length are passed over.
   void storeWords(number& part, const unsigned* words, unsigned wordsEach);
   ArithmeticState& arithmeticState() const;
@@ -713,6 +721,8 @@ class QFCORE_API fi {
   void sumByBlocks(const fi& b, fi& sumRegister, fi& result) const;
   template <class Operation>
   void sumExactly(const fi& b, fi& result) const;
+  template <class Operation>
+  void sumWide(const fi& b, fi& sumRegister, fi& result) const;
   template <class Operation>
   void sumByElements(const fi& b, fi& sumRegister, fi& result) const;
   template <class Operation>

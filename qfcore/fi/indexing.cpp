@@ -29,8 +29,6 @@ constexpr Message kNotAssignable{
     "numforge:fi:subsasgn:notnumeric",
     "Only fi objects, numeric and logical arrays can be assigned to elements of a fi."};
 
-constexpr const char* kOperation = "assignment";
-
 HostArray callIndexing(const char* name, tessel::Arrays inputs) {
   return std::move(tessel::callBuiltin(name, std::move(inputs)).at(0));
 }
@@ -194,7 +192,8 @@ fi fi::unquantized(const HostArray& values) {
   const bool is64Bits = values.arrayClass() == ArrayClass::Int64 || values.arrayClass() == ArrayClass::Uint64;
   NumericType type(values.arrayClass() == ArrayClass::Int64, 64, 0);
   if (!is64Bits) type.setDataType(DataTypeEnum::Double);
-  return fi(&values, type);
+  // What is only about to be assigned or compared counts in no total.
+  return fi(&values, type, {}, {}, OperationTypeEnum::Unspecified);
 }
 
 void fi::errorIfNotAssignable(const fi& rhs) const {
@@ -274,7 +273,7 @@ void fi::subsasgnScalarIndexing(unsigned position, double rhs) {
   checkIndex(position);
   number held(1U, realPart_.getprecision(), NumberVector{});
   storeRealWorld(held, &rhs);
-  assignLogged(kOperation, [&] {
+  assignLogged(kAssignment, [&] {
     setIndex(position);
     realPart_ = assignmentQuantizerInUse_->quantize(held);
     if (iscomplex()) imagPart_ = zeroValue();
@@ -285,7 +284,7 @@ void fi::subsasgnScalarIndexing(unsigned position, const fi& rhs) {
   checkIndex(position);
   errorIfNotAssignable(rhs);
   if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
-  assignLogged(kOperation, [&] {
+  assignLogged(kAssignment, [&] {
     setIndex(position);
     rhs.setIndex(0);
     assignElement(rhs);
@@ -320,7 +319,7 @@ bool fi::overwriteExisting(const HostArray& index, const fi& rhs) {
   if (positions.isEmpty() || !(rhs.isscalar() || sameSize)) return false;
   const std::vector<unsigned> targets = checkedPositions(*this, positions);
   if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
-  assignLogged(kOperation, [&] {
+  assignLogged(kAssignment, [&] {
     const ElementVisit sources = rhs.isscalar() ? ElementVisit::same(0) : ElementVisit::from(0);
     storeQuantized(*this, targets, rhs, sources, static_cast<unsigned>(targets.size()));
   });
@@ -333,7 +332,7 @@ void fi::subscriptedOverwriteAssignment(const HostArray& positions, const fi& rh
   if (positions.numel() != numel_) fail<kBadIndex>();
   const AssignmentMap map(positions, *this, rhs);
   if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
-  assignLogged(kOperation, [&] {
+  assignLogged(kAssignment, [&] {
     storeQuantized(*this, map.targets, rhs, map.sources, static_cast<unsigned>(map.targets.size()));
   });
 }
@@ -347,7 +346,7 @@ void fi::subscriptedGrowAssignment(const HostArray& positions, const fi& rhs) {
   const AssignmentMap map(positions, *this, rhs);
   fi grown = blank(shapeOf(positions), iscomplex() || rhs.iscomplex());
   copyElements(grown, ElementVisit::from(0), map.kept, grown.numel_);
-  assignLogged(kOperation, [&] {
+  assignLogged(kAssignment, [&] {
     storeQuantized(grown, map.targets, rhs, map.sources, static_cast<unsigned>(map.targets.size()));
   });
   replaceElements(std::move(grown));
@@ -372,7 +371,7 @@ void fi::subscriptedDeleteFromStruct(const HostArray& index) {
 void fi::copydata(const fi& source) {
   errorIfNotAssignable(source);
   fi replaced = blank(source.dims_, source.iscomplex());
-  assignLogged(kOperation, [&] {
+  assignLogged(kAssignment, [&] {
     storeQuantized(replaced, ElementVisit::from(0), source, ElementVisit::from(0), source.numel_);
   });
   replaceElements(std::move(replaced));

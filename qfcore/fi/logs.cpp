@@ -36,6 +36,12 @@ void fi::displayGlobalLog() {
   }
 }
 
+void fi::recordInTotal() const {
+  const qlogger& record = getQlogger();
+  if (!record.isOn() || qlogger::getLogType() != LogTypeEnum::Global) return;
+  if (const qlogger* total = qlogger::global(record.operationType())) total->merge(record);
+}
+
 std::array<fi*, 3> fi::registers() const {
   if (!arithmeticState_) return {};
   return {arithmeticState_->sumRegister.get(), arithmeticState_->productRegister.get(),

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+#include <optional>
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/elementproduct.h"
@@ -102,12 +103,32 @@ bool multiplyExactly(const fi& a, const fi& b, const NumericType& product, fi& r
 
 // ------------------------------------------------------------------------------------------ blocks of doubles
 
+/// Whether no rounded product of the two types leaves the range of `product`.
+bool productsStayInRange(const NumericType& product, const NumericType& a, const NumericType& b) {
+  if (!product.isFixed() || !a.isFixed() || !b.isFixed()) return false;
+  const ProductSums sums(a, b, 1, false);
+  const int top = product.wordLength() - product.fractionLength() - product.isSigned();
+  return sums.highest < top && -product.fractionLength() < top && (product.isSigned() || !sums.isSigned);
+}
+
+/// Products that cannot overflow are quantized by saturation, which costs less than wrapping.
+std::optional<quantizer> saturating(const quantizer& products, const fi& a, const fi& b) {
+  const bool wraps = products.overflowMode() == OverflowModeEnum::wrap;
+  if (!wraps || products.logger().isOn() ||
+      !productsStayInRange(products.numericType(), a.getNumericType(), b.getNumericType())) {
+    return std::nullopt;
+  }
+  return quantizer(products.numericType(), products.roundMode(), OverflowModeEnum::saturate);
+}
+
 /// Forms a matrix product in doubles. Tiles of the result sum their products in step; of a few elements, each
 /// sums its own, of which a block is formed at once.
 class MatrixBlocks {
  public:
   /// Fewer elements than these make no tile.
   static constexpr std::size_t kSmallTile = 8;
+  /// From so many rows on each column of a tile is worth a call of its own.
+  static constexpr std::size_t kLongColumn = 64;
 
   MatrixBlocks(const fi& a, const fi& b, const quantizer& products, const quantizer& productSums,
                const quantizer& accumulator, fi& result)
@@ -122,9 +143,10 @@ class MatrixBlocks {
         columns_(b.cols()) {
     const bool bothComplex = a.iscomplex() && b.iscomplex();
     const quantizer& terms = bothComplex ? productSums : products;
-    castIsIdentity_ =
-        !a.getFimath().castBeforeSum() ||
-        (!accumulator.logger().isOn() && resulttypes::contains(accumulator.numericType(), terms.numericType()));
+    const bool cast = a.getFimath().castBeforeSum(), isQuiet = !accumulator.logger().isOn();
+    const bool holdsTerms = resulttypes::contains(accumulator.numericType(), terms.numericType());
+    castIsIdentity_ = !cast || (isQuiet && holdsTerms);
+    sumsLieOnGrid_ = (cast || holdsTerms) && onlyBringsIntoRange(accumulator);
   }
 
   void run() const {
@@ -153,22 +175,30 @@ class MatrixBlocks {
   }
 
   void accumulate(double* sum, const double* terms, std::size_t count) const {
-    combine<Add, false, false>(sum, sum, terms, count);
-    accumulator_.quantize(sum, count);
+    if (!sumsLieOnGrid_) {
+      combine<Add, false, false>(sum, sum, terms, count);
+      return accumulator_.quantize(sum, count);
+    }
+    withInRange(accumulator_, [&](auto inRange) {
+      combineBy<false, false>(sum, sum, terms, count, [inRange](double a, double b) { return inRange(a + b); });
+    });
   }
 
   void sumTile(std::size_t row, std::size_t rows, std::size_t column, std::size_t columns) const {
     const std::size_t size = rows * columns;
     Block re{}, im{}, termRe, termIm;
     FactorRoom leftRoom, rightRoom;
+    double* terms = im_ ? termIm.data() : nullptr;
     for (std::size_t k = 0; k < inner_; ++k) {
       Factor left = a_.at(k * rows_ + row), right = b_.at(column * inner_ + k);
-      if (columns == 1) {
-        right.isScalar = true;
-      } else {
+      if (rows < kLongColumn && columns > 1) {
         expand(left, right, rows, columns, leftRoom, rightRoom);
+        formTerms(termRe.data(), terms, left, right, size);
+      } else {
+        for (std::size_t j = 0; j < size; j += rows, right = right.at(inner_)) {
+          formTerms(&termRe[j], terms ? terms + j : terms, left, right.asScalar(), rows);
+        }
       }
-      formTerms(termRe.data(), im_ ? termIm.data() : nullptr, left, right, size);
       accumulate(re.data(), termRe.data(), size);
       if (im_) accumulate(im.data(), termIm.data(), size);
     }
@@ -231,7 +261,7 @@ class MatrixBlocks {
   Factor a_, b_;
   double *re_, *im_;
   std::size_t rows_, inner_, columns_;
-  bool castIsIdentity_;
+  bool castIsIdentity_, sumsLieOnGrid_;
 };
 
 /// Bits of the accumulator: of its exact sum with a term.
@@ -292,7 +322,9 @@ fi fi::mtimes(const fi& b) const {
   const quantizer& productSums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
   if (precision <= kMaxDoublePrecision && areDoubles(result) && !type.isSlopeBias() &&
       BlockProduct::applies(*this, b, products, productSums)) {
-    MatrixBlocks(*this, b, products, productSums, accumulator.assignmentQuantizer_, result).run();
+    const std::optional<quantizer> cheaper = saturating(products, *this, b);
+    MatrixBlocks(*this, b, cheaper ? *cheaper : products, productSums, accumulator.assignmentQuantizer_, result)
+        .run();
     accumulator.getQlogger().nMathOperationsPlus(std::size_t{result.numel_} * cols_);
   } else {
     mtimesByElements(b, productRegister, accumulator, result);

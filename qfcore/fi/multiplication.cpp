@@ -6,6 +6,7 @@
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/productkernel.h"
 #include "qfcore/fi/scratch.h"
+#include "qfcore/fi/wideloops.h"
 
 namespace embedded {
 
@@ -21,6 +22,29 @@ bool multiplyByBlocks(const fi& a, const fi& b, const quantizer& products, const
              std::min<std::size_t>(kBlock, result.numel() - first));
   }
   return true;
+}
+
+struct Multiply {
+  static double apply(double a, double b) { return a * b; }
+  static void apply(MpFloat& product, const MpFloat& a, const MpFloat& b) { product.setProduct(a, b); }
+};
+
+/// Products that are values of the result's type as they are: no register, nothing to round or to record.
+bool multiplyExactly(const fi& a, const fi& b, fi& result) {
+  // Registers log whenever logging is on.
+  if (fi::elementPathOnly() || qlogger::getLogging() || (a.iscomplex() && b.iscomplex()) ||
+      !holdsProducts(result.getNumericType(), a.getNumericType(), b.getNumericType()))
+    return false;
+  const auto multiplyPart = [&](number& product, const number& x, const number& y) {
+    if (combineWide<Multiply>(product, WideOperand(a, x), WideOperand(b, y))) return true;
+    if (!areDoubles(a) || !areDoubles(b) || !areDoubles(result)) return false;
+    combine<Multiply>(product.doubles(), valuesOf(a, x), a.isscalar(), valuesOf(b, y), b.isscalar(),
+                      result.numel());
+    return true;
+  };
+  return multiplyPart(result.realPart(), a.realPart(), b.realPart()) &&
+         (a.isreal() || multiplyPart(result.imagPart(), a.imagPart(), b.realPart())) &&
+         (b.isreal() || multiplyPart(result.imagPart(), a.realPart(), b.imagPart()));
 }
 
 }  // namespace
@@ -95,8 +119,8 @@ fi fi::times(const fi& b) const {
   if (!isscalar() && !b.isscalar()) checkElementwiseSize(b);
 
   const fi& shape = isscalar() ? b : *this;
-  fi result(shape.dims_.data(), shape.numDims(), type, fimath_, complexResult, tag(),
-            OperationTypeEnum::Product);
+  fi result(shape.dims_, type, fimath_, complexResult, tag(), OperationTypeEnum::Product);
+  if (!slopeBias && multiplyExactly(*this, b, result)) return result;
   fi productRegister = initializeProductRegister(productType, type, fimath_, 0);
   const quantizer& products = productRegister.assignmentQuantizer_;
   const quantizer& sums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;

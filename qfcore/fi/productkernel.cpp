@@ -69,6 +69,25 @@ void oddProducts(double* result, const double* a, bool aIsScalar, const double* 
   oddProducts<Wraps, false, false>(result, a, b, count, range, inverse);
 }
 
+template <bool AIsScalar, bool BIsScalar>
+QFCORE_VECTORISED void plainComplexProducts(double* __restrict re, double* __restrict im, const double* ar,
+                                            const double* ai, const double* br, const double* bi,
+                                            std::size_t count) {
+  for (std::size_t k = 0; k < count; ++k) {
+    const std::size_t i = AIsScalar ? 0 : k, j = BIsScalar ? 0 : k;
+    re[k] = ar[i] * br[j] - ai[i] * bi[j];
+    im[k] = ai[i] * br[j] + ar[i] * bi[j];
+  }
+}
+
+/// Complex products whose terms and sums are all exact.
+void plainComplexProducts(double* re, double* im, const Factor& a, const Factor& b, std::size_t count) {
+  const auto kernel =
+      a.isScalar ? (b.isScalar ? plainComplexProducts<true, true> : plainComplexProducts<true, false>)
+                 : (b.isScalar ? plainComplexProducts<false, true> : plainComplexProducts<false, false>);
+  kernel(re, im, a.re, a.im, b.re, b.im, count);
+}
+
 bool fitsDouble(const NumericType& a, const NumericType& b) {
   return !a.isFixed() || !b.isFixed() || a.wordLength() + b.wordLength() <= kMaxExactBits;
 }
@@ -121,6 +140,7 @@ BlockProduct::BlockProduct(const fi& a, const fi& b, const quantizer& products, 
   castIsIdentity_ = castIsIdentity_ || resulttypes::contains(sum, term);
   addIsExact_ = resulttypes::containsSums(sum, term, term, false);
   subtractIsExact_ = resulttypes::containsSums(sum, term, term, true);
+  isPlain_ = multiply_.isPlain() && castIsIdentity_ && addIsExact_ && subtractIsExact_;
 }
 
 template <class Operation>
@@ -144,6 +164,7 @@ void BlockProduct::operator()(double* re, double* im, const Factor& a, const Fac
     if (b.im) form(im, a.re, b.im);
     return;
   }
+  if (isPlain_) return plainComplexProducts(re, im, a, b, count);
   Block x, y;
   form(x.data(), a.re, b.re);
   form(y.data(), a.im, b.im);

@@ -23,6 +23,8 @@ class ProductKernel {
   ProductKernel(const fi& a, const fi& b, const quantizer& product);
   void operator()(double* result, const double* a, bool aIsScalar, const double* b, bool bIsScalar,
                   std::size_t count) const;
+  /// Whether products are those of the doubles, with nothing left to quantize.
+  bool isPlain() const { return isExact_ && fitsDouble_; }
 
  private:
   const quantizer& product_;
@@ -48,7 +50,7 @@ class BlockProduct {
 
   ProductKernel multiply_;
   const quantizer& sums_;
-  bool castIsIdentity_, addIsExact_ = false, subtractIsExact_ = false;
+  bool castIsIdentity_, addIsExact_ = false, subtractIsExact_ = false, isPlain_ = false;
 };
 
 }  // namespace embedded

@@ -5,7 +5,9 @@
 #include <cstring>
 #include <string>
 
+#include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/fi.h"
+#include "qfcore/fi/radixblocks.h"
 
 namespace embedded {
 
@@ -89,16 +91,49 @@ std::string rightAligned(const std::string& text, unsigned width) {
   return std::string(width > text.size() ? width - text.size() : 0, ' ') + text;
 }
 
+/// A blank char matrix with a field of `width` characters an element, `kColumnGap` of them the gap that
+/// follows.
+HostArray blankFields(const fi& x, unsigned width) {
+  const std::size_t columns = x.cols() == 0 ? 0 : std::size_t{x.cols()} * width - kColumnGap;
+  HostArray result = HostArray::zeros(ArrayClass::Char, {x.rows(), columns});
+  if (!result.isEmpty()) std::fill_n(result.mutableReal<char>(), result.numel(), ' ');
+  return result;
+}
+
+unsigned fieldWidth(const fi& x, unsigned digits) {
+  return x.isreal() ? digits + kColumnGap : 2 * digits + 5 + kColumnGap;
+}
+
+/// Fields that `write(part, text, width)` fills by blocks, `digits` characters a part; complex ones as
+/// " re + imi".
+template <class Write>
+HostArray fieldsByBlocks(const fi& x, unsigned digits, Write write) {
+  const unsigned width = fieldWidth(x, digits);
+  HostArray result = blankFields(x, width);
+  if (result.isEmpty()) return result;
+  const std::size_t rows = x.rows();
+  char* text = result.mutableReal<char>();
+  if (x.isreal()) {
+    write(x.realPart(), text, width);
+    return result;
+  }
+  write(x.realPart(), text + rows, width);
+  write(x.imagPart(), text + (digits + 4) * rows, width);
+  for (unsigned column = 0; column < x.cols(); ++column, text += width * rows) {
+    std::fill_n(text + (digits + 2) * rows, rows, '+');
+    std::fill_n(text + (2 * digits + 4) * rows, rows, 'i');
+  }
+  return result;
+}
+
 }  // namespace
 
-/// Fields of `width` characters, `kColumnGap` of them the gap that follows, with the texts `textOf(k)`.
+/// Fields of `width` characters with the texts `textOf()` of the elements at the cursor.
 template <class TextOf>
 HostArray fi::textMatrix(unsigned width, TextOf textOf) const {
-  const std::size_t columns = cols_ == 0 ? 0 : std::size_t{cols_} * width - kColumnGap;
-  HostArray result = HostArray::zeros(ArrayClass::Char, {rows_, columns});
+  HostArray result = blankFields(*this, width);
   if (result.isEmpty()) return result;
   char* characters = result.mutableReal<char>();
-  std::fill_n(characters, result.numel(), ' ');
   for (unsigned k = 0; k < numel_; ++k) {
     setIndex(k);
     const std::string text = textOf();
@@ -116,8 +151,13 @@ HostArray fi::num2base(int base) const {
   if (!isBase(base)) fail<kNum2baseBadBase>();
   const quantizer& q = getAssignmentQuantizer();
   const auto digits = static_cast<unsigned>(radixDigits(getNumericType().wordLength(), base));
-  if (isreal()) return textMatrix(digits + kColumnGap, [&] { return q.num2base(realPart_, base); });
-  return textMatrix(2 * digits + 8, [&] {
+  if (hasTextByBlocks(*this)) {
+    return fieldsByBlocks(*this, digits, [&](const number& part, char* text, unsigned width) {
+      writePatterns(*this, part, text, width, digits, base);
+    });
+  }
+  if (isreal()) return textMatrix(fieldWidth(*this, digits), [&] { return q.num2base(realPart_, base); });
+  return textMatrix(fieldWidth(*this, digits), [&] {
     return rightAligned(q.num2base(realPart_, base) + " + " + q.num2base(imagPart_, base) + "i",
                         2 * digits + 5);
   });
@@ -128,8 +168,13 @@ HostArray fi::num2sdec() const {
   const quantizer& q = getAssignmentQuantizer();
   const auto digits = static_cast<unsigned>(radixDigits(getNumericType().wordLength(), 10)) + 1;
   const auto aligned = [&](const number& part) { return rightAligned(q.num2sdec(part), digits); };
-  if (isreal()) return textMatrix(digits + kColumnGap, [&] { return aligned(realPart_); });
-  return textMatrix(2 * digits + 8, [&] {
+  if (hasTextByBlocks(*this)) {
+    return fieldsByBlocks(*this, digits, [&](const number& part, char* text, unsigned width) {
+      writeSigned(*this, part, text, width, digits);
+    });
+  }
+  if (isreal()) return textMatrix(fieldWidth(*this, digits), [&] { return aligned(realPart_); });
+  return textMatrix(fieldWidth(*this, digits), [&] {
     return rightAligned(aligned(realPart_) + " + " + aligned(imagPart_) + "i", 2 * digits + 5);
   });
 }
@@ -145,21 +190,36 @@ bool fi::base2numCheckElement(const char* token, int base) {
 
 void fi::base2num(const HostArray& text, int base) {
   errorIfScaledDouble(*this, "base2num");
+  if (hasTextByBlocks(*this) && isBase(base) && text.isChar()) {
+    if (const auto table = readPatterns(text, base)) {
+      fi replaced =
+          blank({static_cast<unsigned>(table->rows), static_cast<unsigned>(table->columns)}, table->isComplex);
+      replaced.assignLogged(kAssignment, [&] {
+        valuesOfPatterns(getNumericType(), table->re, replaced.realPart_.doubles());
+        if (table->isComplex) valuesOfPatterns(getNumericType(), table->im, replaced.imagPart_.doubles());
+        replaced.quantizeAll();
+      });
+      return replaceElements(std::move(replaced));
+    }
+  }
   const TokenTable table = base2numValidateAndInit(text, base);
   NumericType::errorIfComplexLogical(getNumericType().dataType(), table.isComplex);
   const auto rows = static_cast<unsigned>(table.rows.size());
   fi replaced = blank({rows, table.valuesEach}, table.isComplex);
   const auto read = [&](number& part, unsigned row, unsigned place) {
-    if (!replaced.assignmentQuantizer_.base2num(part, table.token(row, place), base)) failInvalid(row, place);
+    if (!replaced.assignmentQuantizerInUse_->base2num(part, table.token(row, place), base))
+      failInvalid(row, place);
   };
   const unsigned step = table.isComplex ? 2 : 1;
-  for (unsigned column = 0; column < table.valuesEach; ++column) {
-    for (unsigned row = 0; row < rows; ++row) {
-      replaced.setIndex(column * rows + row);
-      read(replaced.realPart_, row, step * column);
-      if (table.isComplex) read(replaced.imagPart_, row, step * column + 1);
+  replaced.assignLogged(kAssignment, [&] {
+    for (unsigned column = 0; column < table.valuesEach; ++column) {
+      for (unsigned row = 0; row < rows; ++row) {
+        replaced.setIndex(column * rows + row);
+        read(replaced.realPart_, row, step * column);
+        if (table.isComplex) read(replaced.imagPart_, row, step * column + 1);
+      }
     }
-  }
+  });
   replaceElements(std::move(replaced));
 }
 

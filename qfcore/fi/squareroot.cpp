@@ -1,10 +1,12 @@
 /// Square roots: by bisection over the bits of the result, and directly where that gives the same bits.
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdlib>
 
 #include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/blocks.h"
+#include "qfcore/fi/productkernel.h"
 #include "qfcore/fi/scratch.h"
 
 namespace embedded {
@@ -112,6 +114,86 @@ class Bisection {
   const RootFormat& format_;
   const quantizer& squares_;
   Scratch candidate_, trial_, step_, square_, upperSquare_, twice_;
+};
+
+/// The same for doubles, in blocks. The order of the squares differs, which their record does not show.
+class BlockBisection {
+ public:
+  static bool applies(const fi& x, const fi& result, const quantizer& squares) {
+    return areDoubles(x) && ProductKernel::applies(result, result, squares);
+  }
+  /// The quantizer and the format must outlive it.
+  BlockBisection(const fi& result, const RootFormat& format, const quantizer& squares)
+      : multiply_(result, result, squares),
+        largest_(format.largest.todouble()),
+        least_(format.step.todouble()),
+        format_(format) {}
+
+  /// At most `kBlock` roots. That of zero is known without a square.
+  void operator()(const double* values, double* roots, std::size_t count) const {
+    Selection others(values, count, [&](std::size_t k) { return values[k] != 0; });
+    std::fill_n(roots, count, 0.0);
+    const Block& x = others.values;
+    Block root{}, trial, square;
+    double step = least_ * std::ldexp(1.0, format_.bits);
+    for (int bit = 0; bit < format_.bits; ++bit) {
+      step /= 2;
+      combine<Add>(trial.data(), root.data(), false, &step, true, others.count);
+      squaresOf(trial, square, others.count);
+      keepWhere(root.data(), trial.data(), square.data(), x.data(), others.count);
+    }
+    for (std::size_t k = 0; k < others.count; ++k) roots[others.places[k]] = root[k];
+    if (format_.rounding != RootRounding::Down) roundUp(values, roots, count);
+  }
+
+ private:
+  struct Add {
+    static double apply(double a, double b) { return a + b; }
+  };
+
+  /// The values of a block that satisfy a condition, side by side.
+  struct Selection {
+    template <class Condition>
+    Selection(const double* from, std::size_t size, Condition holds) {
+      for (std::size_t k = 0; k < size; ++k) {
+        if (!holds(k)) continue;
+        values[count] = from[k];
+        places[count++] = k;
+      }
+    }
+    Block values;
+    std::array<std::size_t, kBlock> places;
+    std::size_t count = 0;
+  };
+
+  void squaresOf(const Block& values, Block& squares, std::size_t count) const {
+    multiply_(squares.data(), values.data(), false, values.data(), false, count);
+  }
+
+  QFCORE_VECTORISED static void keepWhere(double* root, const double* trial, const double* square,
+                                          const double* x, std::size_t count) {
+    for (std::size_t k = 0; k < count; ++k) root[k] = square[k] <= x[k] ? trial[k] : root[k];
+  }
+
+  void roundUp(const double* values, double* roots, std::size_t count) const {
+    const auto mayGrow = [&](std::size_t k) { return values[k] != 0 && roots[k] < largest_; };
+    const Selection x(values, count, mayGrow), below(roots, count, mayGrow);
+    Block square, upper, upperSquare{};
+    squaresOf(below.values, square, x.count);
+    const bool toNearest = format_.rounding == RootRounding::ToNearest;
+    if (toNearest) {
+      combine<Add>(upper.data(), below.values.data(), false, &least_, true, x.count);
+      squaresOf(upper, upperSquare, x.count);
+    }
+    for (std::size_t k = 0; k < x.count; ++k) {
+      const double twice = toNearest ? square[k] + upperSquare[k] : 2 * square[k];
+      if (twice < 2 * x.values[k]) roots[x.places[k]] += least_;
+    }
+  }
+
+  ProductKernel multiply_;
+  double largest_, least_;
+  const RootFormat& format_;
 };
 
 // ----------------------------------------------------- direct roots, where every square is exact and unlogged
@@ -237,6 +319,9 @@ void nativeRoots(const fi& x, fi& result, const quantizer& q) {
 }  // namespace
 
 bool fi::isAnyElementNegative() const {
+  if (areDoubles(*this) && !isSlopeBias()) {
+    return anyOf(valuesOf(*this, realPart_), numel_, [](double value) { return value < 0; });
+  }
   for (unsigned k = 0; k < numel_; ++k) {
     setIndex(k);
     if (isSlopeBias() ? realWorldReal() < 0 : realPart_.isnegative()) return true;
@@ -269,7 +354,14 @@ fi fi::sqrtBisection(const NumericType& type, const fimath& math) const {
     return result;
   }
   const unsigned precision = std::max(productPrecision(type, type, squareType), result.getPrecision() + 1);
-  rootsOf(*this, result, Bisection(format, q, precision, realPart_.getprecision()));
+  if (BlockBisection::applies(*this, result, q)) {
+    const BlockBisection roots(result, format, q);
+    const double* values = valuesOf(*this, realPart_);
+    double* to = result.realPart_.doubles();
+    forEachBlock(numel_, [&](std::size_t first, std::size_t size) { roots(values + first, to + first, size); });
+  } else {
+    rootsOf(*this, result, Bisection(format, q, precision, realPart_.getprecision()));
+  }
   result.assignLogged("sqrt", [&] { result.quantizeAll(); });
   finishProducts(nullptr, squares, "sqrt");
   return result;

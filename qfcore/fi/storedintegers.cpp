@@ -4,8 +4,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include "qfcore/fi/fi.h"
+#include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/intarray.h"
+#include "qfcore/fi/patterns.h"
 #include "qfcore/number/wordconstants.h"
 #include "qfcore/types/features.h"
 #include "tessel/messages.h"
@@ -85,19 +86,34 @@ fi::Shape unchunkedDims(fi::Shape dims, unsigned chunks, DimensionMode mode) {
   return dims;
 }
 
-/// Multiplies by 2^exponent as `ldexp` does, by one multiplication where that power is a normal double.
-class PowerOfTwo {
- public:
-  explicit PowerOfTwo(int exponent) : exponent_(exponent), isFactor_(std::abs(exponent) < 1022) {
-    if (isFactor_) factor_ = std::ldexp(1.0, exponent);
+/// Patterns of at most 64 bits as 32-bit chunks, `Each` an element, the least significant first.
+template <unsigned Each, class WordPatterns>
+QFCORE_VECTORISED void exportChunks(const double* values, std::uint32_t* chunks, std::size_t count,
+                                    WordPatterns patterns) {
+  for (std::size_t k = 0; k < count; ++k, chunks += Each) {
+    const auto pattern = static_cast<std::uint64_t>(patterns.pattern(values[k]));
+    for (unsigned i = 0; i < Each; ++i) chunks[i] = static_cast<std::uint32_t>(i < 2 ? pattern >> (32 * i) : 0);
   }
-  double operator()(double value) const { return isFactor_ ? value * factor_ : std::ldexp(value, exponent_); }
+}
 
- private:
-  int exponent_;
-  bool isFactor_;
-  double factor_ = 0;
-};
+/// The values whose patterns stand in the chunks; bits above the word do not count.
+template <unsigned Each, class WordPatterns>
+QFCORE_VECTORISED void importChunks(const std::uint32_t* chunks, double* values, std::size_t count,
+                                    WordPatterns patterns) {
+  for (std::size_t k = 0; k < count; ++k, chunks += Each) {
+    const std::uint64_t upper = Each > 1 ? chunks[1] : 0;
+    values[k] = patterns.value(patterns.fromPattern(static_cast<std::int64_t>(upper << 32 | chunks[0])));
+  }
+}
+
+/// Calls `visit` with the chunks an element as a constant: words carried in doubles have 1 or 2, or those of
+/// 128 bits.
+template <class Visit>
+void withChunksEach(unsigned chunks, Visit visit) {
+  if (chunks == 1) return visit(std::integral_constant<unsigned, 1>());
+  if (chunks == 2) return visit(std::integral_constant<unsigned, 2>());
+  visit(std::integral_constant<unsigned, kFixedChunks>());
+}
 
 }  // namespace
 
@@ -109,11 +125,13 @@ HostArray fi::exportedIntegers() const {
   HostArray result =
       HostArray::zeros(tessel::arrayClassOf<Element>(), Dimensions(dims_.begin(), dims_.end()), iscomplex());
   const NumericType& type = getNumericType();
-  const PowerOfTwo toStored(type.fractionLength());
   const unsigned first = origin();
   const auto exportPart = [&](const number& part, Element* target) {
-    if (const double* held = part.doubles()) {
-      for (unsigned k = 0; k < numel_; ++k) target[k] = static_cast<Element>(toStored(held[first + k]));
+    if (areDoubles(*this)) {
+      withPow2(type.fractionLength(), [&](auto toStored, auto) {
+        transformValues(valuesOf(*this, part), target, numel_,
+                        [toStored](double value) { return static_cast<Element>(toStored(value)); });
+      });
     } else {
       for (unsigned k = 0; k < numel_; ++k) {
         target[k] = static_cast<Element>(part[first + k].fixed2int64(type.wordLength(), type.fractionLength()));
@@ -130,11 +148,11 @@ HostArray fi::exportedIntegers() const {
 HostArray fi::storedDoubles() const {
   HostArray result = HostArray::zeros(ArrayClass::Double, Dimensions(dims_.begin(), dims_.end()), iscomplex());
   const int exponent = -getNumericType().fixedExponent();
-  const PowerOfTwo toStored(exponent);
   const unsigned first = origin();
   const auto exportPart = [&](const number& part, double* target) {
-    if (const double* held = part.doubles()) {
-      for (unsigned k = 0; k < numel_; ++k) target[k] = toStored(held[first + k]);
+    if (areDoubles(*this)) {
+      withPow2(exponent,
+               [&](auto toStored, auto) { transformValues(valuesOf(*this, part), target, numel_, toStored); });
     } else {
       for (unsigned k = 0; k < numel_; ++k) target[k] = number(part[first + k]).pow2(exponent).todouble();
     }
@@ -187,6 +205,12 @@ HostArray fi::getIntArrayHostArray(IntArrayChunkMode chunkMode, IntArrayDimensio
   const WordConstants constants(type.wordLength());
   const unsigned first = origin();
   const auto exportPart = [&](const number& part, std::uint32_t* target) {
+    if (areDoubles(*this) && type.isFixed()) {
+      return withPatterns(type, [&](auto patterns) {
+        withChunksEach(
+            chunks, [&](auto each) { exportChunks<each()>(valuesOf(*this, part), target, numel_, patterns); });
+      });
+    }
     for (unsigned k = 0; k < numel_; ++k, target += chunks) {
       part[first + k].fixed2IntArray(target, static_cast<int>(chunks), type.wordLength(),
                                      type.slopeAdjustmentFactor(), type.fixedExponent(), type.bias(),
@@ -212,11 +236,19 @@ void fi::setIntArrayHostArray(const HostArray& chunks, IntArrayChunkMode chunkMo
 void fi::setChunks(const HostArray& chunks, const Shape& dims, unsigned chunksPerElement) {
   NumericType::errorIfComplexLogical(getNumericType().dataType(), chunks.isComplex());
   fi replaced = blank(dims, chunks.isComplex());
-  replaced.storeWords(replaced.realPart_, chunks.real<std::uint32_t>(), chunksPerElement);
-  if (chunks.isComplex()) {
-    replaced.storeWords(replaced.imagPart_, chunks.imag<std::uint32_t>(), chunksPerElement);
-  }
-  replaced.quantizeAll();
+  const auto storePart = [&](number& part, const std::uint32_t* words) {
+    if (!areDoubles(replaced) || !getNumericType().isFixed()) {
+      return replaced.storeWords(part, words, chunksPerElement);
+    }
+    withPatterns(getNumericType(), [&](auto patterns) {
+      withChunksEach(chunksPerElement, [&](auto each) {
+        importChunks<each()>(words, part.doubles(), replaced.numel_, patterns);
+      });
+    });
+  };
+  storePart(replaced.realPart_, chunks.real<std::uint32_t>());
+  if (chunks.isComplex()) storePart(replaced.imagPart_, chunks.imag<std::uint32_t>());
+  replaced.assignLogged(kAssignment, [&] { replaced.quantizeAll(); });
   replaceElements(std::move(replaced));
 }
 
@@ -226,6 +258,9 @@ HostArray fi::getCorvaneIntArray() const {
   const NumericType& type = getNumericType();
   if (!s_feature_fi_33plus_memory_footprint || type.wordLength() > kMaxCorvaneBits) {
     return getCorvaneArray32MemoryFootPrint();
+  }
+  if (usesCorvaneWords(type) && areDoubles(*this)) {
+    return type.isSigned() ? exportedIntegers<std::int64_t>() : exportedIntegers<std::uint64_t>();
   }
   HostArray chunks = getIntArrayHostArray(IntArrayChunkMode::AsNeeded, IntArrayDimensionMode::FirstDimension);
   if (!usesCorvaneWords(type)) return chunks;
@@ -249,6 +284,20 @@ void fi::setCorvaneIntArray(const HostArray& stored) {
   const NumericType& type = getNumericType();
   constexpr auto kFirst = IntArrayDimensionMode::FirstDimension;
   if (type.wordLength() > kMaxCorvaneBits) fail<kTooBigForCorvane>();
+  const bool isWords = stored.arrayClass() == ArrayClass::Int64 || stored.arrayClass() == ArrayClass::Uint64;
+  if (usesCorvaneWords(type) && isWords && areDoubles(*this)) {
+    fi replaced = blank(shapeOf(stored), stored.isComplex());
+    const auto storePart = [&](number& part, const void* words) {
+      withPatterns(type, [&](auto patterns) {
+        transformValues(static_cast<const std::int64_t*>(words), part.doubles(), replaced.numel_,
+                        [patterns](std::int64_t word) { return patterns.value(patterns.fromPattern(word)); });
+      });
+    };
+    storePart(replaced.realPart_, stored.realData());
+    if (stored.isComplex()) storePart(replaced.imagPart_, stored.imagData());
+    replaced.assignLogged(kAssignment, [&] { replaced.quantizeAll(); });
+    return replaceElements(std::move(replaced));
+  }
   if (usesCorvaneWords(type)) {
     HostArray chunks = convert64BitIntArrayTo32BitIntArray(stored, type);
     if (chunks.arrayClass() != ArrayClass::Uint32) failNotUint32();

@@ -1,0 +1,245 @@
+/// Every operation with an array path beside its element path: the same bits, records, warnings and errors.
+#include <cstring>
+#include <functional>
+
+#include "tests/fi/arrays.h"
+#include "tests/fi/meter.h"
+
+namespace embedded {
+namespace {
+
+using tessel::ArrayClass;
+using tessel::HostArray;
+
+std::string bytesOf(const HostArray& array) {
+  std::string text = array.className();
+  for (const std::size_t size : array.dims()) text += " " + std::to_string(size);
+  tessel::visitElementType(array.arrayClass(), [&](auto element) {
+    const std::size_t bytes = array.numel() * sizeof element;
+    if (bytes == 0) return;
+    text.append(static_cast<const char*>(array.realData()), bytes);
+    if (array.isComplex()) text.append("i").append(static_cast<const char*>(array.imagData()), bytes);
+  });
+  return text;
+}
+
+std::string recordOf(const qlogger& record) {
+  return " record " + std::to_string(record.noverflows()) + " " + std::to_string(record.nunderflows()) + " " +
+         std::to_string(record.noperations()) + " " + std::to_string(record.minlog().todouble() + 0.0) + " " +
+         std::to_string(record.maxlog().todouble() + 0.0);
+}
+
+/// Zeros of either sign are one value.
+std::string described(const fi& x) {
+  std::string text = x.getNumericType().tostring() + recordOf(x.getQlogger());
+  if (!x.realPart().doubles()) return text + reference::contents(x);
+  const auto append = [&](double value) { text.append(reinterpret_cast<const char*>(&value), sizeof value); };
+  for (const unsigned size : x.dims()) append(size);
+  for (const number* part : {&x.realPart(), &x.imagPart()}) {
+    for (unsigned k = 0; k < part->numel(); ++k) append(part->doubles()[k] + 0.0);
+  }
+  return text;
+}
+
+std::string described(const HostArray& array) { return bytesOf(array); }
+std::string described(bool truth) { return truth ? "true" : "false"; }
+
+/// What a random case consists of.
+struct Operands {
+  fi a, b, sameType;
+  NumericType type;
+  int number;  ///< a shift, a dimension, a base
+  HostArray positions, bits;
+
+  /// An array of a's type made by `set`.
+  template <class Set>
+  fi made(Set set) const {
+    fi result(1U, 1U, a.getNumericType(), a.getFimath());
+    set(result);
+    return result;
+  }
+};
+
+struct Operation {
+  const char* name;
+  std::function<std::string(const Operands&)> run;
+};
+
+#define OPERATION(expression)                                            \
+  {                                                                      \
+#expression, [](const Operands& o) { return described(expression); } \
+  }
+
+template <class Find>
+std::string withPlaces(Find find) {
+  HostArray places;
+  const fi extremes = find(places);
+  return described(extremes) + bytesOf(places);
+}
+
+constexpr auto kFirst = fi::IntArrayDimensionMode::FirstDimension;
+constexpr auto kFixed = fi::IntArrayChunkMode::Fixed128;
+
+const Operation kOperations[] = {
+    OPERATION(o.a.over(o.b, o.type)),
+    OPERATION(o.a.plus(o.b)),
+    OPERATION(o.a.minus(o.b)),
+    OPERATION(o.a.sumAlong(1)),
+    OPERATION(o.a.sumAlong(2)),
+    OPERATION(o.a.lt(o.b)),
+    OPERATION(o.a.le(o.b)),
+    OPERATION(o.a.gt(o.sameType)),
+    OPERATION(o.a.ge(o.sameType)),
+    OPERATION(o.a.eq(o.sameType)),
+    OPERATION(o.a.ne(o.sameType)),
+    OPERATION(o.a.isequal(o.a)),
+    OPERATION(o.a.isequal(o.sameType)),
+    OPERATION(o.a.min(o.sameType)),
+    OPERATION(o.a.max(o.sameType)),
+    {"minAlong", [](const Operands& o) { return withPlaces([&](auto& p) { return o.a.minAlong(1, p); }); }},
+    {"maxAlong", [](const Operands& o) { return withPlaces([&](auto& p) { return o.a.maxAlong(2, p); }); }},
+    {"unary_max",
+     [](const Operands& o) {
+       unsigned index = 0;
+       return withPlaces([&](auto& p) { return o.a.unary_max(index, p); }) + std::to_string(index);
+     }},
+    OPERATION(o.a.abs()),
+    OPERATION(o.a.realabs(o.type)),
+    OPERATION(o.a.uminus()),
+    OPERATION(o.a.conj()),
+    OPERATION(o.a.sign()),
+    OPERATION(o.a.fibitand(o.sameType)),
+    OPERATION(o.a.fibitor(o.sameType)),
+    OPERATION(o.a.bitxor(o.sameType)),
+    OPERATION(o.a.bitcmp()),
+    OPERATION(o.a.bitshift(o.number)),
+    OPERATION(o.a.bitset(HostArray::scalar(1))),
+    OPERATION(o.a.bitset(o.positions)),
+    OPERATION(o.a.bitset(o.positions, o.bits)),
+    OPERATION(o.a.bitset(HostArray::scalar(1), o.bits)),
+    OPERATION(o.a.bitget(HostArray::scalar(1))),
+    OPERATION(o.a.bitget(o.positions)),
+    OPERATION(o.a.reinterpretcast(
+        NumericType(!o.a.getNumericType().isSigned(), o.a.getNumericType().wordLength(), o.number))),
+    OPERATION(o.a.stripscaling()),
+    OPERATION(o.a.pow2(o.number)),
+    OPERATION(o.a.pow2(o.number, true)),
+    OPERATION(o.a.getDoubleHostArray()),
+    OPERATION(o.a.getSingleHostArray()),
+    OPERATION(o.a.getBooleanHostArray()),
+    OPERATION(o.a.getIntHostArray()),
+    OPERATION(o.a.getIntArray()),
+    OPERATION(o.a.getIntArrayHostArray(kFixed, kFirst)),
+    OPERATION(o.a.getCorvaneIntArray()),
+    OPERATION(o.made([&](fi& x) { x.setIntHostArray(o.b.getIntHostArray()); })),
+    OPERATION(o.made([&](fi& x) { x.setDoubleHostArray(o.b.getDoubleHostArray()); })),
+    OPERATION(o.made(
+        [&](fi& x) { x.setIntArrayHostArray(o.a.getIntArrayHostArray(kFixed, kFirst), kFixed, kFirst); })),
+    OPERATION(o.made([&](fi& x) { x.setCorvaneIntArray(o.a.getCorvaneIntArray()); })),
+    OPERATION(o.a.num2base(std::abs(o.number) % 17 + 2)),
+    OPERATION(o.a.num2sdec()),
+    OPERATION(o.made([&](fi& x) { x.base2num(o.b.num2base(16), 16); })),
+    OPERATION(o.made([&](fi& x) { x.base2num(o.b.num2base(2), std::abs(o.number) % 17 + 2); })),
+    OPERATION(o.made([&](fi& x) {
+      x.base2num(HostArray::charMatrix({"1 x", "2 3"}), 10);
+    })),
+};
+
+/// Those whose products must not leave the doubles.
+const Operation kProducts[] = {
+    OPERATION(o.a.abs().sqrtBisection(o.type, o.a.getFimath())),
+    OPERATION(o.a.times(o.b)),
+    OPERATION(o.a.rows() < 80 ? o.a.mtimes(o.b.transpose()) : o.a.transpose().mtimes(o.b)),
+};
+
+class Paths : public reference::ArithmeticTest {
+ protected:
+  /// Of scales near one, or far from it.
+  NumericType anyType(bool isFar) {
+    const int w = random.integer(1, 52),
+              far = random.coin() ? random.integer(1000, 1060) : -random.integer(900, 960);
+    const int f = isFar ? far : random.integer(-60, w + 60);
+    if (isFar || random.integer(0, 7) > 0) return NumericType(random.coin(), w, f);
+    return NumericType(EmbeddedTypeSystem::DataTypeEnum::Fixed, EmbeddedTypeSystem::ScalingEnum::SlopeBias,
+                       random.coin(), w, 1.5, -f, random.integer(-3, 3) / 2.0);
+  }
+
+  fimath settings() {
+    fimath math(random.roundMode(), random.overflowMode());
+    if (random.coin()) return math;
+    math.setProductMode(static_cast<ArithmeticModeEnum>(random.integer(0, 3)));
+    math.setProductWordLength(random.integer(1, 40));
+    math.setProductFractionLength(random.integer(-4, 40));
+    math.setSumMode(static_cast<ArithmeticModeEnum>(random.integer(0, 3)));
+    math.setSumWordLength(random.integer(1, 52));
+    math.setSumFractionLength(random.integer(-4, 40));
+    math.setCastBeforeSum(random.coin());
+    return math;
+  }
+
+  std::vector<unsigned> anyShape() {
+    static const std::vector<unsigned> kLong[] = {{1, 1030}, {1100, 1}, {520, 3}, {70, 3}};
+    return random.integer(0, 9) == 0 ? kLong[random.integer(0, 3)] : shape(6);
+  }
+
+  HostArray integers(const std::vector<unsigned>& dims, int least, int most) {
+    HostArray array = HostArray::zeros(ArrayClass::Double, tessel::Dimensions(dims.begin(), dims.end()));
+    for (std::size_t k = 0; k < array.numel(); ++k)
+      array.mutableReal<double>()[k] = random.integer(least, most);
+    return array;
+  }
+
+  Operands anyOperands(bool isFar) {
+    const fimath math = settings();
+    const std::vector<unsigned> dims = anyShape(), one{1, 1};
+    const auto size = [&] { return random.integer(0, 4) == 0 ? one : dims; };
+    const auto isComplex = [&] { return random.integer(0, 3) == 0; };
+    const NumericType type = anyType(isFar);
+    return {random.array(size(), type, math, isComplex()),
+            random.array(size(), anyType(isFar), math, isComplex()),
+            random.array(size(), type, math, isComplex()),
+            anyType(isFar),
+            random.integer(-20, 20),
+            integers(size(), 1, type.wordLength()),
+            integers(size(), 0, 1)};
+  }
+
+  static std::string outcome(const Operation& operation, const Operands& operands) {
+    constexpr OperationTypeEnum kKinds[] = {OperationTypeEnum::Assignment, OperationTypeEnum::Sum,
+                                            OperationTypeEnum::Product};
+    for (const OperationTypeEnum kind : kKinds) qlogger::global(kind)->reset();
+    tessel::lastWarning() = {};
+    std::string text;
+    const auto failure = reference::failureOf([&] { text = operation.run(operands); });
+    if (failure) text = failure->identifier + failure->text;
+    for (const OperationTypeEnum kind : kKinds) text += recordOf(*qlogger::global(kind));
+    return text + tessel::lastWarning().identifier + tessel::lastWarning().text;
+  }
+
+  void compare(const Operation& operation, const Operands& operands) {
+    for (const bool isLogging : {false, true}) {
+      qlogger::setLogging(isLogging);
+      fi::setElementPathOnly(true);
+      const std::string expected = outcome(operation, operands);
+      fi::setElementPathOnly(false);
+      const std::string found = outcome(operation, operands);
+      ASSERT_TRUE(found == expected) << operation.name << (isLogging ? ", logging, " : ", ")
+                                     << operands.a.getNumericType().tostring() << ", "
+                                     << operands.b.getNumericType().tostring() << " to "
+                                     << operands.type.tostring() << operands.a.getFimath().toString();
+    }
+  }
+};
+
+TEST_F(Paths, AreTheSameForEveryOperation) {
+  for (int trial = 0; trial < 400 && !HasFailure(); ++trial) {
+    const bool isFar = trial % 8 == 0;
+    const Operands operands = anyOperands(isFar);
+    for (const Operation& operation : kOperations) compare(operation, operands);
+    if (isFar) continue;
+    for (const Operation& operation : kProducts) compare(operation, operands);
+  }
+}
+
+}  // namespace
+}  // namespace embedded
