@@ -29,8 +29,9 @@ Property<fi> ofType(const char* name) {
           },
           [&row](fi& x, const HostArray& value) {
             NumericType type(x.getNumericType());
-            row.set(type, value);
+            if (!row.set(type, value)) return false;
             x.setNumericType(type);
+            return true;
           },
           row.help};
 }
@@ -45,8 +46,9 @@ Property<fi> ofMath(const char* name) {
           },
           [&row](fi& x, const HostArray& value) {
             fimath math(x.getFimath());
-            row.set(math, value);
+            if (!row.set(math, value)) return false;
             x.setFimath(math);
+            return true;
           },
           row.help};
 }
@@ -216,8 +218,9 @@ void FiObjClass::init() {
   for (Property<fi> row : properties()) {
     if (row.set && place <= fi::kLastProperty) {
       row.set = [set = row.set, place](fi& x, const HostArray& value) {
-        set(x, value);
+        if (!set(x, value)) return false;
         x.setLastPropertySet(static_cast<fi::PropertyEnum>(place));
+        return true;
       };
     }
     addProperty(hostClass(), row);

@@ -14,9 +14,6 @@ class FiObjClass : public ObjClass<FiObjClass, fi> {
   /// Takes no to three arguments: value, numerictype, fimath.
   static std::shared_ptr<HostObject> createClassSpecificObject(Arrays& arguments);
   void init();
-  /// A user's method of the same name takes the place of the module's; nothing is cached that would have to
-  /// follow.
-  static std::shared_ptr<HostObject> wrapped(fi value) { return make(std::move(value)); }
 
  private:
   friend ObjClass;

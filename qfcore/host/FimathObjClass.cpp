@@ -1,6 +1,9 @@
 #include "qfcore/host/FimathObjClass.h"
 
+#include <vector>
+
 #include "qfcore/host/FiObjClass.h"
+#include "qfcore/host/dialog.h"
 
 namespace embedded::host {
 
@@ -24,13 +27,13 @@ HostArray get(fimath& math) {
   return host::get<fimath, Getter>(math);
 }
 template <auto Setter>
-void set(fimath& math, const HostArray& value) {
-  host::set<fimath, Setter>(math, value);
+bool set(fimath& math, const HostArray& value) {
+  return host::set<fimath, Setter>(math, value);
 }
 
 template <auto Setter>
-void setFromText(fimath& math, const HostArray& text) {
-  host::setFromText<fimath, Setter>(math, text);
+bool setFromText(fimath& math, const HostArray& text) {
+  return host::setFromText<fimath, Setter>(math, text);
 }
 
 void setCStyle(fimath& math, const HostArray& value) { math.setCStyle(value); }
@@ -138,11 +141,6 @@ const Property<fimath> kProperties[] = {
 
 // ----------------------------------------------------------------------------------------------------- methods
 
-Arrays disp(Arrays& inputs, int) {
-  fimathArgument(inputs[0]).disp();
-  return {};
-}
-
 Arrays toText(Arrays& inputs, int) { return {toHost(fimathArgument(inputs[0]).toString())}; }
 
 Arrays isEqual(Arrays& inputs, int) {
@@ -204,14 +202,54 @@ Arrays resetDefault(Arrays&, int) {
   return {};
 }
 
+/// The dialog's properties of one register: those that its mode reads.
+struct RegisterItems {
+  const char *mode, *maxWordLength, *wordLength, *fractionLength, *slope, *bias;
+
+  void addTo(std::vector<const char*>& shown, const RegisterSettings& settings) const {
+    shown.push_back(mode);
+    const bool isFull = settings.mode == ArithmeticModeEnum::FullPrecision;
+    shown.push_back(isFull ? maxWordLength : wordLength);
+    if (settings.mode != ArithmeticModeEnum::SpecifyPrecision) return;
+    if (settings.isSlopeBiasScaled())
+      shown.insert(shown.end(), {slope, bias});
+    else
+      shown.push_back(fractionLength);
+  }
+};
+
+constexpr RegisterItems kProductItems{"ProductMode",
+                                      "PrivDlgMaxProductWordLengthString",
+                                      "PrivDlgProductWordLengthString",
+                                      "PrivDlgProductFractionLengthString",
+                                      "PrivDlgProductSlopeString",
+                                      "PrivDlgProductBiasString"};
+constexpr RegisterItems kSumItems{"SumMode",
+                                  "PrivDlgMaxSumWordLengthString",
+                                  "PrivDlgSumWordLengthString",
+                                  "PrivDlgSumFractionLengthString",
+                                  "PrivDlgSumSlopeString",
+                                  "PrivDlgSumBiasString"};
+
+Arrays dialog(Arrays& inputs, int) {
+  const fimath& math = fimathArgument(inputs[0]);
+  std::vector<const char*> shown{"RoundMode", "OverflowMode"};
+  kProductItems.addTo(shown, math.product());
+  kSumItems.addTo(shown, math.sum());
+  shown.push_back("CastBeforeSum");
+  return {dialogSchema(inputs[0], shown)};
+}
+
 const Method kMethods[] = {
-    {"disp", 1, 1, 0, disp, "disp(F): prints the settings that matter."},
+    {"disp", 1, 1, 0, disp<fimath>, "disp(F): prints the settings that matter."},
     {"isequal", 2, -1, 1, isEqual, "isequal(F, G): true when all settings of arithmetic are equal."},
     {"eq", 2, 2, 1, isEqual, "F == G: true when all settings of arithmetic are equal."},
     {"ne", 2, 2, 1, isDifferent, "F ~= G: true when a setting of arithmetic differs."},
     {"isfimath", 1, 1, 1, isFimath, "isfimath(F): true."},
     {"tostring", 1, 1, 1, toText, "tostring(F): the call that makes F again; 'fimath' for the default."},
     {"copy", 1, 1, 1, copy, "copy(F): another fimath with the same settings."},
+    {"dialogschema", 1, 1, 1, dialog,
+     "dialogschema(F): a structure that describes the dialog in which F is edited."},
     {"transpose", 1, 1, 1, refuse<kNoTranspose>, "F.': not defined."},
     {"ctranspose", 1, 1, 1, refuse<kNoCTranspose>, "F': not defined."},
     {"set", 1, -1, 0, setProperties, "set(F, name, value, ...): sets properties, all or none."},

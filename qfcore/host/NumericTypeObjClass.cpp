@@ -1,7 +1,10 @@
 #include "qfcore/host/NumericTypeObjClass.h"
 
+#include <vector>
+
 #include "qfcore/host/FiObjClass.h"
 #include "qfcore/host/TypeObjClasses.h"
+#include "qfcore/host/dialog.h"
 
 namespace embedded::host {
 
@@ -26,21 +29,23 @@ HostArray get(NumericType& type) {
   return host::get<NumericType, Getter>(type);
 }
 template <auto Setter>
-void set(NumericType& type, const HostArray& value) {
-  host::set<NumericType, Setter>(type, value);
+bool set(NumericType& type, const HostArray& value) {
+  return host::set<NumericType, Setter>(type, value);
 }
 
-void setSigned(NumericType& type, const HostArray& value) { type.setSignedEnum(value, "NUMERICTYPE"); }
+bool setSigned(NumericType& type, const HostArray& value) { return type.setSignedEnum(value, "NUMERICTYPE"); }
 
 void setDataTypeMode(NumericType& type, const HostArray& mode) {
   type.setDataTypeMode(fromHost<DataTypeModeEnum>(mode));
 }
 
-void setSignedEnum(NumericType& type, const HostArray& sign) { type.setSignedEnum(fromHost<SignedEnum>(sign)); }
+bool setSignedEnum(NumericType& type, const HostArray& sign) {
+  return type.setSignedEnum(fromHost<SignedEnum>(sign));
+}
 
 template <auto Setter>
-void setFromText(NumericType& type, const HostArray& text) {
-  host::setFromText<NumericType, Setter>(type, text);
+bool setFromText(NumericType& type, const HostArray& text) {
+  return host::setFromText<NumericType, Setter>(type, text);
 }
 
 HostArray dialogSigned(NumericType& type) { return toHost(type.isSigned()); }
@@ -101,11 +106,6 @@ Arrays ask(Arrays& inputs, int) {
   return {get<Getter>(numericTypeArgument(inputs[0]))};
 }
 
-Arrays disp(Arrays& inputs, int) {
-  numericTypeArgument(inputs[0]).disp();
-  return {};
-}
-
 Arrays toText(Arrays& inputs, int) {
   const std::string prefix = inputs.size() > 1 ? inputs[1].toText() : "numerictype";
   return {toHost(numericTypeArgument(inputs[0]).tostring(prefix.c_str()))};
@@ -135,10 +135,20 @@ Arrays refuse(Arrays&, int) {
 
 Arrays copy(Arrays& inputs, int) { return {wrap(NumericType(numericTypeArgument(inputs[0])))}; }
 
+/// Shows what has a meaning in the type's mode.
+Arrays dialog(Arrays& inputs, int) {
+  const NumericType& type = numericTypeArgument(inputs[0]);
+  std::vector<const char*> shown{"DataTypeMode"};
+  if (!type.isBuiltIn()) shown.insert(shown.end(), {"PrivDlgSigned", "PrivDlgWordLengthString"});
+  if (type.isBinaryPointScalingSet()) shown.push_back("PrivDlgFractionLengthString");
+  if (type.isSlopeBiasScalingSet()) shown.insert(shown.end(), {"PrivDlgSlopeString", "PrivDlgBiasString"});
+  return {dialogSchema(inputs[0], shown)};
+}
+
 const Method kMethods[] = {
     {"SetBestFractionLength", 2, 2, 0, setBestFractionLength,
      "SetBestFractionLength(T, x): sets the fraction length that holds the values x with the least loss."},
-    {"disp", 1, 1, 0, disp, "disp(T): prints the properties that matter."},
+    {"disp", 1, 1, 0, disp<NumericType>, "disp(T): prints the properties that matter."},
     {"isequal", 2, -1, 1, compare<&NumericType::isequal>, "isequal(T, U): true when all properties are equal."},
     {"eq", 2, 2, 1, compare<&NumericType::isequal>, "T == U: true when all properties are equal."},
     {"isequivalent", 2, 2, 1, compare<&NumericType::isequivalent>,
@@ -146,6 +156,8 @@ const Method kMethods[] = {
     {"tostring", 1, 2, 1, toText, "tostring(T): the call that makes T again."},
     {"qpointstr", 1, 1, 1, ask<&NumericType::qpointstr>, "qpointstr(T): a short name, such as s16,15."},
     {"copy", 1, 1, 1, copy, "copy(T): another numerictype with the same properties."},
+    {"dialogschema", 1, 1, 1, dialog,
+     "dialogschema(T): a structure that describes the dialog in which T is edited."},
     {"isnumerictype", 1, 1, 1, isNumericType, "isnumerictype(T): true."},
     {"isfixed", 1, 1, 1, ask<&NumericType::isFixed>, "isfixed(T): the data type is Fixed."},
     {"isbinarypointscalingset", 1, 1, 1, ask<&NumericType::isBinaryPointScalingSet>,

@@ -45,11 +45,6 @@ const Property<qlogger> kProperties[] = {
      "Whether this logger records while logging is off everywhere."},
 };
 
-Arrays disp(Arrays& inputs, int) {
-  loggerArgument(inputs[0]).disp();
-  return {};
-}
-
 Arrays reset(Arrays& inputs, int) {
   loggerArgument(inputs[0]).reset();
   return {};
@@ -63,7 +58,7 @@ Arrays ask(Arrays& inputs, int) {
 Arrays copy(Arrays& inputs, int) { return {wrap(qlogger(loggerArgument(inputs[0])))}; }
 
 const Method kMethods[] = {
-    {"disp", 1, 1, 0, disp, "disp(L): prints extremes, counts and tag."},
+    {"disp", 1, 1, 0, disp<qlogger>, "disp(L): prints extremes, counts and tag."},
     {"reset", 1, 1, 0, reset, "reset(L): forgets what was logged."},
     {"isreset", 1, 1, 1, ask<&L::isreset>, "isreset(L): true when nothing was logged since the last reset."},
     {"struct", 1, 1, 1, ask<&L::toHostArrayStruct>,

@@ -133,8 +133,7 @@ Arrays toText(Arrays& inputs, int) {
   return {toHost(text + ")")};
 }
 
-Arrays disp(Arrays& inputs, int) {
-  const quantizer& q = quantizerArgument(inputs[0]);
+void show(const quantizer& q) {
   tessel::printFormatted("\n                  mode: %s", textOf(q.mode()));
   tessel::printFormatted("\n             roundmode: %s", textOf(q.roundMode()));
   tessel::printFormatted("\n          overflowmode: %s", textOf(q.overflowMode()));
@@ -145,7 +144,6 @@ Arrays disp(Arrays& inputs, int) {
   }
   tessel::printFormatted("\n            noverflows: %zu", q.noverflows());
   tessel::printFormatted("\n           nunderflows: %zu\n", q.nunderflows());
-  return {};
 }
 
 Arrays isEqual(Arrays& inputs, int) {
@@ -222,7 +220,7 @@ const Method kMethods[] = {
     {"eq", 2, 2, 1, isEqual, "q == p: true when all settings are equal."},
     {"ne", 2, 2, 1, isDifferent, "q ~= p: true when a setting differs."},
     {"tostring", 1, 1, 1, toText, "tostring(q): the call that makes q again."},
-    {"disp", 1, 1, 0, disp, "disp(q): prints settings, logged extremes and counts."},
+    {"disp", 1, 1, 0, disp<quantizer, show>, "disp(q): prints settings, logged extremes and counts."},
     {"copy", 1, 1, 1, copy, "copy(q): another quantizer with the same settings and log."},
     {"set", 1, -1, 0, setProperties, "set(q, name, value, ...): sets properties, all or none."},
 };

@@ -145,6 +145,34 @@ T fromHost(const HostArray& array) {
 
 // -------------------------------------------------------------------------------------------------- properties
 
+/// Runs a setter; false when it returns false: it has refused the value with a warning.
+template <class Action>
+bool isTaken(Action&& action) {
+  if constexpr (std::is_void_v<decltype(action())>) {
+    action();
+    return true;
+  } else {
+    return action();
+  }
+}
+
+/// What sets a property of a T; made from a function that returns nothing, or whether it took the value.
+template <class T>
+class Setter {
+ public:
+  Setter() = default;
+  template <std::invocable<T&, const HostArray&> Function>
+  Setter(Function function)
+      : function_([function = std::move(function)](T& object, const HostArray& value) {
+          return isTaken([&] { return function(object, value); });
+        }) {}
+  explicit operator bool() const { return function_ != nullptr; }
+  bool operator()(T& object, const HostArray& value) const { return function_(object, value); }
+
+ private:
+  std::function<bool(T&, const HostArray&)> function_;
+};
+
 /// One property of a class that wraps a T. `dependents` names the properties that show the same fact and change
 /// with it, with blanks between them.
 template <class T>
@@ -152,7 +180,7 @@ struct Property {
   const char* name;
   const char* type;
   std::function<HostArray(T&)> get;
-  std::function<void(T&, const HostArray&)> set;  ///< empty: read-only
+  Setter<T> set;  ///< empty: read-only
   const char* help;
   const char* dependents = "";
   bool hidden = false;
@@ -180,10 +208,10 @@ HostArray get(T& object) {
 }
 
 /// A setter made from a member function with one argument.
-template <class T, auto Setter>
-void set(T& object, const HostArray& value) {
-  using Argument = typename detail::MemberTraits<decltype(Setter)>::template Argument<0>;
-  (object.*Setter)(fromHost<Argument>(value));
+template <class T, auto Member>
+bool set(T& object, const HostArray& value) {
+  using Argument = typename detail::MemberTraits<decltype(Member)>::template Argument<0>;
+  return isTaken([&] { return (object.*Member)(fromHost<Argument>(value)); });
 }
 
 /// The value that a text of an editing dialog evaluates to, as a number; nothing when it gives none. Raises
@@ -203,11 +231,13 @@ std::optional<Number> evaluatedNumber(const HostArray& text) {
   return static_cast<Number>(number);
 }
 
-/// A setter of a dialog's text, made from the setter of the property that the text shows.
-template <class T, auto Setter>
-void setFromText(T& object, const HostArray& text) {
-  using Number = typename detail::MemberTraits<decltype(Setter)>::template Argument<0>;
-  if (const std::optional<Number> number = evaluatedNumber<Number>(text)) (object.*Setter)(*number);
+/// A setter of a dialog's text, made from the setter of the property that the text shows. A text that gives no
+/// number changes nothing.
+template <class T, auto Member>
+bool setFromText(T& object, const HostArray& text) {
+  using Number = typename detail::MemberTraits<decltype(Member)>::template Argument<0>;
+  const std::optional<Number> number = evaluatedNumber<Number>(text);
+  return number && isTaken([&] { return (object.*Member)(*number); });
 }
 
 template <class T>
@@ -219,7 +249,7 @@ void addProperty(HostClass& hostClass, const Property<T>& row) {
   if (row.set) {
     const std::string changed = std::string(row.name) + " " + row.dependents;
     info.set = [set = row.set, changed](HostObject& object, const HostArray& value) {
-      translated([&] { set(valueOf<T>(object), value); });
+      if (!translated([&] { return set(valueOf<T>(object), value); })) return;
       std::istringstream names(changed);
       for (std::string name; names >> name;) object.signalPropertyChange(name);
     };
@@ -247,6 +277,15 @@ struct Method {
 };
 
 void addMethods(HostClass& hostClass, std::span<const Method> rows);
+
+/// The method `disp`: shows an object, or each of a vector of objects.
+template <class T, auto Show = &T::disp>
+Arrays disp(Arrays& inputs, int) {
+  for (std::size_t i = 0; i < inputs[0].numel(); ++i) {
+    std::invoke(Show, std::as_const(valueOf<T>(*inputs[0].objectAt(i))));
+  }
+  return {};
+}
 
 /// set(object, name, value, ...) of a class that wraps a T: sets properties, all or none. Raises `NotPairs` for
 /// arguments that are not pairs, and what the setters raise.

@@ -263,6 +263,12 @@ Arrays fiPreferences(Arrays& inputs, int) {
 
 Arrays makeQuantizer(Arrays& inputs, int) { return {wrap(quantizerFrom(inputs))}; }
 
+/// What the method of the same name answers for its class, for everything else.
+template <class T>
+Arrays isObjectOf(Arrays& inputs, int) {
+  return {toHost(unwrapped<T>(inputs[0]) != nullptr)};
+}
+
 const Method kFunctions[] = {
     {"numerictype", 0, -1, 1, makeNumericType,
      "numerictype, numerictype(s, w), numerictype(s, w, f), numerictype(s, w, slope, bias), "
@@ -281,6 +287,10 @@ const Method kFunctions[] = {
      "precision."},
     {"fipref", 0, 2, 1, fiPreferences,
      "fipref('LoggingMode', 'On') and 'Off' switch logging; fipref shows the setting."},
+    {"isfi", 1, 1, 1, isObjectOf<fi>, "isfi(x): whether x is an array of fixed-point values."},
+    {"isnumerictype", 1, 1, 1, isObjectOf<NumericType>, "isnumerictype(x): whether x is a numeric type."},
+    {"isfimath", 1, 1, 1, isObjectOf<fimath>, "isfimath(x): whether x is an object of math settings."},
+    {"isquantizer", 1, 1, 1, isObjectOf<quantizer>, "isquantizer(x): whether x is a quantizer."},
 };
 
 }  // namespace

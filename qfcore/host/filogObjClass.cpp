@@ -21,7 +21,8 @@ const filog& filogArgument(const HostArray& array) {
 Property<filog> ofType(const char* name) {
   const Property<NumericType>& row = *findRow(NumericTypeObjClass::properties(), name);
   return {row.name, row.type, [&row](filog& record) { return row.get(record.numericType()); },
-          [&row](filog& record, const HostArray& value) { row.set(record.numericType(), value); }, row.help};
+          [&row](filog& record, const HostArray& value) { return row.set(record.numericType(), value); },
+          row.help};
 }
 
 template <auto Getter>
@@ -68,11 +69,6 @@ std::vector<Property<filog>> makeProperties() {
   return rows;
 }
 
-Arrays disp(Arrays& inputs, int) {
-  filogArgument(inputs[0]).disp();
-  return {};
-}
-
 Arrays copy(Arrays& inputs, int) { return {wrap(filog(filogArgument(inputs[0])))}; }
 
 Arrays getGlobal(Arrays&, int) { return {cellOfFilogs(filog::getglobalfilogs())}; }
@@ -83,7 +79,7 @@ Arrays clearGlobal(Arrays&, int) {
 }
 
 const Method kMethods[] = {
-    {"disp", 1, 1, 0, disp, "disp(R): prints operation, type, extremes and counts."},
+    {"disp", 1, 1, 0, disp<filog>, "disp(R): prints operation, type, extremes and counts."},
     {"copy", 1, 1, 1, copy, "copy(R): another record with the same content."},
 };
 

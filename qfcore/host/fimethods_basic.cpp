@@ -46,11 +46,6 @@ Arrays nmathoperations(Arrays& inputs, int n) {
   return askLogger<&qlogger::nmathoperations>(inputs, n, "nmathoperations");
 }
 
-Arrays disp(Arrays& inputs, int) {
-  fiArgument(inputs[0]).disp();
-  return {};
-}
-
 Arrays isFi(Arrays& inputs, int) { return {toHost(unwrapped<fi>(inputs[0]) != nullptr)}; }
 
 Arrays copy(Arrays& inputs, int) { return {toHost(fi(fiArgument(inputs[0])))}; }
@@ -86,7 +81,7 @@ Arrays setProperties(Arrays& inputs, int) {
 }
 
 const Method kMethods[] = {
-    {"disp", 1, 1, 0, disp, "disp(a): prints values, numeric type and math settings."},
+    {"disp", 1, 1, 0, disp<fi>, "disp(a): prints values, numeric type and math settings."},
     {"set", 1, -1, 0, setProperties, "set(a, name, value, ...): sets properties, all or none.", true},
     {"copy", 1, 1, 1, copy, "copy(a): another array with the same values and settings."},
     {"isfi", 1, 1, 1, isFi, "isfi(a): true."},

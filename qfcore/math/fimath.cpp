@@ -68,11 +68,13 @@ int checkedInteger(double value) {
   }
 }
 
-void setFactor(RegisterSettings& settings, double factor) {
-  if (EmbeddedTypeSystem::isValidSlopeAdjustmentFactor(factor))
+bool setFactor(RegisterSettings& settings, double factor) {
+  const bool isValid = EmbeddedTypeSystem::isValidSlopeAdjustmentFactor(factor);
+  if (isValid)
     settings.slopeAdjustmentFactor = factor;
   else
     warn<msg::invalidFactor>();
+  return isValid;
 }
 
 void setSlope(RegisterSettings& settings, double slope) {
@@ -187,8 +189,8 @@ void fimath::setMaxSumWordLength(int wordLength) {
 
 void fimath::setProductSlope(double slope) { setSlope(product_, slope); }
 void fimath::setSumSlope(double slope) { setSlope(sum_, slope); }
-void fimath::setProductSlopeAdjustmentFactor(double factor) { setFactor(product_, factor); }
-void fimath::setSumSlopeAdjustmentFactor(double factor) { setFactor(sum_, factor); }
+bool fimath::setProductSlopeAdjustmentFactor(double factor) { return setFactor(product_, factor); }
+bool fimath::setSumSlopeAdjustmentFactor(double factor) { return setFactor(sum_, factor); }
 
 void fimath::setProductFormat(double wordLength, double fractionLength) {
   const int fraction = checkedInteger(fractionLength);

@@ -66,8 +66,9 @@ struct QFCORE_API RegisterSettings {
 ///
 /// A setter that raises or warns leaves the object as it was. Word-length setters raise
 /// "numforge:fimath:NonPositiveX" below 1 and "numforge:fimath:TooBigX" above 65535, X the property's name. The
-/// setters of slope adjustment factors warn outside [1, 2) with "Numforge:fimathInvalidSetting"; the setters of
-/// slopes raise "Numforge:fimath:InvalidSetting" for one that is not greater than 0 and finite.
+/// setters of slope adjustment factors warn outside [1, 2) with "Numforge:fimathInvalidSetting" and return
+/// false then; the setters of slopes raise "Numforge:fimath:InvalidSetting" for one that is not greater than 0
+/// and finite.
 class QFCORE_API fimath {
  public:
   /// The settings of the default `fimath`.
@@ -125,7 +126,7 @@ class QFCORE_API fimath {
   }
   void setProductFixedExponent(int exponent) { product_.fixedExponent = exponent; }
   void setProductSlope(double slope);
-  void setProductSlopeAdjustmentFactor(double factor);
+  bool setProductSlopeAdjustmentFactor(double factor);
   void setProductBias(double bias) { product_.bias = bias; }
   /// Lengths lose their fraction. Raises "numforge:fimath:badconversion" for one that is no 32-bit integer.
   void setProductFormat(double wordLength, double fractionLength);
@@ -136,7 +137,7 @@ class QFCORE_API fimath {
   void setSumFractionLength(int length) { sum_.fixedExponent = EmbeddedTypeSystem::negatedExponent(length); }
   void setSumFixedExponent(int exponent) { sum_.fixedExponent = exponent; }
   void setSumSlope(double slope);
-  void setSumSlopeAdjustmentFactor(double factor);
+  bool setSumSlopeAdjustmentFactor(double factor);
   void setSumBias(double bias) { sum_.bias = bias; }
   /// As `setProductFormat`.
   void setSumFormat(double wordLength, double fractionLength);

@@ -32,8 +32,8 @@ struct DoubleFormat {
   int exponentMin = 0;
 };
 
-/// Quantizes `count` contiguous values from `from` to `to`, which may be the same. Adds what it meets to `tally`;
-/// null counts nothing.
+/// Quantizes `count` contiguous values from `from` to `to`, which may be the same. Adds what it meets to
+/// `tally`; null counts nothing.
 using ArrayKernel = void (*)(const DoubleFormat& format, const double* from, double* to, std::size_t count,
                              Tally* tally);
 

@@ -128,7 +128,8 @@ tessel::HostArray NumericType::signedArray() const {
 bool NumericType::setWordLength(int wordLength) {
   if (isBuiltIn()) {
     const int canonical = canonicalWordLength(dataTypeMode_);
-    if (canonical != 0 && wordLength != canonical) warn<msg::cannotChange>("WordLength", kBuiltIn);
+    if (canonical == 0 || wordLength == canonical) return true;
+    warn<msg::cannotChange>("WordLength", kBuiltIn);
     return false;
   }
   if (wordLength < 1) {
@@ -148,7 +149,8 @@ bool NumericType::setSignedEnum(SignedEnum sign) {
   if (isBuiltIn()) {
     const SignedEnum refused =
         dataTypeMode_ == DataTypeModeEnum::Boolean ? SignedEnum::Signed : SignedEnum::Unsigned;
-    if (sign == refused) warn<msg::cannotChange>("Signed", kBuiltIn);
+    if (sign != refused) return true;
+    warn<msg::cannotChange>("Signed", kBuiltIn);
     return false;
   }
   sign_ = sign;
@@ -188,7 +190,8 @@ bool NumericType::setFractionLength(int fractionLength) {
 
 bool NumericType::setSlope(double slope) {
   if (isBuiltIn() || unspecifiedScaling()) {
-    if (slope != 1) warn<msg::cannotChange>("Slope", kWithoutExponent);
+    if (slope == 1) return true;
+    warn<msg::cannotChange>("Slope", kWithoutExponent);
     return false;
   }
   if (!isValidSlope(slope)) fail<msg::invalidSlope>();
@@ -205,7 +208,7 @@ bool NumericType::setSlopeAdjustmentFactor(double factor) {
     slopeAdjustmentFactor_ = factor;
     return true;
   }
-  if (factor == 1) return false;
+  if (factor == 1) return true;
   // Fixed-point with unspecified scaling is described as the built-in types are.
   const bool warns = isBuiltIn() || dataTypeMode_ == DataTypeModeEnum::FixedUnspecified;
   if (!warns) fail<msg::cannotChange>("SlopeAdjustmentFactor", kWithoutSlopeBias);
@@ -218,7 +221,7 @@ bool NumericType::setBias(double bias) {
     bias_ = bias;
     return true;
   }
-  if (bias == 0) return false;
+  if (bias == 0) return true;
   if (!isBuiltIn()) fail<msg::cannotChange>("Bias", kWithoutSlopeBias);
   // The warning names the other property, and its list of modes has a comma of its own.
   warn<msg::cannotChange>("SlopeAdjustmentFactor", kBuiltInWithComma);
@@ -227,7 +230,8 @@ bool NumericType::setBias(double bias) {
 
 bool NumericType::setScaling(ScalingEnum scaling) {
   if (isBuiltIn()) {
-    if (scaling != ScalingEnum::Unused) warn<msg::cannotChange>("Scaling", kBuiltIn);
+    if (scaling == ScalingEnum::Unused) return true;
+    warn<msg::cannotChange>("Scaling", kBuiltIn);
     return false;
   }
   if (scaling == ScalingEnum::Unused) {

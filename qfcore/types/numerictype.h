@@ -21,8 +21,9 @@ QFCORE_API bool numericTypeUnspecifiedSign();
 ///
 /// A property that cannot apply to the current mode is not stored. Where a setter warns it issues a warning,
 /// where it raises it throws ErrorIdException, both with the identifier "Numforge:numerictype:InvalidSetting"
-/// unless another is told. The property setters return whether the value was stored; false also where it was
-/// silently passed over. Only `setDataTypeProps` and the constructors store without a check.
+/// unless another is told. The property setters return whether the value was taken: stored, or silently passed
+/// over where it says nothing new; false after a warning. Only `setDataTypeProps` and the constructors store
+/// without a check.
 class QFCORE_API NumericType : public ScalarType {
  public:
   static constexpr int kMaxWordLength = 65535;

@@ -109,7 +109,7 @@ std::string helpOfClass(const HostClass& hostClass) {
   return text;
 }
 
-/// Help for "package.class.member"; empty where there is none.
+/// Help for "class.member"; empty where there is none.
 std::string helpOfMember(const std::string& name) {
   const std::size_t point = name.rfind('.');
   const HostClass* hostClass = point == std::string::npos ? nullptr : findClass(name.substr(0, point));
@@ -124,9 +124,12 @@ std::string helpOf(Interpreter& interpreter, const std::string& name) {
   if (const FunctionCode* code = interpreter.findScriptFunction(name)) {
     return fmt::format("{} is a function of {}, line {}.", name, code->file, code->line);
   }
-  if (const FunctionInfo* function = findFunction(name)) return function->help;
-  if (const HostClass* hostClass = findClass(name)) return helpOfClass(*hostClass);
-  return helpOfMember(name);
+  const FunctionInfo* function = findFunction(name);
+  const HostClass* hostClass = findClass(name);
+  // The function that makes the objects of a class often has the name of the class.
+  if (function && hostClass) return function->help + "\n\n" + helpOfClass(*hostClass);
+  if (function) return function->help;
+  return hostClass ? helpOfClass(*hostClass) : helpOfMember(name);
 }
 
 std::string helpOfEverything() {
@@ -192,8 +195,9 @@ void registerWorkspaceBuiltins(Interpreter& interpreter) {
        [](Arrays& inputs, int) -> Arrays { return {HostArray::logical(isVariableName(inputs[0]))}; }, 1, 1, 1,
        "t = isvarname(text): can a variable have this name?"},
       {"help", [i](Arrays& inputs, int n) { return help(*i, inputs, n); }, 0, 1, 1,
-       "help(), help(name): describes the functions, or one function, class, property or method\n"
-       "('package.class.member')."},
+       "help(), help(name): describes the functions, or one function, class ('fi', 'embedded.fi'), property "
+       "or\n"
+       "method ('fi.plus')."},
       {"feature", [](Arrays& inputs, int n) { return feature(inputs, n); }, 1, -1, -1,
        "v = feature(name), feature(name, value): reads or sets a feature switch of a module."},
       {"addlistener", [i](Arrays& inputs, int) { return addListener(*i, inputs); }, 3, 3, 0,

@@ -271,11 +271,16 @@ Package& getPackage(std::string_view name) {
   return *packages().emplace_back(std::make_unique<Package>(std::string(name)));
 }
 
-HostClass* findClass(std::string_view qualifiedName) {
-  const std::size_t dot = qualifiedName.rfind('.');
-  if (dot == std::string_view::npos) return nullptr;
-  const Package* package = findPackage(qualifiedName.substr(0, dot));
-  return package == nullptr ? nullptr : package->findClass(qualifiedName.substr(dot + 1));
+HostClass* findClass(std::string_view name) {
+  const std::size_t dot = name.rfind('.');
+  if (dot != std::string_view::npos) {
+    const Package* package = findPackage(name.substr(0, dot));
+    return package == nullptr ? nullptr : package->findClass(name.substr(dot + 1));
+  }
+  for (const auto& package : packages()) {
+    if (HostClass* found = package->findClass(name)) return found;
+  }
+  return nullptr;
 }
 
 // Properties

@@ -77,18 +77,6 @@ TEST_F(FiObjects, ErrorsGiveTheVariableBack) {
   EXPECT_EQ(object->getFimath().roundMode(), RoundModeEnum::floor);
 }
 
-TEST_F(FiObjects, PropertiesStandAtTheirPlaces) {
-  const auto properties = hostClassOf<fi>->properties();
-  const std::pair<std::size_t, const char*> places[] = {
-      {0, "numerictype"},   {12, "fimath"}, {36, "double"}, {37, "data"},
-      {40, "corvanearray"}, {44, "hex"},    {48, "minlog"}};
-  for (const auto& [place, name] : places) EXPECT_EQ(properties.at(place)->name, name);
-  HostArray array = wrap(fi(1.0, NumericType(true, 8, 2)));
-  tessel::setProperty(array, "hex", HostArray::text("7f 80"));
-  EXPECT_EQ(tessel::getProperty(array, "double").realAt(1), -32);
-  EXPECT_EQ(static_cast<int>(unwrapped<fi>(array)->getLastPropertySet()), 44);
-}
-
 TEST_F(FiObjects, ConcatenationTakesTheTypeOfTheFirstArray) {
   Arrays inputs{HostArray::scalar(0.3), wrap(fi(1.0, NumericType(true, 8, 2))), HostArray(),
                 wrap(fi(0.126, NumericType(true, 30, 20)))};

@@ -19,7 +19,7 @@ using tessel::Arrays;
 using tessel::HostArray;
 using tessel::HostClass;
 
-/// Registers the module once, with a language that evaluates numbers, "a^b", and "{}".
+/// Registers the module once, with a language that evaluates numbers.
 void startModule();
 
 class HostTest : public testing::Test {

@@ -62,7 +62,7 @@ TEST_F(Fimath, WordLengthsOutOfRangeAreRefused) {
 TEST_F(Fimath, SlopesAndFactors) {
   struct Row {
     void (fimath::*setSlope)(double);
-    void (fimath::*setFactor)(double);
+    bool (fimath::*setFactor)(double);
     const RegisterSettings& (fimath::*settings)() const;
   };
   const Row rows[] = {{&fimath::setProductSlope, &fimath::setProductSlopeAdjustmentFactor, &fimath::product},
@@ -81,7 +81,7 @@ TEST_F(Fimath, SlopesAndFactors) {
                          "Invalid total slope specified; the total slope must be greater than 0 and finite"}));
     for (double factor : {2.0, 0.5})
       EXPECT_EQ(
-          outcomeOf([&] { (f.*row.setFactor)(factor); }),
+          outcomeOf([&] { EXPECT_FALSE((f.*row.setFactor)(factor)); }),
           (Outcome{"warning", "Numforge:fimathInvalidSetting",
                    "Invalid SlopeAdjustmentFactor specified; the SlopeAdjustmentFactor must be greater than or "
                    "equal to 1 and less than 2"}));

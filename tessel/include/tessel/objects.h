@@ -154,8 +154,9 @@ class TESSEL_API Package {
 TESSEL_API Package* findPackage(std::string_view name);
 /// The package of that name, created when needed.
 TESSEL_API Package& getPackage(std::string_view name);
-/// The class of a qualified name ("embedded.fi"), or null.
-TESSEL_API HostClass* findClass(std::string_view qualifiedName);
+/// The class of a qualified name ("embedded.fi"), or of a name alone ("fi") in the first package that has it;
+/// or null.
+TESSEL_API HostClass* findClass(std::string_view name);
 
 /// Reads a property of a scalar object. Raises "Tessel:noSuchProperty".
 TESSEL_API HostArray getProperty(const HostArray& object, std::string_view name);
