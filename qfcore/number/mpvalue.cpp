@@ -88,8 +88,14 @@ std::size_t MpFloat::placedSize(unsigned bits) {
 /// Takes a value of as many bits.
 void MpFloat::takeBits(const MpFloat& source) {
   mp_limb_t* own = limbs();
-  std::copy_n(static_cast<const mp_limb_t*>(mpfr_custom_get_significand(source.value_)), limbCount(bits()),
-              own);
+  const mp_limb_t* given = source.limbs();
+  const std::uint32_t count = limbCount(bits());
+  if (count == 2) {  // words of 64 bits: a call would cost more than the copy
+    own[0] = given[0];
+    own[1] = given[1];
+  } else {
+    std::copy_n(given, count, own);
+  }
   *value_ = *source.value_;
   mpfr_custom_move(value_, own);
 }
@@ -113,6 +119,43 @@ void MpFloat::setBits(unsigned bits) {
   MpScratch roundedValue(bits);
   mpfr_set(roundedValue.get(), value_, MPFR_RNDN);
   *this = *roundedValue;
+}
+
+void MpFloat::setProduct(const MpFloat& a, const MpFloat& b) {
+  if (!setShortProduct(a, b)) mpfr_mul(value_, a.value_, b.value_, MPFR_RNDN);
+}
+
+/// Multiplies significands of a few limbs. False, and this value as it was, where the product has to be
+/// rounded, or is of another kind.
+bool MpFloat::setShortProduct(const MpFloat& a, const MpFloat& b) {
+  if (limbCount(a.bits()) < limbCount(b.bits())) return setShortProduct(b, a);
+  constexpr std::uint32_t kMaxLimbs = 17;
+  const std::uint32_t countA = limbCount(a.bits()), countB = limbCount(b.bits()), count = countA + countB;
+  const std::uint32_t own = limbCount(bits());
+  if (countA > kMaxLimbs || own > count || !mpfr_regular_p(a.value_) || !mpfr_regular_p(b.value_)) return false;
+  constexpr mpfr_exp_t kMaxExponent = mpfr_exp_t{1} << 40;  // exponents of which no sum leaves the range
+  const mpfr_exp_t exponentA = mpfr_get_exp(a.value_), exponentB = mpfr_get_exp(b.value_);
+  if (std::abs(exponentA) > kMaxExponent || std::abs(exponentB) > kMaxExponent) return false;
+
+  mp_limb_t product[2 * kMaxLimbs + 1];
+  product[0] = 0;
+  mp_limb_t* limb = product + 1;
+  // Two significands in [1/2, 1) have a product in [1/4, 1).
+  const unsigned shift =
+      mpn_mul(limb, a.limbs(), countA, b.limbs(), countB) >> (GMP_NUMB_BITS - 1) == 0 ? 1 : 0;
+  const auto shifted = [&](std::uint32_t i) {
+    return (limb[i] << shift) | (limb[static_cast<int>(i) - 1] >> 1 >> (GMP_NUMB_BITS - 1 - shift));
+  };
+  const std::uint32_t cut = count - own;
+  mp_limb_t beyond = shifted(cut) & ((mp_limb_t{1} << (own * GMP_NUMB_BITS - bits())) - 1);
+  for (std::uint32_t i = 0; i < cut; ++i) beyond |= limb[i];
+  if (beyond != 0) return false;
+  mp_limb_t* significand = limbs();
+  for (std::uint32_t i = 0; i < own; ++i) significand[i] = shifted(cut + i);
+  const bool isNegative = (mpfr_signbit(a.value_) != 0) != (mpfr_signbit(b.value_) != 0);
+  mpfr_custom_init_set(value_, isNegative ? -MPFR_REGULAR_KIND : MPFR_REGULAR_KIND,
+                       exponentA + exponentB - shift, static_cast<mpfr_prec_t>(bits()), significand);
+  return true;
 }
 
 void MpFloat::assign(const MpFloat& source, unsigned bits) {

@@ -72,7 +72,7 @@ class QFCORE_API MpFloat {
   /// The result of two operands, rounded to nearest at the bits of this value; the form for array loops.
   void setSum(const MpFloat& a, const MpFloat& b) { mpfr_add(value_, a.value_, b.value_, MPFR_RNDN); }
   void setDifference(const MpFloat& a, const MpFloat& b) { mpfr_sub(value_, a.value_, b.value_, MPFR_RNDN); }
-  void setProduct(const MpFloat& a, const MpFloat& b) { mpfr_mul(value_, a.value_, b.value_, MPFR_RNDN); }
+  void setProduct(const MpFloat& a, const MpFloat& b);
 
   MpFloat& operator+=(const MpFloat& other) { return mpfr_add(value_, value_, other.value_, MPFR_RNDN), *this; }
   MpFloat& operator-=(const MpFloat& other) { return mpfr_sub(value_, value_, other.value_, MPFR_RNDN), *this; }
@@ -96,7 +96,9 @@ class QFCORE_API MpFloat {
     mpfr_custom_init_set(value_, MPFR_ZERO_KIND, 0, static_cast<mpfr_prec_t>(bits), limbs);
   }
   mp_limb_t* limbs() { return static_cast<mp_limb_t*>(mpfr_custom_get_significand(value_)); }
+  const mp_limb_t* limbs() const { return static_cast<const mp_limb_t*>(mpfr_custom_get_significand(value_)); }
   void takeBits(const MpFloat& source);
+  bool setShortProduct(const MpFloat& a, const MpFloat& b);
   void reserve(unsigned bits);
 
   mpfr_t value_;
