@@ -296,8 +296,7 @@ Prepare byQuantizer(int wordLength) {
     return [=, q = quantizer(type, RoundModeEnum::nearest, OverflowModeEnum::saturate)] {
       const number& from = source->realPart();
       for (unsigned i = 0; i < target->numel(); ++i) {
-        (*target)[i] = from[i];
-        q.quantize(*target);
+        q.quantize(from[i], (*target)[i]);
       }
     };
   };

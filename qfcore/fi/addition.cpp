@@ -185,8 +185,7 @@ void fi::sumWide(const fi& b, fi& sumRegister, fi& result) const {
       right.take(y, k);
       if (!identity.castB) q.quantize(right.asNumber());
       Operation::apply(*left, *left, *right);
-      q.quantize(left.asNumber());
-      target[k] = left.asNumber();
+      q.quantize(left.asNumber(), target[k]);
     }
   };
   sumPart(result.realPart_, {*this, realPart_}, {b, b.realPart_});

@@ -425,7 +425,7 @@ void fi::assignNumbers(number& part, const Element* values, ValueMeaning meaning
       exact = static_cast<double>(values[i]);
     }
     toHeld.inPlace(exact);
-    part[i] = assignmentQuantizerInUse_->quantize(exact);
+    assignmentQuantizerInUse_->quantize(exact, part[i]);
   }
 }
 
@@ -453,21 +453,14 @@ void fi::assignElement(const fi& source) {
 
 void fi::assignPart(number& target, const number& value, const NumericType& from) const {
   const NumericType& to = getNumericType();
-  const bool sameUnits = !from.isSlopeBias() && !to.isSlopeBias();
-  if (sameUnits && value.gettype() <= target.gettype()) {
-    target = value;
-    assignmentQuantizerInUse_->quantize(target);
+  if (!from.isSlopeBias() && !to.isSlopeBias()) {
+    assignmentQuantizerInUse_->quantize(value, target);
     return;
   }
-  // A wide value meets a narrow type in a scratch value, so that the quantizer is the first to round it.
   number moved(0.0, std::max(value.getprecision(), target.getprecision()), false);
-  if (sameUnits) {
-    moved = value;
-  } else {
-    moved.setvalue(value, from.slopeAdjustmentFactor(), from.bias());
-    ToHeld(to).inPlace(moved);
-  }
-  target = assignmentQuantizerInUse_->quantize(moved);
+  moved.setvalue(value, from.slopeAdjustmentFactor(), from.bias());
+  ToHeld(to).inPlace(moved);
+  assignmentQuantizerInUse_->quantize(moved, target);
 }
 
 // -------------------------------------------------------------------------------------- type, precision, shape

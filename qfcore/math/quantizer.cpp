@@ -289,11 +289,7 @@ const Kernel& quantizer::kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMo
 number& quantizer::run(const Kernel& kernel, number& value) const {
   requireFittingLengths();
   if (kernel.wide && !(isDoubleBacked() && value.gettype() == kDoubleRepresentation)) {
-    const WideOutcome outcome = kernel.wide(wideFormat(), kernel.rounding, kernel.overflowMode, value);
-    if (outcome.overflow) logger_.nOverflowsPlusOne();
-    if (outcome.underflow) logger_.nUnderflowsPlusOne();
-    logger_.updateminmax(value);
-    return value;
+    return recorded(kernel.wide(wideFormat(), kernel.rounding, kernel.overflowMode, value), value);
   }
   Tally tally;
   double quantized = value.todouble();
@@ -301,6 +297,32 @@ number& quantizer::run(const Kernel& kernel, number& value) const {
   value = quantized;
   logger_.record(tally);
   return value;
+}
+
+number& quantizer::recorded(const WideOutcome& outcome, number& quantized) const {
+  if (!logger_.isOn()) return quantized;
+  if (outcome.overflow) logger_.nOverflowsPlusOne();
+  if (outcome.underflow) logger_.nUnderflowsPlusOne();
+  logger_.updateminmax(quantized);
+  return quantized;
+}
+
+number& quantizer::quantize(const number& from, number& to) const {
+  const Kernel& kernel = *derived().kernel;
+  const mpnumber* source = from.multiprecision();
+  mpnumber* target = to.multiprecision();
+  if (source && target && kernel.wide == quantizeFixedWide) {
+    const LimbOutcome outcome = quantizeFixedByLimbs(wideFormat(), kernel.rounding, kernel.overflowMode,
+                                                     source->getelement(), target->getmodifiableelement());
+    if (outcome != LimbOutcome::NotDone) return recorded({outcome == LimbOutcome::Overflow, false}, to);
+  }
+  if (!source || (target && from.getprecision() <= to.getprecision())) {
+    to = from;
+    return quantize(to);
+  }
+  number moved(0.0, std::max(from.getprecision(), to.getprecision()), true);
+  moved = from;
+  return to = quantize(moved);
 }
 
 number& quantizer::quantize(number& value) const { return run(*derived().kernel, value); }

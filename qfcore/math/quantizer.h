@@ -132,6 +132,9 @@ class QFCORE_API quantizer {
 
   /// Quantizes the current element in place and returns it.
   number& quantize(number& value) const;
+  /// The current element of `from`, quantized, becomes that of `to`, another number; returns `to`. A value that
+  /// `to` could not hold is rounded by this quantizer alone.
+  number& quantize(const number& from, number& to) const;
   /// Quantizes contiguous doubles from `from` to `to`, or in place. The format must be double-backed.
   void quantize(const double* from, double* to, std::size_t count) const;
   void quantize(double* values, std::size_t count) const { quantize(values, values, count); }
@@ -187,6 +190,7 @@ class QFCORE_API quantizer {
   static const Kernel& kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMode,
                                  OverflowModeEnum overflowMode);
   number& run(const Kernel& kernel, number& value) const;
+  number& recorded(const WideOutcome& outcome, number& quantized) const;
   bool lengthsFit() const;
   bool hasPatterns() const;
   void requireFittingLengths() const;

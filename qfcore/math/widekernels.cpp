@@ -54,23 +54,24 @@ void wrap(StoredInteger<Limbs>& x, int wordLength, bool isSigned) {
 
 template <unsigned Limbs>
 LimbOutcome quantizeIn(const WideFormat& format, const WideRounding& rounding, OverflowModeEnum overflowMode,
-                       MpFloat& value) {
+                       const MpFloat& from, MpFloat& to) {
   using Integer = StoredInteger<Limbs>;
   const int f = format.fractionLength;
-  if (!Integer::fits(value, f)) return LimbOutcome::NotDone;
+  if (!Integer::fits(from, f)) return LimbOutcome::NotDone;
   Integer stored;
-  const Cut cut = stored.take(value, f);
+  const Cut cut = stored.take(from, f);
   stored.growIf(rounding.grows(cut));
   const WideFormat::Magnitude& limit = stored.isNegative ? format.minMagnitude : format.maxMagnitude;
   if (!stored.exceeds(limit.data())) {
-    return cut.isExact() || stored.store(value, f) ? LimbOutcome::InRange : LimbOutcome::NotDone;
+    const bool isThere = &from == &to && cut.isExact();
+    return isThere || stored.store(to, f) ? LimbOutcome::InRange : LimbOutcome::NotDone;
   }
   if (overflowMode == OverflowModeEnum::saturate) {
     std::copy_n(limit.data(), Limbs, stored.limbs.begin());
   } else {
     wrap(stored, format.wordLength, format.isSigned);
   }
-  return stored.store(value, f) ? LimbOutcome::Overflow : LimbOutcome::NotDone;
+  return stored.store(to, f) ? LimbOutcome::Overflow : LimbOutcome::NotDone;
 }
 
 }  // namespace
@@ -116,26 +117,27 @@ WideRounding WideRounding::of(RoundModeEnum roundMode) {
 
 WideOutcome quantizeFixedWide(const WideFormat& format, const WideRounding& rounding,
                               OverflowModeEnum overflowMode, number& x) {
-  const LimbOutcome outcome = quantizeFixedByLimbs(format, rounding, overflowMode, x);
-  if (outcome != LimbOutcome::NotDone) return {outcome == LimbOutcome::Overflow, false};
+  if (mpnumber* wide = x.multiprecision()) {
+    MpFloat& value = wide->getmodifiableelement();
+    const LimbOutcome outcome = quantizeFixedByLimbs(format, rounding, overflowMode, value, value);
+    if (outcome != LimbOutcome::NotDone) return {outcome == LimbOutcome::Overflow, false};
+  }
   return quantizeFixedByFloats(format, rounding, overflowMode, x);
 }
 
 LimbOutcome quantizeFixedByLimbs(const WideFormat& format, const WideRounding& rounding,
-                                 OverflowModeEnum overflowMode, number& x) {
-  mpnumber* wide = x.multiprecision();
-  if (!wide || format.maxMagnitude.empty()) return LimbOutcome::NotDone;
-  MpFloat& value = wide->getmodifiableelement();
+                                 OverflowModeEnum overflowMode, const MpFloat& from, MpFloat& to) {
+  if (format.maxMagnitude.empty()) return LimbOutcome::NotDone;
   // One more bit than the word, so that a magnitude that has grown is seen to exceed it.
   const unsigned limbs =
-      std::max(limbCount(value.bits()), limbCount(static_cast<unsigned>(format.wordLength) + 1));
-  if (limbs <= 2) return quantizeIn<2>(format, rounding, overflowMode, value);
-  if (limbs <= 3) return quantizeIn<3>(format, rounding, overflowMode, value);
-  if (limbs <= 5) return quantizeIn<5>(format, rounding, overflowMode, value);
-  if (limbs <= 9) return quantizeIn<9>(format, rounding, overflowMode, value);
-  if (limbs <= 17) return quantizeIn<17>(format, rounding, overflowMode, value);
+      std::max(limbCount(from.bits()), limbCount(static_cast<unsigned>(format.wordLength) + 1));
+  if (limbs <= 2) return quantizeIn<2>(format, rounding, overflowMode, from, to);
+  if (limbs <= 3) return quantizeIn<3>(format, rounding, overflowMode, from, to);
+  if (limbs <= 5) return quantizeIn<5>(format, rounding, overflowMode, from, to);
+  if (limbs <= 9) return quantizeIn<9>(format, rounding, overflowMode, from, to);
+  if (limbs <= 17) return quantizeIn<17>(format, rounding, overflowMode, from, to);
   if (limbs <= WideFormat::kMaxLimbs)
-    return quantizeIn<WideFormat::kMaxLimbs>(format, rounding, overflowMode, value);
+    return quantizeIn<WideFormat::kMaxLimbs>(format, rounding, overflowMode, from, to);
   return LimbOutcome::NotDone;
 }
 

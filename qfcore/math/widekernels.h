@@ -60,10 +60,10 @@ WideOutcome quantizeFloatWide(const WideFormat& format, const WideRounding& roun
 /// The rule itself, for values of every kind, range and precision.
 WideOutcome quantizeFixedByFloats(const WideFormat& format, const WideRounding& rounding,
                                   OverflowModeEnum overflowMode, number& value);
-/// The same for multiprecision values, faster. Not done, and the value as it was, where the value or the
-/// outcome asks for more: values that are not regular, too large, or beyond the limbs; outcomes that are zero
-/// or take more bits than the value has.
+/// The same for multiprecision values, faster; from one value into another or in place. Not done, and `to` as
+/// it was, where the value or the outcome asks for more: values that are not regular, too large, or beyond the
+/// limbs; outcomes that are zero or take more bits than the value has.
 LimbOutcome quantizeFixedByLimbs(const WideFormat& format, const WideRounding& rounding,
-                                 OverflowModeEnum overflowMode, number& value);
+                                 OverflowModeEnum overflowMode, const MpFloat& from, MpFloat& to);
 
 }  // namespace embedded

@@ -105,24 +105,24 @@ TEST(Quantizer, RoundsStoredIntegersAsItRoundsFloats) {
   for (const int longest : {64, 130, 700, 2100}) {
     for (int trial = 0; trial < 4000; ++trial) {
       const reference::Format of = random.format(longest);
-      const int bits = random.integer(1, longest), f = -of.exponent;
-      number byFloats(0.0, static_cast<unsigned>(bits), true);
+      const int bits = random.integer(kMaxDoublePrecision + 1, kMaxDoublePrecision + longest), f = -of.exponent;
+      number source(0.0, static_cast<unsigned>(bits), true);
       mpz_class magnitude = random.bits(bits);
       if (random.coin()) magnitude = reference::pow2(random.integer(0, bits)) - random.integer(0, 2);
       // From far below half a step to well beyond the range.
       const int exponent = random.integer(-bits - 2, of.wordLength - bits + 3) - f;
-      reference::put(byFloats, reference::scaled(random.coin() ? mpz_class(-magnitude) : magnitude, exponent));
-      number byLimbs(byFloats);
+      reference::put(source, reference::scaled(random.coin() ? mpz_class(-magnitude) : magnitude, exponent));
       const WideFormat format = WideFormat::ofFixedPoint(of.isSigned, of.wordLength, f);
       for (const auto round : kRoundModes) {
         const auto overflow = random.coin() ? OverflowModeEnum::saturate : OverflowModeEnum::wrap;
         const WideRounding rounding = WideRounding::of(round);
-        number x(byFloats), y(byLimbs);
-        const LimbOutcome outcome = quantizeFixedByLimbs(format, rounding, overflow, y);
+        number x(source), y(source);
+        MpFloat& value = y.multiprecision()->getmodifiableelement();
+        const LimbOutcome outcome = quantizeFixedByLimbs(format, rounding, overflow, value, value);
         const WideOutcome expected = quantizeFixedByFloats(format, rounding, overflow, x);
         ++trials;
         if (outcome == LimbOutcome::NotDone) {
-          ASSERT_EQ(y, byLimbs);
+          ASSERT_EQ(y, source);
           continue;
         }
         ++done;
