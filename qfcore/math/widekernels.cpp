@@ -30,28 +30,6 @@ struct PowersOfTwo {
   }
 };
 
-/// Replaces the magnitude by that of the two's complement word of the low `wordLength` bits.
-template <unsigned Limbs>
-void wrap(StoredInteger<Limbs>& x, int wordLength, bool isSigned) {
-  constexpr unsigned kLimbBits = StoredInteger<Limbs>::kLimbBits;
-  const auto bits = static_cast<unsigned>(wordLength);
-  const unsigned topLimb = bits / kLimbBits;
-  const auto cutToWord = [&] {
-    if (topLimb < Limbs) x.limbs[topLimb] &= (mp_limb_t{1} << bits % kLimbBits) - 1;
-    for (unsigned i = topLimb + 1; i < Limbs; ++i) x.limbs[i] = 0;
-  };
-  const auto negate = [&] {
-    for (mp_limb_t& limb : x.limbs) limb = ~limb;
-    x.growIf(true);
-  };
-  if (x.isNegative) negate();
-  cutToWord();
-  x.isNegative = isSigned && (x.limbs[(bits - 1) / kLimbBits] >> (bits - 1) % kLimbBits & 1) != 0;
-  if (!x.isNegative) return;
-  negate();
-  cutToWord();
-}
-
 template <unsigned Limbs>
 LimbOutcome quantizeIn(const WideFormat& format, const WideRounding& rounding, OverflowModeEnum overflowMode,
                        const MpFloat& from, MpFloat& to) {
@@ -69,7 +47,8 @@ LimbOutcome quantizeIn(const WideFormat& format, const WideRounding& rounding, O
   if (overflowMode == OverflowModeEnum::saturate) {
     std::copy_n(limit.data(), Limbs, stored.limbs.begin());
   } else {
-    wrap(stored, format.wordLength, format.isSigned);
+    stored.toPattern(static_cast<unsigned>(format.wordLength));
+    stored.fromPattern(static_cast<unsigned>(format.wordLength), format.isSigned);
   }
   return stored.store(to, f) ? LimbOutcome::Overflow : LimbOutcome::NotDone;
 }
@@ -84,9 +63,9 @@ WideFormat WideFormat::ofFixedPoint(bool isSigned, int wordLength, int fractionL
   format.max -= format.eps;
   constexpr unsigned kLimbBits = GMP_NUMB_BITS;
   const auto magnitudeBits = static_cast<unsigned>(w - isSigned);
-  if (magnitudeBits + 2 > kMaxLimbs * kLimbBits) return format;
+  if (magnitudeBits + 2 > kMaxStoredLimbs * kLimbBits) return format;
   const mp_limb_t top = mp_limb_t{1} << magnitudeBits % kLimbBits;
-  format.maxMagnitude.assign(kMaxLimbs, 0);
+  format.maxMagnitude.assign(kMaxStoredLimbs, 0);
   format.minMagnitude = format.maxMagnitude;
   std::fill_n(format.maxMagnitude.begin(), magnitudeBits / kLimbBits, ~mp_limb_t{0});
   format.maxMagnitude[magnitudeBits / kLimbBits] = top - 1;
@@ -131,14 +110,9 @@ LimbOutcome quantizeFixedByLimbs(const WideFormat& format, const WideRounding& r
   // One more bit than the word, so that a magnitude that has grown is seen to exceed it.
   const unsigned limbs =
       std::max(limbCount(from.bits()), limbCount(static_cast<unsigned>(format.wordLength) + 1));
-  if (limbs <= 2) return quantizeIn<2>(format, rounding, overflowMode, from, to);
-  if (limbs <= 3) return quantizeIn<3>(format, rounding, overflowMode, from, to);
-  if (limbs <= 5) return quantizeIn<5>(format, rounding, overflowMode, from, to);
-  if (limbs <= 9) return quantizeIn<9>(format, rounding, overflowMode, from, to);
-  if (limbs <= 17) return quantizeIn<17>(format, rounding, overflowMode, from, to);
-  if (limbs <= WideFormat::kMaxLimbs)
-    return quantizeIn<WideFormat::kMaxLimbs>(format, rounding, overflowMode, from, to);
-  return LimbOutcome::NotDone;
+  return visitLimbs(
+      limbs, [&](auto size) { return quantizeIn<size()>(format, rounding, overflowMode, from, to); },
+      LimbOutcome::NotDone);
 }
 
 WideOutcome quantizeFixedByFloats(const WideFormat& format, const WideRounding& rounding,

@@ -26,7 +26,6 @@ struct WideRounding {
 /// magnitudes of stored integers on either side of zero stand beside them, for words of up to `kMaxLimbs`
 /// limbs.
 struct WideFormat {
-  static constexpr unsigned kMaxLimbs = 33;
   using Magnitude = std::vector<std::uint64_t>;  // least significant limb first
 
   int fractionLength = 0;
@@ -35,7 +34,7 @@ struct WideFormat {
   number eps, max, min, range;
   int wordLength = 0;
   bool isSigned = false;
-  Magnitude maxMagnitude{}, minMagnitude{};  ///< `kMaxLimbs` limbs, or none
+  Magnitude maxMagnitude{}, minMagnitude{};  ///< `kMaxStoredLimbs` limbs, or none
 
   static WideFormat ofFixedPoint(bool isSigned, int wordLength, int fractionLength);
   static WideFormat ofFloatingPoint(int fractionBits, int exponentMin, int exponentBias);

@@ -1,10 +1,13 @@
 // Bit operations of multiprecision bodies: on the stored integer's two's-complement pattern as an integer of
 // any size.
+#include <algorithm>
+
 #include "qfcore/number/messages.h"
 #include "qfcore/number/mpnumber.h"
 #include "qfcore/number/mpvalue.h"
 #include "qfcore/number/precision.h"
 #include "qfcore/number/radix.h"
+#include "qfcore/number/storedinteger.h"
 
 namespace embedded {
 
@@ -19,6 +22,40 @@ void patternOf(MpInteger& pattern, const numberrepbody& body, int exponent, cons
     mpfr_set_d(lifted.get(), body.todouble(), MPFR_RNDN);
     convertToUnsignedInteger(pattern, *lifted, exponent, twoToWordLength);
   }
+}
+
+// What two patterns make, of any size or a limb at a time.
+struct And {
+  void operator()(mpz_ptr a, mpz_srcptr b) const { mpz_and(a, a, b); }
+  mp_limb_t operator()(mp_limb_t a, mp_limb_t b) const { return a & b; }
+};
+struct Or {
+  void operator()(mpz_ptr a, mpz_srcptr b) const { mpz_ior(a, a, b); }
+  mp_limb_t operator()(mp_limb_t a, mp_limb_t b) const { return a | b; }
+};
+struct Xor {
+  void operator()(mpz_ptr a, mpz_srcptr b) const { mpz_xor(a, a, b); }
+  mp_limb_t operator()(mp_limb_t a, mp_limb_t b) const { return a ^ b; }
+};
+
+/// Combines the patterns of two stored integers limb by limb. False, and `x` as it was, where one is no integer
+/// of a few limbs.
+template <class Combine>
+bool combineLimbs(MpFloat& x, const MpFloat& y, bool isSigned, unsigned wordLength, int exponent,
+                  Combine combine) {
+  const unsigned limbs = std::max({limbCount(x.bits()), limbCount(y.bits()), limbCount(wordLength + 1)});
+  return visitLimbs(
+      limbs,
+      [&](auto size) {
+        StoredInteger<size()> a, b;
+        if (!a.takeExactly(x, -exponent) || !b.takeExactly(y, -exponent)) return false;
+        a.toPattern(wordLength);
+        b.toPattern(wordLength);
+        for (unsigned i = 0; i < size(); ++i) a.limbs[i] = combine(a.limbs[i], b.limbs[i]);
+        a.fromPattern(wordLength, isSigned);
+        return a.store(x, -exponent);
+      },
+      false);
 }
 
 mp_bitcnt_t bitIndex(int position) { return static_cast<mp_bitcnt_t>(position - 1); }
@@ -43,10 +80,14 @@ mpnumber& mpnumber::storePattern(MpInteger& pattern, bool isNegative, int expone
 template <class Combine>
 mpnumber& mpnumber::combineBits(const numberrepbody& other, bool isSigned, int wordLength, int exponent,
                                 const MpFloat& twoToWordLength, Combine combine) {
+  if (other.gettype() == kMultiprecisionRepresentation &&
+      combineLimbs(current(), static_cast<const mpnumber&>(other).getelement(), isSigned,
+                   static_cast<unsigned>(wordLength), exponent, combine))
+    return *this;
   MpIntegerScratch pattern, otherPattern;
   convertToUnsignedInteger(*pattern, current(), exponent, twoToWordLength);
   patternOf(*otherPattern, other, exponent, twoToWordLength);
-  combine(pattern.get(), pattern.get(), otherPattern.get());
+  combine(pattern.get(), otherPattern.get());
   return storePattern(*pattern, isSigned && signBitSet(*pattern, wordLength), exponent, twoToWordLength);
 }
 
@@ -60,17 +101,17 @@ mpnumber& mpnumber::bitcmp(bool isSigned, int, double, int exponent, double, con
 
 mpnumber& mpnumber::fibitand(const numberrepbody& other, bool isSigned, int wordLength, double, int exponent,
                              double, const MpFloat& twoToWordLength) {
-  return combineBits(other, isSigned, wordLength, exponent, twoToWordLength, mpz_and);
+  return combineBits(other, isSigned, wordLength, exponent, twoToWordLength, And{});
 }
 
 mpnumber& mpnumber::fibitor(const numberrepbody& other, bool isSigned, int wordLength, double, int exponent,
                             double, const MpFloat& twoToWordLength) {
-  return combineBits(other, isSigned, wordLength, exponent, twoToWordLength, mpz_ior);
+  return combineBits(other, isSigned, wordLength, exponent, twoToWordLength, Or{});
 }
 
 mpnumber& mpnumber::bitxor(const numberrepbody& other, bool isSigned, int wordLength, double, int exponent,
                            double, const MpFloat& twoToWordLength) {
-  return combineBits(other, isSigned, wordLength, exponent, twoToWordLength, mpz_xor);
+  return combineBits(other, isSigned, wordLength, exponent, twoToWordLength, Xor{});
 }
 
 bool mpnumber::bitget(int position, bool, int wordLength, double, int exponent, double,

@@ -4,11 +4,15 @@
 
 #include <array>
 #include <bit>
+#include <type_traits>
 
 #include "qfcore/number/mpvalue.h"
 #include "qfcore/number/rounding.h"
 
 namespace embedded {
+
+/// Words of some 2,000 bits are the longest ones.
+constexpr unsigned kMaxStoredLimbs = 33;
 
 /// An integer of up to `Limbs` limbs, least significant first.
 template <unsigned Limbs>
@@ -39,6 +43,31 @@ struct StoredInteger {
     return takeShifted(
         {static_cast<const mp_limb_t*>(mpfr_custom_get_significand(x.get())), Limbs - given, given},
         static_cast<unsigned>(kBits - integerBits));
+  }
+
+  /// Becomes x · 2^fractionBits. False where that is no integer of this size.
+  bool takeExactly(const MpFloat& x, long fractionBits) {
+    if (x.isZero()) {
+      isNegative = false;
+      limbs.fill(0);
+      return true;
+    }
+    return fits(x, fractionBits) && take(x, fractionBits).isExact();
+  }
+
+  /// Replaces the magnitude by the low `wordLength` bits of the value's two's complement; the sign stays
+  /// behind.
+  void toPattern(unsigned wordLength) {
+    if (isNegative) negate();
+    const unsigned top = wordLength / kLimbBits;
+    if (top < Limbs) limbs[top] &= (mp_limb_t{1} << wordLength % kLimbBits) - 1;
+    for (unsigned i = top + 1; i < Limbs; ++i) limbs[i] = 0;
+  }
+
+  /// The value of the word whose pattern the limbs are.
+  void fromPattern(unsigned wordLength, bool isSigned) {
+    isNegative = isSigned && (limbs[(wordLength - 1) / kLimbBits] >> (wordLength - 1) % kLimbBits & 1) != 0;
+    if (isNegative) toPattern(wordLength);
   }
 
   /// Adds one to the magnitude, which has room for it, where `grows`.
@@ -84,6 +113,12 @@ struct StoredInteger {
   }
 
  private:
+  /// The two's complement of all limbs.
+  void negate() {
+    for (mp_limb_t& limb : limbs) limb = ~limb;
+    growIf(true);
+  }
+
   /// Limbs from position `first` on, with zeros on either side.
   struct Row {
     const mp_limb_t* limbs;
@@ -112,5 +147,18 @@ struct StoredInteger {
     return Cut(isNegative, isOdd, (first >> halfBit & 1) != 0, rest != 0);
   }
 };
+
+/// Calls visit(number of limbs, as a type) with the size of stored integers for values and words of up to
+/// `limbs` limbs; beyond the largest it returns `beyond`.
+template <class Visit, class Result>
+Result visitLimbs(unsigned limbs, Visit visit, Result beyond) {
+  if (limbs <= 2) return visit(std::integral_constant<unsigned, 2>{});
+  if (limbs <= 3) return visit(std::integral_constant<unsigned, 3>{});
+  if (limbs <= 5) return visit(std::integral_constant<unsigned, 5>{});
+  if (limbs <= 9) return visit(std::integral_constant<unsigned, 9>{});
+  if (limbs <= 17) return visit(std::integral_constant<unsigned, 17>{});
+  if (limbs <= kMaxStoredLimbs) return visit(std::integral_constant<unsigned, kMaxStoredLimbs>{});
+  return beyond;
+}
 
 }  // namespace embedded
