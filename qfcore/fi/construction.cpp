@@ -46,6 +46,11 @@ unsigned elementCount(const fi::Shape& dims) {
 
 bool holdsNumbers(const HostArray& array) { return array.isNumeric() || array.isLogical(); }
 
+/// Raises for a NaN or an infinity that the type cannot hold. A wide value beyond the doubles is neither.
+void requireSuited(const number& value, const NumericType& type) {
+  if (!value.isFinite()) NumericType::checkNaNInf(type.dataType(), value.todouble());
+}
+
 NumericType typeForValues(const HostArray* values, NumericType type) {
   if (!holdsNumbers(*values)) fail<kNotNumeric>();
   if (type.isFixedOrScaledDouble() && type.isScalingUnspecified()) type.setBestPrecision(*values);
@@ -512,8 +517,8 @@ void fi::setNumericType(const NumericType& type) {
   moved.setLogging(getQlogger().isAlwaysOn());
   for (unsigned i = 0; i < numel_; ++i) {
     setIndex(i);
-    NumericType::checkNaNInf(target.dataType(), realWorldReal());
-    NumericType::checkNaNInf(target.dataType(), realWorldImag());
+    requireSuited(realPart_, target);
+    if (iscomplex()) requireSuited(imagPart_, target);
     moved.setIndex(i);
     moved.assignElement(*this);
   }

@@ -1,0 +1,94 @@
+/// Words of up to 1,000 bits, some of 4,096 and 65,535: what works on stored integers, beside exact rationals.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/fi/arrays.h"
+#include "tests/fi/reference.h"
+
+namespace embedded {
+namespace {
+
+using reference::valueOf;
+using tessel::HostArray;
+
+class LongWords : public ::testing::Test {
+ protected:
+  /// Calls `check(word length)` for random lengths and the very long ones.
+  void forLengths(int trials, const std::function<void(int)>& check) {
+    for (int trial = 0; trial < trials; ++trial) {
+      const int wordLength = trial % 40 == 39 ? 4096 : trial % 80 == 38 ? 65535 : random.integer(53, 1000);
+      SCOPED_TRACE(wordLength);
+      check(wordLength);
+      if (HasFailure()) return;
+    }
+  }
+  NumericType type(int wordLength) {
+    return NumericType(random.coin(), wordLength, random.integer(-8, wordLength + 8));
+  }
+  fi array(const NumericType& ofType, const fimath& math = {}) {
+    return random.array({1, 3}, ofType, math, false);
+  }
+
+  reference::Random random;
+};
+
+TEST_F(LongWords, AreQuantizedAndAddedExactly) {
+  forLengths(160, [&](int wordLength) {
+    fimath math(random.roundMode(), random.overflowMode());
+    math.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
+    math.setSumFormat(random.integer(1, wordLength), random.integer(-8, wordLength));
+    const auto quantized = [&](const mpq_class& value, const NumericType& into) {
+      return reference::quantized(value, into, math.roundMode(), math.overflowMode());
+    };
+    // Every other time a word that is carried in doubles meets the long one.
+    const fi a = array(type(wordLength), math),
+             b = array(type(random.coin() ? wordLength : random.integer(1, 52)), math);
+    const fi sum = a.plus(b), difference = b.minus(a);
+    const NumericType& sumType = sum.getNumericType();
+    const NumericType other = type(random.integer(1, wordLength));
+    fi cast = a;
+    cast.setNumericType(other);
+    for (unsigned k = 0; k < 3; ++k) {
+      const mpq_class x = quantized(valueOf(a, k), sumType), y = quantized(valueOf(b, k), sumType);
+      EXPECT_EQ(valueOf(sum, k), quantized(x + y, sumType));
+      EXPECT_EQ(valueOf(difference, k), quantized(y - x, sumType));
+      EXPECT_EQ(valueOf(cast, k), quantized(valueOf(a, k), other));
+      EXPECT_EQ(a.lt(b).realAt(k), valueOf(a, k) < valueOf(b, k));
+      EXPECT_EQ(a.eq(b).realAt(k), valueOf(a, k) == valueOf(b, k));
+      EXPECT_TRUE(a.eq(a).realAt(k));
+    }
+  });
+}
+
+TEST_F(LongWords, ShowTheirPatternsAsBitsWordsAndText) {
+  forLengths(120, [&](int wordLength) {
+    const NumericType of = type(wordLength);
+    const reference::Format format{of.isSigned(), wordLength, 0};
+    const fi a = array(of), b = array(of);
+    const auto patternOf = [&](const fi& x, unsigned k) {
+      return format.pattern(reference::storedOf(valueOf(x, k), of));
+    };
+    const fi both = a.fibitand(b), either = a.fibitor(b), one = a.bitxor(b), complement = a.bitcmp();
+    const HostArray words =
+        a.getIntArrayHostArray(fi::IntArrayChunkMode::AsNeeded, fi::IntArrayDimensionMode::NewDimension);
+    const std::string text = a.hex().toText();
+    const std::size_t digits = (static_cast<std::size_t>(wordLength) + 3) / 4, wordsEach = words.numel() / 3;
+    for (unsigned k = 0; k < 3; ++k) {
+      const mpz_class p = patternOf(a, k), q = patternOf(b, k);
+      EXPECT_EQ(patternOf(both, k), p & q);
+      EXPECT_EQ(patternOf(either, k), p | q);
+      EXPECT_EQ(patternOf(one, k), p ^ q);
+      EXPECT_EQ(patternOf(complement, k), format.pattern(~p));
+      mpz_class fromWords, fromText(text.substr(k * (digits + 3), digits), 16);
+      mpz_import(fromWords.get_mpz_t(), wordsEach, -1, 4, 0, 0, words.real<std::uint32_t>() + k * wordsEach);
+      EXPECT_EQ(fromWords, p);
+      EXPECT_EQ(fromText, p);
+    }
+  });
+}
+
+}  // namespace
+}  // namespace embedded
