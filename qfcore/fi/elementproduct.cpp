@@ -84,7 +84,8 @@ void ElementProduct::form(const number& x, const number& y, number& result) {
   if (isExact_ && &result != &x && result.gettype() == kMultiprecisionRepresentation) {
     setProduct(result, x, y);
   } else {
-    result = quantizedProduct(scratch1_, x, y, products_);
+    setProduct(scratch1_, x, y);
+    products_.quantize(scratch1_, result);
   }
 }
 
