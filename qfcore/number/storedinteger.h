@@ -17,7 +17,6 @@ constexpr unsigned kMaxStoredLimbs = 33;
 /// An integer of up to `Limbs` limbs, least significant first.
 template <unsigned Limbs>
 struct StoredInteger {
-  static constexpr unsigned kLimbs = Limbs;
   static constexpr unsigned kLimbBits = GMP_NUMB_BITS;
   static constexpr long kBits = long{Limbs} * kLimbBits;
 

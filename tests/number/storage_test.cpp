@@ -84,6 +84,17 @@ TEST_P(Storage, ResizeKeepsWhatFits) {
   EXPECT_NE(v.multiprecision(), nullptr);
 }
 
+TEST_P(Storage, LargeVectorsStartAsZerosInUsedMemoryToo) {
+  constexpr unsigned kCount = 1U << 20;
+  for (int round = 0; round < 3; ++round) {
+    number n(kCount, GetParam(), NumberVector{});
+    for (const unsigned i : {0U, 1U, kCount / 2, kCount - 1}) {
+      ASSERT_TRUE(n[i].iszero());
+      n = 7.0;
+    }
+  }
+}
+
 TEST_P(Storage, SortsAlongADimension) {
   Generator random;
   for (int trial = 0; trial < 200; ++trial) {
