@@ -45,10 +45,12 @@ QFCORE_VECTORISED void oddProducts(double* result, const double* a, const double
     double high = x * y;
     double low = std::fma(x, y, -high);
     if constexpr (Wraps) {
-      // The remainders are exact, and so is each step. The sum keeps its sign and lies between 3 and 6 ranges
-      // from 0.
+      // Both remainders are exact: that of the high part has no bits below 2^-50 of a range, and that of the
+      // low part is cut toward 0, since a range added to a small negative error would not fit in a double. The
+      // sum keeps its sign, lies between 3 and 6 ranges from 0, and is formed exactly as a double and its
+      // error.
       const double highRest = high - std::floor(high * inverseRange) * range;
-      const double lowRest = low - std::floor(low * inverseRange) * range;
+      const double lowRest = low - std::trunc(low * inverseRange) * range;
       const double base = highRest + (high < 0 ? -5 * range : 4 * range);
       const double near = base + lowRest;
       const double error = lowRest - (near - base);
@@ -63,10 +65,9 @@ QFCORE_VECTORISED void oddProducts(double* result, const double* a, const double
 template <bool Wraps>
 void oddProducts(double* result, const double* a, bool aIsScalar, const double* b, bool bIsScalar,
                  std::size_t count, double range, double inverse) {
-  if (aIsScalar && bIsScalar) return oddProducts<Wraps, true, true>(result, a, b, count, range, inverse);
-  if (aIsScalar) return oddProducts<Wraps, true, false>(result, a, b, count, range, inverse);
-  if (bIsScalar) return oddProducts<Wraps, false, true>(result, a, b, count, range, inverse);
-  oddProducts<Wraps, false, false>(result, a, b, count, range, inverse);
+  withFlags(aIsScalar, bIsScalar, [&](auto aScalar, auto bScalar) {
+    oddProducts<Wraps, aScalar(), bScalar()>(result, a, b, count, range, inverse);
+  });
 }
 
 template <bool AIsScalar, bool BIsScalar>
@@ -82,10 +83,9 @@ QFCORE_VECTORISED void plainComplexProducts(double* __restrict re, double* __res
 
 /// Complex products whose terms and sums are all exact.
 void plainComplexProducts(double* re, double* im, const Factor& a, const Factor& b, std::size_t count) {
-  const auto kernel =
-      a.isScalar ? (b.isScalar ? plainComplexProducts<true, true> : plainComplexProducts<true, false>)
-                 : (b.isScalar ? plainComplexProducts<false, true> : plainComplexProducts<false, false>);
-  kernel(re, im, a.re, a.im, b.re, b.im, count);
+  withFlags(a.isScalar, b.isScalar, [&](auto aIsScalar, auto bIsScalar) {
+    plainComplexProducts<aIsScalar(), bIsScalar()>(re, im, a.re, a.im, b.re, b.im, count);
+  });
 }
 
 bool fitsDouble(const NumericType& a, const NumericType& b) {
