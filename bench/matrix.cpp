@@ -56,8 +56,7 @@ Contender bySystemCProduct(double bound) {
           }};
 }
 
-// ------------------------------------------------------------------------- every product and sum kept to
-// s16,15
+// ------------------------------------------------------------------- every product and sum kept to s16,15
 
 // Sums of this many products seldom saturate.
 constexpr double kRoundedBound = 0.25;

@@ -7,7 +7,6 @@
 #include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/patterns.h"
 #include "qfcore/number/messages.h"
-#include "qfcore/number/rounding.h"
 #include "qfcore/number/wordconstants.h"
 
 namespace embedded {
@@ -54,40 +53,38 @@ struct Word {
 
 bool isDouble(const number& x) { return x.gettype() == kDoubleRepresentation; }
 
+/// What a number's bit operations of two words look like, for doubles and for multiprecision.
+template <class Modulus>
+using WordOperation = number& (number::*)(const number&, bool isSigned, int wordLength, double slope,
+                                          int exponent, double bias, Modulus twoToWordLength);
+
+template <WordOperation<unsigned long long> OfDoubles, WordOperation<const MpFloat&> OfMultiprecision>
+void applyToWords(number& a, const number& b, const Word& w) {
+  if (isDouble(a)) {
+    (a.*OfDoubles)(b, w.isSigned, w.wordLength, 1, w.exponent, 0, w.constants.twoToWordLength());
+  } else {
+    (a.*OfMultiprecision)(b, w.isSigned, w.wordLength, 1, w.exponent, 0, w.constants.mpTwoToWordLength());
+  }
+}
+
+// Bit operations of two words: on stored integers, and on numbers.
+
 struct And {
   static constexpr const char* kName = "bitand";
+  static constexpr auto onNumbers = applyToWords<&number::doublebitand, &number::mpbitand>;
   static std::int64_t apply(std::int64_t a, std::int64_t b) { return a & b; }
-  static void apply(number& a, const number& b, const Word& w) {
-    if (isDouble(a)) {
-      a.doublebitand(b, w.isSigned, w.wordLength, 1, w.exponent, 0, w.constants.twoToWordLength());
-    } else {
-      a.mpbitand(b, w.isSigned, w.wordLength, 1, w.exponent, 0, w.constants.mpTwoToWordLength());
-    }
-  }
 };
 
 struct Or {
   static constexpr const char* kName = "bitor";
+  static constexpr auto onNumbers = applyToWords<&number::doublebitor, &number::mpbitor>;
   static std::int64_t apply(std::int64_t a, std::int64_t b) { return a | b; }
-  static void apply(number& a, const number& b, const Word& w) {
-    if (isDouble(a)) {
-      a.doublebitor(b, w.isSigned, w.wordLength, 1, w.exponent, 0, w.constants.twoToWordLength());
-    } else {
-      a.mpbitor(b, w.isSigned, w.wordLength, 1, w.exponent, 0, w.constants.mpTwoToWordLength());
-    }
-  }
 };
 
 struct Xor {
   static constexpr const char* kName = "bitxor";
+  static constexpr auto onNumbers = applyToWords<&number::doublebitxor, &number::mpbitxor>;
   static std::int64_t apply(std::int64_t a, std::int64_t b) { return a ^ b; }
-  static void apply(number& a, const number& b, const Word& w) {
-    if (isDouble(a)) {
-      a.doublebitxor(b, w.isSigned, w.wordLength, 1, w.exponent, 0, w.constants.twoToWordLength());
-    } else {
-      a.mpbitxor(b, w.isSigned, w.wordLength, 1, w.exponent, 0, w.constants.mpTwoToWordLength());
-    }
-  }
 };
 
 template <class WordPatterns>
@@ -350,10 +347,10 @@ fi fi::bitandorxor(const fi& b) const {
     b.setIndex(b.isscalar() ? 0 : k);
     result.setIndex(k);
     result.realPart_ = realPart_;
-    Operation::apply(result.realPart_, b.realPart_, word);
+    Operation::onNumbers(result.realPart_, b.realPart_, word);
     if (result.isreal()) continue;
     result.imagPart_ = isreal() ? zero : imagPart_;
-    Operation::apply(result.imagPart_, b.isreal() ? zero : b.imagPart_, word);
+    Operation::onNumbers(result.imagPart_, b.isreal() ? zero : b.imagPart_, word);
   }
   return result;
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <type_traits>
 
 #include "qfcore/fi/fi.h"
 #include "qfcore/number/vectorised.h"
@@ -85,6 +86,17 @@ struct Factor {
   /// The first element for all.
   Factor asScalar() const { return {re, im, true}; }
 };
+
+/// Calls `visit` with both flags as constants.
+template <class Visit>
+void withFlags(bool a, bool b, Visit visit) {
+  const auto withBoth = [&](auto first) {
+    if (b) return visit(first, std::true_type());
+    visit(first, std::false_type());
+  };
+  if (a) return withBoth(std::true_type());
+  withBoth(std::false_type());
+}
 
 /// result[i] = operation(a[i], b[i]); the result may be an operand.
 template <bool AIsScalar, bool BIsScalar, class Operation>

@@ -1,6 +1,8 @@
 /// Relational operators, equality, minima and maxima.
 #include <algorithm>
-#include <cmath>
+#include <functional>
+#include <memory>
+#include <vector>
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/blocks.h"
@@ -20,44 +22,12 @@ bool haveSameScaling(const NumericType& a, const NumericType& b) {
          a.bias() == b.bias();
 }
 
-struct GreaterOrEqual {
-  template <class T>
-  static bool holds(const T& a, const T& b) {
-    return a >= b;
-  }
+// Relations of whole elements: `kDecisive` is what one part of complex ones decides for both.
+struct Equal : std::equal_to<> {
+  static constexpr bool kDecisive = false;
 };
-struct LessOrEqual {
-  template <class T>
-  static bool holds(const T& a, const T& b) {
-    return a <= b;
-  }
-};
-struct Greater {
-  template <class T>
-  static bool holds(const T& a, const T& b) {
-    return a > b;
-  }
-};
-struct Less {
-  template <class T>
-  static bool holds(const T& a, const T& b) {
-    return a < b;
-  }
-};
-
-struct Equal {
-  static constexpr bool kDecisive = false;  ///< what one part of complex elements decides for both
-  template <class T>
-  static bool holds(const T& a, const T& b) {
-    return a == b;
-  }
-};
-struct NotEqual {
+struct NotEqual : std::not_equal_to<> {
   static constexpr bool kDecisive = true;
-  template <class T>
-  static bool holds(const T& a, const T& b) {
-    return !(a == b);
-  }
 };
 
 HostArray logicalLike(const fi& shape) {
@@ -80,7 +50,7 @@ bool compareAsDoubles(const fi& a, const fi& b) {
 template <class Relation, bool Besides, bool AIsScalar, bool BIsScalar>
 QFCORE_VECTORISED void compareDoubles(bool* result, const double* a, const double* b, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) {
-    const bool holds = Relation::holds(a[AIsScalar ? 0 : i], b[BIsScalar ? 0 : i]);
+    const bool holds = Relation()(a[AIsScalar ? 0 : i], b[BIsScalar ? 0 : i]);
     if constexpr (Besides) {
       result[i] = holds == Relation::kDecisive ? Relation::kDecisive : result[i];
     } else {
@@ -91,11 +61,9 @@ QFCORE_VECTORISED void compareDoubles(bool* result, const double* a, const doubl
 
 template <class Relation, bool Besides>
 void compareParts(bool* result, const BlockOperand& a, const BlockOperand& b, std::size_t count) {
-  const auto kernel = a.isScalar ? (b.isScalar ? compareDoubles<Relation, Besides, true, true>
-                                               : compareDoubles<Relation, Besides, true, false>)
-                                 : (b.isScalar ? compareDoubles<Relation, Besides, false, true>
-                                               : compareDoubles<Relation, Besides, false, false>);
-  kernel(result, a.values, b.values, count);
+  withFlags(a.isScalar, b.isScalar, [&](auto aIsScalar, auto bIsScalar) {
+    compareDoubles<Relation, Besides, aIsScalar(), bIsScalar()>(result, a.values, b.values, count);
+  });
 }
 
 /// Logical array of `holds(k)`, with both cursors at element k.
@@ -115,7 +83,7 @@ HostArray compareElements(const fi& a, const fi& b, Holds holds) {
 template <class Relation>
 HostArray compareReal(const fi& a, const fi& b) {
   if (!compareAsDoubles(a, b)) {
-    return compareElements(a, b, [&] { return Relation::holds(a.realPart(), fi::getAdjustedReal(b, a)); });
+    return compareElements(a, b, [&] { return Relation()(a.realPart(), fi::getAdjustedReal(b, a)); });
   }
   const fi& shape = shapeOfResult(a, b);
   HostArray result = logicalLike(shape);
@@ -130,7 +98,7 @@ HostArray compareBoth(const fi& a, const fi& b) {
   if (a.isreal() && b.isreal()) return compareReal<Relation>(a, b);
   // A missing part is real-world zero, which with slope and bias is not held as 0.
   if (!compareAsDoubles(a, b) || a.getNumericType().isSlopeBias()) {
-    return compareElements(a, b, [&] { return Relation::holds(a, b); });
+    return compareElements(a, b, [&] { return Relation()(a, b); });
   }
   HostArray result = compareReal<Relation>(a, b);
   compareParts<Relation, true>(result.mutableReal<bool>(), BlockOperand::imag(a), BlockOperand::imag(b),
@@ -152,30 +120,30 @@ bool areEqual(const double* a, const double* b, std::size_t count) {
   return true;
 }
 
-struct Minimum {
+/// A rule by which one of two values is kept: the first, unless the second is preferred to it.
+template <class Preferred>
+struct Preference {
+  template <class T>
+  static bool replaces(const T& candidate, const T& kept) {
+    return Preferred()(candidate, kept);
+  }
+  static double apply(double a, double b) { return replaces(b, a) ? b : a; }
+};
+
+struct Minimum : Preference<std::less<>> {
   static constexpr const char* kName = "min";
   static constexpr Message kTypeMismatch{"numforge:fi:min:numerictypemismatch",
                                          "NUMERICTYPE of both operands must be equal."};
   static constexpr Message kFimathMismatch{"numforge:fi:min:fimathmismatch",
                                            "FIMATH of both operands must be equal."};
-  template <class T>
-  static bool replaces(const T& candidate, const T& kept) {
-    return candidate < kept;
-  }
-  static double apply(double a, double b) { return replaces(b, a) ? b : a; }
 };
 
-struct Maximum {
+struct Maximum : Preference<std::greater<>> {
   static constexpr const char* kName = "max";
   static constexpr Message kTypeMismatch{"numforge:fi:max:numerictypemismatch",
                                          "NUMERICTYPE of both operands must be equal."};
   static constexpr Message kFimathMismatch{"numforge:fi:max:fimathmismatch",
                                            "FIMATH of both operands must be equal."};
-  template <class T>
-  static bool replaces(const T& candidate, const T& kept) {
-    return candidate > kept;
-  }
-  static double apply(double a, double b) { return replaces(b, a) ? b : a; }
 };
 
 /// What elements are ordered by: real values themselves, of complex ones the square of the magnitude, exactly;
@@ -347,10 +315,10 @@ const fi& fi::getAdjustedElement(const fi& x, const fi& y) {
 
 // ------------------------------------------------------------------------------------- relations and equality
 
-HostArray fi::ge(const fi& b) const { return compareReal<GreaterOrEqual>(*this, b); }
-HostArray fi::le(const fi& b) const { return compareReal<LessOrEqual>(*this, b); }
-HostArray fi::gt(const fi& b) const { return compareReal<Greater>(*this, b); }
-HostArray fi::lt(const fi& b) const { return compareReal<Less>(*this, b); }
+HostArray fi::ge(const fi& b) const { return compareReal<std::greater_equal<>>(*this, b); }
+HostArray fi::le(const fi& b) const { return compareReal<std::less_equal<>>(*this, b); }
+HostArray fi::gt(const fi& b) const { return compareReal<std::greater<>>(*this, b); }
+HostArray fi::lt(const fi& b) const { return compareReal<std::less<>>(*this, b); }
 
 bool fi::imaginaryPartsAreEqual(const fi& b) const {
   if (isreal() && b.isreal()) return true;

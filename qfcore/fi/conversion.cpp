@@ -1,4 +1,7 @@
 /// Exchange of real-world values with host arrays, and the display.
+#include <cmath>
+#include <utility>
+
 #include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/elementwise.h"
 #include "tessel/interpreter.h"
@@ -32,12 +35,10 @@ unsigned fi::origin() const {
 /// An array of `Element` whose elements `convert` makes of the real-world values.
 template <class Element, class Convert>
 HostArray fi::exported(Convert convert) const {
-  HostArray result = HostArray::zeros(tessel::arrayClassOf<Element>(),
-                                      tessel::Dimensions(dims_.begin(), dims_.end()), iscomplex());
-  if (numel_ == 0) return result;
   const unsigned first = origin();
   const NumericType& type = getNumericType();
-  const auto exportPart = [&](const number& part, Element* target) {
+  const tessel::Dimensions dims(dims_.begin(), dims_.end());
+  return exportedParts<Element>(*this, dims, [&](const number& part, Element* target) {
     if (!areDoubles(*this)) {
       for (unsigned k = 0; k < numel_; ++k) target[k] = convert(realWorld(part[first + k]));
     } else if (isSlopeBias()) {
@@ -47,10 +48,7 @@ HostArray fi::exported(Convert convert) const {
     } else {
       transformValues(valuesOf(*this, part), target, numel_, convert);
     }
-  };
-  exportPart(realPart_, result.mutableReal<Element>());
-  if (iscomplex()) exportPart(imagPart_, result.mutableImag<Element>());
-  return result;
+  });
 }
 
 HostArray fi::getDoubleHostArray() const {

@@ -92,6 +92,16 @@ void transformParts(const fi& x, fi& result, const Operation& operation) {
   if (x.iscomplex()) transformPart(x, x.imagPart(), result.imagPart(), operation);
 }
 
+/// A host array of that shape, whose parts `exportPart(part, target)` fills with what it makes of those of `x`.
+template <class Element, class ExportPart>
+tessel::HostArray exportedParts(const fi& x, const tessel::Dimensions& dims, ExportPart exportPart) {
+  tessel::HostArray result = tessel::HostArray::zeros(tessel::arrayClassOf<Element>(), dims, x.iscomplex());
+  if (x.isempty()) return result;
+  exportPart(x.realPart(), result.mutableReal<Element>());
+  if (x.iscomplex()) exportPart(x.imagPart(), result.mutableImag<Element>());
+  return result;
+}
+
 /// As `mapPart` for both parts of `x`; `result` is complex where `x` is.
 template <class Operation>
 void mapParts(const fi& x, fi& result, const quantizer& q, const Operation& operation) {

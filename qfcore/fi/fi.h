@@ -690,7 +690,7 @@ class QFCORE_API fi {
   fi triangle(double k, Keeps keeps) const;
   fi sortedComplex(bool ascending, unsigned stride, unsigned length, double* index) const;
   template <class TextOf>
-  tessel::HostArray textMatrix(unsigned width, TextOf textOf) const;
+  tessel::HostArray textMatrix(unsigned digits, TextOf textOf) const;
   /// Takes the elements, shape and complexity of an array of this type, and adds its record.
   void replaceElements(fi&& source);
   fi constantArray(std::initializer_list<number> constants) const;

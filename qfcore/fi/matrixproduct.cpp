@@ -103,7 +103,8 @@ bool multiplyExactly(const fi& a, const fi& b, const NumericType& product, fi& r
 
 // ------------------------------------------------------------------------------------------ blocks of doubles
 
-/// Whether no rounded product of the two types leaves the range of `product`.
+/// Whether no rounded product of the two types leaves the range of `product`: exact ones reach half of its
+/// upper bound at most, the power of two `top`, and rounding adds less than a step.
 bool productsStayInRange(const NumericType& product, const NumericType& a, const NumericType& b) {
   if (!product.isFixed() || !a.isFixed() || !b.isFixed()) return false;
   const ProductSums sums(a, b, 1, false);
@@ -111,7 +112,8 @@ bool productsStayInRange(const NumericType& product, const NumericType& a, const
   return sums.highest < top && -product.fractionLength() < top && (product.isSigned() || !sums.isSigned);
 }
 
-/// Products that cannot overflow are quantized by saturation, which costs less than wrapping.
+/// A quantizer for products that cannot overflow, where it pays: in range saturating and wrapping are the same,
+/// and saturating costs less. Nothing where `products` itself is to be used.
 std::optional<quantizer> saturating(const quantizer& products, const fi& a, const fi& b) {
   const bool wraps = products.overflowMode() == OverflowModeEnum::wrap;
   if (!wraps || products.logger().isOn() ||

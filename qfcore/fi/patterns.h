@@ -18,6 +18,7 @@ struct Patterns {
         toValue(toItsValue),
         toStored(toItsStored) {}
 
+  /// To the nearest integer, as the bit operations of numbers take it.
   std::int64_t stored(double value) const {
     const double units = toStored(value);
     return static_cast<std::int64_t>(units + std::copysign(0.5, units));

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/fi.h"
@@ -128,15 +130,19 @@ HostArray fieldsByBlocks(const fi& x, unsigned digits, Write write) {
 
 }  // namespace
 
-/// Fields of `width` characters with the texts `textOf()` of the elements at the cursor.
+/// Fields with the texts `textOf(part)` of real values, at the right of `digits` characters; of complex ones
+/// those of both parts, as " re + imi".
 template <class TextOf>
-HostArray fi::textMatrix(unsigned width, TextOf textOf) const {
+HostArray fi::textMatrix(unsigned digits, TextOf textOf) const {
+  const unsigned width = fieldWidth(*this, digits);
+  const auto aligned = [&](const number& part) { return rightAligned(textOf(part), digits); };
   HostArray result = blankFields(*this, width);
   if (result.isEmpty()) return result;
   char* characters = result.mutableReal<char>();
   for (unsigned k = 0; k < numel_; ++k) {
     setIndex(k);
-    const std::string text = textOf();
+    std::string text = aligned(realPart_);
+    if (iscomplex()) text = " " + text + " + " + aligned(imagPart_) + "i";
     char* target = characters + std::size_t{k / rows_} * width * rows_ + k % rows_;
     for (const char character : text) {
       *target = character;
@@ -156,27 +162,19 @@ HostArray fi::num2base(int base) const {
       writePatterns(*this, part, text, width, digits, base);
     });
   }
-  if (isreal()) return textMatrix(fieldWidth(*this, digits), [&] { return q.num2base(realPart_, base); });
-  return textMatrix(fieldWidth(*this, digits), [&] {
-    return rightAligned(q.num2base(realPart_, base) + " + " + q.num2base(imagPart_, base) + "i",
-                        2 * digits + 5);
-  });
+  return textMatrix(digits, [&](const number& part) { return q.num2base(part, base); });
 }
 
 HostArray fi::num2sdec() const {
   errorIfScaledDouble(*this, "num2sdec");
   const quantizer& q = getAssignmentQuantizer();
   const auto digits = static_cast<unsigned>(radixDigits(getNumericType().wordLength(), 10)) + 1;
-  const auto aligned = [&](const number& part) { return rightAligned(q.num2sdec(part), digits); };
   if (hasTextByBlocks(*this)) {
     return fieldsByBlocks(*this, digits, [&](const number& part, char* text, unsigned width) {
       writeSigned(*this, part, text, width, digits);
     });
   }
-  if (isreal()) return textMatrix(fieldWidth(*this, digits), [&] { return aligned(realPart_); });
-  return textMatrix(fieldWidth(*this, digits), [&] {
-    return rightAligned(aligned(realPart_) + " + " + aligned(imagPart_) + "i", 2 * digits + 5);
-  });
+  return textMatrix(digits, [&](const number& part) { return q.num2sdec(part); });
 }
 
 bool fi::base2numCheckElement(const char* token, int base) {

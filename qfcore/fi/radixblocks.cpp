@@ -202,6 +202,7 @@ void valuesOfPatterns(const NumericType& type, const std::vector<double>& patter
   const double half = type.isSigned() ? range / 2 : range;
   withPow2(type.fixedExponent(), [&](auto toValue, auto) {
     transformValues(patterns.data(), values, patterns.size(), [=](double pattern) {
+      // Both at once: a branch would keep the loop from vectorising.
       const bool isNegative =
           static_cast<bool>(static_cast<int>(pattern >= half) & static_cast<int>(pattern < range));
       return toValue(pattern - (isNegative ? range : 0.0));

@@ -198,7 +198,13 @@ class BlockBisection {
 
 // ----------------------------------------------------- direct roots, where every square is exact and unlogged
 
-/// The sign of c · d + rest − x, exactly: the product as a double and its error, which takes in the small rest.
+// There the bisection ends at the largest multiple c of the step with c² <= x, up to the largest value. The
+// floating-point root, rounded to nearest, is c or more, for multiples of the step are floating-point values;
+// so the multiple below it is c, or the next one where the root has been rounded up to that.
+
+/// The sign of c · d + rest − x, exactly: the product as a double and its error. Both are multiples of the
+/// squared step, the error of at most 52 bits, so that it takes in half of one as the rest. Where x is not
+/// within a factor of 2 of the product, their difference is rounded, but then outweighs the error.
 double compareProduct(double c, double d, double rest, double x) {
   const double high = c * d;
   const double low = std::fma(c, d, -high) + rest;
@@ -208,9 +214,7 @@ double compareProduct(double c, double d, double rest, double x) {
 template <RootRounding Rounding>
 double directRoot(double x, double largest, double step, double inverseStep) {
   double root = std::min(std::floor(std::sqrt(x) * inverseStep) * step, largest);
-  const bool isBeyond = compareProduct(root, root, 0, x) > 0;
-  const bool isShort = compareProduct(root + step, root + step, 0, x) <= 0;
-  root += isBeyond ? -step : isShort && root < largest ? step : 0;
+  root -= compareProduct(root, root, 0, x) > 0 ? step : 0;
   if constexpr (Rounding == RootRounding::Down) return root;
   // The mean of both squares is c (c + lsb) + lsb² / 2.
   const bool up = Rounding == RootRounding::Up ? compareProduct(root, root, 0, x) < 0
@@ -236,7 +240,7 @@ void directRoots(double* roots, const double* values, std::size_t count, double 
   }
 }
 
-/// The floating-point root, moved to the grid and corrected by one step where it has been rounded.
+/// Roots of so many bits that none is rounded up to a multiple of the step.
 class DirectWideRoot {
  public:
   DirectWideRoot(const RootFormat& format, unsigned precision)
@@ -251,14 +255,7 @@ class DirectWideRoot {
     root_.multiprecision()->sqrt();
     root_.floor(format_.fractionLength);
     if (root_ > format_.largest) root_ = format_.largest;
-    if (squareOf(root_) > x) root_ -= format_.step;
-    upper_ = root_;
-    upper_ += format_.step;
-    if (root_ < format_.largest && squareOf(upper_) <= x) {
-      root_ = upper_;
-      upper_ += format_.step;
-    }
-    if (root_ < format_.largest && roundsUp(x)) root_ = upper_;
+    if (root_ < format_.largest && roundsUp(x)) root_ += format_.step;
     return root_;
   }
 
@@ -275,6 +272,8 @@ class DirectWideRoot {
     twice_ = x;
     twice_.pow2(1);
     twice_ -= squareOf(root_);
+    upper_ = root_;
+    upper_ += format_.step;
     return squareOf(upper_) < twice_;
   }
 
@@ -301,7 +300,9 @@ void directRoots(const fi& x, fi& result, const RootFormat& format) {
     return directRoots(result.realPart().doubles(), valuesOf(x, x.realPart()), x.numel(), largest, step,
                        format.rounding);
   }
-  // Squares, twice the element and their difference, and a root that the correction of one step makes exact.
+  // Squares, twice the element and their difference are exact. An element that is not the square of a multiple
+  // of the step differs from the next one by a unit of its own bits or of twice the root's, relative to itself,
+  // and its root from the multiple by half of that: more than rounding moves it.
   const unsigned precision = 2 * result.getPrecision() + x.realPart().getprecision() + kDoubleBits;
   rootsOf(x, result, DirectWideRoot(format, precision));
 }

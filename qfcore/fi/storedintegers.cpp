@@ -1,8 +1,9 @@
 /// Stored integers in integer classes of the host, in chunks, and in the Corvane layout.
-#include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/intarray.h"
@@ -122,11 +123,9 @@ void withChunksEach(unsigned chunks, Visit visit) {
 /// The stored integers, which fit in `Element`.
 template <class Element>
 HostArray fi::exportedIntegers() const {
-  HostArray result =
-      HostArray::zeros(tessel::arrayClassOf<Element>(), Dimensions(dims_.begin(), dims_.end()), iscomplex());
   const NumericType& type = getNumericType();
   const unsigned first = origin();
-  const auto exportPart = [&](const number& part, Element* target) {
+  return exportedParts<Element>(*this, {dims_.begin(), dims_.end()}, [&](const number& part, Element* target) {
     if (areDoubles(*this)) {
       withPow2(type.fractionLength(), [&](auto toStored, auto) {
         transformValues(valuesOf(*this, part), target, numel_,
@@ -137,30 +136,21 @@ HostArray fi::exportedIntegers() const {
         target[k] = static_cast<Element>(part[first + k].fixed2int64(type.wordLength(), type.fractionLength()));
       }
     }
-  };
-  if (numel_ == 0) return result;
-  exportPart(realPart_, result.mutableReal<Element>());
-  if (iscomplex()) exportPart(imagPart_, result.mutableImag<Element>());
-  return result;
+  });
 }
 
 /// The stored integers rounded to doubles; of data types without rounding, the values in units of the grid.
 HostArray fi::storedDoubles() const {
-  HostArray result = HostArray::zeros(ArrayClass::Double, Dimensions(dims_.begin(), dims_.end()), iscomplex());
   const int exponent = -getNumericType().fixedExponent();
   const unsigned first = origin();
-  const auto exportPart = [&](const number& part, double* target) {
+  return exportedParts<double>(*this, {dims_.begin(), dims_.end()}, [&](const number& part, double* target) {
     if (areDoubles(*this)) {
       withPow2(exponent,
                [&](auto toStored, auto) { transformValues(valuesOf(*this, part), target, numel_, toStored); });
     } else {
       for (unsigned k = 0; k < numel_; ++k) target[k] = number(part[first + k]).pow2(exponent).todouble();
     }
-  };
-  if (numel_ == 0) return result;
-  exportPart(realPart_, result.mutableReal<double>());
-  if (iscomplex()) exportPart(imagPart_, result.mutableImag<double>());
-  return result;
+  });
 }
 
 HostArray fi::getIntHostArray() const {
@@ -200,11 +190,10 @@ HostArray fi::getIntArrayHostArray(IntArrayChunkMode chunkMode, IntArrayDimensio
   const NumericType& type = getNumericType();
   requireChunksFor(type, chunkMode);
   const unsigned chunks = chunksEach(type, chunkMode);
-  HostArray result =
-      HostArray::zeros(ArrayClass::Uint32, chunkedDims(dims_, chunks, dimensionMode), iscomplex());
+  const Dimensions dims = chunkedDims(dims_, chunks, dimensionMode);
   const WordConstants constants(type.wordLength());
   const unsigned first = origin();
-  const auto exportPart = [&](const number& part, std::uint32_t* target) {
+  return exportedParts<std::uint32_t>(*this, dims, [&](const number& part, std::uint32_t* target) {
     if (areDoubles(*this) && type.isFixed()) {
       return withPatterns(type, [&](auto patterns) {
         withChunksEach(
@@ -216,11 +205,7 @@ HostArray fi::getIntArrayHostArray(IntArrayChunkMode chunkMode, IntArrayDimensio
                                      type.slopeAdjustmentFactor(), type.fixedExponent(), type.bias(),
                                      constants.mpTwoToWordLength());
     }
-  };
-  if (numel_ == 0) return result;
-  exportPart(realPart_, result.mutableReal<std::uint32_t>());
-  if (iscomplex()) exportPart(imagPart_, result.mutableImag<std::uint32_t>());
-  return result;
+  });
 }
 
 void fi::setIntArrayHostArray(const HostArray& chunks, IntArrayChunkMode chunkMode,

@@ -1,6 +1,6 @@
 /// Every operation with an array path beside its element path: the same bits, records, warnings and errors.
-#include <cstring>
 #include <functional>
+#include <type_traits>
 
 #include "tests/fi/arrays.h"
 #include "tests/fi/meter.h"
@@ -23,20 +23,28 @@ std::string bytesOf(const HostArray& array) {
   return text;
 }
 
-std::string recordOf(const qlogger& record) {
-  return " record " + std::to_string(record.noverflows()) + " " + std::to_string(record.nunderflows()) + " " +
-         std::to_string(record.noperations()) + " " + std::to_string(record.minlog().todouble() + 0.0) + " " +
-         std::to_string(record.maxlog().todouble() + 0.0);
+// Bytes tell values apart that print alike, and are there at once.
+template <class Value>
+void append(std::string& text, Value value) {
+  if constexpr (std::is_same_v<Value, double>) value += 0.0;  // zeros of either sign are one value
+  text.append(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
-/// Zeros of either sign are one value.
+void appendRecord(std::string& text, const qlogger& record) {
+  append(text, record.noverflows());
+  append(text, record.nunderflows());
+  append(text, record.noperations());
+  append(text, record.minlog().todouble());
+  append(text, record.maxlog().todouble());
+}
+
 std::string described(const fi& x) {
-  std::string text = x.getNumericType().tostring() + recordOf(x.getQlogger());
+  std::string text = x.getNumericType().tostring();
+  appendRecord(text, x.getQlogger());
   if (!x.realPart().doubles()) return text + reference::contents(x);
-  const auto append = [&](double value) { text.append(reinterpret_cast<const char*>(&value), sizeof value); };
-  for (const unsigned size : x.dims()) append(size);
+  for (const unsigned size : x.dims()) append(text, size);
   for (const number* part : {&x.realPart(), &x.imagPart()}) {
-    for (unsigned k = 0; k < part->numel(); ++k) append(part->doubles()[k] + 0.0);
+    for (unsigned k = 0; k < part->numel(); ++k) append(text, part->doubles()[k]);
   }
   return text;
 }
@@ -212,7 +220,7 @@ class Paths : public reference::ArithmeticTest {
     std::string text;
     const auto failure = reference::failureOf([&] { text = operation.run(operands); });
     if (failure) text = failure->identifier + failure->text;
-    for (const OperationTypeEnum kind : kKinds) text += recordOf(*qlogger::global(kind));
+    for (const OperationTypeEnum kind : kKinds) appendRecord(text, *qlogger::global(kind));
     return text + tessel::lastWarning().identifier + tessel::lastWarning().text;
   }
 

@@ -74,6 +74,17 @@ inline mpq_class imagOf(const fi& x, unsigned k) {
   return x.isreal() ? mpq_class(0) : valueOf(x.imagPart()[k]);
 }
 
+/// Between held and real-world values.
+inline mpq_class realWorld(const mpq_class& held, const NumericType& type) {
+  return type.isSlopeBias() ? mpq_class(held * mpq_class(type.slopeAdjustmentFactor()) + mpq_class(type.bias()))
+                            : held;
+}
+inline mpq_class heldOf(const mpq_class& value, const NumericType& type) {
+  return type.isSlopeBias()
+             ? mpq_class((value - mpq_class(type.bias())) / mpq_class(type.slopeAdjustmentFactor()))
+             : value;
+}
+
 /// Random types, settings and arrays.
 class Random : public Generator {
  public:

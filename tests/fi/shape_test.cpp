@@ -138,34 +138,30 @@ TEST(Shape, Errors) {
   const NumericType slopeBias(EmbeddedTypeSystem::DataTypeEnum::Fixed,
                               EmbeddedTypeSystem::ScalingEnum::SlopeBias, true, 8, 1.5, 0, 1);
   const fi scaled = complexRow({1}, {1}, slopeBias);
-  const auto expect = [](const char* identifier, const char* text, auto action) {
-    const auto failure = reference::failureOf(action);
-    EXPECT_EQ(failure ? failure->identifier : "", identifier);
-    EXPECT_EQ(failure ? failure->text : "", text);
-  };
-  expect("numforge:fi:transpose:NDArray", "Transpose on ND array is not defined.", [&] { solid.transpose(); });
-  expect("numforge:fi:ctranspose:NDArray", "Transpose on ND array is not defined.",
-         [&] { solid.ctranspose(); });
-  expect("numforge:fi:complexslopebiasnotdefined",
-         "Function 'ctranspose' is not defined for complex-value FI objects with slope and bias scaling.",
-         [&] { scaled.ctranspose(); });
-  expect("numforge:fi:complexslopebiasnotdefined",
-         "Function 'toeplitz(c)' is not defined for complex-value FI objects with slope and bias scaling.",
-         [&] { scaled.toeplitz(); });
-  expect("numforge:fi:diag:kthDiagInputNotInteger", "K-th diagonal input must be an integer scalar.",
-         [&] { solid.diag(0.5); });
-  expect("numforge:fi:diag:firstInputMustBe2D", "First input must be 2D.", [&] { solid.diag(); });
-  expect("numforge:fi:tril:firstInputMustBe2D", "First input must be 2D.", [&] { solid.tril(); });
-  expect("numforge:fi:tril:firstInputMustBe2D", "First input must be 2D.", [&] { solid.triu(); });
-  expect("numforge:fi:diag:kthDiagInputNotInteger", "K-th diagonal input must be an integer scalar.",
-         [&] { flat.triu(NAN); });
-  expect("numforge:fi:toeplitz:emptynotallowed", "Empty input not allowed in function 'toeplitz'.",
-         [&] { flat.toeplitz(empty); });
-  expect("numforge:fi:hankel:emptynotallowed", "Empty input not allowed in function 'hankel'.",
-         [&] { empty.hankel(); });
-  expect("numforge:fi:complex:notreal", "Real and imaginary parts must be real.",
-         [&] { flat.complex(flat.complex()); });
-  expect("numforge:fi:outofmemory", "Not enough memory to allocate new fi object.", [&] { flat.diag(1e10); });
+  reference::expectRefusals({
+      {"numforge:fi:transpose:NDArray", "Transpose on ND array is not defined.", [&] { solid.transpose(); }},
+      {"numforge:fi:ctranspose:NDArray", "Transpose on ND array is not defined.", [&] { solid.ctranspose(); }},
+      {"numforge:fi:complexslopebiasnotdefined",
+       "Function 'ctranspose' is not defined for complex-value FI objects with slope and bias scaling.",
+       [&] { scaled.ctranspose(); }},
+      {"numforge:fi:complexslopebiasnotdefined",
+       "Function 'toeplitz(c)' is not defined for complex-value FI objects with slope and bias scaling.",
+       [&] { scaled.toeplitz(); }},
+      {"numforge:fi:diag:kthDiagInputNotInteger", "K-th diagonal input must be an integer scalar.",
+       [&] { solid.diag(0.5); }},
+      {"numforge:fi:diag:firstInputMustBe2D", "First input must be 2D.", [&] { solid.diag(); }},
+      {"numforge:fi:tril:firstInputMustBe2D", "First input must be 2D.", [&] { solid.tril(); }},
+      {"numforge:fi:tril:firstInputMustBe2D", "First input must be 2D.", [&] { solid.triu(); }},
+      {"numforge:fi:diag:kthDiagInputNotInteger", "K-th diagonal input must be an integer scalar.",
+       [&] { flat.triu(NAN); }},
+      {"numforge:fi:toeplitz:emptynotallowed", "Empty input not allowed in function 'toeplitz'.",
+       [&] { flat.toeplitz(empty); }},
+      {"numforge:fi:hankel:emptynotallowed", "Empty input not allowed in function 'hankel'.",
+       [&] { empty.hankel(); }},
+      {"numforge:fi:complex:notreal", "Real and imaginary parts must be real.",
+       [&] { flat.complex(flat.complex()); }},
+      {"numforge:fi:outofmemory", "Not enough memory to allocate new fi object.", [&] { flat.diag(1e10); }},
+  });
 }
 
 // -------------------------------------------------------------------------------------- concatenation, sorting
