@@ -85,9 +85,20 @@ const HostArray& subscriptsOf(const HostArray& index) {
 
 /// A subscript that is one real double with an integer value.
 bool isScalarSubscript(const HostArray& subscript) {
-  return subscript.arrayClass() == ArrayClass::Double && subscript.numel() == 1 && !subscript.isComplex() &&
-         *subscript.real<double>() == std::floor(*subscript.real<double>()) &&
-         std::abs(*subscript.real<double>()) < 4294967296.0;
+  if (subscript.arrayClass() != ArrayClass::Double || !subscript.isScalar() || subscript.isComplex())
+    return false;
+  const double position = *subscript.real<double>();
+  return position == std::floor(position) && std::abs(position) < 4294967296.0;
+}
+
+/// The element at the cursor, 1-by-1.
+fi elementAtCursor(const fi& array) {
+  fi element(array, CopyElement{});
+  if (element.numDims() != 2) {
+    const unsigned dims[] = {1, 1};
+    element.copyDimensions(dims, 2);
+  }
+  return element;
 }
 
 /// A size vector that sizes which differ by dimensions of 1 have in common.
@@ -114,23 +125,22 @@ void fi::checkSignedIndex(long long index) const {
 }
 
 bool fi::isParenthesisIndex(const HostArray& index) {
-  if (!index.isStruct() || index.isEmpty() || !index.hasField("type") || !index.hasField("subs")) return false;
-  const HostArray& type = index.fieldAt("type");
-  return type.isChar() && !type.isEmpty() && *type.real<char>() == '(';
+  if (index.isEmpty()) return false;
+  const HostArray* type = index.findField("type");
+  return type && type->isChar() && !type->isEmpty() && *type->real<char>() == '(' && index.findField("subs");
 }
 
 /// The element from 0 that one or two scalar subscripts name, or −1 where the general way has to decide.
 long long fi::scalarPosition(const HostArray& subscripts, BeyondEnd beyondEnd) const {
   constexpr long long kGeneral = -1;
   if (!subscripts.isCell() || subscripts.numel() == 0 || subscripts.numel() > 2) return kGeneral;
-  if (!isScalarSubscript(subscripts.cellAt(0)) ||
-      !isScalarSubscript(subscripts.cellAt(subscripts.numel() - 1))) {
-    return kGeneral;
-  }
-  auto index = static_cast<long long>(*subscripts.cellAt(0).real<double>()) - 1;
+  const HostArray& first = subscripts.cellAt(0);
+  const HostArray* second = subscripts.numel() == 2 ? &subscripts.cellAt(1) : nullptr;
+  if (!isScalarSubscript(first) || (second && !isScalarSubscript(*second))) return kGeneral;
+  auto index = static_cast<long long>(*first.real<double>()) - 1;
   checkNegativeSignedIndex(index);
-  if (subscripts.numel() == 2) {
-    const auto column = static_cast<long long>(*subscripts.cellAt(1).real<double>()) - 1;
+  if (second) {
+    const auto column = static_cast<long long>(*second->real<double>()) - 1;
     checkNegativeSignedIndex(column);
     if (index >= static_cast<long long>(rows_)) return kGeneral;
     index += column * static_cast<long long>(rows_);
@@ -146,10 +156,7 @@ fi fi::subsref(const HostArray& index) const {
   const HostArray& subscripts = subscriptsOf<kReferenceParenLast>(index);
   if (const long long position = scalarPosition(subscripts, BeyondEnd::Refused); position >= 0) {
     setIndex(static_cast<unsigned>(position));
-    fi element(*this, CopyElement{});
-    const unsigned dims[] = {1, 1};
-    element.copyDimensions(dims, 2);
-    return element;
+    return elementAtCursor(*this);
   }
   return subscriptedReference(callIndexing("subsref", {positionMap(dims_), index}));
 }

@@ -51,16 +51,16 @@ fi operandAsItIs(const HostArray& operand, const fi& other);
 template <auto Operation, auto Convert = operandBeside>
 Arrays binaryMethod(Arrays& inputs, int) {
   const fi *a = unwrapped<fi>(inputs[0]), *b = unwrapped<fi>(inputs[1]);
-  if (a && b) return {toHost(std::invoke(Operation, *a, *b))};
-  if (a) return {toHost(std::invoke(Operation, *a, Convert(inputs[1], *a)))};
+  if (a && b) return resultOf([&] { return std::invoke(Operation, *a, *b); });
+  if (a) return resultOf([&] { return std::invoke(Operation, *a, Convert(inputs[1], *a)); });
   const fi& known = fiArgument(inputs[1]);
-  return {toHost(std::invoke(Operation, Convert(inputs[0], known), known))};
+  return resultOf([&] { return std::invoke(Operation, Convert(inputs[0], known), known); });
 }
 
 /// A method of an array alone: what `Getter` returns.
 template <auto Getter>
 Arrays askArray(Arrays& inputs, int) {
-  return {toHost(std::invoke(Getter, std::as_const(fiArgument(inputs[0]))))};
+  return resultOf([&] { return std::invoke(Getter, std::as_const(fiArgument(inputs[0]))); });
 }
 
 }  // namespace embedded::host

@@ -14,6 +14,7 @@
 #include <sstream>
 #include <string>
 #include <type_traits>
+#include <typeinfo>
 #include <utility>
 
 #include "qfcore/number/errors.h"
@@ -27,6 +28,7 @@
 namespace embedded::host {
 
 using tessel::Arrays;
+using tessel::arraysOf;
 using tessel::HostArray;
 using tessel::HostClass;
 using tessel::HostObject;
@@ -78,32 +80,51 @@ class Holder<T, void> : public HostObject {
 template <class T>
 class Wrapped : public Holder<T> {
  public:
-  Wrapped(const HostClass& hostClass, T initial) : Holder<T>(hostClass), value(std::move(initial)) {
+  /// `make` returns the value, which it may make in its place: values such as arrays are large.
+  template <std::invocable Make>
+  Wrapped(const HostClass& hostClass, Make&& make) : Holder<T>(hostClass), value(std::forward<Make>(make)()) {
     if constexpr (std::derived_from<T, EmbeddedTypeSystem::Type>) value.setHostObject(this);
   }
   std::shared_ptr<HostObject> clone() const override {
-    return std::make_shared<Wrapped>(this->hostClass(), value);
+    return std::make_shared<Wrapped>(this->hostClass(), [this]() -> const T& { return value; });
   }
   T& held() override { return value; }
   T value;
 };
 
+/// An object that holds what `make` returns.
+template <std::invocable Make>
+HostArray wrapResult(Make&& make) {
+  using T = std::remove_cvref_t<std::invoke_result_t<Make>>;
+  return HostArray::object(std::make_shared<Wrapped<T>>(*hostClassOf<T>, std::forward<Make>(make)));
+}
+
 template <class T>
 HostArray wrap(T value) {
-  return HostArray::object(std::make_shared<Wrapped<T>>(*hostClassOf<T>, std::move(value)));
+  return wrapResult([&]() -> T&& { return std::move(value); });
+}
+
+/// The T that a host object holds, or null.
+template <class T>
+T* heldBy(HostObject& object) {
+  // Nearly always it owns a T itself, which is much faster to see than what its bases are.
+  if constexpr (!std::is_abstract_v<T>) {
+    if (typeid(object) == typeid(Wrapped<T>)) return &static_cast<Wrapped<T>&>(object).value;
+  }
+  auto* holder = dynamic_cast<Holder<T>*>(&object);
+  return holder ? &holder->held() : nullptr;
 }
 
 /// The T that a host array wraps, or null.
 template <class T>
 T* unwrapped(const HostArray& array) {
-  if (!array.isObject() || array.numel() != 1) return nullptr;
-  auto* object = dynamic_cast<Holder<T>*>(array.objectAt(0).get());
-  return object ? &object->held() : nullptr;
+  return array.isObject() && array.numel() == 1 ? heldBy<T>(*array.objectAt()) : nullptr;
 }
 
 template <class T>
 T& valueOf(HostObject& object) {
-  return dynamic_cast<Holder<T>&>(object).held();
+  if (T* held = heldBy<T>(object)) return *held;
+  throw std::bad_cast();
 }
 
 // ------------------------------------------------------------------------------------------------ conversions
@@ -124,7 +145,19 @@ requires std::is_enum_v<T> HostArray toHost(T value) {
   return HostArray::text(textOf(value));
 }
 template <class T>
-requires std::is_class_v<T> HostArray toHost(T value) { return wrap(std::move(value)); }
+requires std::is_class_v<T> HostArray toHost(T value) {
+  return wrapResult([&]() -> T&& { return std::move(value); });
+}
+
+/// The list of one result: what `make` returns, converted, or made in its place in an object.
+template <std::invocable Make>
+Arrays resultOf(Make&& make) {
+  using T = std::invoke_result_t<Make>;
+  if constexpr (std::is_class_v<T> && !std::is_convertible_v<T, HostArray> && !std::is_same_v<T, std::string>)
+    return arraysOf(wrapResult(std::forward<Make>(make)));
+  else
+    return arraysOf(toHost(std::forward<Make>(make)()));
+}
 
 template <class T>
 T fromHost(const HostArray& array) {

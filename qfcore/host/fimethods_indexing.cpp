@@ -13,7 +13,7 @@ constexpr Message kBadDimension{"numforge:fi:end:badDimension",
 
 Arrays subsref(Arrays& inputs, int outputCount) {
   const fi* x = unwrapped<fi>(inputs[0]);
-  if (x && fi::isParenthesisIndex(inputs[1])) return {toHost(x->subsref(inputs[1]))};
+  if (x && fi::isParenthesisIndex(inputs[1])) return resultOf([&] { return x->subsref(inputs[1]); });
   return tessel::callBuiltin("builtin", {HostArray::text("subsref"), inputs[0], inputs[1]}, outputCount);
 }
 
@@ -30,7 +30,7 @@ Arrays subsasgn(Arrays& inputs, int outputCount) {
   } else {
     target.subsasgn(inputs[1], inputs[2]);
   }
-  return {std::move(inputs[0])};
+  return arraysOf(std::move(inputs[0]));
 }
 
 /// end(a, k, n): the last position in subscript k of n.

@@ -45,7 +45,7 @@ class ObjClass {
     }
   }
   static std::shared_ptr<HostObject> make(Value value) {
-    return std::make_shared<Wrapped<Value>>(*hostClassOf<Value>, std::move(value));
+    return std::make_shared<Wrapped<Value>>(*hostClassOf<Value>, [&]() -> Value&& { return std::move(value); });
   }
 
  private:

@@ -160,7 +160,7 @@ class Interpreter {
   Value callOperator(const char* function, Arrays operands);
 
   // Indexing
-  void evaluateIndexed(const IndexExpression& node, int outputCount, Arrays& values);
+  Arrays evaluateIndexed(const IndexExpression& node, int outputCount);
   std::optional<Value> evaluateElementFast(const IndexExpression& node) const;
   std::optional<double> pureScalar(const Expression& expression) const;
   std::optional<std::size_t> fastPosition(const HostArray& array, const Steps& steps) const;

@@ -54,19 +54,17 @@ Value Interpreter::evaluate(const Expression& expression) {
 }
 
 void Interpreter::evaluateAll(const Expression& expression, int outputCount, Arrays& values) {
-  if (const auto* index = std::get_if<IndexExpression>(&expression.node)) {
-    evaluateIndexed(*index, outputCount, values);
-    return;
-  }
   Arrays results;
-  if (const auto* part = std::get_if<PartExpression>(&expression.node)) {
+  if (const auto* index = std::get_if<IndexExpression>(&expression.node)) {
+    results = evaluateIndexed(*index, outputCount);
+  } else if (const auto* part = std::get_if<PartExpression>(&expression.node)) {
     results = referenceFurther(evaluate(*part->base).toArray(), part->steps, outputCount);
   } else if (const auto* name = std::get_if<NameReference>(&expression.node);
              name && !frame_->slots[name->slot].isDefined()) {
     results = callNamed(*name, {}, outputCount);
     if (results.empty() && outputCount > 0) raiseNoValue(name->name);
   } else {
-    results.push_back(evaluate(expression).toArray());
+    values.push_back(evaluate(expression).toArray());
   }
   std::move(results.begin(), results.end(), std::back_inserter(values));
 }
@@ -88,7 +86,7 @@ Value Interpreter::evaluateNode(const UnaryOperation& node) {
   if (const auto number = operand.scalar()) {
     if (Value result = scalarOperation(node.info->code, *number); result.isDefined()) return result;
   }
-  return callOperator(node.info->function, {std::move(operand).toArray()});
+  return callOperator(node.info->function, arraysOf(std::move(operand).toArray()));
 }
 
 Value Interpreter::evaluateNode(const BinaryOperation& node) {
@@ -102,11 +100,7 @@ Value Interpreter::evaluateNode(const BinaryOperation& node) {
       if (Value result = scalarOperation(code, *a, *b); result.isDefined()) return result;
     }
   }
-  Arrays operands;
-  operands.reserve(2);
-  operands.push_back(std::move(left).toArray());
-  operands.push_back(std::move(right).toArray());
-  return callOperator(node.info->function, std::move(operands));
+  return callOperator(node.info->function, arraysOf(std::move(left).toArray(), std::move(right).toArray()));
 }
 
 Value Interpreter::callOperator(const char* function, Arrays operands) {
@@ -149,8 +143,7 @@ Value Interpreter::evaluateNode(const MatrixLiteral& node) {
 
 Value Interpreter::evaluateNode(const IndexExpression& node) {
   if (auto element = evaluateElementFast(node)) return std::move(*element);
-  Arrays values;
-  evaluateIndexed(node, 1, values);
+  Arrays values = evaluateIndexed(node, 1);
   if (values.empty()) raiseError("Tessel:noValue", "The expression gives no value.");
   return Value(std::move(values[0]));
 }

@@ -33,14 +33,14 @@ const MethodInfo* changingMethod(const HostArray& object, std::span<const IndexS
 
 }  // namespace
 
-void Interpreter::evaluateIndexed(const IndexExpression& node, int outputCount, Arrays& values) {
+Arrays Interpreter::evaluateIndexed(const IndexExpression& node, int outputCount) {
   const bool isVariable = frame_->slots[node.base.slot].isDefined();
   Arrays results = isVariable ? referenceVariable(node.base.slot, node.steps, outputCount)
                               : callNamed(node.base, node.steps, outputCount);
   const bool mayBeNothing = outputCount == 0 || node.steps.back().kind != IndexStep::Kind::Paren;
   if (results.empty() && !mayBeNothing)
     raiseError("Tessel:noValue", "'" + node.base.name + "' gives no value.");
-  std::move(results.begin(), results.end(), std::back_inserter(values));
+  return results;
 }
 
 /// The value of a scalar expression that calls nothing, so that evaluating it again does no harm.
@@ -94,6 +94,10 @@ bool Interpreter::assignElementFast(Value& variable, const Steps& steps, const V
 }
 
 void Interpreter::evaluateArgument(const Expression& expression, Arrays& values) {
+  if (const auto number = pureScalar(expression)) {
+    values.push_back(HostArray::scalar(*number));
+    return;
+  }
   const auto* index = std::get_if<IndexExpression>(&expression.node);
   if (const auto element = index ? evaluateElementFast(*index) : std::nullopt)
     values.push_back(element->toArray());
@@ -193,10 +197,10 @@ Arrays Interpreter::referenceVariable(int slot, const Steps& steps, int outputCo
 
 Arrays Interpreter::referenceFurther(HostArray base, StepRange steps, int outputCount) {
   const IndexPath path = resolvePath(base, steps, PathUse::Read);
-  Arrays results = reference(base, path, outputCount);
   // Only braces and fields list several values; a method may return more than it was asked for.
   const bool isList = path.back().kind == IndexLevel::Kind::Brace ||
                       (path.back().kind == IndexLevel::Kind::Field && !base.isObject());
+  Arrays results = reference(std::move(base), path, outputCount);
   if (!isList) results.resize(std::min(results.size(), static_cast<std::size_t>(std::max(outputCount, 1))));
   return results;
 }
@@ -206,7 +210,9 @@ void Interpreter::assignSteps(const AssignmentTarget& target, const HostArray& v
   IndexPath path;
   {
     const Value& variable = frame.slots[target.slot];
-    HostArray base = variable.isDefined() ? variable.toArray() : HostArray();
+    const bool usesEnd =
+        std::any_of(target.steps.begin(), target.steps.end(), [](const auto& s) { return s.usesEnd; });
+    HostArray base = usesEnd && variable.isDefined() ? variable.toArray() : HostArray();
     path = resolvePath(base, target.steps, PathUse::Assign);
   }
   BorrowedVariable variable(frame, target.slot);

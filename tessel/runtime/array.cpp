@@ -140,9 +140,20 @@ HostArray HostArray::structure(Dimensions dims, std::vector<std::string> fields)
   return a;
 }
 
-HostArray HostArray::object(std::shared_ptr<HostObject> object) { return objects({std::move(object)}, {1, 1}); }
+HostArray HostArray::object(std::shared_ptr<HostObject> object) {
+  if (object == nullptr) return objects({nullptr}, {1, 1});
+  HostArray a;
+  a.class_ = ArrayClass::Object;
+  a.smallCount_ = 1;
+  a.object_ = std::move(object);
+  return a;
+}
 
 HostArray HostArray::objects(std::vector<std::shared_ptr<HostObject>> objects, Dimensions dims) {
+  if (objects.size() == 1 && objects[0] != nullptr) {
+    dims = normalized(std::move(dims));
+    if (dims == kOneElement) return object(std::move(objects[0]));
+  }
   HostArray a;
   a.class_ = ArrayClass::Object;
   a.data_ = std::make_shared<Data>();
@@ -175,7 +186,7 @@ const char* nameOf(ArrayClass arrayClass) {
 }
 
 const HostClass* objectClass(const HostArray& array) {
-  return array.isObject() ? ArrayAccess::objects(array).hostClass : nullptr;
+  return array.isObject() ? ArrayAccess::hostClass(array) : nullptr;
 }
 
 std::string HostArray::className() const {
@@ -190,12 +201,12 @@ const Dimensions& HostArray::dims() const {
 
 std::size_t HostArray::dim(std::size_t d) const { return d < dims().size() ? dims()[d] : 1; }
 
-std::size_t HostArray::numel() const { return data_ != nullptr ? data_->numel : smallCount_; }
+std::size_t HostArray::storedCount() const { return data_->numel; }
 
 bool HostArray::isVector() const { return dims().size() == 2 && numel() > 0 && (dim(0) == 1 || dim(1) == 1); }
 
-bool HostArray::isComplex() const {
-  return data_ != nullptr && holdsBytes(class_) && std::get<NumericContent>(data_->content).isComplex;
+bool HostArray::hasImaginaryParts() const {
+  return holdsBytes(class_) && std::get<NumericContent>(data_->content).isComplex;
 }
 
 bool HostArray::isText() const { return isChar() && dims().size() == 2 && dim(0) <= 1; }
@@ -216,9 +227,14 @@ HostArray::Data& HostArray::unshared() {
     auto data = std::make_shared<Data>();
     data->dims = dims();
     data->numel = smallCount_;
-    auto& bytes = std::get<NumericContent>(data->content).real;
-    bytes.assign(small_.begin(),
-                 small_.begin() + static_cast<std::ptrdiff_t>(smallCount_ * elementSize(class_)));
+    if (isObject()) {
+      data->content = ObjectContent{&object_->hostClass(), {object_}};
+      object_.reset();
+    } else {
+      auto& bytes = std::get<NumericContent>(data->content).real;
+      bytes.assign(small_.begin(),
+                   small_.begin() + static_cast<std::ptrdiff_t>(smallCount_ * elementSize(class_)));
+    }
     data_ = std::move(data);
   } else if (data_.use_count() > 1) {
     data_ = std::make_shared<Data>(*data_);
@@ -227,7 +243,7 @@ HostArray::Data& HostArray::unshared() {
 }
 
 const void* HostArray::realData() const {
-  if (data_ == nullptr) return small_.data();
+  if (data_ == nullptr && holdsBytes(class_)) return small_.data();
   return contentOf<NumericContent>(*this, data_.get(), "numeric").real.data();
 }
 
@@ -237,7 +253,7 @@ const void* HostArray::imagData() const {
 }
 
 void* HostArray::mutableRealData() {
-  if (data_ == nullptr) return small_.data();
+  if (data_ == nullptr && holdsBytes(class_)) return small_.data();
   return contentOf<NumericContent>(*this, &unshared(), "numeric").real.data();
 }
 
@@ -312,21 +328,27 @@ bool HostArray::hasField(std::string_view field) const {
   return isStruct() && positionOf(fieldNames(), field) < fieldNames().size();
 }
 
-const HostArray& HostArray::fieldAt(std::string_view field, std::size_t i) const {
-  const auto& content = contentOf<StructContent>(*this, data_.get(), "structure");
+const HostArray* HostArray::findField(std::string_view field, std::size_t i) const {
+  if (!isStruct()) return nullptr;
+  const auto& content = std::get<StructContent>(data_->content);
   const std::size_t row = positionOf(content.names, field);
-  if (row == content.names.size()) {
+  if (row == content.names.size()) return nullptr;
+  assert(i < numel());
+  return &content.values[row][i];
+}
+
+const HostArray& HostArray::fieldAt(std::string_view field, std::size_t i) const {
+  if (!isStruct()) raiseWrongClass(*this, "structure");
+  const HostArray* value = findField(field, i);
+  if (value == nullptr) {
     raiseError("Tessel:nonExistentField", "Reference to non-existent field '" + std::string(field) + "'.");
   }
-  assert(i < numel());
-  return content.values[row][i];
+  return *value;
 }
 
 HostArray& HostArray::mutableFieldAt(std::string_view field, std::size_t i) {
-  ArrayAccess::addField(*this, field);
-  auto& content = std::get<StructContent>(data_->content);
   assert(i < numel());
-  return content.values[positionOf(content.names, field)][i];
+  return ArrayAccess::addField(*this, field)[i];
 }
 
 void HostArray::removeField(std::string_view field) {
@@ -340,18 +362,23 @@ void HostArray::removeField(std::string_view field) {
 }
 
 const std::shared_ptr<HostObject>& HostArray::objectAt(std::size_t i) const {
+  if (object_ != nullptr) {
+    assert(i == 0);
+    return object_;
+  }
   const auto& content = contentOf<ObjectContent>(*this, data_.get(), "object");
   assert(i < content.elements.size());
   return content.elements[i];
 }
 
 HostObject& HostArray::mutableObject() {
-  const auto& content = contentOf<ObjectContent>(*this, data_.get(), "object");
-  if (content.elements.size() != 1) raiseError("Tessel:mustBeScalar", "The value must be one object.");
-  if (!content.hostClass->isValueClass()) return *content.elements[0];
-  auto& object = std::get<ObjectContent>(unshared().content).elements[0];
-  if (object.use_count() > 1) object = object->clone();
-  return *object;
+  if (object_ == nullptr) {
+    const auto& content = contentOf<ObjectContent>(*this, data_.get(), "object");
+    if (content.elements.size() != 1) raiseError("Tessel:mustBeScalar", "The value must be one object.");
+    *this = object(content.elements[0]);
+  }
+  if (object_->hostClass().isValueClass() && object_.use_count() > 1) object_ = object_->clone();
+  return *object_;
 }
 
 const std::shared_ptr<const FunctionValue>& HostArray::functionValue() const {
@@ -368,7 +395,7 @@ HostArray ArrayAccess::filled(const HostArray& like, Dimensions dims) {
       const std::size_t count = elementCount(dims);
       requireMemory(count, sizeof(std::shared_ptr<HostObject>));
       HostArray a = HostArray::objects(std::vector<std::shared_ptr<HostObject>>(count), std::move(dims));
-      std::get<ObjectContent>(a.data_->content).hostClass = objects(like).hostClass;
+      std::get<ObjectContent>(a.data_->content).hostClass = hostClass(like);
       return a;
     }
     default: break;
@@ -402,15 +429,30 @@ std::shared_ptr<HostObject>* ArrayAccess::mutableObjects(HostArray& array) {
   return std::get<ObjectContent>(array.unshared().content).elements.data();
 }
 
-const ObjectContent& ArrayAccess::objects(const HostArray& array) {
-  return std::get<ObjectContent>(array.data_->content);
+const std::shared_ptr<HostObject>* ArrayAccess::objects(const HostArray& array) {
+  if (array.object_ != nullptr) return &array.object_;
+  return std::get<ObjectContent>(array.data_->content).elements.data();
 }
 
-void ArrayAccess::addField(HostArray& structure, std::string_view name) {
+const HostClass* ArrayAccess::hostClass(const HostArray& objects) {
+  if (objects.object_ != nullptr) return &objects.object_->hostClass();
+  return std::get<ObjectContent>(objects.data_->content).hostClass;
+}
+
+StructContent& ArrayAccess::fields(HostArray& structure) {
+  return std::get<StructContent>(structure.unshared().content);
+}
+
+bool ArrayAccess::isShared(const HostArray& array) { return array.data_.use_count() > 1; }
+
+std::vector<HostArray>& ArrayAccess::addField(HostArray& structure, std::string_view name) {
   auto& content = contentOf<StructContent>(structure, &structure.unshared(), "structure");
-  if (positionOf(content.names, name) < content.names.size()) return;
-  content.values.emplace_back(structure.numel());
-  content.names.emplace_back(name);
+  const std::size_t row = positionOf(content.names, name);
+  if (row == content.names.size()) {
+    content.values.emplace_back(structure.numel());
+    content.names.emplace_back(name);
+  }
+  return content.values[row];
 }
 
 void ArrayAccess::orderFields(HostArray& structure, const std::vector<std::string>& names) {

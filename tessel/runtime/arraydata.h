@@ -54,9 +54,16 @@ struct ArrayAccess {
   static void extend(HostArray& array, Dimensions dims);
   /// Objects for writing, null ones allowed.
   static std::shared_ptr<HostObject>* mutableObjects(HostArray& array);
-  static const ObjectContent& objects(const HostArray& array);
-  /// Adds a field of empty arrays where a structure array, which may be empty, lacks it.
-  static void addField(HostArray& structure, std::string_view name);
+  static const std::shared_ptr<HostObject>* objects(const HostArray& array);
+  /// The class of an object array; null when never known.
+  static const HostClass* hostClass(const HostArray& objects);
+  /// The fields of a structure array for writing.
+  static StructContent& fields(HostArray& structure);
+  /// Whether another array has the same storage, so that writing would have to copy it.
+  static bool isShared(const HostArray& array);
+  /// The values of a field, one an element. Adds the field, with empty arrays, where the structure array, which
+  /// may be empty, lacks it.
+  static std::vector<HostArray>& addField(HostArray& structure, std::string_view name);
   /// Puts the fields in the order of `names`, which must be the same set.
   static void orderFields(HostArray& structure, const std::vector<std::string>& names);
 };
@@ -72,9 +79,7 @@ void forEachBuffer(HostArray& to, const HostArray& from, Kernel&& kernel) {
     case ArrayClass::Struct:
       for (const std::string& name : to.fieldNames()) kernel(&to.mutableFieldAt(name), &from.fieldAt(name));
       break;
-    case ArrayClass::Object:
-      kernel(ArrayAccess::mutableObjects(to), ArrayAccess::objects(from).elements.data());
-      break;
+    case ArrayClass::Object: kernel(ArrayAccess::mutableObjects(to), ArrayAccess::objects(from)); break;
     default:
       visitElementType(to.arrayClass(), [&](auto zero) {
         using T = decltype(zero);

@@ -29,6 +29,8 @@ using Kind = IndexLevel::Kind;
 
 // Index structures
 
+const std::vector<std::string> kStructureFields{"type", "subs"};
+
 IndexLevel readLevel(const HostArray& type, const HostArray& subs) {
   const char first = type.isText() && !type.isEmpty() ? *type.real<char>() : '\0';
   if (first == '.' && subs.isText()) return {Kind::Field, {}, subs.toText()};
@@ -38,16 +40,36 @@ IndexLevel readLevel(const HostArray& type, const HostArray& subs) {
   return level;
 }
 
-HostArray subsOf(const IndexLevel& level) {
-  if (level.kind == Kind::Field) return HostArray::text(level.field);
-  HostArray subs = HostArray::cell({1, level.subscripts.size()});
-  for (std::size_t i = 0; i < level.subscripts.size(); ++i) subs.mutableCellAt(i) = level.subscripts[i];
-  return subs;
+/// Makes `subs` the subscripts or the name of a level; a cell of their number is filled anew.
+void setSubs(HostArray& subs, const IndexLevel& level) {
+  if (level.kind == Kind::Field) {
+    subs = HostArray::text(level.field);
+    return;
+  }
+  const std::size_t count = level.subscripts.size();
+  const bool fits = subs.isCell() && subs.dim(0) == 1 && subs.dim(1) == count && subs.dims().size() == 2;
+  if (!fits) subs = HostArray::cell({1, count});
+  for (std::size_t i = 0; i < count; ++i) subs.mutableCellAt(i) = level.subscripts[i];
 }
 
 const HostArray& typeOf(const IndexLevel& level) {
   static const HostArray types[] = {HostArray::text("()"), HostArray::text("{}"), HostArray::text(".")};
   return types[static_cast<std::size_t>(level.kind)];
+}
+
+/// An index structure of one level that no call uses at the moment, or another array. Loops index objects again
+/// and again; building the structure would cost more than what most of them do with it.
+HostArray spareStructure;
+
+/// Keeps the index structure, `inputs[1]`, that a method has been called with for the next call, without the
+/// subscripts; unless the method holds it or has made it another one.
+void keepSpare(Arrays& inputs) {
+  if (inputs.size() < 2 || !inputs[1].isStruct() || ArrayAccess::isShared(inputs[1])) return;
+  if (inputs[1].numel() != 1 || inputs[1].fieldNames() != kStructureFields) return;
+  HostArray& subs = ArrayAccess::fields(inputs[1]).values[1][0];
+  if (!subs.isCell() || ArrayAccess::isShared(subs)) return;
+  for (std::size_t i = 0; i < subs.numel(); ++i) subs.mutableCellAt(i) = HostArray();
+  spareStructure.swap(inputs[1]);
 }
 
 /// The class's own way of indexing, or null.
@@ -95,7 +117,7 @@ Arrays propertyValues(const HostArray& objects, const std::string& property) {
 Arrays follow(Arrays results, IndexLevels rest, int outputCount) {
   if (rest.empty()) return results;
   if (results.size() != 1) raiseNotOneValue();
-  return reference(results[0], rest, outputCount);
+  return reference(std::move(results[0]), rest, outputCount);
 }
 
 /// A property, or a method with the arguments of the parentheses that follow.
@@ -160,11 +182,12 @@ HostArray newContent(IndexLevels rest, const HostArray& rhs) {
 }
 
 void assignByMethod(const MethodInfo& method, HostArray& target, IndexLevels path, const HostArray& rhs) {
-  Arrays inputs{HostArray(), makeIndexStructure(path), rhs};
+  Arrays inputs = arraysOf(HostArray(), makeIndexStructure(path), rhs);
   inputs[0] = std::move(target);
   try {
     Arrays outputs = invoke(method.function, inputs, 1);
     target = std::move(outputs.empty() ? inputs[0] : outputs[0]);
+    keepSpare(inputs);
   } catch (...) {
     target = std::move(inputs[0]);
     throw;
@@ -286,19 +309,23 @@ IndexPath readIndexStructure(const HostArray& structure) {
 }
 
 HostArray makeIndexStructure(IndexLevels path) {
-  HostArray structure = HostArray::structure({1, path.size()}, {"type", "subs"});
+  HostArray structure = path.size() == 1 ? std::exchange(spareStructure, HostArray()) : HostArray();
+  if (!structure.isStruct()) structure = HostArray::structure({1, path.size()}, kStructureFields);
+  auto& columns = ArrayAccess::fields(structure).values;
   for (std::size_t i = 0; i < path.size(); ++i) {
-    structure.mutableFieldAt("type", i) = typeOf(path[i]);
-    structure.mutableFieldAt("subs", i) = subsOf(path[i]);
+    columns[0][i] = typeOf(path[i]);
+    setSubs(columns[1][i], path[i]);
   }
   return structure;
 }
 
-Arrays reference(const HostArray& value, IndexLevels path, int outputCount) {
+Arrays reference(HostArray value, IndexLevels path, int outputCount) {
   const MethodInfo* method = path.empty() ? nullptr : indexMethod(value, "subsref");
   if (method == nullptr) return builtinReference(value, path, outputCount);
-  Arrays inputs{value, makeIndexStructure(path)};
-  return invoke(method->function, inputs, outputCount);
+  Arrays inputs = arraysOf(std::move(value), makeIndexStructure(path));
+  Arrays results = invoke(method->function, inputs, outputCount);
+  keepSpare(inputs);
+  return results;
 }
 
 Arrays builtinReference(const HostArray& value, IndexLevels path, int outputCount) {

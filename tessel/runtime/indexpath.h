@@ -37,7 +37,7 @@ HostArray makeIndexStructure(IndexLevels path);
 /// Raises what `subsref` raises, "Tessel:nonExistentField", "Tessel:noSuchProperty",
 /// "Tessel:cellRefFromNonCell", "Tessel:structRefFromNonStruct", and "Tessel:notOneValue" where several values
 /// are indexed further.
-Arrays reference(const HostArray& value, IndexLevels path, int outputCount = 1);
+Arrays reference(HostArray value, IndexLevels path, int outputCount = 1);
 /// As `reference`, but passes over the method "subsref" of `value` itself.
 Arrays builtinReference(const HostArray& value, IndexLevels path, int outputCount = 1);
 

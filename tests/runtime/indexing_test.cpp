@@ -291,6 +291,82 @@ TEST(IndexPath, ClassesTakeOverTheirOwnIndexing) {
   EXPECT_EQ(numberAt(s, {field("list"), field("Value")}), 40);
 }
 
+/// A class whose method "subsref" notes what it is asked, keeps the index structure if told to, and spoils it.
+struct Keeper {
+  static inline bool keeps = false;
+  static inline void (*spoil)(HostArray& structure) = nullptr;
+  static inline Arrays kept;
+  static inline std::string asked;
+
+  /// Such as "() 1-by-2 7 7"; of levels behind the first, the types alone.
+  static std::string textOf(const HostArray& structure) {
+    const HostArray& subs = structure.fieldAt("subs");
+    std::string text = structure.fieldAt("type").toText() + " " + std::to_string(subs.dim(0)) + "-by-" +
+                       std::to_string(subs.dim(1));
+    for (std::size_t i = 0; i < subs.numel(); ++i) text += " " + std::to_string(subs.cellAt(i).scalarValue());
+    for (std::size_t i = 1; i < structure.numel(); ++i) text += " " + structure.fieldAt("type", i).toText();
+    return text + " " + std::to_string(structure.fieldNames().size());
+  }
+
+  static HostClass& hostClass() {
+    if (HostClass* existing = findClass("test.Keeper")) return *existing;
+    HostClass& c = getPackage("test").createClass("Keeper");
+    c.setFactory([&c](Arrays&) { return std::make_shared<Box>(c, 0); });
+    c.addMethod({{"subsref",
+                  [](Arrays& in, int) -> Arrays {
+                    asked = textOf(in[1]);
+                    if (keeps) kept.push_back(in[1]);
+                    if (spoil) spoil(in[1]);
+                    return {num(0)};
+                  },
+                  2, 2, 1, ""}});
+    return c;
+  }
+};
+
+TEST(IndexPath, AMethodMayKeepOrChangeItsIndexStructure) {
+  static HostArray keptSubs;
+  constexpr void (*spoils[])(HostArray&) = {
+      [](HostArray&) {},
+      [](HostArray& s) { s.mutableFieldAt("type") = HostArray::text("{}"); },
+      [](HostArray& s) { s.mutableFieldAt("more") = num(1); },
+      [](HostArray& s) { s.removeField("type"); },
+      [](HostArray& s) { s.mutableFieldAt("subs") = num(1); },
+      [](HostArray& s) {
+        s.mutableFieldAt("subs").reshape({s.fieldAt("subs").numel(), 1});
+      },
+      [](HostArray& s) { keptSubs = s.fieldAt("subs"); },
+      [](HostArray& s) {
+        s = HostArray::structure({1, 2}, {"subs", "type"});
+      },
+      [](HostArray& s) { s = HostArray(); },
+  };
+  const HostArray object = Keeper::hostClass().create({});
+  std::vector<std::string> wanted;
+  for (int k = 0; k < 90; ++k) {
+    Keeper::spoil = spoils[k % 9];
+    Keeper::keeps = k % 7 == 0;
+    const IndexLevel level = paren(Arrays(static_cast<std::size_t>(k % 3), num(k)));
+    const IndexPath path = k % 5 == 4 ? IndexPath{level, field("name")} : IndexPath{level};
+    std::string text = "() 1-by-" + std::to_string(k % 3);
+    for (const HostArray& subscript : level.subscripts) text += " " + std::to_string(subscript.scalarValue());
+    text += path.size() > 1 ? " . 2" : " 2";
+    reference(object, path);
+    EXPECT_EQ(Keeper::asked, text) << "call " << k;
+    if (Keeper::keeps) wanted.push_back(text);
+    if (k % 9 == 6) {
+      EXPECT_EQ(keptSubs.numel(), level.subscripts.size());
+    }
+    for (std::size_t i = 0; k % 9 == 7 && i < keptSubs.numel(); ++i) {
+      EXPECT_EQ(keptSubs.cellAt(i).scalarValue(), k - 1);
+    }
+  }
+  ASSERT_EQ(Keeper::kept.size(), wanted.size());
+  for (std::size_t i = 0; i < wanted.size(); ++i) EXPECT_EQ(Keeper::textOf(Keeper::kept[i]), wanted[i]);
+  Keeper::kept.clear();
+  keptSubs = HostArray();
+}
+
 TEST(IndexPath, FunctionsByName) {
   HostArray structure = makeIndexStructure(IndexPath{paren({row({1, 3}), colon()})});
   const HostArray a = matrix({3, 2}, {1, 2, 3, 4, 5, 6});

@@ -68,7 +68,12 @@ class TESSEL_API HostArray {
   HostArray() = default;
   HostArray(const HostArray&) = default;
   /// Leaves a 0-by-0 double array behind.
-  HostArray(HostArray&& other) noexcept { swap(other); }
+  HostArray(HostArray&& other) noexcept
+      : class_(std::exchange(other.class_, ArrayClass::Double)),
+        smallCount_(std::exchange(other.smallCount_, std::uint8_t{0})),
+        small_(other.small_),
+        object_(std::move(other.object_)),
+        data_(std::move(other.data_)) {}
   HostArray& operator=(const HostArray&) = default;
   HostArray& operator=(HostArray&& other) noexcept {
     HostArray(std::move(other)).swap(*this);
@@ -79,6 +84,7 @@ class TESSEL_API HostArray {
     std::swap(class_, other.class_);
     std::swap(smallCount_, other.smallCount_);
     std::swap(small_, other.small_);
+    object_.swap(other.object_);
     data_.swap(other.data_);
   }
 
@@ -116,12 +122,12 @@ class TESSEL_API HostArray {
   const Dimensions& dims() const;
   /// The size in dimension `d`, which counts from 0; 1 beyond the last.
   std::size_t dim(std::size_t d) const;
-  std::size_t numel() const;
+  std::size_t numel() const { return data_ == nullptr ? smallCount_ : storedCount(); }
   bool isEmpty() const { return numel() == 0; }
   bool isScalar() const { return numel() == 1; }
   /// Two-dimensional with one row or one column (a scalar is a vector too; an empty array is not).
   bool isVector() const;
-  bool isComplex() const;
+  bool isComplex() const { return data_ != nullptr && hasImaginaryParts(); }
   /// Double, single or one of the eight integer classes.
   bool isNumeric() const { return class_ <= ArrayClass::Uint64; }
   bool isInteger() const { return class_ >= ArrayClass::Int8 && class_ <= ArrayClass::Uint64; }
@@ -181,6 +187,8 @@ class TESSEL_API HostArray {
   /// Structure fields, in order of creation.
   const std::vector<std::string>& fieldNames() const;
   bool hasField(std::string_view field) const;
+  /// The value of a field, or null where there is none: also for arrays that are no structures.
+  const HostArray* findField(std::string_view field, std::size_t i = 0) const;
   const HostArray& fieldAt(std::string_view field, std::size_t i = 0) const;
   /// Creates the field where it does not exist.
   HostArray& mutableFieldAt(std::string_view field, std::size_t i = 0);
@@ -195,18 +203,31 @@ class TESSEL_API HostArray {
  private:
   friend struct ArrayAccess;
   struct Data;
+  std::size_t storedCount() const;
+  bool hasImaginaryParts() const;
   /// The storage for writing: on the heap and shared with nobody.
   Data& unshared();
 
   ArrayClass class_ = ArrayClass::Double;
-  // Without `data_`, the array is 0-by-0 (count 0), or a real numeric, logical or char scalar held in `small_`
-  // (count 1), so that scalars need no allocation.
+  // Without `data_`, the array is 0-by-0 (count 0), or a scalar (count 1): a real number, truth value or
+  // character in `small_`, or one object in `object_`. So scalars need no allocation of their own.
   std::uint8_t smallCount_ = 0;
   alignas(8) std::array<std::byte, 8> small_{};
+  std::shared_ptr<HostObject> object_;
   std::shared_ptr<Data> data_;
 };
 
 using Arrays = std::vector<HostArray>;
+
+/// The list of these arrays. Arguments that can be moved are moved into it, which an initializer list cannot
+/// do.
+template <class... Elements>
+Arrays arraysOf(Elements&&... elements) {
+  Arrays list;
+  list.reserve(sizeof...(elements));
+  (list.push_back(std::forward<Elements>(elements)), ...);
+  return list;
+}
 
 template <class T>
 constexpr ArrayClass arrayClassOf() {
