@@ -1,0 +1,228 @@
+/// How values get into an array: the host's, a program's, stored words, and one element's into another.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "qfcore/fi/blocks.h"
+
+namespace embedded {
+
+using tessel::HostArray;
+
+number fi::zeroValue() const {
+  const NumericType& type = getNumericType();
+  number zero(type.isSlopeBias() ? -type.bias() : 0.0, realPart_.getprecision(), false);
+  // Not moved to the grid, so that it reads as real-world zero.
+  if (type.isSlopeBias()) zero /= number(type.slopeAdjustmentFactor(), realPart_.getprecision(), false);
+  return zero;
+}
+
+void fi::fillWithZeroValue(number& part, unsigned first) {
+  if (first >= part.numel()) return;
+  if (!isSlopeBias()) {
+    if (double* plain = part.doubles()) std::fill(plain + first, plain + part.numel(), 0.0);
+    return;
+  }
+  const number zero = zeroValue();
+  for (unsigned i = first; i < part.numel(); ++i) part[i] = zero;
+}
+
+namespace {
+
+/// Largest magnitude up to which every integer is a double.
+constexpr double kLargestExactInteger = 9007199254740992.0;
+
+template <class Element>
+bool anyBeyondDoubles(const Element* re, const Element* im, unsigned count) {
+  if constexpr (!std::is_integral_v<Element> || sizeof(Element) < 8) return false;
+  const auto beyond = [](Element value) {
+    return !(std::abs(static_cast<double>(value)) <= kLargestExactInteger);
+  };
+  return std::any_of(re, re + count, beyond) || (im && std::any_of(im, im + count, beyond));
+}
+
+QFCORE_VECTORISED bool areFinite(const double* values, std::size_t count) {
+  std::uint64_t others = 0;
+  for (std::size_t i = 0; i < count; ++i)
+    others += !(std::abs(values[i]) <= std::numeric_limits<double>::max());
+  return others == 0;
+}
+
+QFCORE_VECTORISED void multiply(const double* from, double factor, double* to, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) to[i] = from[i] * factor;
+}
+
+QFCORE_VECTORISED void removeScaling(const double* from, double factor, double bias, double* to,
+                                     std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) to[i] = (from[i] - bias) / factor;
+}
+
+/// Turns real-world values or stored integers, checked for the data type, into held values.
+class ToHeld {
+ public:
+  explicit ToHeld(const NumericType& type, bool isStored = false)
+      : dataType_(type.dataType()),
+        isStored_(isStored),
+        isSlopeBias_(!isStored && type.isSlopeBias()),
+        exponent_(type.fixedExponent()),
+        factor_(type.slopeAdjustmentFactor()),
+        bias_(type.bias()) {}
+  void operator()(const double* from, double* to, std::size_t count) const {
+    if (!areFinite(from, count))
+      std::for_each_n(from, count, [this](double value) { NumericType::checkNaNInf(dataType_, value); });
+    if (isStored_ && isNormalPow2(exponent_)) {
+      multiply(from, normalPow2(exponent_), to, count);
+    } else if (isStored_) {
+      std::transform(from, from + count, to, [this](double value) { return std::ldexp(value, exponent_); });
+    } else if (isSlopeBias_) {
+      removeScaling(from, factor_, bias_, to, count);
+    } else {
+      std::copy_n(from, count, to);
+    }
+  }
+  void inPlace(number& value) const {
+    if (isStored_) value.pow2(exponent_);
+    if (!isSlopeBias_) return;
+    value -= number(bias_, value.getprecision(), false);
+    value /= number(factor_, value.getprecision(), false);
+  }
+
+ private:
+  EmbeddedTypeSystem::DataTypeEnum dataType_;
+  bool isStored_, isSlopeBias_;
+  int exponent_;
+  double factor_, bias_;
+};
+
+}  // namespace
+
+void fi::storeRealWorld(number& part, const double* values) {
+  const ToHeld toHeld(getNumericType());
+  const unsigned count = part.numel();
+  if (double* plain = part.doubles()) return toHeld(values, plain, count);
+  for (unsigned i = 0; i < count; ++i) {
+    NumericType::checkNaNInf(getNumericType().dataType(), values[i]);
+    part[i] = values[i];
+    toHeld.inPlace(part[i]);
+  }
+}
+
+void fi::fillWithRealWorld(number& part, double value) {
+  if (part.numel() == 0) return;
+  const ToHeld toHeld(getNumericType());
+  NumericType::checkNaNInf(getNumericType().dataType(), value);
+  number held(value, part.getprecision(), false);
+  toHeld.inPlace(held);
+  for (unsigned i = 0; i < part.numel(); ++i) part[i] = held;
+}
+
+void fi::storeWords(number& part, const unsigned* words, unsigned wordsEach) {
+  const NumericType& type = getNumericType();
+  const int wordsNeeded = (type.wordLength() + 31) / 32;
+  boost::container::small_vector<unsigned, 8> pattern(static_cast<std::size_t>(wordsNeeded));
+  const unsigned topBits = static_cast<unsigned>(type.wordLength()) % 32;
+  for (unsigned i = 0; i < part.numel(); ++i, words += wordsEach) {
+    std::copy(words, words + wordsNeeded, pattern.begin());
+    if (topBits != 0) pattern.back() &= (1U << topBits) - 1U;
+    part[i].setvalue(pattern.data(), wordsNeeded, type.isSigned(), type.wordLength(),
+                     type.slopeAdjustmentFactor(), type.fixedExponent(), type.bias());
+  }
+}
+
+void fi::storeHostValues(const HostArray& values, ValueMeaning meaning) {
+  NumericType::errorIfComplexLogical(getNumericType().dataType(), values.isComplex());
+  tessel::visitElementType(values.arrayClass(), [&](auto element) {
+    using Element = decltype(element);
+    assignValues(values.real<Element>(), values.imag<Element>(), meaning);
+  });
+}
+
+template <class Element>
+void fi::assignValues(const Element* re, const Element* im, ValueMeaning meaning) {
+  // An integer that no double holds is quantized as it is: a double on the way would be a rounding too many.
+  const bool exactly = assignmentQuantizer_.isDoubleBacked() && anyBeyondDoubles(re, im, numel_);
+  const auto assignPart = [&](number& part, const Element* values) {
+    if (part.doubles() && !exactly) {
+      assignDoubles(part, values, meaning);
+    } else {
+      assignNumbers(part, values, meaning);
+    }
+  };
+  assignPart(realPart_, re);
+  if (im) assignPart(imagPart_, im);
+}
+
+template <class Element>
+void fi::assignDoubles(number& part, const Element* values, ValueMeaning meaning) {
+  const ToHeld toHeld(getNumericType(), meaning == ValueMeaning::StoredInteger);
+  const bool byBlocks = !sElementPathOnly && assignmentQuantizerInUse_->isDoubleBacked();
+  double* held = part.doubles();
+  Block block;
+  for (std::size_t first = 0; first < part.numel(); first += kBlock) {
+    const std::size_t size = std::min<std::size_t>(kBlock, part.numel() - first);
+    if constexpr (std::is_same_v<Element, double>) {
+      toHeld(values + first, held + first, size);
+    } else {
+      std::copy_n(values + first, size, block.data());
+      toHeld(block.data(), held + first, size);
+    }
+    if (byBlocks) assignmentQuantizerInUse_->quantize(held + first, size);
+  }
+  for (unsigned i = 0; !byBlocks && i < part.numel(); ++i) assignmentQuantizerInUse_->quantize(part[i]);
+}
+
+template <class Element>
+void fi::assignNumbers(number& part, const Element* values, ValueMeaning meaning) {
+  const ToHeld toHeld(getNumericType(), meaning == ValueMeaning::StoredInteger);
+  number exact(0.0, std::max(part.getprecision(), 65U), true);
+  for (unsigned i = 0; i < part.numel(); ++i) {
+    if constexpr (std::is_integral_v<Element> && sizeof(Element) == 8) {
+      const auto pattern = static_cast<std::uint64_t>(values[i]);
+      const unsigned words[] = {static_cast<unsigned>(pattern), static_cast<unsigned>(pattern >> 32)};
+      exact.setvalue(words, 2, std::is_signed_v<Element>, 64, 1.0, 0, 0.0);
+    } else {
+      NumericType::checkNaNInf(getNumericType().dataType(), static_cast<double>(values[i]));
+      exact = static_cast<double>(values[i]);
+    }
+    toHeld.inPlace(exact);
+    assignmentQuantizerInUse_->quantize(exact, part[i]);
+  }
+}
+
+template void fi::assignValues(const double*, const double*, ValueMeaning);
+
+void fi::quantizeAll() {
+  if (sElementPathOnly) {
+    for (unsigned i = 0; i < numel_; ++i) {
+      assignmentQuantizerInUse_->quantize(realPart_[i]);
+      if (!isReal_) assignmentQuantizerInUse_->quantize(imagPart_[i]);
+    }
+    return;
+  }
+  assignmentQuantizerInUse_->quantizeAll(realPart_);
+  if (!isReal_) assignmentQuantizerInUse_->quantizeAll(imagPart_);
+}
+
+void fi::assignElement(const fi& source) {
+  assignPart(realPart_, source.realPart_, source.getNumericType());
+  if (isreal()) return;
+  if (source.iscomplex()) {
+    assignPart(imagPart_, source.imagPart_, source.getNumericType());
+  } else {
+    imagPart_ = zeroValue();
+  }
+}
+
+void fi::assignPart(number& target, const number& value, const NumericType& from) const {
+  const NumericType& to = getNumericType();
+  if (!from.isSlopeBias() && !to.isSlopeBias()) {
+    assignmentQuantizerInUse_->quantize(value, target);
+    return;
+  }
+  number moved(0.0, std::max(value.getprecision(), target.getprecision()), false);
+  moved.setvalue(value, from.slopeAdjustmentFactor(), from.bias());
+  ToHeld(to).inPlace(moved);
+  assignmentQuantizerInUse_->quantize(moved, target);
+}
+
+}  // namespace embedded
