@@ -220,10 +220,14 @@ void fi::storePart(fi& into, number& to, const ElementVisit& targets, const fi& 
   const unsigned toFirst = into.origin(), fromFirst = rhs.origin();
   double* target = to.doubles();
   const double* source = from.doubles();
-  if (!target || !source || !q.isDoubleBacked() || isSlopeBias() || rhs.isSlopeBias()) {
+  if (isSlopeBias() || rhs.isSlopeBias()) {
     for (unsigned k = 0; k < count; ++k) {
       assignPart(to[toFirst + targets[k]], from[fromFirst + sources[k]], rhs.getNumericType());
     }
+    return;
+  }
+  if (!target || !source || !q.isDoubleBacked()) {
+    for (unsigned k = 0; k < count; ++k) q.quantize(from[fromFirst + sources[k]], to[toFirst + targets[k]]);
     return;
   }
   std::array<double, 1024> block;
