@@ -43,7 +43,6 @@ class WaitingBlocks {
   }
 
   void put(void* start, std::size_t bytes) {
-    madvise(start, bytes, MADV_FREE);
     const std::lock_guard lock(mutex_);
     for (Block& block : blocks_) {
       if (block.start) continue;

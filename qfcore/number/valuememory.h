@@ -9,7 +9,7 @@ namespace embedded {
 ///
 /// Large blocks lie on huge pages where the system has them, and freed ones wait for the next array of their
 /// size: otherwise the arithmetic on a fresh array would be the smaller part of its cost, the larger being the
-/// page faults. At most 256 MiB wait, which the system may take back when it runs short.
+/// page faults. At most 256 MiB wait, and only until an array of another size is made.
 void* allocateValues(std::size_t bytes, bool zeroed);
 /// Frees what `allocateValues` gave for as many bytes; null is nothing.
 void freeValues(void* block, std::size_t bytes) noexcept;
