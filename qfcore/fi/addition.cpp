@@ -37,31 +37,28 @@ void refuseSlopeBias(const fi& a, const fi& b, bool isComplex, const char* name)
 
 // ------------------------------------------------------------------------------------------ blocks of doubles
 
-/// Which quantizations of a sum change nothing and have nothing to record.
-struct Identities {
-  bool castA = false, castB = false, sum = false;
+/// Which addends need no cast: it would change nothing and have nothing to record.
+struct Uncast {
+  bool a, b;
 };
 
-template <class Operation>
-Identities identities(const fi& a, const fi& b, const fi& sumRegister) {
-  const NumericType &ta = a.getNumericType(), &tb = b.getNumericType(), &type = sumRegister.getNumericType();
-  const bool cast = a.getFimath().castBeforeSum();
-  if (sumRegister.getQlogger().isOn()) return {!cast, !cast, false};
-  using resulttypes::contains;
-  return {!cast || contains(type, ta), !cast || contains(type, tb),
-          resulttypes::containsSums(type, ta, tb, Operation::kSubtracts)};
+Uncast uncast(const fi& a, const fi& b, const fi& sumRegister) {
+  if (!a.getFimath().castBeforeSum()) return {true, true};
+  if (sumRegister.getQlogger().isOn()) return {false, false};
+  const NumericType& type = sumRegister.getNumericType();
+  return {resulttypes::contains(type, a.getNumericType()), resulttypes::contains(type, b.getNumericType())};
 }
 
 /// result = quantized(cast(a) ± cast(b)), in blocks that stay in the first-level cache.
 template <class Operation>
-void sumArrays(const BlockOperand& a, const BlockOperand& b, const Identities& identity, const quantizer& q,
+void sumArrays(const BlockOperand& a, const BlockOperand& b, const Uncast& isUncast, const quantizer& q,
                double* result, std::size_t count) {
   Block castA, castB;
   for (std::size_t first = 0; first < count; first += kBlock) {
     const std::size_t size = std::min(kBlock, count - first);
-    const auto prepared = [&](const BlockOperand& addend, bool isIdentity, double* buffer) {
+    const auto prepared = [&](const BlockOperand& addend, bool isReady, double* buffer) {
       const double* source = addend.at(first);
-      if (isIdentity) return source;
+      if (isReady) return source;
       if (addend.isScalar) {
         std::fill_n(buffer, size, *source);
         source = buffer;
@@ -69,11 +66,10 @@ void sumArrays(const BlockOperand& a, const BlockOperand& b, const Identities& i
       q.quantize(source, buffer, size);
       return static_cast<const double*>(buffer);
     };
-    const double* left = prepared(a, identity.castA, castA.data());
-    const double* right = prepared(b, identity.castB, castB.data());
-    combine<Operation>(result + first, left, a.isScalar && identity.castA, right, b.isScalar && identity.castB,
-                       size);
-    if (!identity.sum) q.quantize(result + first, size);
+    const double* left = prepared(a, isUncast.a, castA.data());
+    const double* right = prepared(b, isUncast.b, castB.data());
+    combine<Operation>(result + first, left, a.isScalar && isUncast.a, right, b.isScalar && isUncast.b, size);
+    q.quantize(result + first, size);
   }
 }
 
@@ -136,9 +132,9 @@ fi fi::sumOrDifference(const fi& b) const {
 
 template <class Operation>
 void fi::sumByBlocks(const fi& b, fi& sumRegister, fi& result) const {
-  const Identities identity = identities<Operation>(*this, b, sumRegister);
+  const Uncast isUncast = uncast(*this, b, sumRegister);
   const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right) {
-    sumArrays<Operation>(left, right, identity, sumRegister.assignmentQuantizer_, target.doubles(),
+    sumArrays<Operation>(left, right, isUncast, sumRegister.assignmentQuantizer_, target.doubles(),
                          result.numel_);
   };
   sumPart(result.realPart_, BlockOperand::real(*this), BlockOperand::real(b));
@@ -174,16 +170,16 @@ void fi::sumExactly(const fi& b, fi& result) const {
 
 template <class Operation>
 void fi::sumWide(const fi& b, fi& sumRegister, fi& result) const {
-  const Identities identity = identities<Operation>(*this, b, sumRegister);
+  const Uncast isUncast = uncast(*this, b, sumRegister);
   const quantizer& q = sumRegister.assignmentQuantizer_;
   const unsigned precision = sumRegister.realPart_.getprecision();
   WideScratch left(precision), right(precision);
   const auto sumPart = [&](number& target, const WideOperand& x, const WideOperand& y) {
     for (unsigned k = 0; k < result.numel_; ++k) {
       left.take(x, k);
-      if (!identity.castA) q.quantize(left.asNumber());
+      if (!isUncast.a) q.quantize(left.asNumber());
       right.take(y, k);
-      if (!identity.castB) q.quantize(right.asNumber());
+      if (!isUncast.b) q.quantize(right.asNumber());
       Operation::apply(*left, *left, *right);
       q.quantize(left.asNumber(), target[k]);
     }
@@ -391,6 +387,11 @@ struct Fibers {
   std::size_t first(std::size_t k) const { return k % stride + k / stride * stride * length; }
 };
 
+/// Which quantizations of a running sum change nothing and have nothing to record.
+struct Identities {
+  bool cast, sum;
+};
+
 /// Sums of doubles, each started at 0 and quantized after every term. Neighbouring fibers sum in step.
 class FiberSums {
  public:
@@ -411,7 +412,7 @@ class FiberSums {
 
  private:
   const double* castTerms(const double* values, Block& room, std::size_t count) const {
-    if (identity_.castB) return values;
+    if (identity_.cast) return values;
     q_.quantize(values, room.data(), count);
     return room.data();
   }
@@ -447,13 +448,12 @@ class FiberSums {
 /// Whether the type holds every partial sum of `terms` values of the array's type.
 Identities sumIdentities(const fi& x, std::size_t terms, const quantizer& q) {
   const bool cast = x.getFimath().castBeforeSum();
-  if (q.logger().isOn() || !q.numericType().isFixed() || !x.getNumericType().isFixed())
-    return {false, !cast, false};
+  if (q.logger().isOn() || !q.numericType().isFixed() || !x.getNumericType().isFixed()) return {!cast, false};
   const quantizer& own = x.getAssignmentQuantizer();
   const DoubleFormat &format = own.doubleFormat(), &sums = q.doubleFormat();
   const bool holds = resulttypes::contains(q.numericType(), own.numericType());
   const auto count = static_cast<double>(terms);
-  return {false, !cast || holds, holds && format.min * count >= sums.min && format.max * count <= sums.max};
+  return {!cast || holds, holds && format.min * count >= sums.min && format.max * count <= sums.max};
 }
 
 }  // namespace
