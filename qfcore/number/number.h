@@ -8,33 +8,45 @@
 #include "qfcore/number/mpnumber.h"
 #include "qfcore/number/numberfactory.h"
 #include "qfcore/number/numberrepbody.h"
+#include "qfcore/number/precision.h"
 
 namespace embedded {
 
 /// A value, or a vector of values with a cursor. Scalar operations work on the current element; `a[2] + b[5]`
 /// selects and combines in one expression. Copying makes a scalar; views and whole copies have constructors of
 /// their own. A view shares everything but the index and should not outlive the number that it was made of.
+///
+/// An empty vector has no body until it grows or is viewed: every real array carries one as its imaginary part.
+/// Until then only shape, cursor, precision and representation can be asked of it.
 class QFCORE_API number {
  public:
   number(double value, unsigned precision, bool forceMultiplePrecision)
       : body_(numberfactory::createnumberScalar(value, precision, forceMultiplePrecision)) {}
   /// `count` zeros.
   number(unsigned count, unsigned precision, NumberVector)
-      : body_(numberfactory::createnumberVector(count, precision)) {}
+      : body_(count == 0 ? nullptr : numberfactory::createnumberVector(count, precision)),
+        emptyPrecision_(precision) {}
   /// `count` values without meaning; zeros where they are multiprecision.
   number(unsigned count, unsigned precision, Unset tag)
-      : body_(numberfactory::createnumberVector(count, precision, tag)) {}
+      : body_(count == 0 ? nullptr : numberfactory::createnumberVector(count, precision, tag)),
+        emptyPrecision_(precision) {}
   /// A view.
-  number(const number& source, CopyIndex tag) : body_(numberfactory::createnumber(source.body_, tag)) {}
+  number(const number& source, CopyIndex tag) : body_(numberfactory::createnumber(source.shareable(), tag)) {}
   /// A deep copy.
-  number(const number& source, NumberVector) : body_(numberfactory::createnumberVector(source.body_)) {}
+  number(const number& source, NumberVector)
+      : body_(source.isempty() ? nullptr : numberfactory::createnumberVector(source.body_)),
+        emptyPrecision_(source.getprecision()) {}
   /// A scalar holding the current element of `source` at its precision; empty when `source` is.
   number(const number& source);
-  /// Takes over the body; the source may only be destroyed, assigned by `swap` or moved into then.
-  number(number&& source) noexcept : body_(std::exchange(source.body_, nullptr)) {}
+  /// Takes over the values; the source is empty then.
+  number(number&& source) noexcept
+      : body_(std::exchange(source.body_, nullptr)), emptyPrecision_(source.emptyPrecision_) {}
   virtual ~number() { delete body_; }
-  /// Exchanges the bodies, whole vectors; assignment moves single values.
-  void swap(number& other) noexcept { std::swap(body_, other.body_); }
+  /// Exchanges whole vectors; assignment moves single values.
+  void swap(number& other) noexcept {
+    std::swap(body_, other.body_);
+    std::swap(emptyPrecision_, other.emptyPrecision_);
+  }
   virtual number& stripscaling(double slope, int exponent, double bias) {
     return body_->stripscaling(slope, exponent, bias), *this;
   }
@@ -49,26 +61,33 @@ class QFCORE_API number {
   static void setDefaultForceMultiplePrecision(bool force) { sDefaultForceMultiplePrecision = force; }
 
   // Shape and cursor.
-  unsigned numel() const { return body_->numel(); }
-  unsigned getprecision() const { return body_->precision(); }
-  bool isempty() const { return body_->isempty(); }
-  unsigned getIndex() const { return body_->getIndex(); }
-  void setIndex(unsigned index) const { body_->setIndex(index); }
-  number& operator[](unsigned index) { return body_->setIndex(index), *this; }
-  const number& operator[](unsigned index) const { return body_->setIndex(index), *this; }
-  number& resize(unsigned count) { return body_->resize(count), *this; }
+  unsigned numel() const { return body_ ? body_->numel() : 0; }
+  unsigned getprecision() const { return body_ ? body_->precision() : emptyPrecision_; }
+  bool isempty() const { return numel() == 0; }
+  unsigned getIndex() const { return body_ ? body_->getIndex() : 0; }
+  void setIndex(unsigned index) const {
+    if (body_) body_->setIndex(index);
+  }
+  number& operator[](unsigned index) { return setIndex(index), *this; }
+  const number& operator[](unsigned index) const { return setIndex(index), *this; }
+  /// Keeps the first min(old, new) values; new ones are zero.
+  number& resize(unsigned count);
   /// Keeps values when the precision stays; a new precision makes a new body of zeros.
   number& resize(unsigned count, unsigned precision);
-  int gettype() const { return body_->gettype(); }
+  int gettype() const {
+    if (body_) return body_->gettype();
+    return emptyPrecision_ <= kMaxDoublePrecision ? kDoubleRepresentation : kMultiprecisionRepresentation;
+  }
+  /// Null where there is none.
   numberrepbody* getbody() { return body_; }
   const numberrepbody* getbody() const { return body_; }
 
-  // For array kernels: the body's kind at a glance. Null for the other kind; `doubles` also when empty.
+  // For array kernels: the body's kind at a glance. Null for the other kind, and when empty.
   // Pointers to values hold until a `resize`, and until the first view of this number is made.
-  double* doubles() { return gettype() == kDoubleRepresentation ? asDoubles()->values() : nullptr; }
+  double* doubles() { return hasBody(kDoubleRepresentation) ? asDoubles()->values() : nullptr; }
   const double* doubles() const { return const_cast<number*>(this)->doubles(); }
   mpnumber* multiprecision() {
-    return gettype() == kMultiprecisionRepresentation ? static_cast<mpnumber*>(body_) : nullptr;
+    return hasBody(kMultiprecisionRepresentation) ? static_cast<mpnumber*>(body_) : nullptr;
   }
   const mpnumber* multiprecision() const { return const_cast<number*>(this)->multiprecision(); }
 
@@ -204,10 +223,10 @@ class QFCORE_API number {
 
   // Sorting; see `numberrepbody`.
   void stridesort(bool ascending, unsigned stride, unsigned length) {
-    body_->stridesort(ascending, stride, length);
+    if (body_) body_->stridesort(ascending, stride, length);
   }
   void stridesort2(double* index, bool ascending, unsigned stride, unsigned length) {
-    body_->stridesort2(index, ascending, stride, length);
+    if (body_) body_->stridesort2(index, ascending, stride, length);
   }
 
   // Radix text and stored integers; see `numberops`.
@@ -257,15 +276,21 @@ class QFCORE_API number {
     return body_->fixed2int8(wordLength, fractionLength);
   }
 
-  void disp() const { body_->disp(); }
+  void disp() const {
+    if (body_) body_->disp();
+  }
 
  private:
+  bool hasBody(RepresentationTag kind) const { return body_ && body_->gettype() == kind; }
+  /// The body, made where there is none: views of an empty vector follow when it grows.
+  const numberrepbody* shareable() const;
   doublenumber* asDoubles() const { return static_cast<doublenumber*>(body_); }
 
   static unsigned sDefaultPrecision;
   static bool sDefaultForceMultiplePrecision;
 
-  numberrepbody* body_;
+  mutable numberrepbody* body_;
+  unsigned emptyPrecision_ = kMaxDoublePrecision;  // of a vector without a body
 };
 
 }  // namespace embedded
