@@ -102,7 +102,7 @@ void fi::finishRegister(fi* result, fi& finished, const char* name,
 
 template <class Operation>
 fi fi::sumOrDifference(const fi& b) const {
-  const NumericType type = getNumericTypeForAddOp(b);
+  const NumericType& type = getNumericTypeForAddOp(b);
   errorIfScaledDoubleSlopeBiasMath(*this, b);
   const bool complexResult = iscomplex() || b.iscomplex();
   const bool slopeBias = isSlopeBias() || b.isSlopeBias() || fimath_.isSumSlopeBiasScaled();

@@ -1,6 +1,7 @@
 /// How arrays are made, copied, resized and viewed.
 #include <algorithm>
 #include <limits>
+#include <optional>
 
 #include "qfcore/fi/arithmeticstate.h"
 
@@ -22,12 +23,25 @@ constexpr Message kBadProperty{
     "PropertyEnum out of range.  Valid values are %d through %d, and %d was entered."};
 constexpr Message kTooManyElements{"numforge:fi:outofmemory", "Not enough memory to allocate new fi object."};
 
-NumericType withSign(const NumericType& type) {
-  if (!type.isSignUnspecified()) return type;
-  NumericType result(type);
-  result.setDataTypeProps(type.dataType(), type.scaling(), SignedEnum::Signed, type.wordLength(),
-                          type.slopeAdjustmentFactor(), type.fixedExponent(), type.bias());
-  return result;
+/// A type's sign, made Signed where it is unspecified.
+class Signed {
+ public:
+  explicit Signed(const NumericType& type) : type_(type) {
+    if (!type.isSignUnspecified()) return;
+    signed_.emplace(type);
+    signed_->setDataTypeProps(type.dataType(), type.scaling(), SignedEnum::Signed, type.wordLength(),
+                              type.slopeAdjustmentFactor(), type.fixedExponent(), type.bias());
+  }
+  operator const NumericType&() const { return signed_ ? *signed_ : type_; }
+
+ private:
+  const NumericType& type_;
+  std::optional<NumericType> signed_;
+};
+
+const fi::Shape& scalarShape() {
+  static const fi::Shape shape{1, 1};
+  return shape;
 }
 
 unsigned elementCount(const fi::Shape& dims) {
@@ -54,15 +68,14 @@ NumericType typeForValues(const HostArray* values, NumericType type) {
 
 }  // namespace
 
-fi::fi(Shape dims, const NumericType& type, const fimath& math, bool isComplex, std::string tag,
+fi::fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const std::string& tag,
        OperationTypeEnum operationType, unsigned precision)
     : realPart_(elementCount(dims), std::max(precisionOf(type), precision), Unset{}),
       imagPart_(isComplex ? realPart_.numel() : 0, realPart_.getprecision(), Unset{}),
       isReal_(!isComplex),
-      dims_(std::move(dims)),
+      dims_(dims),
       fimath_(math),
-      assignmentQuantizer_(withSign(type), math.roundMode(), math.overflowMode(), std::move(tag),
-                           operationType) {
+      assignmentQuantizer_(Signed(type), math.roundMode(), math.overflowMode(), tag, operationType) {
   updateNumel();
 }
 
@@ -80,28 +93,28 @@ bool fi::sElementPathOnly = false;
 fi::fi() : fi(Shape{0, 0}, NumericType(), fimath(), false, {}, OperationTypeEnum::Assignment, 0) {}
 
 fi::fi(double value, bool isSigned, int wordLength, int fractionLength, const fimath& math, unsigned precision,
-       std::string tag, OperationTypeEnum operationType)
-    : fi(value, NumericType(isSigned, wordLength, fractionLength), math, precision, std::move(tag),
-         operationType) {}
+       const std::string& tag, OperationTypeEnum operationType)
+    : fi(value, NumericType(isSigned, wordLength, fractionLength), math, precision, tag, operationType) {}
 
-fi::fi(double value, const NumericType& type, const fimath& math, unsigned precision, std::string tag,
+fi::fi(double value, const NumericType& type, const fimath& math, unsigned precision, const std::string& tag,
        OperationTypeEnum operationType)
-    : fi(Shape{1, 1}, type, math, false, std::move(tag), operationType, precision) {
-  assignValues<double>(&value, nullptr, ValueMeaning::RealWorld);
+    : fi(scalarShape(), type, math, false, tag, operationType, precision) {
+  fillWithRealWorld(realPart_, value);
+  quantizeAll();
   recordInTotal();
 }
 
 fi::fi(double value, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
-       std::string tag, OperationTypeEnum operationType)
-    : fi(dims, numDims, type, math, false, std::move(tag), operationType, 0) {
+       const std::string& tag, OperationTypeEnum operationType)
+    : fi(dims, numDims, type, math, false, tag, operationType, 0) {
   fillWithRealWorld(realPart_, value);
   quantizeAll();
   recordInTotal();
 }
 
 fi::fi(double re, double im, const unsigned* dims, unsigned numDims, const NumericType& type,
-       const fimath& math, std::string tag, OperationTypeEnum operationType)
-    : fi(dims, numDims, type, math, true, std::move(tag), operationType, 0) {
+       const fimath& math, const std::string& tag, OperationTypeEnum operationType)
+    : fi(dims, numDims, type, math, true, tag, operationType, 0) {
   NumericType::errorIfComplexLogical(type.dataType(), true);
   fillWithRealWorld(realPart_, re);
   fillWithRealWorld(imagPart_, im);
@@ -110,27 +123,27 @@ fi::fi(double re, double im, const unsigned* dims, unsigned numDims, const Numer
 }
 
 fi::fi(const double* re, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
-       std::string tag, OperationTypeEnum operationType)
-    : fi(re, nullptr, dims, numDims, type, math, std::move(tag), operationType) {}
+       const std::string& tag, OperationTypeEnum operationType)
+    : fi(re, nullptr, dims, numDims, type, math, tag, operationType) {}
 
 fi::fi(const double* re, const double* im, const unsigned* dims, unsigned numDims, const NumericType& type,
-       const fimath& math, std::string tag, OperationTypeEnum operationType)
-    : fi(dims, numDims, type, math, im != nullptr, std::move(tag), operationType, 0) {
+       const fimath& math, const std::string& tag, OperationTypeEnum operationType)
+    : fi(dims, numDims, type, math, im != nullptr, tag, operationType, 0) {
   NumericType::errorIfComplexLogical(type.dataType(), im != nullptr);
   assignValues(re, im, ValueMeaning::RealWorld);
   recordInTotal();
 }
 
 fi::fi(unsigned rows, unsigned cols, const NumericType& type, const fimath& math, bool isComplex,
-       std::string tag, OperationTypeEnum operationType, unsigned precision)
-    : fi(Shape{rows, cols}, type, math, isComplex, std::move(tag), operationType, precision) {
+       const std::string& tag, OperationTypeEnum operationType, unsigned precision)
+    : fi(Shape{rows, cols}, type, math, isComplex, tag, operationType, precision) {
   fillWithZeroValue(realPart_);
   fillWithZeroValue(imagPart_);
 }
 
 fi::fi(const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math, bool isComplex,
-       std::string tag, OperationTypeEnum operationType, unsigned precision)
-    : fi(Shape(dims, dims + numDims), type, math, isComplex, std::move(tag), operationType, precision) {
+       const std::string& tag, OperationTypeEnum operationType, unsigned precision)
+    : fi(Shape(dims, dims + numDims), type, math, isComplex, tag, operationType, precision) {
   fillWithZeroValue(realPart_);
   fillWithZeroValue(imagPart_);
 }
@@ -142,18 +155,17 @@ fi::fi(const unsigned* dims, unsigned numDims, const NumericType& type, const fi
 }
 
 fi::fi(const void* intData, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
-       bool isComplex, std::string tag, OperationTypeEnum operationType, unsigned precision)
-    : fi(dims, numDims, type, math, isComplex, std::move(tag), operationType, precision) {
+       bool isComplex, const std::string& tag, OperationTypeEnum operationType, unsigned precision)
+    : fi(dims, numDims, type, math, isComplex, tag, operationType, precision) {
   const auto* words = static_cast<const unsigned*>(intData);
   const unsigned wordsEach = (static_cast<unsigned>(type.wordLength()) + 31U) / 32U;
   storeWords(realPart_, words, wordsEach);
   if (isComplex) storeWords(imagPart_, words + std::size_t{wordsEach} * numel_, wordsEach);
 }
 
-fi::fi(const HostArray* values, const NumericType& type, const fimath& math, std::string tag,
+fi::fi(const HostArray* values, const NumericType& type, const fimath& math, const std::string& tag,
        OperationTypeEnum operationType)
-    : fi(shapeOf(*values), typeForValues(values, type), math, values->isComplex(), std::move(tag),
-         operationType, 0) {
+    : fi(shapeOf(*values), typeForValues(values, type), math, values->isComplex(), tag, operationType, 0) {
   storeHostValues(*values);
   recordInTotal();
 }
@@ -324,14 +336,15 @@ void fi::copyDimensions(const unsigned* dims, unsigned numDims) {
 }
 
 void fi::updateNumel() {
-  rows_ = maxDim_ = dims_[0];
-  cols_ = 1;
+  unsigned largest = dims_[0], columns = 1;
   for (std::size_t d = 1; d < dims_.size(); ++d) {
-    maxDim_ = std::max(maxDim_, dims_[d]);
-    cols_ *= dims_[d];
+    largest = std::max(largest, dims_[d]);
+    columns *= dims_[d];
   }
+  rows_ = dims_[0];
+  cols_ = columns;
   numel_ = rows_ * cols_;
-  if (numel_ == 0) maxDim_ = 0;
+  maxDim_ = numel_ == 0 ? 0 : largest;
 }
 
 unsigned fi::getDimension(unsigned dimension) const {
@@ -361,7 +374,7 @@ void fi::resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, c
   }
   setIsReal(!isComplex);
   fimath_ = math;
-  updateAssignmentQuantizer(withSign(type));
+  updateAssignmentQuantizer(Signed(type));
   copyDimensions(dims, numDims);
 }
 

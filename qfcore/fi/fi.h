@@ -53,29 +53,32 @@ class QFCORE_API fi {
   /// 0-by-0, signed, word length 16, fraction length 15, the default math settings.
   fi();
   /// 1-by-1.
-  fi(double value, bool isSigned, int wordLength, int fractionLength, const fimath& math = {},
-     unsigned precision = 0, std::string tag = {},
+  fi(double value, bool isSigned, int wordLength, int fractionLength,
+     const fimath& math = fimath::getDefaultFimath(), unsigned precision = 0, const std::string& tag = {},
      OperationTypeEnum operationType = OperationTypeEnum::Assignment);
-  fi(double value, const NumericType& type, const fimath& math = {}, unsigned precision = 0,
-     std::string tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+  fi(double value, const NumericType& type, const fimath& math = fimath::getDefaultFimath(),
+     unsigned precision = 0, const std::string& tag = {},
+     OperationTypeEnum operationType = OperationTypeEnum::Assignment);
   /// Of the given shape, every element equal to `value`, or to `re` + i·`im`.
-  fi(double value, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math = {},
-     std::string tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+  fi(double value, const unsigned* dims, unsigned numDims, const NumericType& type,
+     const fimath& math = fimath::getDefaultFimath(), const std::string& tag = {},
+     OperationTypeEnum operationType = OperationTypeEnum::Assignment);
   fi(double re, double im, const unsigned* dims, unsigned numDims, const NumericType& type,
-     const fimath& math = {}, std::string tag = {},
+     const fimath& math = fimath::getDefaultFimath(), const std::string& tag = {},
      OperationTypeEnum operationType = OperationTypeEnum::Assignment);
   /// From column-major buffers with one value an element.
-  fi(const double* re, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math = {},
-     std::string tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+  fi(const double* re, const unsigned* dims, unsigned numDims, const NumericType& type,
+     const fimath& math = fimath::getDefaultFimath(), const std::string& tag = {},
+     OperationTypeEnum operationType = OperationTypeEnum::Assignment);
   fi(const double* re, const double* im, const unsigned* dims, unsigned numDims, const NumericType& type,
-     const fimath& math = {}, std::string tag = {},
+     const fimath& math = fimath::getDefaultFimath(), const std::string& tag = {},
      OperationTypeEnum operationType = OperationTypeEnum::Assignment);
   /// Zeros: every element represents the real-world value 0.
-  fi(unsigned rows, unsigned cols, const NumericType& type, const fimath& math = {}, bool isComplex = false,
-     std::string tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment,
-     unsigned precision = 0);
-  fi(const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math = {},
-     bool isComplex = false, std::string tag = {},
+  fi(unsigned rows, unsigned cols, const NumericType& type, const fimath& math = fimath::getDefaultFimath(),
+     bool isComplex = false, const std::string& tag = {},
+     OperationTypeEnum operationType = OperationTypeEnum::Assignment, unsigned precision = 0);
+  fi(const unsigned* dims, unsigned numDims, const NumericType& type,
+     const fimath& math = fimath::getDefaultFimath(), bool isComplex = false, const std::string& tag = {},
      OperationTypeEnum operationType = OperationTypeEnum::Assignment, unsigned precision = 0);
   /// Zeros whose assignments go through a copy of `assignment`.
   fi(const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math, bool isComplex,
@@ -83,12 +86,12 @@ class QFCORE_API fi {
   /// From stored integers: ceil(word length / 32) unsigned 32-bit words an element, least significant first;
   /// all real parts, then, for a complex array, all imaginary parts. Bits above the word length are ignored.
   fi(const void* intData, const unsigned* dims, unsigned numDims, const NumericType& type,
-     const fimath& math = {}, bool isComplex = false, std::string tag = {},
+     const fimath& math = fimath::getDefaultFimath(), bool isComplex = false, const std::string& tag = {},
      OperationTypeEnum operationType = OperationTypeEnum::Assignment, unsigned precision = 0);
   /// Shape, complexity and values of a numeric or logical host array. A type of unspecified scaling gets the
   /// best precision for the data. Raises "numforge:fi:constructor:numeric" for other classes.
-  fi(const tessel::HostArray* values, const NumericType& type, const fimath& math = {}, std::string tag = {},
-     OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+  fi(const tessel::HostArray* values, const NumericType& type, const fimath& math = fimath::getDefaultFimath(),
+     const std::string& tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
   /// A deep copy.
   fi(const fi& other);
   fi(fi&& other) noexcept;
@@ -115,7 +118,7 @@ class QFCORE_API fi {
   virtual const qlogger& getQlogger() const { return assignmentQuantizer_.logger(); }
 
   // ----------------------------------------------------------------------------------------------------- parts
-  const NumericType& getNumericType() const { return getAssignmentQuantizer().numericType(); }
+  const NumericType& getNumericType() const { return assignmentQuantizerInUse_->numericType(); }
   const fimath& getFimath() const { return fimath_; }
   /// Brings every value into another type: its real-world value is quantized under the array's math settings.
   /// An unspecified scaling gets the best precision for the values.
@@ -642,7 +645,7 @@ class QFCORE_API fi {
 
  private:
   /// Values without meaning, which the maker sets.
-  fi(Shape dims, const NumericType& type, const fimath& math, bool isComplex, std::string tag,
+  fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const std::string& tag,
      OperationTypeEnum operationType, unsigned precision = 0);
   /// What a host's value means: a real-world value, or a stored integer.
   enum class ValueMeaning { RealWorld, StoredInteger };
@@ -768,6 +771,8 @@ class QFCORE_API fi {
 class QFCORE_API FiReference : public fi {
  public:
   explicit FiReference(fi& target);
+  FiReference(const FiReference&) = delete;
+  FiReference& operator=(const FiReference&) = delete;
   void setIsReal(bool isReal) override;
   const quantizer& getAssignmentQuantizer() const override { return target_->getAssignmentQuantizer(); }
   void coordinateComplexity(bool isComplex, unsigned count) override;

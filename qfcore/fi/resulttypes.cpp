@@ -104,6 +104,28 @@ Growth grown(const NumericType& type, int bits) {
   return {type.wordLength() + bits, type.fractionLength(), integerBits(type) + bits};
 }
 
+bool isBinaryPoint(const NumericType& type) { return type.isFixed() && !type.isSlopeBias(); }
+
+/// The bits on either side of the point, the sign bit among the integer ones.
+struct Bits {
+  bool isSigned;
+  int integer, fraction;
+
+  static Bits of(const NumericType& type) {
+    return {type.isSigned(), integerBits(type), type.fractionLength()};
+  }
+  /// What the sums of two types of the same sign need.
+  static Bits ofSum(const NumericType& a, const NumericType& b) {
+    return {a.isSigned(), std::max(integerBits(a), integerBits(b)) + 1,
+            std::max(a.fractionLength(), b.fractionLength())};
+  }
+  bool contain(const Bits& inner) const {
+    if (fraction < inner.fraction || (inner.isSigned && !isSigned)) return false;
+    const int signBit = isSigned && !inner.isSigned ? 1 : 0;
+    return integer >= inner.integer + signBit;
+  }
+};
+
 }  // namespace
 
 namespace resulttypes {
@@ -113,11 +135,10 @@ DataTypeEnum dataType(const NumericType& a, const NumericType& b) {
 }
 
 NumericType sum(const NumericType& a, const NumericType& b, const fimath& math) {
-  const int integer = std::max(integerBits(a), integerBits(b)) + 1;
-  const int fraction = std::max(a.fractionLength(), b.fractionLength());
+  const Bits bits = Bits::ofSum(a, b);
   const bool slopeBias = a.isSlopeBias() || math.isSumSlopeBiasScaled() || b.isSlopeBias();
   return sumRegisterType(dataType(a, b), a.isSigned() || b.isSigned(), slopeBias, math,
-                         {integer + fraction, fraction, integer});
+                         {bits.integer + bits.fraction, bits.fraction, bits.integer});
 }
 
 NumericType product(const NumericType& a, const NumericType& b, const fimath& math) {
@@ -164,18 +185,13 @@ NumericType squareRoot(const NumericType& a) {
 }
 
 bool contains(const NumericType& outer, const NumericType& inner) {
-  if (!outer.isFixed() || !inner.isFixed() || outer.isSlopeBias() || inner.isSlopeBias()) return false;
-  if (outer.fractionLength() < inner.fractionLength() || (inner.isSigned() && !outer.isSigned())) return false;
-  const int signBit = outer.isSigned() && !inner.isSigned() ? 1 : 0;
-  return integerBits(outer) >= integerBits(inner) + signBit;
+  return isBinaryPoint(outer) && isBinaryPoint(inner) && Bits::of(outer).contain(Bits::of(inner));
 }
 
 bool containsSums(const NumericType& outer, const NumericType& a, const NumericType& b, bool isDifference) {
   // Operands of different signs, and differences of unsigned ones, leave the range that one more bit gives.
   if (a.isSigned() != b.isSigned() || (isDifference && !a.isSigned())) return false;
-  const int integer = std::max(integerBits(a), integerBits(b)) + 1;
-  const int fraction = std::max(a.fractionLength(), b.fractionLength());
-  return a.isFixed() && b.isFixed() && contains(outer, NumericType(a.isSigned(), integer + fraction, fraction));
+  return isBinaryPoint(outer) && a.isFixed() && b.isFixed() && Bits::of(outer).contain(Bits::ofSum(a, b));
 }
 
 }  // namespace resulttypes
@@ -212,7 +228,7 @@ void fi::errorIfSlopeBiasMath(const fi& x) {
 
 void fi::errorIfScaledDoubleSlopeBiasMath(const fi& a, const fi& b) {
   for (const fi* x : {&a, &b}) {
-    if (x->isSlopeBias() && x->getNumericType().isScaledDouble()) fail<kScaledDoubleSlopeBias>();
+    if (x->getNumericType().isScaledDouble() && x->isSlopeBias()) fail<kScaledDoubleSlopeBias>();
   }
 }
 

@@ -108,11 +108,16 @@ void fi::storeRealWorld(number& part, const double* values) {
 }
 
 void fi::fillWithRealWorld(number& part, double value) {
-  if (part.numel() == 0) return;
-  const ToHeld toHeld(getNumericType());
-  NumericType::checkNaNInf(getNumericType().dataType(), value);
+  if (part.isempty()) return;
+  const NumericType& type = getNumericType();
+  NumericType::checkNaNInf(type.dataType(), value);
+  double* plain = part.doubles();
+  if (plain && !type.isSlopeBias()) {
+    std::fill_n(plain, part.numel(), value);
+    return;
+  }
   number held(value, part.getprecision(), false);
-  toHeld.inPlace(held);
+  ToHeld(type).inPlace(held);
   for (unsigned i = 0; i < part.numel(); ++i) part[i] = held;
 }
 

@@ -44,6 +44,8 @@ class QFCORE_API qlogger {
   explicit qlogger(bool alwaysOn = false) : alwaysOn_(alwaysOn) {}
   qlogger(std::string tag, OperationTypeEnum operationType, bool alwaysOn = false)
       : tag_(std::move(tag)), operationType_(operationType), alwaysOn_(alwaysOn) {}
+  qlogger(const std::string& tag, OperationTypeEnum operationType, const EmbeddedTypeSystem::NumericType& type)
+      : tag_(tag), type_(type), operationType_(operationType) {}
   /// A copy, or with `keepRecord` false a logger of the same tag, type, kind and switch that has recorded
   /// nothing.
   qlogger(const qlogger& other, bool keepRecord);

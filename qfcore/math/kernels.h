@@ -15,21 +15,22 @@ namespace embedded {
 
 /// The range of a fixed-point format, in stored integers.
 struct IntegerRange {
-  double max = 0, min = 0;
-  double modulus = 1, inverseModulus = 1;  ///< 2^w and its reciprocal
+  double max, min;
+  double modulus, inverseModulus;  ///< 2^w and its reciprocal
 };
 
 /// The constants of a format that is carried in doubles. Fixed-point formats use all but the last three,
-/// floating-point formats `max`, `min` and the last three.
+/// floating-point formats `max`, `min` and the last three. Without a value until they are derived: a quantizer
+/// carries them along that may never be asked to quantize.
 struct DoubleFormat {
-  GridFactors grid{0};       ///< 2^f and 2^(−f)
-  bool factorsExist = true;  ///< both of them are normal doubles
+  GridFactors grid;   ///< 2^f and 2^(−f)
+  bool factorsExist;  ///< both of them are normal doubles
   IntegerRange stored;
-  int fractionLength = 0;  ///< f
-  double eps = 0, max = 0, min = 0;
-  double range = 0, inverseRange = 0;  ///< the wrap modulus 2^(w−f) and its reciprocal
-  int fractionBits = 0;                ///< of a floating-point format
-  int exponentMin = 0;
+  int fractionLength;  ///< f
+  double eps, max, min;
+  double range, inverseRange;  ///< the wrap modulus 2^(w−f) and its reciprocal
+  int fractionBits;            ///< of a floating-point format
+  int exponentMin;
 };
 
 /// Quantizes `count` contiguous values from `from` to `to`, which may be the same. Adds what it meets to

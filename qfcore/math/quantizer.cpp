@@ -33,7 +33,9 @@ constexpr Message kNotAnInteger{"numforge:quantizer:notinteger", "The lengths of
 constexpr int kMaxWordLength = 65535;
 constexpr int kMaxExponentLength = 31;
 
+/// Raises for a type without scaling.
 QuantizerModeEnum modeOf(const NumericType& type) {
+  if (type.isScalingUnspecified()) fail<kUnspecifiedScaling>();
   const bool isUnsigned = type.signedEnum() == SignedEnum::Unsigned;
   switch (type.dataType()) {
     case DataTypeEnum::Double: return QuantizerModeEnum::doubleMode;
@@ -101,95 +103,94 @@ KernelTable makeKernels() {
 quantizer::quantizer() { settingsChanged(); }
 
 quantizer::quantizer(const NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode,
-                     std::string tag, OperationTypeEnum operationType)
-    : logger_(std::move(tag), operationType) {
-  set(type, roundMode, overflowMode);
-}
+                     const std::string& tag, OperationTypeEnum operationType)
+    : settings_{modeOf(type), roundMode, overflowMode, type.wordLength(), type.fractionLength()},
+      logger_(tag, operationType, type) {}
 
 void quantizer::set(const NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode) {
-  if (type.scaling() == ScalingEnum::Unspecified) fail<kUnspecifiedScaling>();
-  mode_ = modeOf(type);
-  roundMode_ = roundMode;
-  overflowMode_ = overflowMode;
-  wordLength_ = type.wordLength();
-  fractionLength_ = type.fractionLength();
+  settings_ = {modeOf(type),          roundMode,
+               overflowMode,          type.wordLength(),
+               type.fractionLength(), settings_.exponentLength};
   forgetDerived();
   logger_.setNumericType(type);
 }
 
 void quantizer::setMode(QuantizerModeEnum mode) {
-  mode_ = mode;
+  settings_.mode = mode;
   settingsChanged();
 }
 
 void quantizer::setRoundMode(RoundModeEnum roundMode) {
-  roundMode_ = roundMode;
+  settings_.roundMode = roundMode;
   settingsChanged();
 }
 
 void quantizer::setOverflowMode(OverflowModeEnum overflowMode) {
-  overflowMode_ = overflowMode;
+  settings_.overflowMode = overflowMode;
   settingsChanged();
 }
 
 void quantizer::setWordlength(double wordLength) {
   const int checked = checkedWordLength(wordLength);
-  if (mode_ == QuantizerModeEnum::floatMode && checked <= exponentLength_)
+  if (settings_.mode == QuantizerModeEnum::floatMode && checked <= settings_.exponentLength)
     fail<kWordLengthLargerThanExponent>();
-  wordLength_ = checked;
+  settings_.wordLength = checked;
   settingsChanged();
 }
 
 void quantizer::setFractionlength(double fractionLength) {
-  fractionLength_ = asInteger(fractionLength);
+  settings_.fractionLength = asInteger(fractionLength);
   settingsChanged();
 }
 
 void quantizer::setExponentlength(double exponentLength) {
   const int checked = checkedExponentLength(exponentLength);
-  if (mode_ == QuantizerModeEnum::floatMode && checked >= wordLength_) fail<kExponentLargerThanWordLength>();
-  exponentLength_ = checked;
+  if (settings_.mode == QuantizerModeEnum::floatMode && checked >= settings_.wordLength)
+    fail<kExponentLargerThanWordLength>();
+  settings_.exponentLength = checked;
   settingsChanged();
 }
 
 void quantizer::setFormat(double wordLength, double secondLength) {
   const int word = checkedWordLength(wordLength);
-  if (mode_ == QuantizerModeEnum::floatMode) {
+  if (settings_.mode == QuantizerModeEnum::floatMode) {
     const int exponent = checkedExponentLength(secondLength);
     if (exponent >= word) fail<kExponentLargerThanWordLength>();
-    exponentLength_ = exponent;
+    settings_.exponentLength = exponent;
   } else {
-    fractionLength_ = asInteger(secondLength);
+    settings_.fractionLength = asInteger(secondLength);
   }
-  wordLength_ = word;
+  settings_.wordLength = word;
   settingsChanged();
 }
 
 bool quantizer::isFloatingPoint() const {
-  return mode_ == QuantizerModeEnum::floatMode || mode_ == QuantizerModeEnum::doubleMode ||
-         mode_ == QuantizerModeEnum::singleMode;
+  return settings_.mode == QuantizerModeEnum::floatMode || settings_.mode == QuantizerModeEnum::doubleMode ||
+         settings_.mode == QuantizerModeEnum::singleMode;
 }
 
 bool quantizer::isSigned() const {
-  return mode_ != QuantizerModeEnum::ufixed && mode_ != QuantizerModeEnum::UnsignedScaledDouble &&
-         mode_ != QuantizerModeEnum::boolean;
+  return settings_.mode != QuantizerModeEnum::ufixed &&
+         settings_.mode != QuantizerModeEnum::UnsignedScaledDouble &&
+         settings_.mode != QuantizerModeEnum::boolean;
 }
 
 int quantizer::wordLength() const {
-  if (mode_ == QuantizerModeEnum::doubleMode) return 64;
-  return mode_ == QuantizerModeEnum::singleMode ? 32 : wordLength_;
+  if (settings_.mode == QuantizerModeEnum::doubleMode) return 64;
+  return settings_.mode == QuantizerModeEnum::singleMode ? 32 : settings_.wordLength;
 }
 
 int quantizer::exponentLength() const {
-  if (mode_ == QuantizerModeEnum::doubleMode) return 11;
-  if (mode_ == QuantizerModeEnum::singleMode) return 8;
-  return exponentLength_;
+  if (settings_.mode == QuantizerModeEnum::doubleMode) return 11;
+  if (settings_.mode == QuantizerModeEnum::singleMode) return 8;
+  return settings_.exponentLength;
 }
 
 int quantizer::fractionLength() const {
-  if (mode_ == QuantizerModeEnum::doubleMode) return 52;
-  if (mode_ == QuantizerModeEnum::singleMode) return 23;
-  return mode_ == QuantizerModeEnum::floatMode ? wordLength_ - exponentLength_ - 1 : fractionLength_;
+  if (settings_.mode == QuantizerModeEnum::doubleMode) return 52;
+  if (settings_.mode == QuantizerModeEnum::singleMode) return 23;
+  return settings_.mode == QuantizerModeEnum::floatMode ? settings_.wordLength - settings_.exponentLength - 1
+                                                        : settings_.fractionLength;
 }
 
 int quantizer::exponentBias() const {
@@ -198,21 +199,25 @@ int quantizer::exponentBias() const {
 }
 
 bool quantizer::isequal(const quantizer& other) const {
-  if (mode_ != other.mode_ || roundMode_ != other.roundMode_ || overflowMode_ != other.overflowMode_)
+  if (settings_.mode != other.settings_.mode || settings_.roundMode != other.settings_.roundMode ||
+      settings_.overflowMode != other.settings_.overflowMode)
     return false;
-  if (mode_ == QuantizerModeEnum::doubleMode || mode_ == QuantizerModeEnum::singleMode) return true;
-  return wordLength_ == other.wordLength_ &&
-         (mode_ == QuantizerModeEnum::floatMode ? exponentLength_ == other.exponentLength_
-                                                : fractionLength_ == other.fractionLength_);
+  if (settings_.mode == QuantizerModeEnum::doubleMode || settings_.mode == QuantizerModeEnum::singleMode)
+    return true;
+  return settings_.wordLength == other.settings_.wordLength &&
+         (settings_.mode == QuantizerModeEnum::floatMode
+              ? settings_.exponentLength == other.settings_.exponentLength
+              : settings_.fractionLength == other.settings_.fractionLength);
 }
 
 unsigned quantizer::constantPrecision() const {
-  const int bits = isFloatingPoint() ? fractionLength() : wordLength_ + (mode_ == QuantizerModeEnum::ufixed);
+  const int bits = isFloatingPoint() ? fractionLength()
+                                     : settings_.wordLength + (settings_.mode == QuantizerModeEnum::ufixed);
   return static_cast<unsigned>(std::max(bits, 1));
 }
 
 bool quantizer::lengthsFit() const {
-  return mode_ != QuantizerModeEnum::floatMode || exponentLength_ < wordLength_;
+  return settings_.mode != QuantizerModeEnum::floatMode || settings_.exponentLength < settings_.wordLength;
 }
 
 void quantizer::requireFittingLengths() const {
@@ -230,18 +235,27 @@ void quantizer::forgetDerived() {
 }
 
 void quantizer::derive() const {
-  derived_.kernel = &kernelFor(mode_);
-  derived_.format = DoubleFormat{};
-  if (isFloatingPoint()) {
-    deriveFloat(derived_.format);
-  } else {
-    deriveFixed(derived_.format);
+  // Scalars of one format come in long runs: each takes over what followed from the settings of the one before.
+  struct Last {
+    Settings settings;
+    Derived derived;
+  };
+  [[gnu::tls_model("initial-exec")]] static constinit thread_local Last last{};
+  if (!last.derived.kernel || last.settings != settings_) {
+    DoubleFormat format{};
+    if (isFloatingPoint()) {
+      deriveFloat(format);
+    } else {
+      deriveFixed(format);
+    }
+    last = {settings_, {&kernelFor(settings_.mode), format}};
   }
+  derived_ = last.derived;
   isDerived_ = true;
 }
 
 void quantizer::deriveFixed(DoubleFormat& format) const {
-  const int w = wordLength_, f = fractionLength_;
+  const int w = settings_.wordLength, f = settings_.fractionLength;
   const auto power = [](int exponent) { return timesPow2(1.0, exponent); };
   format.fractionLength = f;
   format.grid = GridFactors(f);
@@ -273,7 +287,7 @@ const WideFormat& quantizer::wideFormat() const {
     const int f = fractionLength();
     wide_ = std::make_shared<const WideFormat>(
         isFloatingPoint() ? WideFormat::ofFloatingPoint(f, exponentMin(), exponentBias())
-                          : WideFormat::ofFixedPoint(isSigned(), wordLength_, f));
+                          : WideFormat::ofFixedPoint(isSigned(), settings_.wordLength, f));
   }
   return *wide_;
 }
@@ -329,9 +343,10 @@ number& quantizer::quantize(number& value) const { return run(*derived().kernel,
 
 void quantizer::quantize(const double* from, double* to, std::size_t count) const {
   requireFittingLengths();
-  Tally tally;
   const Derived& by = derived();
-  by.kernel->array(by.format, from, to, count, logger_.isOn() ? &tally : nullptr);
+  if (!logger_.isOn()) return by.kernel->array(by.format, from, to, count, nullptr);
+  Tally tally;
+  by.kernel->array(by.format, from, to, count, &tally);
   logger_.record(tally);
 }
 
@@ -379,15 +394,16 @@ NumericType quantizer::typeOfSettings() const {
     type.setDataType(dataType);
     return type;
   };
-  switch (mode_) {
+  switch (settings_.mode) {
     case QuantizerModeEnum::doubleMode:
     case QuantizerModeEnum::floatMode: return builtIn(DataTypeEnum::Double);
     case QuantizerModeEnum::singleMode: return builtIn(DataTypeEnum::Single);
     case QuantizerModeEnum::boolean: return builtIn(DataTypeEnum::Boolean);
     default: break;
   }
-  NumericType type(isSigned(), wordLength_, fractionLength_);
-  if (mode_ == QuantizerModeEnum::ScaledDouble || mode_ == QuantizerModeEnum::UnsignedScaledDouble) {
+  NumericType type(isSigned(), settings_.wordLength, settings_.fractionLength);
+  if (settings_.mode == QuantizerModeEnum::ScaledDouble ||
+      settings_.mode == QuantizerModeEnum::UnsignedScaledDouble) {
     type.setDataType(DataTypeEnum::ScaledDouble);
   }
   return type;

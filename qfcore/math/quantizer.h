@@ -64,7 +64,7 @@ class QFCORE_API quantizer {
   /// The quantizer of a numeric type. Raises "numforge:quantizer:unspecifiedscaling" when its scaling is
   /// unspecified.
   quantizer(const EmbeddedTypeSystem::NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode,
-            std::string tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+            const std::string& tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
 
   /// Takes over a numeric type and the two modes; tag, operation kind and record stay. On error nothing
   /// changes.
@@ -84,9 +84,9 @@ class QFCORE_API quantizer {
   /// Word length and fraction length; in mode "float" word length and exponent length. All or nothing.
   void setFormat(double wordLength, double secondLength);
 
-  QuantizerModeEnum mode() const { return mode_; }
-  RoundModeEnum roundMode() const { return roundMode_; }
-  OverflowModeEnum overflowMode() const { return overflowMode_; }
+  QuantizerModeEnum mode() const { return settings_.mode; }
+  RoundModeEnum roundMode() const { return settings_.roundMode; }
+  OverflowModeEnum overflowMode() const { return settings_.overflowMode; }
   /// Bits; 64 and 32 in the modes "double" and "single".
   int wordLength() const;
   /// Of a floating-point format: its fraction bits.
@@ -121,10 +121,11 @@ class QFCORE_API quantizer {
   /// Whether values of the format are carried in doubles.
   bool isDoubleBacked() const {
     constexpr int kBits = static_cast<int>(kMaxDoublePrecision), kMaxDoubleExponentLength = 11;
-    const bool isFixed = mode_ == QuantizerModeEnum::fixed || mode_ == QuantizerModeEnum::ufixed;
-    if (isFixed) return wordLength_ <= kBits;
-    return mode_ != QuantizerModeEnum::floatMode ||
-           (exponentLength_ <= kMaxDoubleExponentLength && fractionLength() <= kBits);
+    const bool isFixed =
+        settings_.mode == QuantizerModeEnum::fixed || settings_.mode == QuantizerModeEnum::ufixed;
+    if (isFixed) return settings_.wordLength <= kBits;
+    return settings_.mode != QuantizerModeEnum::floatMode ||
+           (settings_.exponentLength <= kMaxDoubleExponentLength && fractionLength() <= kBits);
   }
 
   /// The constants as doubles; exact for a double-backed format.
@@ -160,11 +161,11 @@ class QFCORE_API quantizer {
     return run(kernelFor(QuantizerModeEnum::fixed, RoundModeEnum::round, OverflowModeEnum::overflow), x); \
   }                                                                                                       \
   number& QuantizeUfixed##Round##Overflow(number& x) const { return QuantizeFixed##Round##Overflow(x); }
-#define QFCORE_ROUNDED_KERNELS(Round, round)                                                     \
-  QFCORE_KERNEL(Round, round, Wrap, wrap)                                                        \
-  QFCORE_KERNEL(Round, round, Saturate, saturate)                                                \
-  number& QuantizeFloat##Round(number& x) const {                                                \
-    return run(kernelFor(QuantizerModeEnum::floatMode, RoundModeEnum::round, overflowMode_), x); \
+#define QFCORE_ROUNDED_KERNELS(Round, round)                                                              \
+  QFCORE_KERNEL(Round, round, Wrap, wrap)                                                                 \
+  QFCORE_KERNEL(Round, round, Saturate, saturate)                                                         \
+  number& QuantizeFloat##Round(number& x) const {                                                         \
+    return run(kernelFor(QuantizerModeEnum::floatMode, RoundModeEnum::round, settings_.overflowMode), x); \
   }
   QFCORE_ROUNDED_KERNELS(Round, round)
   QFCORE_ROUNDED_KERNELS(Nearest, nearest)
@@ -186,7 +187,9 @@ class QFCORE_API quantizer {
   std::size_t nunderflows() const { return logger_.nunderflows(); }
 
  private:
-  const Kernel& kernelFor(QuantizerModeEnum mode) const { return kernelFor(mode, roundMode_, overflowMode_); }
+  const Kernel& kernelFor(QuantizerModeEnum mode) const {
+    return kernelFor(mode, settings_.roundMode, settings_.overflowMode);
+  }
   static const Kernel& kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMode,
                                  OverflowModeEnum overflowMode);
   number& run(const Kernel& kernel, number& value) const;
@@ -212,10 +215,15 @@ class QFCORE_API quantizer {
   const WideFormat& wideFormat() const;
   number constant(double DoubleFormat::*plain, number WideFormat::*wide) const;
 
-  QuantizerModeEnum mode_ = QuantizerModeEnum::fixed;
-  RoundModeEnum roundMode_ = RoundModeEnum::floor;
-  OverflowModeEnum overflowMode_ = OverflowModeEnum::saturate;
-  int wordLength_ = 16, fractionLength_ = 15, exponentLength_ = 5;
+  struct Settings {
+    QuantizerModeEnum mode = QuantizerModeEnum::fixed;
+    RoundModeEnum roundMode = RoundModeEnum::floor;
+    OverflowModeEnum overflowMode = OverflowModeEnum::saturate;
+    int wordLength = 16, fractionLength = 15, exponentLength = 5;
+    bool operator==(const Settings&) const = default;
+  };
+
+  Settings settings_;
   // Made when a value is first quantized: many an array only stands for a type.
   mutable bool isDerived_ = false;
   mutable Derived derived_;

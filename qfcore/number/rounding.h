@@ -101,6 +101,7 @@ struct GridFactors {
   static constexpr bool exist(int fractionBits) {
     return isNormalPow2(fractionBits) && isNormalPow2(-fractionBits);
   }
+  GridFactors() = default;
   constexpr explicit GridFactors(int fractionBits)
       : unitsPerOne(normalPow2(fractionBits)), unit(normalPow2(-fractionBits)) {}
   double unitsPerOne, unit;
