@@ -44,16 +44,16 @@ struct SaturateInteger {
 struct WrapInteger {
   static double land(double q, const IntegerRange& r) {
     const double remainder = q - std::floor(q * r.inverseModulus) * r.modulus;
-    const double positive = remainder == remainder ? remainder : 0.0;
+    const double positive = remainder > 0 ? remainder : 0.0;  // not NaN
     return positive - (positive > r.max ? r.modulus : 0.0);
   }
 };
 
-/// `y`, with the sign of `x` where x is a zero: zeros stay what they are. As bits, since a choice between
-/// values would have the compiler branch around the rounding and keep the loop from vectorising.
+/// `x` where it is a zero, else `y`: zeros keep their sign. As bits, since a choice between values would have
+/// the compiler branch around the rounding and keep the loop from vectorising.
 double keepZero(double y, double x) {
-  const std::uint64_t zero = x == 0 ? std::bit_cast<std::uint64_t>(x) : 0;
-  return std::bit_cast<double>(std::bit_cast<std::uint64_t>(y) | zero);
+  const auto bits = [](double value) { return std::bit_cast<std::uint64_t>(value); };
+  return std::bit_cast<double>(x == 0 ? bits(x) : bits(y));
 }
 
 template <class Rounding, class Overflow>

@@ -45,9 +45,10 @@ struct Ceil {
 /// In doubles values other than ties go through floor(x + 0.5), with the effects that `Nearest` tells.
 struct Convergent {
   static double integer(double x) {
-    const double even = std::nearbyint(x) + 0.0;  // no negative zero
+    const double even = std::nearbyint(x);
     const double nearest = std::floor(x + 0.5);
-    return std::abs(std::floor(x) - x) == 0.5 ? even : nearest;
+    // Of a tie that goes up, both are the same but for the sign of a zero.
+    return x - even == 0.5 ? even : nearest;
   }
   static void integer(MpFloat& x);
   static constexpr bool grows(const Cut& cut) { return cut.half() && (cut.rest() || cut.isOdd()); }
