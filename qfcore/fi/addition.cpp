@@ -102,7 +102,8 @@ void fi::finishRegister(fi* result, fi& finished, const char* name,
 
 template <class Operation>
 fi fi::sumOrDifference(const fi& b) const {
-  const NumericType& type = getNumericTypeForAddOp(b);
+  errorIfMathMismatch(*this, b);
+  const NumericType type = resulttypes::sum(getNumericType(), b.getNumericType(), fimath_);
   errorIfScaledDoubleSlopeBiasMath(*this, b);
   const bool complexResult = iscomplex() || b.iscomplex();
   const bool slopeBias = isSlopeBias() || b.isSlopeBias() || fimath_.isSumSlopeBiasScaled();

@@ -5,6 +5,7 @@
 #include "qfcore/fi/elementproduct.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/productkernel.h"
+#include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
 #include "qfcore/fi/wideloops.h"
 
@@ -110,7 +111,8 @@ fi& fi::timesEquals(const fi& b, const quantizer& productQuantizer, const quanti
 
 fi fi::times(const fi& b) const {
   const bool bothComplex = iscomplex() && b.iscomplex(), complexResult = iscomplex() || b.iscomplex();
-  const NumericType productType = getProductTypeForMpyOp(b);
+  errorIfMathMismatch(*this, b);
+  const NumericType productType = resulttypes::product(getNumericType(), b.getNumericType(), fimath_);
   const NumericType type = bothComplex ? getSumTypeForMpyOp(b, productType) : productType;
   errorIfScaledDoubleSlopeBiasMath(*this, b);
   const bool slopeBias =
@@ -138,7 +140,10 @@ fi fi::times(const fi& b) const {
   return result;
 }
 
-fi fi::operator*(const fi& b) const { return fi(*this, CopyElement{}).times(fi(b, CopyElement{})); }
+fi fi::operator*(const fi& b) const {
+  if (isscalar() && b.isscalar()) return times(b);
+  return fi(*this, CopyElement{}).times(fi(b, CopyElement{}));
+}
 
 fi& fi::operator*=(const fi& b) {
   if (&b == this) return *this *= detached();

@@ -5,8 +5,6 @@
 
 namespace EmbeddedTypeSystem {
 
-Type::~Type() = default;
-
 bool Type::canBeConvertedTo(const Type& other) const { return kind_ == other.kind_; }
 
 std::partial_ordering Type::compare(const Type& other) const {

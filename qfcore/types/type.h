@@ -40,7 +40,7 @@ constexpr bool isNumberLike(TypeKind kind) {
 /// Copying takes over everything but the back-reference to the host object.
 class QFCORE_API Type {
  public:
-  virtual ~Type();
+  virtual ~Type() = default;
 
   /// Identifies the class of the type within the family.
   TypeKind kind() const { return kind_; }
