@@ -1,4 +1,6 @@
 /// Single values: made, added, and assigned to elements of arrays. Counts are operations, one after the other.
+#include <functional>
+
 #include "bench/job.h"
 #include "bench/operands.h"
 #include "bench/systemc.h"
@@ -23,15 +25,15 @@ Prepare byMaking(Make make) {
   };
 }
 
-/// Adds two values, again and again.
-template <class Make>
-Prepare byAdding(Make make) {
+/// Combines two values, again and again.
+template <class Operation, class Make>
+Prepare byCombining(Operation combine, Make make) {
   return [=](std::size_t elementCount) -> Work {
     return [=, a = make(0.3), b = make(-0.7)]() mutable {
       for (std::size_t k = 0; k < elementCount; ++k) {
         benchmark::DoNotOptimize(a);
-        auto sum = a + b;
-        benchmark::DoNotOptimize(sum);
+        auto result = combine(a, b);
+        benchmark::DoNotOptimize(result);
       }
     };
   };
@@ -65,6 +67,8 @@ std::vector<Job> scalarJobs() {
   const auto systemC = [](double value) { return sc_dt::sc_fix(value, 16, 1); };
   const auto single = [type = s16()](double value) { return fi(value, type); };
   const std::vector<Goal> goal = {atMostNanoseconds(30)};
+  const std::plus<> add;
+  const std::multiplies<> multiply;
   return {
       {"scalar: make fi(double, type)",
        {{"plain double", byMaking(plain)},
@@ -72,9 +76,14 @@ std::vector<Job> scalarJobs() {
         {"SystemC sc_fix", byMaking(systemC)}},
        {kCount}},
       {"scalar: a + b",
-       {{"plain double", byAdding(plain)},
-        subject("fi plus", byAdding(single), goal),
-        {"SystemC sc_fix", byAdding(systemC)}},
+       {{"plain double", byCombining(add, plain)},
+        subject("fi plus", byCombining(add, single), goal),
+        {"SystemC sc_fix", byCombining(add, systemC)}},
+       {kCount}},
+      {"scalar: a * b",
+       {{"plain double", byCombining(multiply, plain)},
+        subject("fi times", byCombining(multiply, single)),
+        {"SystemC sc_fix", byCombining(multiply, systemC)}},
        {kCount}},
       {"scalar: a(k) = v",
        {subject("into 1,000", assigningInto(1'000)), subject("into 1,000,000", assigningInto(1'000'000))},

@@ -36,9 +36,9 @@ bool multiplyExactly(const fi& a, const fi& b, fi& result) {
   if (fi::elementPathOnly() || qlogger::getLogging() || (a.iscomplex() && b.iscomplex()) ||
       !holdsProducts(result.getNumericType(), a.getNumericType(), b.getNumericType()))
     return false;
+  const bool allDoubles = areDoubles(a) && areDoubles(b) && areDoubles(result);
   const auto multiplyPart = [&](number& product, const number& x, const number& y) {
-    if (combineWide<Multiply>(product, WideOperand(a, x), WideOperand(b, y))) return true;
-    if (!areDoubles(a) || !areDoubles(b) || !areDoubles(result)) return false;
+    if (!allDoubles) return combineWide<Multiply>(product, WideOperand(a, x), WideOperand(b, y));
     combine<Multiply>(product.doubles(), valuesOf(a, x), a.isscalar(), valuesOf(b, y), b.isscalar(),
                       result.numel());
     return true;
