@@ -121,41 +121,14 @@ void MpFloat::setBits(unsigned bits) {
   *this = *roundedValue;
 }
 
-void MpFloat::setProduct(const MpFloat& a, const MpFloat& b) {
-  if (!setShortProduct(a, b)) mpfr_mul(value_, a.value_, b.value_, MPFR_RNDN);
-}
-
-/// Multiplies significands of a few limbs. False, and this value as it was, where the product has to be
-/// rounded, or is of another kind.
-bool MpFloat::setShortProduct(const MpFloat& a, const MpFloat& b) {
-  if (limbCount(a.bits()) < limbCount(b.bits())) return setShortProduct(b, a);
-  constexpr std::uint32_t kMaxLimbs = 17;
-  const std::uint32_t countA = limbCount(a.bits()), countB = limbCount(b.bits()), count = countA + countB;
-  const std::uint32_t own = limbCount(bits());
-  if (countA > kMaxLimbs || own > count || !mpfr_regular_p(a.value_) || !mpfr_regular_p(b.value_)) return false;
-  constexpr mpfr_exp_t kMaxExponent = mpfr_exp_t{1} << 40;  // exponents of which no sum leaves the range
-  const mpfr_exp_t exponentA = mpfr_get_exp(a.value_), exponentB = mpfr_get_exp(b.value_);
-  if (std::abs(exponentA) > kMaxExponent || std::abs(exponentB) > kMaxExponent) return false;
-
-  mp_limb_t product[2 * kMaxLimbs + 1];
-  product[0] = 0;
-  mp_limb_t* limb = product + 1;
-  // Two significands in [1/2, 1) have a product in [1/4, 1).
-  const unsigned shift =
-      mpn_mul(limb, a.limbs(), countA, b.limbs(), countB) >> (GMP_NUMB_BITS - 1) == 0 ? 1 : 0;
-  const auto shifted = [&](std::uint32_t i) {
-    return (limb[i] << shift) | (limb[static_cast<int>(i) - 1] >> 1 >> (GMP_NUMB_BITS - 1 - shift));
-  };
-  const std::uint32_t cut = count - own;
-  mp_limb_t beyond = shifted(cut) & ((mp_limb_t{1} << (own * GMP_NUMB_BITS - bits())) - 1);
-  for (std::uint32_t i = 0; i < cut; ++i) beyond |= limb[i];
-  if (beyond != 0) return false;
-  mp_limb_t* significand = limbs();
-  for (std::uint32_t i = 0; i < own; ++i) significand[i] = shifted(cut + i);
-  const bool isNegative = (mpfr_signbit(a.value_) != 0) != (mpfr_signbit(b.value_) != 0);
-  mpfr_custom_init_set(value_, isNegative ? -MPFR_REGULAR_KIND : MPFR_REGULAR_KIND,
-                       exponentA + exponentB - shift, static_cast<mpfr_prec_t>(bits()), significand);
-  return true;
+/// Compares significands below their highest limbs.
+int MpFloat::orderOfLowerLimbs(const MpFloat& a, const MpFloat& b) {
+  unsigned i = limbCount(a.bits()) - 1, j = limbCount(b.bits()) - 1;
+  while ((i | j) != 0) {
+    const mp_limb_t x = i > 0 ? a.limbs()[--i] : 0, y = j > 0 ? b.limbs()[--j] : 0;
+    if (x != y) return x > y ? 1 : -1;
+  }
+  return 0;
 }
 
 void MpFloat::assign(const MpFloat& source, unsigned bits) {

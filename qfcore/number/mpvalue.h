@@ -69,20 +69,25 @@ class QFCORE_API MpFloat {
   void negate() { mpfr_neg(value_, value_, MPFR_RNDN); }
   void makeAbsolute() { mpfr_abs(value_, value_, MPFR_RNDN); }
 
-  /// The result of two operands, rounded to nearest at the bits of this value; the form for array loops.
-  void setSum(const MpFloat& a, const MpFloat& b) { mpfr_add(value_, a.value_, b.value_, MPFR_RNDN); }
-  void setDifference(const MpFloat& a, const MpFloat& b) { mpfr_sub(value_, a.value_, b.value_, MPFR_RNDN); }
+  /// The result of two operands, rounded to nearest at the bits of this value, which may be an operand; the
+  /// form for array loops.
+  void setSum(const MpFloat& a, const MpFloat& b);
+  void setDifference(const MpFloat& a, const MpFloat& b);
   void setProduct(const MpFloat& a, const MpFloat& b);
 
-  MpFloat& operator+=(const MpFloat& other) { return mpfr_add(value_, value_, other.value_, MPFR_RNDN), *this; }
-  MpFloat& operator-=(const MpFloat& other) { return mpfr_sub(value_, value_, other.value_, MPFR_RNDN), *this; }
-  MpFloat& operator*=(const MpFloat& other) { return mpfr_mul(value_, value_, other.value_, MPFR_RNDN), *this; }
+  MpFloat& operator+=(const MpFloat& other) { return setSum(*this, other), *this; }
+  MpFloat& operator-=(const MpFloat& other) { return setDifference(*this, other), *this; }
+  MpFloat& operator*=(const MpFloat& other) { return setProduct(*this, other), *this; }
   MpFloat& operator/=(const MpFloat& other) { return mpfr_div(value_, value_, other.value_, MPFR_RNDN), *this; }
 
-  friend bool operator==(const MpFloat& a, const MpFloat& b) { return mpfr_equal_p(a.value_, b.value_) != 0; }
-  friend bool operator<(const MpFloat& a, const MpFloat& b) { return mpfr_less_p(a.value_, b.value_) != 0; }
+  friend bool operator==(const MpFloat& a, const MpFloat& b) {
+    return areRegular(a, b) ? order(a, b) == 0 : mpfr_equal_p(a.value_, b.value_) != 0;
+  }
+  friend bool operator<(const MpFloat& a, const MpFloat& b) {
+    return areRegular(a, b) ? order(a, b) < 0 : mpfr_less_p(a.value_, b.value_) != 0;
+  }
   friend bool operator<=(const MpFloat& a, const MpFloat& b) {
-    return mpfr_lessequal_p(a.value_, b.value_) != 0;
+    return areRegular(a, b) ? order(a, b) <= 0 : mpfr_lessequal_p(a.value_, b.value_) != 0;
   }
   friend bool operator>(const MpFloat& a, const MpFloat& b) { return b < a; }
   friend bool operator>=(const MpFloat& a, const MpFloat& b) { return b <= a; }
@@ -97,7 +102,32 @@ class QFCORE_API MpFloat {
   }
   mp_limb_t* limbs() { return static_cast<mp_limb_t*>(mpfr_custom_get_significand(value_)); }
   const mp_limb_t* limbs() const { return static_cast<const mp_limb_t*>(mpfr_custom_get_significand(value_)); }
+  /// The sign alone, that of zeros and NaN too.
+  bool hasSign() const { return mpfr_signbit(value_) != 0; }
+  static bool areRegular(const MpFloat& a, const MpFloat& b) {
+    return static_cast<int>(mpfr_regular_p(a.value_) != 0) & static_cast<int>(mpfr_regular_p(b.value_) != 0);
+  }
+  mp_limb_t highestLimb() const { return limbs()[limbCount(bits()) - 1]; }
+  /// Below, at or above 0 as is a - b; of regular values. What mostly decides is taken in without a branch,
+  /// since no processor foresees it.
+  static int order(const MpFloat& a, const MpFloat& b) {
+    const auto compare = [](auto x, auto y) { return static_cast<int>(x > y) - static_cast<int>(x < y); };
+    const int sign = a.value_->_mpfr_sign;
+    const int byExponent = compare(mpfr_get_exp(a.value_), mpfr_get_exp(b.value_));
+    const int order =
+        2 * (sign - b.value_->_mpfr_sign) + sign * (2 * byExponent + compare(a.highestLimb(), b.highestLimb()));
+    return order != 0 ? order : sign * orderOfLowerLimbs(a, b);
+  }
+  static int orderOfLowerLimbs(const MpFloat& a, const MpFloat& b);
+  /// Gives the limbs in place a sign and an exponent.
+  void setRegular(bool isNegative, mpfr_exp_t exponent) {
+    value_->_mpfr_sign = isNegative ? -1 : 1;
+    value_->_mpfr_exp = exponent;
+  }
   void takeBits(const MpFloat& source);
+  // False, and this value as it was, where the outcome has to be rounded, is zero, or an operand is not regular
+  // or has too many limbs.
+  bool setShortSum(const MpFloat& a, const MpFloat& b, bool subtracts);
   bool setShortProduct(const MpFloat& a, const MpFloat& b);
   void reserve(unsigned bits);
 

@@ -1,7 +1,9 @@
 // Arithmetic, comparison and integer extraction across the two kinds of bodies.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "qfcore/number/wordconstants.h"
 #include "reference.h"
@@ -67,6 +69,77 @@ TEST(Operations, NamedCases) {
     EXPECT_EQ(number(-3.0, precision, false).unbiasedexponent(), 1);
     EXPECT_EQ(number(0.25, precision, false).unbiasedexponent(), -2);
     EXPECT_EQ(number(-2.75, precision, false).stripscaling(1, -1, 0).todouble(), -6);
+  }
+}
+
+/// Of any kind; exponents and low bits such that sums cancel, carry, are exact, are rounded, are far apart.
+void fill(MpFloat& x, Generator& random) {
+  mpfr_ptr value = x.get();
+  switch (random.integer(0, 24)) {
+    case 0: return mpfr_set_zero(value, random.coin() ? 1 : -1);
+    case 1: return mpfr_set_inf(value, random.coin() ? 1 : -1);
+    case 2: return mpfr_set_nan(value);
+    default: break;
+  }
+  const int significant = random.integer(1, static_cast<int>(x.bits()));
+  mpz_class stored = random.bits(significant);
+  if (random.coin())
+    stored = pow2(significant) - (random.coin() ? mpz_class(1) : random.bits(significant / 2 + 1));
+  if (random.coin()) stored = -stored;
+  mpfr_set_z(value, stored.get_mpz_t(), MPFR_RNDN);
+  const int reach = random.integer(0, 3) == 0 ? 700 : 3;
+  const long exponent = random.integer(-reach, reach) - (random.coin() ? significant : 0L);
+  mpfr_mul_2si(value, value, exponent, MPFR_RNDN);
+  if (random.integer(0, 99) == 0) mpfr_mul_2si(value, value, random.coin() ? 1L << 61 : -(1L << 61), MPFR_RNDN);
+}
+
+bool sameFloat(const MpFloat& a, mpfr_srcptr b) {
+  if (a.bits() != mpfr_get_prec(b)) return false;
+  if (a.isNan() || mpfr_nan_p(b)) return a.isNan() && mpfr_nan_p(b);
+  return mpfr_equal_p(a.get(), b) && mpfr_signbit(a.get()) == mpfr_signbit(b);
+}
+
+TEST(Operations, FloatsOnLimbsAreThoseOfTheLibrary) {
+  Generator random;
+  const auto anyBits = [&] {
+    const int limbs = random.integer(1, random.integer(0, 9) == 0 ? 40 : 7);
+    return static_cast<unsigned>(64 * limbs - (random.coin() ? random.integer(-2, 2) : random.integer(-2, 60)));
+  };
+  using Reference = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t);
+  using Operation = void (MpFloat::*)(const MpFloat&, const MpFloat&);
+  const std::pair<Operation, Reference> operations[] = {
+      {&MpFloat::setSum, mpfr_add}, {&MpFloat::setDifference, mpfr_sub}, {&MpFloat::setProduct, mpfr_mul}};
+  for (int trial = 0; trial < 40000 && !testing::Test::HasFailure(); ++trial) {
+    const unsigned common = anyBits();
+    const auto bits = [&] { return random.integer(0, 2) == 0 ? anyBits() : common; };
+    MpFloat a(bits()), b(bits());
+    fill(a, random);
+    fill(b, random);
+    if (random.integer(0, 9) == 0) b.assign(a, a.bits());
+    if (random.integer(0, 9) == 0) mpfr_nextabove(b.get());
+    EXPECT_EQ(a == b, mpfr_equal_p(a.get(), b.get()) != 0);
+    EXPECT_EQ(a != b, mpfr_equal_p(a.get(), b.get()) == 0);
+    EXPECT_EQ(a < b, mpfr_less_p(a.get(), b.get()) != 0);
+    EXPECT_EQ(a <= b, mpfr_lessequal_p(a.get(), b.get()) != 0);
+    EXPECT_EQ(a > b, mpfr_greater_p(a.get(), b.get()) != 0);
+    EXPECT_EQ(a >= b, mpfr_greaterequal_p(a.get(), b.get()) != 0);
+    const unsigned resultBits[] = {bits(), std::max(a.bits(), b.bits()) + 1, a.bits() + b.bits()};
+    for (const auto& [operation, reference] : operations) {
+      MpFloat result(resultBits[random.integer(0, 2)]), expected(result);
+      reference(expected.get(), a.get(), b.get(), MPFR_RNDN);
+      (result.*operation)(a, b);
+      EXPECT_TRUE(sameFloat(result, expected.get())) << "trial " << trial;
+      MpFloat left(a), right(b), twice(a);
+      (left.*operation)(left, b);
+      (right.*operation)(a, right);
+      (twice.*operation)(twice, twice);
+      const std::pair<MpFloat*, const MpFloat*> aliased[] = {{&left, &b}, {&right, &b}, {&twice, &a}};
+      for (const auto& [target, other] : aliased) {
+        MpFloat alone(target->bits());
+        reference(alone.get(), a.get(), other->get(), MPFR_RNDN);
+        EXPECT_TRUE(sameFloat(*target, alone.get())) << "in place, trial " << trial;
+      }
+    }
   }
 }
 
