@@ -7,6 +7,7 @@
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/blocks.h"
 #include "qfcore/fi/messages.h"
+#include "qfcore/fi/wideloops.h"
 
 namespace embedded {
 
@@ -45,6 +46,12 @@ bool compareAsDoubles(const fi& a, const fi& b) {
   return areDoubles(a) && areDoubles(b) && haveSameScaling(a.getNumericType(), b.getNumericType());
 }
 
+/// The same for multiprecision values; of real arrays.
+bool compareAsWide(const fi& a, const fi& b) {
+  return a.isreal() && b.isreal() && areWide(a) && areWide(b) &&
+         haveSameScaling(a.getNumericType(), b.getNumericType());
+}
+
 /// result[i] = whether the relation holds between a[i] and b[i]; with `Besides` where that is decisive, else it
 /// stays.
 template <class Relation, bool Besides, bool AIsScalar, bool BIsScalar>
@@ -81,7 +88,18 @@ HostArray compareElements(const fi& a, const fi& b, Holds holds) {
 }
 
 template <class Relation>
+HostArray compareWide(const fi& a, const fi& b) {
+  const fi& shape = shapeOfResult(a, b);
+  HostArray result = logicalLike(shape);
+  bool* out = result.mutableReal<bool>();
+  const WideOperand left(a, a.realPart()), right(b, b.realPart());
+  for (unsigned k = 0; k < shape.numel(); ++k) out[k] = Relation()(left[k], right[k]);
+  return result;
+}
+
+template <class Relation>
 HostArray compareReal(const fi& a, const fi& b) {
+  if (compareAsWide(a, b)) return compareWide<Relation>(a, b);
   if (!compareAsDoubles(a, b)) {
     return compareElements(a, b, [&] { return Relation()(a.realPart(), fi::getAdjustedReal(b, a)); });
   }
@@ -213,12 +231,15 @@ class ExtremeFinder {
   explicit ExtremeFinder(const fi& x)
       : x_(x),
         values_(x.isreal() && areDoubles(x) ? valuesOf(x, x.realPart()) : nullptr),
+        wide_(x, x.realPart()),
+        isWide_(x.isreal() && areWide(x)),
         key_(x, x.iscomplex()),
         best_(std::max(2 * x.getPrecision() + 1, x.realPart().getprecision())) {}
 
   /// The place of the extreme among `count` elements, from 0.
   unsigned operator()(unsigned first, unsigned stride, unsigned count) {
-    return values_ && stride == 1 ? placeInRow(values_ + first, count) : placeOfElement(first, stride, count);
+    if (values_ && stride == 1) return placeInRow(values_ + first, count);
+    return isWide_ ? placeOfWide(first, stride, count) : placeOfElement(first, stride, count);
   }
 
   /// For the `stride` sequences of `count` elements that start at `first` and its neighbours, places from 1.
@@ -251,6 +272,14 @@ class ExtremeFinder {
     return static_cast<unsigned>(place);
   }
 
+  unsigned placeOfWide(unsigned first, unsigned stride, unsigned count) const {
+    unsigned place = first;
+    for (unsigned k = 1; k < count; ++k) {
+      if (Extreme::replaces(wide_[first + k * stride], wide_[place])) place = first + k * stride;
+    }
+    return (place - first) / stride;
+  }
+
   unsigned placeOfElement(unsigned first, unsigned stride, unsigned count) {
     unsigned place = 0;
     number& best = best_;
@@ -266,6 +295,8 @@ class ExtremeFinder {
 
   const fi& x_;
   const double* values_;
+  WideOperand wide_;
+  bool isWide_;
   OrderingKey key_;
   Scratch best_;
 };
@@ -339,6 +370,13 @@ bool fi::isequal(const fi& b) const {
   if (isreal() && b.isreal() && compareAsDoubles(*this, b)) {
     return areEqual(valuesOf(*this, realPart_), valuesOf(b, b.realPart_), numel_);
   }
+  if (compareAsWide(*this, b)) {
+    const WideOperand left(*this, realPart_), right(b, b.realPart_);
+    for (unsigned k = 0; k < numel_; ++k) {
+      if (left[k] != right[k]) return false;
+    }
+    return true;
+  }
   for (unsigned k = 0; k < numel_; ++k) {
     setIndex(k);
     b.setIndex(k);
@@ -360,6 +398,13 @@ fi fi::extreme(const fi& b) const {
   if (!isComplex && areDoubles(*this) && areDoubles(b) && areDoubles(result)) {
     combine<Extreme>(result.realPart_.doubles(), valuesOf(*this, realPart_), isscalar(),
                      valuesOf(b, b.realPart_), b.isscalar(), result.numel_);
+    return result;
+  }
+  if (mpnumber* extremes = result.realPart_.multiprecision(); extremes && compareAsWide(*this, b)) {
+    const WideOperand own(*this, realPart_), other(b, b.realPart_);
+    for (unsigned k = 0; k < result.numel_; ++k) {
+      extremes->setelement(k, Extreme::replaces(other[k], own[k]) ? other[k] : own[k]);
+    }
     return result;
   }
   OrderingKey ownKey(*this, isComplex), otherKey(b, isComplex);

@@ -6,6 +6,11 @@
 
 namespace embedded {
 
+/// Whether loops may run over the multiprecision values of an array.
+inline bool areWide(const fi& x) {
+  return x.realPart().gettype() == kMultiprecisionRepresentation && !fi::elementPathOnly();
+}
+
 /// One part of an operand, an array or one value that stands for every element; of a view, its own part. A
 /// missing part is 0.
 class WideOperand {
