@@ -694,6 +694,7 @@ class QFCORE_API fi {
   fi sortedComplex(bool ascending, unsigned stride, unsigned length, double* index) const;
   template <class TextOf>
   tessel::HostArray textMatrix(unsigned digits, TextOf textOf) const;
+  bool base2numByBlocks(const tessel::HostArray& text, int base);
   /// Takes the elements, shape and complexity of an array of this type, and adds its record.
   void replaceElements(fi&& source);
   fi constantArray(std::initializer_list<number> constants) const;

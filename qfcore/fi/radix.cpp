@@ -162,6 +162,11 @@ HostArray fi::num2base(int base) const {
       writePatterns(*this, part, text, width, digits, base);
     });
   }
+  if (hasDigitsOfBits(*this, base)) {
+    return fieldsByBlocks(*this, digits, [&](const number& part, char* text, unsigned width) {
+      writeWidePatterns(*this, part, text, width, digits, base);
+    });
+  }
   return textMatrix(digits, [&](const number& part) { return q.num2base(part, base); });
 }
 
@@ -186,20 +191,39 @@ bool fi::base2numCheckElement(const char* token, int base) {
   });
 }
 
+/// False, and nothing done, for text that is not all patterns of the word's bits.
+bool fi::base2numByBlocks(const HostArray& text, int base) {
+  const auto shaped = [&](const auto& table) {
+    return blank({static_cast<unsigned>(table.rows), static_cast<unsigned>(table.columns)}, table.isComplex);
+  };
+  if (hasTextByBlocks(*this)) {
+    const auto table = readPatterns(text, base);
+    if (!table) return false;
+    fi replaced = shaped(*table);
+    replaced.assignLogged(kAssignment, [&] {
+      valuesOfPatterns(getNumericType(), table->re, replaced.realPart_.doubles());
+      if (table->isComplex) valuesOfPatterns(getNumericType(), table->im, replaced.imagPart_.doubles());
+      replaced.quantizeAll();
+    });
+    replaceElements(std::move(replaced));
+    return true;
+  }
+  if (!hasDigitsOfBits(*this, base)) return false;
+  const auto table = readWidePatterns(text, base, getNumericType().wordLength());
+  if (!table) return false;
+  fi replaced = shaped(*table);
+  if (!valuesOfPatterns(getNumericType(), table->re, replaced.realPart_) ||
+      (table->isComplex && !valuesOfPatterns(getNumericType(), table->im, replaced.imagPart_)))
+    return false;
+  // Words of the type as they are: only the record needs a quantizer.
+  if (getQlogger().isOn()) replaced.assignLogged(kAssignment, [&] { replaced.quantizeAll(); });
+  replaceElements(std::move(replaced));
+  return true;
+}
+
 void fi::base2num(const HostArray& text, int base) {
   errorIfScaledDouble(*this, "base2num");
-  if (hasTextByBlocks(*this) && isBase(base) && text.isChar()) {
-    if (const auto table = readPatterns(text, base)) {
-      fi replaced =
-          blank({static_cast<unsigned>(table->rows), static_cast<unsigned>(table->columns)}, table->isComplex);
-      replaced.assignLogged(kAssignment, [&] {
-        valuesOfPatterns(getNumericType(), table->re, replaced.realPart_.doubles());
-        if (table->isComplex) valuesOfPatterns(getNumericType(), table->im, replaced.imagPart_.doubles());
-        replaced.quantizeAll();
-      });
-      return replaceElements(std::move(replaced));
-    }
-  }
+  if (isBase(base) && text.isChar() && base2numByBlocks(text, base)) return;
   const TokenTable table = base2numValidateAndInit(text, base);
   NumericType::errorIfComplexLogical(getNumericType().dataType(), table.isComplex);
   const auto rows = static_cast<unsigned>(table.rows.size());

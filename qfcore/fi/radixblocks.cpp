@@ -2,11 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
 
 #include "qfcore/fi/patterns.h"
+#include "qfcore/fi/wideloops.h"
+#include "qfcore/number/radix.h"
 
 namespace embedded {
 
@@ -84,6 +87,57 @@ void writeFields(const fi& x, const number& part, char* text, std::size_t width,
   });
 }
 
+/// Bytes of patterns side by side, the least significant ones first, `kPatterns` of each place.
+class PatternBytes {
+ public:
+  static constexpr std::size_t kPatterns = 64;
+
+  explicit PatternBytes(int wordLength)
+      : wordLength_(wordLength),
+        pattern_(limbCount(static_cast<unsigned>(wordLength))),
+        bytes_((pattern_.size() * sizeof pattern_[0] + 1) * kPatterns) {}
+
+  void take(std::size_t k, const MpFloat& value, int exponent) {
+    wordPattern(pattern_.data(), value, wordLength_, exponent);
+    unsigned char* to = bytes_.data() + k;
+    for (std::uint64_t limb : pattern_) {
+      for (unsigned byte = 0; byte < sizeof limb; ++byte, limb >>= 8, to += kPatterns) {
+        *to = static_cast<unsigned char>(limb);
+      }
+    }
+  }
+  const unsigned char* data() const { return bytes_.data(); }
+
+ private:
+  int wordLength_;
+  std::vector<std::uint64_t> pattern_;
+  std::vector<unsigned char> bytes_;  // one more place, for digits that begin in the last
+};
+
+/// The same as `writeDigits` from the bytes of patterns, where a digit is a number of whole bits.
+QFCORE_VECTORISED void writeDigitsOfBits(const unsigned char* bytes, std::size_t count, char* __restrict text,
+                                         std::size_t rows, unsigned digits, unsigned bitsPerDigit) {
+  constexpr std::size_t kMany = 8;
+  const auto mask = static_cast<std::uint16_t>((1U << bitsPerDigit) - 1);
+  const auto digitAt = [=](std::size_t k, unsigned bit) {
+    const unsigned char* low = bytes + bit / 8 * PatternBytes::kPatterns + k;
+    const auto both = static_cast<std::uint16_t>(low[0] | low[PatternBytes::kPatterns] << 8);
+    const auto digit = static_cast<std::uint16_t>(both >> bit % 8 & mask);
+    return static_cast<char>(digit + (digit < 10 ? '0' : 'a' - 10));
+  };
+  for (std::size_t k = 0; k < count && count < kMany; ++k) {
+    for (unsigned place = 0; place < digits; ++place) {
+      text[place * rows + k] = digitAt(k, (digits - 1 - place) * bitsPerDigit);
+    }
+  }
+  if (count < kMany) return;
+  for (unsigned place = 0; place < digits; ++place) {
+    for (std::size_t k = 0; k < count; ++k) {
+      text[place * rows + k] = digitAt(k, (digits - 1 - place) * bitsPerDigit);
+    }
+  }
+}
+
 // ----------------------------------------------------------------------------------------------------- reading
 
 /// What characters mean: the value of a digit, or one of these.
@@ -102,6 +156,67 @@ std::array<unsigned char, 256> meanings(int base, const char* delimiters) {
   return table;
 }
 
+/// A pattern of up to 52 bits, read digit by digit.
+class ShortPattern {
+ public:
+  using Element = double;
+
+  void clear() { pattern_ = 0; }
+  // One digit more than 52 bits does not leave 64.
+  bool hasRoom() const { return pattern_ < kTooLarge; }
+  template <class Base>
+  void add(Base base, unsigned char digit) {
+    pattern_ = pattern_ * base + digit;
+  }
+  std::size_t size() const { return 1; }
+  bool store(double* element) const {
+    *element = static_cast<double>(pattern_);
+    return hasRoom();
+  }
+
+ private:
+  static constexpr std::uint64_t kTooLarge = std::uint64_t{1} << 52;
+  std::uint64_t pattern_ = 0;
+};
+
+/// A pattern of a longer word whose digits are bits.
+class LongPattern {
+ public:
+  using Element = std::uint64_t;
+
+  LongPattern(int wordLength, int base)
+      : wordLength_(static_cast<unsigned>(wordLength)),
+        bitsPerDigit_(static_cast<unsigned>(std::countr_zero(static_cast<unsigned>(base)))) {}
+
+  void clear() { digits_.clear(); }
+  bool hasRoom() const { return true; }
+  template <class Base>
+  void add(Base, unsigned char digit) {
+    digits_.push_back(digit);
+  }
+  std::size_t size() const { return limbCount(wordLength_); }
+  /// False where the pattern has more bits than the word.
+  bool store(std::uint64_t* limbs) const {
+    constexpr unsigned kLimbBits = 64;
+    std::fill_n(limbs, size(), 0);
+    unsigned bit = 0;
+    for (std::size_t i = digits_.size(); i-- > 0; bit += bitsPerDigit_) {
+      const std::uint64_t digit = digits_[i];
+      const unsigned end = bit + static_cast<unsigned>(std::bit_width(digit));
+      if (digit == 0) continue;
+      if (end > wordLength_) return false;
+      limbs[bit / kLimbBits] |= digit << bit % kLimbBits;
+      if (end > (bit / kLimbBits + 1) * kLimbBits)
+        limbs[bit / kLimbBits + 1] |= digit >> (kLimbBits - bit % kLimbBits);
+    }
+    return true;
+  }
+
+ private:
+  unsigned wordLength_, bitsPerDigit_;
+  std::vector<unsigned char> digits_;
+};
+
 /// The patterns of one row of a char matrix.
 template <class Base>
 class RowReader {
@@ -109,27 +224,26 @@ class RowReader {
   RowReader(const HostArray& text, Base base, const std::array<unsigned char, 256>& meaning)
       : first_(text.real<char>()), rows_(text.dim(0)), columns_(text.dim(1)), base_(base), meaning_(meaning) {}
 
-  /// Calls `take(pattern)` for each, while it is true. False where that is false, or the row has anything else.
-  template <class Take>
-  bool operator()(std::size_t row, Take take) const {
+  /// Calls `take()` after each that `pattern` has become, while it is true. False where that is false, or the
+  /// row has anything else.
+  template <class Pattern, class Take>
+  bool operator()(std::size_t row, Pattern& pattern, Take take) const {
     const char* next = first_ + row;
     const char* const end = next + rows_ * columns_;
     for (;;) {
       unsigned char digit = kDelimiter;
       while (next != end && (digit = at(next)) == kDelimiter) next += rows_;
       if (next == end) return true;
-      std::uint64_t pattern = 0;
-      // One digit more than 52 bits does not leave 64.
-      for (; next != end && pattern < kTooLarge && (digit = at(next)) < base_; next += rows_) {
-        pattern = pattern * base_ + digit;
+      pattern.clear();
+      for (; next != end && pattern.hasRoom() && (digit = at(next)) < base_; next += rows_) {
+        pattern.add(base_, digit);
       }
       const bool endsToken = next == end || digit == kDelimiter;
-      if (!endsToken || pattern >= kTooLarge || !take(static_cast<double>(pattern))) return false;
+      if (!endsToken || !take()) return false;
     }
   }
 
  private:
-  static constexpr std::uint64_t kTooLarge = std::uint64_t{1} << 52;
   unsigned char at(const char* character) const { return meaning_[static_cast<unsigned char>(*character)]; }
 
   const char* first_;
@@ -138,29 +252,40 @@ class RowReader {
   const std::array<unsigned char, 256>& meaning_;
 };
 
-template <class Base>
-std::optional<PatternTable> readTable(const HostArray& text, Base base, bool isComplex,
-                                      const std::array<unsigned char, 256>& meaning) {
+template <class Pattern, class Base>
+std::optional<PatternTable<typename Pattern::Element>> readTable(
+    const HostArray& text, Pattern pattern, Base base, bool isComplex,
+    const std::array<unsigned char, 256>& meaning) {
   const RowReader<Base> readRow(text, base, meaning);
   std::size_t tokens = 0;
-  if (!readRow(0, [&](double) { return ++tokens > 0; }) || tokens == 0 || (isComplex && tokens % 2 != 0)) {
+  if (!readRow(0, pattern, [&] { return ++tokens > 0; }) || tokens == 0 || (isComplex && tokens % 2 != 0)) {
     return std::nullopt;
   }
-  PatternTable table{text.dim(0), isComplex ? tokens / 2 : tokens, isComplex, {}, {}};
-  table.re.resize(table.rows * table.columns);
+  PatternTable<typename Pattern::Element> table{
+      text.dim(0), isComplex ? tokens / 2 : tokens, isComplex, {}, {}};
+  table.re.resize(table.rows * table.columns * pattern.size());
   if (isComplex) table.im.resize(table.re.size());
   for (std::size_t row = 0; row < table.rows; ++row) {
     std::size_t place = 0;
-    const auto take = [&](double pattern) {
+    const auto take = [&] {
       if (place == tokens) return false;
       const std::size_t column = isComplex ? place / 2 : place;
-      (isComplex && place % 2 != 0 ? table.im : table.re)[column * table.rows + row] = pattern;
+      auto& part = isComplex && place % 2 != 0 ? table.im : table.re;
       ++place;
-      return true;
+      return pattern.store(&part[(column * table.rows + row) * pattern.size()]);
     };
-    if (!readRow(row, take) || place != tokens) return std::nullopt;
+    if (!readRow(row, pattern, take) || place != tokens) return std::nullopt;
   }
   return table;
+}
+
+/// Calls `read(meanings of characters, whether the values are complex)` for text that has rows.
+template <class Read>
+auto withMeanings(const HostArray& text, int base, Read read)
+    -> decltype(read(std::array<unsigned char, 256>(), true)) {
+  if (text.dims().size() > 2 || text.isEmpty()) return std::nullopt;
+  const bool isComplex = std::memchr(text.real<char>(), 'i', text.numel()) != nullptr;
+  return read(meanings(base, isComplex ? " \t,+i" : " \t,"), isComplex);
 }
 
 }  // namespace
@@ -190,11 +315,46 @@ void writeSigned(const fi& x, const number& part, char* text, std::size_t width,
   });
 }
 
-std::optional<PatternTable> readPatterns(const HostArray& text, int base) {
-  if (text.dims().size() > 2 || text.isEmpty()) return std::nullopt;
-  const bool isComplex = std::memchr(text.real<char>(), 'i', text.numel()) != nullptr;
-  const auto meaning = meanings(base, isComplex ? " \t,+i" : " \t,");
-  return withBase(base, [&](auto number) { return readTable(text, number, isComplex, meaning); });
+bool hasDigitsOfBits(const fi& x, int base) {
+  return areWide(x) && x.getNumericType().isFixed() && std::has_single_bit(static_cast<unsigned>(base));
+}
+
+void writeWidePatterns(const fi& x, const number& part, char* text, std::size_t width, unsigned digits,
+                       int base) {
+  const std::size_t rows = x.rows();
+  const int exponent = x.getNumericType().fixedExponent();
+  const WideOperand values(x, part);
+  PatternBytes bytes(x.getNumericType().wordLength());
+  for (std::size_t k = 0, count; k < x.numel(); k += count) {
+    count = std::min(PatternBytes::kPatterns, rows - k % rows);
+    for (std::size_t i = 0; i < count; ++i) bytes.take(i, values[static_cast<unsigned>(k + i)], exponent);
+    writeDigitsOfBits(bytes.data(), count, text + k / rows * width * rows + k % rows, rows, digits,
+                      static_cast<unsigned>(std::countr_zero(static_cast<unsigned>(base))));
+  }
+}
+
+std::optional<PatternTable<double>> readPatterns(const HostArray& text, int base) {
+  return withMeanings(text, base, [&](const auto& meaning, bool isComplex) {
+    return withBase(base,
+                    [&](auto number) { return readTable(text, ShortPattern(), number, isComplex, meaning); });
+  });
+}
+
+std::optional<PatternTable<std::uint64_t>> readWidePatterns(const HostArray& text, int base, int wordLength) {
+  return withMeanings(text, base, [&](const auto& meaning, bool isComplex) {
+    return readTable(text, LongPattern(wordLength, base), base, isComplex, meaning);
+  });
+}
+
+bool valuesOfPatterns(const NumericType& type, const std::vector<std::uint64_t>& patterns, number& values) {
+  const std::size_t limbsEach = limbCount(static_cast<unsigned>(type.wordLength()));
+  mpnumber& wide = *values.multiprecision();
+  for (unsigned k = 0; k < values.numel(); ++k) {
+    if (!setFromWordPattern(wide.getmodifiableelement(k), &patterns[k * limbsEach], type.isSigned(),
+                            type.wordLength(), type.fixedExponent()))
+      return false;
+  }
+  return true;
 }
 
 void valuesOfPatterns(const NumericType& type, const std::vector<double>& patterns, double* values) {

@@ -1,8 +1,9 @@
-/// Stored integers as text in a base, and back, for words that are carried in doubles: in blocks, without a
-/// text an element.
+/// Stored integers as text in a base, and back, in blocks, without a text an element: for words that are
+/// carried in doubles, and for wider ones in bases of whole bits.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <vector>
 
@@ -19,18 +20,33 @@ void writePatterns(const fi& x, const number& part, char* text, std::size_t widt
 /// The same for stored integers with their sign, in decimal, right aligned.
 void writeSigned(const fi& x, const number& part, char* text, std::size_t width, unsigned digits);
 
-/// Patterns read from a char matrix, column by column.
+/// Whether the digits of wide words are bits of their patterns, to be copied as such: fixed-point words in a
+/// base that is a power of two.
+bool hasDigitsOfBits(const fi& x, int base);
+
+/// As `writePatterns`, for the words of `hasDigitsOfBits`.
+void writeWidePatterns(const fi& x, const number& part, char* text, std::size_t width, unsigned digits,
+                       int base);
+
+/// Patterns read from a char matrix, column by column: doubles, or as many limbs a pattern as its word takes.
+template <class Element>
 struct PatternTable {
   std::size_t rows, columns;
   bool isComplex;
-  std::vector<double> re, im;
+  std::vector<Element> re, im;
 };
 
 /// Reads a char matrix of which every row has the same number of patterns, of at most 52 bits each. Any other
 /// text gives nothing.
-std::optional<PatternTable> readPatterns(const tessel::HostArray& text, int base);
+std::optional<PatternTable<double>> readPatterns(const tessel::HostArray& text, int base);
+/// The same for patterns of at most `wordLength` bits in a base that is a power of two.
+std::optional<PatternTable<std::uint64_t>> readWidePatterns(const tessel::HostArray& text, int base,
+                                                            int wordLength);
 
 /// The values of a type whose words are the patterns. A pattern with more bits than the word is a number.
 void valuesOfPatterns(const NumericType& type, const std::vector<double>& patterns, double* values);
+/// The same of patterns of at most the word's bits, into as many multiprecision values made for the type. False
+/// where its words are too long for limbs.
+bool valuesOfPatterns(const NumericType& type, const std::vector<std::uint64_t>& patterns, number& values);
 
 }  // namespace embedded

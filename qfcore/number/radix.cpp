@@ -1,10 +1,13 @@
 #include "qfcore/number/radix.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <functional>
 
 #include "qfcore/number/mpvalue.h"
+#include "qfcore/number/storedinteger.h"
 
 namespace embedded {
 
@@ -85,6 +88,44 @@ void convertToUnsignedInteger(MpInteger& pattern, const MpFloat& value, int expo
   MpIntegerScratch range;
   storedInteger(*range, twoToWordLength, 0);
   mpz_add(pattern.get(), pattern.get(), range.get());
+}
+
+void wordPattern(std::uint64_t* pattern, const MpFloat& value, int wordLength, int exponent) {
+  const auto bits = static_cast<unsigned>(wordLength);
+  const bool isOnLimbs = visitLimbs(
+      std::max(limbCount(value.bits()), limbCount(bits + 1)),
+      [&](auto size) {
+        StoredInteger<size()> stored;
+        if (!stored.takeExactly(value, -exponent)) return false;
+        stored.toPattern(bits);
+        std::copy_n(stored.limbs.begin(), limbCount(bits), pattern);
+        return true;
+      },
+      false);
+  if (isOnLimbs) return;
+  MpIntegerScratch stored;
+  storedInteger(*stored, value, exponent);
+  mpz_fdiv_r_2exp(stored.get(), stored.get(), bitCount(wordLength));
+  std::fill_n(pattern, limbCount(bits), 0);
+  mpz_export(pattern, nullptr, -1, sizeof *pattern, 0, 0, stored.get());
+}
+
+bool setFromWordPattern(MpFloat& value, const std::uint64_t* pattern, bool isSigned, int wordLength,
+                        int exponent) {
+  const auto bits = static_cast<unsigned>(wordLength);
+  return visitLimbs(
+      std::max(limbCount(value.bits()), limbCount(bits + 1)),
+      [&](auto size) {
+        StoredInteger<size()> stored;
+        stored.limbs.fill(0);
+        std::copy_n(pattern, limbCount(bits), stored.limbs.begin());
+        stored.fromPattern(bits, isSigned);
+        if (stored.store(value, -exponent)) return true;
+        const bool isZero = std::all_of(stored.limbs.begin(), stored.limbs.end(), std::logical_not<>());
+        if (isZero) mpfr_set_zero(value.get(), 1);
+        return isZero;
+      },
+      false);
 }
 
 void FloatFormat::encode(MpInteger& pattern, const MpFloat& value) const {

@@ -1,6 +1,7 @@
 /// Stored integers and floating-point patterns as digits of a base, and back.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "qfcore/number/errors.h"
@@ -29,6 +30,15 @@ void truncatedInteger(MpInteger& stored, const MpFloat& value, int exponent);
 /// The stored integer's two's-complement pattern: 2^wordLength is added to that of a negative value.
 void convertToUnsignedInteger(MpInteger& pattern, const MpFloat& value, int exponent,
                               const MpFloat& twoToWordLength);
+
+/// The two's-complement pattern of value * 2^-exponent, rounded half away from zero, in as many 64-bit limbs as
+/// `wordLength` bits take, the least significant first.
+void wordPattern(std::uint64_t* pattern, const MpFloat& value, int wordLength, int exponent);
+
+/// Gives `value` the value whose pattern that is. False, and `value` as it was, where it has too few bits, or
+/// the word is longer than stored integers on limbs.
+bool setFromWordPattern(MpFloat& value, const std::uint64_t* pattern, bool isSigned, int wordLength,
+                        int exponent);
 
 /// A floating-point format: sign, exponent of `exponentLength` bits with bias 2^(exponentLength-1) - 1, and
 /// wordLength - exponentLength - 1 fraction bits; denormal values, infinities and NaN as in IEEE 754.

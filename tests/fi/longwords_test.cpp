@@ -74,18 +74,24 @@ TEST_F(LongWords, ShowTheirPatternsAsBitsWordsAndText) {
     const fi both = a.fibitand(b), either = a.fibitor(b), one = a.bitxor(b), complement = a.bitcmp();
     const HostArray words =
         a.getIntArrayHostArray(fi::IntArrayChunkMode::AsNeeded, fi::IntArrayDimensionMode::NewDimension);
-    const std::string text = a.hex().toText();
-    const std::size_t digits = (static_cast<std::size_t>(wordLength) + 3) / 4, wordsEach = words.numel() / 3;
+    const int bitsPerDigit = random.integer(1, 4), base = 1 << bitsPerDigit;
+    const HostArray rows = a.num2base(base);
+    const std::string text = rows.toText();
+    const auto digits = static_cast<std::size_t>((wordLength + bitsPerDigit - 1) / bitsPerDigit);
+    const std::size_t wordsEach = words.numel() / 3;
+    fi fromRows(1U, 1U, of);
+    fromRows.base2num(rows, base);
     for (unsigned k = 0; k < 3; ++k) {
       const mpz_class p = patternOf(a, k), q = patternOf(b, k);
       EXPECT_EQ(patternOf(both, k), p & q);
       EXPECT_EQ(patternOf(either, k), p | q);
       EXPECT_EQ(patternOf(one, k), p ^ q);
       EXPECT_EQ(patternOf(complement, k), format.pattern(~p));
-      mpz_class fromWords, fromText(text.substr(k * (digits + 3), digits), 16);
+      mpz_class fromWords, fromText(text.substr(k * (digits + 3), digits), base);
       mpz_import(fromWords.get_mpz_t(), wordsEach, -1, 4, 0, 0, words.real<std::uint32_t>() + k * wordsEach);
       EXPECT_EQ(fromWords, p);
       EXPECT_EQ(fromText, p);
+      EXPECT_EQ(valueOf(fromRows, k), valueOf(a, k));
     }
   });
 }
