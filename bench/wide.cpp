@@ -1,10 +1,13 @@
 /// Words beyond the double threshold, beside the same arithmetic by raw MPFR and raw GMP on values made
 /// beforehand.
-#include <gmp.h>
+#include <gmpxx.h>
 #include <mpfr.h>
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
+#include <string>
+#include <utility>
 
 #include "bench/job.h"
 #include "bench/operands.h"
@@ -40,8 +43,9 @@ struct WideOperand {
     for (std::uint32_t& word : words) word = static_cast<std::uint32_t>(generator());
   }
 
-  fi asFi(int fractionLength) const {
-    const unsigned dims[] = {1, static_cast<unsigned>(elementCount)};
+  fi asFi(int fractionLength, bool isColumn = false) const {
+    unsigned dims[] = {1, static_cast<unsigned>(elementCount)};
+    if (isColumn) std::swap(dims[0], dims[1]);
     fimath math;
     math.setMaxSumWordLength(NumericType::kMaxWordLength);
     math.setMaxProductWordLength(NumericType::kMaxWordLength);
@@ -101,6 +105,17 @@ Prepare byMpfr(int wordLength, MpfrOperation operation, int resultBits) {
     auto result = std::make_shared<MpfrValues>(elementCount, resultBits);
     return [=] {
       for (std::size_t i = 0; i < a->size(); ++i) operation((*result)[i], (*a)[i], (*b)[i], MPFR_RNDN);
+    };
+  };
+}
+
+Prepare compareByMpfr(int wordLength) {
+  return [=](std::size_t elementCount) -> Work {
+    auto a = std::make_shared<MpfrValues>(WideOperand(elementCount, wordLength, 1), wordLength - 1);
+    auto b = std::make_shared<MpfrValues>(WideOperand(elementCount, wordLength, 2), wordLength - 1);
+    return [=, result = std::vector<unsigned char>(elementCount)]() mutable {
+      for (std::size_t i = 0; i < a->size(); ++i) result[i] = mpfr_less_p((*a)[i], (*b)[i]) != 0;
+      benchmark::ClobberMemory();
     };
   };
 }
@@ -217,6 +232,73 @@ Prepare quantizeByLimbs(int wordLength) {
   };
 }
 
+bool isLess(const LimbValues& a, const LimbValues& b, std::size_t i) {
+  if (a.isNegative[i] != b.isNegative[i]) return a.isNegative[i] != 0;
+  const int order = mpn_cmp(a[i], b[i], static_cast<mp_size_t>(a.limbsEach));
+  return a.isNegative[i] ? order > 0 : order < 0;
+}
+
+Prepare compareByLimbs(int wordLength) {
+  return [=](std::size_t elementCount) -> Work {
+    return [=, a = LimbValues(WideOperand(elementCount, wordLength, 1)),
+            b = LimbValues(WideOperand(elementCount, wordLength, 2)),
+            result = std::vector<unsigned char>(elementCount)]() mutable {
+      for (std::size_t i = 0; i < elementCount; ++i) result[i] = isLess(a, b, i);
+      benchmark::ClobberMemory();
+    };
+  };
+}
+
+/// Integers made beforehand, one a value, and their patterns in a char matrix, one a row.
+struct TextValues {
+  WideOperand operand;
+  int base;
+  std::size_t digits;
+  std::vector<mpz_class> integers;
+  std::vector<char> text;
+  mpz_class modulus, pattern;
+  std::string buffer;
+
+  TextValues(std::size_t elementCount, int wordLength, int bitsPerDigit)
+      : operand(elementCount, wordLength, 1),
+        base(1 << bitsPerDigit),
+        digits(static_cast<std::size_t>((wordLength + bitsPerDigit - 1) / bitsPerDigit)),
+        integers(elementCount),
+        text(elementCount * digits),
+        modulus(mpz_class(1) << wordLength),
+        buffer(digits + 2, '0') {
+    for (std::size_t i = 0; i < elementCount; ++i) operand.get(i, integers[i].get_mpz_t());
+    write();
+  }
+  void write() {
+    for (std::size_t i = 0; i < integers.size(); ++i) {
+      mpz_fdiv_r_2exp(pattern.get_mpz_t(), integers[i].get_mpz_t(), operand.wordLength);
+      mpz_get_str(buffer.data(), base, pattern.get_mpz_t());
+      const std::size_t padding = digits - std::strlen(buffer.data());
+      for (std::size_t k = 0; k < digits; ++k) {
+        text[k * integers.size() + i] = k < padding ? '0' : buffer[k - padding];
+      }
+    }
+  }
+  void read() {
+    buffer[digits] = 0;
+    for (std::size_t i = 0; i < integers.size(); ++i) {
+      for (std::size_t k = 0; k < digits; ++k) buffer[k] = text[k * integers.size() + i];
+      mpz_set_str(integers[i].get_mpz_t(), buffer.data(), base);
+      if (mpz_tstbit(integers[i].get_mpz_t(), operand.wordLength - 1)) integers[i] -= modulus;
+    }
+  }
+};
+
+Prepare textByGmp(int wordLength, int bitsPerDigit, void (TextValues::*convert)()) {
+  return [=](std::size_t elementCount) -> Work {
+    return [convert, values = TextValues(elementCount, wordLength, bitsPerDigit)]() mutable {
+      (values.*convert)();
+      benchmark::ClobberMemory();
+    };
+  };
+}
+
 // ----------------------------------------------------------------------------------------------------- SystemC
 
 template <int WordLength>
@@ -314,6 +396,24 @@ Prepare byAssignment(int wordLength) {
   };
 }
 
+Prepare toTextByFi(int wordLength, int base) {
+  return [=](std::size_t elementCount) -> Work {
+    return [=, a = WideOperand(elementCount, wordLength, 1).asFi(wordLength - 1, true)] {
+      benchmark::DoNotOptimize(a.num2base(base));
+    };
+  };
+}
+
+Prepare fromTextByFi(int wordLength, int base) {
+  return [=](std::size_t elementCount) -> Work {
+    fi a = WideOperand(elementCount, wordLength, 1).asFi(wordLength - 1, true);
+    return [=, text = a.num2base(base)]() mutable {
+      a.base2num(text, base);
+      benchmark::ClobberMemory();
+    };
+  };
+}
+
 const std::vector<std::size_t> kCounts = {1'000, 100'000};
 
 template <int WordLength>
@@ -323,7 +423,7 @@ std::vector<Job> jobsFor() {
   const std::vector<Goal> quantizes =
       WordLength == 64 ? std::vector{atMost(0.5, "raw MPFR")} : std::vector<Goal>{};
   constexpr int kSumBits = WordLength + 1, kProductBits = 2 * WordLength;
-  return {
+  std::vector<Job> jobs = {
       {bits + "add, full precision",
        {{"raw MPFR", byMpfr(WordLength, mpfr_add, kSumBits)},
         {"raw GMP", byLimbs<addLimbs>(WordLength, kSumBits)},
@@ -343,7 +443,23 @@ std::vector<Job> jobsFor() {
         subject("fi copydata", byAssignment(WordLength), quantizes),
         quantizeByBigInteger<WordLength>()},
        kCounts},
+      {bits + "compare, a < b",
+       {{"raw MPFR", compareByMpfr(WordLength)},
+        {"raw GMP", compareByLimbs(WordLength)},
+        subject("fi lt", byWideFi(WordLength, [](const fi& a, const fi& b) { return a.lt(b); }))},
+       kCounts},
   };
+  for (const auto& [name, bitsPerDigit] : {std::pair("binary", 1), std::pair("hexadecimal", 4)}) {
+    jobs.push_back({bits + "to " + name + " text",
+                    {{"raw GMP", textByGmp(WordLength, bitsPerDigit, &TextValues::write)},
+                     subject("fi num2base", toTextByFi(WordLength, 1 << bitsPerDigit))},
+                    kCounts});
+    jobs.push_back({bits + "from " + name + " text",
+                    {{"raw GMP", textByGmp(WordLength, bitsPerDigit, &TextValues::read)},
+                     subject("fi base2num", fromTextByFi(WordLength, 1 << bitsPerDigit))},
+                    kCounts});
+  }
+  return jobs;
 }
 
 }  // namespace

@@ -94,8 +94,12 @@ class PatternBytes {
 
   explicit PatternBytes(int wordLength)
       : wordLength_(wordLength),
-        pattern_(limbCount(static_cast<unsigned>(wordLength))),
+        pattern_(embedded::limbCount(static_cast<unsigned>(wordLength))),
         bytes_((pattern_.size() * sizeof pattern_[0] + 1) * kPatterns) {}
+
+  std::size_t limbCount() const { return pattern_.size(); }
+  unsigned char* data() { return bytes_.data(); }
+  void clear() { std::fill(bytes_.begin(), bytes_.end(), static_cast<unsigned char>(0)); }
 
   void take(std::size_t k, const MpFloat& value, int exponent) {
     wordPattern(pattern_.data(), value, wordLength_, exponent);
@@ -106,7 +110,18 @@ class PatternBytes {
       }
     }
   }
-  const unsigned char* data() const { return bytes_.data(); }
+
+  /// The limbs of pattern `k`. False where it has more bits than the word.
+  bool get(std::size_t k, std::uint64_t* pattern) const {
+    const unsigned char* from = bytes_.data() + k;
+    for (std::size_t i = 0; i < limbCount(); ++i) {
+      pattern[i] = 0;
+      for (unsigned shift = 0; shift < 64; shift += 8, from += kPatterns) {
+        pattern[i] |= std::uint64_t{*from} << shift;
+      }
+    }
+    return *from == 0 && (wordLength_ % 64 == 0 || pattern[limbCount() - 1] >> wordLength_ % 64 == 0);
+  }
 
  private:
   int wordLength_;
@@ -156,67 +171,6 @@ std::array<unsigned char, 256> meanings(int base, const char* delimiters) {
   return table;
 }
 
-/// A pattern of up to 52 bits, read digit by digit.
-class ShortPattern {
- public:
-  using Element = double;
-
-  void clear() { pattern_ = 0; }
-  // One digit more than 52 bits does not leave 64.
-  bool hasRoom() const { return pattern_ < kTooLarge; }
-  template <class Base>
-  void add(Base base, unsigned char digit) {
-    pattern_ = pattern_ * base + digit;
-  }
-  std::size_t size() const { return 1; }
-  bool store(double* element) const {
-    *element = static_cast<double>(pattern_);
-    return hasRoom();
-  }
-
- private:
-  static constexpr std::uint64_t kTooLarge = std::uint64_t{1} << 52;
-  std::uint64_t pattern_ = 0;
-};
-
-/// A pattern of a longer word whose digits are bits.
-class LongPattern {
- public:
-  using Element = std::uint64_t;
-
-  LongPattern(int wordLength, int base)
-      : wordLength_(static_cast<unsigned>(wordLength)),
-        bitsPerDigit_(static_cast<unsigned>(std::countr_zero(static_cast<unsigned>(base)))) {}
-
-  void clear() { digits_.clear(); }
-  bool hasRoom() const { return true; }
-  template <class Base>
-  void add(Base, unsigned char digit) {
-    digits_.push_back(digit);
-  }
-  std::size_t size() const { return limbCount(wordLength_); }
-  /// False where the pattern has more bits than the word.
-  bool store(std::uint64_t* limbs) const {
-    constexpr unsigned kLimbBits = 64;
-    std::fill_n(limbs, size(), 0);
-    unsigned bit = 0;
-    for (std::size_t i = digits_.size(); i-- > 0; bit += bitsPerDigit_) {
-      const std::uint64_t digit = digits_[i];
-      const unsigned end = bit + static_cast<unsigned>(std::bit_width(digit));
-      if (digit == 0) continue;
-      if (end > wordLength_) return false;
-      limbs[bit / kLimbBits] |= digit << bit % kLimbBits;
-      if (end > (bit / kLimbBits + 1) * kLimbBits)
-        limbs[bit / kLimbBits + 1] |= digit >> (kLimbBits - bit % kLimbBits);
-    }
-    return true;
-  }
-
- private:
-  unsigned wordLength_, bitsPerDigit_;
-  std::vector<unsigned char> digits_;
-};
-
 /// The patterns of one row of a char matrix.
 template <class Base>
 class RowReader {
@@ -224,26 +178,27 @@ class RowReader {
   RowReader(const HostArray& text, Base base, const std::array<unsigned char, 256>& meaning)
       : first_(text.real<char>()), rows_(text.dim(0)), columns_(text.dim(1)), base_(base), meaning_(meaning) {}
 
-  /// Calls `take()` after each that `pattern` has become, while it is true. False where that is false, or the
-  /// row has anything else.
-  template <class Pattern, class Take>
-  bool operator()(std::size_t row, Pattern& pattern, Take take) const {
+  /// Calls `take(pattern)` for each, while it is true. False where that is false, or the row has anything else.
+  template <class Take>
+  bool operator()(std::size_t row, Take take) const {
     const char* next = first_ + row;
     const char* const end = next + rows_ * columns_;
     for (;;) {
       unsigned char digit = kDelimiter;
       while (next != end && (digit = at(next)) == kDelimiter) next += rows_;
       if (next == end) return true;
-      pattern.clear();
-      for (; next != end && pattern.hasRoom() && (digit = at(next)) < base_; next += rows_) {
-        pattern.add(base_, digit);
+      std::uint64_t pattern = 0;
+      // One digit more than 52 bits does not leave 64.
+      for (; next != end && pattern < kTooLarge && (digit = at(next)) < base_; next += rows_) {
+        pattern = pattern * base_ + digit;
       }
       const bool endsToken = next == end || digit == kDelimiter;
-      if (!endsToken || !take()) return false;
+      if (!endsToken || pattern >= kTooLarge || !take(static_cast<double>(pattern))) return false;
     }
   }
 
  private:
+  static constexpr std::uint64_t kTooLarge = std::uint64_t{1} << 52;
   unsigned char at(const char* character) const { return meaning_[static_cast<unsigned char>(*character)]; }
 
   const char* first_;
@@ -252,41 +207,107 @@ class RowReader {
   const std::array<unsigned char, 256>& meaning_;
 };
 
-template <class Pattern, class Base>
-std::optional<PatternTable<typename Pattern::Element>> readTable(
-    const HostArray& text, Pattern pattern, Base base, bool isComplex,
-    const std::array<unsigned char, 256>& meaning) {
+template <class Base>
+std::optional<PatternTable<double>> readTable(const HostArray& text, Base base, bool isComplex,
+                                              const std::array<unsigned char, 256>& meaning) {
   const RowReader<Base> readRow(text, base, meaning);
   std::size_t tokens = 0;
-  if (!readRow(0, pattern, [&] { return ++tokens > 0; }) || tokens == 0 || (isComplex && tokens % 2 != 0)) {
+  if (!readRow(0, [&](double) { return ++tokens > 0; }) || tokens == 0 || (isComplex && tokens % 2 != 0)) {
     return std::nullopt;
   }
-  PatternTable<typename Pattern::Element> table{
-      text.dim(0), isComplex ? tokens / 2 : tokens, isComplex, {}, {}};
-  table.re.resize(table.rows * table.columns * pattern.size());
+  PatternTable<double> table{text.dim(0), isComplex ? tokens / 2 : tokens, isComplex, {}, {}};
+  table.re.resize(table.rows * table.columns);
   if (isComplex) table.im.resize(table.re.size());
   for (std::size_t row = 0; row < table.rows; ++row) {
     std::size_t place = 0;
-    const auto take = [&] {
+    const auto take = [&](double pattern) {
       if (place == tokens) return false;
       const std::size_t column = isComplex ? place / 2 : place;
-      auto& part = isComplex && place % 2 != 0 ? table.im : table.re;
+      (isComplex && place % 2 != 0 ? table.im : table.re)[column * table.rows + row] = pattern;
       ++place;
-      return pattern.store(&part[(column * table.rows + row) * pattern.size()]);
+      return true;
     };
-    if (!readRow(row, pattern, take) || place != tokens) return std::nullopt;
+    if (!readRow(row, take) || place != tokens) return std::nullopt;
   }
   return table;
 }
 
-/// Calls `read(meanings of characters, whether the values are complex)` for text that has rows.
-template <class Read>
-auto withMeanings(const HostArray& text, int base, Read read)
-    -> decltype(read(std::array<unsigned char, 256>(), true)) {
-  if (text.dims().size() > 2 || text.isEmpty()) return std::nullopt;
-  const bool isComplex = std::memchr(text.real<char>(), 'i', text.numel()) != nullptr;
-  return read(meanings(base, isComplex ? " \t,+i" : " \t,"), isComplex);
+/// Whether text has rows at all, and what may stand between its patterns.
+bool hasRows(const HostArray& text) { return text.dims().size() <= 2 && !text.isEmpty(); }
+bool isComplexText(const HostArray& text) {
+  return std::memchr(text.real<char>(), 'i', text.numel()) != nullptr;
 }
+std::array<unsigned char, 256> meaningsIn(bool isComplex, int base) {
+  return meanings(base, isComplex ? " \t,+i" : " \t,");
+}
+
+/// Takes a column of digits in, whose lowest bits stand at `bit`. False where some are none of the base.
+QFCORE_VECTORISED bool readDigitsOfBits(unsigned char* __restrict bytes, const char* text, std::size_t count,
+                                        int base, unsigned bit) {
+  unsigned char* low = bytes + bit / 8 * PatternBytes::kPatterns;
+  unsigned char* high = low + PatternBytes::kPatterns;
+  unsigned char invalid = 0;
+  for (std::size_t k = 0; k < count; ++k) {
+    const auto character = static_cast<unsigned char>(text[k]);
+    const auto decimal = static_cast<unsigned char>(character - '0');
+    const auto letter = static_cast<unsigned char>((character | ('a' ^ 'A')) - 'a');
+    const auto above = static_cast<unsigned char>(letter < 6 ? letter + 10 : 255);
+    const unsigned char digit = decimal < 10 ? decimal : above;
+    invalid |= static_cast<unsigned char>(digit >= base);
+    const auto both = static_cast<std::uint16_t>(digit << bit % 8);
+    low[k] |= static_cast<unsigned char>(both);
+    high[k] |= static_cast<unsigned char>(both >> 8);
+  }
+  return invalid == 0;
+}
+
+/// Columns of a char matrix that hold a digit of a pattern in every row.
+struct Field {
+  std::size_t firstColumn, digits;
+};
+
+/// The fields of text whose first row stands for all rows; none where that row has anything else.
+std::vector<Field> fieldsOf(const HostArray& text, const std::array<unsigned char, 256>& meaning) {
+  std::vector<Field> fields;
+  const char* first = text.real<char>();
+  bool isInside = false;
+  for (std::size_t column = 0; column < text.dim(1); ++column) {
+    const unsigned char digit = meaning[static_cast<unsigned char>(first[column * text.dim(0)])];
+    if (digit == kInvalid) return {};
+    if (digit != kDelimiter && !isInside) fields.push_back({column, 0});
+    isInside = digit != kDelimiter;
+    if (isInside) ++fields.back().digits;
+  }
+  return fields;
+}
+
+/// Some rows of a char matrix.
+struct RowBlock {
+  const char* text;
+  std::size_t rows, count;  // of the matrix, of the block
+
+  bool areAll(std::size_t column, const std::array<unsigned char, 256>& meaning, unsigned char what) const {
+    const char* from = text + column * rows;
+    return std::all_of(from, from + count,
+                       [&](char character) { return meaning[static_cast<unsigned char>(character)] == what; });
+  }
+
+  /// The patterns of a field. False where one has more than `wordLength` bits, or the field another character.
+  bool read(const Field& field, int base, int wordLength, const std::array<unsigned char, 256>& meaning,
+            PatternBytes& patterns) const {
+    const auto bitsPerDigit = static_cast<unsigned>(std::countr_zero(static_cast<unsigned>(base)));
+    patterns.clear();
+    for (std::size_t i = 0; i < field.digits; ++i) {
+      const std::size_t column = field.firstColumn + i, bit = (field.digits - 1 - i) * bitsPerDigit;
+      const bool isRead =
+          bit < static_cast<std::size_t>(wordLength)
+              ? readDigitsOfBits(patterns.data(), text + column * rows, count, base, static_cast<unsigned>(bit))
+              : areAll(column, meaning, 0);
+      if (!isRead) return false;
+    }
+    return true;
+  }
+};
 
 }  // namespace
 
@@ -334,16 +355,43 @@ void writeWidePatterns(const fi& x, const number& part, char* text, std::size_t 
 }
 
 std::optional<PatternTable<double>> readPatterns(const HostArray& text, int base) {
-  return withMeanings(text, base, [&](const auto& meaning, bool isComplex) {
-    return withBase(base,
-                    [&](auto number) { return readTable(text, ShortPattern(), number, isComplex, meaning); });
-  });
+  if (!hasRows(text)) return std::nullopt;
+  const bool isComplex = isComplexText(text);
+  const auto meaning = meaningsIn(isComplex, base);
+  return withBase(base, [&](auto number) { return readTable(text, number, isComplex, meaning); });
 }
 
 std::optional<PatternTable<std::uint64_t>> readWidePatterns(const HostArray& text, int base, int wordLength) {
-  return withMeanings(text, base, [&](const auto& meaning, bool isComplex) {
-    return readTable(text, LongPattern(wordLength, base), base, isComplex, meaning);
-  });
+  if (!hasRows(text)) return std::nullopt;
+  const bool isComplex = isComplexText(text);
+  const auto meaning = meaningsIn(isComplex, base);
+  const std::vector<Field> fields = fieldsOf(text, meaning);
+  if (fields.empty() || (isComplex && fields.size() % 2 != 0)) return std::nullopt;
+  PatternBytes patterns(wordLength);
+  const std::size_t rows = text.dim(0), step = isComplex ? 2 : 1, limbsEach = patterns.limbCount();
+  PatternTable<std::uint64_t> table{rows, fields.size() / step, isComplex, {}, {}};
+  table.re.resize(rows * table.columns * limbsEach);
+  if (isComplex) table.im.resize(table.re.size());
+  for (std::size_t row = 0; row < rows; row += PatternBytes::kPatterns) {
+    const RowBlock block{text.real<char>() + row, rows, std::min(PatternBytes::kPatterns, rows - row)};
+    std::size_t column = 0;
+    for (std::size_t place = 0; place < fields.size(); ++place) {
+      const Field& field = fields[place];
+      for (; column < field.firstColumn; ++column) {
+        if (!block.areAll(column, meaning, kDelimiter)) return std::nullopt;
+      }
+      column += field.digits;
+      if (!block.read(field, base, wordLength, meaning, patterns)) return std::nullopt;
+      auto& part = isComplex && place % 2 != 0 ? table.im : table.re;
+      for (std::size_t k = 0; k < block.count; ++k) {
+        if (!patterns.get(k, &part[(place / step * rows + row + k) * limbsEach])) return std::nullopt;
+      }
+    }
+    for (; column < text.dim(1); ++column) {
+      if (!block.areAll(column, meaning, kDelimiter)) return std::nullopt;
+    }
+  }
+  return table;
 }
 
 bool valuesOfPatterns(const NumericType& type, const std::vector<std::uint64_t>& patterns, number& values) {

@@ -39,7 +39,8 @@ struct PatternTable {
 /// Reads a char matrix of which every row has the same number of patterns, of at most 52 bits each. Any other
 /// text gives nothing.
 std::optional<PatternTable<double>> readPatterns(const tessel::HostArray& text, int base);
-/// The same for patterns of at most `wordLength` bits in a base that is a power of two.
+/// The same for patterns of at most `wordLength` bits in a base that is a power of two, whose digits stand in
+/// the same columns of every row.
 std::optional<PatternTable<std::uint64_t>> readWidePatterns(const tessel::HostArray& text, int base,
                                                             int wordLength);
 

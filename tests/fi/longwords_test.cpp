@@ -1,6 +1,8 @@
 /// Words of up to 1,000 bits, some of 4,096 and 65,535: what works on stored integers, beside exact rationals.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <functional>
 #include <string>
 #include <vector>
@@ -75,8 +77,10 @@ TEST_F(LongWords, ShowTheirPatternsAsBitsWordsAndText) {
     const HostArray words =
         a.getIntArrayHostArray(fi::IntArrayChunkMode::AsNeeded, fi::IntArrayDimensionMode::NewDimension);
     const int bitsPerDigit = random.integer(1, 4), base = 1 << bitsPerDigit;
-    const HostArray rows = a.num2base(base);
+    HostArray rows = a.num2base(base);
     const std::string text = rows.toText();
+    char* characters = rows.mutableReal<char>();
+    if (random.coin()) std::transform(characters, characters + rows.numel(), characters, ::toupper);
     const auto digits = static_cast<std::size_t>((wordLength + bitsPerDigit - 1) / bitsPerDigit);
     const std::size_t wordsEach = words.numel() / 3;
     fi fromRows(1U, 1U, of);
