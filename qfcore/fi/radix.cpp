@@ -162,7 +162,7 @@ HostArray fi::num2base(int base) const {
       writePatterns(*this, part, text, width, digits, base);
     });
   }
-  if (hasDigitsOfBits(*this, base)) {
+  if (hasWideText(*this)) {
     return fieldsByBlocks(*this, digits, [&](const number& part, char* text, unsigned width) {
       writeWidePatterns(*this, part, text, width, digits, base);
     });
@@ -177,6 +177,11 @@ HostArray fi::num2sdec() const {
   if (hasTextByBlocks(*this)) {
     return fieldsByBlocks(*this, digits, [&](const number& part, char* text, unsigned width) {
       writeSigned(*this, part, text, width, digits);
+    });
+  }
+  if (hasWideText(*this)) {
+    return fieldsByBlocks(*this, digits, [&](const number& part, char* text, unsigned width) {
+      writeWideSigned(*this, part, text, width, digits);
     });
   }
   return textMatrix(digits, [&](const number& part) { return q.num2sdec(part); });
@@ -208,7 +213,7 @@ bool fi::base2numByBlocks(const HostArray& text, int base) {
     replaceElements(std::move(replaced));
     return true;
   }
-  if (!hasDigitsOfBits(*this, base)) return false;
+  if (!hasWideText(*this)) return false;
   const auto table = readWidePatterns(text, base, getNumericType().wordLength());
   if (!table) return false;
   fi replaced = shaped(*table);

@@ -32,6 +32,8 @@ auto withBase(int base, Visit visit) {
   }
 }
 
+bool isPowerOfTwo(int base) { return std::has_single_bit(static_cast<unsigned>(base)); }
+
 char digitText(std::uint64_t digit) { return static_cast<char>(digit < 10 ? '0' + digit : 'a' + (digit - 10)); }
 
 // ----------------------------------------------------------------------------------------------------- writing
@@ -150,6 +152,36 @@ QFCORE_VECTORISED void writeDigitsOfBits(const unsigned char* bytes, std::size_t
     for (std::size_t k = 0; k < count; ++k) {
       text[place * rows + k] = digitAt(k, (digits - 1 - place) * bitsPerDigit);
     }
+  }
+}
+
+/// The first character of element k's field.
+char* fieldOf(const fi& x, char* text, std::size_t width, std::size_t k) {
+  return text + k / x.rows() * width * x.rows() + k % x.rows();
+}
+
+/// Takes the two's complement in `wordLength` bits.
+void negatePattern(std::vector<std::uint64_t>& pattern, int wordLength) {
+  bool carry = true;
+  for (std::uint64_t& limb : pattern) {
+    limb = ~limb + static_cast<std::uint64_t>(carry);
+    carry = carry && limb == 0;
+  }
+  if (wordLength % 64 != 0) pattern.back() &= (std::uint64_t{1} << wordLength % 64) - 1;
+}
+
+/// Calls `write(k, digits, how many, whether negative)` with the digits of each pattern, or of each magnitude.
+template <bool OfMagnitudes, class Write>
+void forEachDigits(const fi& x, const number& part, int base, Write write) {
+  const int wordLength = x.getNumericType().wordLength(), exponent = x.getNumericType().fixedExponent();
+  const WideOperand values(x, part);
+  std::vector<std::uint64_t> pattern(limbCount(static_cast<unsigned>(wordLength)));
+  std::vector<unsigned char> digits(pattern.size() * 64 + 1);
+  for (unsigned k = 0; k < x.numel(); ++k) {
+    wordPattern(pattern.data(), values[k], wordLength, exponent);
+    const bool isNegative = OfMagnitudes && values[k].isNegative();
+    if (isNegative) negatePattern(pattern, wordLength);
+    write(k, digits.data(), digitsOfPattern(digits.data(), pattern.data(), pattern.size(), base), isNegative);
   }
 }
 
@@ -282,31 +314,65 @@ std::vector<Field> fieldsOf(const HostArray& text, const std::array<unsigned cha
 }
 
 /// Some rows of a char matrix.
-struct RowBlock {
-  const char* text;
-  std::size_t rows, count;  // of the matrix, of the block
+class RowBlock {
+ public:
+  RowBlock(const HostArray& text, std::size_t first, const std::array<unsigned char, 256>& meaning)
+      : text_(text.real<char>() + first),
+        rows_(text.dim(0)),
+        count_(std::min(PatternBytes::kPatterns, rows_ - first)),
+        meaning_(meaning) {}
 
-  bool areAll(std::size_t column, const std::array<unsigned char, 256>& meaning, unsigned char what) const {
-    const char* from = text + column * rows;
-    return std::all_of(from, from + count,
-                       [&](char character) { return meaning[static_cast<unsigned char>(character)] == what; });
+  std::size_t count() const { return count_; }
+  unsigned char at(std::size_t k, std::size_t column) const {
+    return meaning_[static_cast<unsigned char>(text_[column * rows_ + k])];
+  }
+  bool areAll(std::size_t column, unsigned char what) const {
+    for (std::size_t k = 0; k < count_; ++k) {
+      if (at(k, column) != what) return false;
+    }
+    return true;
   }
 
-  /// The patterns of a field. False where one has more than `wordLength` bits, or the field another character.
-  bool read(const Field& field, int base, int wordLength, const std::array<unsigned char, 256>& meaning,
-            PatternBytes& patterns) const {
+  /// The patterns of a field in a base that is a power of two. False where one has more than `wordLength` bits,
+  /// or the field another character; so below.
+  bool readBits(const Field& field, int base, int wordLength, PatternBytes& patterns,
+                std::uint64_t* limbs) const {
     const auto bitsPerDigit = static_cast<unsigned>(std::countr_zero(static_cast<unsigned>(base)));
     patterns.clear();
     for (std::size_t i = 0; i < field.digits; ++i) {
       const std::size_t column = field.firstColumn + i, bit = (field.digits - 1 - i) * bitsPerDigit;
-      const bool isRead =
-          bit < static_cast<std::size_t>(wordLength)
-              ? readDigitsOfBits(patterns.data(), text + column * rows, count, base, static_cast<unsigned>(bit))
-              : areAll(column, meaning, 0);
+      const bool isRead = bit < static_cast<std::size_t>(wordLength)
+                              ? readDigitsOfBits(patterns.data(), text_ + column * rows_, count_, base,
+                                                 static_cast<unsigned>(bit))
+                              : areAll(column, 0);
       if (!isRead) return false;
+    }
+    for (std::size_t k = 0; k < count_; ++k) {
+      if (!patterns.get(k, limbs + k * patterns.limbCount())) return false;
     }
     return true;
   }
+
+  /// The same in any base.
+  bool readDigits(const Field& field, int base, int wordLength, std::uint64_t* limbs) const {
+    const std::size_t limbsEach = limbCount(static_cast<unsigned>(wordLength));
+    std::vector<unsigned char> digits(field.digits);
+    std::vector<std::uint64_t> pattern(limbsEach + 1);
+    for (std::size_t k = 0; k < count_; ++k) {
+      for (std::size_t i = 0; i < field.digits; ++i) {
+        digits[i] = at(k, field.firstColumn + i);
+        if (digits[i] >= base) return false;
+      }
+      if (!patternOfDigits(pattern.data(), digits.data(), digits.size(), base, wordLength)) return false;
+      std::copy_n(pattern.begin(), limbsEach, limbs + k * limbsEach);
+    }
+    return true;
+  }
+
+ private:
+  const char* text_;
+  std::size_t rows_, count_;
+  const std::array<unsigned char, 256>& meaning_;
 };
 
 }  // namespace
@@ -336,12 +402,19 @@ void writeSigned(const fi& x, const number& part, char* text, std::size_t width,
   });
 }
 
-bool hasDigitsOfBits(const fi& x, int base) {
-  return areWide(x) && x.getNumericType().isFixed() && std::has_single_bit(static_cast<unsigned>(base));
-}
+bool hasWideText(const fi& x) { return areWide(x) && x.getNumericType().isFixed(); }
 
 void writeWidePatterns(const fi& x, const number& part, char* text, std::size_t width, unsigned digits,
                        int base) {
+  if (!isPowerOfTwo(base)) {
+    return forEachDigits<false>(
+        x, part, base, [&](unsigned k, const unsigned char* values, std::size_t count, bool) {
+          char* next = fieldOf(x, text, width, k);
+          for (std::size_t place = 0; place < digits; ++place, next += x.rows()) {
+            *next = place + count < digits ? '0' : digitText(values[place + count - digits]);
+          }
+        });
+  }
   const std::size_t rows = x.rows();
   const int exponent = x.getNumericType().fixedExponent();
   const WideOperand values(x, part);
@@ -349,9 +422,19 @@ void writeWidePatterns(const fi& x, const number& part, char* text, std::size_t 
   for (std::size_t k = 0, count; k < x.numel(); k += count) {
     count = std::min(PatternBytes::kPatterns, rows - k % rows);
     for (std::size_t i = 0; i < count; ++i) bytes.take(i, values[static_cast<unsigned>(k + i)], exponent);
-    writeDigitsOfBits(bytes.data(), count, text + k / rows * width * rows + k % rows, rows, digits,
+    writeDigitsOfBits(bytes.data(), count, fieldOf(x, text, width, k), rows, digits,
                       static_cast<unsigned>(std::countr_zero(static_cast<unsigned>(base))));
   }
+}
+void writeWideSigned(const fi& x, const number& part, char* text, std::size_t width, unsigned digits) {
+  forEachDigits<true>(x, part, 10,
+                      [&](unsigned k, const unsigned char* values, std::size_t count, bool isNegative) {
+                        char* next = fieldOf(x, text, width, k) + digits * std::size_t{x.rows()};
+                        const auto put = [&](char character) { *(next -= x.rows()) = character; };
+                        for (std::size_t place = count; place-- > 0;) put(digitText(values[place]));
+                        if (count == 0) put('0');
+                        if (isNegative) put('-');
+                      });
 }
 
 std::optional<PatternTable<double>> readPatterns(const HostArray& text, int base) {
@@ -373,22 +456,22 @@ std::optional<PatternTable<std::uint64_t>> readWidePatterns(const HostArray& tex
   table.re.resize(rows * table.columns * limbsEach);
   if (isComplex) table.im.resize(table.re.size());
   for (std::size_t row = 0; row < rows; row += PatternBytes::kPatterns) {
-    const RowBlock block{text.real<char>() + row, rows, std::min(PatternBytes::kPatterns, rows - row)};
+    const RowBlock block(text, row, meaning);
     std::size_t column = 0;
     for (std::size_t place = 0; place < fields.size(); ++place) {
       const Field& field = fields[place];
       for (; column < field.firstColumn; ++column) {
-        if (!block.areAll(column, meaning, kDelimiter)) return std::nullopt;
+        if (!block.areAll(column, kDelimiter)) return std::nullopt;
       }
       column += field.digits;
-      if (!block.read(field, base, wordLength, meaning, patterns)) return std::nullopt;
       auto& part = isComplex && place % 2 != 0 ? table.im : table.re;
-      for (std::size_t k = 0; k < block.count; ++k) {
-        if (!patterns.get(k, &part[(place / step * rows + row + k) * limbsEach])) return std::nullopt;
-      }
+      std::uint64_t* limbs = &part[(place / step * rows + row) * limbsEach];
+      const bool isRead = isPowerOfTwo(base) ? block.readBits(field, base, wordLength, patterns, limbs)
+                                             : block.readDigits(field, base, wordLength, limbs);
+      if (!isRead) return std::nullopt;
     }
     for (; column < text.dim(1); ++column) {
-      if (!block.areAll(column, meaning, kDelimiter)) return std::nullopt;
+      if (!block.areAll(column, kDelimiter)) return std::nullopt;
     }
   }
   return table;

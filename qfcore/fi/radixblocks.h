@@ -20,13 +20,13 @@ void writePatterns(const fi& x, const number& part, char* text, std::size_t widt
 /// The same for stored integers with their sign, in decimal, right aligned.
 void writeSigned(const fi& x, const number& part, char* text, std::size_t width, unsigned digits);
 
-/// Whether the digits of wide words are bits of their patterns, to be copied as such: fixed-point words in a
-/// base that is a power of two.
-bool hasDigitsOfBits(const fi& x, int base);
+/// Whether those of wider words are: fixed-point ones.
+bool hasWideText(const fi& x);
 
-/// As `writePatterns`, for the words of `hasDigitsOfBits`.
+/// As `writePatterns` and `writeSigned`, for `hasWideText`.
 void writeWidePatterns(const fi& x, const number& part, char* text, std::size_t width, unsigned digits,
                        int base);
+void writeWideSigned(const fi& x, const number& part, char* text, std::size_t width, unsigned digits);
 
 /// Patterns read from a char matrix, column by column: doubles, or as many limbs a pattern as its word takes.
 template <class Element>

@@ -1,6 +1,7 @@
 #include "qfcore/number/radix.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -126,6 +127,28 @@ bool setFromWordPattern(MpFloat& value, const std::uint64_t* pattern, bool isSig
         return isZero;
       },
       false);
+}
+
+std::size_t digitsOfPattern(unsigned char* digits, std::uint64_t* pattern, std::size_t limbs, int base) {
+  while (limbs > 0 && pattern[limbs - 1] == 0) --limbs;
+  if (limbs == 0) return 0;
+  const std::size_t count = mpn_get_str(digits, base, pattern, static_cast<mp_size_t>(limbs));
+  const unsigned char* first =
+      std::find_if(digits, digits + count, [](unsigned char digit) { return digit != 0; });
+  std::copy(first, static_cast<const unsigned char*>(digits + count), digits);
+  return static_cast<std::size_t>(digits + count - first);
+}
+
+bool patternOfDigits(std::uint64_t* pattern, const unsigned char* digits, std::size_t count, int base,
+                     int wordLength) {
+  for (; count > 0 && *digits == 0; --count) ++digits;
+  std::fill_n(pattern, limbCount(static_cast<unsigned>(wordLength)), 0);
+  if (count == 0) return true;
+  if (count > static_cast<std::size_t>(radixDigits(wordLength, base))) return false;
+  // So many digits write at most some bits more than the word has.
+  const auto written = static_cast<unsigned>(mpn_set_str(pattern, digits, count, base));
+  const auto unused = static_cast<unsigned>(std::countl_zero(pattern[written - 1]));
+  return written * GMP_NUMB_BITS - unused <= static_cast<unsigned>(wordLength);
 }
 
 void FloatFormat::encode(MpInteger& pattern, const MpFloat& value) const {

@@ -1,6 +1,7 @@
 /// Stored integers and floating-point patterns as digits of a base, and back.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -39,6 +40,15 @@ void wordPattern(std::uint64_t* pattern, const MpFloat& value, int wordLength, i
 /// the word is longer than stored integers on limbs.
 bool setFromWordPattern(MpFloat& value, const std::uint64_t* pattern, bool isSigned, int wordLength,
                         int exponent);
+
+/// The digits of a pattern in `base`, most significant first and without leading zeros: none for 0. Returns how
+/// many. There must be room for those of as many limbs, and one more; the limbs are lost.
+std::size_t digitsOfPattern(unsigned char* digits, std::uint64_t* pattern, std::size_t limbs, int base);
+
+/// The inverse, for any digits. The pattern has room for one limb more than `wordLength` bits take. False where
+/// the digits write more bits.
+bool patternOfDigits(std::uint64_t* pattern, const unsigned char* digits, std::size_t count, int base,
+                     int wordLength);
 
 /// A floating-point format: sign, exponent of `exponentLength` bits with bias 2^(exponentLength-1) - 1, and
 /// wordLength - exponentLength - 1 fraction bits; denormal values, infinities and NaN as in IEEE 754.

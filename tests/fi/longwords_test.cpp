@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "qfcore/number/radix.h"
 #include "tests/fi/arrays.h"
 #include "tests/fi/reference.h"
 
@@ -76,15 +77,17 @@ TEST_F(LongWords, ShowTheirPatternsAsBitsWordsAndText) {
     const fi both = a.fibitand(b), either = a.fibitor(b), one = a.bitxor(b), complement = a.bitcmp();
     const HostArray words =
         a.getIntArrayHostArray(fi::IntArrayChunkMode::AsNeeded, fi::IntArrayDimensionMode::NewDimension);
-    const int bitsPerDigit = random.integer(1, 4), base = 1 << bitsPerDigit;
+    const int base = random.coin() ? 1 << random.integer(1, 4) : random.integer(2, 18);
     HostArray rows = a.num2base(base);
     const std::string text = rows.toText();
     char* characters = rows.mutableReal<char>();
     if (random.coin()) std::transform(characters, characters + rows.numel(), characters, ::toupper);
-    const auto digits = static_cast<std::size_t>((wordLength + bitsPerDigit - 1) / bitsPerDigit);
+    const auto digits = static_cast<std::size_t>(radixDigits(wordLength, base));
     const std::size_t wordsEach = words.numel() / 3;
     fi fromRows(1U, 1U, of);
     fromRows.base2num(rows, base);
+    const std::string decimal = a.num2sdec().toText();
+    const auto width = static_cast<std::size_t>(radixDigits(wordLength, 10)) + 1;
     for (unsigned k = 0; k < 3; ++k) {
       const mpz_class p = patternOf(a, k), q = patternOf(b, k);
       EXPECT_EQ(patternOf(both, k), p & q);
@@ -95,6 +98,8 @@ TEST_F(LongWords, ShowTheirPatternsAsBitsWordsAndText) {
       mpz_import(fromWords.get_mpz_t(), wordsEach, -1, 4, 0, 0, words.real<std::uint32_t>() + k * wordsEach);
       EXPECT_EQ(fromWords, p);
       EXPECT_EQ(fromText, p);
+      const std::string stored = reference::storedOf(valueOf(a, k), of).get_str();
+      EXPECT_EQ(decimal.substr(k * (width + 3), width), std::string(width - stored.size(), ' ') + stored);
       EXPECT_EQ(valueOf(fromRows, k), valueOf(a, k));
     }
   });
