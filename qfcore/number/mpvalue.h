@@ -71,8 +71,8 @@ class QFCORE_API MpFloat {
 
   /// The result of two operands, rounded to nearest at the bits of this value, which may be an operand; the
   /// form for array loops.
-  void setSum(const MpFloat& a, const MpFloat& b);
-  void setDifference(const MpFloat& a, const MpFloat& b);
+  void setSum(const MpFloat& a, const MpFloat& b) { setSignedSum(a, b, false); }
+  void setDifference(const MpFloat& a, const MpFloat& b) { setSignedSum(a, b, true); }
   void setProduct(const MpFloat& a, const MpFloat& b);
 
   MpFloat& operator+=(const MpFloat& other) { return setSum(*this, other), *this; }
@@ -125,10 +125,7 @@ class QFCORE_API MpFloat {
     value_->_mpfr_exp = exponent;
   }
   void takeBits(const MpFloat& source);
-  // False, and this value as it was, where the outcome has to be rounded, is zero, or an operand is not regular
-  // or has too many limbs.
-  bool setShortSum(const MpFloat& a, const MpFloat& b, bool subtracts);
-  bool setShortProduct(const MpFloat& a, const MpFloat& b);
+  void setSignedSum(const MpFloat& a, const MpFloat& b, bool subtracts);
   void reserve(unsigned bits);
 
   mpfr_t value_;

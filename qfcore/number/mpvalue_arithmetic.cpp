@@ -96,8 +96,8 @@ bool place(const MpFloat& x, unsigned long skipped, mp_limb_t* room) {
 
 /// The same for values and a sum of up to `Limbs` limbs, at any distance.
 template <unsigned Limbs>
-SumOutcome addUneven(mp_limb_t* sum, unsigned sumBits, const MpFloat& larger, const MpFloat& smaller,
-                     unsigned long distance, bool isDifference) {
+[[gnu::noinline]] SumOutcome addUneven(mp_limb_t* sum, unsigned sumBits, const MpFloat& larger,
+                                       const MpFloat& smaller, unsigned long distance, bool isDifference) {
   mp_limb_t x[Limbs], y[Limbs], total[Limbs];
   if (distance >= Limbs * kLimbBits || !place<Limbs>(larger, 0, x) ||
       !place<Limbs>(smaller, distance / kLimbBits, y))
@@ -196,49 +196,40 @@ void copyOrDouble(mp_limb_t* to, const mp_limb_t* from, unsigned count, bool dou
 
 }  // namespace
 
-void MpFloat::setSum(const MpFloat& a, const MpFloat& b) {
-  if (!setShortSum(a, b, false)) mpfr_add(value_, a.value_, b.value_, MPFR_RNDN);
-}
-
-void MpFloat::setDifference(const MpFloat& a, const MpFloat& b) {
-  if (!setShortSum(a, b, true)) mpfr_sub(value_, a.value_, b.value_, MPFR_RNDN);
-}
-
-void MpFloat::setProduct(const MpFloat& a, const MpFloat& b) {
-  if (!setShortProduct(a, b)) mpfr_mul(value_, a.value_, b.value_, MPFR_RNDN);
-}
-
-bool MpFloat::setShortSum(const MpFloat& a, const MpFloat& b, bool subtracts) {
+void MpFloat::setSignedSum(const MpFloat& a, const MpFloat& b, bool subtracts) {
   const mpfr_exp_t exponentA = mpfr_get_exp(a.value_), exponentB = mpfr_get_exp(b.value_);
   const bool isOrdered = exponentA >= exponentB, aIsNegative = a.hasSign(),
              bIsNegative = b.hasSign() != subtracts;
   const MpFloat &larger = isOrdered ? a : b, &smaller = isOrdered ? b : a;
   const mpfr_exp_t exponent = isOrdered ? exponentA : exponentB;
-  const auto distance =
+  const mpfr_uexp_t distance =
       static_cast<mpfr_uexp_t>(exponent) - static_cast<mpfr_uexp_t>(isOrdered ? exponentB : exponentA);
-  if (!isModest(exponent)) return false;
+  const bool isDifference = aIsNegative != bIsNegative;
   const unsigned count = limbCount(bits()), countA = limbCount(a.bits()), countB = limbCount(b.bits());
-  SumOutcome outcome;
-  if (distance < kLimbBits - 1 && ((countA ^ count) | (countB ^ count)) == 0) {
+  SumOutcome outcome{};
+  if (distance < kLimbBits - 1 && ((countA ^ count) | (countB ^ count)) == 0 && isModest(exponent)) {
     outcome = visitSizes(count, [&](auto size) {
       return add<size()>(limbs(), unusedBits(bits()), larger.limbs(), smaller.limbs(),
-                         static_cast<unsigned>(distance), aIsNegative != bIsNegative);
+                         static_cast<unsigned>(distance), isDifference);
     });
-  } else {
+  } else if (isModest(exponent)) {
     outcome = visitSizes(std::max({count, countA, countB}), [&](auto size) {
-      return addUneven<size()>(limbs(), bits(), larger, smaller, distance, aIsNegative != bIsNegative);
+      return addUneven<size()>(limbs(), bits(), larger, smaller, distance, isDifference);
     });
   }
-  if (!outcome.isDone) return false;
-  setRegular((isOrdered ? aIsNegative : bIsNegative) != outcome.isNegative, exponent + outcome.exponentGain);
-  return true;
+  if (outcome.isDone) {
+    setRegular((isOrdered ? aIsNegative : bIsNegative) != outcome.isNegative, exponent + outcome.exponentGain);
+  } else {
+    (subtracts ? mpfr_sub : mpfr_add)(value_, a.value_, b.value_, MPFR_RNDN);
+  }
 }
 
-bool MpFloat::setShortProduct(const MpFloat& a, const MpFloat& b) {
+void MpFloat::setProduct(const MpFloat& a, const MpFloat& b) {
   constexpr unsigned kMaxLimbs = 17;
+  const auto byLibrary = [&] { mpfr_mul(value_, a.value_, b.value_, MPFR_RNDN); };
   const mpfr_exp_t exponentA = mpfr_get_exp(a.value_), exponentB = mpfr_get_exp(b.value_);
   if (limbCount(std::max(a.bits(), b.bits())) > kMaxLimbs || !isModest(exponentA) || !isModest(exponentB))
-    return false;
+    return byLibrary();
   const Factor x(a.limbs(), limbCount(a.bits())), y(b.limbs(), limbCount(b.bits()));
   mp_limb_t product[2 * kMaxLimbs];
   multiply(product, x, y);
@@ -248,11 +239,11 @@ bool MpFloat::setShortProduct(const MpFloat& a, const MpFloat& b) {
   const bool doubles = product[count - 1] >> (kLimbBits - 1) == 0;
   mp_limb_t beyond = padding > 0 ? 0 : product[cut] << doubles & unusedBits(bits());
   for (unsigned i = 0; i < cut; ++i) beyond |= product[i];
-  if (beyond != 0) return false;
-  std::fill_n(limbs(), padding, 0);
+  if (beyond != 0) return byLibrary();
+  *limbs() = 0;  // mostly all there is, and a call would cost as much as the product
+  if (padding > 1) std::fill_n(limbs(), padding, 0);
   copyOrDouble(limbs() + padding, product + cut, count - cut, doubles);
   setRegular(a.hasSign() != b.hasSign(), exponentA + exponentB - doubles);
-  return true;
 }
 
 }  // namespace embedded
