@@ -1,6 +1,9 @@
 /// Array paths over multiprecision values: no cursors, no choice of representation in the loop.
 #pragma once
 
+#include <cstddef>
+#include <type_traits>
+
 #include "qfcore/fi/fi.h"
 #include "qfcore/number/mpvalue.h"
 
@@ -10,6 +13,26 @@ namespace embedded {
 inline bool areWide(const fi& x) {
   return x.realPart().gettype() == kMultiprecisionRepresentation && !fi::elementPathOnly();
 }
+
+/// Values of a vector, all of which stand in one block: loops go from one to the next without asking it.
+/// `Value` is an MpFloat, const or not.
+template <class Value>
+class WideValues {
+ public:
+  WideValues() = default;
+  /// From `first` on; where `second` is the same, that one at every place.
+  WideValues(Value& first, Value& second) : first_(addressOf(first)), pitch_(addressOf(second) - first_) {}
+  Value& operator[](std::size_t k) const {
+    return *reinterpret_cast<Value*>(first_ + static_cast<std::ptrdiff_t>(k) * pitch_);
+  }
+
+ private:
+  using Byte = std::conditional_t<std::is_const_v<Value>, const std::byte, std::byte>;
+  static Byte* addressOf(Value& value) { return reinterpret_cast<Byte*>(&value); }
+
+  Byte* first_ = nullptr;
+  std::ptrdiff_t pitch_ = 0;
+};
 
 /// One part of an operand, an array or one value that stands for every element; of a view, its own part. A
 /// missing part is 0.
@@ -22,23 +45,25 @@ class WideOperand {
         isScalar_(x.isscalar()) {
     x.setIndex(0);
     first_ = part.getIndex();
+    if (!values_) return;
+    const bool isOne = isScalar_ || values_->numel() == 1;
+    wide_ = {values_->getelement(first_), values_->getelement(isOne ? first_ : first_ + 1)};
   }
   /// Whether there are values, and multiprecision ones.
   bool isWide() const { return values_ != nullptr; }
-  const MpFloat& operator[](unsigned k) const { return values_->getelement(place(k)); }
+  const MpFloat& operator[](unsigned k) const { return wide_[k]; }
   /// x becomes element k, exactly.
   void copyTo(MpFloat& x, unsigned k, unsigned bits) const {
     if (values_) {
-      x.assign((*this)[k], bits);
+      x.assign(wide_[k], bits);
     } else {
-      x.assign(doubles_ ? doubles_[place(k)] : 0.0, bits);
+      x.assign(doubles_ ? doubles_[isScalar_ ? first_ : first_ + k] : 0.0, bits);
     }
   }
 
  private:
-  unsigned place(unsigned k) const { return isScalar_ ? first_ : first_ + k; }
-
   const mpnumber* values_;
+  WideValues<const MpFloat> wide_;
   const double* doubles_;
   unsigned first_ = 0;
   bool isScalar_;
@@ -67,7 +92,11 @@ template <class Operation>
 bool combineWide(number& result, const WideOperand& a, const WideOperand& b) {
   mpnumber* results = result.multiprecision();
   if (!results || !a.isWide() || !b.isWide()) return false;
-  for (unsigned k = 0; k < result.numel(); ++k) Operation::apply(results->getmodifiableelement(k), a[k], b[k]);
+  const unsigned count = result.numel();
+  if (count == 0) return true;
+  const WideValues<MpFloat> to(results->getmodifiableelement(0),
+                               results->getmodifiableelement(count > 1 ? 1 : 0));
+  for (unsigned k = 0; k < count; ++k) Operation::apply(to[k], a[k], b[k]);
   return true;
 }
 

@@ -29,7 +29,8 @@ MpArray& MpArray::operator=(MpArray&& other) noexcept {
 }
 
 MpArray::~MpArray() {
-  for (unsigned i = 0; i < count_; ++i) (*this)[i].~MpFloat();
+  // Looking at each costs as much as making it.
+  for (unsigned i = 0; i < count_ && MpFloat::placedOwnLimbs(); ++i) (*this)[i].endPlaced();
   freeValues(block_, count_ * pitch_);
 }
 

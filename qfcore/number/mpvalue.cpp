@@ -1,6 +1,7 @@
 #include "qfcore/number/mpvalue.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cassert>
 #include <cstdlib>
 #include <iterator>
@@ -17,6 +18,9 @@ namespace {
 // Floating-point formats with 31 exponent bits have values beyond MPFR's default exponents.
 [[maybe_unused]] const bool exponentRangeWidened =
     mpfr_set_emin(mpfr_get_emin_min()) == 0 && mpfr_set_emax(mpfr_get_emax_max()) == 0;
+
+/// Placed values that have limbs of their own. They are few, and whoever ends the life of one has seen it grow.
+constinit std::atomic<std::size_t> placedWithLimbs{0};
 
 mp_limb_t* allocateLimbs(std::uint32_t count) {
   void* block = std::malloc(count * sizeof(mp_limb_t));
@@ -85,6 +89,13 @@ std::size_t MpFloat::placedSize(unsigned bits) {
   return sizeof(MpFloat) + limbCount(bits) * sizeof(mp_limb_t);
 }
 
+void MpFloat::endPlaced() {
+  if (ownsLimbs_) placedWithLimbs.fetch_sub(1, std::memory_order_relaxed);
+  this->~MpFloat();
+}
+
+bool MpFloat::placedOwnLimbs() { return placedWithLimbs.load(std::memory_order_relaxed) != 0; }
+
 /// Takes a value of as many bits.
 void MpFloat::takeBits(const MpFloat& source) {
   mp_limb_t* own = limbs();
@@ -104,7 +115,11 @@ void MpFloat::reserve(unsigned bits) {
   const std::uint32_t needed = limbCount(bits);
   if (needed <= capacity_) return;
   mp_limb_t* larger = allocateLimbs(needed);
-  if (ownsLimbs_) std::free(limbs());
+  if (ownsLimbs_) {
+    std::free(limbs());
+  } else {
+    placedWithLimbs.fetch_add(1, std::memory_order_relaxed);
+  }
   mpfr_custom_move(value_, larger);
   capacity_ = needed;
   ownsLimbs_ = true;

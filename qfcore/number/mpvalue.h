@@ -37,8 +37,12 @@ class QFCORE_API MpFloat {
   /// Bytes that `placeAt` needs for a value of `bits` bits.
   static std::size_t placedSize(unsigned bits);
   /// Makes +0 at `place`, which has `placedSize(bits)` bytes, its limbs right behind it. Whoever owns the place
-  /// ends the value's life by calling its destructor.
+  /// ends the value's life.
   static MpFloat* placeAt(void* place, unsigned bits) { return new (place) MpFloat(bits, Placed{}); }
+  /// Ends the life of a placed value.
+  void endPlaced();
+  /// Whether any placed value owns limbs. Where none does, the lives of all may end unseen.
+  static bool placedOwnLimbs();
 
   mpfr_ptr get() { return value_; }
   mpfr_srcptr get() const { return value_; }
