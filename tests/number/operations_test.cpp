@@ -81,15 +81,18 @@ void fill(MpFloat& x, Generator& random) {
     case 2: return mpfr_set_nan(value);
     default: break;
   }
-  const int significant = random.integer(1, static_cast<int>(x.bits()));
+  const int length = static_cast<int>(x.bits()),
+            significant = random.coin() ? length : random.integer(1, length);
   mpz_class stored = random.bits(significant);
-  if (random.coin())
-    stored = pow2(significant) - (random.coin() ? mpz_class(1) : random.bits(significant / 2 + 1));
+  switch (random.integer(0, 3)) {
+    case 0: stored = pow2(significant) - random.bits(significant / 2 + 1); break;
+    case 1: stored = pow2(significant - 1) + random.integer(0, 1); break;
+    default: break;
+  }
   if (random.coin()) stored = -stored;
   mpfr_set_z(value, stored.get_mpz_t(), MPFR_RNDN);
-  const int reach = random.integer(0, 3) == 0 ? 700 : 3;
-  const long exponent = random.integer(-reach, reach) - (random.coin() ? significant : 0L);
-  mpfr_mul_2si(value, value, exponent, MPFR_RNDN);
+  const long near = random.integer(-2, 2), exponent = random.coin() ? near + 64L * random.integer(-3, 3) : near;
+  mpfr_mul_2si(value, value, exponent - (random.coin() ? significant : 0), MPFR_RNDN);
   if (random.integer(0, 99) == 0) mpfr_mul_2si(value, value, random.coin() ? 1L << 61 : -(1L << 61), MPFR_RNDN);
 }
 
