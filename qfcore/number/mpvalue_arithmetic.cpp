@@ -127,6 +127,8 @@ SumOutcome visitSizes(unsigned limbs, Visit visit) {
     case 4: return visit(std::integral_constant<unsigned, 4>{});
     case 5: return visit(std::integral_constant<unsigned, 5>{});
     case 6: return visit(std::integral_constant<unsigned, 6>{});
+    case 7: return visit(std::integral_constant<unsigned, 7>{});
+    case 8: return visit(std::integral_constant<unsigned, 8>{});
     case 9: return visit(std::integral_constant<unsigned, 9>{});
     default: return {};
   }
