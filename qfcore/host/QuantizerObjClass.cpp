@@ -182,7 +182,7 @@ void quantizeDoubles(const quantizer& q, double* values, std::size_t count) {
 }
 
 HostArray asDoubles(const HostArray& array) {
-  HostArray doubles = HostArray::zeros(tessel::ArrayClass::Double, array.dims(), array.isComplex());
+  HostArray doubles = HostArray::unset(tessel::ArrayClass::Double, array.dims(), array.isComplex());
   double* real = doubles.mutableReal<double>();
   for (std::size_t i = 0; i < array.numel(); ++i) real[i] = array.realAt(i);
   if (!array.isComplex()) return doubles;

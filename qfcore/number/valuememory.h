@@ -1,17 +1,16 @@
 /// Memory for the values of arrays.
 #pragma once
 
-#include <cstddef>
+#include "qfcore/number/messages.h"
+#include "tessel/memory.h"
 
 namespace embedded {
 
-/// `bytes` bytes of the C allocator, zeros if wanted. Raises "numforge:fi:outofmemory".
-///
-/// Large blocks lie on huge pages where the system has them, and freed ones wait for the next array of their
-/// size: otherwise the arithmetic on a fresh array would be the smaller part of its cost, the larger being the
-/// page faults. At most 256 MiB wait, and only until an array of another size is made.
-void* allocateValues(std::size_t bytes, bool zeroed);
-/// Frees what `allocateValues` gave for as many bytes; null is nothing.
-void freeValues(void* block, std::size_t bytes) noexcept;
+/// The host's memory for elements, zeros if wanted. Raises "numforge:fi:outofmemory".
+inline void* allocateValues(std::size_t bytes, bool zeroed) {
+  void* start = tessel::allocateElements(bytes, zeroed);
+  if (!start) fail<message::outOfMemory>();
+  return start;
+}
 
 }  // namespace embedded

@@ -75,6 +75,15 @@ std::size_t elementSize(ArrayClass arrayClass) {
 // Making arrays
 
 HostArray HostArray::zeros(ArrayClass arrayClass, Dimensions dims, bool isComplex) {
+  HostArray a = unset(arrayClass, std::move(dims), isComplex);
+  if (a.data_ == nullptr) return a;
+  auto& content = std::get<NumericContent>(a.data_->content);
+  std::fill(content.real.begin(), content.real.end(), std::byte{0});
+  std::fill(content.imag.begin(), content.imag.end(), std::byte{0});
+  return a;
+}
+
+HostArray HostArray::unset(ArrayClass arrayClass, Dimensions dims, bool isComplex) {
   assert(holdsBytes(arrayClass));
   dims = normalized(std::move(dims));
   HostArray a;
@@ -260,7 +269,7 @@ void* HostArray::mutableRealData() {
 void* HostArray::mutableImagData() {
   auto& content = contentOf<NumericContent>(*this, &unshared(), "numeric");
   if (!content.isComplex) {
-    content.imag.resize(content.real.size());
+    content.imag.resize(content.real.size(), std::byte{0});
     content.isComplex = true;
   }
   return content.imag.data();
@@ -413,7 +422,7 @@ void ArrayAccess::extend(HostArray& array, Dimensions dims) {
   HostArray::Data& data = array.unshared();
   if (auto* numeric = std::get_if<NumericContent>(&data.content)) {
     numeric->real.resize(count * bytesEach, array.isChar() ? std::byte{' '} : std::byte{0});
-    if (numeric->isComplex) numeric->imag.resize(count * bytesEach);
+    if (numeric->isComplex) numeric->imag.resize(count * bytesEach, std::byte{0});
   } else if (auto* cells = std::get_if<CellContent>(&data.content)) {
     cells->resize(count);
   } else if (auto* fields = std::get_if<StructContent>(&data.content)) {

@@ -3,19 +3,37 @@
 
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
 
 #include "tessel/array.h"
+#include "tessel/memory.h"
 
 namespace tessel {
 
 class HostClass;
 
+/// Takes the bytes of a vector from the memory for elements; those that are given no value are left as they
+/// lie.
+template <class Byte>
+struct ElementAllocator {
+  using value_type = Byte;
+  Byte* allocate(std::size_t count) {
+    void* start = allocateElements(count, false);
+    if (start == nullptr) throw std::bad_alloc();
+    return static_cast<Byte*>(start);
+  }
+  void deallocate(Byte* start, std::size_t count) noexcept { freeElements(start, count); }
+  void construct(Byte* place) noexcept { ::new (place) Byte; }
+  bool operator==(const ElementAllocator&) const = default;
+};
+using ElementBytes = std::vector<std::byte, ElementAllocator<std::byte>>;
+
 struct NumericContent {
-  std::vector<std::byte> real, imag;  ///< `imag` is empty for a real array
+  ElementBytes real, imag;  ///< `imag` is empty for a real array
   bool isComplex = false;
 };
 struct StructContent {

@@ -26,7 +26,7 @@ HostArray convertFrom(const HostArray& array, ArrayClass target) {
   const From* imag = array.imag<From>();
   const std::size_t count = array.numel();
   if (target == ArrayClass::Logical) requireNoNaN(real, count);
-  HostArray result = HostArray::zeros(target, array.dims(), array.isComplex());
+  HostArray result = HostArray::unset(target, array.dims(), array.isComplex());
   visitElementType(target, [&](auto zero) {
     using To = decltype(zero);
     std::transform(real, real + count, result.mutableReal<To>(), convertElement<To, From>);

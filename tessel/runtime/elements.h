@@ -243,9 +243,9 @@ HostArray elementwise(std::string_view function, const HostArray& a, const HostA
   const Dimensions& dims = commonSize(a, b);
   return visitComputeType(computeClass, [&](auto zero) {
     using E = decltype(zero);
-    if (!a.isComplex() && !b.isComplex()) return applyReal<E>(a, b, op, HostArray::zeros(resultClass, dims));
+    if (!a.isComplex() && !b.isComplex()) return applyReal<E>(a, b, op, HostArray::unset(resultClass, dims));
     if constexpr (TakesComplex<Op, E>) {
-      HostArray result = HostArray::zeros(resultClass, dims, resultClass != ArrayClass::Logical);
+      HostArray result = HostArray::unset(resultClass, dims, resultClass != ArrayClass::Logical);
       if (!a.isComplex()) return applyComplex<E, true, false>(a, b, op, std::move(result));
       if (!b.isComplex()) return applyComplex<E, false, true>(a, b, op, std::move(result));
       return applyComplex<E, false, false>(a, b, op, std::move(result));
@@ -263,7 +263,7 @@ HostArray mapElements(const HostArray& a, ArrayClass resultClass, const F& f) {
   return visitComputeType(numericClass(a.arrayClass()), [&](auto zero) {
     using E = decltype(zero);
     const auto run = [&]<class R>(const R&, const auto& elementsAt) {
-      HostArray result = HostArray::zeros(resultClass, a.dims(), std::is_same_v<R, std::complex<E>>);
+      HostArray result = HostArray::unset(resultClass, a.dims(), std::is_same_v<R, std::complex<E>>);
       Results<E, R> results(result);
       forEachBlock(a.numel(), [&](std::size_t first, std::size_t count) {
         results.fill(first, count,

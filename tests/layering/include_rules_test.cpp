@@ -34,10 +34,10 @@ const std::vector<Rule>& rules() {
         {"tessel/runtime/", {"tessel/runtime/", boundary()}},
         {"tessel/language/", {"tessel/language/", "tessel/runtime/", boundary()}},
         {"tessel/shell/", {"tessel/shell/", "tessel/language/", "tessel/runtime/", boundary()}},
-        {"qfcore/number/", {"qfcore/number/", boundary("console.h")}},
+        {"qfcore/number/", {"qfcore/number/", boundary("console.h"), boundary("memory.h")}},
     };
     std::vector<std::string> lower = {"qfcore/number/"};
-    for (const char* header : {"api.h", "array.h", "console.h", "interpreter.h", "messages.h"})
+    for (const char* header : {"api.h", "array.h", "console.h", "interpreter.h", "memory.h", "messages.h"})
       lower.push_back(boundary(header));
     for (const char* folder : {"qfcore/types/", "qfcore/logging/", "qfcore/math/", "qfcore/fi/"}) {
       lower.push_back(folder);

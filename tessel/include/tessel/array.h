@@ -91,6 +91,8 @@ class TESSEL_API HostArray {
   /// Zeros (false, NUL) of a numeric class, logical or char. As all that makes arrays, raises
   /// "Tessel:arrayTooLarge" for more elements than memory can hold.
   static HostArray zeros(ArrayClass arrayClass, Dimensions dims, bool isComplex = false);
+  /// The same with elements that mean nothing until the maker has set them all.
+  static HostArray unset(ArrayClass arrayClass, Dimensions dims, bool isComplex = false);
   static HostArray scalar(double value);
   static HostArray logical(bool value);
   /// A 1-by-1 array of the class of T.
