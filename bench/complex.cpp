@@ -1,4 +1,7 @@
 /// Sums and products of complex arrays; real and imaginary parts stand apart.
+#include <algorithm>
+#include <cmath>
+
 #include "bench/job.h"
 #include "bench/operands.h"
 #include "bench/systemc.h"
@@ -56,11 +59,11 @@ Prepare byParts() {
 }
 
 template <class FiOperation>
-Prepare byComplexFi(FiOperation operation) {
+Prepare byComplexFi(FiOperation operation, const NumericType& type = s16()) {
   return [=](std::size_t count) -> Work {
     const unsigned dims[] = {1, static_cast<unsigned>(count)};
     const auto operand = [&](unsigned seed) {
-      return fi(part<double>(count, seed).data(), part<double>(count, seed + 1).data(), dims, 2, s16());
+      return fi(part<double>(count, seed).data(), part<double>(count, seed + 1).data(), dims, 2, type);
     };
     return [=, a = operand(1), b = operand(3)] { benchmark::DoNotOptimize(operation(a, b)); };
   };
@@ -74,6 +77,49 @@ Job complexJob(const char* name, const char* fiName, FiOperation operation, std:
            {"SystemC", byParts<Operation, ScResult, ScS16>(), {}, kSlowCount}}};
 }
 
+/// The first of the elements of largest magnitude, in lanes enough for several vectors.
+QFCORE_VECTORISED double largestSquare(const double* re, const double* im, std::size_t count) {
+  constexpr std::size_t kLanes = 32;
+  double largest[kLanes] = {};
+  for (std::size_t i = 0; i + kLanes <= count; i += kLanes) {
+    for (std::size_t lane = 0; lane < kLanes; ++lane) {
+      const double square = re[i + lane] * re[i + lane] + im[i + lane] * im[i + lane];
+      largest[lane] = square > largest[lane] ? square : largest[lane];
+    }
+  }
+  return *std::max_element(largest, largest + kLanes);
+}
+
+Prepare largestByHand() {
+  return [](std::size_t count) -> Work {
+    return [re = part<double>(count, 1), im = part<double>(count, 2)] {
+      benchmark::DoNotOptimize(largestSquare(re.data(), im.data(), re.size()));
+    };
+  };
+}
+
+Job largestJob() {
+  const auto largest = [](const fi& a, const fi&) {
+    unsigned index = 0;
+    tessel::HostArray position;
+    return a.unary_max(index, position);
+  };
+  const auto larger = [](const fi& a, const fi& b) { return a.max(b); };
+  return {"complex largest element",
+          {{"plain loop", largestByHand()},
+           subject("fi max", byComplexFi(largest)),
+           subject("fi max of two arrays", byComplexFi(larger))}};
+}
+
+Job magnitudeJob() {
+  const auto magnitude = [](const fi& a, const fi&) { return a.abs(); };
+  return {"complex magnitude",
+          {{"plain loop", byHand([](double re, double im) { return std::sqrt(re * re + im * im); },
+                                 uniform(1, 1), uniform(1, 2))},
+           subject("fi abs, s16,15", byComplexFi(magnitude)),
+           subject("fi abs, s32,31", byComplexFi(magnitude, NumericType(true, 32, 31)))}};
+}
+
 }  // namespace
 
 std::vector<Job> complexJobs() {
@@ -81,7 +127,8 @@ std::vector<Job> complexJobs() {
                                                   [](const fi& a, const fi& b) { return a.plus(b); }, {}),
           complexJob<ComplexMultiply, ScFixed<33, 30>>("complex multiply s16,15, full precision", "fi times",
                                                        [](const fi& a, const fi& b) { return a.times(b); },
-                                                       {atMost(2, "plain loop")})};
+                                                       {atMost(2, "plain loop")}),
+          largestJob(), magnitudeJob()};
 }
 
 }  // namespace bench

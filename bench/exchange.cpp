@@ -1,4 +1,6 @@
 /// Values and stored integers handed to the host, and patterns read in another type.
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 #include "bench/job.h"
@@ -19,6 +21,67 @@ Job job(const char* name, const char* fiName, Operation operation, FiOperation f
 }
 
 std::int32_t stored(double value) { return static_cast<std::int32_t>(value * kScale); }
+
+// Stored integers of a host's integer class.
+
+template <class Element>
+tessel::HostArray storedIntegers(std::size_t count) {
+  tessel::HostArray array = tessel::HostArray::zeros(tessel::arrayClassOf<Element>(), {1, count});
+  const Values values = randomValues(count, 1);
+  std::transform(values.begin(), values.end(), array.mutableReal<Element>(),
+                 [](double value) { return static_cast<Element>(std::abs(stored(value))); });
+  return array;
+}
+
+template <class Element, class Make>
+Prepare fromStored(Make make) {
+  return [=](std::size_t count) -> Work {
+    return [=, integers = storedIntegers<Element>(count)] { benchmark::DoNotOptimize(make(integers)); };
+  };
+}
+
+template <class Element>
+Prepare fromStoredByHand() {
+  return [](std::size_t count) -> Work {
+    return [integers = storedIntegers<Element>(count), values = Values(count)]() mutable {
+      loop([](Element integer) { return static_cast<double>(integer) * kStep; }, values.data(), values.size(),
+           integers.template real<Element>());
+      benchmark::ClobberMemory();
+    };
+  };
+}
+
+template <class Element>
+Job storedJob(const char* className) {
+  const auto constructed = [](const tessel::HostArray& integers) {
+    return fi(&integers, NumericType(true, 32, 0));
+  };
+  const auto set = [](const tessel::HostArray& integers) {
+    fi a(1U, 1U, s16());
+    a.setIntHostArray(integers);
+    return a;
+  };
+  return {std::string("from ") + className,
+          {{"plain loop", fromStoredByHand<Element>()},
+           subject("fi set int", fromStored<Element>(set)),
+           subject("fi", fromStored<Element>(constructed))}};
+}
+
+/// An array whose type changes to and fro.
+Prepare changedType(int wordLength, int fractionLength) {
+  return [=](std::size_t count) -> Work {
+    return [=, a = rowOf(randomValues(count, 1), s16())]() mutable {
+      a.setNumericType(NumericType(true, wordLength, fractionLength));
+      a.setNumericType(s16());
+    };
+  };
+}
+
+Job changedTypeJob() {
+  const auto rounded = [](double x) { return std::floor(x * 1024) / 1024; };
+  return {"s16,15 to s12,10 and back",
+          {{"plain loop", byHand(rounded, uniform())}, subject("fi numerictype", changedType(12, 10))}};
+}
 
 }  // namespace
 
@@ -42,6 +105,10 @@ std::vector<Job> exchangeJobs() {
           "reinterpretcast to s16,12", "fi reinterpretcast", [](double a) { return a * 8; },
           [](const fi& a) { return a.reinterpretcast(NumericType(true, 16, 12)); },
           [](const ScS16& a) { return ScFixed<19, 12>(a) << 3; }),
+      storedJob<std::int16_t>("int16"),
+      storedJob<std::int64_t>("int64"),
+      storedJob<std::uint64_t>("uint64"),
+      changedTypeJob(),
   };
 }
 

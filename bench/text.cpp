@@ -64,16 +64,16 @@ Prepare fromTextByHand(const Radix& radix) {
   };
 }
 
-Prepare toTextByFi(int base) {
+Prepare toTextByFi(int base, const NumericType& type = s16()) {
   return [=](std::size_t elementCount) -> Work {
     return
-        [=, a = columnOf(randomValues(elementCount, 1), s16())] { benchmark::DoNotOptimize(a.num2base(base)); };
+        [=, a = columnOf(randomValues(elementCount, 1), type)] { benchmark::DoNotOptimize(a.num2base(base)); };
   };
 }
 
-Prepare fromTextByFi(int base) {
+Prepare fromTextByFi(int base, const NumericType& type = s16()) {
   return [=](std::size_t elementCount) -> Work {
-    fi a = columnOf(randomValues(elementCount, 1), s16());
+    fi a = columnOf(randomValues(elementCount, 1), type);
     return [=, text = a.num2base(base)]() mutable {
       a.base2num(text, base);
       benchmark::ClobberMemory();
@@ -130,6 +130,12 @@ std::vector<Job> textJobs() {
                      fromTextBySystemC(radix)},
                     counts});
   }
+  const NumericType single(EmbeddedTypeSystem::DataTypeModeEnum::Single, true, 32, 1, 0, 0);
+  jobs.push_back({"single to and from hexadecimal text",
+                  {{"to_chars loop, s16,15", toTextByHand(kRadixes[1])},
+                   subject("fi num2base", toTextByFi(16, single), goal),
+                   subject("fi base2num", fromTextByFi(16, single), goal)},
+                  counts});
   return jobs;
 }
 
