@@ -57,15 +57,15 @@ QFCORE_VECTORISED void transformValues(const From* from, To* to, std::size_t cou
 }
 
 /// Whether `holds` is true of any value. Never stops early: the test then is one vectorised pass.
-template <class Predicate>
-QFCORE_VECTORISED bool anyInBlock(const double* values, std::size_t count, Predicate holds) {
+template <class Value, class Predicate>
+QFCORE_VECTORISED bool anyInBlock(const Value* values, std::size_t count, Predicate holds) {
   unsigned found = 0;
   for (std::size_t i = 0; i < count; ++i) found |= static_cast<unsigned>(holds(values[i]));
   return found != 0;
 }
 
-template <class Predicate>
-bool anyOf(const double* values, std::size_t count, Predicate holds) {
+template <class Value, class Predicate>
+bool anyOf(const Value* values, std::size_t count, Predicate holds) {
   for (std::size_t first = 0; first < count; first += kBlock) {
     if (anyInBlock(values + first, std::min(kBlock, count - first), holds)) return true;
   }

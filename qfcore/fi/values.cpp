@@ -3,7 +3,7 @@
 #include <cmath>
 #include <limits>
 
-#include "qfcore/fi/blocks.h"
+#include "qfcore/fi/elementwise.h"
 
 namespace embedded {
 
@@ -29,32 +29,19 @@ void fi::fillWithZeroValue(number& part, unsigned first) {
 
 namespace {
 
-/// Largest magnitude up to which every integer is a double.
-constexpr double kLargestExactInteger = 9007199254740992.0;
-
+/// Whether there is an integer that the doubles, which hold all of up to 2^53, may not hold.
 template <class Element>
 bool anyBeyondDoubles(const Element* re, const Element* im, unsigned count) {
-  if constexpr (!std::is_integral_v<Element> || sizeof(Element) < 8) return false;
-  const auto beyond = [](Element value) {
-    return !(std::abs(static_cast<double>(value)) <= kLargestExactInteger);
-  };
-  return std::any_of(re, re + count, beyond) || (im && std::any_of(im, im + count, beyond));
-}
-
-QFCORE_VECTORISED bool areFinite(const double* values, std::size_t count) {
-  std::uint64_t others = 0;
-  for (std::size_t i = 0; i < count; ++i)
-    others += !(std::abs(values[i]) <= std::numeric_limits<double>::max());
-  return others == 0;
-}
-
-QFCORE_VECTORISED void multiply(const double* from, double factor, double* to, std::size_t count) {
-  for (std::size_t i = 0; i < count; ++i) to[i] = from[i] * factor;
-}
-
-QFCORE_VECTORISED void removeScaling(const double* from, double factor, double bias, double* to,
-                                     std::size_t count) {
-  for (std::size_t i = 0; i < count; ++i) to[i] = (from[i] - bias) / factor;
+  if constexpr (!std::is_integral_v<Element> || sizeof(Element) < 8) {
+    return false;
+  } else {
+    const auto isBeyond = [](Element value) {
+      constexpr std::uint64_t kLimit = std::uint64_t{1} << 53;
+      const auto pattern = static_cast<std::uint64_t>(value);
+      return std::is_signed_v<Element> ? pattern + kLimit > 2 * kLimit : pattern > kLimit;
+    };
+    return anyOf(re, count, isBeyond) || (im && anyOf(im, count, isBeyond));
+  }
 }
 
 /// Turns real-world values or stored integers, checked for the data type, into held values.
@@ -67,17 +54,20 @@ class ToHeld {
         exponent_(type.fixedExponent()),
         factor_(type.slopeAdjustmentFactor()),
         bias_(type.bias()) {}
-  void operator()(const double* from, double* to, std::size_t count) const {
-    if (!areFinite(from, count))
-      std::for_each_n(from, count, [this](double value) { NumericType::checkNaNInf(dataType_, value); });
-    if (isStored_ && isNormalPow2(exponent_)) {
-      multiply(from, normalPow2(exponent_), to, count);
-    } else if (isStored_) {
-      std::transform(from, from + count, to, [this](double value) { return std::ldexp(value, exponent_); });
+  template <class Element>
+  void operator()(const Element* from, double* to, std::size_t count) const {
+    if constexpr (std::is_floating_point_v<Element>) requireSuited(from, count);
+    const auto convert = [&](auto operation) {
+      transformValues(from, to, count, [=](Element value) { return operation(static_cast<double>(value)); });
+    };
+    if (isStored_) {
+      withPow2(exponent_, [&](auto toValue, auto) { convert(toValue); });
     } else if (isSlopeBias_) {
-      removeScaling(from, factor_, bias_, to, count);
-    } else {
+      convert([factor = factor_, bias = bias_](double value) { return (value - bias) / factor; });
+    } else if constexpr (std::is_same_v<Element, double>) {
       std::copy_n(from, count, to);
+    } else {
+      convert([](double value) { return value; });
     }
   }
   void inPlace(number& value) const {
@@ -88,6 +78,15 @@ class ToHeld {
   }
 
  private:
+  template <class Element>
+  void requireSuited(const Element* values, std::size_t count) const {
+    const auto isNotFinite = [](Element value) {
+      return !(std::abs(value) <= std::numeric_limits<Element>::max());
+    };
+    if (!anyOf(values, count, isNotFinite)) return;
+    std::for_each_n(values, count, [this](Element value) { NumericType::checkNaNInf(dataType_, value); });
+  }
+
   EmbeddedTypeSystem::DataTypeEnum dataType_;
   bool isStored_, isSlopeBias_;
   int exponent_;
@@ -162,17 +161,10 @@ void fi::assignDoubles(number& part, const Element* values, ValueMeaning meaning
   const ToHeld toHeld(getNumericType(), meaning == ValueMeaning::StoredInteger);
   const bool byBlocks = !sElementPathOnly && assignmentQuantizerInUse_->isDoubleBacked();
   double* held = part.doubles();
-  Block block;
-  for (std::size_t first = 0; first < part.numel(); first += kBlock) {
-    const std::size_t size = std::min<std::size_t>(kBlock, part.numel() - first);
-    if constexpr (std::is_same_v<Element, double>) {
-      toHeld(values + first, held + first, size);
-    } else {
-      std::copy_n(values + first, size, block.data());
-      toHeld(block.data(), held + first, size);
-    }
+  forEachBlock(part.numel(), [&](std::size_t first, std::size_t size) {
+    toHeld(values + first, held + first, size);
     if (byBlocks) assignmentQuantizerInUse_->quantize(held + first, size);
-  }
+  });
   for (unsigned i = 0; !byBlocks && i < part.numel(); ++i) assignmentQuantizerInUse_->quantize(part[i]);
 }
 

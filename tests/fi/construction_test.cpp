@@ -62,6 +62,7 @@ TEST(Construction, TakesHostArraysOfEveryClassExactly) {
   EXPECT_EQ(value(HostArray::scalarOf(large), s16), 1);
   EXPECT_EQ(value(HostArray::scalarOf(large), wide), mpq_class(mpz_class(std::to_string(large))));
   EXPECT_EQ(value(HostArray::scalarOf(large), coarse), reference::pow2(62) + 4096);
+  EXPECT_EQ(value(HostArray::scalarOf((std::int64_t{1} << 53) + 1), coarse), reference::pow2(53) + 4096);
   EXPECT_EQ(value(HostArray::scalarOf(std::numeric_limits<std::uint64_t>::max()), s16), -1);
   const HostArray text = HostArray::text("abc"), cell = HostArray::cell({1, 1});
   for (const HostArray* bad : {&text, &cell}) {
