@@ -256,7 +256,7 @@ fi fi::setBits(const HostArray& bit, const HostArray* value) const {
   } else {
     checkPositions<kBit, message::bitsetOutOfRange>(positions, word.wordLength);
   }
-  fi result = blank(resultShape(*this, bit, value), false);
+  fi result = unset(resultShape(*this, bit, value), false);
   if (areDoubles(*this)) {
     withPatterns(getNumericType(), [&](auto patterns) {
       setBitsByBlocks(result.realPart_.doubles(), BlockOperand::real(*this), positions.operand(),
@@ -313,7 +313,7 @@ fi fi::bitget(const HostArray& bit) const {
 fi fi::bitcmp() const {
   requirePatterns(*this, "bitcmp");
   const Word word(getNumericType());
-  fi result = blank(dims_, iscomplex());
+  fi result = unset(dims_, iscomplex());
   withPatterns(getNumericType(), [&](auto patterns) {
     transformParts(*this, result, Complement<decltype(patterns)>{patterns, &word});
   });
@@ -327,7 +327,7 @@ fi fi::bitandorxor(const fi& b) const {
   if (!getNumericType().isequivalent(b.getNumericType())) fail<kMixedTypes>();
   if (!isscalar() && !b.isscalar()) checkElementwiseSize(b);
   const Word word(getNumericType());
-  fi result = blank(isscalar() ? b.dims_ : dims_, coordinateComplexityForBitwiseOps(*this, b));
+  fi result = unset(isscalar() ? b.dims_ : dims_, coordinateComplexityForBitwiseOps(*this, b));
   const number zero(0.0, realPart_.getprecision(), false);
   if (areDoubles(*this) && areDoubles(b)) {
     withPatterns(getNumericType(), [&](auto patterns) {
@@ -365,7 +365,7 @@ fi fi::scaledByPow2(int exponent, RoundModeEnum roundMode, const char* name) con
   // Shifts beyond the word give what these give: nothing but the sign, or nothing that fits.
   const int beyond = getNumericType().wordLength() + 2;
   if (getNumericType().isFixed()) exponent = std::clamp(exponent, -beyond, beyond);
-  fi result = blank(dims_, iscomplex());
+  fi result = unset(dims_, iscomplex());
   result.assignLogged(name, [&] {
     const quantizer& inUse = result.assignmentQuantizerInUse();
     quantizer q(inUse);

@@ -88,7 +88,7 @@ fi fi::complex(const fi& imaginary) const {
   const auto visit = [](const fi& part) {
     return part.isscalar() ? ElementVisit::same(0) : ElementVisit::from(0);
   };
-  fi result = blank(shape.dims_, true);
+  fi result = unset(shape.dims_, true);
   copyElements(result, ElementVisit::from(0), visit(*this), shape.numel_);
   result.assignLogged("complex", [&] {
     result.storePart(result, result.imagPart_, ElementVisit::from(0), imaginary, imaginary.realPart_,
@@ -104,7 +104,7 @@ fi fi::stridesort(bool ascending, unsigned stride, unsigned length, HostArray* i
   if (numel_ > 0 && (block == 0 || numel_ % block != 0)) fail<kBadStride>();
   HostArray places =
       HostArray::zeros(tessel::ArrayClass::Double, tessel::Dimensions(dims_.begin(), dims_.end()));
-  fi result = blank(dims_, iscomplex());
+  fi result = unset(dims_, iscomplex());
   if (numel_ > 0 && iscomplex()) {
     result = sortedComplex(ascending, stride, length, places.mutableReal<double>());
   } else if (numel_ > 0) {

@@ -1,9 +1,12 @@
 /// How arrays are made, copied, resized and viewed.
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <optional>
 
 #include "qfcore/fi/arithmeticstate.h"
+#include "qfcore/fi/blocks.h"
+#include "qfcore/fi/elementvisit.h"
 
 namespace embedded {
 
@@ -58,6 +61,19 @@ bool holdsNumbers(const HostArray& array) { return array.isNumeric() || array.is
 /// Raises for a NaN or an infinity that the type cannot hold. A wide value beyond the doubles is neither.
 void requireSuited(const number& value, const NumericType& type) {
   if (!value.isFinite()) NumericType::checkNaNInf(type.dataType(), value.todouble());
+}
+
+void requireSuited(const fi& x, const NumericType& type) {
+  const auto isFinite = [&](const number& part) {
+    const double* values = valuesOf(x, part);
+    return !values || !anyOf(values, x.numel(), [](double value) { return !std::isfinite(value); });
+  };
+  if (areDoubles(x) && isFinite(x.realPart()) && isFinite(x.imagPart())) return;
+  for (unsigned k = 0; k < x.numel(); ++k) {
+    x.setIndex(k);
+    requireSuited(x.realPart(), type);
+    if (x.iscomplex()) requireSuited(x.imagPart(), type);
+  }
 }
 
 NumericType typeForValues(const HostArray* values, NumericType type) {
@@ -307,15 +323,10 @@ void fi::setNumericType(const NumericType& type) {
   NumericType target(type);
   if (type.isFixedOrScaledDouble() && type.isScalingUnspecified())
     target.setBestPrecision(getDoubleHostArray());
-  fi moved(dims_.data(), numDims(), target, fimath_, iscomplex(), tag(), getQlogger().operationType());
+  fi moved(dims_, target, fimath_, iscomplex(), tag(), getQlogger().operationType());
   moved.setLogging(getQlogger().isAlwaysOn());
-  for (unsigned i = 0; i < numel_; ++i) {
-    setIndex(i);
-    requireSuited(realPart_, target);
-    if (iscomplex()) requireSuited(imagPart_, target);
-    moved.setIndex(i);
-    moved.assignElement(*this);
-  }
+  requireSuited(*this, target);
+  moved.storeQuantized(moved, ElementVisit::from(0), *this, ElementVisit::from(0), numel_);
   moved.recordInTotal();
   moved.getQlogger().merge(getQlogger());
   moved.isAutoScaled_ = type.isScalingUnspecified();

@@ -98,15 +98,23 @@ void fi::setIntHostArray(const HostArray& stored) {
 }
 
 void fi::setHostValues(const HostArray& values, ValueMeaning meaning) {
-  fi replaced = blank(shapeOf(values), values.isComplex());
+  fi replaced = unset(shapeOf(values), values.isComplex());
   replaced.assignLogged(kAssignment, [&] { replaced.storeHostValues(values, meaning); });
   replaceElements(std::move(replaced));
 }
 
+fi fi::unset(const Shape& dims, bool isComplex) const {
+  fi result(dims, getNumericType(), fimath_, isComplex, {}, OperationTypeEnum::Unspecified);
+  result.assignmentQuantizer_ = getAssignmentQuantizer();
+  result.assignmentQuantizer_.logger().reset();
+  return result;
+}
+
 fi fi::blank(const Shape& dims, bool isComplex) const {
-  quantizer assignment(getAssignmentQuantizer());
-  assignment.logger().reset();
-  return fi(dims.data(), static_cast<unsigned>(dims.size()), getNumericType(), fimath_, isComplex, assignment);
+  fi result = unset(dims, isComplex);
+  result.fillWithZeroValue(result.realPart_);
+  result.fillWithZeroValue(result.imagPart_);
+  return result;
 }
 
 void fi::replaceElements(fi&& source) {

@@ -15,6 +15,8 @@ class ElementVisit {
   ElementVisit(const std::vector<unsigned>& list) : list_(list.data()) {}
   static ElementVisit from(unsigned first) { return {first, 1}; }
   static ElementVisit same(unsigned position) { return {position, 0}; }
+  /// Whether each position is the one after the one before.
+  bool isInStep() const { return !list_ && step_ == 1; }
   unsigned operator[](unsigned k) const { return list_ ? list_[k] : first_ + k * step_; }
 
  private:

@@ -652,6 +652,8 @@ class QFCORE_API fi {
   double realWorld(const number& part) const;
   /// Zeros of this type and these settings, with this array's tag and logging switch and nothing recorded.
   fi blank(const Shape& dims, bool isComplex) const;
+  /// The same with values that mean nothing until the maker has set them all.
+  fi unset(const Shape& dims, bool isComplex) const;
   /// The elements in an array of their own; of a column view, the column alone.
   fi detached() const;
   /// The place of element 0 in the storage; a column view does not start at 0. Moves the cursor.

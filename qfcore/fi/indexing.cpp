@@ -1,10 +1,10 @@
 /// Indexing with parentheses: the host indexes arrays of positions, elements move where the positions say.
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 #include "qfcore/fi/assignmentlog.h"
-#include "qfcore/fi/fi.h"
+#include "qfcore/fi/blocks.h"
+#include "qfcore/fi/elementvisit.h"
 #include "qfcore/fi/positionmap.h"
 #include "tessel/interpreter.h"
 #include "tessel/messages.h"
@@ -178,7 +178,10 @@ void fi::copyElements(fi& into, const ElementVisit& targets, const ElementVisit&
   const unsigned first = origin();
   const auto copyPart = [&](number& to, const number& from) {
     double* target = to.doubles();
-    if (const double* source = from.doubles(); target && source) {
+    const double* source = from.doubles();
+    if (target && source && targets.isInStep() && sources.isInStep()) {
+      std::copy_n(source + first + sources[0], count, target + targets[0]);
+    } else if (target && source) {
       for (unsigned k = 0; k < count; ++k) {
         if (const unsigned s = sources[k]; s != kNoElement) target[targets[k]] = source[first + s];
       }
@@ -226,18 +229,25 @@ void fi::storePart(fi& into, number& to, const ElementVisit& targets, const fi& 
     }
     return;
   }
-  if (!target || !source || !q.isDoubleBacked()) {
+  if (!areDoubles(rhs) || !target || !q.isDoubleBacked()) {
     for (unsigned k = 0; k < count; ++k) q.quantize(from[fromFirst + sources[k]], to[toFirst + targets[k]]);
     return;
   }
-  std::array<double, 1024> block;
-  for (unsigned begin = 0; begin < count;) {
-    const unsigned size = std::min<unsigned>(count - begin, block.size());
-    for (unsigned i = 0; i < size; ++i) block[i] = source[fromFirst + sources[begin + i]];
-    q.quantize(block.data(), size);
-    for (unsigned i = 0; i < size; ++i) target[toFirst + targets[begin + i]] = block[i];
-    begin += size;
-  }
+  Block block;
+  forEachBlock(count, [&](std::size_t begin, std::size_t size) {
+    const auto first = static_cast<unsigned>(begin);
+    if (sources.isInStep()) {
+      q.quantize(source + fromFirst + sources[first], block.data(), size);
+    } else {
+      for (unsigned i = 0; i < size; ++i) block[i] = source[fromFirst + sources[first + i]];
+      q.quantize(block.data(), size);
+    }
+    if (targets.isInStep()) {
+      std::copy_n(block.data(), size, target + toFirst + targets[first]);
+    } else {
+      for (unsigned i = 0; i < size; ++i) target[toFirst + targets[first + i]] = block[i];
+    }
+  });
 }
 
 void fi::storeQuantized(fi& into, const ElementVisit& targets, const fi& rhs, const ElementVisit& sources,
@@ -381,7 +391,7 @@ void fi::subscriptedDeleteFromStruct(const HostArray& index) {
 
 void fi::copydata(const fi& source) {
   errorIfNotAssignable(source);
-  fi replaced = blank(source.dims_, source.iscomplex());
+  fi replaced = unset(source.dims_, source.iscomplex());
   assignLogged(kAssignment, [&] {
     storeQuantized(replaced, ElementVisit::from(0), source, ElementVisit::from(0), source.numel_);
   });

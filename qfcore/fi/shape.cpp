@@ -76,7 +76,7 @@ bool differ(const fi& a, unsigned i, const fi& b, unsigned j) {
 // ------------------------------------------------------------------------------------------------------ shapes
 
 fi fi::detached() const {
-  fi result = blank(dims_, iscomplex());
+  fi result = unset(dims_, iscomplex());
   copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
   return result;
 }
@@ -94,7 +94,7 @@ fi fi::reshape(const HostArray& sizes) const {
   if (dims.size() < 2 || sizes.isComplex()) fail<kBadSizes>();
   if (count != numel_) fail<kCountChanges>();
   while (dims.size() > 2 && dims.back() == 1) dims.pop_back();
-  fi result = blank(dims, iscomplex());
+  fi result = unset(dims, iscomplex());
   copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
   return result;
 }
@@ -107,13 +107,13 @@ fi fi::squeeze() const {
     if (isRow) dims.insert(dims.begin(), 1U);
     dims.resize(std::max<std::size_t>(dims.size(), 2), 1U);
   }
-  fi result = blank(dims, iscomplex());
+  fi result = unset(dims, iscomplex());
   copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
   return result;
 }
 
 fi fi::transposed() const {
-  fi result = blank({cols_, rows_}, iscomplex());
+  fi result = unset({cols_, rows_}, iscomplex());
   const unsigned first = origin();
   if (isvector()) {
     copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);

@@ -220,7 +220,7 @@ void fi::setIntArrayHostArray(const HostArray& chunks, IntArrayChunkMode chunkMo
 
 void fi::setChunks(const HostArray& chunks, const Shape& dims, unsigned chunksPerElement) {
   NumericType::errorIfComplexLogical(getNumericType().dataType(), chunks.isComplex());
-  fi replaced = blank(dims, chunks.isComplex());
+  fi replaced = unset(dims, chunks.isComplex());
   const auto storePart = [&](number& part, const std::uint32_t* words) {
     if (!areDoubles(replaced) || !getNumericType().isFixed()) {
       return replaced.storeWords(part, words, chunksPerElement);
@@ -271,7 +271,7 @@ void fi::setCorvaneIntArray(const HostArray& stored) {
   if (type.wordLength() > kMaxCorvaneBits) fail<kTooBigForCorvane>();
   const bool isWords = stored.arrayClass() == ArrayClass::Int64 || stored.arrayClass() == ArrayClass::Uint64;
   if (usesCorvaneWords(type) && isWords && areDoubles(*this)) {
-    fi replaced = blank(shapeOf(stored), stored.isComplex());
+    fi replaced = unset(shapeOf(stored), stored.isComplex());
     const auto storePart = [&](number& part, const void* words) {
       withPatterns(type, [&](auto patterns) {
         transformValues(static_cast<const std::int64_t*>(words), part.doubles(), replaced.numel_,
