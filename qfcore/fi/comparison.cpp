@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "qfcore/fi/arithmeticstate.h"
@@ -32,7 +33,7 @@ struct NotEqual : std::not_equal_to<> {
 };
 
 HostArray logicalLike(const fi& shape) {
-  return HostArray::zeros(ArrayClass::Logical, tessel::Dimensions(shape.dims().begin(), shape.dims().end()));
+  return HostArray::unset(ArrayClass::Logical, tessel::Dimensions(shape.dims().begin(), shape.dims().end()));
 }
 
 /// The operand whose shape the result has, once the sizes agree.
@@ -197,6 +198,39 @@ class OrderingKey {
   Scratch key_, term_;
 };
 
+struct SquaredMagnitude {
+  double operator()(double re, double im) const { return re * re + im * im; }
+};
+
+/// Whether doubles hold the squares of complex elements, and the sums of two.
+bool hasExactSquares(const NumericType& type) {
+  const int bits = 2 * type.wordLength() + 1, exponent = 2 * type.fixedExponent();
+  return type.isFixed() && bits <= static_cast<int>(kDoubleBits) && isNormalPow2(exponent) &&
+         isNormalPow2(exponent + bits);
+}
+
+/// The same keys, as contiguous doubles.
+class KeyBlocks {
+ public:
+  /// None where doubles do not hold them.
+  static std::optional<KeyBlocks> of(const fi& x) {
+    if (!areDoubles(x) || !(x.isreal() || hasExactSquares(x.getNumericType()))) return std::nullopt;
+    return KeyBlocks(x);
+  }
+  /// Those of `size` elements, at most a block; valid until the next call.
+  const double* operator()(std::size_t first, std::size_t size) {
+    if (!parts_.im) return parts_.re + first;
+    combineBy<false, false>(keys_.data(), parts_.re + first, parts_.im + first, size, SquaredMagnitude());
+    return keys_.data();
+  }
+
+ private:
+  explicit KeyBlocks(const fi& x) : parts_(Factor::of(x)) {}
+
+  Factor parts_;
+  Block keys_;
+};
+
 /// The extreme of `best` and the values.
 template <class Extreme>
 QFCORE_VECTORISED double extremeOf(const double* values, std::size_t count, double best) {
@@ -230,7 +264,7 @@ class ExtremeFinder {
  public:
   explicit ExtremeFinder(const fi& x)
       : x_(x),
-        values_(x.isreal() && areDoubles(x) ? valuesOf(x, x.realPart()) : nullptr),
+        keys_(KeyBlocks::of(x)),
         wide_(x, x.realPart()),
         isWide_(x.isreal() && areWide(x)),
         key_(x, x.iscomplex()),
@@ -238,36 +272,37 @@ class ExtremeFinder {
 
   /// The place of the extreme among `count` elements, from 0.
   unsigned operator()(unsigned first, unsigned stride, unsigned count) {
-    if (values_ && stride == 1) return placeInRow(values_ + first, count);
+    if (keys_ && stride == 1) return placeInRow(first, count);
     return isWide_ ? placeOfWide(first, stride, count) : placeOfElement(first, stride, count);
   }
 
   /// For the `stride` sequences of `count` elements that start at `first` and its neighbours, places from 1.
   void inStep(unsigned first, unsigned stride, unsigned count, double* places) {
-    if (!values_ || stride == 1) {
+    if (!keys_ || stride == 1) {
       for (unsigned k = 0; k < stride; ++k) places[k] = (*this)(first + k, stride, count) + 1.0;
       return;
     }
     forEachBlock(stride, [&](std::size_t begin, std::size_t size) {
-      const double* values = values_ + first + begin;
       Block best;
-      std::copy_n(values, size, best.data());
+      std::copy_n((*keys_)(first + begin, size), size, best.data());
       std::fill_n(places + begin, size, 1.0);
       for (unsigned k = 1; k < count; ++k) {
-        keepExtremes<Extreme>(best.data(), places + begin, values + std::size_t{k} * stride, k + 1.0, size);
+        const double* keys = (*keys_)(first + begin + std::size_t{k} * stride, size);
+        keepExtremes<Extreme>(best.data(), places + begin, keys, k + 1.0, size);
       }
     });
   }
 
  private:
-  static unsigned placeInRow(const double* values, std::size_t count) {
-    double best = values[0];
+  unsigned placeInRow(unsigned start, std::size_t count) {
+    double best = *(*keys_)(start, 1);
     std::size_t place = 0;
     forEachBlock(count, [&](std::size_t first, std::size_t size) {
-      const double candidate = extremeOf<Extreme>(values + first, size, best);
+      const double* keys = (*keys_)(start + first, size);
+      const double candidate = extremeOf<Extreme>(keys, size, best);
       if (!Extreme::replaces(candidate, best)) return;
       best = candidate;
-      place = static_cast<std::size_t>(std::find(values + first, values + first + size, best) - values);
+      place = first + static_cast<std::size_t>(std::find(keys, keys + size, best) - keys);
     });
     return static_cast<unsigned>(place);
   }
@@ -294,12 +329,45 @@ class ExtremeFinder {
   }
 
   const fi& x_;
-  const double* values_;
+  std::optional<KeyBlocks> keys_;
   WideOperand wide_;
   bool isWide_;
   OrderingKey key_;
   Scratch best_;
 };
+
+/// result[i] = b[i] where its key replaces that of a[i], else a[i].
+template <class Extreme, bool AIsScalar, bool BIsScalar>
+QFCORE_VECTORISED void choose(double* result, const double* aKeys, const double* bKeys, const double* a,
+                              const double* b, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) {
+    const double own = a[AIsScalar ? 0 : i], other = b[BIsScalar ? 0 : i];
+    result[i] = Extreme::replaces(bKeys[i], aKeys[i]) ? other : own;
+  }
+}
+
+/// The element-wise extremes of complex elements, or of such and real ones, by blocks.
+template <class Extreme>
+void extremesByMagnitude(const fi& a, const fi& b, fi& result) {
+  const BlockOperand aRe = BlockOperand::real(a), aIm = BlockOperand::imag(a);
+  const BlockOperand bRe = BlockOperand::real(b), bIm = BlockOperand::imag(b);
+  Block aKeys, bKeys;
+  forEachBlock(result.numel(), [&](std::size_t first, std::size_t size) {
+    const auto keysOf = [&](Block& keys, const BlockOperand& re, const BlockOperand& im) {
+      combineBy(keys.data(), re.at(first), re.isScalar, im.at(first), im.isScalar, size, SquaredMagnitude());
+    };
+    const auto chooseParts = [&](number& part, const BlockOperand& own, const BlockOperand& other) {
+      withFlags(own.isScalar, other.isScalar, [&](auto ownIsScalar, auto otherIsScalar) {
+        choose<Extreme, ownIsScalar(), otherIsScalar()>(part.doubles() + first, aKeys.data(), bKeys.data(),
+                                                        own.at(first), other.at(first), size);
+      });
+    };
+    keysOf(aKeys, aRe, aIm);
+    keysOf(bKeys, bRe, bIm);
+    chooseParts(result.realPart(), aRe, bRe);
+    chooseParts(result.imagPart(), aIm, bIm);
+  });
+}
 
 }  // namespace
 
@@ -394,7 +462,7 @@ fi fi::extreme(const fi& b) const {
   const bool isComplex = iscomplex() || b.iscomplex();
   if (isComplex && isSlopeBias()) fail<message::complexSlopeBias>(Extreme::kName);
   const fi& shape = shapeOfResult(*this, b);
-  fi result = blank(shape.dims_, isComplex);
+  fi result = unset(shape.dims_, isComplex);
   if (!isComplex && areDoubles(*this) && areDoubles(b) && areDoubles(result)) {
     combine<Extreme>(result.realPart_.doubles(), valuesOf(*this, realPart_), isscalar(),
                      valuesOf(b, b.realPart_), b.isscalar(), result.numel_);
@@ -407,6 +475,11 @@ fi fi::extreme(const fi& b) const {
     }
     return result;
   }
+  if (isComplex && areDoubles(*this) && areDoubles(b) && areDoubles(result) &&
+      hasExactSquares(getNumericType())) {
+    extremesByMagnitude<Extreme>(*this, b, result);
+    return result;
+  }
   OrderingKey ownKey(*this, isComplex), otherKey(b, isComplex);
   for (unsigned k = 0; k < result.numel_; ++k) {
     setIndex(isscalar() ? 0 : k);
@@ -414,7 +487,11 @@ fi fi::extreme(const fi& b) const {
     result.setIndex(k);
     const fi& chosen = Extreme::replaces(otherKey(), ownKey()) ? b : *this;
     result.realPart_ = chosen.realPart_;
-    if (chosen.iscomplex()) result.imagPart_ = chosen.imagPart_;
+    if (chosen.iscomplex()) {
+      result.imagPart_ = chosen.imagPart_;
+    } else if (isComplex) {
+      result.imagPart_ = 0.0;
+    }
   }
   return result;
 }
