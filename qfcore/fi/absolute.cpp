@@ -1,5 +1,6 @@
 /// Magnitudes, absolute values, negation and sign.
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "qfcore/fi/assignmentlog.h"
@@ -36,15 +37,45 @@ struct Sign {
   void operator()(number& x) const { x = static_cast<double>(x.sign()); }
 };
 
-/// The length of a complex value whose parts are integers of at most `kMaxPartBits` bits, exact but for its
-/// fraction: one of 1/4 or 3/4 stands for all below or above 1/2, which no length of integers has.
-struct Length {
+// The length of a complex value whose parts are integers of so many bits besides a sign, exact but for its
+// fraction: one of 1/4 or 3/4 stands for all below or above 1/2, which no length of integers has.
+
+/// The fraction where that many squares are left over a square of `floor`.
+template <class Integer>
+double fractionOf(Integer rest, Integer floor) {
+  return rest == 0 ? 0.0 : rest > floor ? 0.75 : 0.25;
+}
+
+struct ShortLength {
   static constexpr int kMaxPartBits = 25;
-  static double apply(double re, double im) {
+  double operator()(double re, double im) const {
     const double square = re * re + im * im;
     const double floor = std::floor(std::sqrt(square));
-    const double rest = square - floor * floor;
-    return floor + (rest == 0 ? 0.0 : rest > floor ? 0.75 : 0.25);
+    return floor + fractionOf(square - floor * floor, floor);
+  }
+};
+
+/// The root of a rounded sum of rounded squares is at most 1 off. What is left over is small, so that its
+/// integers, modulo 2^64, are exact.
+struct LongLength {
+  static constexpr int kMaxPartBits = 50;
+  double operator()(double re, double im) const {
+    const double root = std::floor(std::sqrt(re * re + im * im));
+    const std::int64_t guess = static_cast<std::int64_t>(root);
+    const std::int64_t above = rest(re, im, guess);
+    const std::int64_t step =
+        static_cast<std::int64_t>(above > 2 * guess) - static_cast<std::int64_t>(above < 0);
+    const std::int64_t floor = guess + step;
+    return static_cast<double>(floor) + fractionOf(rest(re, im, floor), floor);
+  }
+
+ private:
+  static std::int64_t rest(double re, double im, std::int64_t floor) {
+    const auto square = [](std::int64_t x) {
+      return static_cast<std::uint64_t>(x) * static_cast<std::uint64_t>(x);
+    };
+    return static_cast<std::int64_t>(square(static_cast<std::int64_t>(re)) +
+                                     square(static_cast<std::int64_t>(im)) - square(floor));
   }
 };
 
@@ -75,22 +106,32 @@ void mapValues(const fi& x, const number& source, number& target, const quantize
   }
 }
 
-/// The magnitudes of complex elements with few enough bits.
-bool lengthsByBlocks(const fi& x, number& target, const quantizer& q) {
-  const NumericType& type = x.getNumericType();
-  const int f = type.fractionLength();
-  if (!areDoubles(x) || !type.isFixed() || type.wordLength() > Length::kMaxPartBits || !GridFactors::exist(f)) {
-    return false;
-  }
-  const GridFactors grid(f);
+template <class Length>
+void lengthsByBlocks(const fi& x, number& target, const quantizer& q) {
+  const GridFactors grid(x.getNumericType().fractionLength());
   const double *re = valuesOf(x, x.realPart()), *im = valuesOf(x, x.imagPart());
   double* to = target.doubles();
   forEachBlock(x.numel(), [&](std::size_t first, std::size_t size) {
     combineBy<false, false>(to + first, re + first, im + first, size, [grid](double a, double b) {
-      return Length::apply(a * grid.unitsPerOne, b * grid.unitsPerOne) * grid.unit;
+      return Length()(a * grid.unitsPerOne, b * grid.unitsPerOne) * grid.unit;
     });
     q.quantize(to + first, size);
   });
+}
+
+/// The magnitudes of complex elements with few enough bits. False for others.
+bool areLengthsByBlocks(const fi& x, number& target, const quantizer& q) {
+  const NumericType& type = x.getNumericType();
+  const int partBits = type.wordLength() - type.isSigned();
+  if (!areDoubles(x) || !type.isFixed() || partBits > LongLength::kMaxPartBits ||
+      !GridFactors::exist(type.fractionLength())) {
+    return false;
+  }
+  if (partBits <= ShortLength::kMaxPartBits) {
+    lengthsByBlocks<ShortLength>(x, target, q);
+  } else {
+    lengthsByBlocks<LongLength>(x, target, q);
+  }
   return true;
 }
 
@@ -106,11 +147,11 @@ void fi::abs(number& out) const {
 
 fi fi::abs() const {
   if (iscomplex() && isSlopeBias()) fail<message::complexSlopeBias>("abs");
-  fi result = blank(dims_, false);
+  fi result = unset(dims_, false);
   result.assignLogged("abs", [&] {
     const quantizer& q = result.assignmentQuantizerInUse();
     if (isreal()) return mapValues(*this, realPart_, result.realPart_, q, Magnitude{});
-    if (lengthsByBlocks(*this, result.realPart_, q)) return;
+    if (areLengthsByBlocks(*this, result.realPart_, q)) return;
     // A magnitude that is not on the grid, nor halfway, differs from it by more than these bits leave out. A
     // double's last bit is not reliable.
     const bool isNative = !getNumericType().isFixed();
@@ -135,7 +176,7 @@ fi fi::realabs(const NumericType& type, const fimath& math) const {
 }
 
 fi fi::uminus() const {
-  fi result = blank(dims_, iscomplex());
+  fi result = unset(dims_, iscomplex());
   result.assignLogged("uminus", [&] {
     const quantizer& q = result.assignmentQuantizerInUse();
     mapValues(*this, realPart_, result.realPart_, q, Negation{});
@@ -156,7 +197,7 @@ fi fi::conj() const {
 
 fi fi::sign() const {
   if (iscomplex()) fail<kComplexNotDefined>("sign");
-  fi result = blank(dims_, false);
+  fi result = unset(dims_, false);
   result.assignLogged("sign", [&] {
     if (!isSlopeBias())
       return mapPart(*this, realPart_, result.realPart_, result.assignmentQuantizerInUse(), Sign{});
