@@ -97,7 +97,7 @@ std::string rightAligned(const std::string& text, unsigned width) {
 /// follows.
 HostArray blankFields(const fi& x, unsigned width) {
   const std::size_t columns = x.cols() == 0 ? 0 : std::size_t{x.cols()} * width - kColumnGap;
-  HostArray result = HostArray::zeros(ArrayClass::Char, {x.rows(), columns});
+  HostArray result = HostArray::unset(ArrayClass::Char, {x.rows(), columns});
   if (!result.isEmpty()) std::fill_n(result.mutableReal<char>(), result.numel(), ' ');
   return result;
 }
@@ -156,7 +156,7 @@ HostArray fi::num2base(int base) const {
   errorIfScaledDouble(*this, "num2base");
   if (!isBase(base)) fail<kNum2baseBadBase>();
   const quantizer& q = getAssignmentQuantizer();
-  const auto digits = static_cast<unsigned>(radixDigits(getNumericType().wordLength(), base));
+  const auto digits = static_cast<unsigned>(radixDigits(q.wordLength(), base));
   if (hasTextByBlocks(*this)) {
     return fieldsByBlocks(*this, digits, [&](const number& part, char* text, unsigned width) {
       writePatterns(*this, part, text, width, digits, base);
@@ -174,7 +174,7 @@ HostArray fi::num2sdec() const {
   errorIfScaledDouble(*this, "num2sdec");
   const quantizer& q = getAssignmentQuantizer();
   const auto digits = static_cast<unsigned>(radixDigits(getNumericType().wordLength(), 10)) + 1;
-  if (hasTextByBlocks(*this)) {
+  if (hasTextByBlocks(*this) && !getNumericType().isFloat()) {
     return fieldsByBlocks(*this, digits, [&](const number& part, char* text, unsigned width) {
       writeSigned(*this, part, text, width, digits);
     });
@@ -199,11 +199,12 @@ bool fi::base2numCheckElement(const char* token, int base) {
 /// False, and nothing done, for text that is not all patterns of the word's bits.
 bool fi::base2numByBlocks(const HostArray& text, int base) {
   const auto shaped = [&](const auto& table) {
-    return blank({static_cast<unsigned>(table.rows), static_cast<unsigned>(table.columns)}, table.isComplex);
+    return unset({static_cast<unsigned>(table.rows), static_cast<unsigned>(table.columns)}, table.isComplex);
   };
   if (hasTextByBlocks(*this)) {
-    const auto table = readPatterns(text, base);
+    const auto table = readPatterns(text, base, getNumericType());
     if (!table) return false;
+    NumericType::errorIfComplexLogical(getNumericType().dataType(), table->isComplex);
     fi replaced = shaped(*table);
     replaced.assignLogged(kAssignment, [&] {
       valuesOfPatterns(getNumericType(), table->re, replaced.realPart_.doubles());
@@ -232,7 +233,7 @@ void fi::base2num(const HostArray& text, int base) {
   const TokenTable table = base2numValidateAndInit(text, base);
   NumericType::errorIfComplexLogical(getNumericType().dataType(), table.isComplex);
   const auto rows = static_cast<unsigned>(table.rows.size());
-  fi replaced = blank({rows, table.valuesEach}, table.isComplex);
+  fi replaced = unset({rows, table.valuesEach}, table.isComplex);
   const auto read = [&](number& part, unsigned row, unsigned place) {
     if (!replaced.assignmentQuantizerInUse_->base2num(part, table.token(row, place), base))
       failInvalid(row, place);

@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <type_traits>
 
 #include "qfcore/fi/patterns.h"
@@ -33,6 +34,8 @@ auto withBase(int base, Visit visit) {
 }
 
 bool isPowerOfTwo(int base) { return std::has_single_bit(static_cast<unsigned>(base)); }
+/// Of stored integers; those of built-in floating-point types have as many as the type.
+constexpr int kMaxPatternBits = 52;
 
 char digitText(std::uint64_t digit) { return static_cast<char>(digit < 10 ? '0' + digit : 'a' + (digit - 10)); }
 
@@ -67,6 +70,21 @@ void writeInteger(std::int64_t stored, char* text, std::size_t rows, unsigned di
   } while (rest != 0);
   if (stored < 0) text[--place * rows] = '-';
 }
+
+/// The patterns of a built-in floating-point type; NaN has one.
+template <class Float, class Word>
+struct FloatPatterns {
+  static std::uint64_t pattern(double value) {
+    const Float x = value == value ? static_cast<Float>(value) : std::numeric_limits<Float>::quiet_NaN();
+    return std::bit_cast<Word>(x);
+  }
+  static double value(std::uint64_t pattern) {
+    const Float x = std::bit_cast<Float>(static_cast<Word>(pattern));
+    return x == x ? static_cast<double>(x) : std::numeric_limits<double>::quiet_NaN();
+  }
+};
+using DoublePatterns = FloatPatterns<double, std::uint64_t>;
+using SinglePatterns = FloatPatterns<float, std::uint32_t>;
 
 /// Calls `write(integers, count, text)` for neighbouring elements of a column, with what `convert` makes of
 /// their values.
@@ -207,8 +225,13 @@ std::array<unsigned char, 256> meanings(int base, const char* delimiters) {
 template <class Base>
 class RowReader {
  public:
-  RowReader(const HostArray& text, Base base, const std::array<unsigned char, 256>& meaning)
-      : first_(text.real<char>()), rows_(text.dim(0)), columns_(text.dim(1)), base_(base), meaning_(meaning) {}
+  RowReader(const HostArray& text, Base base, int bits, const std::array<unsigned char, 256>& meaning)
+      : first_(text.real<char>()),
+        rows_(text.dim(0)),
+        columns_(text.dim(1)),
+        base_(base),
+        largest_(~std::uint64_t{0} >> (64 - bits)),
+        meaning_(meaning) {}
 
   /// Calls `take(pattern)` for each, while it is true. False where that is false, or the row has anything else.
   template <class Take>
@@ -219,40 +242,43 @@ class RowReader {
       unsigned char digit = kDelimiter;
       while (next != end && (digit = at(next)) == kDelimiter) next += rows_;
       if (next == end) return true;
+      const std::uint64_t base = base_;
       std::uint64_t pattern = 0;
-      // One digit more than 52 bits does not leave 64.
-      for (; next != end && pattern < kTooLarge && (digit = at(next)) < base_; next += rows_) {
-        pattern = pattern * base_ + digit;
+      bool isTooLarge = false;
+      for (; next != end && !isTooLarge && (digit = at(next)) < base; next += rows_) {
+        isTooLarge = __builtin_mul_overflow(pattern, base, &pattern) ||
+                     __builtin_add_overflow(pattern, std::uint64_t{digit}, &pattern);
       }
       const bool endsToken = next == end || digit == kDelimiter;
-      if (!endsToken || pattern >= kTooLarge || !take(static_cast<double>(pattern))) return false;
+      if (!endsToken || isTooLarge || pattern > largest_ || !take(pattern)) return false;
     }
   }
 
  private:
-  static constexpr std::uint64_t kTooLarge = std::uint64_t{1} << 52;
   unsigned char at(const char* character) const { return meaning_[static_cast<unsigned char>(*character)]; }
 
   const char* first_;
   std::size_t rows_, columns_;
   Base base_;
+  std::uint64_t largest_;
   const std::array<unsigned char, 256>& meaning_;
 };
 
 template <class Base>
-std::optional<PatternTable<double>> readTable(const HostArray& text, Base base, bool isComplex,
-                                              const std::array<unsigned char, 256>& meaning) {
-  const RowReader<Base> readRow(text, base, meaning);
+std::optional<PatternTable> readTable(const HostArray& text, Base base, int bits, bool isComplex,
+                                      const std::array<unsigned char, 256>& meaning) {
+  const RowReader<Base> readRow(text, base, bits, meaning);
   std::size_t tokens = 0;
-  if (!readRow(0, [&](double) { return ++tokens > 0; }) || tokens == 0 || (isComplex && tokens % 2 != 0)) {
+  if (!readRow(0, [&](std::uint64_t) { return ++tokens > 0; }) || tokens == 0 ||
+      (isComplex && tokens % 2 != 0)) {
     return std::nullopt;
   }
-  PatternTable<double> table{text.dim(0), isComplex ? tokens / 2 : tokens, isComplex, {}, {}};
+  PatternTable table{text.dim(0), isComplex ? tokens / 2 : tokens, isComplex, {}, {}};
   table.re.resize(table.rows * table.columns);
   if (isComplex) table.im.resize(table.re.size());
   for (std::size_t row = 0; row < table.rows; ++row) {
     std::size_t place = 0;
-    const auto take = [&](double pattern) {
+    const auto take = [&](std::uint64_t pattern) {
       if (place == tokens) return false;
       const std::size_t column = isComplex ? place / 2 : place;
       (isComplex && place % 2 != 0 ? table.im : table.re)[column * table.rows + row] = pattern;
@@ -377,18 +403,25 @@ class RowBlock {
 
 }  // namespace
 
-bool hasTextByBlocks(const fi& x) { return areDoubles(x) && x.getNumericType().isFixed(); }
+bool hasTextByBlocks(const fi& x) {
+  const NumericType& type = x.getNumericType();
+  return areDoubles(x) && (type.isFixed() || type.isFloat() || (type.isBoolean() && type.wordLength() == 1));
+}
 
 void writePatterns(const fi& x, const number& part, char* text, std::size_t width, unsigned digits, int base) {
-  withPatterns(x.getNumericType(), [&](auto patterns) {
+  const auto write = [&](auto toPattern) {
     withBase(base, [&](auto number) {
-      writeFields<std::uint64_t>(
-          x, part, text, width,
-          [patterns](double value) { return static_cast<std::uint64_t>(patterns.pattern(value)); },
-          [&](std::uint64_t* block, std::size_t count, char* fields) {
-            writeDigits(block, count, fields, x.rows(), digits, number);
-          });
+      writeFields<std::uint64_t>(x, part, text, width, toPattern,
+                                 [&](std::uint64_t* block, std::size_t count, char* fields) {
+                                   writeDigits(block, count, fields, x.rows(), digits, number);
+                                 });
     });
+  };
+  const NumericType& type = x.getNumericType();
+  if (type.isDouble()) return write([](double value) { return DoublePatterns::pattern(value); });
+  if (type.isSingle()) return write([](double value) { return SinglePatterns::pattern(value); });
+  withPatterns(type, [&](auto patterns) {
+    write([patterns](double value) { return static_cast<std::uint64_t>(patterns.pattern(value)); });
   });
 }
 
@@ -437,14 +470,15 @@ void writeWideSigned(const fi& x, const number& part, char* text, std::size_t wi
                       });
 }
 
-std::optional<PatternTable<double>> readPatterns(const HostArray& text, int base) {
+std::optional<PatternTable> readPatterns(const HostArray& text, int base, const NumericType& type) {
   if (!hasRows(text)) return std::nullopt;
   const bool isComplex = isComplexText(text);
   const auto meaning = meaningsIn(isComplex, base);
-  return withBase(base, [&](auto number) { return readTable(text, number, isComplex, meaning); });
+  const int bits = type.isDouble() ? 64 : type.isSingle() ? 32 : kMaxPatternBits;
+  return withBase(base, [&](auto number) { return readTable(text, number, bits, isComplex, meaning); });
 }
 
-std::optional<PatternTable<std::uint64_t>> readWidePatterns(const HostArray& text, int base, int wordLength) {
+std::optional<PatternTable> readWidePatterns(const HostArray& text, int base, int wordLength) {
   if (!hasRows(text)) return std::nullopt;
   const bool isComplex = isComplexText(text);
   const auto meaning = meaningsIn(isComplex, base);
@@ -452,7 +486,7 @@ std::optional<PatternTable<std::uint64_t>> readWidePatterns(const HostArray& tex
   if (fields.empty() || (isComplex && fields.size() % 2 != 0)) return std::nullopt;
   PatternBytes patterns(wordLength);
   const std::size_t rows = text.dim(0), step = isComplex ? 2 : 1, limbsEach = patterns.limbCount();
-  PatternTable<std::uint64_t> table{rows, fields.size() / step, isComplex, {}, {}};
+  PatternTable table{rows, fields.size() / step, isComplex, {}, {}};
   table.re.resize(rows * table.columns * limbsEach);
   if (isComplex) table.im.resize(table.re.size());
   for (std::size_t row = 0; row < rows; row += PatternBytes::kPatterns) {
@@ -488,11 +522,19 @@ bool valuesOfPatterns(const NumericType& type, const std::vector<std::uint64_t>&
   return true;
 }
 
-void valuesOfPatterns(const NumericType& type, const std::vector<double>& patterns, double* values) {
+void valuesOfPatterns(const NumericType& type, const std::vector<std::uint64_t>& patterns, double* values) {
+  const auto convert = [&](auto toValue) {
+    transformValues(patterns.data(), values, patterns.size(), toValue);
+  };
+  if (type.isDouble()) return convert([](std::uint64_t pattern) { return DoublePatterns::value(pattern); });
+  if (type.isSingle()) return convert([](std::uint64_t pattern) { return SinglePatterns::value(pattern); });
   const double range = static_cast<double>(std::int64_t{1} << type.wordLength());
   const double half = type.isSigned() ? range / 2 : range;
   withPow2(type.fixedExponent(), [&](auto toValue, auto) {
-    transformValues(patterns.data(), values, patterns.size(), [=](double pattern) {
+    convert([=](std::uint64_t bits) {
+      // A conversion of 64 bits would be one by one without the widest vectors.
+      constexpr double kOffset = 0x1p52;
+      const double pattern = std::bit_cast<double>(std::bit_cast<std::uint64_t>(kOffset) | bits) - kOffset;
       // Both at once: a branch would keep the loop from vectorising.
       const bool isNegative =
           static_cast<bool>(static_cast<int>(pattern >= half) & static_cast<int>(pattern < range));

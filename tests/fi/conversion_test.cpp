@@ -224,12 +224,22 @@ TEST(RadixText, FloatingPointPatternsReadBack) {
   for (const DataTypeEnum dataType : {DataTypeEnum::Double, DataTypeEnum::Single}) {
     NumericType type;
     type.setDataType(dataType);
-    const HostArray values = reference::row({1.5, -0.0, 1e-30, -3.25, std::numeric_limits<double>::infinity()});
+    constexpr double kInfinity = std::numeric_limits<double>::infinity(), kNaN = -std::nan("1");
+    const HostArray values = reference::row({1.5, -0.0, 1e-30, -3.25, kInfinity, -1e-310, kNaN});
     const fi x(&values, type);
-    fi back(1U, 1U, type);
-    back.base2num(x.num2base(16), 16);
-    const auto* expected = x.realPart().doubles();
-    EXPECT_TRUE(std::equal(expected, expected + 5, back.realPart().doubles()));
+    for (const bool elementPathOnly : {false, true}) {
+      fi::setElementPathOnly(elementPathOnly);
+      fi back(1U, 1U, type);
+      back.base2num(x.num2base(16), 16);
+      const auto *expected = x.realPart().doubles(), *found = back.realPart().doubles();
+      EXPECT_TRUE(std::equal(expected, expected + 6, found));
+      EXPECT_TRUE(std::isnan(found[6]) && std::signbit(found[1]));
+      const std::string nan = dataType == DataTypeEnum::Double ? "7ff8000000000000" : "7fc00000";
+      EXPECT_TRUE(x.num2base(16).textRows()[0].ends_with("   " + nan));
+      EXPECT_EQ(errorOf([&] { back.base2num(HostArray::text("1" + nan), 16); }),
+                "numforge:fi:base2num:InvalidElement");
+    }
+    fi::setElementPathOnly(false);
     EXPECT_EQ(x.num2base(16).textRows()[0].substr(0, 4), dataType == DataTypeEnum::Double ? "3ff8" : "3fc0");
     EXPECT_EQ(errorOf([&] { x.num2sdec(); }), "numforge:quantizer:sdec:fixedonly");
   }

@@ -1,5 +1,9 @@
 /// Every operation with an array path beside its element path: the same bits, records, warnings and errors.
+#include <array>
+#include <cmath>
+#include <cstring>
 #include <functional>
+#include <limits>
 #include <type_traits>
 
 #include "tests/fi/arrays.h"
@@ -26,7 +30,9 @@ std::string bytesOf(const HostArray& array) {
 // Bytes tell values apart that print alike, and are there at once.
 template <class Value>
 void append(std::string& text, Value value) {
-  if constexpr (std::is_same_v<Value, double>) value += 0.0;  // zeros of either sign are one value
+  // Zeros of either sign are one value, and so are all NaN.
+  if constexpr (std::is_same_v<Value, double>)
+    value = std::isnan(value) ? std::numeric_limits<double>::quiet_NaN() : value + 0.0;
   text.append(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
@@ -59,11 +65,28 @@ struct Operands {
   int number;  ///< a shift, a dimension, a base
   HostArray positions, bits;
 
-  /// An array of a's type made by `set`.
+  /// An array of a's type, or of a data type without scaling, made by `set`.
   template <class Set>
   fi made(Set set) const {
-    fi result(1U, 1U, a.getNumericType(), a.getFimath());
+    return made(a.getNumericType(), set);
+  }
+  template <class Set>
+  fi made(const NumericType& itsType, Set set) const {
+    fi result(1U, 1U, itsType, a.getFimath());
     set(result);
+    return result;
+  }
+  /// A copy of `x` with its values in another type.
+  static fi moved(fi x, const NumericType& to) {
+    x.setNumericType(to);
+    return x;
+  }
+  /// Real parts' bits as integers of the class, most of them beyond what doubles hold.
+  HostArray integers(ArrayClass arrayClass) const {
+    const HostArray doubles = b.getDoubleHostArray();
+    HostArray result = HostArray::zeros(arrayClass, doubles.dims());
+    if (!result.isEmpty())
+      std::memcpy(result.mutableRealData(), doubles.realData(), doubles.numel() * sizeof(double));
     return result;
   }
 };
@@ -84,6 +107,19 @@ std::string withPlaces(Find find) {
   const fi extremes = find(places);
   return described(extremes) + bytesOf(places);
 }
+
+const NumericType& builtIn(EmbeddedTypeSystem::DataTypeEnum dataType) {
+  static const auto types = [] {
+    std::array<NumericType, 5> all;
+    for (std::size_t k = 0; k < all.size(); ++k)
+      all[k].setDataType(static_cast<EmbeddedTypeSystem::DataTypeEnum>(k));
+    return all;
+  }();
+  return types[static_cast<std::size_t>(dataType)];
+}
+const NumericType &kBoolean = builtIn(EmbeddedTypeSystem::DataTypeEnum::Boolean),
+                  &kSingle = builtIn(EmbeddedTypeSystem::DataTypeEnum::Single),
+                  &kDouble = builtIn(EmbeddedTypeSystem::DataTypeEnum::Double);
 
 constexpr auto kFirst = fi::IntArrayDimensionMode::FirstDimension;
 constexpr auto kFixed = fi::IntArrayChunkMode::Fixed128;
@@ -140,14 +176,29 @@ const Operation kOperations[] = {
     OPERATION(o.a.getIntArrayHostArray(kFixed, kFirst)),
     OPERATION(o.a.getCorvaneIntArray()),
     OPERATION(o.made([&](fi& x) { x.setIntHostArray(o.b.getIntHostArray()); })),
+    OPERATION(o.made([&](fi& x) { x.setIntHostArray(o.integers(ArrayClass::Int64)); })),
+    OPERATION(o.made([&](fi& x) { x.setDataHostArray(o.integers(ArrayClass::Uint64)); })),
+    OPERATION(o.made([&](fi& x) { x.copydata(o.b); })),
+    OPERATION(o.a.complex(o.b)),
+    OPERATION(o.moved(o.a, o.type)),
+    OPERATION(o.moved(o.a, kSingle)),
+    OPERATION(o.moved(o.moved(o.a, kDouble), o.type)),
     OPERATION(o.made([&](fi& x) { x.setDoubleHostArray(o.b.getDoubleHostArray()); })),
     OPERATION(o.made(
         [&](fi& x) { x.setIntArrayHostArray(o.a.getIntArrayHostArray(kFixed, kFirst), kFixed, kFirst); })),
     OPERATION(o.made([&](fi& x) { x.setCorvaneIntArray(o.a.getCorvaneIntArray()); })),
     OPERATION(o.a.num2base(std::abs(o.number) % 17 + 2)),
     OPERATION(o.a.num2sdec()),
+    OPERATION(o.moved(o.a, kSingle).num2base(std::abs(o.number) % 17 + 2)),
+    OPERATION(o.moved(o.a, kDouble).num2base(std::abs(o.number) % 17 + 2)),
+    OPERATION(o.moved(o.a, kBoolean).num2base(10)),
+    OPERATION(o.moved(o.a, kBoolean).num2sdec()),
     OPERATION(o.made([&](fi& x) { x.base2num(o.b.num2base(16), 16); })),
     OPERATION(o.made([&](fi& x) { x.base2num(o.a.num2base(8), 8); })),
+    OPERATION(o.made(kSingle, [&](fi& x) { x.base2num(o.b.num2base(16), 16); })),
+    OPERATION(o.made(kSingle, [&](fi& x) { x.base2num(o.moved(o.b, kSingle).num2base(10), 10); })),
+    OPERATION(o.made(kDouble, [&](fi& x) { x.base2num(o.moved(o.b, kDouble).num2base(16), 16); })),
+    OPERATION(o.made(kBoolean, [&](fi& x) { x.base2num(o.b.num2base(8), 8); })),
     OPERATION(o.made([&](fi& x) { x.base2num(o.b.num2base(2), std::abs(o.number) % 17 + 2); })),
     OPERATION(o.made([&](fi& x) {
       x.base2num(HostArray::charMatrix({"1 x", "2 3"}), 10);
