@@ -221,17 +221,22 @@ std::array<unsigned char, 256> meanings(int base, const char* delimiters) {
   return table;
 }
 
-/// The patterns of one row of a char matrix.
-template <class Base>
+/// An unsigned integer with room for one digit more than `Bits` bits.
+template <int Bits>
+struct RoomFor {
+  using Type = std::uint64_t;
+};
+template <>
+struct RoomFor<64> {
+  __extension__ using Type = unsigned __int128;
+};
+
+/// The patterns, of at most `Bits` bits, of one row of a char matrix.
+template <int Bits, class Base>
 class RowReader {
  public:
-  RowReader(const HostArray& text, Base base, int bits, const std::array<unsigned char, 256>& meaning)
-      : first_(text.real<char>()),
-        rows_(text.dim(0)),
-        columns_(text.dim(1)),
-        base_(base),
-        largest_(~std::uint64_t{0} >> (64 - bits)),
-        meaning_(meaning) {}
+  RowReader(const HostArray& text, Base base, const std::array<unsigned char, 256>& meaning)
+      : first_(text.real<char>()), rows_(text.dim(0)), columns_(text.dim(1)), base_(base), meaning_(meaning) {}
 
   /// Calls `take(pattern)` for each, while it is true. False where that is false, or the row has anything else.
   template <class Take>
@@ -242,32 +247,31 @@ class RowReader {
       unsigned char digit = kDelimiter;
       while (next != end && (digit = at(next)) == kDelimiter) next += rows_;
       if (next == end) return true;
-      const std::uint64_t base = base_;
-      std::uint64_t pattern = 0;
-      bool isTooLarge = false;
-      for (; next != end && !isTooLarge && (digit = at(next)) < base; next += rows_) {
-        isTooLarge = __builtin_mul_overflow(pattern, base, &pattern) ||
-                     __builtin_add_overflow(pattern, std::uint64_t{digit}, &pattern);
+      Room pattern = 0;
+      for (; next != end && pattern <= kLargest && (digit = at(next)) < base_; next += rows_) {
+        pattern = pattern * base_ + digit;
       }
       const bool endsToken = next == end || digit == kDelimiter;
-      if (!endsToken || isTooLarge || pattern > largest_ || !take(pattern)) return false;
+      if (!endsToken || pattern > kLargest || !take(static_cast<std::uint64_t>(pattern))) return false;
     }
   }
 
  private:
+  using Room = typename RoomFor<Bits>::Type;
+  static constexpr Room kLargest = ~std::uint64_t{0} >> (64 - Bits);
   unsigned char at(const char* character) const { return meaning_[static_cast<unsigned char>(*character)]; }
 
   const char* first_;
   std::size_t rows_, columns_;
   Base base_;
-  std::uint64_t largest_;
   const std::array<unsigned char, 256>& meaning_;
 };
 
-template <class Base>
-std::optional<PatternTable> readTable(const HostArray& text, Base base, int bits, bool isComplex,
-                                      const std::array<unsigned char, 256>& meaning) {
-  const RowReader<Base> readRow(text, base, bits, meaning);
+// Not inlined: all widths and bases in one function make its loops a third slower.
+template <int Bits, class Base>
+[[gnu::noinline]] std::optional<PatternTable> readTable(const HostArray& text, Base base, bool isComplex,
+                                                        const std::array<unsigned char, 256>& meaning) {
+  const RowReader<Bits, Base> readRow(text, base, meaning);
   std::size_t tokens = 0;
   if (!readRow(0, [&](std::uint64_t) { return ++tokens > 0; }) || tokens == 0 ||
       (isComplex && tokens % 2 != 0)) {
@@ -474,8 +478,11 @@ std::optional<PatternTable> readPatterns(const HostArray& text, int base, const 
   if (!hasRows(text)) return std::nullopt;
   const bool isComplex = isComplexText(text);
   const auto meaning = meaningsIn(isComplex, base);
-  const int bits = type.isDouble() ? 64 : type.isSingle() ? 32 : kMaxPatternBits;
-  return withBase(base, [&](auto number) { return readTable(text, number, bits, isComplex, meaning); });
+  return withBase(base, [&](auto number) {
+    if (type.isDouble()) return readTable<64>(text, number, isComplex, meaning);
+    if (type.isSingle()) return readTable<32>(text, number, isComplex, meaning);
+    return readTable<kMaxPatternBits>(text, number, isComplex, meaning);
+  });
 }
 
 std::optional<PatternTable> readWidePatterns(const HostArray& text, int base, int wordLength) {

@@ -1,9 +1,11 @@
 // Arrays as values, conversions, concatenation.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
+#include "tessel/runtime/arraydata.h"
 #include "tessel/runtime/concatenate.h"
 #include "tessel/runtime/convert.h"
 #include "tessel/runtime/indexing.h"
@@ -33,6 +35,21 @@ TEST(Array, IsAValue) {
   EXPECT_EQ(z.realAt(0), 2);
   z.makeReal();
   EXPECT_FALSE(z.isComplex());
+}
+
+TEST(Array, LargeOnesStartAsZerosInUsedMemoryToo) {
+  constexpr std::size_t kCount = 1U << 20;
+  for (int round = 0; round < 3; ++round) {
+    HostArray a = HostArray::zeros(ArrayClass::Double, {kCount, 1}, true);
+    const HostArray before = a;
+    std::fill_n(a.mutableReal<double>(), kCount, 7.0);
+    std::fill_n(a.mutableImag<double>(), kCount, 7.0);
+    for (const std::size_t i : {std::size_t{0}, kCount / 2, kCount - 1}) {
+      EXPECT_TRUE(before.realAt(i) == 0 && before.imagAt(i) == 0 && a.realAt(i) == 7 && a.imagAt(i) == 7);
+    }
+    ArrayAccess::extend(a, {kCount + 1, 1});
+    EXPECT_TRUE(a.realAt(kCount) == 0 && a.imagAt(kCount) == 0 && a.imagAt(kCount - 1) == 7);
+  }
 }
 
 TEST(Array, ShapesAndAccessErrors) {
