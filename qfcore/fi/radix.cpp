@@ -8,8 +8,9 @@
 #include <vector>
 
 #include "qfcore/fi/assignmentlog.h"
-#include "qfcore/fi/fi.h"
+#include "qfcore/fi/blocks.h"
 #include "qfcore/fi/radixblocks.h"
+#include "qfcore/fi/wideradix.h"
 
 namespace embedded {
 
@@ -106,7 +107,7 @@ unsigned fieldWidth(const fi& x, unsigned digits) {
   return x.isreal() ? digits + kColumnGap : 2 * digits + 5 + kColumnGap;
 }
 
-/// Fields that `write(part, text, width)` fills by blocks, `digits` characters a part; complex ones as
+/// Fields that `write(part, fields)` fills by blocks, `digits` characters a part; complex ones as
 /// " re + imi".
 template <class Write>
 HostArray fieldsByBlocks(const fi& x, unsigned digits, Write write) {
@@ -116,11 +117,11 @@ HostArray fieldsByBlocks(const fi& x, unsigned digits, Write write) {
   const std::size_t rows = x.rows();
   char* text = result.mutableReal<char>();
   if (x.isreal()) {
-    write(x.realPart(), text, width);
+    write(x.realPart(), TextFields{text, rows, width, digits});
     return result;
   }
-  write(x.realPart(), text + rows, width);
-  write(x.imagPart(), text + (digits + 4) * rows, width);
+  write(x.realPart(), TextFields{text + rows, rows, width, digits});
+  write(x.imagPart(), TextFields{text + (digits + 4) * rows, rows, width, digits});
   for (unsigned column = 0; column < x.cols(); ++column, text += width * rows) {
     std::fill_n(text + (digits + 2) * rows, rows, '+');
     std::fill_n(text + (2 * digits + 4) * rows, rows, 'i');
@@ -157,14 +158,14 @@ HostArray fi::num2base(int base) const {
   if (!isBase(base)) fail<kNum2baseBadBase>();
   const quantizer& q = getAssignmentQuantizer();
   const auto digits = static_cast<unsigned>(radixDigits(q.wordLength(), base));
-  if (hasTextByBlocks(*this)) {
-    return fieldsByBlocks(*this, digits, [&](const number& part, char* text, unsigned width) {
-      writePatterns(*this, part, text, width, digits, base);
+  if (areDoubles(*this) && hasTextByBlocks(q)) {
+    return fieldsByBlocks(*this, digits, [&](const number& part, const TextFields& fields) {
+      writePatterns(q, valuesOf(*this, part), numel_, fields, base);
     });
   }
   if (hasWideText(*this)) {
-    return fieldsByBlocks(*this, digits, [&](const number& part, char* text, unsigned width) {
-      writeWidePatterns(*this, part, text, width, digits, base);
+    return fieldsByBlocks(*this, digits, [&](const number& part, const TextFields& fields) {
+      writeWidePatterns(*this, part, fields, base);
     });
   }
   return textMatrix(digits, [&](const number& part) { return q.num2base(part, base); });
@@ -174,14 +175,14 @@ HostArray fi::num2sdec() const {
   errorIfScaledDouble(*this, "num2sdec");
   const quantizer& q = getAssignmentQuantizer();
   const auto digits = static_cast<unsigned>(radixDigits(getNumericType().wordLength(), 10)) + 1;
-  if (hasTextByBlocks(*this) && !getNumericType().isFloat()) {
-    return fieldsByBlocks(*this, digits, [&](const number& part, char* text, unsigned width) {
-      writeSigned(*this, part, text, width, digits);
+  if (areDoubles(*this) && hasTextByBlocks(q) && !q.isFloatingPoint()) {
+    return fieldsByBlocks(*this, digits, [&](const number& part, const TextFields& fields) {
+      writeSigned(q, valuesOf(*this, part), numel_, fields);
     });
   }
   if (hasWideText(*this)) {
-    return fieldsByBlocks(*this, digits, [&](const number& part, char* text, unsigned width) {
-      writeWideSigned(*this, part, text, width, digits);
+    return fieldsByBlocks(*this, digits, [&](const number& part, const TextFields& fields) {
+      writeWideSigned(*this, part, fields);
     });
   }
   return textMatrix(digits, [&](const number& part) { return q.num2sdec(part); });
@@ -201,14 +202,15 @@ bool fi::base2numByBlocks(const HostArray& text, int base) {
   const auto shaped = [&](const auto& table) {
     return unset({static_cast<unsigned>(table.rows), static_cast<unsigned>(table.columns)}, table.isComplex);
   };
-  if (hasTextByBlocks(*this)) {
-    const auto table = readPatterns(text, base, getNumericType());
+  const quantizer& q = getAssignmentQuantizer();
+  if (areDoubles(*this) && hasTextByBlocks(q)) {
+    const auto table = readPatterns(text, base, q);
     if (!table) return false;
     NumericType::errorIfComplexLogical(getNumericType().dataType(), table->isComplex);
     fi replaced = shaped(*table);
     replaced.assignLogged(kAssignment, [&] {
-      valuesOfPatterns(getNumericType(), table->re, replaced.realPart_.doubles());
-      if (table->isComplex) valuesOfPatterns(getNumericType(), table->im, replaced.imagPart_.doubles());
+      valuesOfPatterns(q, table->re, replaced.realPart_.doubles());
+      if (table->isComplex) valuesOfPatterns(q, table->im, replaced.imagPart_.doubles());
       replaced.quantizeAll();
     });
     replaceElements(std::move(replaced));

@@ -1,5 +1,5 @@
-/// Patterns as text in a base, and back, in blocks, without a text an element: for values that are carried in
-/// doubles, and for wider words.
+/// Patterns as text in a base, and back, for values that are carried in doubles: in blocks, without a text an
+/// element.
 #pragma once
 
 #include <cstddef>
@@ -11,41 +11,38 @@
 
 namespace embedded {
 
-/// Whether the values of an array have patterns that are written and read in blocks: all that doubles carry.
-bool hasTextByBlocks(const fi& x);
+/// Whether the values of a format have patterns that are written and read in blocks: all that doubles carry.
+bool hasTextByBlocks(const quantizer& q);
 
-/// Writes `digits` characters an element into the char matrix of `x`, whose fields are `width` wide. `text` is
-/// the first character of the first field. The rest is the caller's.
-void writePatterns(const fi& x, const number& part, char* text, std::size_t width, unsigned digits, int base);
-/// The same for stored integers with their sign, in decimal, right aligned.
-void writeSigned(const fi& x, const number& part, char* text, std::size_t width, unsigned digits);
+/// Fields of a char matrix, one a value, column by column.
+struct TextFields {
+  char* text;  ///< the first character of the first field
+  std::size_t rows, width;
+  unsigned digits;  ///< characters that are written of each field; the others are the caller's
 
-/// Whether those of wider words are: fixed-point ones.
-bool hasWideText(const fi& x);
+  /// The first character of field k.
+  char* at(std::size_t k) const { return text + k / rows * width * rows + k % rows; }
+};
 
-/// As `writePatterns` and `writeSigned`, for `hasWideText`.
-void writeWidePatterns(const fi& x, const number& part, char* text, std::size_t width, unsigned digits,
-                       int base);
-void writeWideSigned(const fi& x, const number& part, char* text, std::size_t width, unsigned digits);
+/// Writes the patterns of values of the format.
+void writePatterns(const quantizer& q, const double* values, std::size_t count, const TextFields& fields,
+                   int base);
+/// The same for stored integers with their sign, in decimal, right aligned. Not for floating-point formats.
+void writeSigned(const quantizer& q, const double* values, std::size_t count, const TextFields& fields);
 
-/// Patterns read from a char matrix, column by column; a wide one takes as many limbs as its word.
+/// Patterns read from a char matrix, column by column.
 struct PatternTable {
   std::size_t rows, columns;
   bool isComplex;
   std::vector<std::uint64_t> re, im;
 };
 
-/// Reads a char matrix of which every row has the same number of patterns, of at most 52 bits each or those of
-/// a built-in floating-point type. Any other text gives nothing.
-std::optional<PatternTable> readPatterns(const tessel::HostArray& text, int base, const NumericType& type);
-/// The same for patterns of at most `wordLength` bits, in as many limbs as these need, whose digits stand in the
-/// same columns of every row.
-std::optional<PatternTable> readWidePatterns(const tessel::HostArray& text, int base, int wordLength);
+/// Reads a char matrix of which every row has the same number of patterns: of at most 52 bits each, those of a
+/// floating-point format of its word length. Any other text gives nothing.
+std::optional<PatternTable> readPatterns(const tessel::HostArray& text, int base, const quantizer& q);
 
-/// The values of a type whose words are the patterns. A pattern with more bits than the word is a number.
-void valuesOfPatterns(const NumericType& type, const std::vector<std::uint64_t>& patterns, double* values);
-/// The same of patterns of at most the word's bits, into as many multiprecision values made for the type. False
-/// where its words are too long for limbs.
-bool valuesOfPatterns(const NumericType& type, const std::vector<std::uint64_t>& patterns, number& values);
+/// The values, not yet quantized, that the patterns stand for. One with more bits than a fixed-point word is a
+/// number.
+void valuesOfPatterns(const quantizer& q, const std::vector<std::uint64_t>& patterns, double* values);
 
 }  // namespace embedded

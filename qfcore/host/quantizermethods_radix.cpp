@@ -1,8 +1,11 @@
 /// Methods of `embedded.quantizer` that write values as digits of a base and read them.
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
+#include "qfcore/fi/radixblocks.h"
 #include "qfcore/host/QuantizerObjClass.h"
+#include "qfcore/number/radix.h"
 
 namespace embedded::host {
 
@@ -49,9 +52,35 @@ HostArray textMatrix(const quantizer& q, const HostArray& values, TextOf textOf)
   return HostArray::charMatrix(lines);
 }
 
+/// The same for patterns, which are all of one length, by blocks.
+HostArray patternMatrix(const quantizer& q, const HostArray& values, int base) {
+  const quantizer uncounted(q);
+  HostArray quantized = values;
+  const auto digits = static_cast<unsigned>(radixDigits(q.wordLength(), base));
+  const std::size_t rows = values.dim(0), gap = std::strlen(kColumnGap);
+  const std::size_t width = (values.isComplex() ? 2 * digits + 4 : digits) + gap;
+  HostArray result = HostArray::unset(tessel::ArrayClass::Char, {rows, values.numel() / rows * width - gap});
+  char* const text = result.mutableReal<char>();
+  std::fill_n(text, result.numel(), ' ');
+  const auto writePart = [&](double* part, std::size_t firstColumn) {
+    uncounted.quantize(part, values.numel());
+    writePatterns(q, part, values.numel(), {text + firstColumn * rows, rows, width, digits}, base);
+  };
+  writePart(quantized.mutableReal<double>(), 0);
+  if (!values.isComplex()) return result;
+  writePart(quantized.mutableImag<double>(), digits + 3);
+  for (std::size_t column = 0; column < result.dim(1); column += width) {
+    std::fill_n(text + (column + digits + 1) * rows, rows, '+');
+    std::fill_n(text + (column + 2 * digits + 3) * rows, rows, 'i');
+  }
+  return result;
+}
+
 Arrays num2base(Arrays& inputs, int) {
   const quantizer& q = quantizerArgument(inputs[0]);
   const int base = baseArgument(inputs[2]);
+  const bool isDouble = inputs[1].arrayClass() == tessel::ArrayClass::Double;
+  if (isDouble && !inputs[1].isEmpty() && hasTextByBlocks(q)) return {patternMatrix(q, inputs[1], base)};
   return {textMatrix(q, inputs[1], [&](const number& value) { return q.num2base(value, base); })};
 }
 
@@ -71,12 +100,26 @@ std::vector<std::string> tokensOf(const std::string& line) {
   return tokens;
 }
 
+HostArray valuesOf(const PatternTable& table, const quantizer& uncounted) {
+  HostArray values = HostArray::unset(tessel::ArrayClass::Double, {table.rows, table.columns}, table.isComplex);
+  const auto readPart = [&](const std::vector<std::uint64_t>& patterns, double* part) {
+    valuesOfPatterns(uncounted, patterns, part);
+    uncounted.quantize(part, patterns.size());
+  };
+  readPart(table.re, values.mutableReal<double>());
+  if (table.isComplex) readPart(table.im, values.mutableImag<double>());
+  return values;
+}
+
 /// base2num(q, text, base): numbers in the columns of each row, in a matrix of as many rows; with an "i"
 /// anywhere each number is a pair of a real and an imaginary part.
 Arrays base2num(Arrays& inputs, int) {
   const quantizer uncounted(quantizerArgument(inputs[0]));
   if (!inputs[1].isChar()) fail<kNotChar>();
   const int base = baseArgument(inputs[2]);
+  if (hasTextByBlocks(uncounted)) {
+    if (const auto table = readPatterns(inputs[1], base, uncounted)) return {valuesOf(*table, uncounted)};
+  }
   const auto lines = inputs[1].isEmpty() ? std::vector<std::string>() : inputs[1].textRows();
   const bool isComplex =
       std::ranges::any_of(lines, [](const auto& line) { return line.find('i') != std::string::npos; });

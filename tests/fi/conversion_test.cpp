@@ -1,10 +1,12 @@
 /// Round trips through host arrays, integer layouts and text, compared with stored integers in GMP.
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <sstream>
 
 #include "qfcore/fi/intarray.h"
+#include "qfcore/fi/radixblocks.h"
 #include "qfcore/number/radix.h"
 #include "qfcore/types/features.h"
 #include "tests/fi/arrays.h"
@@ -242,6 +244,41 @@ TEST(RadixText, FloatingPointPatternsReadBack) {
     fi::setElementPathOnly(false);
     EXPECT_EQ(x.num2base(16).textRows()[0].substr(0, 4), dataType == DataTypeEnum::Double ? "3ff8" : "3fc0");
     EXPECT_EQ(errorOf([&] { x.num2sdec(); }), "numforge:quantizer:sdec:fixedonly");
+  }
+}
+
+TEST(RadixText, BlocksOfCustomFloatingPointFormatsAreTheirElements) {
+  Random random;
+  for (int trial = 0; trial < 300; ++trial) {
+    const int exponentLength = random.integer(0, 11);
+    quantizer q;
+    q.setMode(QuantizerModeEnum::floatMode);
+    q.setFormat(exponentLength + 1 + random.integer(exponentLength == 0, 52), exponentLength);
+    ASSERT_TRUE(hasTextByBlocks(q));
+    const int base = random.integer(2, 18);
+    const auto digits = static_cast<unsigned>(radixDigits(q.wordLength(), base));
+    for (int k = 0; k < 20; ++k) {
+      const double given[] = {
+          std::ldexp(random.integer(-1000, 1000) / 7.0, random.integer(-1080, 1020) >> (k / 4)), std::nan(""),
+          -std::numeric_limits<double>::infinity()};
+      double value = given[std::max(k - 17, 0)];
+      q.quantize(&value, 1);
+      const number element(value, kMaxDoublePrecision, false);
+      std::string text(digits, ' ');
+      writePatterns(q, &value, 1, {text.data(), 1, digits, digits}, base);
+      const std::string settings = std::to_string(q.wordLength()) + " " + std::to_string(exponentLength) +
+                                   ": " + std::to_string(value) + " in base " + std::to_string(base);
+      ASSERT_EQ(text, q.num2base(element, base)) << settings;
+      text.back() = random.coin() ? '1' : '0';
+      number expected(0.0, kMaxDoublePrecision, false);
+      const auto table = readPatterns(HostArray::text(text), base, q);
+      ASSERT_EQ(table.has_value(), q.base2num(expected, text.c_str(), base)) << settings;
+      if (!table) continue;
+      valuesOfPatterns(q, table->re, &value);
+      q.quantize(&value, 1);
+      ASSERT_TRUE(value == expected.todouble() || (std::isnan(value) && std::isnan(expected.todouble())))
+          << settings;
+    }
   }
 }
 
