@@ -67,6 +67,17 @@ Job storedJob(const char* className) {
            subject("fi", fromStored<Element>(constructed))}};
 }
 
+Job bestPrecisionJob() {
+  const auto construct = [](std::size_t count) -> Work {
+    tessel::HostArray values = tessel::HostArray::zeros(tessel::ArrayClass::Double, {1, count});
+    std::ranges::copy(randomValues(count, 1), values.mutableReal<double>());
+    const NumericType type(EmbeddedTypeSystem::DataTypeModeEnum::FixedUnspecified, true, 16, 1, 0, 0);
+    return [=] { benchmark::DoNotOptimize(fi(&values, type)); };
+  };
+  return {"from doubles, best precision",
+          {{"plain loop", byHand(Kept(), uniform())}, subject("fi", construct)}};
+}
+
 /// An array whose type changes to and fro.
 Prepare changedType(int wordLength, int fractionLength) {
   return [=](std::size_t count) -> Work {
@@ -108,6 +119,7 @@ std::vector<Job> exchangeJobs() {
       storedJob<std::int16_t>("int16"),
       storedJob<std::int64_t>("int64"),
       storedJob<std::uint64_t>("uint64"),
+      bestPrecisionJob(),
       changedTypeJob(),
   };
 }

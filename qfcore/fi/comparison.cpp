@@ -435,8 +435,12 @@ HostArray fi::ne(const fi& b) const { return compareBoth<NotEqual>(*this, b); }
 
 bool fi::isequal(const fi& b) const {
   if (!isSameSize(b)) return false;
-  if (isreal() && b.isreal() && compareAsDoubles(*this, b)) {
-    return areEqual(valuesOf(*this, realPart_), valuesOf(b, b.realPart_), numel_);
+  if (compareAsDoubles(*this, b) && ((isreal() && b.isreal()) || !isSlopeBias())) {
+    const Factor own = Factor::of(*this), other = Factor::of(b);
+    if (!areEqual(own.re, other.re, numel_)) return false;
+    if (own.im && other.im) return areEqual(own.im, other.im, numel_);
+    const double* im = own.im ? own.im : other.im;
+    return !im || !anyOf(im, numel_, [](double value) { return value != 0; });
   }
   if (compareAsWide(*this, b)) {
     const WideOperand left(*this, realPart_), right(b, b.realPart_);

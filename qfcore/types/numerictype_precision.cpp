@@ -1,7 +1,10 @@
+#include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <type_traits>
 
+#include "qfcore/number/vectorised.h"
 #include "qfcore/types/numerictype.h"
 #include "qfcore/types/numerictype_messages.h"
 
@@ -35,6 +38,33 @@ double exactDouble(T value) {
   }
 }
 
+/// The least and the greatest of some values and 0; their doubles are `areFinite`.
+template <class T>
+struct Extremes {
+  T least = 0, greatest = 0;
+  bool areFinite = true;
+};
+
+/// In lanes enough for several vectors.
+template <class T>
+QFCORE_VECTORISED Extremes<T> extremesOf(const T* values, std::size_t count) {
+  constexpr std::size_t kLanes = 32;
+  T least[kLanes] = {}, greatest[kLanes] = {}, differences[kLanes] = {};
+  const auto meet = [&](std::size_t lane, T value) {
+    least[lane] = value < least[lane] ? value : least[lane];
+    greatest[lane] = value > greatest[lane] ? value : greatest[lane];
+    // 0, and NaN for what is not finite.
+    if constexpr (std::is_floating_point_v<T>) differences[lane] += value - value;
+  };
+  std::size_t i = 0;
+  for (; i + kLanes <= count; i += kLanes) {
+    for (std::size_t lane = 0; lane < kLanes; ++lane) meet(lane, values[i + lane]);
+  }
+  for (; i < count; ++i) meet(i % kLanes, values[i]);
+  return {*std::min_element(least, least + kLanes), *std::max_element(greatest, greatest + kLanes),
+          std::all_of(differences, differences + kLanes, [](T difference) { return difference == 0; })};
+}
+
 /// Keeps of all values met the one of largest magnitude, the positive one of two opposite.
 struct Decider {
   DataTypeEnum dataType;
@@ -42,12 +72,23 @@ struct Decider {
 
   template <class T>
   void meet(const T* values, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) {
-      const double value = exactDouble(values[i]);
-      NumericType::checkNaNInf(dataType, value);
-      const double magnitude = std::fabs(value), largest = std::fabs(deciding);
-      if (magnitude > largest || (magnitude == largest && value > deciding)) deciding = value;
-    }
+    constexpr std::size_t kFew = 16;  // the lanes would take longer
+    if (count <= kFew) return meetEach(values, count);
+    const Extremes<T> extremes = extremesOf(values, count);
+    if (!extremes.areFinite) return meetEach(values, count);
+    meetOne(exactDouble(extremes.least));
+    meetOne(exactDouble(extremes.greatest));
+  }
+
+ private:
+  template <class T>
+  void meetEach(const T* values, std::size_t count) {
+    std::for_each_n(values, count, [this](T value) { meetOne(exactDouble(value)); });
+  }
+  void meetOne(double value) {
+    NumericType::checkNaNInf(dataType, value);
+    const double magnitude = std::fabs(value), largest = std::fabs(deciding);
+    if (magnitude > largest || (magnitude == largest && value > deciding)) deciding = value;
   }
 };
 

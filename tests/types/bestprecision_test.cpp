@@ -1,9 +1,13 @@
 #include <gmpxx.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <random>
+#include <utility>
+#include <vector>
 
 #include "qfcore/types/numerictype.h"
 #include "tests/types/outcome.h"
@@ -116,6 +120,24 @@ TEST(NumericTypeBestPrecision, TheLargestElementDecides) {
   complex.mutableImag<double>()[0] = -3;
   type.setBestPrecision(complex);
   EXPECT_EQ(type.fractionLength(), 5);
+}
+
+TEST(NumericTypeBestPrecision, TheLargestElementDecidesWhereverItStands) {
+  std::mt19937_64 random(3);
+  for (int trial = 0; trial < 500; ++trial) {
+    std::vector<double> values(random() % 100 + 1);
+    for (double& value : values) value = std::ldexp(static_cast<double>(random() % 9) - 4, -3);
+    values[random() % values.size()] *= 64;
+    // Of two opposite ones the positive one comes last.
+    const double deciding = *std::ranges::max_element(
+        values, std::less<>(), [](double value) { return std::pair(std::abs(value), value); });
+    NumericType type(true, 8, 0), expected = type;
+    expected.setBestPrecisionFromMaxAbs(deciding);
+    type.setBestPrecision(values);
+    ASSERT_EQ(type.fractionLength(), expected.fractionLength()) << deciding << " of " << values.size();
+    values[random() % values.size()] = random() & 1 ? std::nan("") : -std::numeric_limits<double>::infinity();
+    ASSERT_TRUE(outcomeOf([&] { type.setBestPrecision(values); }).identifier.starts_with("numforge:nofixed"));
+  }
 }
 
 TEST(NumericTypeBestPrecision, Refusals) {
