@@ -77,7 +77,7 @@ Job complexJob(const char* name, const char* fiName, FiOperation operation, std:
            {"SystemC", byParts<Operation, ScResult, ScS16>(), {}, kSlowCount}}};
 }
 
-/// The first of the elements of largest magnitude, in lanes enough for several vectors.
+/// The largest square of a magnitude, in lanes enough for several vectors.
 QFCORE_VECTORISED double largestSquare(const double* re, const double* im, std::size_t count) {
   constexpr std::size_t kLanes = 32;
   double largest[kLanes] = {};

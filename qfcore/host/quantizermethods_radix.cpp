@@ -1,8 +1,10 @@
 /// Methods of `embedded.quantizer` that write values as digits of a base and read them.
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <vector>
 
+#include "qfcore/fi/blocks.h"
 #include "qfcore/fi/radixblocks.h"
 #include "qfcore/host/QuantizerObjClass.h"
 #include "qfcore/number/radix.h"
@@ -52,6 +54,16 @@ HostArray textMatrix(const quantizer& q, const HostArray& values, TextOf textOf)
   return HostArray::charMatrix(lines);
 }
 
+/// Whether the patterns of `values` can be written by blocks: those that have one.
+bool isByBlocks(const quantizer& q, const HostArray& values) {
+  if (!hasTextByBlocks(q) || values.arrayClass() != tessel::ArrayClass::Double || values.isEmpty())
+    return false;
+  const auto hasNaN = [&](const double* part) {
+    return part && anyOf(part, values.numel(), [](double value) { return std::isnan(value); });
+  };
+  return q.isFloatingPoint() || !(hasNaN(values.real<double>()) || hasNaN(values.imag<double>()));
+}
+
 /// The same for patterns, which are all of one length, by blocks.
 HostArray patternMatrix(const quantizer& q, const HostArray& values, int base) {
   const quantizer uncounted(q);
@@ -79,8 +91,7 @@ HostArray patternMatrix(const quantizer& q, const HostArray& values, int base) {
 Arrays num2base(Arrays& inputs, int) {
   const quantizer& q = quantizerArgument(inputs[0]);
   const int base = baseArgument(inputs[2]);
-  const bool isDouble = inputs[1].arrayClass() == tessel::ArrayClass::Double;
-  if (isDouble && !inputs[1].isEmpty() && hasTextByBlocks(q)) return {patternMatrix(q, inputs[1], base)};
+  if (isByBlocks(q, inputs[1])) return {patternMatrix(q, inputs[1], base)};
   return {textMatrix(q, inputs[1], [&](const number& value) { return q.num2base(value, base); })};
 }
 
