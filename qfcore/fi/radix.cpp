@@ -199,32 +199,23 @@ bool fi::base2numCheckElement(const char* token, int base) {
 
 /// False, and nothing done, for text that is not all patterns of the word's bits.
 bool fi::base2numByBlocks(const HostArray& text, int base) {
-  const auto shaped = [&](const auto& table) {
-    return unset({static_cast<unsigned>(table.rows), static_cast<unsigned>(table.columns)}, table.isComplex);
-  };
   const quantizer& q = getAssignmentQuantizer();
-  if (areDoubles(*this) && hasTextByBlocks(q)) {
-    const auto table = readPatterns(text, base, q);
-    if (!table) return false;
-    NumericType::errorIfComplexLogical(getNumericType().dataType(), table->isComplex);
-    fi replaced = shaped(*table);
-    replaced.assignLogged(kAssignment, [&] {
-      valuesOfPatterns(q, table->re, replaced.realPart_.doubles());
-      if (table->isComplex) valuesOfPatterns(q, table->im, replaced.imagPart_.doubles());
-      replaced.quantizeAll();
-    });
-    replaceElements(std::move(replaced));
-    return true;
-  }
-  if (!hasWideText(*this)) return false;
-  const auto table = readWidePatterns(text, base, getNumericType().wordLength());
+  const bool isWide = hasWideText(*this);
+  if (!isWide && !(areDoubles(*this) && hasTextByBlocks(q))) return false;
+  const auto table = isWide ? readWidePatterns(text, base, q.wordLength()) : readPatterns(text, base, q);
   if (!table) return false;
-  fi replaced = shaped(*table);
-  if (!valuesOfPatterns(getNumericType(), table->re, replaced.realPart_) ||
-      (table->isComplex && !valuesOfPatterns(getNumericType(), table->im, replaced.imagPart_)))
+  NumericType::errorIfComplexLogical(getNumericType().dataType(), table->isComplex);
+  fi replaced =
+      unset({static_cast<unsigned>(table->rows), static_cast<unsigned>(table->columns)}, table->isComplex);
+  const auto take = [&](const std::vector<std::uint64_t>& patterns, number& part) {
+    if (isWide) return valuesOfPatterns(getNumericType(), patterns, part);
+    valuesOfPatterns(q, patterns, part.doubles());
+    return true;
+  };
+  if (!take(table->re, replaced.realPart_) || (table->isComplex && !take(table->im, replaced.imagPart_)))
     return false;
-  // Words of the type as they are: only the record needs a quantizer.
-  if (getQlogger().isOn()) replaced.assignLogged(kAssignment, [&] { replaced.quantizeAll(); });
+  // Of wide patterns, which are words of the type as they are, only the record needs a quantizer.
+  if (!isWide || getQlogger().isOn()) replaced.assignLogged(kAssignment, [&] { replaced.quantizeAll(); });
   replaceElements(std::move(replaced));
   return true;
 }
