@@ -12,7 +12,7 @@ namespace tessel {
 namespace {
 
 Arrays callSprintf(Arrays& in, int) {
-  return {HostArray::text(formatText(textArgument("sprintf", in[0]), std::span(in).subspan(1)))};
+  return {HostArray::text(formatText(textArgument("sprintf", in[0]), {in.data() + 1, in.size() - 1}))};
 }
 
 /// fprintf(format, ...), fprintf(1, format, ...) to standard output, fprintf(2, format, ...) to standard error.
@@ -25,7 +25,8 @@ Arrays callFprintf(Arrays& in, int outputCount) {
       raiseInvalidArgument("fprintf", "the stream must be 1 (output) or 2 (errors).");
     first = 1;
   }
-  const std::string text = formatText(textArgument("fprintf", in[first]), std::span(in).subspan(first + 1));
+  const std::string text =
+      formatText(textArgument("fprintf", in[first]), {in.data() + first + 1, in.size() - first - 1});
   if (stream == 2)
     fmt::print(stderr, "{}", text);
   else

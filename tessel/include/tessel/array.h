@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include <boost/container/small_vector.hpp>
+
 #include "tessel/api.h"
 
 namespace tessel {
@@ -219,7 +221,8 @@ class TESSEL_API HostArray {
   std::shared_ptr<Data> data_;
 };
 
-using Arrays = std::vector<HostArray>;
+/// Arguments or results of a call. A few stand in the list itself, so that most calls allocate nothing for it.
+using Arrays = boost::container::small_vector<HostArray, 3>;
 
 /// The list of these arrays. Arguments that can be moved are moved into it, which an initializer list cannot
 /// do.
