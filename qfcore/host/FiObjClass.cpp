@@ -22,11 +22,7 @@ constexpr Message kNotNumeric{"numforge:fi:operand:numeric",
 /// move.
 Property<fi> ofType(const char* name) {
   const Property<NumericType>& row = *findRow(NumericTypeObjClass::properties(), name);
-  return {row.name, row.type,
-          [&row](fi& x) {
-            NumericType type(x.getNumericType());
-            return row.get(type);
-          },
+  return {row.name, row.type, [&row](const fi& x) { return row.get(x.getNumericType()); },
           [&row](fi& x, const HostArray& value) {
             NumericType type(x.getNumericType());
             if (!row.set(type, value)) return false;
@@ -39,11 +35,7 @@ Property<fi> ofType(const char* name) {
 /// A property of the math settings as a property of the array.
 Property<fi> ofMath(const char* name) {
   const Property<fimath>& row = *findRow(FimathObjClass::properties(), name);
-  return {row.name, row.type,
-          [&row](fi& x) {
-            fimath math(x.getFimath());
-            return row.get(math);
-          },
+  return {row.name, row.type, [&row](const fi& x) { return row.get(x.getFimath()); },
           [&row](fi& x, const HostArray& value) {
             fimath math(x.getFimath());
             if (!row.set(math, value)) return false;
@@ -53,13 +45,13 @@ Property<fi> ofMath(const char* name) {
           row.help};
 }
 
-HostArray typeOf(fi& x) { return wrap(NumericType(x.getNumericType())); }
+HostArray typeOf(const fi& x) { return wrap(NumericType(x.getNumericType())); }
 void setType(fi& x, const HostArray& type) { x.setNumericType(numericTypeArgument(type)); }
-HostArray mathOf(fi& x) { return wrap(fimath(x.getFimath())); }
+HostArray mathOf(const fi& x) { return wrap(fimath(x.getFimath())); }
 void setMath(fi& x, const HostArray& math) { x.setFimath(fimathArgument(math)); }
 
 template <auto Getter>
-HostArray get(fi& x) {
+HostArray get(const fi& x) {
   return host::get<fi, Getter>(x);
 }
 template <auto Setter>
@@ -67,17 +59,17 @@ void set(fi& x, const HostArray& value) {
   host::set<fi, Setter>(x, value);
 }
 
-HostArray lastPropertySet(fi& x) { return toHost(static_cast<int>(x.getLastPropertySet())); }
+HostArray lastPropertySet(const fi& x) { return toHost(static_cast<int>(x.getLastPropertySet())); }
 void setLastPropertySet(fi& x, const HostArray& place) {
   x.setLastPropertySet(static_cast<fi::PropertyEnum>(fromHost<int>(place)));
 }
 
 template <auto Getter>
-HostArray logged(fi& x) {
+HostArray logged(const fi& x) {
   return toHost((x.getQlogger().*Getter)());
 }
 
-HostArray intArray(fi& x) { return x.getIntArray(); }
+HostArray intArray(const fi& x) { return x.getIntArray(); }
 void setIntArray(fi& x, const HostArray& stored) { x.setIntArray(stored); }
 
 template <int Base>
@@ -85,7 +77,7 @@ void setText(fi& x, const HostArray& text) {
   x.base2num(text, Base);
 }
 
-HostArray logging(fi& x) { return toHost(x.getQlogger().isAlwaysOn()); }
+HostArray logging(const fi& x) { return toHost(x.getQlogger().isAlwaysOn()); }
 
 std::vector<Property<fi>> makeProperties() {
   std::vector<Property<fi>> rows;

@@ -23,7 +23,7 @@ constexpr Message kBadPairs{"numforge:fimath:set:badpairs",
                             "Properties are set by pairs of a name and a value."};
 
 template <auto Getter>
-HostArray get(fimath& math) {
+HostArray get(const fimath& math) {
   return host::get<fimath, Getter>(math);
 }
 template <auto Setter>
@@ -40,7 +40,7 @@ void setCStyle(fimath& math, const HostArray& value) { math.setCStyle(value); }
 
 /// A text of the editing dialog that shows a fact of the product or of the sum register.
 template <const RegisterSettings& (fimath::*Register)() const, std::string (RegisterSettings::*Text)() const>
-HostArray dialogText(fimath& math) {
+HostArray dialogText(const fimath& math) {
   return toHost(((math.*Register)().*Text)());
 }
 

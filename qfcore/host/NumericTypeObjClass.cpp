@@ -25,7 +25,7 @@ constexpr Message kNoCTranspose{"numforge:numerictype:ctranspose:notdefined",
                                 "Transpose on numerictype object is not defined."};
 
 template <auto Getter>
-HostArray get(NumericType& type) {
+HostArray get(const NumericType& type) {
   return host::get<NumericType, Getter>(type);
 }
 template <auto Setter>
@@ -48,7 +48,7 @@ bool setFromText(NumericType& type, const HostArray& text) {
   return host::setFromText<NumericType, Setter>(type, text);
 }
 
-HostArray dialogSigned(NumericType& type) { return toHost(type.isSigned()); }
+HostArray dialogSigned(const NumericType& type) { return toHost(type.isSigned()); }
 
 const char* const kModeType = "NumericTypeDataTypeModeEnum";
 const char* const kDataTypeType = "NumericTypeDataTypeEnum";

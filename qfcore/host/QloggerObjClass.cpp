@@ -19,10 +19,12 @@ qlogger& loggerArgument(const HostArray& array) {
   fail<kMustBeQlogger>();
 }
 
-HostArray operation(qlogger& logger) { return toHost(qlogger::operationTypeToString(logger.operationType())); }
+HostArray operation(const qlogger& logger) {
+  return toHost(qlogger::operationTypeToString(logger.operationType()));
+}
 
 template <auto Getter>
-HostArray get(qlogger& logger) {
+HostArray get(const qlogger& logger) {
   return host::get<qlogger, Getter>(logger);
 }
 

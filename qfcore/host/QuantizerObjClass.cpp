@@ -27,7 +27,7 @@ constexpr Message kNumericOnly{"numforge:quantizer:quantize:numericonly",
 // -------------------------------------------------------------------------------------------------- properties
 
 template <auto Getter>
-HostArray get(quantizer& q) {
+HostArray get(const quantizer& q) {
   return host::get<quantizer, Getter>(q);
 }
 template <auto Setter>
@@ -37,17 +37,17 @@ void set(quantizer& q, const HostArray& value) {
 
 /// A whole number as the double that the property is.
 template <int (quantizer::*Getter)() const>
-HostArray count(quantizer& q) {
+HostArray count(const quantizer& q) {
   return toHost(static_cast<double>((q.*Getter)()));
 }
 
 template <number (quantizer::*Constant)() const>
-HostArray constant(quantizer& q) {
+HostArray constant(const quantizer& q) {
   return toHost((q.*Constant)().todouble());
 }
 
 template <auto Getter>
-HostArray logged(quantizer& q) {
+HostArray logged(const quantizer& q) {
   return toHost((q.logger().*Getter)());
 }
 
@@ -55,7 +55,7 @@ int secondLength(const quantizer& q) {
   return q.mode() == QuantizerModeEnum::floatMode ? q.exponentLength() : q.fractionLength();
 }
 
-HostArray format(quantizer& q) {
+HostArray format(const quantizer& q) {
   HostArray pair = HostArray::zeros(tessel::ArrayClass::Double, {1, 2});
   pair.mutableReal<double>()[0] = q.wordLength();
   pair.mutableReal<double>()[1] = secondLength(q);
@@ -64,7 +64,7 @@ HostArray format(quantizer& q) {
 
 void setFormat(quantizer& q, const HostArray& lengths) { q.setFormat(lengths.realAt(0), lengths.realAt(1)); }
 
-HostArray version(quantizer&) { return toHost(TesselVersion_qfcore()); }
+HostArray version(const quantizer&) { return toHost(TesselVersion_qfcore()); }
 
 /// The setter of a property that only shows what others make of it.
 std::function<void(quantizer&, const HostArray&)> derived(const char* name) {

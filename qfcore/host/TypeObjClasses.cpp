@@ -39,7 +39,7 @@ HostArray handleOf(const TypePtr& part) {
 }
 
 template <class T>
-HostArray baseType(T& type) {
+HostArray baseType(const T& type) {
   return handleOf(type.baseType());
 }
 template <class T>
@@ -47,7 +47,7 @@ void setBaseType(T& type, const HostArray& base) {
   type.setBaseType(typeArgument(base));
 }
 
-HostArray strings(FIEnumType& type) {
+HostArray strings(const FIEnumType& type) {
   HostArray cell = HostArray::cell({type.strings().empty() ? 0U : 1U, type.strings().size()});
   for (std::size_t i = 0; i < cell.numel(); ++i) cell.mutableCellAt(i) = HostArray::text(type.strings()[i]);
   return cell;
@@ -63,14 +63,14 @@ void setStrings(FIEnumType& type, const HostArray& cell) {
   type.setStrings(names);
 }
 
-HostArray elementType(StructElement& element) { return handleOf(element.type()); }
+HostArray elementType(const StructElement& element) { return handleOf(element.type()); }
 
 /// An empty array stands for no type, which the element refuses in its own words.
 void setElementType(StructElement& element, const HostArray& type) {
   element.setType(type.isEmpty() ? TypePtr() : typeArgument(type));
 }
 
-HostArray elements(StructType& type) {
+HostArray elements(const StructType& type) {
   std::vector<std::shared_ptr<HostObject>> handles;
   for (const TypePtr& element : type.elements()) handles.push_back(element->hostObject()->shared_from_this());
   const std::size_t count = handles.size();

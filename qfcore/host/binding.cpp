@@ -30,6 +30,14 @@ const std::string& registeredEnum(const EmbeddedTypeSystem::EnumTable& table) {
   return tessel::registerEnumeratedType(std::move(type)).name;
 }
 
+void signalChanges(HostObject& object, std::string_view names) {
+  while (!names.empty()) {
+    const std::size_t end = std::min(names.find(' '), names.size());
+    object.signalPropertyChange(names.substr(0, end));
+    names.remove_prefix(std::min(end + 1, names.size()));
+  }
+}
+
 bool equalIgnoringCase(std::string_view a, std::string_view b) {
   const auto lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
   return std::ranges::equal(a, b, {}, lower, lower);

@@ -11,8 +11,8 @@
 #include <memory>
 #include <optional>
 #include <span>
-#include <sstream>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
@@ -212,7 +212,7 @@ template <class T>
 struct Property {
   const char* name;
   const char* type;
-  std::function<HostArray(T&)> get;
+  std::function<HostArray(const T&)> get;
   Setter<T> set;  ///< empty: read-only
   const char* help;
   const char* dependents = "";
@@ -236,8 +236,8 @@ struct MemberTraits<R (C::*)(A...) const> : MemberTraits<R (C::*)(A...)> {};
 
 /// A getter made from a member function of T or of a base of T, or from a function of a T.
 template <class T, auto Getter>
-HostArray get(T& object) {
-  return toHost(std::invoke(Getter, std::as_const(object)));
+HostArray get(const T& object) {
+  return toHost(std::invoke(Getter, object));
 }
 
 /// A setter made from a member function with one argument.
@@ -273,6 +273,9 @@ bool setFromText(T& object, const HostArray& text) {
   return number && isTaken([&] { return (object.*Member)(*number); });
 }
 
+/// Tells the listeners of properties, whose names have blanks between them, that they have changed.
+void signalChanges(HostObject& object, std::string_view names);
+
 template <class T>
 void addProperty(HostClass& hostClass, const Property<T>& row) {
   tessel::PropertyInfo info{row.name, row.type, {}, {}, row.help, row.hidden};
@@ -280,11 +283,11 @@ void addProperty(HostClass& hostClass, const Property<T>& row) {
     return translated([&] { return get(valueOf<T>(object)); });
   };
   if (row.set) {
-    const std::string changed = std::string(row.name) + " " + row.dependents;
-    info.set = [set = row.set, changed](HostObject& object, const HostArray& value) {
+    info.set = [set = row.set, name = row.name, dependents = row.dependents](HostObject& object,
+                                                                             const HostArray& value) {
       if (!translated([&] { return set(valueOf<T>(object), value); })) return;
-      std::istringstream names(changed);
-      for (std::string name; names >> name;) object.signalPropertyChange(name);
+      object.signalPropertyChange(name);
+      signalChanges(object, dependents);
     };
   }
   hostClass.addProperty(std::move(info));

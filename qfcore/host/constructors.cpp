@@ -51,12 +51,19 @@ std::vector<std::pair<std::string, HostArray>> pairsFrom(const Arrays& inputs, s
   return pairs;
 }
 
-/// Sets a property by its name in any case on a wrapped object, with the host's check of the value.
+/// Sets a property with the host's check of the value, which takes an object.
 template <class T>
-bool setByName(std::span<const Property<T>> rows, HostArray& object, std::string_view name,
-               const HostArray& value) {
+void setChecked(const Property<T>& row, T& target, const HostArray& value) {
+  HostArray object = wrap(target);
+  tessel::setProperty(object, row.name, value);
+  target = std::move(*unwrapped<T>(object));
+}
+
+/// The same by a name in any case; whether there is such a property.
+template <class T>
+bool setByName(std::span<const Property<T>> rows, T& target, std::string_view name, const HostArray& value) {
   const Property<T>* row = findRow(rows, name);
-  if (row) tessel::setProperty(object, row->name, value);
+  if (row) setChecked(*row, target, value);
   return row != nullptr;
 }
 
@@ -123,23 +130,20 @@ Arrays makeNumericType(Arrays& inputs, int) {
     type.setDataType(*dataType);
     next = 1;
   }
-  HostArray object = wrap(std::move(type));
   for (const auto& [name, value] : pairsFrom<kBadTypeSignature>(inputs, next)) {
-    if (!setByName(NumericTypeObjClass::properties(), object, name, value))
-      fail<kUnknownProperty>(name.c_str());
+    if (!setByName(NumericTypeObjClass::properties(), type, name, value)) fail<kUnknownProperty>(name.c_str());
   }
-  return {std::move(object)};
+  return {wrap(std::move(type))};
 }
 
 Arrays makeFimath(Arrays& inputs, int) {
   fimath math;
   std::size_t next = 0;
   if (!inputs.empty() && unwrapped<fimath>(inputs[0])) math = *unwrapped<fimath>(inputs[next++]);
-  HostArray object = wrap(std::move(math));
   for (const auto& [name, value] : pairsFrom<kBadMathSignature>(inputs, next)) {
-    if (!setByName(FimathObjClass::properties(), object, name, value)) fail<kUnknownProperty>(name.c_str());
+    if (!setByName(FimathObjClass::properties(), math, name, value)) fail<kUnknownProperty>(name.c_str());
   }
-  return {std::move(object)};
+  return {wrap(std::move(math))};
 }
 
 // ---------------------------------------------------------------------------------------------------------- fi
@@ -147,8 +151,8 @@ Arrays makeFimath(Arrays& inputs, int) {
 /// What a call of `fi` asks for, before there is an array.
 struct FiRequest {
   HostArray value;
-  HostArray type = wrap(NumericType());
-  HostArray math = wrap(fimath());
+  NumericType type;
+  fimath math;
   bool typeGiven = false;
   std::vector<std::pair<std::string, HostArray>> later;  ///< pairs that concern the finished array
 };
@@ -156,17 +160,16 @@ struct FiRequest {
 void takePositional(FiRequest& request, const Arrays& inputs, std::size_t end) {
   std::size_t next = 1;
   if (next < end && unwrapped<NumericType>(inputs[next])) {
-    request.type = wrap(NumericType(*unwrapped<NumericType>(inputs[next++])));
+    request.type = *unwrapped<NumericType>(inputs[next++]);
     request.typeGiven = true;
   } else if (next < end && !inputs[next].isObject()) {
     std::size_t last = next;
     while (last < end && last < next + 4 && !inputs[last].isObject()) ++last;
-    request.type = wrap(typeFromLengths(inputs, next, last));
+    request.type = typeFromLengths(inputs, next, last);
     request.typeGiven = true;
     next = last;
   }
-  if (next < end && unwrapped<fimath>(inputs[next]))
-    request.math = wrap(fimath(*unwrapped<fimath>(inputs[next++])));
+  if (next < end && unwrapped<fimath>(inputs[next])) request.math = *unwrapped<fimath>(inputs[next++]);
   if (next < end) fail<kBadFiSignature>();
 }
 
@@ -175,12 +178,12 @@ void takePairs(FiRequest& request, const Arrays& inputs, std::size_t first) {
   for (auto& [name, value] : pairsFrom<kBadFiSignature>(inputs, first)) {
     if (setByName(FimathObjClass::properties(), request.math, name, value)) continue;
     if (equalIgnoringCase(name, "fimath")) {
-      request.math = wrap(fimath(fimathArgument(value)));
+      request.math = fimathArgument(value);
     } else if (equalIgnoringCase(name, "numerictype")) {
-      request.type = wrap(NumericType(numericTypeArgument(value)));
+      request.type = numericTypeArgument(value);
       request.typeGiven = true;
     } else if (const Property<NumericType>* row = findRow(NumericTypeObjClass::properties(), name)) {
-      NumericType& type = *unwrapped<NumericType>(request.type);
+      NumericType& type = request.type;
       const bool setsScaling = equalIgnoringCase(name, "FractionLength") ||
                                equalIgnoringCase(name, "BinaryPoint") ||
                                equalIgnoringCase(name, "FixedExponent");
@@ -188,7 +191,7 @@ void takePairs(FiRequest& request, const Arrays& inputs, std::size_t first) {
                              equalIgnoringCase(name, "SlopeAdjustmentFactor");
       if (setsScaling && type.isScalingUnspecified()) type.setScaling(ScalingEnum::BinaryPoint);
       if (setsSlope) type.setScaling(ScalingEnum::SlopeBias);
-      tessel::setProperty(request.type, row->name, value);
+      setChecked(*row, type, value);
       request.typeGiven = true;
     } else if (const Property<fi>* own = findRow(FiObjClass::properties(), name)) {
       request.later.emplace_back(own->name, value);
@@ -199,8 +202,8 @@ void takePairs(FiRequest& request, const Arrays& inputs, std::size_t first) {
 }
 
 fi quantizedValue(const FiRequest& request) {
-  const NumericType& type = *unwrapped<NumericType>(request.type);
-  const fimath& math = *unwrapped<fimath>(request.math);
+  const NumericType& type = request.type;
+  const fimath& math = request.math;
   if (const fi* source = unwrapped<fi>(request.value)) {
     fi value(*source);
     value.setFimath(math);
@@ -225,10 +228,10 @@ Arrays makeFi(Arrays& inputs, int) {
   FiRequest request;
   request.value = inputs[0];
   if (const fi* source = unwrapped<fi>(inputs[0])) {
-    request.math = wrap(fimath(source->getFimath()));
-    request.type = wrap(NumericType(source->getNumericType()));
+    request.math = source->getFimath();
+    request.type = source->getNumericType();
   } else {
-    unwrapped<NumericType>(request.type)->setScaling(ScalingEnum::Unspecified);
+    request.type.setScaling(ScalingEnum::Unspecified);
   }
   const std::size_t positional = positionalEnd(inputs, 1);
   takePositional(request, inputs, positional);

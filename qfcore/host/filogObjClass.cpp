@@ -20,19 +20,21 @@ const filog& filogArgument(const HostArray& array) {
 /// A property of the numeric type as one of the record, whose copy of the type is its own.
 Property<filog> ofType(const char* name) {
   const Property<NumericType>& row = *findRow(NumericTypeObjClass::properties(), name);
-  return {row.name, row.type, [&row](filog& record) { return row.get(record.numericType()); },
+  return {row.name, row.type, [&row](const filog& record) { return row.get(record.numericType()); },
           [&row](filog& record, const HostArray& value) { return row.set(record.numericType(), value); },
           row.help};
 }
 
 template <auto Getter>
-HostArray get(filog& record) {
+HostArray get(const filog& record) {
   return host::get<filog, Getter>(record);
 }
 
-HostArray operation(filog& record) { return toHost(qlogger::operationTypeToString(record.operationType())); }
+HostArray operation(const filog& record) {
+  return toHost(qlogger::operationTypeToString(record.operationType()));
+}
 
-HostArray stackTrace(filog& record) {
+HostArray stackTrace(const filog& record) {
   const std::vector<std::string>& places = record.stackTrace();
   HostArray column = HostArray::cell({places.size(), places.empty() ? 0U : 1U});
   for (std::size_t i = 0; i < places.size(); ++i) column.mutableCellAt(i) = HostArray::text(places[i]);
