@@ -313,6 +313,8 @@ class QFCORE_API fi {
   /// The selected elements with this array's quantizer and record. Scalar subscripts that name no element raise
   /// "numforge:fi:badsubscript" or "numforge:fi:badindex".
   fi subsref(const tessel::HostArray& index) const;
+  /// One existing element, `position` from 0, as `subsref` gives it.
+  fi elementAt(unsigned position) const;
   /// Assigns to existing elements, grows with zeros, or deletes where the right-hand side is empty. Values of
   /// either kind are quantized once, by this array's quantizer, and logged; while logging is on what is new
   /// goes to the module's total of assignments and is warned of. A complex right-hand side makes the array

@@ -91,16 +91,6 @@ bool isScalarSubscript(const HostArray& subscript) {
   return position == std::floor(position) && std::abs(position) < 4294967296.0;
 }
 
-/// The element at the cursor, 1-by-1.
-fi elementAtCursor(const fi& array) {
-  fi element(array, CopyElement{});
-  if (element.numDims() != 2) {
-    const unsigned dims[] = {1, 1};
-    element.copyDimensions(dims, 2);
-  }
-  return element;
-}
-
 /// A size vector that sizes which differ by dimensions of 1 have in common.
 fi::Shape withoutOnes(fi::Shape dims) {
   dims.erase(std::remove(dims.begin(), dims.end(), 1U), dims.end());
@@ -152,11 +142,20 @@ long long fi::scalarPosition(const HostArray& subscripts, BeyondEnd beyondEnd) c
 
 // --------------------------------------------------------------------------------------------------- reference
 
+fi fi::elementAt(unsigned position) const {
+  setIndex(position);
+  fi element(*this, CopyElement{});
+  if (element.numDims() != 2) {
+    const unsigned dims[] = {1, 1};
+    element.copyDimensions(dims, 2);
+  }
+  return element;
+}
+
 fi fi::subsref(const HostArray& index) const {
   const HostArray& subscripts = subscriptsOf<kReferenceParenLast>(index);
   if (const long long position = scalarPosition(subscripts, BeyondEnd::Refused); position >= 0) {
-    setIndex(static_cast<unsigned>(position));
-    return elementAtCursor(*this);
+    return elementAt(static_cast<unsigned>(position));
   }
   return subscriptedReference(callIndexing("subsref", {positionMap(dims_), index}));
 }

@@ -223,6 +223,7 @@ void FiObjClass::init() {
   addMethods(hostClass(), globalFilogMethods());
   addMethods(hostClass(), conversionMethods());
   addMethods(hostClass(), indexingMethods());
+  hostClass().setElementAccess(elementAccess());
   addMethods(hostClass(), shapeMethods());
   addMethods(hostClass(), arithmeticMethods());
   addMethods(hostClass(), comparisonMethods());

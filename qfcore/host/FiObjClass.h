@@ -29,6 +29,8 @@ std::span<const Method> shapeMethods();
 std::span<const Method> arithmeticMethods();
 std::span<const Method> comparisonMethods();
 std::span<const Method> bitMethods();
+/// What the methods subsref and subsasgn do to single existing elements.
+tessel::ElementAccess elementAccess();
 /// Methods of fimath and of numerictype whose operands are arrays: add(F, a, b), ...
 std::span<const Method> fimathArithmeticMethods();
 std::span<const Method> numericTypeArithmeticMethods();

@@ -1,5 +1,7 @@
 /// Methods of `embedded.fi` that select and assign elements, and masks of them.
+#include <cmath>
 #include <iterator>
+#include <optional>
 
 #include "qfcore/host/FiObjClass.h"
 #include "tessel/interpreter.h"
@@ -7,6 +9,8 @@
 namespace embedded::host {
 
 namespace {
+
+using tessel::ElementAccess;
 
 constexpr Message kBadDimension{"numforge:fi:end:badDimension",
                                 "END needs a dimension from 1 to the count of subscripts."};
@@ -31,6 +35,44 @@ Arrays subsasgn(Arrays& inputs, int outputCount) {
     target.subsasgn(inputs[1], inputs[2]);
   }
   return arraysOf(std::move(inputs[0]));
+}
+
+/// The existing element, from 0, that scalar subscripts select; nothing for other subscripts.
+std::optional<unsigned> existingElement(const fi& x, ElementAccess::Subscripts subscripts) {
+  double position = subscripts[0];
+  if (!(position >= 1 && position == std::floor(position))) return std::nullopt;
+  if (subscripts.size() == 2) {
+    const double column = subscripts[1];
+    if (!(column >= 1 && column == std::floor(column)) || position > x.rows()) return std::nullopt;
+    position += (column - 1) * x.rows();
+  }
+  if (position > x.numel()) return std::nullopt;
+  return static_cast<unsigned>(position) - 1;
+}
+
+std::optional<HostArray> element(HostObject& object, ElementAccess::Subscripts subscripts) {
+  const fi& x = valueOf<fi>(object);
+  const auto position = existingElement(x, subscripts);
+  if (!position) return std::nullopt;
+  return translated([&] { return wrapResult([&] { return x.elementAt(*position); }); });
+}
+
+bool assignElement(HostObject& object, ElementAccess::Subscripts subscripts, const HostArray& value) {
+  fi& x = valueOf<fi>(object);
+  const fi* rhs = unwrapped<fi>(value);
+  if (rhs == &x) return false;
+  const bool isScalar =
+      rhs ? rhs->isscalar()
+          : value.arrayClass() == tessel::ArrayClass::Double && value.isScalar() && !value.isComplex();
+  const auto position = isScalar ? existingElement(x, subscripts) : std::nullopt;
+  if (!position) return false;
+  translated([&] {
+    if (rhs)
+      x.subsasgnScalarIndexing(*position, *rhs);
+    else
+      x.subsasgnScalarIndexing(*position, *value.real<double>());
+  });
+  return true;
 }
 
 /// end(a, k, n): the last position in subscript k of n.
@@ -130,5 +172,7 @@ const Method kMethods[] = {
 }  // namespace
 
 std::span<const Method> indexingMethods() { return kMethods; }
+
+tessel::ElementAccess elementAccess() { return {element, assignElement}; }
 
 }  // namespace embedded::host

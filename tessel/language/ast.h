@@ -8,7 +8,9 @@
 #include <variant>
 #include <vector>
 
+#include "tessel/language/operators.h"
 #include "tessel/language/value.h"
+#include "tessel/runtime/dispatch.h"
 
 namespace tessel {
 
@@ -37,13 +39,12 @@ struct Expression;
 using ExpressionPtr = std::unique_ptr<Expression>;
 using Expressions = std::vector<ExpressionPtr>;
 struct FunctionCode;
-struct OperatorInfo;
 
 struct Constant {
   Value value;
 };
 struct NameReference {
-  std::string name;
+  MemberName name;
   int slot;
 };
 /// A colon that stands alone as a subscript.
@@ -54,11 +55,13 @@ struct LastElement {};
 struct UnaryOperation {
   const OperatorInfo* info;
   ExpressionPtr operand;
+  MemberName method{info->function};
 };
 struct BinaryOperation {
   const OperatorInfo* info;
   ExpressionPtr left;
   ExpressionPtr right;
+  MemberName method{info->function};
 };
 struct RangeExpression {
   ExpressionPtr start;
@@ -73,7 +76,7 @@ struct IndexStep {
   enum class Kind { Paren, Brace, Field, DynamicField };
   Kind kind;
   Expressions arguments;  ///< of a dynamic field: the one that gives its name
-  std::string field;
+  MemberName field;
   bool usesEnd = false;
 };
 /// A name that is indexed or called.

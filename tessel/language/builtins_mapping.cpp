@@ -82,7 +82,7 @@ Arrays mapOne(Interpreter& interpreter, const Mapping& mapping, std::size_t posi
   if (!mapping.errorHandler) return interpreter.call(mapping.function, std::move(elements), outputCount);
   Arrays results;
   const auto error =
-      interpreter.attempt([&] { results = interpreter.call(mapping.function, elements, outputCount); });
+      interpreter.attempt([&] { results = interpreter.call(mapping.function, Arrays(elements), outputCount); });
   if (!error) return results;
   HostArray description = Interpreter::errorValue(*error);
   description.mutableFieldAt("index") = HostArray::scalar(static_cast<double>(position + 1));

@@ -39,7 +39,7 @@ Interpreter::~Interpreter() { attachLanguage({}); }
 Program Interpreter::load(std::string_view source, const std::string& file) {
   Program program = parseProgram(source, file, workspaceSymbols_);
   workspace_.slots.resize(workspaceSymbols_.names().size());
-  workspace_.name = workspace_.file = file;
+  workspace_.name = workspace_.file = workspaceFile_ = file;
   for (const auto& code : program.functions) functions_[code->name] = code;
   return program;
 }
@@ -102,7 +102,7 @@ void Interpreter::raiseAgain(ErrorRecord error) {
 std::vector<StackEntry> Interpreter::callStack() const {
   std::vector<StackEntry> stack;
   for (const Frame* frame = frame_; frame; frame = frame->caller) {
-    stack.push_back({frame->file, frame->name, frame->line});
+    stack.push_back({std::string(frame->file), std::string(frame->name), frame->line});
   }
   return stack;
 }
@@ -131,7 +131,7 @@ Arrays Interpreter::evaluateText(const std::string& text, int outputCount) {
   Frame& frame = *frame_;
   Program program;
   try {
-    program = parseProgram(text, frame.file, *frame.symbols, std::max(frame.line, 1));
+    program = parseProgram(text, std::string(frame.file), *frame.symbols, std::max(frame.line, 1));
   } catch (const SyntaxError& e) {
     raiseError(e.identifier(),
                fmt::format("{} (line {}, column {} of the evaluated text)", e.what(), e.line(), e.column()));

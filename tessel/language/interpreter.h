@@ -17,17 +17,16 @@
 #include "tessel/language/parser.h"
 #include "tessel/language/value.h"
 #include "tessel/messages.h"
+#include "tessel/runtime/dispatch.h"
 #include "tessel/runtime/indexpath.h"
 
 namespace tessel {
 
-struct MethodInfo;
-
 /// The variables of one call of a function, or the workspace.
 struct Frame {
   const FunctionCode* code = nullptr;  ///< null: the workspace
-  std::string name;                    ///< of the function; of the workspace, the file
-  std::string file;
+  std::string_view name;               ///< of the function; of the workspace, the file
+  std::string_view file;
   SymbolTable* symbols = nullptr;
   /// One a symbol; names that the text given to `eval` adds come last.
   std::vector<Value> slots;
@@ -89,8 +88,8 @@ class Interpreter {
   const FunctionCode* findScriptFunction(const std::string& name) const;
   std::vector<std::string> scriptFunctionNames() const;
   /// Calls `function`: a function value, or a text that names one.
-  Arrays call(const HostArray& function, Arrays inputs, int outputCount);
-  Arrays call(const std::string& name, Arrays inputs, int outputCount);
+  Arrays call(const HostArray& function, Arrays&& inputs, int outputCount);
+  Arrays call(const std::string& name, Arrays&& inputs, int outputCount);
   /// Executes a text in the innermost function; with results wanted, it must be an expression.
   Arrays evaluateText(const std::string& text, int outputCount);
   /// Performs `action`. The error that it raises becomes the last one and is returned; interruption and
@@ -157,13 +156,13 @@ class Interpreter {
   Value evaluateNode(const NamedHandle& node);
   Value evaluateNode(const AnonymousFunction& node);
   std::vector<Arrays> evaluateRows(const MatrixLiteral& node);
-  Value callOperator(const char* function, Arrays operands);
+  Value callOperator(const MemberName& method, Arrays&& operands);
 
   // Indexing
   Arrays evaluateIndexed(const IndexExpression& node, int outputCount);
-  std::optional<Value> evaluateElementFast(const IndexExpression& node) const;
+  Value evaluateElementFast(const IndexExpression& node) const;
   std::optional<double> pureScalar(const Expression& expression) const;
-  std::optional<std::size_t> fastPosition(const HostArray& array, const Steps& steps) const;
+  ScalarSubscripts pureSubscripts(const Steps& steps) const;
   /// Appends the values of an argument or an element of a matrix.
   void evaluateArgument(const Expression& expression, Arrays& values);
   Arrays evaluateSubscripts(const IndexStep& step, const HostArray* indexed);
@@ -176,17 +175,18 @@ class Interpreter {
 
   // Calls
   Arrays callNamed(const NameReference& name, const Steps& steps, int outputCount);
-  Arrays callWithArguments(const std::string& name, const IndexStep* arguments, int outputCount);
-  Arrays callChangingMethod(const MethodInfo& method, int slot, Arrays inputs, int outputCount);
-  Arrays callScriptFunction(const FunctionCode& code, Arrays inputs, int outputCount);
-  Arrays callAnonymous(const AnonymousFunctionValue& function, Arrays inputs, int outputCount);
-  Arrays callValue(const FunctionValue& function, Arrays inputs, int outputCount);
+  Arrays callWithArguments(const MemberName& name, const IndexStep* arguments, int outputCount);
+  Arrays callChangingMethod(const MethodInfo& method, int slot, Arrays&& inputs, int outputCount);
+  Arrays callScriptFunction(const FunctionCode& code, Arrays&& inputs, int outputCount);
+  Arrays callAnonymous(const AnonymousFunctionValue& function, Arrays&& inputs, int outputCount);
+  Arrays callValue(const FunctionValue& function, Arrays&& inputs, int outputCount);
 
   ErrorRecord recordCurrentException();
   void runInWorkspace(const std::function<void()>& action);
   void checkInterruption() const;
 
   SymbolTable workspaceSymbols_;
+  std::string workspaceFile_;
   Frame workspace_;
   Frame* frame_ = &workspace_;
   const EndContext* endContext_ = nullptr;

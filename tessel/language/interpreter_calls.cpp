@@ -14,9 +14,14 @@ namespace tessel {
 namespace {
 
 /// A function may return more than it was asked for.
-Arrays firstOf(Arrays results, int outputCount) {
+void keepFirst(Arrays& results, int outputCount) {
   const auto wanted = static_cast<std::size_t>(std::max(outputCount, 1));
   if (results.size() > wanted) results.resize(wanted);
+}
+
+Arrays firstResults(const FunctionInfo& function, Arrays& inputs, int outputCount) {
+  Arrays results = invoke(function, inputs, outputCount);
+  keepFirst(results, outputCount);
   return results;
 }
 
@@ -31,7 +36,7 @@ const HostClass& requireClass(const std::string& name) {
 }
 
 /// Gives the parameters their values; those without an input stay undefined.
-void bindInputs(const FunctionCode& code, Arrays inputs, Frame& frame) {
+void bindInputs(const FunctionCode& code, Arrays& inputs, Frame& frame) {
   frame.inputCount = static_cast<int>(inputs.size());
   const std::size_t fixedCount = code.parameters.size() - (code.hasVarargin ? 1 : 0);
   if (inputs.size() > fixedCount && !code.hasVarargin) raiseTooManyInputs();
@@ -77,43 +82,44 @@ Arrays collectOutputs(const FunctionCode& code, const Frame& frame) {
 
 /// Calls what a name that is no variable stands for, and indexes the result by the steps that are no arguments.
 Arrays Interpreter::callNamed(const NameReference& name, const Steps& steps, int outputCount) {
-  const bool isClass = !steps.empty() && steps[0].kind == IndexStep::Kind::Field && findPackage(name.name);
+  const bool isClass =
+      !steps.empty() && steps[0].kind == IndexStep::Kind::Field && findPackage(name.name.text());
   const std::size_t nameSteps = isClass ? 1 : 0;
   const bool hasArguments = steps.size() > nameSteps && steps[nameSteps].kind == IndexStep::Kind::Paren;
   const StepRange rest = StepRange(steps).subspan(nameSteps + (hasArguments ? 1 : 0));
   const IndexStep* arguments = hasArguments ? &steps[nameSteps] : nullptr;
-  const std::string& fullName = isClass ? name.name + '.' + steps[0].field : name.name;
-  Arrays results = callWithArguments(fullName, arguments, rest.empty() ? outputCount : 1);
+  const MemberName className(isClass ? name.name.text() + '.' + steps[0].field.text() : std::string());
+  const MemberName& called = isClass ? className : name.name;
+  Arrays results = callWithArguments(called, arguments, rest.empty() ? outputCount : 1);
   if (rest.empty()) return results;
-  if (results.empty()) raiseError("Tessel:noValue", fmt::format("'{}' gives no value.", fullName));
+  if (results.empty()) raiseError("Tessel:noValue", fmt::format("'{}' gives no value.", called.text()));
   return referenceFurther(std::move(results[0]), rest, outputCount);
 }
 
-Arrays Interpreter::callWithArguments(const std::string& name, const IndexStep* arguments, int outputCount) {
+Arrays Interpreter::callWithArguments(const MemberName& name, const IndexStep* arguments, int outputCount) {
   Arrays inputs = arguments ? evaluateSubscripts(*arguments, nullptr) : Arrays();
-  if (!inputs.empty() && inputs[0].isObject() && !findScriptFunction(name)) {
-    const auto* variable = std::get_if<NameReference>(&arguments->arguments[0]->node);
-    const HostClass* hostClass = objectClass(inputs[0]);
-    const MethodInfo* method = hostClass ? hostClass->findMethod(name) : nullptr;
-    const bool isChange = method && method->changesObject && hostClass->isValueClass() && inputs[0].isScalar();
-    if (isChange && variable && frame_->slots[variable->slot].isDefined()) {
-      inputs[0] = HostArray();  // The variable must be the only one that holds the object.
-      return callChangingMethod(*method, variable->slot, std::move(inputs), outputCount);
-    }
+  const MethodInfo* method = inputs.empty() ? nullptr : findMethodOf(inputs[0], name);
+  if (!method || findScriptFunction(name.text())) return call(name.text(), std::move(inputs), outputCount);
+  const auto* variable = std::get_if<NameReference>(&arguments->arguments[0]->node);
+  const bool isChange = method->changesObject && objectClass(inputs[0])->isValueClass() && inputs[0].isScalar();
+  if (isChange && variable && frame_->slots[variable->slot].isDefined()) {
+    inputs[0] = HostArray();  // The variable must be the only one that holds the object.
+    return callChangingMethod(*method, variable->slot, std::move(inputs), outputCount);
   }
-  return call(name, std::move(inputs), outputCount);
+  const CallDepth depth(*this);
+  return firstResults(method->function, inputs, outputCount);
 }
 
 /// Calls a method that changes the object of a variable; another variable with the same object keeps it as it
 /// was. `inputs[0]` is a place for the object.
-Arrays Interpreter::callChangingMethod(const MethodInfo& method, int slot, Arrays inputs, int outputCount) {
+Arrays Interpreter::callChangingMethod(const MethodInfo& method, int slot, Arrays&& inputs, int outputCount) {
   const CallDepth depth(*this);
   BorrowedVariable variable(*frame_, slot);
   variable.array.mutableObject();
   const std::weak_ptr<HostObject> object = variable.array.objectAt();
   inputs[0] = std::move(variable.array);
   try {
-    Arrays results = firstOf(invoke(method.function, inputs, outputCount), outputCount);
+    Arrays results = firstResults(method.function, inputs, outputCount);
     variable.array = std::move(inputs[0]);
     // A method may have moved its object into the result.
     if (auto moved = object.lock(); moved && !variable.array.isObject())
@@ -125,22 +131,24 @@ Arrays Interpreter::callChangingMethod(const MethodInfo& method, int slot, Array
   }
 }
 
-Arrays Interpreter::call(const std::string& name, Arrays inputs, int outputCount) {
+Arrays Interpreter::call(const std::string& name, Arrays&& inputs, int outputCount) {
   const CallDepth depth(*this);
   if (const FunctionCode* code = findScriptFunction(name)) {
     return callScriptFunction(*code, std::move(inputs), outputCount);
   }
   if (name.find('.') != std::string::npos) return {requireClass(name).create(std::move(inputs))};
-  return firstOf(tessel::callFunction(name, std::move(inputs), outputCount), outputCount);
+  Arrays results = tessel::callFunction(name, std::move(inputs), outputCount);
+  keepFirst(results, outputCount);
+  return results;
 }
 
-Arrays Interpreter::call(const HostArray& function, Arrays inputs, int outputCount) {
+Arrays Interpreter::call(const HostArray& function, Arrays&& inputs, int outputCount) {
   if (function.isFunction()) return callValue(*function.functionValue(), std::move(inputs), outputCount);
   if (!function.isText()) raiseError("Tessel:mustBeFunction", "A function is needed: a handle or a name.");
   return call(function.toText(), std::move(inputs), outputCount);
 }
 
-Arrays Interpreter::callValue(const FunctionValue& function, Arrays inputs, int outputCount) {
+Arrays Interpreter::callValue(const FunctionValue& function, Arrays&& inputs, int outputCount) {
   if (const auto* named = dynamic_cast<const NamedFunctionValue*>(&function)) {
     return call(named->name(), std::move(inputs), outputCount);
   }
@@ -151,7 +159,7 @@ Arrays Interpreter::callValue(const FunctionValue& function, Arrays inputs, int 
   raiseError("Tessel:mustBeFunction", "This function value cannot be called.");
 }
 
-Arrays Interpreter::callScriptFunction(const FunctionCode& code, Arrays inputs, int outputCount) {
+Arrays Interpreter::callScriptFunction(const FunctionCode& code, Arrays&& inputs, int outputCount) {
   if (outputCount > static_cast<int>(code.outputs.size()) && !code.hasVarargout) raiseTooManyOutputs();
   Frame frame;
   frame.code = &code;
@@ -161,13 +169,13 @@ Arrays Interpreter::callScriptFunction(const FunctionCode& code, Arrays inputs, 
   frame.slots.resize(code.symbols->names().size());
   frame.line = code.line;
   frame.outputCount = outputCount;
-  bindInputs(code, std::move(inputs), frame);
+  bindInputs(code, inputs, frame);
   const FrameScope scope(*this, frame);
   execute(code.body);
   return collectOutputs(code, frame);
 }
 
-Arrays Interpreter::callAnonymous(const AnonymousFunctionValue& function, Arrays inputs, int outputCount) {
+Arrays Interpreter::callAnonymous(const AnonymousFunctionValue& function, Arrays&& inputs, int outputCount) {
   const std::shared_ptr<const FunctionCode> code = function.code();
   Frame frame;
   frame.code = code.get();
@@ -178,11 +186,12 @@ Arrays Interpreter::callAnonymous(const AnonymousFunctionValue& function, Arrays
   frame.line = code->line;
   frame.outputCount = outputCount;
   for (const auto& capture : function.captures()) frame.slots[capture.slot] = capture.value;
-  bindInputs(*code, std::move(inputs), frame);
+  bindInputs(*code, inputs, frame);
   const FrameScope scope(*this, frame);
   Arrays values;
   evaluateAll(*code->expression, outputCount, values);
-  return firstOf(std::move(values), outputCount);
+  keepFirst(values, outputCount);
+  return values;
 }
 
 }  // namespace tessel

@@ -10,6 +10,8 @@
 namespace tessel {
 namespace {
 
+const MemberName kColon{"colon"}, kHorzcat{"horzcat"}, kVertcat{"vertcat"};
+
 /// Are all elements real double scalars, as many in each row?
 bool isScalarTable(const std::vector<Arrays>& rows) {
   const auto isScalar = [](const HostArray& a) {
@@ -62,7 +64,7 @@ void Interpreter::evaluateAll(const Expression& expression, int outputCount, Arr
   } else if (const auto* name = std::get_if<NameReference>(&expression.node);
              name && !frame_->slots[name->slot].isDefined()) {
     results = callNamed(*name, {}, outputCount);
-    if (results.empty() && outputCount > 0) raiseNoValue(name->name);
+    if (results.empty() && outputCount > 0) raiseNoValue(name->name.text());
   } else {
     values.push_back(evaluate(expression).toArray());
   }
@@ -72,7 +74,7 @@ void Interpreter::evaluateAll(const Expression& expression, int outputCount, Arr
 Value Interpreter::evaluateNode(const NameReference& node) {
   if (const Value& variable = frame_->slots[node.slot]; variable.isDefined()) return variable;
   Arrays results = callNamed(node, {}, 1);
-  if (results.empty()) raiseNoValue(node.name);
+  if (results.empty()) raiseNoValue(node.name.text());
   return Value(std::move(results[0]));
 }
 
@@ -86,7 +88,7 @@ Value Interpreter::evaluateNode(const UnaryOperation& node) {
   if (const auto number = operand.scalar()) {
     if (Value result = scalarOperation(node.info->code, *number); result.isDefined()) return result;
   }
-  return callOperator(node.info->function, arraysOf(std::move(operand).toArray()));
+  return callOperator(node.method, arraysOf(std::move(operand).toArray()));
 }
 
 Value Interpreter::evaluateNode(const BinaryOperation& node) {
@@ -100,21 +102,22 @@ Value Interpreter::evaluateNode(const BinaryOperation& node) {
       if (Value result = scalarOperation(code, *a, *b); result.isDefined()) return result;
     }
   }
-  return callOperator(node.info->function, arraysOf(std::move(left).toArray(), std::move(right).toArray()));
+  return callOperator(node.method, arraysOf(std::move(left).toArray(), std::move(right).toArray()));
 }
 
-Value Interpreter::callOperator(const char* function, Arrays operands) {
+Value Interpreter::callOperator(const MemberName& method, Arrays&& operands) {
   const CallDepth depth(*this);
-  Arrays results = tessel::callFunction(function, std::move(operands));
-  if (results.empty()) raiseError("Tessel:noValue", fmt::format("The operator '{}' gives no value.", function));
+  Arrays results = callMember(method, std::move(operands));
+  if (results.empty())
+    raiseError("Tessel:noValue", fmt::format("The operator '{}' gives no value.", method.text()));
   return Value(std::move(results[0]));
 }
 
 Value Interpreter::evaluateNode(const RangeExpression& node) {
-  Arrays ends{evaluate(*node.start).toArray()};
+  Arrays ends = arraysOf(evaluate(*node.start).toArray());
   if (node.step) ends.push_back(evaluate(*node.step).toArray());
   ends.push_back(evaluate(*node.stop).toArray());
-  return callOperator("colon", std::move(ends));
+  return callOperator(kColon, std::move(ends));
 }
 
 std::vector<Arrays> Interpreter::evaluateRows(const MatrixLiteral& node) {
@@ -135,17 +138,19 @@ Value Interpreter::evaluateNode(const MatrixLiteral& node) {
   Arrays joined;
   for (Arrays& row : rows) {
     const bool isAlone = row.size() == 1;
-    joined.push_back(isAlone ? std::move(row[0]) : callOperator("horzcat", std::move(row)).toArray());
+    joined.push_back(isAlone ? std::move(row[0]) : callOperator(kHorzcat, std::move(row)).toArray());
   }
   if (joined.empty()) return Value(HostArray());
-  return joined.size() == 1 ? Value(std::move(joined[0])) : callOperator("vertcat", std::move(joined));
+  return joined.size() == 1 ? Value(std::move(joined[0])) : callOperator(kVertcat, std::move(joined));
 }
 
 Value Interpreter::evaluateNode(const IndexExpression& node) {
-  if (auto element = evaluateElementFast(node)) return std::move(*element);
+  Value value = evaluateElementFast(node);
+  if (value.isDefined()) return value;
   Arrays values = evaluateIndexed(node, 1);
   if (values.empty()) raiseError("Tessel:noValue", "The expression gives no value.");
-  return Value(std::move(values[0]));
+  value = Value(std::move(values[0]));
+  return value;
 }
 
 Value Interpreter::evaluateNode(const PartExpression& node) {

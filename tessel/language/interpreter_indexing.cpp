@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cmath>
 #include <iterator>
 
 #include "tessel/interpreter.h"
@@ -12,11 +11,12 @@
 namespace tessel {
 namespace {
 
+const MemberName kEnd{"end"}, kSize{"size"};
+
 /// The sizes as the object's class tells them, or those of the array that holds the objects.
 Dimensions sizesOf(const HostArray& array) {
-  const HostClass* hostClass = objectClass(array);
-  if (!hostClass || !hostClass->findMethod("size")) return array.dims();
-  const HostArray size = callFunction("size", {array}).at(0);
+  if (!findMethodOf(array, kSize)) return array.dims();
+  const HostArray size = callMember(kSize, {array}).at(0);
   Dimensions dims;
   for (std::size_t d = 0; d < size.numel(); ++d) dims.push_back(static_cast<std::size_t>(size.realAt(d)));
   return dims;
@@ -26,9 +26,36 @@ Dimensions sizesOf(const HostArray& array) {
 const MethodInfo* changingMethod(const HostArray& object, std::span<const IndexStep> steps) {
   const HostClass* hostClass = objectClass(object);
   if (!hostClass || !hostClass->isValueClass() || !object.isScalar()) return nullptr;
-  if (steps[0].kind != IndexStep::Kind::Field || hostClass->findProperty(steps[0].field)) return nullptr;
-  const MethodInfo* method = hostClass->findMethod(steps[0].field);
+  if (steps[0].kind != IndexStep::Kind::Field || steps[0].field.propertyOf(*hostClass)) return nullptr;
+  const MethodInfo* method = steps[0].field.methodOf(*hostClass);
   return method && method->changesObject ? method : nullptr;
+}
+
+/// The position from 0 that a subscript names in a dimension, or nothing where there is none.
+std::optional<std::size_t> positionWithin(double subscript, std::size_t extent) {
+  if (!(subscript >= 1 && subscript <= static_cast<double>(extent))) return std::nullopt;
+  const auto whole = static_cast<long long>(subscript);
+  return static_cast<double>(whole) == subscript ? std::optional(static_cast<std::size_t>(whole) - 1)
+                                                 : std::nullopt;
+}
+
+/// The linear position, from 0, of the one existing element that scalar subscripts select.
+std::optional<std::size_t> elementPosition(const HostArray& array, const ScalarSubscripts& subscripts) {
+  const auto [first, second] = subscripts.values;
+  if (subscripts.count == 1) return positionWithin(first, array.numel());
+  if (subscripts.count != 2 || array.dims().size() != 2) return std::nullopt;
+  const auto row = positionWithin(first, array.dim(0));
+  const auto column = row ? positionWithin(second, array.dim(1)) : std::nullopt;
+  return column ? std::optional(*column * array.dim(0) + *row) : std::nullopt;
+}
+
+/// The array of a variable whose elements can be had without a path: of real doubles or one object.
+template <class Variable>
+auto* directArray(Variable& variable) {
+  auto* array = variable.array();
+  const bool isDirect =
+      array && (array->isObject() || (array->arrayClass() == ArrayClass::Double && !array->isComplex()));
+  return isDirect ? array : nullptr;
 }
 
 }  // namespace
@@ -39,7 +66,7 @@ Arrays Interpreter::evaluateIndexed(const IndexExpression& node, int outputCount
                               : callNamed(node.base, node.steps, outputCount);
   const bool mayBeNothing = outputCount == 0 || node.steps.back().kind != IndexStep::Kind::Paren;
   if (results.empty() && !mayBeNothing)
-    raiseError("Tessel:noValue", "'" + node.base.name + "' gives no value.");
+    raiseError("Tessel:noValue", "'" + node.base.name.text() + "' gives no value.");
   return results;
 }
 
@@ -59,35 +86,49 @@ std::optional<double> Interpreter::pureScalar(const Expression& expression) cons
   return std::nullopt;
 }
 
-/// The linear position, from 0, of the one existing element that scalar subscripts without calls select.
-std::optional<std::size_t> Interpreter::fastPosition(const HostArray& array, const Steps& steps) const {
-  if (steps.size() != 1 || steps[0].kind != IndexStep::Kind::Paren) return std::nullopt;
-  const Expressions& subscripts = steps[0].arguments;
-  const auto within = [&](std::size_t k, std::size_t extent) -> std::optional<std::size_t> {
-    const auto position = pureScalar(*subscripts[k]);
-    const bool exists = position && *position >= 1 && *position <= static_cast<double>(extent) &&
-                        *position == std::floor(*position);
-    return exists ? std::optional(static_cast<std::size_t>(*position) - 1) : std::nullopt;
-  };
-  if (subscripts.size() == 1) return within(0, array.numel());
-  if (subscripts.size() != 2 || array.dims().size() != 2) return std::nullopt;
-  const auto row = within(0, array.dim(0));
-  const auto column = row ? within(1, array.dim(1)) : std::nullopt;
-  return column ? std::optional(*column * array.dim(0) + *row) : std::nullopt;
+/// The one or two scalar subscripts of a single level of parentheses, when none of them calls anything.
+ScalarSubscripts Interpreter::pureSubscripts(const Steps& steps) const {
+  ScalarSubscripts subscripts;
+  const Expressions& arguments = steps[0].arguments;
+  if (steps.size() != 1 || steps[0].kind != IndexStep::Kind::Paren) return subscripts;
+  if (arguments.size() > ScalarSubscripts::kMost) return subscripts;
+  for (std::size_t k = 0; k < arguments.size(); ++k) {
+    const auto value = pureScalar(*arguments[k]);
+    if (!value) return subscripts;
+    subscripts.values[k] = *value;
+  }
+  subscripts.count = arguments.size();
+  return subscripts;
 }
 
-std::optional<Value> Interpreter::evaluateElementFast(const IndexExpression& node) const {
-  const HostArray* array = frame_->slots[node.base.slot].array();
-  if (!array || array->arrayClass() != ArrayClass::Double || array->isComplex()) return std::nullopt;
-  const auto position = fastPosition(*array, node.steps);
-  return position ? std::optional(Value(array->real<double>()[*position])) : std::nullopt;
+/// One element or property of a variable, where no path has to be made to have it; else no value.
+Value Interpreter::evaluateElementFast(const IndexExpression& node) const {
+  const HostArray* array = directArray(frame_->slots[node.base.slot]);
+  if (!array) return {};
+  if (array->isObject() && node.steps[0].kind == IndexStep::Kind::Field) {
+    auto value = node.steps.size() == 1 ? directProperty(*array, node.steps[0].field) : std::nullopt;
+    return value ? Value(*std::move(value)) : Value();
+  }
+  const ScalarSubscripts subscripts = pureSubscripts(node.steps);
+  if (array->isObject()) {
+    auto element = directElement(*array, subscripts);
+    return element ? Value(*std::move(element)) : Value();
+  }
+  const auto position = elementPosition(*array, subscripts);
+  return position ? Value(array->real<double>()[*position]) : Value();
 }
 
 bool Interpreter::assignElementFast(Value& variable, const Steps& steps, const Value& value) {
-  HostArray* array = variable.array();
+  HostArray* array = directArray(variable);
+  if (!array) return false;
   const double* number = value.number();
-  if (!array || !number || array->arrayClass() != ArrayClass::Double || array->isComplex()) return false;
-  const auto position = fastPosition(*array, steps);
+  if (array->isObject()) {
+    const HostArray* held = value.array();
+    const ScalarSubscripts subscripts = pureSubscripts(steps);
+    return held ? assignDirectElement(*array, subscripts, *held)
+                : assignDirectElement(*array, subscripts, value.toArray());
+  }
+  const auto position = number ? elementPosition(*array, pureSubscripts(steps)) : std::nullopt;
   if (!position) return false;
   array->mutableReal<double>()[*position] = *number;
   return true;
@@ -99,8 +140,8 @@ void Interpreter::evaluateArgument(const Expression& expression, Arrays& values)
     return;
   }
   const auto* index = std::get_if<IndexExpression>(&expression.node);
-  if (const auto element = index ? evaluateElementFast(*index) : std::nullopt)
-    values.push_back(element->toArray());
+  if (Value element = index ? evaluateElementFast(*index) : Value(); element.isDefined())
+    values.push_back(std::move(element).toArray());
   else
     evaluateAll(expression, 1, values);
 }
@@ -130,7 +171,7 @@ IndexPath Interpreter::resolvePath(HostArray& base, StepRange steps, PathUse use
   path.reserve(steps.size());
   for (const IndexStep& step : steps) {
     if (step.kind == Kind::Field) {
-      path.push_back({IndexLevel::Kind::Field, {}, step.field});
+      path.push_back({IndexLevel::Kind::Field, {}, step.field.text()});
     } else if (step.kind == Kind::DynamicField) {
       path.push_back({IndexLevel::Kind::Field, {}, evaluate(*step.arguments[0]).toArray().toText()});
     } else {
@@ -163,12 +204,10 @@ HostArray Interpreter::partAt(const HostArray& base, const IndexPath& path, Path
 }
 
 HostArray Interpreter::lastPosition(const EndContext& context) const {
-  const HostClass* hostClass = objectClass(context.array);
-  if (hostClass && hostClass->findMethod("end")) {
-    return tessel::callFunction("end",
-                                {context.array, HostArray::scalar(static_cast<double>(context.position + 1)),
-                                 HostArray::scalar(static_cast<double>(context.count))})
-        .at(0);
+  if (findMethodOf(context.array, kEnd)) {
+    Arrays inputs = arraysOf(context.array, HostArray::scalar(static_cast<double>(context.position + 1)),
+                             HostArray::scalar(static_cast<double>(context.count)));
+    return std::move(callMember(kEnd, std::move(inputs)).at(0));
   }
   const Dimensions sizes = sizesOf(context.array);
   std::size_t last = context.position < sizes.size() ? sizes[context.position] : 1;

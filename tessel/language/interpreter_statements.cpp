@@ -50,7 +50,7 @@ Interpreter::Flow Interpreter::execute(const Statement& statement) {
 Interpreter::Flow Interpreter::executeNode(const ExpressionStatement& node) {
   if (const auto* name = std::get_if<NameReference>(&node.expression->node)) {
     if (const Value& variable = frame_->slots[name->slot]; variable.isDefined()) {
-      if (!node.isSilent) display(variable.toArray(), name->name);
+      if (!node.isSilent) display(variable.toArray(), name->name.text());
       return Flow::Normal;
     }
   }

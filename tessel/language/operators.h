@@ -37,7 +37,7 @@ enum class Operator {
 struct OperatorInfo {
   Operator code;
   TokenKind token;
-  /// The method of objects and function of arrays; short-circuit operators have none.
+  /// The method of objects and function of arrays; empty for short-circuit operators, which call none.
   const char* function;
   /// Of a binary operator: a higher one binds tighter. 0 for the others, which bind tighter than all of these.
   int precedence;
@@ -47,8 +47,8 @@ struct OperatorInfo {
 inline constexpr int kRangePrecedence = 6;
 
 inline constexpr OperatorInfo kOperators[] = {
-    {Operator::OrOr, TokenKind::OrOr, nullptr, 1},
-    {Operator::AndAnd, TokenKind::AndAnd, nullptr, 2},
+    {Operator::OrOr, TokenKind::OrOr, "", 1},
+    {Operator::AndAnd, TokenKind::AndAnd, "", 2},
     {Operator::Or, TokenKind::Or, "or", 3},
     {Operator::And, TokenKind::And, "and", 4},
     {Operator::Less, TokenKind::Less, "lt", 5},

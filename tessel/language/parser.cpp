@@ -106,14 +106,11 @@ class Parser : private ExpressionParser {
   }
 
   AssignmentTarget asTarget(ExpressionPtr expression, const Token& place) {
-    AssignmentTarget target;
-    auto* index = std::get_if<IndexExpression>(&expression->node);
-    const auto* reference = index ? &index->base : std::get_if<NameReference>(&expression->node);
-    if (!reference) fail("This cannot be assigned to.", place);
-    target.name = reference->name;
-    target.slot = reference->slot;
-    if (index) target.steps = std::move(index->steps);
-    return target;
+    if (auto* index = std::get_if<IndexExpression>(&expression->node))
+      return {index->base.name.text(), index->base.slot, std::move(index->steps)};
+    if (const auto* name = std::get_if<NameReference>(&expression->node))
+      return {name->name.text(), name->slot, {}};
+    fail("This cannot be assigned to.", place);
   }
 
   /// Is the bracket here the left side of an assignment?

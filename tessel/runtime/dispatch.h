@@ -1,7 +1,10 @@
 /// How calls find their function: the runtime's own entrances besides those of "tessel/interpreter.h".
 #pragma once
 
+#include <cstdint>
+#include <string>
 #include <string_view>
+#include <utility>
 
 #include "tessel/array.h"
 #include "tessel/interpreter.h"
@@ -13,12 +16,47 @@ namespace tessel {
 /// it.
 const HostClass* objectClass(const HostArray& array);
 
+/// A name that members of classes have, such as an operator's. Knows what it named last, so that asking the
+/// same class again costs no search.
+class MemberName {
+ public:
+  MemberName(std::string name = {}) : name_(std::move(name)) {}
+  const std::string& text() const { return name_; }
+  /// The class's method, or null.
+  const MethodInfo* methodOf(const HostClass& hostClass) const { return found(hostClass).method; }
+  /// The class's property, or null.
+  const PropertyInfo* propertyOf(const HostClass& hostClass) const { return found(hostClass).property; }
+
+ private:
+  struct Found {
+    const HostClass* hostClass = nullptr;
+    std::uint64_t version = 0;
+    const MethodInfo* method = nullptr;
+    const PropertyInfo* property = nullptr;
+  };
+  const Found& found(const HostClass& hostClass) const {
+    if (last_.hostClass != &hostClass || last_.version != HostClass::tablesVersion()) {
+      last_ = {&hostClass, HostClass::tablesVersion(), hostClass.findMethod(name_),
+               hostClass.findProperty(name_)};
+    }
+    return last_;
+  }
+
+  std::string name_;
+  mutable Found last_;
+};
+
 /// The method of that name of the first object among `inputs` whose class has one, or null.
 const MethodInfo* findMethodFor(std::string_view name, const Arrays& inputs);
+/// The method of that name of the array's class, or null.
+const MethodInfo* findMethodOf(const HostArray& array, const MemberName& name);
 
 /// Checks the numbers of inputs and outputs against what `function` takes, then calls it.
 /// Raises "Tessel:TooManyInputs", "Tessel:NotEnoughInputs", "Tessel:TooManyOutputs" and what the function
 /// raises. When it raises, `inputs[0]` is as it was; the other inputs may have been moved from.
 Arrays invoke(const FunctionInfo& function, Arrays& inputs, int outputCount);
+
+/// Calls the method of that name of the first argument whose class has one, else the function.
+Arrays callMember(const MemberName& name, Arrays&& inputs, int outputCount = 1);
 
 }  // namespace tessel

@@ -1,5 +1,6 @@
 #include "tessel/runtime/indexpath.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -72,10 +73,33 @@ void keepSpare(Arrays& inputs) {
   spareStructure.swap(inputs[1]);
 }
 
-/// The class's own way of indexing, or null.
-const MethodInfo* indexMethod(const HostArray& array, std::string_view name) {
-  const HostClass* hostClass = objectClass(array);
-  return hostClass != nullptr ? hostClass->findMethod(name) : nullptr;
+const MemberName kSubsref{"subsref"}, kSubsasgn{"subsasgn"};
+
+/// How the class of a scalar object gives single elements, or null.
+const ElementAccess* elementAccess(const HostArray& array) {
+  if (!array.isObject() || !array.isScalar() || array.objectAt() == nullptr) return nullptr;
+  const auto& access = array.objectAt()->hostClass().elementAccess();
+  return access ? &*access : nullptr;
+}
+
+/// Whether the built-in indexing deals with the level: the class of an object has no method of this name, or
+/// one that would hand the level on.
+bool isBuiltin(const HostArray& array, const IndexLevel& level, const MemberName& method) {
+  if (findMethodOf(array, method) == nullptr) return true;
+  return level.kind != Kind::Paren && elementAccess(array) != nullptr;
+}
+
+/// The subscripts of the last level of a path; none where they are no scalars.
+ScalarSubscripts lastScalars(IndexLevels path) {
+  const Arrays& subscripts = path[0].subscripts;
+  ScalarSubscripts scalars;
+  if (path.size() != 1 || subscripts.size() > ScalarSubscripts::kMost) return scalars;
+  const bool areScalars = std::ranges::all_of(subscripts, [](const HostArray& s) {
+    return s.arrayClass() == ArrayClass::Double && s.isScalar() && !s.isComplex();
+  });
+  if (!areScalars) return scalars;
+  for (const HostArray& subscript : subscripts) scalars.values[scalars.count++] = *subscript.real<double>();
+  return scalars;
 }
 
 // Reference
@@ -319,9 +343,28 @@ HostArray makeIndexStructure(IndexLevels path) {
   return structure;
 }
 
+std::optional<HostArray> directElement(const HostArray& array, const ScalarSubscripts& subscripts) {
+  const ElementAccess* access = subscripts.count == 0 ? nullptr : elementAccess(array);
+  return access == nullptr ? std::nullopt : access->element(*array.objectAt(), subscripts.span());
+}
+
+std::optional<HostArray> directProperty(const HostArray& array, const MemberName& name) {
+  if (!array.isObject() || !array.isScalar() || array.objectAt() == nullptr) return std::nullopt;
+  if (findMethodOf(array, kSubsref) != nullptr && elementAccess(array) == nullptr) return std::nullopt;
+  const std::shared_ptr<HostObject> object = array.objectAt();  // a getter may assign to the variable
+  const PropertyInfo* property = name.propertyOf(object->hostClass());
+  return property == nullptr ? std::nullopt : std::optional(property->get(*object));
+}
+
+bool assignDirectElement(HostArray& array, const ScalarSubscripts& subscripts, const HostArray& value) {
+  const ElementAccess* access = subscripts.count == 0 ? nullptr : elementAccess(array);
+  return access != nullptr && access->assign(array.mutableObject(), subscripts.span(), value);
+}
+
 Arrays reference(HostArray value, IndexLevels path, int outputCount) {
-  const MethodInfo* method = path.empty() ? nullptr : indexMethod(value, "subsref");
-  if (method == nullptr) return builtinReference(value, path, outputCount);
+  if (path.empty() || isBuiltin(value, path[0], kSubsref)) return builtinReference(value, path, outputCount);
+  if (auto element = directElement(value, lastScalars(path))) return arraysOf(*std::move(element));
+  const MethodInfo* method = findMethodOf(value, kSubsref);
   Arrays inputs = arraysOf(std::move(value), makeIndexStructure(path));
   Arrays results = invoke(method->function, inputs, outputCount);
   keepSpare(inputs);
@@ -340,11 +383,9 @@ Arrays builtinReference(const HostArray& value, IndexLevels path, int outputCoun
 }
 
 void assign(HostArray& target, IndexLevels path, const HostArray& rhs) {
-  const MethodInfo* method = path.empty() ? nullptr : indexMethod(target, "subsasgn");
-  if (method != nullptr)
-    assignByMethod(*method, target, path, rhs);
-  else
-    builtinAssign(target, path, rhs);
+  if (path.empty() || isBuiltin(target, path[0], kSubsasgn)) return builtinAssign(target, path, rhs);
+  if (!assignDirectElement(target, lastScalars(path), rhs))
+    assignByMethod(*findMethodOf(target, kSubsasgn), target, path, rhs);
 }
 
 void builtinAssign(HostArray& target, IndexLevels path, const HostArray& rhs) {

@@ -1,12 +1,17 @@
 /// Index expressions of several levels, such as `s(2).list{3}(1:4)`, for reference and assignment.
 #pragma once
 
+#include <array>
+#include <cstddef>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "tessel/array.h"
 #include "tessel/interpreter.h"
+#include "tessel/objects.h"
+#include "tessel/runtime/dispatch.h"
 
 namespace tessel {
 
@@ -52,6 +57,21 @@ Arrays builtinReference(const HostArray& value, IndexLevels path, int outputCoun
 void assign(HostArray& target, IndexLevels path, const HostArray& rhs);
 /// As `assign`, but passes over the method "subsasgn" of `target` itself.
 void builtinAssign(HostArray& target, IndexLevels path, const HostArray& rhs);
+
+/// The values of one or two scalar subscripts; none for others.
+struct ScalarSubscripts {
+  static constexpr std::size_t kMost = 2;
+  std::array<double, kMost> values{};
+  std::size_t count = 0;
+  ElementAccess::Subscripts span() const { return {values.data(), count}; }
+};
+/// The element of an object that `reference` gives for these subscripts, without an index structure; nothing
+/// where the class of the object has to be asked by its method.
+std::optional<HostArray> directElement(const HostArray& array, const ScalarSubscripts& subscripts);
+/// The same for a property of an object.
+std::optional<HostArray> directProperty(const HostArray& array, const MemberName& name);
+/// The same for elements and `assign`: whether it has assigned.
+bool assignDirectElement(HostArray& array, const ScalarSubscripts& subscripts, const HostArray& value);
 
 /// The functions "subsref", "subsasgn" and "builtin".
 std::vector<FunctionInfo> indexingFunctions();

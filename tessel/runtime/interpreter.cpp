@@ -95,6 +95,11 @@ const MethodInfo* findMethodFor(std::string_view name, const Arrays& inputs) {
   return nullptr;
 }
 
+const MethodInfo* findMethodOf(const HostArray& array, const MemberName& name) {
+  const HostClass* hostClass = objectClass(array);
+  return hostClass == nullptr ? nullptr : name.methodOf(*hostClass);
+}
+
 Arrays invoke(const FunctionInfo& function, Arrays& inputs, int outputCount) {
   const int inputCount = static_cast<int>(inputs.size());
   if (function.maxInputs >= 0 && inputCount > function.maxInputs) raiseTooManyInputs();
@@ -106,6 +111,14 @@ Arrays invoke(const FunctionInfo& function, Arrays& inputs, int outputCount) {
 Arrays callFunction(std::string_view name, Arrays inputs, int outputCount) {
   const MethodInfo* method = findMethodFor(name, inputs);
   return invoke(method != nullptr ? method->function : requireFunction(name), inputs, outputCount);
+}
+
+Arrays callMember(const MemberName& name, Arrays&& inputs, int outputCount) {
+  for (const HostArray& input : inputs) {
+    if (const MethodInfo* method = findMethodOf(input, name))
+      return invoke(method->function, inputs, outputCount);
+  }
+  return invoke(requireFunction(name.text()), inputs, outputCount);
 }
 
 Arrays callBuiltin(std::string_view name, Arrays inputs, int outputCount) {

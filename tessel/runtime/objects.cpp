@@ -24,9 +24,9 @@ const std::string& nameOf(const PropertyInfo& property) { return property.name; 
 const std::string& nameOf(const MethodInfo& method) { return method.function.name; }
 
 template <class Row>
-void addRow(NamedRows<Row>& table, Row row, const char* identifier, const std::string& className) {
+void addRow(NamedRows<Row>& table, Row row, const char* identifier, const HostClass& hostClass) {
   if (table.byName.contains(nameOf(row))) {
-    raiseError(identifier, "Class '" + className + "' has '" + nameOf(row) + "' already.");
+    raiseError(identifier, "Class '" + hostClass.qualifiedName() + "' has '" + nameOf(row) + "' already.");
   }
   const auto& added = table.rows.emplace_back(std::make_unique<Row>(std::move(row)));
   table.byName.emplace(nameOf(*added), added.get());
@@ -187,8 +187,12 @@ void HostObject::signalPropertyChange(std::string_view property) {
 
 // Classes
 
+std::uint64_t HostClass::tablesVersion_ = 0;
+
 HostClass::HostClass(Package& package, std::string name, const HostClass* superclass)
-    : package_(&package), name_(std::move(name)), superclass_(superclass) {}
+    : package_(&package), name_(std::move(name)), superclass_(superclass) {
+  ++tablesVersion_;
+}
 
 std::string HostClass::qualifiedName() const { return package_->name() + "." + name_; }
 
@@ -204,11 +208,13 @@ HostArray HostClass::create(Arrays arguments) const {
 
 void HostClass::addProperty(PropertyInfo property) {
   assert(property.get != nullptr);
-  addRow(properties_, std::move(property), "Tessel:propertyExists", qualifiedName());
+  ++tablesVersion_;
+  addRow(properties_, std::move(property), "Tessel:propertyExists", *this);
 }
 
 void HostClass::addMethod(MethodInfo method) {
-  addRow(methods_, std::move(method), "Tessel:methodExists", qualifiedName());
+  ++tablesVersion_;
+  addRow(methods_, std::move(method), "Tessel:methodExists", *this);
 }
 
 const PropertyInfo* HostClass::findProperty(std::string_view name) const {

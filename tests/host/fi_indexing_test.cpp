@@ -1,9 +1,14 @@
 /// Indexing methods on wrapped arrays: who owns the object, and what is left when something is raised.
+#include <iterator>
+#include <limits>
+
 #include "qfcore/host/FiObjClass.h"
 #include "tests/host/fixture.h"
 
 namespace embedded::host {
 namespace {
+
+using host_tests::errorOf;
 
 class FiObjects : public host_tests::HostTest {};
 
@@ -75,6 +80,74 @@ TEST_F(FiObjects, ErrorsGiveTheVariableBack) {
   const HostArray changed = call("subsasgn", inputs).at(0);
   EXPECT_EQ(unwrapped<fi>(changed), object);
   EXPECT_EQ(object->getFimath().roundMode(), RoundModeEnum::floor);
+}
+
+/// Arrays of several sizes and kinds of values.
+std::vector<HostArray> variedArrays() {
+  std::vector<HostArray> arrays;
+  NumericType slopeBias(true, 12, 0);
+  slopeBias.setScaling(EmbeddedTypeSystem::ScalingEnum::SlopeBias);
+  slopeBias.setSlope(1.5);
+  slopeBias.setBias(0.25);
+  const NumericType types[] = {NumericType(true, 8, 2), NumericType(false, 60, 3), slopeBias};
+  for (const NumericType& type : types) {
+    for (const tessel::Dimensions& dims : {tessel::Dimensions{0, 0}, {1, 1}, {1, 4}, {3, 2}, {2, 3, 2}}) {
+      for (const bool isComplex : {false, true}) {
+        HostArray values = HostArray::zeros(tessel::ArrayClass::Double, dims, isComplex);
+        for (std::size_t k = 0; k < values.numel(); ++k) {
+          values.mutableReal<double>()[k] = 1.25 * static_cast<double>(k) + 0.5;
+          if (isComplex) values.mutableImag<double>()[k] = static_cast<double>(k);
+        }
+        arrays.push_back(wrap(fi(&values, type, fimath())));
+      }
+    }
+  }
+  return arrays;
+}
+
+TEST_F(FiObjects, TheDirectWayToElementsIsThatOfTheMethods) {
+  const tessel::ElementAccess access = *hostClassOf<fi>->elementAccess();
+  const double nan = std::numeric_limits<double>::quiet_NaN(),
+               infinity = std::numeric_limits<double>::infinity();
+  const double palette[] = {-1, 0, 0.5, 1, 1.5, 2, 3, 4, 5, 6, 7, 12, 13, 4294967297.0, 1e300, nan, infinity};
+  std::vector<std::vector<double>> subscripts;
+  for (const double first : palette) {
+    subscripts.push_back({first});
+    for (const double second : palette) subscripts.push_back({first, second});
+  }
+  HostArray complexValue = HostArray::scalar(1.5);
+  complexValue.mutableImag<double>()[0] = 1;
+  const HostArray values[] = {HostArray::scalar(3.3),
+                              HostArray::scalar(nan),
+                              HostArray::logical(true),
+                              complexValue,
+                              HostArray(),
+                              wrap(fi(1000.0, NumericType(true, 20, 2))),
+                              wrap(fi(&complexValue, NumericType(true, 8, 4), fimath()))};
+  std::size_t valueCount = 0, takenCount = 0;
+  for (const HostArray& array : variedArrays()) {
+    for (const std::vector<double>& each : subscripts) {
+      Arrays scalars;
+      for (const double subscript : each) scalars.push_back(HostArray::scalar(subscript));
+      const HostArray structure = index("()", scalars);
+      Arrays inputs{array, structure};
+      const auto element = access.element(*array.objectAt(), each);
+      EXPECT_EQ(errorOf([&] { inputs[0] = call("subsref", inputs).at(0); }).empty(), element.has_value());
+      if (!element) continue;
+      EXPECT_EQ(host_tests::textOf(*element), host_tests::textOf(inputs[0]));
+      EXPECT_EQ(unwrapped<fi>(*element)->numDims(), 2U);
+      const HostArray& value = values[valueCount++ % std::size(values)];
+      HostArray direct = HostArray::object(array.objectAt()->clone());
+      Arrays assigned{HostArray::object(array.objectAt()->clone()), structure, value};
+      bool isTaken = true;
+      const std::string error = errorOf([&] { isTaken = access.assign(direct.mutableObject(), each, value); });
+      if (!isTaken) continue;
+      ++takenCount;
+      EXPECT_EQ(error, errorOf([&] { assigned[0] = call("subsasgn", assigned).at(0); }));
+      EXPECT_EQ(host_tests::textOf(direct), host_tests::textOf(assigned[0]));
+    }
+  }
+  EXPECT_GT(takenCount, valueCount / 3);
 }
 
 TEST_F(FiObjects, ConcatenationTakesTheTypeOfTheFirstArray) {

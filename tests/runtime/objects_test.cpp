@@ -10,6 +10,7 @@
 #include "tests/runtime/helpers.h"
 
 #include "tessel/runtime/console.h"
+#include "tessel/runtime/dispatch.h"
 
 namespace tessel {
 namespace {
@@ -148,6 +149,12 @@ TEST(Objects, SubclassesInheritAndReplace) {
   derived.addMethod({{"second", method(20), 0, -1, 1, ""}});
   derived.setFactory([&derived](Arrays&) { return std::make_shared<Box>(derived, 0); });
   const HostArray object = derived.create({});
+  const MemberName late("late"), replaced("p");
+  EXPECT_EQ(late.methodOf(derived), nullptr);
+  EXPECT_EQ(replaced.propertyOf(base)->get(*object.objectAt()).scalarValue(), 1);
+  EXPECT_EQ(replaced.propertyOf(derived)->get(*object.objectAt()).scalarValue(), 10);
+  base.addMethod({{"late", method(3), 0, -1, 1, ""}});
+  EXPECT_EQ(late.methodOf(derived), base.findMethod("late"));
   EXPECT_EQ(getProperty(object, "p").scalarValue(), 10);
   EXPECT_EQ(getProperty(object, "q").scalarValue(), 2);
   EXPECT_EQ(callFunction("first", {object})[0].scalarValue(), 1);

@@ -1,8 +1,11 @@
 /// The host's object system: packages, classes, properties, methods, instances, change events.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -71,6 +74,18 @@ struct MethodInfo {
   bool hidden = false;
 };
 
+/// A direct way to single elements, for a class whose methods "subsref" and "subsasgn" leave everything but
+/// parentheses to the host's built-in indexing: the host then calls neither for single elements nor for
+/// members. `subscripts` are the values of one or two scalars, in general no positions of elements.
+struct ElementAccess {
+  using Subscripts = std::span<const double>;
+  /// What "subsref" returns for these subscripts, or nothing where it has to be called.
+  std::optional<HostArray> (*element)(HostObject& object, Subscripts subscripts);
+  /// Does what "subsasgn" does, or nothing where it has to be called; returns whether it has. Nobody shares an
+  /// object of a value class.
+  bool (*assign)(HostObject& object, Subscripts subscripts, const HostArray& value);
+};
+
 /// One accepted list of constructor arguments, by type names as in PropertyInfo.
 using ConstructorSignature = std::vector<std::string>;
 
@@ -111,9 +126,14 @@ class TESSEL_API HostClass {
   /// superclass is replaced by it. A property needs a getter.
   void addProperty(PropertyInfo property);
   void addMethod(MethodInfo method);
+  /// For objects of this class alone: a subclass may index in another way.
+  void setElementAccess(ElementAccess access) { elementAccess_ = access; }
+  const std::optional<ElementAccess>& elementAccess() const { return elementAccess_; }
   /// Own first, then the superclasses'; null when there is none. The name's case counts.
   const PropertyInfo* findProperty(std::string_view name) const;
   const MethodInfo* findMethod(std::string_view name) const;
+  /// Another number whenever a class has appeared or got a row: what was found before may be found no more.
+  static std::uint64_t tablesVersion() { return tablesVersion_; }
   /// In registration order, the superclass's first.
   std::vector<const PropertyInfo*> properties() const;
   std::vector<const MethodInfo*> methods() const;
@@ -129,7 +149,9 @@ class TESSEL_API HostClass {
   std::function<std::shared_ptr<HostObject>(Arrays&)> factory_;
   NamedRows<PropertyInfo> properties_;
   NamedRows<MethodInfo> methods_;
+  std::optional<ElementAccess> elementAccess_;
   std::string help_;
+  static std::uint64_t tablesVersion_;
 };
 
 /// A named group of classes.
