@@ -229,6 +229,9 @@ void fi::storePart(fi& into, number& to, const ElementVisit& targets, const fi& 
     return;
   }
   if (!areDoubles(rhs) || !target || !q.isDoubleBacked()) {
+    if (sources.isInStep() && targets.isInStep() && !sElementPathOnly) {
+      return q.quantize(from, fromFirst + sources[0], to, toFirst + targets[0], count);
+    }
     for (unsigned k = 0; k < count; ++k) q.quantize(from[fromFirst + sources[k]], to[toFirst + targets[k]]);
     return;
   }

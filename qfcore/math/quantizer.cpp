@@ -339,6 +339,27 @@ number& quantizer::quantize(const number& from, number& to) const {
   return to = quantize(moved);
 }
 
+void quantizer::quantize(const number& from, unsigned fromFirst, number& to, unsigned toFirst,
+                         unsigned count) const {
+  const Kernel& kernel = *derived().kernel;
+  const mpnumber* source = from.multiprecision();
+  mpnumber* target = to.multiprecision();
+  const bool byLimbs = source && target && kernel.wide == quantizeFixedWide && !logger_.isOn();
+  const WideFormat* format = byLimbs ? &wideFormat() : nullptr;
+  for (unsigned k = 0; k < count; ++k) {
+    const bool isDone =
+        byLimbs &&
+        quantizeFixedByLimbs(*format, kernel.rounding, kernel.overflowMode, source->getelement(fromFirst + k),
+                             target->getmodifiableelement(toFirst + k)) != LimbOutcome::NotDone;
+    if (isDone) continue;
+    if (&from == &to) {
+      quantize(to[toFirst + k]);
+    } else {
+      quantize(from[fromFirst + k], to[toFirst + k]);
+    }
+  }
+}
+
 number& quantizer::quantize(number& value) const { return run(*derived().kernel, value); }
 
 void quantizer::quantize(const double* from, double* to, std::size_t count) const {
@@ -352,7 +373,7 @@ void quantizer::quantize(const double* from, double* to, std::size_t count) cons
 
 void quantizer::quantizeAll(number& values) const {
   if (double* plain = values.doubles(); plain && isDoubleBacked()) return quantize(plain, values.numel());
-  for (unsigned i = 0; i < values.numel(); ++i) quantize(values[i]);
+  quantize(values, 0, values, 0, values.numel());
 }
 
 number quantizer::constant(double DoubleFormat::*plain, number WideFormat::*wide) const {

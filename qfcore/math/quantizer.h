@@ -136,6 +136,9 @@ class QFCORE_API quantizer {
   /// The current element of `from`, quantized, becomes that of `to`, another number; returns `to`. A value that
   /// `to` could not hold is rounded by this quantizer alone.
   number& quantize(const number& from, number& to) const;
+  /// The same for `count` neighbouring elements, from place `fromFirst` to place `toFirst`, or in place. Moves
+  /// both cursors.
+  void quantize(const number& from, unsigned fromFirst, number& to, unsigned toFirst, unsigned count) const;
   /// Quantizes contiguous doubles from `from` to `to`, or in place. The format must be double-backed.
   void quantize(const double* from, double* to, std::size_t count) const;
   void quantize(double* values, std::size_t count) const { quantize(values, values, count); }
