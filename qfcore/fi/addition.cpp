@@ -100,6 +100,39 @@ void fi::finishRegister(fi* result, fi& finished, const char* name,
   before = std::make_unique<fi>(std::move(finished));
 }
 
+namespace {
+
+/// The same sums of wide values, or of wide and narrow ones.
+template <class Operation>
+[[gnu::noinline]] void sumWideExactly(const fi& a, const fi& b, fi& result) {
+  const auto sumPart = [&](number& target, const number& left, const number& right) {
+    if (combineWide<Operation>(target, WideOperand(a, left), WideOperand(b, right))) return;
+    for (unsigned k = 0; k < result.numel(); ++k) {
+      a.setIndex(a.isscalar() ? 0 : k);
+      b.setIndex(b.isscalar() ? 0 : k);
+      target.setIndex(k);
+      if (!left.isempty()) target = left;
+      if (!right.isempty()) Operation::apply(target, right);
+    }
+  };
+  sumPart(result.realPart(), a.realPart(), b.realPart());
+  if (result.iscomplex()) sumPart(result.imagPart(), a.imagPart(), b.imagPart());
+}
+
+/// For operands and sums of which every value is one of the result's type: nothing is left to quantize.
+template <class Operation>
+void sumExactly(const fi& a, const fi& b, fi& result) {
+  if (!areDoubles(a) || !areDoubles(b) || !areDoubles(result)) return sumWideExactly<Operation>(a, b, result);
+  const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right) {
+    combine<Operation>(target.doubles(), left.values, left.isScalar, right.values, right.isScalar,
+                       result.numel());
+  };
+  sumPart(result.realPart(), BlockOperand::real(a), BlockOperand::real(b));
+  if (result.iscomplex()) sumPart(result.imagPart(), BlockOperand::imag(a), BlockOperand::imag(b));
+}
+
+}  // namespace
+
 template <class Operation>
 fi fi::sumOrDifference(const fi& b) const {
   errorIfMathMismatch(*this, b);
@@ -115,11 +148,19 @@ fi fi::sumOrDifference(const fi& b) const {
   // Registers log whenever logging is on.
   if (!slopeBias && !sElementPathOnly && !qlogger::getLogging() &&
       resulttypes::containsSums(type, getNumericType(), b.getNumericType(), Operation::kSubtracts)) {
-    sumExactly<Operation>(b, result);
-    return result;
+    sumExactly<Operation>(*this, b, result);
+  } else {
+    sumThroughRegister<Operation>(b, slopeBias, result);
   }
+  return result;
+}
+
+// Apart, so that a sum that needs no register does not pay for the room of one.
+template <class Operation>
+[[gnu::noinline]] void fi::sumThroughRegister(const fi& b, bool slopeBias, fi& result) const {
+  const NumericType& type = result.getNumericType();
   const unsigned precision = sumPrecision(getNumericType(), b.getNumericType(), type, fimath_.castBeforeSum());
-  fi sumRegister = initializeSumRegister(type, fimath_, precision, complexResult);
+  fi sumRegister = initializeSumRegister(type, fimath_, precision, result.iscomplex());
   if (!slopeBias && precision <= kMaxDoublePrecision && areDoubles(*this) && areDoubles(b)) {
     sumByBlocks<Operation>(b, sumRegister, result);
   } else if (!slopeBias && precision > kMaxDoublePrecision && !sElementPathOnly) {
@@ -128,7 +169,6 @@ fi fi::sumOrDifference(const fi& b) const {
     sumByElements<Operation>(b, sumRegister, result);
   }
   finishRegister(&result, sumRegister, Operation::kName, &ArithmeticState::sumRegister);
-  return result;
 }
 
 template <class Operation>
@@ -141,32 +181,6 @@ void fi::sumByBlocks(const fi& b, fi& sumRegister, fi& result) const {
   sumPart(result.realPart_, BlockOperand::real(*this), BlockOperand::real(b));
   if (result.iscomplex()) sumPart(result.imagPart_, BlockOperand::imag(*this), BlockOperand::imag(b));
   result.getQlogger().nMathOperationsPlus(result.numel_);
-}
-
-/// For operands and sums of which every value is one of the result's type: nothing is left to quantize.
-template <class Operation>
-void fi::sumExactly(const fi& b, fi& result) const {
-  if (areDoubles(*this) && areDoubles(b) && areDoubles(result)) {
-    const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right) {
-      combine<Operation>(target.doubles(), left.values, left.isScalar, right.values, right.isScalar,
-                         result.numel_);
-    };
-    sumPart(result.realPart_, BlockOperand::real(*this), BlockOperand::real(b));
-    if (result.iscomplex()) sumPart(result.imagPart_, BlockOperand::imag(*this), BlockOperand::imag(b));
-    return;
-  }
-  const auto sumPart = [&](number& target, const number& left, const number& right) {
-    if (combineWide<Operation>(target, WideOperand(*this, left), WideOperand(b, right))) return;
-    for (unsigned k = 0; k < result.numel_; ++k) {
-      setIndex(isscalar() ? 0 : k);
-      b.setIndex(b.isscalar() ? 0 : k);
-      target.setIndex(k);
-      if (!left.isempty()) target = left;
-      if (!right.isempty()) Operation::apply(target, right);
-    }
-  };
-  sumPart(result.realPart_, realPart_, b.realPart_);
-  if (result.iscomplex()) sumPart(result.imagPart_, imagPart_, b.imagPart_);
 }
 
 template <class Operation>

@@ -20,12 +20,9 @@ inline bool areDoubles(const fi& x) {
   return x.realPart().gettype() == kDoubleRepresentation && !fi::elementPathOnly();
 }
 
-/// The contiguous values of one part; null when there are none. A column view starts in the middle. Moves the
-/// cursor.
+/// The contiguous values of one part; null when there are none. A column view starts in the middle.
 inline const double* valuesOf(const fi& x, const number& part) {
-  if (part.isempty() || x.isempty()) return nullptr;
-  x.setIndex(0);
-  return part.doubles() + part.getIndex();
+  return part.isempty() || x.isempty() ? nullptr : part.doubles() + x.origin();
 }
 
 /// One part of an operand: an array, or one value that stands for every element. A missing part is 0.

@@ -27,11 +27,6 @@ double fi::realWorld(const number& held) const {
   return type.isSlopeBias() ? value * type.slopeAdjustmentFactor() + type.bias() : value;
 }
 
-unsigned fi::origin() const {
-  setIndex(0);
-  return realPart_.getIndex();
-}
-
 /// An array of `Element` whose elements `convert` makes of the real-world values.
 template <class Element, class Convert>
 HostArray fi::exported(Convert convert) const {

@@ -170,6 +170,8 @@ class QFCORE_API fi {
   void checkElementwiseSize(const fi& other) const;
   /// 1 for complex, 0 for real.
   int getComplexity() const { return iscomplex(); }
+  /// The place of element 0 in the storage; a column view does not start at 0.
+  unsigned origin() const { return origin_; }
   /// Replaces the sizes; the storage stays as it is. Ends with `updateNumel`.
   void copyDimensions(const unsigned* dims, unsigned numDims);
   void updateNumel();
@@ -643,6 +645,7 @@ class QFCORE_API fi {
   quantizer assignmentQuantizer_;
   const quantizer* assignmentQuantizerInUse_ = &assignmentQuantizer_;
   unsigned numel_ = 0, maxDim_ = 0, rows_ = 0, cols_ = 0;
+  unsigned origin_ = 0;
   PropertyEnum lastPropertySet_{-1};
 
  private:
@@ -658,8 +661,6 @@ class QFCORE_API fi {
   fi unset(const Shape& dims, bool isComplex) const;
   /// The elements in an array of their own; of a column view, the column alone.
   fi detached() const;
-  /// The place of element 0 in the storage; a column view does not start at 0. Moves the cursor.
-  unsigned origin() const;
   template <class Element, class Convert>
   tessel::HostArray exported(Convert convert) const;
   template <class Element>
@@ -726,9 +727,9 @@ class QFCORE_API fi {
   template <class Operation>
   fi sumOrDifference(const fi& b) const;
   template <class Operation>
-  void sumByBlocks(const fi& b, fi& sumRegister, fi& result) const;
+  void sumThroughRegister(const fi& b, bool slopeBias, fi& result) const;
   template <class Operation>
-  void sumExactly(const fi& b, fi& result) const;
+  void sumByBlocks(const fi& b, fi& sumRegister, fi& result) const;
   template <class Operation>
   void sumWide(const fi& b, fi& sumRegister, fi& result) const;
   template <class Operation>
@@ -801,12 +802,12 @@ class QFCORE_API FiColumnReference : public FiReference {
   /// Moves the view to another column of its own length. Raises "numforge:fi:FiColumnReference:setColumn".
   void setColumn(unsigned column);
   void setIndex(unsigned index) const override;
-  unsigned startIndex() const { return startIndex_; }
+  unsigned startIndex() const { return origin(); }
 
  private:
   void becomeColumn(unsigned length);
 
-  unsigned targetNumel_, startIndex_;
+  unsigned targetNumel_;
 };
 
 }  // namespace embedded

@@ -28,14 +28,16 @@ void FiReference::coordinateComplexity(bool isComplex, unsigned count) {
 }
 
 FiColumnReference::FiColumnReference(fi& target, unsigned startIndex, unsigned length)
-    : FiReference(target), targetNumel_(target.numel()), startIndex_(startIndex) {
+    : FiReference(target), targetNumel_(target.numel()) {
   if (startIndex > targetNumel_ || length > targetNumel_ - startIndex) fail<kIndexOutOfRange>();
+  origin_ = startIndex;
   becomeColumn(length);
 }
 
 FiColumnReference::FiColumnReference(fi& target, unsigned column)
-    : FiReference(target), targetNumel_(target.numel()), startIndex_(column * target.rows()) {
+    : FiReference(target), targetNumel_(target.numel()) {
   if (column > target.cols()) fail<kColumnOutOfRange>();
+  origin_ = column * target.rows();
   becomeColumn(target.rows());
 }
 
@@ -47,10 +49,10 @@ void FiColumnReference::becomeColumn(unsigned length) {
 
 void FiColumnReference::setColumn(unsigned column) {
   if (column >= target_->cols()) fail<kBadColumn>();
-  startIndex_ = column * rows();
+  origin_ = column * rows();
   setIndex(0);
 }
 
-void FiColumnReference::setIndex(unsigned index) const { fi::setIndex(startIndex_ + index); }
+void FiColumnReference::setIndex(unsigned index) const { fi::setIndex(origin_ + index); }
 
 }  // namespace embedded

@@ -38,13 +38,11 @@ class WideValues {
 /// missing part is 0.
 class WideOperand {
  public:
-  /// Moves the cursor.
   WideOperand(const fi& x, const number& part)
       : values_(part.isempty() ? nullptr : part.multiprecision()),
         doubles_(part.isempty() ? nullptr : part.doubles()),
+        first_(x.origin()),
         isScalar_(x.isscalar()) {
-    x.setIndex(0);
-    first_ = part.getIndex();
     if (!values_) return;
     const bool isOne = isScalar_ || values_->numel() == 1;
     wide_ = {values_->getelement(first_), values_->getelement(isOne ? first_ : first_ + 1)};
@@ -65,7 +63,7 @@ class WideOperand {
   const mpnumber* values_;
   WideValues<const MpFloat> wide_;
   const double* doubles_;
-  unsigned first_ = 0;
+  unsigned first_;
   bool isScalar_;
 };
 

@@ -39,11 +39,6 @@ doublenumber::doublenumber(unsigned count, unsigned precision, NumberVector)
   own_.values = own_.room(count, true);
 }
 
-doublenumber::doublenumber(unsigned count, unsigned precision, Unset)
-    : numberrepbody(kDoubleRepresentation, &own_), own_{{count, precision}, nullptr, 0} {
-  own_.values = own_.room(count, false);
-}
-
 doublenumber::doublenumber(const doublenumber* source, NumberVector)
     : doublenumber(source->numel(), source->precision(), Unset{}) {
   std::copy_n(source->values(), numel(), values());

@@ -17,7 +17,10 @@ class QFCORE_API doublenumber final : public numberrepbody {
   explicit doublenumber(double value);
   /// `count` zeros.
   doublenumber(unsigned count, unsigned precision, NumberVector);
-  doublenumber(unsigned count, unsigned precision, Unset);
+  doublenumber(unsigned count, unsigned precision, Unset)
+      : numberrepbody(kDoubleRepresentation, &own_), own_{{count, precision}, nullptr, 0} {
+    own_.values = count == 1 ? &own_.single : own_.room(count, false);
+  }
   /// A deep copy of all values.
   doublenumber(const doublenumber* source, NumberVector);
   /// A view: shares storage, count and precision with `source`; starts at index 0.
