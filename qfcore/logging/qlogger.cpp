@@ -10,6 +10,27 @@ namespace embedded {
 
 using tessel::HostArray;
 
+namespace {
+
+std::unique_ptr<number> copied(const std::unique_ptr<number>& wide) {
+  return wide ? std::make_unique<number>(*wide) : nullptr;
+}
+
+}  // namespace
+
+qlogger::Record::Record(const Record& other)
+    : max(other.max),
+      min(other.min),
+      overflows(other.overflows),
+      underflows(other.underflows),
+      operations(other.operations),
+      mathOperations(other.mathOperations),
+      reportedOverflows(other.reportedOverflows),
+      reportedUnderflows(other.reportedUnderflows),
+      wideMax(copied(other.wideMax)),
+      wideMin(copied(other.wideMin)) {}
+
+constinit const qlogger::Record qlogger::sNothing;
 bool qlogger::sLogging = false;
 LogTypeEnum qlogger::sLogType = LogTypeEnum::Global;
 
@@ -47,23 +68,14 @@ qlogger& qlogger::operator=(const qlogger& other) {
 }
 
 void qlogger::set(const qlogger& other) {
-  const auto copied = [](const std::unique_ptr<number>& wide) {
-    return wide ? std::make_unique<number>(*wide) : nullptr;
-  };
   tag_ = other.tag_;
   type_ = other.type_;
   operationType_ = other.operationType_;
   alwaysOn_ = other.alwaysOn_;
-  record_ = other.record_;
-  wideMax_ = copied(other.wideMax_);
-  wideMin_ = copied(other.wideMin_);
+  record_ = other.record_ ? std::make_unique<Record>(*other.record_) : nullptr;
 }
 
-void qlogger::reset() const {
-  record_ = Record{};
-  wideMax_.reset();
-  wideMin_.reset();
-}
+void qlogger::reset() const { record_.reset(); }
 
 bool qlogger::isreset() const { return maxlog().todouble() == std::numeric_limits<double>::lowest(); }
 
@@ -88,9 +100,10 @@ void qlogger::keepExtreme(const number& value, double& plain, std::unique_ptr<nu
 
 void qlogger::updateminmax(const number& value) const {
   if (!isOn()) return;
-  keepExtreme(value, record_.max, wideMax_, true);
-  keepExtreme(value, record_.min, wideMin_, false);
-  ++record_.operations;
+  Record& record = toWrite();
+  keepExtreme(value, record.max, record.wideMax, true);
+  keepExtreme(value, record.min, record.wideMin, false);
+  ++record.operations;
 }
 
 void qlogger::record(const Tally& tally) const {
@@ -99,25 +112,28 @@ void qlogger::record(const Tally& tally) const {
     if (wide) return keepExtreme(number(value, kMaxDoublePrecision, false), plain, wide, isMax);
     if (isMax ? plain < value : plain > value) plain = value;
   };
-  keep(tally.max, record_.max, wideMax_, true);
-  keep(tally.min, record_.min, wideMin_, false);
-  record_.operations += tally.values;
-  record_.overflows += tally.overflows;
-  record_.underflows += tally.underflows;
+  Record& record = toWrite();
+  keep(tally.max, record.max, record.wideMax, true);
+  keep(tally.min, record.min, record.wideMin, false);
+  record.operations += tally.values;
+  record.overflows += tally.overflows;
+  record.underflows += tally.underflows;
 }
 
 void qlogger::merge(const qlogger& other) const {
+  if (!other.record_) return;
   // Held values of two slope-bias types have different units; only real-world values compare.
   const bool sameUnits = !other.type_.isSlopeBias() || other.type_.isequivalent(type_);
   const auto comparable = [&](const number& held) {
     return sameUnits ? held : number(other.realWorld(held), kMaxDoublePrecision, false);
   };
-  keepExtreme(comparable(other.maxlog()), record_.max, wideMax_, true);
-  keepExtreme(comparable(other.minlog()), record_.min, wideMin_, false);
-  record_.overflows += other.record_.overflows;
-  record_.underflows += other.record_.underflows;
-  record_.operations += other.record_.operations;
-  record_.mathOperations += other.record_.mathOperations;
+  Record& record = toWrite();
+  keepExtreme(comparable(other.maxlog()), record.max, record.wideMax, true);
+  keepExtreme(comparable(other.minlog()), record.min, record.wideMin, false);
+  record.overflows += other.record_->overflows;
+  record.underflows += other.record_->underflows;
+  record.operations += other.record_->operations;
+  record.mathOperations += other.record_->mathOperations;
 }
 
 double qlogger::realWorld(const number& held) const {
@@ -128,11 +144,13 @@ double qlogger::realWorld(const number& held) const {
 }
 
 std::size_t qlogger::takeNewOverflows() const {
-  return record_.overflows - std::exchange(record_.reportedOverflows, record_.overflows);
+  if (!record_) return 0;
+  return record_->overflows - std::exchange(record_->reportedOverflows, record_->overflows);
 }
 
 std::size_t qlogger::takeNewUnderflows() const {
-  return record_.underflows - std::exchange(record_.reportedUnderflows, record_.underflows);
+  if (!record_) return 0;
+  return record_->underflows - std::exchange(record_->reportedUnderflows, record_->underflows);
 }
 
 HostArray qlogger::toHostArrayStruct() const {

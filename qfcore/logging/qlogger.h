@@ -83,28 +83,28 @@ class QFCORE_API qlogger {
   bool isreset() const;
 
   void updateminmax(const number& value) const;
-  void nOverflowsPlusOne() const { record_.overflows += isOn(); }
-  void nUnderflowsPlusOne() const { record_.underflows += isOn(); }
-  void nOperationsPlusOne() const { record_.operations += isOn(); }
-  void nMathOperationsPlus(std::size_t count) const { record_.mathOperations += isOn() ? count : 0; }
+  void nOverflowsPlusOne() const { add(&Record::overflows, 1); }
+  void nUnderflowsPlusOne() const { add(&Record::underflows, 1); }
+  void nOperationsPlusOne() const { add(&Record::operations, 1); }
+  void nMathOperationsPlus(std::size_t count) const { add(&Record::mathOperations, count); }
   void nMathOperationsPlusOne() const { nMathOperationsPlus(1); }
-  void setNoperations(std::size_t count) const { record_.operations = count; }
-  void setNMathOperations(std::size_t count) const { record_.mathOperations = count; }
+  void setNoperations(std::size_t count) const { toWrite().operations = count; }
+  void setNMathOperations(std::size_t count) const { toWrite().mathOperations = count; }
   /// What an array kernel met, as if each of its values had come one by one.
   void record(const Tally& tally) const;
   /// Adds another logger's record to this one, whatever the switches: extremes cover both, counts add up.
   void merge(const qlogger& other) const;
 
   /// Held values; −realmax and +realmax while nothing is recorded.
-  number maxlog() const { return extreme(record_.max, wideMax_); }
-  number minlog() const { return extreme(record_.min, wideMin_); }
+  number maxlog() const { return extreme(toRead().max, toRead().wideMax); }
+  number minlog() const { return extreme(toRead().min, toRead().wideMin); }
   /// The same in real-world units: held × slope adjustment factor + bias.
   double realWorldMax() const { return realWorld(maxlog()); }
   double realWorldMin() const { return realWorld(minlog()); }
-  std::size_t noverflows() const { return record_.overflows; }
-  std::size_t nunderflows() const { return record_.underflows; }
-  std::size_t noperations() const { return record_.operations; }
-  std::size_t nmathoperations() const { return record_.mathOperations; }
+  std::size_t noverflows() const { return toRead().overflows; }
+  std::size_t nunderflows() const { return toRead().underflows; }
+  std::size_t noperations() const { return toRead().operations; }
+  std::size_t nmathoperations() const { return toRead().mathOperations; }
 
   /// The overflows since the last call, which remembers the count as reported; underflows likewise.
   std::size_t takeNewOverflows() const;
@@ -124,11 +124,24 @@ class QFCORE_API qlogger {
 
  private:
   struct Record {
+    Record() = default;
+    Record(const Record& other);
     double max = std::numeric_limits<double>::lowest();
     double min = std::numeric_limits<double>::max();
     std::size_t overflows = 0, underflows = 0, operations = 0, mathOperations = 0;
     std::size_t reportedOverflows = 0, reportedUnderflows = 0;
+    // Set as soon as a multiprecision value has been the extreme; the plain one is unused from then on.
+    std::unique_ptr<number> wideMax, wideMin;
   };
+
+  const Record& toRead() const { return record_ ? *record_ : sNothing; }
+  Record& toWrite() const {
+    if (!record_) record_ = std::make_unique<Record>();
+    return *record_;
+  }
+  void add(std::size_t Record::*what, std::size_t count) const {
+    if (isOn()) toWrite().*what += count;
+  }
 
   static number extreme(double value, const std::unique_ptr<number>& wide);
   static void keepExtreme(const number& value, double& plain, std::unique_ptr<number>& wide, bool isMax);
@@ -141,10 +154,8 @@ class QFCORE_API qlogger {
   EmbeddedTypeSystem::NumericType type_;
   OperationTypeEnum operationType_ = OperationTypeEnum::Unspecified;
   bool alwaysOn_ = false;
-  mutable Record record_;
-  // Set as soon as a multiprecision value has been the extreme; the plain one in the record is unused from then
-  // on.
-  mutable std::unique_ptr<number> wideMax_, wideMin_;
+  mutable std::unique_ptr<Record> record_;  // null until something is recorded: most arrays never log
+  static const Record sNothing;
 };
 
 /// Which words the warnings about new counts use.
