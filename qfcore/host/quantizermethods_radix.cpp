@@ -68,7 +68,9 @@ bool isByBlocks(const quantizer& q, const HostArray& values) {
 HostArray patternMatrix(const quantizer& q, const HostArray& values, int base) {
   const quantizer uncounted(q);
   HostArray quantized = values;
-  const auto digits = static_cast<unsigned>(radixDigits(q.wordLength(), base));
+  // A Boolean has one bit, whatever word length the quantizer keeps for other modes.
+  const int bits = q.isFloatingPoint() ? q.wordLength() : q.numericType().wordLength();
+  const auto digits = static_cast<unsigned>(radixDigits(bits, base));
   const std::size_t rows = values.dim(0), gap = std::strlen(kColumnGap);
   const std::size_t width = (values.isComplex() ? 2 * digits + 4 : digits) + gap;
   HostArray result = HostArray::unset(tessel::ArrayClass::Char, {rows, values.numel() / rows * width - gap});
