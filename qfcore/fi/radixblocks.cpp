@@ -226,6 +226,8 @@ bool hasTextByBlocks(const quantizer& q) {
     case QuantizerModeEnum::floatMode: return q.exponentLength() < q.wordLength();
     case QuantizerModeEnum::fixed:
     case QuantizerModeEnum::ufixed:
+      // Doubles must hold what any pattern that is read stands for, before it is brought into range.
+      return isNormalPow2(kMaxStoredBits - q.fractionLength());
     case QuantizerModeEnum::doubleMode:
     case QuantizerModeEnum::singleMode: return true;
     default: return false;

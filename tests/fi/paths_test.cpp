@@ -199,6 +199,7 @@ const Operation kOperations[] = {
     OPERATION(o.made(kSingle, [&](fi& x) { x.base2num(o.moved(o.b, kSingle).num2base(10), 10); })),
     OPERATION(o.made(kDouble, [&](fi& x) { x.base2num(o.moved(o.b, kDouble).num2base(16), 16); })),
     OPERATION(o.made(kBoolean, [&](fi& x) { x.base2num(o.b.num2base(8), 8); })),
+    OPERATION(o.made(NumericType(false, 20, -1000), [&](fi& x) { x.base2num(o.b.num2base(2), 2); })),
     OPERATION(o.made([&](fi& x) { x.base2num(o.b.num2base(2), std::abs(o.number) % 17 + 2); })),
     OPERATION(o.made([&](fi& x) {
       x.base2num(HostArray::charMatrix({"1 x", "2 3"}), 10);
