@@ -141,7 +141,8 @@ fi fi::times(const fi& b) const {
 }
 
 fi fi::operator*(const fi& b) const {
-  if (isscalar() && b.isscalar()) return times(b);
+  // While logging is on, what elements record stays out of the registers of their arrays, scalars or not.
+  if (isscalar() && b.isscalar() && !qlogger::getLogging()) return times(b);
   return fi(*this, CopyElement{}).times(fi(b, CopyElement{}));
 }
 

@@ -2,6 +2,7 @@
 #include <functional>
 
 #include "qfcore/fi/scratch.h"
+#include "qfcore/logging/filog.h"
 #include "tests/fi/arrays.h"
 #include "tests/fi/meter.h"
 
@@ -385,6 +386,9 @@ TEST_F(Multiplication, ReportsProductsAndSumsByTheirNames) {
   const fi sum = b.mtimes(fi(1.0, down, 2, NumericType(true, 8, 0), math));
   EXPECT_EQ(tessel::lastWarning().text, "1 overflow occurred in the fi mtimes operation.");
   EXPECT_EQ(qlogger::global(OperationTypeEnum::Sum)->noverflows(), 1U);
+  const fi one(1.0, NumericType(true, 8, 0), math);
+  EXPECT_EQ((one * one).getNumericType().wordLength(), 8);
+  EXPECT_EQ(one.getlocalfilogs().size(), 1U) << "a product of elements is none of the arrays'";
 }
 
 }  // namespace
