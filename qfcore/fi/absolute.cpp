@@ -127,6 +127,8 @@ bool areLengthsByBlocks(const fi& x, number& target, const quantizer& q) {
       !GridFactors::exist(type.fractionLength())) {
     return false;
   }
+  // Infinity stands for values of words beyond the range of doubles, and is no integer.
+  if (!isNormalPow2(type.wordLength() - type.fractionLength())) return false;
   if (partBits <= ShortLength::kMaxPartBits) {
     lengthsByBlocks<ShortLength>(x, target, q);
   } else {

@@ -148,6 +148,11 @@ const Operation kOperations[] = {
        return withPlaces([&](auto& p) { return o.a.unary_max(index, p); }) + std::to_string(index);
      }},
     OPERATION(o.a.abs()),
+    OPERATION(o.made(NumericType(true, 40, -1010),
+                     [&](fi& x) {
+                       x.setIntHostArray(o.a.getIntHostArray());
+                       x = x.abs();
+                     })),
     OPERATION(o.a.realabs(o.type)),
     OPERATION(o.a.uminus()),
     OPERATION(o.a.conj()),
