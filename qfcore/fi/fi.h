@@ -324,7 +324,7 @@ class QFCORE_API fi {
   /// refuses is refused.
   fi& subsasgn(const tessel::HostArray& index, const fi& rhs);
   fi& subsasgn(const tessel::HostArray& index, const tessel::HostArray& rhs);
-  /// One existing element, `position` from 0.
+  /// One existing element, `position` from 0, takes the first one of `rhs`. Raises "numforge:fi:badindex".
   void subsasgnScalarIndexing(unsigned position, double rhs);
   void subsasgnScalarIndexing(unsigned position, const fi& rhs);
   void subsasgnGeneralIndexing(const tessel::HostArray& index, const fi& rhs);

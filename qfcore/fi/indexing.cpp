@@ -305,6 +305,7 @@ void fi::subsasgnScalarIndexing(unsigned position, double rhs) {
 
 void fi::subsasgnScalarIndexing(unsigned position, const fi& rhs) {
   checkIndex(position);
+  rhs.checkIndex(0);
   errorIfNotAssignable(rhs);
   if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
   assignLogged(kAssignment, [&] {
