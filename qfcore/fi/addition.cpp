@@ -135,8 +135,7 @@ void sumExactly(const fi& a, const fi& b, fi& result) {
 
 template <class Operation>
 fi fi::sumOrDifference(const fi& b) const {
-  errorIfMathMismatch(*this, b);
-  const NumericType type = resulttypes::sum(getNumericType(), b.getNumericType(), fimath_);
+  const NumericType type = sumTypeWith(b);
   errorIfScaledDoubleSlopeBiasMath(*this, b);
   const bool complexResult = iscomplex() || b.iscomplex();
   const bool slopeBias = isSlopeBias() || b.isSlopeBias() || fimath_.isSumSlopeBiasScaled();

@@ -720,6 +720,9 @@ class QFCORE_API fi {
   /// `wordsEach` words stand for an element; those beyond the word length are passed over.
   void storeWords(number& part, const unsigned* words, unsigned wordsEach);
   ArithmeticState& arithmeticState() const;
+  /// What `getNumericTypeForAddOp` and `getProductTypeForMpyOp` give, without keeping it.
+  NumericType sumTypeWith(const fi& b) const;
+  NumericType productTypeWith(const fi& b) const;
   /// The registers for sums, products, and sums of products; null where arithmetic has not logged into one.
   std::array<fi*, 3> registers() const;
   /// This array's logger and the registers', in that order.

@@ -5,7 +5,6 @@
 #include "qfcore/fi/elementproduct.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/productkernel.h"
-#include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
 #include "qfcore/fi/wideloops.h"
 
@@ -111,8 +110,7 @@ fi& fi::timesEquals(const fi& b, const quantizer& productQuantizer, const quanti
 
 fi fi::times(const fi& b) const {
   const bool bothComplex = iscomplex() && b.iscomplex(), complexResult = iscomplex() || b.iscomplex();
-  errorIfMathMismatch(*this, b);
-  const NumericType productType = resulttypes::product(getNumericType(), b.getNumericType(), fimath_);
+  const NumericType productType = productTypeWith(b);
   const NumericType type = bothComplex ? getSumTypeForMpyOp(b, productType) : productType;
   errorIfScaledDoubleSlopeBiasMath(*this, b);
   const bool slopeBias =

@@ -241,14 +241,22 @@ DataTypeEnum fi::getDataTypeForMathOp(const fi& a, const fi& b) {
   return resulttypes::dataType(a.getNumericType(), b.getNumericType());
 }
 
-const NumericType& fi::getNumericTypeForAddOp(const fi& b) const {
+NumericType fi::sumTypeWith(const fi& b) const {
   errorIfMathMismatch(*this, b);
-  return arithmeticState().sumType = resulttypes::sum(getNumericType(), b.getNumericType(), fimath_);
+  return resulttypes::sum(getNumericType(), b.getNumericType(), fimath_);
+}
+
+NumericType fi::productTypeWith(const fi& b) const {
+  errorIfMathMismatch(*this, b);
+  return resulttypes::product(getNumericType(), b.getNumericType(), fimath_);
+}
+
+const NumericType& fi::getNumericTypeForAddOp(const fi& b) const {
+  return arithmeticState().sumType = sumTypeWith(b);
 }
 
 const NumericType& fi::getProductTypeForMpyOp(const fi& b) const {
-  errorIfMathMismatch(*this, b);
-  return arithmeticState().productType = resulttypes::product(getNumericType(), b.getNumericType(), fimath_);
+  return arithmeticState().productType = productTypeWith(b);
 }
 
 const NumericType& fi::getSumTypeForMpyOp(const fi& b, const NumericType& productType) const {
