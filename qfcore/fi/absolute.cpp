@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "qfcore/fi/assignmentlog.h"
-#include "qfcore/fi/elementwise.h"
 #include "qfcore/fi/messages.h"
+#include "qfcore/fi/paths/elementwise.h"
 
 namespace embedded {
 

@@ -2,11 +2,11 @@
 #include <algorithm>
 
 #include "qfcore/fi/arithmeticstate.h"
-#include "qfcore/fi/blocks.h"
 #include "qfcore/fi/messages.h"
+#include "qfcore/fi/paths/blocks.h"
+#include "qfcore/fi/paths/wideloops.h"
 #include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
-#include "qfcore/fi/wideloops.h"
 
 namespace embedded {
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "qfcore/fi/assignmentlog.h"
-#include "qfcore/fi/patterns.h"
+#include "qfcore/fi/paths/patterns.h"
 #include "qfcore/number/messages.h"
 #include "qfcore/number/wordconstants.h"
 

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "qfcore/fi/arithmeticstate.h"
-#include "qfcore/fi/blocks.h"
 #include "qfcore/fi/messages.h"
-#include "qfcore/fi/wideloops.h"
+#include "qfcore/fi/paths/blocks.h"
+#include "qfcore/fi/paths/wideloops.h"
 
 namespace embedded {
 

@@ -5,8 +5,8 @@
 #include <optional>
 
 #include "qfcore/fi/arithmeticstate.h"
-#include "qfcore/fi/blocks.h"
 #include "qfcore/fi/elementvisit.h"
+#include "qfcore/fi/paths/blocks.h"
 
 namespace embedded {
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "qfcore/fi/assignmentlog.h"
-#include "qfcore/fi/elementwise.h"
+#include "qfcore/fi/paths/elementwise.h"
 #include "tessel/interpreter.h"
 
 namespace embedded {

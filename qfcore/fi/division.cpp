@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "qfcore/fi/assignmentlog.h"
-#include "qfcore/fi/blocks.h"
+#include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
 #include "tessel/messages.h"

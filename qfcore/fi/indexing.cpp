@@ -3,8 +3,8 @@
 #include <cmath>
 
 #include "qfcore/fi/assignmentlog.h"
-#include "qfcore/fi/blocks.h"
 #include "qfcore/fi/elementvisit.h"
+#include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/positionmap.h"
 #include "tessel/interpreter.h"
 #include "tessel/messages.h"

@@ -10,7 +10,7 @@
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/elementproduct.h"
 #include "qfcore/fi/messages.h"
-#include "qfcore/fi/productkernel.h"
+#include "qfcore/fi/paths/productkernel.h"
 #include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
 

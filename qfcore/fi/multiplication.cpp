@@ -4,9 +4,9 @@
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/elementproduct.h"
 #include "qfcore/fi/messages.h"
-#include "qfcore/fi/productkernel.h"
+#include "qfcore/fi/paths/productkernel.h"
+#include "qfcore/fi/paths/wideloops.h"
 #include "qfcore/fi/scratch.h"
-#include "qfcore/fi/wideloops.h"
 
 namespace embedded {
 

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "qfcore/fi/assignmentlog.h"
-#include "qfcore/fi/blocks.h"
-#include "qfcore/fi/radixblocks.h"
-#include "qfcore/fi/wideradix.h"
+#include "qfcore/fi/paths/blocks.h"
+#include "qfcore/fi/paths/radixblocks.h"
+#include "qfcore/fi/paths/wideradix.h"
 
 namespace embedded {
 

@@ -5,8 +5,8 @@
 #include <cstdlib>
 
 #include "qfcore/fi/assignmentlog.h"
-#include "qfcore/fi/blocks.h"
-#include "qfcore/fi/productkernel.h"
+#include "qfcore/fi/paths/blocks.h"
+#include "qfcore/fi/paths/productkernel.h"
 #include "qfcore/fi/scratch.h"
 
 namespace embedded {

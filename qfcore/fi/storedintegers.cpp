@@ -7,7 +7,7 @@
 
 #include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/intarray.h"
-#include "qfcore/fi/patterns.h"
+#include "qfcore/fi/paths/patterns.h"
 #include "qfcore/number/wordconstants.h"
 #include "qfcore/types/features.h"
 #include "tessel/messages.h"

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <limits>
 
-#include "qfcore/fi/elementwise.h"
+#include "qfcore/fi/paths/elementwise.h"
 
 namespace embedded {
 

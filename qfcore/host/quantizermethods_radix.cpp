@@ -4,8 +4,8 @@
 #include <cstring>
 #include <vector>
 
-#include "qfcore/fi/blocks.h"
-#include "qfcore/fi/radixblocks.h"
+#include "qfcore/fi/paths/blocks.h"
+#include "qfcore/fi/paths/radixblocks.h"
 #include "qfcore/host/QuantizerObjClass.h"
 #include "qfcore/number/radix.h"
 

@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 #include "tessel/console.h"
 #include "tessel/interpreter.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
 #include "tessel/language/interpreter_scopes.h"
 #include "tessel/language/replaced.h"
 #include "tessel/runtime/dispatch.h"

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "tessel/language/builtin_support.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/module.h"
 #include "tessel/shell/prompt.h"

@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "qfcore/fi/intarray.h"
-#include "qfcore/fi/radixblocks.h"
+#include "qfcore/fi/paths/radixblocks.h"
 #include "qfcore/number/radix.h"
 #include "qfcore/types/features.h"
 #include "tests/fi/arrays.h"

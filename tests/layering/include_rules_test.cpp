@@ -43,6 +43,11 @@ const std::vector<Rule>& rules() {
       lower.push_back(folder);
       rows.push_back({folder, lower});
     }
+    // The paths serve the array's operations and nothing else: what the module shows of itself does not know
+    // them.
+    rows.insert(rows.begin(), {"qfcore/fi/fi.h",
+                               {"qfcore/fi/fi", "qfcore/math/", "qfcore/logging/", "qfcore/types/",
+                                "qfcore/number/", boundary()}});
     rows.push_back({"qfcore/host/", {"qfcore/", boundary()}});
     return rows;
   }();

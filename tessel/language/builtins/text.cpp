@@ -3,8 +3,8 @@
 #include <functional>
 #include <regex>
 
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/language/text_format.h"
 #include "tessel/messages.h"
 

@@ -3,8 +3,8 @@
 
 #include "tessel/console.h"
 #include "tessel/interpreter.h"
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/language/text_format.h"
 #include "tessel/messages.h"
 

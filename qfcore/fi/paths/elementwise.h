@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "qfcore/fi/blocks.h"
+#include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/scratch.h"
 #include "qfcore/number/rounding.h"
 

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include <fmt/format.h>
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/runtime/console.h"
 

@@ -2,8 +2,8 @@
 #include <functional>
 #include <utility>
 
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/runtime/arithmetic.h"
 #include "tessel/runtime/matrix_arithmetic.h"
 

@@ -1,8 +1,8 @@
 // Sums, products and statistics along a dimension, and filters.
 #include <numeric>
 
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
 #include "tessel/runtime/arithmetic.h"
 

@@ -4,8 +4,8 @@
 #include <numeric>
 #include <random>
 
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
 #include "tessel/runtime/arithmetic.h"
 #include "tessel/runtime/matrix_arithmetic.h"

@@ -7,8 +7,8 @@
 #include <iterator>
 #include <random>
 
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
 
 namespace tessel {

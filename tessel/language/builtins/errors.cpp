@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/messages.h"
 

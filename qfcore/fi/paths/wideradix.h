@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include "qfcore/fi/radixblocks.h"
+#include "qfcore/fi/paths/radixblocks.h"
 
 namespace embedded {
 

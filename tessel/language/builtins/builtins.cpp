@@ -1,4 +1,4 @@
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
 
 namespace tessel {
 

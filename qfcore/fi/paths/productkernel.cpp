@@ -1,4 +1,4 @@
-#include "qfcore/fi/productkernel.h"
+#include "qfcore/fi/paths/productkernel.h"
 
 #include <bit>
 #include <cmath>

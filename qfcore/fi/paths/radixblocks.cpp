@@ -1,4 +1,4 @@
-#include "qfcore/fi/radixblocks.h"
+#include "qfcore/fi/paths/radixblocks.h"
 
 #include <algorithm>
 #include <array>
@@ -8,7 +8,7 @@
 #include <limits>
 #include <type_traits>
 
-#include "qfcore/fi/patterns.h"
+#include "qfcore/fi/paths/patterns.h"
 #include "qfcore/fi/radixcharacters.h"
 
 namespace embedded {

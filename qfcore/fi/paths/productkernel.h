@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "qfcore/fi/blocks.h"
+#include "qfcore/fi/paths/blocks.h"
 
 namespace embedded {
 

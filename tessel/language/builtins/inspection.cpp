@@ -3,8 +3,8 @@
 
 #include <functional>
 
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
 #include "tessel/objects.h"
 #include "tessel/runtime/arithmetic.h"

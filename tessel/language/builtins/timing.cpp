@@ -4,8 +4,8 @@
 #include <thread>
 
 #include "tessel/console.h"
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
 
 namespace tessel {

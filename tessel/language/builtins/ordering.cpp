@@ -2,8 +2,8 @@
 #include <functional>
 #include <numeric>
 
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
 
 namespace tessel {

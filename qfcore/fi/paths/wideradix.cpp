@@ -1,11 +1,11 @@
-#include "qfcore/fi/wideradix.h"
+#include "qfcore/fi/paths/wideradix.h"
 
 #include <algorithm>
 #include <array>
 #include <bit>
 
+#include "qfcore/fi/paths/wideloops.h"
 #include "qfcore/fi/radixcharacters.h"
-#include "qfcore/fi/wideloops.h"
 #include "qfcore/number/radix.h"
 #include "qfcore/number/vectorised.h"
 

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "qfcore/fi/elementwise.h"
+#include "qfcore/fi/paths/elementwise.h"
 
 namespace embedded {
 

@@ -1,8 +1,8 @@
 // Elementary mathematics, element by element.
 #include <numbers>
 
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 
 namespace tessel {
 namespace {

@@ -1,8 +1,8 @@
 // Matrices built from the elements of others, and elements put elsewhere.
 #include <numeric>
 
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
 #include "tessel/runtime/arithmetic.h"
 #include "tessel/runtime/matrix_arithmetic.h"

@@ -3,8 +3,8 @@
 #include <optional>
 
 #include <fmt/format.h>
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/runtime/concatenate.h"
 #include "tessel/runtime/indexpath.h"

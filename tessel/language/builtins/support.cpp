@@ -1,4 +1,4 @@
-#include "tessel/language/builtin_support.h"
+#include "tessel/language/builtins/support.h"
 
 #include <fmt/format.h>
 

@@ -2,8 +2,8 @@
 #include <charconv>
 #include <cstring>
 
-#include "tessel/language/builtin_support.h"
-#include "tessel/language/builtins.h"
+#include "tessel/language/builtins/builtins.h"
+#include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
 #include "tessel/runtime/concatenate.h"
 
