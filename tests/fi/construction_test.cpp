@@ -3,6 +3,7 @@
 
 #include <limits>
 
+#include "qfcore/fi/fireference.h"
 #include "tests/fi/reference.h"
 
 namespace embedded {

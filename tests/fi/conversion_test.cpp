@@ -5,6 +5,7 @@
 #include <limits>
 #include <sstream>
 
+#include "qfcore/fi/fireference.h"
 #include "qfcore/fi/intarray.h"
 #include "qfcore/fi/paths/radixblocks.h"
 #include "qfcore/number/radix.h"

@@ -1,6 +1,7 @@
 /// Products against exact rationals, on the element path and on the array path, with counts and extremes.
 #include <functional>
 
+#include "qfcore/fi/fireference.h"
 #include "qfcore/fi/scratch.h"
 #include "qfcore/logging/filog.h"
 #include "tests/fi/arrays.h"

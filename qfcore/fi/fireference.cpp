@@ -1,5 +1,4 @@
-/// Views of a whole array and of a column of it.
-#include "qfcore/fi/fi.h"
+#include "qfcore/fi/fireference.h"
 
 namespace embedded {
 
