@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "qfcore/fi/assignmentlog.h"
+#include "qfcore/fi/expansion.h"
 #include "qfcore/fi/paths/patterns.h"
 #include "qfcore/number/messages.h"
 #include "qfcore/number/wordconstants.h"
@@ -325,9 +326,9 @@ fi fi::bitandorxor(const fi& b) const {
   requirePatterns(*this, Operation::kName);
   requirePatterns(b, Operation::kName);
   if (!getNumericType().isequivalent(b.getNumericType())) fail<kMixedTypes>();
-  if (!isscalar() && !b.isscalar()) checkElementwiseSize(b);
+  const fi& shape = shapeOfResult(*this, b);
   const Word word(getNumericType());
-  fi result = unset(isscalar() ? b.dims_ : dims_, coordinateComplexityForBitwiseOps(*this, b));
+  fi result = unset(shape.dims_, coordinateComplexityForBitwiseOps(*this, b));
   const number zero(0.0, realPart_.getprecision(), false);
   if (areDoubles(*this) && areDoubles(b)) {
     withPatterns(getNumericType(), [&](auto patterns) {

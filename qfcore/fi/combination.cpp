@@ -4,6 +4,7 @@
 #include <numeric>
 
 #include "qfcore/fi/assignmentlog.h"
+#include "qfcore/fi/expansion.h"
 #include "qfcore/fi/fi.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/positionmap.h"
@@ -83,8 +84,7 @@ fi fi::complex(const fi& imaginary) const {
   if (iscomplex() || imaginary.iscomplex()) fail<kNotReal>();
   NumericType::errorIfComplexLogical(getNumericType().dataType(), true);
   errorIfNotAssignable(imaginary);
-  if (!isscalar() && !imaginary.isscalar()) checkElementwiseSize(imaginary);
-  const fi& shape = isscalar() ? imaginary : *this;
+  const fi& shape = shapeOfResult(*this, imaginary);
   const auto visit = [](const fi& part) {
     return part.isscalar() ? ElementVisit::same(0) : ElementVisit::from(0);
   };

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "qfcore/fi/assignmentlog.h"
+#include "qfcore/fi/expansion.h"
 #include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
@@ -213,8 +214,7 @@ fi fi::over(const fi& b, const NumericType& type) const {
   errorIfBooleanMath(b);
   errorIfSlopeBiasMath(*this);
   errorIfSlopeBiasMath(b);
-  if (!isscalar() && !b.isscalar()) checkElementwiseSize(b);
-  const fi& shape = isscalar() ? b : *this;
+  const fi& shape = shapeOfResult(*this, b);
   fi result(shape.dims_.data(), shape.numDims(), type, fimath_, iscomplex() || b.iscomplex(), tag());
   errorIfSlopeBiasMath(result);
   const Bounds bounds(result);

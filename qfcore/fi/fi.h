@@ -743,8 +743,7 @@ class QFCORE_API fi {
   fi& oneSum(const fi& a, const fi& b, fi& sumRegister, number& scratch);
   template <class Operation>
   static void oneBinaryPointSum(const fi& a, const fi& b, fi& sumRegister, number& scratch);
-  template <class Operation>
-  static void oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister);
+  static void oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister, bool subtracts);
   /// Hands a register's record on: to the result, if given, the module's total of its kind, the user, and this
   /// array's own register.
   void finishRegister(fi* result, fi& finished, const char* name,

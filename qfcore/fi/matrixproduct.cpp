@@ -10,6 +10,7 @@
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/elementproduct.h"
 #include "qfcore/fi/messages.h"
+#include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/paths/productkernel.h"
 #include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
@@ -20,10 +21,6 @@ namespace {
 
 constexpr Message kInputsMustBe2D{"numforge:fi:mtimes:inputsMustBe2D", "Input arguments must be 2-D."};
 constexpr Message kInnerDimensions{"numforge:fi:innerdim", "Inner matrix dimensions must agree."};
-
-struct Add {
-  static double apply(double a, double b) { return a + b; }
-};
 
 // --------------------------------------------------------------------------------------------- exact products
 

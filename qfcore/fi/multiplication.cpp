@@ -3,7 +3,9 @@
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/elementproduct.h"
+#include "qfcore/fi/expansion.h"
 #include "qfcore/fi/messages.h"
+#include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/paths/productkernel.h"
 #include "qfcore/fi/paths/wideloops.h"
 #include "qfcore/fi/scratch.h"
@@ -23,11 +25,6 @@ bool multiplyByBlocks(const fi& a, const fi& b, const quantizer& products, const
   }
   return true;
 }
-
-struct Multiply {
-  static double apply(double a, double b) { return a * b; }
-  static void apply(MpFloat& product, const MpFloat& a, const MpFloat& b) { product.setProduct(a, b); }
-};
 
 /// Products that are values of the result's type as they are: no register, nothing to round or to record.
 bool multiplyExactly(const fi& a, const fi& b, fi& result) {
@@ -116,9 +113,7 @@ fi fi::times(const fi& b) const {
   const bool slopeBias =
       isSlopeBias() || b.isSlopeBias() || fimath_.isProductSlopeBiasScaled() || fimath_.isSumSlopeBiasScaled();
   if (slopeBias && complexResult) fail<message::complexSlopeBias>("times");
-  if (!isscalar() && !b.isscalar()) checkElementwiseSize(b);
-
-  const fi& shape = isscalar() ? b : *this;
+  const fi& shape = shapeOfResult(*this, b);
   fi result(shape.dims_, type, fimath_, complexResult, tag(), OperationTypeEnum::Product);
   if (!slopeBias && multiplyExactly(*this, b, result)) return result;
   fi productRegister = initializeProductRegister(productType, type, fimath_, 0);

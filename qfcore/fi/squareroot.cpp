@@ -6,6 +6,7 @@
 
 #include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/paths/blocks.h"
+#include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/paths/productkernel.h"
 #include "qfcore/fi/scratch.h"
 
@@ -147,10 +148,6 @@ class BlockBisection {
   }
 
  private:
-  struct Add {
-    static double apply(double a, double b) { return a + b; }
-  };
-
   /// The values of a block that satisfy a condition, side by side.
   struct Selection {
     template <class Condition>

@@ -114,8 +114,7 @@ void combineBy(double* result, const double* a, bool aIsScalar, const double* b,
   combineBy<false, false>(result, a, b, count, operation);
 }
 
-// The same for operations that are classes with `static double apply(double, double)`, local to their source
-// file.
+// The same for operations that are classes with `static double apply(double, double)`.
 
 template <class Operation>
 struct Applied {

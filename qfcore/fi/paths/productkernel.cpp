@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
 
@@ -16,16 +17,6 @@ namespace {
 constexpr int kMaxExactBits = 52;
 /// Fraction lengths with which neither products nor their errors leave the normal doubles.
 constexpr int kMaxFractionLength = 300;
-
-struct Multiply {
-  static double apply(double a, double b) { return a * b; }
-};
-struct Add {
-  static double apply(double a, double b) { return a + b; }
-};
-struct Subtract {
-  static double apply(double a, double b) { return a - b; }
-};
 
 /// high + low, where low is the error of high, in 50 bits: cut, and where that loses something made odd.
 double roundedToOdd(double high, double low) {
