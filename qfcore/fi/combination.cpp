@@ -8,6 +8,7 @@
 #include "qfcore/fi/fi.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/positionmap.h"
+#include "qfcore/number/messages.h"
 #include "qfcore/number/stridesort.h"
 #include "tessel/interpreter.h"
 
@@ -17,7 +18,6 @@ using tessel::HostArray;
 
 namespace {
 
-constexpr Message kTooManyElements{"numforge:fi:outofmemory", "Not enough memory to allocate new fi object."};
 constexpr Message kBadStride{"numforge:fi:sort:badstride",
                              "Stride times length must be positive and divide the number of elements."};
 constexpr Message kNotReal{"numforge:fi:complex:notreal", "Real and imaginary parts must be real."};
@@ -32,7 +32,7 @@ fi fi::pooled(const char* operation, const fi& model, const std::vector<const fi
     count += operand->numel_;
     isComplex = isComplex || operand->iscomplex();
   }
-  if (count > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
+  if (count > std::numeric_limits<unsigned>::max()) fail<message::outOfMemory>();
   fi pool = model.blank({static_cast<unsigned>(count), 1}, isComplex);
   pool.assignLogged(operation, [&] {
     unsigned place = 0;

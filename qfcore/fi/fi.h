@@ -691,11 +691,8 @@ class QFCORE_API fi {
   fi transposed() const;
   /// Negates the imaginary parts and brings them into the type; logs nothing.
   void conjugate();
-  template <class Source>
-  fi assembled(unsigned rows, unsigned columns, Source source) const;
-  fi toeplitzOf(unsigned rows, unsigned columns) const;
-  template <class Keeps>
-  fi triangle(double k, Keeps keeps) const;
+  template <class Arrangement>
+  fi assembled(const Arrangement& rule) const;
   fi sortedComplex(bool ascending, unsigned stride, unsigned length, double* index) const;
   template <class TextOf>
   tessel::HostArray textMatrix(unsigned digits, TextOf textOf) const;

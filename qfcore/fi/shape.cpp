@@ -1,11 +1,13 @@
 /// Elements put elsewhere: shapes, transposition, diagonals, matrices of constant diagonals.
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "qfcore/fi/fi.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/positionmap.h"
-#include "qfcore/number/vectorised.h"
+#include "qfcore/number/messages.h"
+#include "tessel/arrangement.h"
 #include "tessel/interpreter.h"
 #include "tessel/messages.h"
 
@@ -41,10 +43,10 @@ constexpr Message kAntiDiagonalConflict{
     "         Column wins anti-diagonal conflict."};
 
 /// A diagonal's number; beyond these bounds no array has one.
-long long diagonalOf(double k) {
+std::ptrdiff_t diagonalNumber(double k) {
   constexpr double kBeyond = 4294967296.0;
   if (!(k == std::floor(k)) || std::isinf(k)) fail<kBadDiagonal>();
-  return static_cast<long long>(std::clamp(k, -kBeyond, kBeyond));
+  return static_cast<std::ptrdiff_t>(std::clamp(k, -kBeyond, kBeyond));
 }
 
 /// Both arrays in tiles that stay in the cache.
@@ -169,91 +171,66 @@ fi fi::rearrangedBy(const char* name, tessel::Arrays arguments) const {
 
 // ------------------------------------------------------------------------------------- diagonals and triangles
 
-/// A matrix whose elements come from `source(row, column)` in this array, from 0, or `kNoElement`.
-template <class Source>
-fi fi::assembled(unsigned rows, unsigned columns, Source source) const {
+/// The matrix that takes elements of this array by the rule of an arrangement.
+template <class Arrangement>
+fi fi::assembled(const Arrangement& rule) const {
+  static_assert(static_cast<unsigned>(tessel::kNoElement) == kNoElement);
+  if (std::max(rule.rows, rule.columns) > std::numeric_limits<unsigned>::max()) fail<message::outOfMemory>();
+  const auto rows = static_cast<unsigned>(rule.rows), columns = static_cast<unsigned>(rule.columns);
   fi result = blank({rows, columns}, iscomplex());
   std::vector<unsigned> column(rows);
   for (unsigned c = 0; c < columns; ++c) {
-    for (unsigned r = 0; r < rows; ++r) column[r] = source(r, c);
+    for (unsigned r = 0; r < rows; ++r) column[r] = static_cast<unsigned>(rule.source(r, c));
     copyElements(result, ElementVisit::from(c * rows), column, rows);
   }
   return result;
 }
 
 fi fi::diag(double k) const {
-  const long long offset = diagonalOf(k);
+  const std::ptrdiff_t diagonal = diagonalNumber(k);
   if (numDims() > 2) fail<kDiagNot2D>();
-  const auto down = static_cast<unsigned>(std::min(std::max(-offset, 0LL), 0xFFFFFFFFLL));
-  const auto right = static_cast<unsigned>(std::min(std::max(offset, 0LL), 0xFFFFFFFFLL));
-  if (isvector()) {
-    const std::size_t size = std::size_t{numel_} + down + right;
-    const auto side = static_cast<unsigned>(std::min<std::size_t>(size, 0xFFFFFFFFU));
-    return assembled(side, side, [=](unsigned r, unsigned c) {
-      return r >= down && c >= right && r - down == c - right ? r - down : kNoElement;
-    });
-  }
-  const unsigned rows = rows_ > down ? rows_ - down : 0, columns = cols_ > right ? cols_ - right : 0;
-  return assembled(std::min(rows, columns), 1,
-                   [=, this](unsigned d, unsigned) { return (d + right) * rows_ + d + down; });
-}
-
-/// Keeps the elements for whose diagonal `keeps(diagonal, k)` holds.
-template <class Keeps>
-fi fi::triangle(double k, Keeps keeps) const {
-  if (numDims() > 2) fail<kTrilNot2D>();
-  const long long limit = diagonalOf(k);
-  return assembled(rows_, cols_, [&](unsigned r, unsigned c) {
-    return keeps(static_cast<long long>(c) - static_cast<long long>(r), limit) ? c * rows_ + r : kNoElement;
-  });
+  return isvector() ? assembled(tessel::matrixOfDiagonal(numel_, diagonal))
+                    : assembled(tessel::diagonalOf(rows_, cols_, diagonal));
 }
 
 fi fi::tril(double k) const {
-  return triangle(k, [](long long diagonal, long long limit) { return diagonal <= limit; });
+  if (numDims() > 2) fail<kTrilNot2D>();
+  return assembled(tessel::lowerTriangle(rows_, cols_, static_cast<double>(diagonalNumber(k))));
 }
 
 // Reports its errors under the names of `tril` and `diag`; users know them so.
 fi fi::triu(double k) const {
-  return triangle(k, [](long long diagonal, long long limit) { return diagonal >= limit; });
+  if (numDims() > 2) fail<kTrilNot2D>();
+  return assembled(tessel::upperTriangle(rows_, cols_, static_cast<double>(diagonalNumber(k))));
 }
 
 // ------------------------------------------------------------------------------------------ constant diagonals
-
-/// Column and row stand one after the other in this array.
-fi fi::toeplitzOf(unsigned rows, unsigned columns) const {
-  return assembled(rows, columns, [=](unsigned r, unsigned c) { return r >= c ? r - c : rows + (c - r); });
-}
 
 fi fi::toeplitz() const {
   if (isempty()) fail<kToeplitzEmpty>("toeplitz");
   if (iscomplex() && isSlopeBias()) fail<message::complexSlopeBias>("toeplitz(c)");
   fi row(*this);
   row.conjugate();
-  return pooled("toeplitz", *this, {this, &row}).toeplitzOf(numel_, numel_);
+  return pooled("toeplitz", *this, {this, &row}).assembled(tessel::constantDiagonals(numel_, numel_, true));
 }
 
 fi fi::toeplitz(const fi& row) const {
   if (isempty() || row.isempty()) fail<kToeplitzEmpty>("toeplitz");
   if (differ(*this, 0, row, 0)) tessel::warn(kDiagonalConflict.identifier, kDiagonalConflict.text);
-  return pooled("toeplitz", *this, {this, &row}).toeplitzOf(numel_, row.numel_);
+  return pooled("toeplitz", *this, {this, &row}).assembled(tessel::constantDiagonals(numel_, row.numel_, true));
 }
 
 fi fi::hankel() const {
   if (isempty()) fail<kHankelEmpty>("hankel");
-  return assembled(numel_, numel_, [this](unsigned r, unsigned c) {
-    const std::size_t place = std::size_t{r} + c;
-    return place < numel_ ? static_cast<unsigned>(place) : kNoElement;
-  });
+  return assembled(tessel::constantAntiDiagonals(numel_, numel_, false));
 }
 
 fi fi::hankel(const fi& row) const {
   if (isempty() || row.isempty()) fail<kHankelEmpty>("hankel");
   if (differ(*this, numel_ - 1, row, 0))
     tessel::warn(kAntiDiagonalConflict.identifier, kAntiDiagonalConflict.text);
-  const unsigned rows = numel_;
-  return pooled("hankel", *this, {this, &row}).assembled(rows, row.numel_, [rows](unsigned r, unsigned c) {
-    return r + c < rows ? r + c : r + c + 1;
-  });
+  return pooled("hankel", *this, {this, &row})
+      .assembled(tessel::constantAntiDiagonals(numel_, row.numel_, true));
 }
 
 }  // namespace embedded

@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tessel/arrangement.h"
 #include "tessel/array.h"
 #include "tessel/runtime/convert.h"
 
@@ -88,7 +89,6 @@ void storeElements(HostArray& a, bool imaginary, std::size_t first, std::size_t 
 std::vector<double> realParts(const HostArray& a);
 std::vector<double> imaginaryParts(const HostArray& a);
 
-inline constexpr std::size_t kNoElement = std::numeric_limits<std::size_t>::max();
 /// An array of the class of `a`, whatever it is, whose element i is element positions[i] of `a`, both counted
 /// from 0. `kNoElement` leaves zero, false, NUL or an empty array there; an object array has no such element.
 HostArray rearranged(const HostArray& a, const std::vector<std::size_t>& positions, Dimensions dims);

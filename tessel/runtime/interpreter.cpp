@@ -13,6 +13,8 @@
 #include "tessel/runtime/dispatch.h"
 #include "tessel/runtime/display.h"
 #include "tessel/runtime/indexpath.h"
+#include "tessel/runtime/rearrangement.h"
+#include "tessel/runtime/selection.h"
 
 namespace tessel {
 
@@ -25,6 +27,8 @@ class FunctionRegistry {
     for (FunctionInfo& info : indexingFunctions()) add(std::move(info));
     for (FunctionInfo& info : concatenationFunctions()) add(std::move(info));
     for (FunctionInfo& info : arithmeticFunctions()) add(std::move(info));
+    for (FunctionInfo& info : rearrangementFunctions()) add(std::move(info));
+    for (FunctionInfo& info : selectionFunctions()) add(std::move(info));
     for (FunctionInfo& info : displayFunctions()) add(std::move(info));
   }
 

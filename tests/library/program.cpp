@@ -22,6 +22,7 @@ int main() {
   const fi a(x, row, 2, type), b(y, row, 2, type), c(x, row, 2, type, bytes), d(z, row, 2, wide);
   show("a", a), show("b", b), show("a + b", a.plus(b)), show("a .* b", a.times(b));
   show("c + c", c.plus(c)), show("d .* d", d.times(d));
+  show("a back", a.rearrangedBy("flip", {})), show("[a b]", fi::joined("horzcat", a, {&a, &b}));
   try {
     a.plus(fi(y, column, 2, type));
   } catch (const embedded::ErrorIdException& error) {

@@ -4,7 +4,6 @@ namespace tessel {
 
 void registerBuiltins() {
   registerConstructionBuiltins();
-  registerShapeBuiltins();
   registerInspectionBuiltins();
   registerMathBuiltins();
   registerNumberBuiltins();

@@ -9,7 +9,6 @@ class Interpreter;
 void registerBuiltins();
 
 void registerConstructionBuiltins();
-void registerShapeBuiltins();
 void registerInspectionBuiltins();
 void registerMathBuiltins();
 void registerNumberBuiltins();

@@ -14,28 +14,6 @@ namespace {
 
 HostArray count(std::size_t value) { return HostArray::scalar(static_cast<double>(value)); }
 
-/// size(a), size(a, dims), [m, n, ...] = size(a): the last output takes all further dimensions.
-Arrays callSize(Arrays& in, int outputCount) {
-  const Dimensions& dims = in[0].dims();
-  std::vector<double> sizes(dims.begin(), dims.end());
-  if (in.size() > 1) {
-    sizes.clear();
-    requireReal("size", in[1]);
-    for (double d : realParts(in[1])) {
-      sizes.push_back(static_cast<double>(in[0].dim(dimensionArgument("size", HostArray::scalar(d)))));
-    }
-  }
-  if (outputCount <= 1) return {doubleRow(sizes)};
-  const auto wanted = static_cast<std::size_t>(outputCount);
-  Arrays outputs;
-  for (std::size_t k = 0; k < wanted; ++k)
-    outputs.push_back(HostArray::scalar(k < sizes.size() ? sizes[k] : 1));
-  double last = 1;
-  for (std::size_t k = wanted - 1; k < sizes.size(); ++k) last *= sizes[k];
-  outputs.back() = HostArray::scalar(last);
-  return outputs;
-}
-
 Arrays callLength(Arrays& in, int) {
   const Dimensions& dims = in[0].dims();
   return {count(in[0].isEmpty() ? 0 : *std::max_element(dims.begin(), dims.end()))};
@@ -257,54 +235,11 @@ Arrays callIsequal(Arrays& in, int) {
   return {HostArray::logical(all)};
 }
 
-// Elements that are not zero
-
-template <class Visit>
-void forEachNonzero(const char* function, const HostArray& a, Visit&& visit) {
-  requireNumeric(function, a);
-  const HostArray isNonzero =
-      mapElements(a, ArrayClass::Logical, [](auto x) -> bool { return x != decltype(x)(0); });
-  for (std::size_t k = 0; k < a.numel(); ++k)
-    if (isNonzero.real<bool>()[k]) visit(k);
-}
-
-Arrays callNnz(Arrays& in, int) {
-  std::size_t found = 0;
-  forEachNonzero("nnz", in[0], [&](std::size_t) { ++found; });
-  return {count(found)};
-}
-
-/// find(a), find(a, n), find(a, n, 'last'); [row, column, value] = find(...).
-Arrays callFind(Arrays& in, int outputCount) {
-  const HostArray& a = in[0];
-  std::vector<std::size_t> positions;
-  forEachNonzero("find", a, [&](std::size_t k) { positions.push_back(k); });
-  const std::size_t wanted =
-      std::min(positions.size(), in.size() > 1 ? countArgument("find", in[1]) : positions.size());
-  const std::string end = in.size() > 2 ? textArgument("find", in[2]) : "first";
-  if (end != "first" && end != "last") raiseInvalidArgument("find", "'first' or 'last' is needed.");
-  if (end == "last") positions.erase(positions.begin(), positions.end() - static_cast<std::ptrdiff_t>(wanted));
-  positions.resize(wanted);
-  const bool isRow = a.dims().size() == 2 && a.dim(0) == 1 && a.dim(1) != 1;
-  const Dimensions dims = a.dims() == Dimensions{0, 0} ? a.dims()
-                          : isRow                      ? Dimensions{1, wanted}
-                                                       : Dimensions{wanted, 1};
-  std::vector<double> linear, rows, columns;
-  for (std::size_t p : positions) {
-    linear.push_back(static_cast<double>(p + 1));
-    rows.push_back(static_cast<double>(p % a.dim(0) + 1));
-    columns.push_back(static_cast<double>(p / a.dim(0) + 1));
-  }
-  if (outputCount <= 1) return {doubles(linear, dims)};
-  return {doubles(rows, dims), doubles(columns, dims), rearranged(a, positions, dims)};
-}
-
 Builtins questions() {
   const auto onReal = [](auto test) {
     return [test](auto x) -> bool { return test(std::real(x)) || test(std::imag(x)); };
   };
   return {
-      {"size", callSize, 1, 2, -1, "size(a), size(a, dim), [m, n, ...] = size(a): the sizes of an array."},
       {"numel", [](Arrays& in, int) { return Arrays{count(in[0].numel())}; }, 1, 1, 1,
        "numel(a): the number of elements."},
       {"ndims", [](Arrays& in, int) { return Arrays{count(in[0].dims().size())}; }, 1, 1, 1,
@@ -335,9 +270,6 @@ Builtins questions() {
       question(
           "isfinite", [](auto x) -> bool { return std::isfinite(std::real(x)) && std::isfinite(std::imag(x)); },
           "isfinite(a): true where an element is finite."),
-      {"nnz", callNnz, 1, 1, 1, "nnz(a): the number of elements that are not zero."},
-      {"find", callFind, 1, 3, 3,
-       "find(a), find(a, n, 'last'), [row, column, value] = find(a): positions of elements that are not zero."},
   };
 }
 

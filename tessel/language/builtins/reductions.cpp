@@ -9,19 +9,9 @@
 namespace tessel {
 namespace {
 
-/// Without a dimension, a 0-by-0 array counts as one empty line.
-void makeLineOfNothing(HostArray& a, bool isDimensionGiven) {
-  if (!isDimensionGiven && a.dims() == Dimensions{0, 0}) a.reshape({0, 1});
-}
-
-enum class Result {
-  Same,
-  Float,
-  Logical
-};  ///< the class of a result: numeric as the argument's, floating-point, or logical
+enum class Result { Same, Float };  ///< the class of a result: numeric as the argument's, or floating-point
 
 ArrayClass classOf(Result result, const HostArray& a) {
-  if (result == Result::Logical) return ArrayClass::Logical;
   return result == Result::Float ? floatClass(a) : numericClass(a.arrayClass());
 }
 
@@ -131,20 +121,6 @@ Builtins reductions() {
       reduction(
           "median", Result::Same, [](const auto& line) { return medianOf(line); },
           "median(x), median(x, dim): the middle value of each column."),
-      reduction(
-          "any", Result::Logical,
-          [](const auto& line) {
-            using V = typename std::decay_t<decltype(line)>::value_type;
-            return V(std::any_of(line.begin(), line.end(), [](const V& v) { return v != V(0) && !isNaN(v); }));
-          },
-          "any(x), any(x, dim): true for columns with an element that is not zero."),
-      reduction(
-          "all", Result::Logical,
-          [](const auto& line) {
-            using V = typename std::decay_t<decltype(line)>::value_type;
-            return V(std::all_of(line.begin(), line.end(), [](const V& v) { return v != V(0); }));
-          },
-          "all(x), all(x, dim): true for columns whose elements are all not zero."),
       spreadMeasure(
           "var", [](auto v) { return v; },
           "var(x), var(x, w), var(x, w, dim): the variance of each column; w = 1: of a population."),

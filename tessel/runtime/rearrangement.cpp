@@ -1,13 +1,22 @@
-// Matrices built from the elements of others, and elements put elsewhere.
-#include <numeric>
+#include "tessel/runtime/rearrangement.h"
 
-#include "tessel/language/builtins/builtins.h"
-#include "tessel/language/builtins/support.h"
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <numeric>
+#include <string>
+
+#include "tessel/arrangement.h"
 #include "tessel/messages.h"
+#include "tessel/runtime/arguments.h"
 #include "tessel/runtime/arithmetic.h"
+#include "tessel/runtime/arraydata.h"
+#include "tessel/runtime/concatenate.h"
+#include "tessel/runtime/lines.h"
 #include "tessel/runtime/matrix_arithmetic.h"
 
 namespace tessel {
+
 namespace {
 
 using PositionList = std::vector<std::size_t>;
@@ -21,14 +30,15 @@ double diagonalArgument(const char* name, const Arrays& in) {
   return in.size() > 1 ? numberArgument(name, in[1]) : 0;
 }
 
-/// The elements of a rows-by-columns result from a rule that names the source of each one.
+/// The matrix that takes elements of `a` by `rule`.
 template <class Source>
-HostArray assembled(const HostArray& a, std::size_t rows, std::size_t columns, const Source& source) {
+HostArray assembled(const HostArray& a, const Arrangement<Source>& rule) {
+  requireMemory(elementCount({rule.rows, rule.columns}), sizeof(std::size_t));
   PositionList positions;
-  positions.reserve(rows * columns);
-  for (std::size_t column = 0; column < columns; ++column)
-    for (std::size_t row = 0; row < rows; ++row) positions.push_back(source(row, column));
-  return rearranged(a, positions, {rows, columns});
+  positions.reserve(rule.rows * rule.columns);
+  for (std::size_t column = 0; column < rule.columns; ++column)
+    for (std::size_t row = 0; row < rule.rows; ++row) positions.push_back(rule.source(row, column));
+  return rearranged(a, positions, {rule.rows, rule.columns});
 }
 
 Arrays callDiag(Arrays& in, int) {
@@ -37,99 +47,77 @@ Arrays callDiag(Arrays& in, int) {
   const double offset = diagonalArgument("diag", in);
   if (offset != std::floor(offset) || std::abs(offset) > 1e9)
     raiseInvalidArgument("diag", "the diagonal must be a whole number.");
-  const std::size_t down = static_cast<std::size_t>(std::max(-offset, 0.0)),
-                    right = static_cast<std::size_t>(std::max(offset, 0.0));
-  if (a.isVector()) {
-    const std::size_t size = a.numel() + down + right;
-    return {assembled(a, size, size, [=](std::size_t row, std::size_t column) {
-      return row >= down && column >= right && row - down == column - right ? row - down : kNoElement;
-    })};
-  }
-  const std::size_t rows = a.dim(0) > down ? a.dim(0) - down : 0,
-                    columns = a.dim(1) > right ? a.dim(1) - right : 0;
-  return {assembled(a, std::min(rows, columns), 1,
-                    [&](std::size_t k, std::size_t) { return (k + right) * a.dim(0) + k + down; })};
+  const auto k = static_cast<std::ptrdiff_t>(offset);
+  if (a.isVector()) return {assembled(a, matrixOfDiagonal(a.numel(), k))};
+  return {assembled(a, diagonalOf(a.dim(0), a.dim(1), k))};
 }
 
 /// The part of a matrix below or above a diagonal.
-template <class Keeps>
-FunctionInfo triangle(const char* name, Keeps keeps, const char* help) {
-  return {
-      name,
-      [=](Arrays& in, int) {
-        requireMatrix(name, in[0]);
-        const double offset = diagonalArgument(name, in);
-        return Arrays{assembled(in[0], in[0].dim(0), in[0].dim(1), [&](std::size_t row, std::size_t column) {
-          const double diagonal = static_cast<double>(column) - static_cast<double>(row);
-          return keeps(diagonal, offset) ? column * in[0].dim(0) + row : kNoElement;
-        })};
-      },
-      1,
-      2,
-      1,
-      help};
+template <auto Part>
+FunctionInfo triangle(const char* name, const char* help) {
+  return {name,
+          [=](Arrays& in, int) {
+            requireMatrix(name, in[0]);
+            return Arrays{assembled(in[0], Part(in[0].dim(0), in[0].dim(1), diagonalArgument(name, in)))};
+          },
+          1,
+          2,
+          1,
+          help};
 }
 
-/// A column c and a row r, one after the other, and where the row starts.
-struct Border {
-  HostArray both;
-  std::size_t rows, columns;
-
-  Border(const char* name, const HostArray& column, const HostArray& row)
-      : rows(column.numel()), columns(row.numel()) {
-    requireVector(name, column);
-    requireVector(name, row);
-    HostArray c = column, r = row;
-    c.reshape({rows, 1});
-    r.reshape({columns, 1});
-    both = callBuiltin("vertcat", {c, r})[0];
-  }
-};
+/// A column and a row, one after the other.
+HostArray border(const char* name, HostArray column, HostArray row) {
+  requireVector(name, column);
+  requireVector(name, row);
+  column.reshape({column.numel(), 1});
+  row.reshape({row.numel(), 1});
+  return concatenate(0, {column, row});
+}
 
 Arrays callToeplitz(Arrays& in, int) {
-  const Border border("toeplitz", in.size() > 1 ? in[0] : callBuiltin("conj", {in[0]})[0], in.back());
-  return {assembled(border.both, border.rows, border.columns, [&](std::size_t row, std::size_t column) {
-    return row > column || (in.size() > 1 && row == column) ? row - column : border.rows + column - row;
-  })};
+  const bool isPair = in.size() > 1;
+  requireVector("toeplitz", in[0]);
+  const HostArray column = isPair ? in[0] : ctranspose(in[0]);
+  return {assembled(border("toeplitz", column, in.back()),
+                    constantDiagonals(column.numel(), in.back().numel(), isPair))};
 }
 
 Arrays callHankel(Arrays& in, int) {
-  const Border border("hankel", in[0], in.back());
-  return {assembled(border.both, border.rows, border.columns, [&](std::size_t row, std::size_t column) {
-    const std::size_t k = row + column;
-    if (k < border.rows) return k;
-    return in.size() > 1 ? k + 1 : kNoElement;
-  })};
+  return {assembled(border("hankel", in[0], in.back()),
+                    constantAntiDiagonals(in[0].numel(), in.back().numel(), in.size() > 1))};
 }
 
 Arrays callKron(Arrays& in, int) {
   const HostArray &a = in[0], &b = in[1];
   requireMatrix("kron", a);
   requireMatrix("kron", b);
-  const std::size_t rows = a.dim(0) * b.dim(0), columns = a.dim(1) * b.dim(1);
-  return {times(assembled(a, rows, columns,
-                          [&](std::size_t r, std::size_t c) { return c / b.dim(1) * a.dim(0) + r / b.dim(0); }),
-                assembled(b, rows, columns, [&](std::size_t r, std::size_t c) {
-                  return c % b.dim(1) * b.dim(0) + r % b.dim(0);
-                }))};
+  const std::size_t m = b.dim(0), n = b.dim(1), rows = elementCount({a.dim(0), m}),
+                    columns = elementCount({a.dim(1), n});
+  const Arrangement left{
+      rows, columns, [=, height = a.dim(0)](std::size_t r, std::size_t c) { return c / n * height + r / m; }};
+  const Arrangement right{rows, columns, [=](std::size_t r, std::size_t c) { return c % n * m + r % m; }};
+  return {times(assembled(a, left), assembled(b, right))};
 }
 
 // Elements elsewhere
 
 Arrays callRepmat(Arrays& in, int) {
   const HostArray& a = in[0];
-  Dimensions counts = sizeArguments("repmat", in, 1), dims = a.dims();
-  const std::size_t rank = std::max(counts.size(), dims.size());
-  counts.resize(rank, 1);
-  dims.resize(rank, 1);
+  const Dimensions counts = sizeArguments("repmat", in, 1);
+  Dimensions dims(std::max(counts.size(), a.dims().size()));
+  for (std::size_t d = 0; d < dims.size(); ++d) {
+    dims[d] = elementCount({a.dim(d), d < counts.size() ? counts[d] : 1});
+  }
+  requireMemory(elementCount(dims), sizeof(std::size_t));
   PositionList positions{0};
-  std::size_t block = 1;
   if (a.isEmpty()) positions.clear();
-  for (std::size_t d = 0; d < rank; block *= dims[d], dims[d] *= counts[d], ++d) {
+  std::size_t block = 1;
+  for (std::size_t d = 0; d < dims.size(); block *= a.dim(d), ++d) {
     PositionList next;
-    next.reserve(positions.size() * dims[d] * counts[d]);
-    for (std::size_t k = 0; k < dims[d] * counts[d]; ++k)
-      for (std::size_t p : positions) next.push_back(k % dims[d] * block + p);
+    next.reserve(positions.size() * dims[d]);
+    for (std::size_t k = 0; k < dims[d]; ++k)
+      for (std::size_t p : positions) next.push_back(k % a.dim(d) * block + p);
     positions = std::move(next);
   }
   return {rearranged(a, positions, dims)};
@@ -259,16 +247,14 @@ Arrays callRot90(Arrays& in, int) {
   return {flipped(transpose(in[0]), quarter == 1 ? 0 : 1)};
 }
 
-Builtins rearrangements() {
+}  // namespace
+
+std::vector<FunctionInfo> rearrangementFunctions() {
   return {
       {"diag", callDiag, 1, 2, 1,
        "diag(v, k), diag(A, k): a matrix with v on its k-th diagonal; the diagonal of A."},
-      triangle(
-          "tril", [](double diagonal, double k) { return diagonal <= k; },
-          "tril(A, k): A up to its k-th diagonal."),
-      triangle(
-          "triu", [](double diagonal, double k) { return diagonal >= k; },
-          "triu(A, k): A from its k-th diagonal."),
+      triangle<lowerTriangle>("tril", "tril(A, k): A up to its k-th diagonal."),
+      triangle<upperTriangle>("triu", "triu(A, k): A from its k-th diagonal."),
       {"toeplitz", callToeplitz, 1, 2, 1, "toeplitz(r), toeplitz(c, r): the matrix with constant diagonals."},
       {"hankel", callHankel, 1, 2, 1, "hankel(c), hankel(c, r): the matrix with constant antidiagonals."},
       {"kron", callKron, 2, 2, 1, "kron(A, B): the Kronecker product."},
@@ -289,9 +275,5 @@ Builtins rearrangements() {
        "circshift(a, k), circshift(a, k, dim): a moved by k elements in a circle."},
   };
 }
-
-}  // namespace
-
-void registerShapeBuiltins() { registerAll(rearrangements()); }
 
 }  // namespace tessel
