@@ -109,6 +109,7 @@ std::vector<Property<fi>> makeProperties() {
                            "CStyle"}) {
     rows.push_back(ofMath(name));
   }
+  rows.back().get = [](const fi& x) { return toHost(x.getFimath().isCStyle()); };
   const std::vector<Property<fi>> own{
       {"Logging", property_type::kBool, logging, set<&fi::setLogging>,
        "Whether this array logs, also while logging is off everywhere."},

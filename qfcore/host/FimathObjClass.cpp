@@ -60,43 +60,34 @@ const Property<fimath> kProperties[] = {
     {"ProductMode", kArithmeticModeType, get<&F::productMode>, set<&F::setProductMode>,
      "How the type of products is chosen."},
     {"ProductWordLength", property_type::kInt32, get<&F::productWordLength>, set<&F::setProductWordLength>,
-     "Word length of products; not under FullPrecision.", "PrivDlgProductWordLengthString"},
+     "Word length of products; not under FullPrecision."},
     {"MaxProductWordLength", property_type::kInt32, get<&F::maxProductWordLength>,
-     set<&F::setMaxProductWordLength>, "Largest word length of products under FullPrecision.",
-     "PrivDlgMaxProductWordLengthString"},
+     set<&F::setMaxProductWordLength>, "Largest word length of products under FullPrecision."},
     {"ProductFractionLength", property_type::kInt32, get<&F::productFractionLength>,
-     set<&F::setProductFractionLength>, "Fraction length of products under SpecifyPrecision.",
-     "PrivDlgProductFractionLengthString PrivDlgProductFixedExponentString PrivDlgProductSlopeString"},
+     set<&F::setProductFractionLength>, "Fraction length of products under SpecifyPrecision."},
     {"ProductFixedExponent", property_type::kInt32, get<&F::productFixedExponent>,
-     set<&F::setProductFixedExponent>, "-ProductFractionLength.",
-     "PrivDlgProductFractionLengthString PrivDlgProductFixedExponentString PrivDlgProductSlopeString"},
+     set<&F::setProductFixedExponent>, "-ProductFractionLength."},
     {"ProductSlope", property_type::kDouble, get<&F::productSlope>, set<&F::setProductSlope>,
-     "Slope of products under SpecifyPrecision.",
-     "PrivDlgProductFractionLengthString PrivDlgProductSlopeString PrivDlgProductSlopeAdjustmentFactorString"},
+     "Slope of products under SpecifyPrecision."},
     {"ProductSlopeAdjustmentFactor", property_type::kDouble, get<&F::productSlopeAdjustmentFactor>,
-     set<&F::setProductSlopeAdjustmentFactor>, "ProductSlope without its power of two.",
-     "PrivDlgProductSlopeString PrivDlgProductSlopeAdjustmentFactorString"},
+     set<&F::setProductSlopeAdjustmentFactor>, "ProductSlope without its power of two."},
     {"ProductBias", property_type::kDouble, get<&F::productBias>, set<&F::setProductBias>,
-     "Bias of products under SpecifyPrecision.", "PrivDlgProductBiasString"},
+     "Bias of products under SpecifyPrecision."},
     {"SumMode", kArithmeticModeType, get<&F::sumMode>, set<&F::setSumMode>, "How the type of sums is chosen."},
     {"SumWordLength", property_type::kInt32, get<&F::sumWordLength>, set<&F::setSumWordLength>,
-     "Word length of sums; not under FullPrecision.", "PrivDlgSumWordLengthString"},
+     "Word length of sums; not under FullPrecision."},
     {"MaxSumWordLength", property_type::kInt32, get<&F::maxSumWordLength>, set<&F::setMaxSumWordLength>,
-     "Largest word length of sums under FullPrecision.", "PrivDlgMaxSumWordLengthString"},
+     "Largest word length of sums under FullPrecision."},
     {"SumFractionLength", property_type::kInt32, get<&F::sumFractionLength>, set<&F::setSumFractionLength>,
-     "Fraction length of sums under SpecifyPrecision.",
-     "PrivDlgSumFractionLengthString PrivDlgSumFixedExponentString PrivDlgSumSlopeString"},
+     "Fraction length of sums under SpecifyPrecision."},
     {"SumFixedExponent", property_type::kInt32, get<&F::sumFixedExponent>, set<&F::setSumFixedExponent>,
-     "-SumFractionLength.",
-     "PrivDlgSumFractionLengthString PrivDlgSumFixedExponentString PrivDlgSumSlopeString"},
+     "-SumFractionLength."},
     {"SumSlope", property_type::kDouble, get<&F::sumSlope>, set<&F::setSumSlope>,
-     "Slope of sums under SpecifyPrecision.",
-     "PrivDlgSumFractionLengthString PrivDlgSumSlopeString PrivDlgSumSlopeAdjustmentFactorString"},
+     "Slope of sums under SpecifyPrecision."},
     {"SumSlopeAdjustmentFactor", property_type::kDouble, get<&F::sumSlopeAdjustmentFactor>,
-     set<&F::setSumSlopeAdjustmentFactor>, "SumSlope without its power of two.",
-     "PrivDlgSumSlopeString PrivDlgSumSlopeAdjustmentFactorString"},
+     set<&F::setSumSlopeAdjustmentFactor>, "SumSlope without its power of two."},
     {"SumBias", property_type::kDouble, get<&F::sumBias>, set<&F::setSumBias>,
-     "Bias of sums under SpecifyPrecision.", "PrivDlgSumBiasString"},
+     "Bias of sums under SpecifyPrecision."},
     {"CastBeforeSum", property_type::kBool, get<&F::castBeforeSum>, set<&F::setCastBeforeSum>,
      "Whether operands are brought into the sum's type before they are added."},
     {"PrivDlgProductWordLengthString", property_type::kString, dialogText<&F::product, &R::wordLengthString>,
@@ -274,10 +265,7 @@ fimath& fimathArgument(const HostArray& array) {
 
 std::span<const Property<fimath>> FimathObjClass::properties() { return kProperties; }
 
-std::shared_ptr<HostObject> FimathObjClass::createClassSpecificObject(Arrays& arguments) {
-  if (!arguments.empty()) fail<kTooManyInputs>();
-  return make(fimath());
-}
+std::shared_ptr<HostObject> FimathObjClass::createClassSpecificObject(Arrays&) { return make(fimath()); }
 
 void FimathObjClass::init() {
   for (const auto* table : {&tableOf(RoundModeEnum{}), &tableOf(OverflowModeEnum{}),
@@ -286,6 +274,7 @@ void FimathObjClass::init() {
   }
   hostClass().setHelp("Math settings: rounding, overflow, and how words grow in arithmetic.");
   hostClass().addConstructor({});
+  hostClass().setArgumentError(errorText<kTooManyInputs>());
   addProperties(hostClass(), properties());
   addMethods(hostClass(), kMethods);
 }

@@ -11,7 +11,7 @@ class FimathObjClass : public ObjClass<FimathObjClass, fimath> {
   static constexpr const char* kName = "fimath";
   /// Properties in registration order.
   static std::span<const Property<fimath>> properties();
-  /// Raises "numforge:fimath:nargchk:tooManyInputs" for any argument.
+  /// Takes no arguments; for any, the host raises "numforge:fimath:nargchk:tooManyInputs".
   static std::shared_ptr<HostObject> createClassSpecificObject(Arrays& arguments);
   void init();
   /// The methods that compute on arrays; added when the array class exists.

@@ -116,14 +116,17 @@ Arrays setBestFractionLength(Arrays& inputs, int) {
   return {};
 }
 
-template <bool (NumericType::*Comparison)(const NumericType&) const>
-Arrays compare(Arrays& inputs, int) {
+Arrays isEqual(Arrays& inputs, int) {
   bool equal = true;
   for (std::size_t i = 1; i < inputs.size() && equal; ++i) {
     const NumericType *a = unwrapped<NumericType>(inputs[0]), *b = unwrapped<NumericType>(inputs[i]);
-    equal = a && b && (a->*Comparison)(*b);
+    equal = a && b && a->isequal(*b);
   }
   return {toHost(equal)};
+}
+
+Arrays isEquivalent(Arrays& inputs, int) {
+  return {toHost(numericTypeArgument(inputs[0]).isequivalent(numericTypeArgument(inputs[1])))};
 }
 
 Arrays isNumericType(Arrays& inputs, int) { return {toHost(unwrapped<NumericType>(inputs[0]) != nullptr)}; }
@@ -149,10 +152,9 @@ const Method kMethods[] = {
     {"SetBestFractionLength", 2, 2, 0, setBestFractionLength,
      "SetBestFractionLength(T, x): sets the fraction length that holds the values x with the least loss."},
     {"disp", 1, 1, 0, disp<NumericType>, "disp(T): prints the properties that matter."},
-    {"isequal", 2, -1, 1, compare<&NumericType::isequal>, "isequal(T, U): true when all properties are equal."},
-    {"eq", 2, 2, 1, compare<&NumericType::isequal>, "T == U: true when all properties are equal."},
-    {"isequivalent", 2, 2, 1, compare<&NumericType::isequivalent>,
-     "isequivalent(T, U): true when stored integers mean the same."},
+    {"isequal", 2, -1, 1, isEqual, "isequal(T, U): true when all properties are equal."},
+    {"eq", 2, 2, 1, isEqual, "T == U: true when all properties are equal."},
+    {"isequivalent", 2, 2, 1, isEquivalent, "isequivalent(T, U): true when stored integers mean the same."},
     {"tostring", 1, 2, 1, toText, "tostring(T): the call that makes T again."},
     {"qpointstr", 1, 1, 1, ask<&NumericType::qpointstr>, "qpointstr(T): a short name, such as s16,15."},
     {"copy", 1, 1, 1, copy, "copy(T): another numerictype with the same properties."},
@@ -189,8 +191,7 @@ NumericTypeObjClass::NumericTypeObjClass() : ObjClass(&scalarTypeClass()) {}
 
 std::span<const Property<NumericType>> NumericTypeObjClass::properties() { return kProperties; }
 
-std::shared_ptr<HostObject> NumericTypeObjClass::createClassSpecificObject(Arrays& arguments) {
-  if (!arguments.empty()) fail<kTooManyInputs>();
+std::shared_ptr<HostObject> NumericTypeObjClass::createClassSpecificObject(Arrays&) {
   return make(NumericType());
 }
 
@@ -201,6 +202,8 @@ void NumericTypeObjClass::init() {
   }
   hostClass().setHelp("A numeric type: signedness, word length and scaling of fixed-point values.");
   hostClass().addConstructor({});
+  hostClass().setArgumentError(errorText<kTooManyInputs>());
+  hostClass().setMismatchError(errorText<kMustBeNumericType>());
   addProperties(hostClass(), properties());
   addProperties<NumericType>(hostClass(), kQualifiers);
   addMethods(hostClass(), kMethods);

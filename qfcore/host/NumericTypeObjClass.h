@@ -13,7 +13,7 @@ class NumericTypeObjClass : public ObjClass<NumericTypeObjClass, NumericType> {
   static constexpr const char* kName = "numerictype";
   /// Properties in registration order.
   static std::span<const Property<NumericType>> properties();
-  /// Raises "numforge:numerictype:nargchk:tooManyInputs" for any argument.
+  /// Takes no arguments; for any, the host raises "numforge:numerictype:nargchk:tooManyInputs".
   static std::shared_ptr<HostObject> createClassSpecificObject(Arrays& arguments);
   void init();
   /// The methods that make arrays; added when the array class exists.

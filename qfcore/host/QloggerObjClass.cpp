@@ -76,7 +76,6 @@ std::span<const Property<qlogger>> QloggerObjClass::properties() { return kPrope
 
 std::shared_ptr<HostObject> QloggerObjClass::createClassSpecificObject(Arrays& arguments) {
   if (arguments.empty()) return make(qlogger());
-  if (arguments.size() > 1) fail<kBadSignature>();
   if (const fi* array = unwrapped<fi>(arguments[0])) return make(qlogger(array->getQlogger()));
   if (const quantizer* q = unwrapped<quantizer>(arguments[0])) return make(qlogger(q->logger()));
   if (const qlogger* logger = unwrapped<qlogger>(arguments[0])) return make(qlogger(*logger));
@@ -86,6 +85,7 @@ std::shared_ptr<HostObject> QloggerObjClass::createClassSpecificObject(Arrays& a
 void QloggerObjClass::init() {
   hostClass().setHelp("What quantizations met: overflows, underflows, the smallest and the largest value.");
   hostClass().addConstructor({});
+  hostClass().setArgumentError(errorText<kBadSignature>());
   hostClass().addConstructor({property_type::kArray});
   addProperties(hostClass(), properties());
   addMethods(hostClass(), kMethods);

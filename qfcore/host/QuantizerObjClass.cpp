@@ -66,12 +66,8 @@ void setFormat(quantizer& q, const HostArray& lengths) { q.setFormat(lengths.rea
 
 HostArray version(const quantizer&) { return toHost(TesselVersion_qfcore()); }
 
-/// The setter of a property that only shows what others make of it.
-std::function<void(quantizer&, const HostArray&)> derived(const char* name) {
-  return [name](quantizer&, const HostArray&) { fail<kDerived>(name); };
-}
-
-void setVersion(quantizer&, const HostArray&) { fail<kReadOnly>("version"); }
+/// What setting a property raises that only shows what others make of it.
+tessel::ErrorText derived(const char* name) { return errorText<kDerived>(name); }
 
 const char* const kModeType = "quantizer Mode";
 
@@ -117,7 +113,7 @@ const Property<quantizer> kProperties[] = {
      "The largest exponent."},
     {"exponentbias", property_type::kDouble, count<&Q::exponentBias>, derived("exponentbias"),
      "What is added to an exponent to store it."},
-    {"version", property_type::kString, version, setVersion, "The version of the module."},
+    {"version", property_type::kString, version, errorText<kReadOnly>("version"), "The version of the module."},
 };
 
 // ----------------------------------------------------------------------------------------------------- methods
@@ -249,7 +245,7 @@ void QuantizerObjClass::init() {
   registeredEnum(tableOf(RoundModeEnum{}));
   registeredEnum(tableOf(OverflowModeEnum{}));
   hostClass().setHelp("Brings values into a number format and counts what falls outside it.");
-  hostClass().addConstructor({});
+  hostClass().addConstructor({property_type::kRest});
   addProperties(hostClass(), properties());
   addMethods(hostClass(), kMethods);
   addMethods(hostClass(), quantizerRadixMethods());

@@ -34,14 +34,14 @@ const Method kMethods[] = {
 
 RefFimathObjClass::RefFimathObjClass() : ObjClass(&FimathObjClass::getInstance().hostClass()) {}
 
-std::shared_ptr<HostObject> RefFimathObjClass::createClassSpecificObject(Arrays& arguments) {
-  if (!arguments.empty()) fail<kTooManyInputs>();
+std::shared_ptr<HostObject> RefFimathObjClass::createClassSpecificObject(Arrays&) {
   return make(fimathUserData());
 }
 
 void RefFimathObjClass::init() {
   hostClass().setHelp("Math settings that keep data of the host's editing dialog.");
   hostClass().addConstructor({});
+  hostClass().setArgumentError(errorText<kTooManyInputs>());
   addMethods(hostClass(), kMethods);
 }
 

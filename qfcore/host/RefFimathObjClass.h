@@ -15,7 +15,7 @@ struct HeldBase<fimathUserData> {
 class RefFimathObjClass : public ObjClass<RefFimathObjClass, fimathUserData> {
  public:
   static constexpr const char* kName = "reffimath";
-  /// Raises "numforge:fimath:nargchk:tooManyInputs" for any argument.
+  /// Takes no arguments; for any, the host raises "numforge:fimath:nargchk:tooManyInputs".
   static std::shared_ptr<HostObject> createClassSpecificObject(Arrays& arguments);
   void init();
 

@@ -293,9 +293,7 @@ template <class T>
 class TypeObjClass : public ObjClass<TypeObjClass<T>, T> {
  public:
   static constexpr const char* kName = ClassRow<T>::kName;
-  static std::shared_ptr<HostObject> createClassSpecificObject(Arrays& arguments) requires(
-      !std::same_as<T, Type>) {
-    if (!arguments.empty()) tessel::raiseTooManyInputs();
+  static std::shared_ptr<HostObject> createClassSpecificObject(Arrays&) requires(!std::same_as<T, Type>) {
     return TypeObjClass::make(T());
   }
 

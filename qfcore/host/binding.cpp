@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <set>
 
 #include "tessel/registries.h"
 
@@ -30,11 +31,40 @@ const std::string& registeredEnum(const EmbeddedTypeSystem::EnumTable& table) {
   return tessel::registerEnumeratedType(std::move(type)).name;
 }
 
-void signalChanges(HostObject& object, std::string_view names) {
-  while (!names.empty()) {
-    const std::size_t end = std::min(names.find(' '), names.size());
-    object.signalPropertyChange(names.substr(0, end));
-    names.remove_prefix(std::min(end + 1, names.size()));
+namespace {
+
+std::string shown(const HostArray& value) {
+  return value.isText() ? value.toText() : std::to_string(value.realAt(0));
+}
+
+/// Takes the first of some names, with blanks between them, off their front.
+std::string_view takeName(std::string_view& names) {
+  const std::string_view name = names.substr(0, names.find(' '));
+  names.remove_prefix(std::min(name.size() + 1, names.size()));
+  return name;
+}
+
+}  // namespace
+
+HiddenValues::HiddenValues(HostObject& object) : object_(object) {
+  if (!object.hasListeners()) return;
+  for (const tessel::PropertyInfo* property : object.hostClass().properties()) {
+    if (property->hidden) values_.emplace_back(property, shown(property->get(object)));
+  }
+}
+
+void HiddenValues::signalChanges(std::string_view set, std::string_view dependents) const {
+  if (!object_.hasListeners()) return;
+  std::set<std::string_view> told{set};
+  object_.signalPropertyChange(set);
+  while (!dependents.empty()) {
+    const std::string_view name = takeName(dependents);
+    told.insert(name);
+    object_.signalPropertyChange(name);
+  }
+  for (const auto& [property, before] : values_) {
+    if (told.contains(property->name) || shown(property->get(object_)) == before) continue;
+    object_.signalPropertyChange(property->name);
   }
 }
 

@@ -16,6 +16,7 @@
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
+#include <vector>
 
 #include "qfcore/number/errors.h"
 #include "qfcore/types/enumtable.h"
@@ -41,6 +42,12 @@ decltype(auto) translated(Action&& action) {
   } catch (const ErrorIdException& error) {
     tessel::raiseError(error.identifier(), error.text());
   }
+}
+
+/// A message, its placeholders filled, as the host takes it.
+template <const Message& M, class... Arguments>
+tessel::ErrorText errorText(Arguments... arguments) {
+  return {M.identifier, formatted<M>(arguments...)};
 }
 
 // ---------------------------------------------------------------------------------------------- wrapped values
@@ -189,11 +196,13 @@ bool isTaken(Action&& action) {
   }
 }
 
-/// What sets a property of a T; made from a function that returns nothing, or whether it took the value.
+/// What sets a property of a T; made from a function that returns nothing, or whether it took the value. A
+/// property without one is read-only; it may say so in words of its own.
 template <class T>
 class Setter {
  public:
   Setter() = default;
+  Setter(tessel::ErrorText refusal) : refusal_(std::move(refusal)) {}
   template <std::invocable<T&, const HostArray&> Function>
   Setter(Function function)
       : function_([function = std::move(function)](T& object, const HostArray& value) {
@@ -201,13 +210,16 @@ class Setter {
         }) {}
   explicit operator bool() const { return function_ != nullptr; }
   bool operator()(T& object, const HostArray& value) const { return function_(object, value); }
+  const std::optional<tessel::ErrorText>& refusal() const { return refusal_; }
 
  private:
   std::function<bool(T&, const HostArray&)> function_;
+  std::optional<tessel::ErrorText> refusal_;
 };
 
-/// One property of a class that wraps a T. `dependents` names the properties that show the same fact and change
-/// with it, with blanks between them.
+/// One property of a class that wraps a T. `dependents` names properties, with blanks between them, of which
+/// listeners are told whenever it is set; of hidden ones, which editing dialogs show, they are told of every
+/// change besides.
 template <class T>
 struct Property {
   const char* name;
@@ -273,8 +285,18 @@ bool setFromText(T& object, const HostArray& text) {
   return number && isTaken([&] { return (object.*Member)(*number); });
 }
 
-/// Tells the listeners of properties, whose names have blanks between them, that they have changed.
-void signalChanges(HostObject& object, std::string_view names);
+/// The hidden properties of an object that has listeners, before it is changed.
+class HiddenValues {
+ public:
+  explicit HiddenValues(HostObject& object);
+  /// Tells listeners of the property `set` and those of `dependents`, whose names have blanks between them, and
+  /// of the hidden ones that have another value than before.
+  void signalChanges(std::string_view set, std::string_view dependents) const;
+
+ private:
+  HostObject& object_;
+  std::vector<std::pair<const tessel::PropertyInfo*, std::string>> values_;
+};
 
 template <class T>
 void addProperty(HostClass& hostClass, const Property<T>& row) {
@@ -285,10 +307,11 @@ void addProperty(HostClass& hostClass, const Property<T>& row) {
   if (row.set) {
     info.set = [set = row.set, name = row.name, dependents = row.dependents](HostObject& object,
                                                                              const HostArray& value) {
-      if (!translated([&] { return set(valueOf<T>(object), value); })) return;
-      object.signalPropertyChange(name);
-      signalChanges(object, dependents);
+      const HiddenValues before(object);
+      if (translated([&] { return set(valueOf<T>(object), value); })) before.signalChanges(name, dependents);
     };
+  } else if (const auto& refusal = row.set.refusal()) {
+    info.readOnly = *refusal;
   }
   hostClass.addProperty(std::move(info));
 }
@@ -323,18 +346,25 @@ Arrays disp(Arrays& inputs, int) {
   return {};
 }
 
-/// set(object, name, value, ...) of a class that wraps a T: sets properties, all or none. Raises `NotPairs` for
-/// arguments that are not pairs, and what the setters raise.
+/// set(object, name, value, ...) of a class that wraps a T: sets properties, all or none, and then signals what
+/// setting them one by one would. Raises `NotPairs` for arguments that are not pairs, and what the setters
+/// raise.
 template <class T, const Message& NotPairs>
 void setPairs(Arrays& inputs) {
   T& object = *unwrapped<T>(inputs[0]);
   if (inputs.size() % 2 == 0) fail<NotPairs>();
-  HostArray changed = HostArray::object(inputs[0].objectAt()->clone());
+  const std::shared_ptr<HostObject> copy = inputs[0].objectAt()->clone();
+  std::vector<std::string> signals;
+  if (inputs[0].objectAt()->hasListeners()) {
+    copy->addListener("", [&](HostObject&, const std::string& property) { signals.push_back(property); });
+  }
+  HostArray changed = HostArray::object(copy);
   for (std::size_t i = 1; i < inputs.size(); i += 2) {
     if (!inputs[i].isText()) fail<NotPairs>();
     tessel::setProperty(changed, inputs[i].toText(), inputs[i + 1]);
   }
   object = std::move(*unwrapped<T>(changed));
+  for (const std::string& property : signals) inputs[0].objectAt()->signalPropertyChange(property);
 }
 
 /// Registers the enumerated type of a table with the host, unless a look-up finds it, and returns its name

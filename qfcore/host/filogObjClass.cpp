@@ -109,7 +109,7 @@ std::span<const Property<filog>> filogObjClass::properties() {
 
 std::shared_ptr<HostObject> filogObjClass::createClassSpecificObject(Arrays& arguments) {
   if (arguments.empty()) return make(filog());
-  const qlogger* logger = arguments.size() == 2 ? unwrapped<qlogger>(arguments[1]) : nullptr;
+  const qlogger* logger = unwrapped<qlogger>(arguments[1]);
   if (!logger || !arguments[0].isText()) fail<kBadSignature>();
   return make(filog(arguments[0].toText(), *logger));
 }
@@ -117,6 +117,7 @@ std::shared_ptr<HostObject> filogObjClass::createClassSpecificObject(Arrays& arg
 void filogObjClass::init() {
   hostClass().setHelp("What was logged under one tag, by one kind of operation, in one numeric type.");
   hostClass().addConstructor({});
+  hostClass().setArgumentError(errorText<kBadSignature>());
   hostClass().addConstructor({property_type::kString, "embedded.qlogger"});
   addProperties(hostClass(), properties());
   addMethods(hostClass(), kMethods);

@@ -24,13 +24,13 @@ bool isTerminated = false;
 void createClasses() {
   using namespace embedded::host;
   createTypeClasses();
-  NumericTypeObjClass::getInstance();
-  QuantizerObjClass::getInstance();
-  FimathObjClass::getInstance();
-  RefFimathObjClass::getInstance();
-  FiObjClass::getInstance();
-  QloggerObjClass::getInstance();
-  filogObjClass::getInstance();
+  NumericTypeObjClass::registerObjClass();
+  QuantizerObjClass::registerObjClass();
+  FimathObjClass::registerObjClass();
+  RefFimathObjClass::registerObjClass();
+  FiObjClass::registerObjClass();
+  QloggerObjClass::registerObjClass();
+  filogObjClass::registerObjClass();
 
   // The classes of types and settings get the methods that make arrays right after their own.
   NumericTypeObjClass::getInstance().init();

@@ -32,6 +32,10 @@ class ObjClass {
     hostClassOf<Value> = nullptr;
     instance().reset();
   }
+  /// Makes the class known to the host, unless it is.
+  static void registerObjClass() { getInstance(); }
+  /// Gives an instance back, and leaves `object` empty. The value lives on while others hold the instance.
+  static void destroyObject(std::shared_ptr<HostObject>& object) { object.reset(); }
   HostClass& hostClass() const { return *hostClass_; }
 
  protected:

@@ -128,6 +128,7 @@ HostArray checkedObject(const Target& target, const HostArray& value) {
   }
   const HostClass* given = objectClass(value);
   if (given == nullptr || !value.isScalar() || !given->isA(*wanted)) {
+    if (const auto& error = wanted->mismatchError()) raiseError(error->identifier, error->text);
     raiseInvalid(target, "an object of class '" + wanted->qualifiedName() + "'");
   }
   return value;
@@ -181,7 +182,7 @@ void HostObject::addListener(std::string property, Listener listener) {
 void HostObject::signalPropertyChange(std::string_view property) {
   const std::vector<Entry> current = listeners_;  // a listener may add others
   for (const Entry& entry : current) {
-    if (entry.property == property) entry.listener(*this, entry.property);
+    if (entry.property.empty() || entry.property == property) entry.listener(*this, std::string(property));
   }
 }
 
@@ -203,6 +204,14 @@ bool HostClass::isA(const HostClass& other) const {
 HostArray HostClass::create(Arrays arguments) const {
   if (!factory_)
     raiseError("Tessel:abstractClass", "Class '" + qualifiedName() + "' has no instances of its own.");
+  const auto takes = [&](const ConstructorSignature& signature) {
+    const bool isOpen = !signature.empty() && signature.back() == property_type::kRest;
+    return isOpen ? arguments.size() >= signature.size() - 1 : arguments.size() == signature.size();
+  };
+  if (!constructors_.empty() && std::none_of(constructors_.begin(), constructors_.end(), takes)) {
+    if (argumentError_) raiseError(argumentError_->identifier, argumentError_->text);
+    raiseTooManyInputs();
+  }
   return HostArray::object(factory_(arguments));
 }
 
@@ -298,7 +307,10 @@ HostArray getProperty(const HostArray& object, std::string_view name) {
 
 void setProperty(HostArray& object, std::string_view name, const HostArray& value) {
   const Target target = requireProperty(object, name);
-  if (!target.property.set) raiseError("Tessel:readOnlyProperty", "The " + target.text() + " is read-only.");
+  if (!target.property.set) {
+    const auto& [identifier, text] = target.property.readOnly;
+    raiseError(identifier, text.empty() ? "The " + target.text() + " is read-only." : text);
+  }
   const HostArray checked = checkedValue(target, value);
   target.property.set(object.mutableObject(), checked);
 }

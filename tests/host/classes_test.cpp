@@ -78,20 +78,62 @@ TEST_F(Classes, AreCreatedInOrder) {
             "voidtype numerictype quantizer fimath reffimath fi qlogger filog ");
 }
 
-TEST_F(Classes, ADependentTextSignalsItsChange) {
-  HostArray type = classNamed("numerictype").create({});
-  std::set<std::string> changed;
-  for (const tessel::PropertyInfo* property : classNamed("numerictype").properties()) {
-    type.objectAt()->addListener(property->name,
-                                 [&](tessel::HostObject&, const std::string& name) { changed.insert(name); });
+/// The hidden properties of `hostClass`, which editing dialogs show, less `property`, of which `holds`.
+template <class Holds>
+std::set<std::string> hiddenOnes(const HostClass& hostClass, const std::string& property, Holds holds) {
+  std::set<std::string> names;
+  for (const tessel::PropertyInfo* each : hostClass.properties()) {
+    if (each->hidden && each->name != property && holds(each->name)) names.insert(each->name);
   }
-  tessel::setProperty(type, "FractionLength", HostArray::scalar(3));
-  EXPECT_EQ(changed,
-            (std::set<std::string>{"FractionLength", "PrivDlgFractionLengthString", "PrivDlgSlopeString"}));
-  changed.clear();
-  tessel::setProperty(type, "PrivDlgWordLengthString", HostArray::text("24"));
-  EXPECT_EQ(changed, (std::set<std::string>{"PrivDlgWordLengthString", "WordLength"}));
-  EXPECT_EQ(tessel::getProperty(type, "WordLength").realAt(0), 24);
+  return names;
+}
+
+TEST_F(Classes, ListenersHearOfEveryTextThatChanges) {
+  HostArray palette[] = {HostArray::scalar(24),      HostArray::scalar(3),         HostArray::scalar(1),
+                         HostArray::scalar(0.375),   HostArray::scalar(1.25),      HostArray::scalar(0),
+                         HostArray::text("7"),       HostArray::text("0.0625"),    HostArray::text("1.75"),
+                         HostArray::text("KeepMSB"), HostArray::text("SlopeBias"), HostArray()};
+  for (const char* name : {"fimath", "reffimath", "numerictype"}) {
+    const HostClass& hostClass = classNamed(name);
+    const bool hasSet = hostClass.findMethod("set") != nullptr;
+    HostArray one = hostClass.create({}), other = hostClass.create({});
+    std::multiset<std::string> heard, alsoHeard;
+    for (const tessel::PropertyInfo* property : hostClass.properties()) {
+      one.objectAt()->addListener(property->name,
+                                  [&](tessel::HostObject&, const std::string& told) { heard.insert(told); });
+    }
+    other.objectAt()->addListener(
+        "", [&](tessel::HostObject&, const std::string& told) { alsoHeard.insert(told); });
+    for (const tessel::PropertyInfo* property : hostClass.properties()) {
+      for (const HostArray& value : palette) {
+        SCOPED_TRACE(name + ("." + property->name) + " = " + textOf(value));
+        heard.clear();
+        alsoHeard.clear();
+        const auto before = stateOf(one);
+        const std::string error = errorOf([&] { tessel::setProperty(one, property->name, value); });
+        const auto after = stateOf(one);
+        const auto changed = hiddenOnes(hostClass, property->name, [&](const std::string& each) {
+          return before.at(each) != after.at(each);
+        });
+        const auto told = hiddenOnes(hostClass, property->name,
+                                     [&](const std::string& each) { return heard.contains(each); });
+        if (!error.empty()) {
+          EXPECT_TRUE(heard.empty());
+        } else if (hasSet) {
+          EXPECT_EQ(told, changed);
+        } else {
+          EXPECT_TRUE(std::ranges::includes(told, changed));
+        }
+        EXPECT_LE(heard.count(property->name), 1U);
+        EXPECT_TRUE(heard.contains(property->name) || before == after);
+        if (!hasSet) continue;
+        const Arrays arguments{other, HostArray::text(property->name), value};
+        EXPECT_EQ(errorOf([&] { tessel::callFunction("set", arguments, 0); }), error);
+        EXPECT_EQ(alsoHeard, heard);
+        EXPECT_EQ(stateOf(other), after);
+      }
+    }
+  }
 }
 
 }  // namespace

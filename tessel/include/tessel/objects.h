@@ -33,8 +33,9 @@ class TESSEL_API HostObject : public std::enable_shared_from_this<HostObject> {
   virtual std::shared_ptr<HostObject> clone() const = 0;
 
   using Listener = std::function<void(HostObject&, const std::string& property)>;
-  /// Calls `listener` after each change event of `property`.
+  /// Calls `listener` after each change event of `property`; after those of every property when that is empty.
   void addListener(std::string property, Listener listener);
+  bool hasListeners() const { return !listeners_.empty(); }
   /// Tells the listeners that the value of `property` has changed.
   void signalPropertyChange(std::string_view property);
 
@@ -55,7 +56,13 @@ inline constexpr const char* kBool = "bool";             ///< logical or numeric
 inline constexpr const char* kString = "string";         ///< char row
 inline constexpr const char* kArray = "Tessel array";    ///< any array, as it is
 inline constexpr const char* kRealPoint = "real point";  ///< two real numbers
+inline constexpr const char* kRest = "...";              ///< of a constructor alone: any further arguments
 }  // namespace property_type
+
+/// What an error says.
+struct ErrorText {
+  std::string identifier, text;
+};
 
 struct PropertyInfo {
   std::string name;
@@ -65,7 +72,8 @@ struct PropertyInfo {
   std::function<HostArray(HostObject&)> get;
   std::function<void(HostObject&, const HostArray&)> set;  ///< empty: read-only
   std::string help;
-  bool hidden = false;  ///< not listed, still usable
+  bool hidden = false;                                ///< not listed, still usable
+  ErrorText readOnly{"Tessel:readOnlyProperty", {}};  ///< of a read-only one; the host words an empty text
 };
 
 struct MethodInfo {
@@ -86,7 +94,7 @@ struct ElementAccess {
   bool (*assign)(HostObject& object, Subscripts subscripts, const HostArray& value);
 };
 
-/// One accepted list of constructor arguments, by type names as in PropertyInfo.
+/// One accepted list of constructor arguments, by type names as in PropertyInfo; the last may be `kRest`.
 using ConstructorSignature = std::vector<std::string>;
 
 /// Rows with a `name` in order of registration, found by name.
@@ -115,11 +123,18 @@ class TESSEL_API HostClass {
 
   void addConstructor(ConstructorSignature signature) { constructors_.push_back(std::move(signature)); }
   const std::vector<ConstructorSignature>& constructors() const { return constructors_; }
+  /// What `create` raises where no constructor takes so many arguments; without it "Tessel:TooManyInputs".
+  void setArgumentError(ErrorText error) { argumentError_ = std::move(error); }
+  /// What is raised for a value that should be an object of this class and is none; without it
+  /// "Tessel:invalidPropertyValue".
+  void setMismatchError(ErrorText error) { mismatchError_ = std::move(error); }
+  const std::optional<ErrorText>& mismatchError() const { return mismatchError_; }
   /// Makes an instance; called with the arguments of `create`. A class without one is abstract.
   void setFactory(std::function<std::shared_ptr<HostObject>(Arrays& arguments)> factory) {
     factory_ = std::move(factory);
   }
-  /// Raises "Tessel:abstractClass" for a class without factory; what the factory raises passes on.
+  /// Raises "Tessel:abstractClass" for a class without factory, and the class's argument error where it has
+  /// constructors and none of as many arguments; what the factory raises passes on.
   HostArray create(Arrays arguments) const;
 
   /// Names must be new in this class ("Tessel:propertyExists", "Tessel:methodExists" otherwise); one of the
@@ -146,6 +161,7 @@ class TESSEL_API HostClass {
   const HostClass* superclass_;
   bool isValueClass_ = false;
   std::vector<ConstructorSignature> constructors_;
+  std::optional<ErrorText> argumentError_, mismatchError_;
   std::function<std::shared_ptr<HostObject>(Arrays&)> factory_;
   NamedRows<PropertyInfo> properties_;
   NamedRows<MethodInfo> methods_;
