@@ -82,8 +82,17 @@ TEST(StoredIntegers, ChunksCarryEveryWordAndReadBack) {
     const auto chunkMode =
         x.getNumericType().wordLength() <= 128 && random.coin() ? ChunkMode::Fixed128 : ChunkMode::AsNeeded;
     const auto dimensionMode = random.coin() ? DimensionMode::FirstDimension : DimensionMode::NewDimension;
-    const HostArray chunks = x.getIntArrayHostArray(chunkMode, dimensionMode);
+    HostArray chunks = x.getIntArrayHostArray(chunkMode, dimensionMode);
     expectPatterns(chunks, x, false);
+    if (chunkMode == ChunkMode::AsNeeded && dimensionMode == DimensionMode::FirstDimension) {
+      HostArray extended = chunks;
+      addSignExtension32BitIntArray(extended, x.getNumericType());
+      expectPatterns(extended, x, x.getNumericType().wordLength() > 32);
+      removeSignExtension32BitIntArray(extended, x.getNumericType());
+      expectPatterns(extended, x, false);
+      // What stands above the word does not count.
+      if (random.coin()) addSignExtension32BitIntArray(chunks, x.getNumericType());
+    }
     fi back(x.dims().data(), x.numDims(), x.getNumericType());
     back.setIntArrayHostArray(chunks, chunkMode, dimensionMode);
     EXPECT_EQ(contents(back), contents(x)) << x.getNumericType().tostring();

@@ -262,8 +262,26 @@ TEST(Indexing, ComplexityFollowsTheRightHandSide) {
   EXPECT_EQ(contents(x), "1x3x 1+i0 4+i-5 3+i0");
   x.subsasgn(indexOf({HostArray::scalar(2)}), HostArray::scalar(7));
   EXPECT_EQ(contents(x), "1x3x 1+i0 7+i0 3+i0");
-  x.subsasgn(indexOf({HostArray::text(":")}), x);
-  EXPECT_EQ(contents(x), "1x3x 1+i0 7+i0 3+i0");
+}
+
+TEST(Indexing, AnArrayIsAssignedIntoItselfByPositions) {
+  for (const int wordLength : {16, 60}) {
+    // More than two blocks, each element elsewhere.
+    const auto count = 2100U;
+    std::vector<double> ramp(count), places(count);
+    for (unsigned k = 0; k < count; ++k) ramp[k] = k, places[k] = count - k;
+    const HostArray values = row(ramp), backwards = row(places);
+    const fi original(&values, NumericType(true, wordLength, 0));
+    fi x(original), y(original), z(original), shifted(original);
+    x.subsasgn(indexOf({backwards}), x);
+    for (double& place : places) place = -place;
+    y.subscriptedOverwriteAssignment(row(places), y);
+    z.subscriptedGrowAssignment(row(places), z);
+    const fi expected = original.subscriptedReference(backwards);
+    for (const fi* each : {&x, &y, &z}) EXPECT_EQ(contents(*each), contents(expected));
+    shifted.copydata(shifted);
+    EXPECT_EQ(contents(shifted), contents(original));
+  }
 }
 
 TEST(Indexing, PositionOperationsCheckTheirPositions) {
