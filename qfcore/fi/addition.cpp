@@ -268,6 +268,7 @@ fi& fi::diffEquals(const fi& a, const fi& b, fi& sumRegister) {
 
 template <class Operation>
 fi& fi::inPlace(const fi& b) {
+  if (&b != this && sharesElementsWith(b)) return inPlace<Operation>(b.detached());
   errorIfMathMismatch(*this, b);
   errorIfScaledDoubleSlopeBiasMath(*this, b);
   const bool slopeBias = isSlopeBias() || b.isSlopeBias();

@@ -91,8 +91,8 @@ fi fi::complex(const fi& imaginary) const {
   fi result = unset(shape.dims_, true);
   copyElements(result, ElementVisit::from(0), visit(*this), shape.numel_);
   result.assignLogged("complex", [&] {
-    result.storePart(result, result.imagPart_, ElementVisit::from(0), imaginary, imaginary.realPart_,
-                     visit(imaginary), shape.numel_);
+    result.storePart(result.imagPart_, ElementVisit::from(0), imaginary, imaginary.realPart_, visit(imaginary),
+                     shape.numel_);
   });
   return result;
 }
@@ -118,17 +118,16 @@ fi fi::stridesort(bool ascending, unsigned stride, unsigned length, HostArray* i
 /// Orders complex values by magnitude, then by angle from −π to π; exactly, by squares that lose no bit.
 class ComplexOrder {
  public:
-  ComplexOrder(const fi& values, unsigned first)
+  explicit ComplexOrder(const fi& values)
       : re_(values.realPart(), CopyIndex{}),
         im_(values.imagPart(), CopyIndex{}),
-        first_(first),
         squares_(values.numel(), 2 * std::max(values.realPart().getprecision(), 26U) + 1, NumberVector{}),
         other_(squares_, CopyIndex{}) {
     number square(0.0, squares_.getprecision(), false);
     for (unsigned k = 0; k < values.numel(); ++k) {
-      squares_[k] = re_[first + k];
+      squares_[k] = re_[k];
       squares_ *= re_;
-      square = im_[first + k];
+      square = im_[k];
       square *= im_;
       squares_ += square;
     }
@@ -136,22 +135,21 @@ class ComplexOrder {
 
   bool comesBefore(unsigned a, unsigned b) const {
     if (squares_[a] != other_[b]) return squares_ < other_;
-    const bool aIsBelow = im_[first_ + a].isnegative(), bIsBelow = im_[first_ + b].isnegative();
+    const bool aIsBelow = im_[a].isnegative(), bIsBelow = im_[b].isnegative();
     if (aIsBelow != bIsBelow) return aIsBelow;
     // On one half of a circle the angle grows with the real part below the axis, and falls above it.
-    const number left(re_[first_ + a]);
-    return aIsBelow ? left < re_[first_ + b] : re_[first_ + b] < left;
+    const number left(re_[a]);
+    return aIsBelow ? left < re_[b] : re_[b] < left;
   }
 
  private:
   number re_, im_;
-  unsigned first_;
   number squares_, other_;
 };
 
 fi fi::sortedComplex(bool ascending, unsigned stride, unsigned length, double* index) const {
   if (isSlopeBias()) fail<message::complexSlopeBias>("sort");
-  const ComplexOrder order(*this, origin());
+  const ComplexOrder order(*this);
   std::vector<unsigned> positions(numel_), sequence(length);
   forEachSequence(numel_, stride, length, [&](std::size_t start) {
     const auto at = [&](unsigned place) { return static_cast<unsigned>(start) + place * stride; };

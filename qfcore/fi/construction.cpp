@@ -6,6 +6,7 @@
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/elementvisit.h"
+#include "qfcore/fi/messages.h"
 #include "qfcore/fi/paths/blocks.h"
 
 namespace embedded {
@@ -189,44 +190,70 @@ fi::fi(const HostArray* values, const NumericType& type, const fimath& math, con
 fi::fi(const fi& other)
     : realPart_(other.realPart_, NumberVector{}),
       imagPart_(other.imagPart_, NumberVector{}),
-      isReal_(other.isReal_),
-      isAutoScaled_(other.isAutoScaled_),
-      isDataSetByPair_(other.isDataSetByPair_),
+      isReal_(other.isreal()),
+      isAutoScaled_(other.isAutoScaled()),
+      isDataSetByPair_(other.isDataSetByPair()),
       dims_(other.dims_),
       fimath_(other.fimath_),
       assignmentQuantizer_(other.getAssignmentQuantizer()),
-      lastPropertySet_(other.lastPropertySet_) {
+      lastPropertySet_(other.getLastPropertySet()) {
   updateNumel();
 }
 
+namespace {
+
+number taken(number& part, bool isView) {
+  return isView ? number(part, NumberVector{}) : number(std::move(part));
+}
+
+}  // namespace
+
 fi::fi(fi&& other) noexcept
-    : realPart_(std::move(other.realPart_)),
-      imagPart_(std::move(other.imagPart_)),
-      isReal_(other.isReal_),
-      isAutoScaled_(other.isAutoScaled_),
-      isDataSetByPair_(other.isDataSetByPair_),
-      dims_(std::move(other.dims_)),
+    : realPart_(taken(other.realPart_, other.isView_)),
+      imagPart_(taken(other.imagPart_, other.isView_)),
+      isReal_(other.isView_ ? other.isreal() : other.isReal_),
+      isAutoScaled_(other.isAutoScaled()),
+      isDataSetByPair_(other.isDataSetByPair()),
+      dims_(other.dims_),
       fimath_(other.fimath_),
-      assignmentQuantizer_(std::move(other.assignmentQuantizer_)),
+      assignmentQuantizer_(other.isView_ ? quantizer(other.getAssignmentQuantizer())
+                                         : quantizer(std::move(other.assignmentQuantizer_))),
       numel_(other.numel_),
       maxDim_(other.maxDim_),
       rows_(other.rows_),
       cols_(other.cols_),
-      lastPropertySet_(other.lastPropertySet_),
-      arithmeticState_(std::move(other.arithmeticState_)) {}
+      lastPropertySet_(other.getLastPropertySet()),
+      arithmeticState_(std::move(other.arithmeticState_)) {
+  if (!other.isView_) other.becomeEmpty();
+}
+
+void fi::becomeEmpty() noexcept {
+  const unsigned precision = realPart_.getprecision();
+  for (number* part : {&realPart_, &imagPart_}) number(0U, precision, NumberVector{}).swap(*part);
+  isReal_ = true;
+  dims_.assign(2, 0U);
+  updateNumel();
+}
 
 fi& fi::operator=(const fi& other) {
   if (this != &other) *this = fi(other);
   return *this;
 }
 
-fi& fi::operator=(fi&& other) noexcept {
+fi& fi::operator=(fi&& other) {
+  if (isView_) {
+    errorIfViewCannotTake(other.dims_, other.getNumericType(), other.iscomplex());
+    takeElements(other.realPart_.sharesValuesWith(realPart_) ? other.detached() : other);
+    return *this;
+  }
+  if (other.isView_) return *this = fi(other);
+  if (this == &other) return *this;
   realPart_.swap(other.realPart_);
   imagPart_.swap(other.imagPart_);
   isReal_ = other.isReal_;
   isAutoScaled_ = other.isAutoScaled_;
   isDataSetByPair_ = other.isDataSetByPair_;
-  dims_ = std::move(other.dims_);
+  dims_ = other.dims_;
   fimath_ = other.fimath_;
   assignmentQuantizer_ = std::move(other.assignmentQuantizer_);
   numel_ = other.numel_;
@@ -235,6 +262,7 @@ fi& fi::operator=(fi&& other) noexcept {
   cols_ = other.cols_;
   lastPropertySet_ = other.lastPropertySet_;
   arithmeticState_ = std::move(other.arithmeticState_);
+  other.becomeEmpty();
   return *this;
 }
 
@@ -242,13 +270,14 @@ fi::fi(const fi& other, CopyIndex)
     : realPart_(other.realPart_, CopyIndex{}),
       imagPart_(other.imagPart_, CopyIndex{}),
       isReal_(other.isreal()),
-      isAutoScaled_(other.isAutoScaled_),
-      isDataSetByPair_(other.isDataSetByPair_),
+      isAutoScaled_(other.isAutoScaled()),
+      isDataSetByPair_(other.isDataSetByPair()),
       dims_(other.dims_),
       fimath_(other.fimath_),
       assignmentQuantizer_(other.getAssignmentQuantizer()),
       assignmentQuantizerInUse_(&other.getAssignmentQuantizer()),
-      lastPropertySet_(other.lastPropertySet_) {
+      lastPropertySet_(other.getLastPropertySet()),
+      isView_(true) {
   updateNumel();
 }
 
@@ -278,6 +307,26 @@ fi::fi(const fi& other, CopyImag)
 
 fi::~fi() = default;
 
+// ------------------------------------------------------------------------------------------------------- views
+
+void fi::errorIfViewCannotTake(const Shape& dims, const NumericType& type, bool isComplex) const {
+  const bool becomesComplex = isComplex && isreal();
+  if (isView_ && (dims != dims_ || !type.isequal(getNumericType()) || (becomesComplex && !target_)))
+    fail<message::viewChangesTarget>();
+}
+
+fi fi::replacement(const Shape& dims, bool isComplex) const {
+  errorIfViewCannotTake(dims, getNumericType(), isComplex);
+  return unset(dims, isComplex);
+}
+
+void fi::takeElements(const fi& source) {
+  const bool keepsImaginaryParts = iscomplex() && !seesAll();
+  if (source.iscomplex() || !keepsImaginaryParts) coordinateComplexity(source.iscomplex(), numel_);
+  source.copyElements(*this, ElementVisit::from(0), ElementVisit::from(0), numel_);
+  if (source.isreal()) fillWithZeroValue(imagPart_);
+}
+
 // -------------------------------------------------------------------------------------- type, precision, shape
 
 void fi::setIsReal(bool isReal) { isReal_ = isReal; }
@@ -288,6 +337,8 @@ void fi::setIndex(unsigned index) const {
 }
 
 void fi::coordinateComplexity(bool isComplex, unsigned count) {
+  if (isView_ && isComplex != iscomplex()) fail<message::viewChangesTarget>();
+  if (isView_) return;
   const unsigned before = imagPart_.numel();
   imagPart_.resize(isComplex ? count : 0);
   setIsReal(!isComplex);
@@ -303,11 +354,15 @@ unsigned fi::getPrecision() const {
 }
 
 void fi::setPrecision(unsigned precision) {
+  if (isView_ && precision != realPart_.getprecision()) fail<message::viewChangesTarget>();
+  if (isView_) return;
   realPart_.resize(numel_, precision);
   if (iscomplex()) imagPart_.resize(numel_, precision);
 }
 
 void fi::updateAssignmentQuantizer(const NumericType& type) {
+  errorIfViewCannotTake(dims_, type, iscomplex());
+  if (target_) return target_->updateAssignmentQuantizer(type);
   assignmentQuantizer_.set(type, fimath_.roundMode(), fimath_.overflowMode());
 }
 
@@ -315,11 +370,13 @@ void fi::updateAssignmentQuantizer() { updateAssignmentQuantizer(NumericType(get
 
 void fi::setFimath(const fimath& math) {
   fimath_ = math;
+  if (target_) return target_->setFimath(math);
   updateAssignmentQuantizer();
 }
 
 void fi::setNumericType(const NumericType& type) {
   if (type.isequal(getNumericType())) return;
+  if (isView_) fail<message::viewChangesTarget>();
   NumericType target(type);
   if (type.isFixedOrScaledDouble() && type.isScalingUnspecified())
     target.setBestPrecision(getDoubleHostArray());
@@ -338,10 +395,11 @@ void fi::setNumericType(const NumericType& type) {
 void fi::setLastPropertySet(PropertyEnum property) {
   const int place = static_cast<int>(property);
   if (place < kFirstProperty || place > kLastProperty) fail<kBadProperty>(kFirstProperty, kLastProperty, place);
-  lastPropertySet_ = property;
+  owner().lastPropertySet_ = property;
 }
 
 void fi::copyDimensions(const unsigned* dims, unsigned numDims) {
+  errorIfViewCannotTake(Shape(dims, dims + numDims), getNumericType(), iscomplex());
   dims_.assign(dims, dims + numDims);
   updateNumel();
 }
@@ -373,6 +431,11 @@ void fi::checkElementwiseSize(const fi& other) const {
 
 void fi::resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, const NumericType& type,
                        const fimath& math, bool isComplex) {
+  errorIfViewCannotTake(Shape(dims, dims + numDims), Signed(type), isComplex);
+  if (isView_) {
+    coordinateComplexity(isComplex || (iscomplex() && !seesAll()), numel_);
+    return setFimath(math);
+  }
   const unsigned precision = precisionOf(type);
   number::setDefaultPrecision(precision, false);
   const bool fits =

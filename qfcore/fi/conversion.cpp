@@ -30,12 +30,11 @@ double fi::realWorld(const number& held) const {
 /// An array of `Element` whose elements `convert` makes of the real-world values.
 template <class Element, class Convert>
 HostArray fi::exported(Convert convert) const {
-  const unsigned first = origin();
   const NumericType& type = getNumericType();
   const tessel::Dimensions dims(dims_.begin(), dims_.end());
   return exportedParts<Element>(*this, dims, [&](const number& part, Element* target) {
     if (!areDoubles(*this)) {
-      for (unsigned k = 0; k < numel_; ++k) target[k] = convert(realWorld(part[first + k]));
+      for (unsigned k = 0; k < numel_; ++k) target[k] = convert(realWorld(part[k]));
     } else if (isSlopeBias()) {
       const double factor = type.slopeAdjustmentFactor(), bias = type.bias();
       transformValues(valuesOf(*this, part), target, numel_,
@@ -57,18 +56,17 @@ HostArray fi::getSingleHostArray() const {
 HostArray fi::getBooleanHostArray() const {
   using EmbeddedTypeSystem::DataTypeEnum;
   NumericType::errorIfComplexLogical(DataTypeEnum::Boolean, iscomplex());
-  const unsigned first = origin();
   const bool isOneByOne = !areDoubles(*this) || isSlopeBias();
   if (isOneByOne ||
       anyOf(valuesOf(*this, realPart_), numel_, [](double value) { return !std::isfinite(value); })) {
     for (unsigned k = 0; k < numel_; ++k)
-      NumericType::checkNaNInf(DataTypeEnum::Boolean, realWorld(realPart_[first + k]));
+      NumericType::checkNaNInf(DataTypeEnum::Boolean, realWorld(realPart_[k]));
   }
   HostArray result = exported<bool>([](double value) { return value != 0; });
   // A wide value may be smaller than every double.
   if (numel_ == 0 || !realPart_.multiprecision() || isSlopeBias()) return result;
   bool* truths = result.mutableReal<bool>();
-  for (unsigned k = 0; k < numel_; ++k) truths[k] = !realPart_[first + k].iszero();
+  for (unsigned k = 0; k < numel_; ++k) truths[k] = !realPart_[k].iszero();
   return result;
 }
 
@@ -93,7 +91,7 @@ void fi::setIntHostArray(const HostArray& stored) {
 }
 
 void fi::setHostValues(const HostArray& values, ValueMeaning meaning) {
-  fi replaced = unset(shapeOf(values), values.isComplex());
+  fi replaced = replacement(shapeOf(values), values.isComplex());
   replaced.assignLogged(kAssignment, [&] { replaced.storeHostValues(values, meaning); });
   replaceElements(std::move(replaced));
 }
@@ -113,6 +111,11 @@ fi fi::blank(const Shape& dims, bool isComplex) const {
 }
 
 void fi::replaceElements(fi&& source) {
+  if (isView_) {
+    takeElements(source);
+    getQlogger().merge(source.getQlogger());
+    return;
+  }
   realPart_.swap(source.realPart_);
   imagPart_.swap(source.imagPart_);
   setIsReal(source.isreal());

@@ -34,6 +34,11 @@ struct CopyElement {};
 /// array operations on the whole. Every value stored has passed the assignment quantizer, so it lies in the
 /// type.
 ///
+/// A view has its own header and cursor and another array's elements. What is done to elements, complexity,
+/// settings, tag or record through a view is done to that array; what would give the view another shape or type
+/// raises "numforge:fi:FiReference:changesTarget". Views are good until the array is given other elements as a
+/// whole, or another shape or type.
+///
 /// Every operation that fails leaves its operands as they were. Errors are ErrorIdException.
 class QFCORE_API fi {
  public:
@@ -92,12 +97,15 @@ class QFCORE_API fi {
   /// best precision for the data. Raises "numforge:fi:constructor:numeric" for other classes.
   fi(const tessel::HostArray* values, const NumericType& type, const fimath& math = fimath::getDefaultFimath(),
      const std::string& tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
-  /// A deep copy.
+  /// A deep copy; of a view, of the elements that it sees.
   fi(const fi& other);
+  /// The other array is empty afterwards; a view is copied.
   fi(fi&& other) noexcept;
+  /// Becomes what `other` is. A view, whose shape and type stay, takes its elements alone.
   fi& operator=(const fi& other);
-  fi& operator=(fi&& other) noexcept;
-  /// A view: own header and cursor, the elements shared with `other`, whose assignment quantizer it uses.
+  fi& operator=(fi&& other);
+  /// A view: own header and cursor, the elements shared with `other`, whose assignment quantizer it uses. It
+  /// cannot become complex.
   fi(const fi& other, CopyIndex);
   /// A single element: the one at the cursor of `other`, every dimension 1.
   fi(const fi& other, CopyElement);
@@ -129,22 +137,22 @@ class QFCORE_API fi {
   number& imagPart() { return imagPart_; }
   const number& imagPart() const { return imagPart_; }
   const std::string& tag() const { return getQlogger().tag(); }
-  void setTag(std::string tag) { assignmentQuantizer_.logger().setTag(std::move(tag)); }
+  void setTag(std::string tag) { owner().assignmentQuantizer_.logger().setTag(std::move(tag)); }
   std::size_t getNoverflows() const { return getQlogger().noverflows(); }
   std::size_t getNunderflows() const { return getQlogger().nunderflows(); }
   std::size_t getNoperations() const { return getQlogger().noperations(); }
   std::size_t getNmathoperations() const { return getQlogger().nmathoperations(); }
   /// Raises "numforge:fi:setLastPropertySet:BadEnum" outside −1 to 48.
   void setLastPropertySet(PropertyEnum property);
-  PropertyEnum getLastPropertySet() const { return lastPropertySet_; }
+  PropertyEnum getLastPropertySet() const { return owner().lastPropertySet_; }
   /// Whether the fraction length was chosen by best precision.
-  bool isAutoScaled() const { return isAutoScaled_; }
-  void setAutoScaled(bool isAutoScaled) { isAutoScaled_ = isAutoScaled; }
+  bool isAutoScaled() const { return owner().isAutoScaled_; }
+  void setAutoScaled(bool isAutoScaled) { owner().isAutoScaled_ = isAutoScaled; }
   /// Whether a name/value pair gave the values.
-  bool isDataSetByPair() const { return isDataSetByPair_; }
-  void setDataSetByPair(bool byPair) { isDataSetByPair_ = byPair; }
+  bool isDataSetByPair() const { return owner().isDataSetByPair_; }
+  void setDataSetByPair(bool byPair) { owner().isDataSetByPair_ = byPair; }
   /// The array's own logging switch, which counts where the module-wide one is off.
-  void setLogging(bool on) { assignmentQuantizer_.logger().setAlwaysOn(on); }
+  void setLogging(bool on) { owner().assignmentQuantizer_.logger().setAlwaysOn(on); }
 
   // ----------------------------------------------------------------------------------------------------- shape
   const Shape& dims() const { return dims_; }
@@ -170,8 +178,6 @@ class QFCORE_API fi {
   void checkElementwiseSize(const fi& other) const;
   /// 1 for complex, 0 for real.
   int getComplexity() const { return iscomplex(); }
-  /// The place of element 0 in the storage; a column view does not start at 0.
-  unsigned origin() const { return origin_; }
   /// Replaces the sizes; the storage stays as it is. Ends with `updateNumel`.
   void copyDimensions(const unsigned* dims, unsigned numDims);
   void updateNumel();
@@ -205,7 +211,7 @@ class QFCORE_API fi {
   void assignElement(const fi& source);
   /// The real-world value of the element at the cursor, rounded to a double.
   double realWorldReal() const { return realWorld(realPart_); }
-  double realWorldImag() const { return isReal_ ? 0.0 : realWorld(imagPart_); }
+  double realWorldImag() const { return isreal() ? 0.0 : realWorld(imagPart_); }
 
   /// Makes every operation take its element-by-element path, whose results, counts and extremes array paths
   /// must equal. For tests and diagnosis.
@@ -636,6 +642,14 @@ class QFCORE_API fi {
  protected:
   static bool sElementPathOnly;
   bool isSlopeBias() const { return getNumericType().isSlopeBias(); }
+  /// Whether no array has elements besides those that are seen here.
+  bool seesAll() const {
+    return !isView_ ||
+           (target_ && numel_ == target_->numel_ && sharesElementsWith(*target_) && target_->seesAll());
+  }
+  /// The array whose elements, type and record these are: this one, or the target of a view.
+  fi& owner() { return target_ ? target_->owner() : *this; }
+  const fi& owner() const { return target_ ? target_->owner() : *this; }
 
   number realPart_, imagPart_;
   bool isReal_ = true;
@@ -645,8 +659,9 @@ class QFCORE_API fi {
   quantizer assignmentQuantizer_;
   const quantizer* assignmentQuantizerInUse_ = &assignmentQuantizer_;
   unsigned numel_ = 0, maxDim_ = 0, rows_ = 0, cols_ = 0;
-  unsigned origin_ = 0;
   PropertyEnum lastPropertySet_{-1};
+  bool isView_ = false;
+  fi* target_ = nullptr;  // what an FiReference refers to
 
  private:
   /// Values without meaning, which the maker sets.
@@ -659,8 +674,18 @@ class QFCORE_API fi {
   fi blank(const Shape& dims, bool isComplex) const;
   /// The same with values that mean nothing until the maker has set them all.
   fi unset(const Shape& dims, bool isComplex) const;
-  /// The elements in an array of their own; of a column view, the column alone.
+  /// The elements in an array of their own.
   fi detached() const;
+  /// Whether what is written here may be read there: the two are views of one array, or one array.
+  bool sharesElementsWith(const fi& other) const { return realPart_.sharesValuesWith(other.realPart_); }
+  /// Raises "numforge:fi:FiReference:changesTarget" where this is a view that cannot take such elements.
+  void errorIfViewCannotTake(const Shape& dims, const NumericType& type, bool isComplex) const;
+  /// An array of this type to fill and then `replaceElements` with: as `unset`, once that is known to be
+  /// allowed.
+  fi replacement(const Shape& dims, bool isComplex) const;
+  /// The view's elements and, as far as it sees all, its target's complexity become those of `source`.
+  void takeElements(const fi& source);
+  void becomeEmpty() noexcept;
   template <class Element, class Convert>
   tessel::HostArray exported(Convert convert) const;
   template <class Element>
@@ -675,7 +700,7 @@ class QFCORE_API fi {
   /// Assigns elements of `rhs` to `into`, this array or one of its type; logged by the quantizer in use.
   void storeQuantized(fi& into, const ElementVisit& targets, const fi& rhs, const ElementVisit& sources,
                       unsigned count) const;
-  void storePart(fi& into, number& to, const ElementVisit& targets, const fi& rhs, const number& from,
+  void storePart(number& to, const ElementVisit& targets, const fi& rhs, const number& from,
                  const ElementVisit& sources, unsigned count) const;
   /// Hands what a new array has recorded to the module's total of its kind.
   void recordInTotal() const;

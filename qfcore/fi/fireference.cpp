@@ -14,44 +14,47 @@ constexpr Message kBadColumn{"numforge:fi:FiColumnReference:setColumn", "Column 
 
 }  // namespace
 
-FiReference::FiReference(fi& target) : fi(target, CopyIndex{}), target_(&target) {}
+FiReference::FiReference(fi& target) : fi(target, CopyIndex{}) { target_ = &target; }
 
 void FiReference::setIsReal(bool isReal) {
   isReal_ = isReal;
   target_->setIsReal(isReal);
 }
 
-void FiReference::coordinateComplexity(bool isComplex, unsigned count) {
-  target_->coordinateComplexity(isComplex, count);
-  isReal_ = target_->isreal();
+void FiReference::coordinateComplexity(bool isComplex, unsigned) {
+  target_->coordinateComplexity(isComplex, target_->numel());
 }
 
-FiColumnReference::FiColumnReference(fi& target, unsigned startIndex, unsigned length)
-    : FiReference(target), targetNumel_(target.numel()) {
-  if (startIndex > targetNumel_ || length > targetNumel_ - startIndex) fail<kIndexOutOfRange>();
-  origin_ = startIndex;
-  becomeColumn(length);
+FiColumnReference::FiColumnReference(fi& target, unsigned startIndex, unsigned length) : FiReference(target) {
+  if (startIndex > target.numel() || length > target.numel() - startIndex) fail<kIndexOutOfRange>();
+  dims_ = {length, 1U};
+  updateNumel();
+  moveTo(startIndex);
 }
 
-FiColumnReference::FiColumnReference(fi& target, unsigned column)
-    : FiReference(target), targetNumel_(target.numel()) {
+FiColumnReference::FiColumnReference(fi& target, unsigned column) : FiReference(target) {
   if (column > target.cols()) fail<kColumnOutOfRange>();
-  origin_ = column * target.rows();
-  becomeColumn(target.rows());
-}
-
-void FiColumnReference::becomeColumn(unsigned length) {
-  const unsigned dims[] = {length, 1};
-  copyDimensions(dims, 2);
-  setIndex(0);
+  dims_ = {target.rows(), 1U};
+  updateNumel();
+  moveTo(column * target.rows());
 }
 
 void FiColumnReference::setColumn(unsigned column) {
-  if (column >= target_->cols()) fail<kBadColumn>();
-  origin_ = column * rows();
-  setIndex(0);
+  const std::size_t start = std::size_t{column} * rows();
+  if (column >= target_->cols() || start + numel() > target_->numel()) fail<kBadColumn>();
+  moveTo(static_cast<unsigned>(start));
 }
 
-void FiColumnReference::setIndex(unsigned index) const { fi::setIndex(origin_ + index); }
+void FiColumnReference::moveTo(unsigned startIndex) {
+  startIndex_ = startIndex;
+  const bool exists = startIndex + numel() <= target_->numel();
+  const auto see = [&](number& part, const number& whole) {
+    number seen = exists ? number(whole, CopyIndex{}, startIndex, numel())
+                         : number(numel(), whole.getprecision(), NumberVector{});
+    seen.swap(part);
+  };
+  see(realPart_, target_->realPart());
+  see(imagPart_, target_->imagPart());
+}
 
 }  // namespace embedded

@@ -6,7 +6,7 @@
 namespace embedded {
 
 /// A view of a whole array: reads and writes reach the target's elements; the cursor is its own. Must not
-/// outlive it.
+/// outlive it. What it may do is told with `fi`.
 class QFCORE_API FiReference : public fi {
  public:
   explicit FiReference(fi& target);
@@ -14,13 +14,11 @@ class QFCORE_API FiReference : public fi {
   FiReference& operator=(const FiReference&) = delete;
   void setIsReal(bool isReal) override;
   const quantizer& getAssignmentQuantizer() const override { return target_->getAssignmentQuantizer(); }
+  /// Of the whole target, whatever the count.
   void coordinateComplexity(bool isComplex, unsigned count) override;
   bool isreal() const override { return target_->isreal(); }
   bool iscomplex() const override { return target_->iscomplex(); }
   const qlogger& getQlogger() const override { return target_->getQlogger(); }
-
- protected:
-  fi* target_;
 };
 
 /// A view of consecutive elements as a column; its indices count from its own start.
@@ -30,17 +28,16 @@ class QFCORE_API FiColumnReference : public FiReference {
   /// "numforge:fi:FiColumnReference:IndexOutOfRange".
   FiColumnReference(fi& target, unsigned startIndex, unsigned length);
   /// Column `column`, from 0. Raises "numforge:fi:FiColumnReference:ColumnNumberOutOfRange" when it exceeds the
-  /// column count; the count itself passes.
+  /// column count; the count itself passes, and the view has elements of its own until `setColumn`.
   FiColumnReference(fi& target, unsigned column);
   /// Moves the view to another column of its own length. Raises "numforge:fi:FiColumnReference:setColumn".
   void setColumn(unsigned column);
-  void setIndex(unsigned index) const override;
-  unsigned startIndex() const { return origin(); }
+  unsigned startIndex() const { return startIndex_; }
 
  private:
-  void becomeColumn(unsigned length);
+  void moveTo(unsigned startIndex);
 
-  unsigned targetNumel_;
+  unsigned startIndex_ = 0;
 };
 
 }  // namespace embedded

@@ -174,19 +174,18 @@ fi fi::rearranged(const Shape& dims, const std::vector<unsigned>& positions) con
 
 void fi::copyElements(fi& into, const ElementVisit& targets, const ElementVisit& sources,
                       unsigned count) const {
-  const unsigned first = origin();
   const auto copyPart = [&](number& to, const number& from) {
     double* target = to.doubles();
     const double* source = from.doubles();
     if (target && source && targets.isInStep() && sources.isInStep()) {
-      std::copy_n(source + first + sources[0], count, target + targets[0]);
+      std::copy_n(source + sources[0], count, target + targets[0]);
     } else if (target && source) {
       for (unsigned k = 0; k < count; ++k) {
-        if (const unsigned s = sources[k]; s != kNoElement) target[targets[k]] = source[first + s];
+        if (const unsigned s = sources[k]; s != kNoElement) target[targets[k]] = source[s];
       }
     } else {
       for (unsigned k = 0; k < count; ++k) {
-        if (const unsigned s = sources[k]; s != kNoElement) to[targets[k]] = from[first + s];
+        if (const unsigned s = sources[k]; s != kNoElement) to[targets[k]] = from[s];
       }
     }
   };
@@ -209,65 +208,62 @@ void fi::errorIfNotAssignable(const fi& rhs) const {
   const DataTypeEnum dataType = getNumericType().dataType();
   NumericType::errorIfComplexLogical(dataType, rhs.iscomplex());
   if (!rhs.getNumericType().isFloat() && !rhs.getNumericType().isScaledDouble()) return;
-  const unsigned first = rhs.origin();
   for (unsigned k = 0; k < rhs.numel_; ++k) {
-    NumericType::checkNaNInf(dataType, rhs.realPart_[first + k].todouble());
-    if (rhs.iscomplex()) NumericType::checkNaNInf(dataType, rhs.imagPart_[first + k].todouble());
+    NumericType::checkNaNInf(dataType, rhs.realPart_[k].todouble());
+    if (rhs.iscomplex()) NumericType::checkNaNInf(dataType, rhs.imagPart_[k].todouble());
   }
 }
 
-void fi::storePart(fi& into, number& to, const ElementVisit& targets, const fi& rhs, const number& from,
+void fi::storePart(number& to, const ElementVisit& targets, const fi& rhs, const number& from,
                    const ElementVisit& sources, unsigned count) const {
   const quantizer& q = *assignmentQuantizerInUse_;
-  const unsigned toFirst = into.origin(), fromFirst = rhs.origin();
   double* target = to.doubles();
   const double* source = from.doubles();
   if (isSlopeBias() || rhs.isSlopeBias()) {
     for (unsigned k = 0; k < count; ++k) {
-      assignPart(to[toFirst + targets[k]], from[fromFirst + sources[k]], rhs.getNumericType());
+      assignPart(to[targets[k]], from[sources[k]], rhs.getNumericType());
     }
     return;
   }
   if (!areDoubles(rhs) || !target || !q.isDoubleBacked()) {
     if (sources.isInStep() && targets.isInStep() && !sElementPathOnly) {
-      return q.quantize(from, fromFirst + sources[0], to, toFirst + targets[0], count);
+      return q.quantize(from, sources[0], to, targets[0], count);
     }
-    for (unsigned k = 0; k < count; ++k) q.quantize(from[fromFirst + sources[k]], to[toFirst + targets[k]]);
+    for (unsigned k = 0; k < count; ++k) q.quantize(from[sources[k]], to[targets[k]]);
     return;
   }
   Block block;
   forEachBlock(count, [&](std::size_t begin, std::size_t size) {
     const auto first = static_cast<unsigned>(begin);
     if (sources.isInStep()) {
-      q.quantize(source + fromFirst + sources[first], block.data(), size);
+      q.quantize(source + sources[first], block.data(), size);
     } else {
-      for (unsigned i = 0; i < size; ++i) block[i] = source[fromFirst + sources[first + i]];
+      for (unsigned i = 0; i < size; ++i) block[i] = source[sources[first + i]];
       q.quantize(block.data(), size);
     }
     if (targets.isInStep()) {
-      std::copy_n(block.data(), size, target + toFirst + targets[first]);
+      std::copy_n(block.data(), size, target + targets[first]);
     } else {
-      for (unsigned i = 0; i < size; ++i) target[toFirst + targets[first + i]] = block[i];
+      for (unsigned i = 0; i < size; ++i) target[targets[first + i]] = block[i];
     }
   });
 }
 
 void fi::storeQuantized(fi& into, const ElementVisit& targets, const fi& rhs, const ElementVisit& sources,
                         unsigned count) const {
-  storePart(into, into.realPart_, targets, rhs, rhs.realPart_, sources, count);
+  storePart(into.realPart_, targets, rhs, rhs.realPart_, sources, count);
   if (into.isreal()) return;
   if (rhs.iscomplex()) {
-    storePart(into, into.imagPart_, targets, rhs, rhs.imagPart_, sources, count);
+    storePart(into.imagPart_, targets, rhs, rhs.imagPart_, sources, count);
     return;
   }
   const number zero = zeroValue();
-  const unsigned first = into.origin();
-  for (unsigned k = 0; k < count; ++k) into.imagPart_[first + targets[k]] = zero;
+  for (unsigned k = 0; k < count; ++k) into.imagPart_[targets[k]] = zero;
 }
 
 fi& fi::subsasgn(const HostArray& index, const fi& rhs) {
   const HostArray& subscripts = subscriptsOf<kAssignmentParenLast>(index);
-  if (&rhs == this) return subsasgn(index, fi(rhs));
+  if (rhs.sharesElementsWith(*this)) return subsasgn(index, fi(rhs));
   const long long position = rhs.isscalar() ? scalarPosition(subscripts, BeyondEnd::Grows) : -1;
   if (position >= 0) {
     subsasgnScalarIndexing(static_cast<unsigned>(position), rhs);
@@ -306,6 +302,7 @@ void fi::subsasgnScalarIndexing(unsigned position, double rhs) {
 void fi::subsasgnScalarIndexing(unsigned position, const fi& rhs) {
   checkIndex(position);
   rhs.checkIndex(0);
+  if (&rhs == this) return subsasgnScalarIndexing(position, elementAt(0));
   errorIfNotAssignable(rhs);
   if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
   assignLogged(kAssignment, [&] {
@@ -351,7 +348,7 @@ bool fi::overwriteExisting(const HostArray& index, const fi& rhs) {
 }
 
 void fi::subscriptedOverwriteAssignment(const HostArray& positions, const fi& rhs) {
-  if (&rhs == this) return subscriptedOverwriteAssignment(positions, fi(rhs));
+  if (rhs.sharesElementsWith(*this)) return subscriptedOverwriteAssignment(positions, fi(rhs));
   errorIfNotAssignable(rhs);
   if (positions.numel() != numel_) fail<kBadIndex>();
   const AssignmentMap map(positions, *this, rhs);
@@ -368,7 +365,9 @@ void fi::subscriptedOverwriteAssignment(const HostArray& positions, const HostAr
 void fi::subscriptedGrowAssignment(const HostArray& positions, const fi& rhs) {
   errorIfNotAssignable(rhs);
   const AssignmentMap map(positions, *this, rhs);
-  fi grown = blank(shapeOf(positions), iscomplex() || rhs.iscomplex());
+  const bool isComplex = iscomplex() || rhs.iscomplex();
+  errorIfViewCannotTake(shapeOf(positions), getNumericType(), isComplex);
+  fi grown = blank(shapeOf(positions), isComplex);
   copyElements(grown, ElementVisit::from(0), map.kept, grown.numel_);
   assignLogged(kAssignment, [&] {
     storeQuantized(grown, map.targets, rhs, map.sources, static_cast<unsigned>(map.targets.size()));
@@ -385,6 +384,7 @@ void fi::subscriptedGrowAssignmentFromStruct(const HostArray& index, const fi& r
 }
 
 void fi::subscriptedDelete(const HostArray& positions) {
+  errorIfViewCannotTake(shapeOf(positions), getNumericType(), iscomplex());
   replaceElements(rearranged(shapeOf(positions), checkedPositions(*this, positions)));
 }
 
@@ -394,7 +394,7 @@ void fi::subscriptedDeleteFromStruct(const HostArray& index) {
 
 void fi::copydata(const fi& source) {
   errorIfNotAssignable(source);
-  fi replaced = unset(source.dims_, source.iscomplex());
+  fi replaced = replacement(source.dims_, source.iscomplex());
   assignLogged(kAssignment, [&] {
     storeQuantized(replaced, ElementVisit::from(0), source, ElementVisit::from(0), source.numel_);
   });

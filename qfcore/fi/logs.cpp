@@ -43,9 +43,9 @@ void fi::recordInTotal() const {
 }
 
 std::array<fi*, 3> fi::registers() const {
-  if (!arithmeticState_) return {};
-  return {arithmeticState_->sumRegister.get(), arithmeticState_->productRegister.get(),
-          arithmeticState_->productSumRegister.get()};
+  const ArithmeticState* state = owner().arithmeticState_.get();
+  if (!state) return {};
+  return {state->sumRegister.get(), state->productRegister.get(), state->productSumRegister.get()};
 }
 
 std::array<const qlogger*, 4> fi::loggers() const {

@@ -140,7 +140,7 @@ fi fi::operator*(const fi& b) const {
 }
 
 fi& fi::operator*=(const fi& b) {
-  if (&b == this) return *this *= detached();
+  if (sharesElementsWith(b)) return *this *= b.detached();
   errorIfMathMismatch(*this, b);
   errorIfScaledDoubleSlopeBiasMath(*this, b);
   const bool slopeBias = isSlopeBias() || b.isSlopeBias();

@@ -205,8 +205,8 @@ bool fi::base2numByBlocks(const HostArray& text, int base) {
   const auto table = isWide ? readWidePatterns(text, base, q.wordLength()) : readPatterns(text, base, q);
   if (!table) return false;
   NumericType::errorIfComplexLogical(getNumericType().dataType(), table->isComplex);
-  fi replaced =
-      unset({static_cast<unsigned>(table->rows), static_cast<unsigned>(table->columns)}, table->isComplex);
+  fi replaced = replacement({static_cast<unsigned>(table->rows), static_cast<unsigned>(table->columns)},
+                            table->isComplex);
   const auto take = [&](const std::vector<std::uint64_t>& patterns, number& part) {
     if (isWide) return valuesOfPatterns(getNumericType(), patterns, part);
     valuesOfPatterns(q, patterns, part.doubles());
@@ -226,7 +226,7 @@ void fi::base2num(const HostArray& text, int base) {
   const TokenTable table = base2numValidateAndInit(text, base);
   NumericType::errorIfComplexLogical(getNumericType().dataType(), table.isComplex);
   const auto rows = static_cast<unsigned>(table.rows.size());
-  fi replaced = unset({rows, table.valuesEach}, table.isComplex);
+  fi replaced = replacement({rows, table.valuesEach}, table.isComplex);
   const auto read = [&](number& part, unsigned row, unsigned place) {
     if (!replaced.assignmentQuantizerInUse_->base2num(part, table.token(row, place), base))
       failInvalid(row, place);

@@ -197,8 +197,9 @@ bool containsSums(const NumericType& outer, const NumericType& a, const NumericT
 }  // namespace resulttypes
 
 ArithmeticState& fi::arithmeticState() const {
-  if (!arithmeticState_) arithmeticState_ = std::make_unique<ArithmeticState>();
-  return *arithmeticState_;
+  std::unique_ptr<ArithmeticState>& state = owner().arithmeticState_;
+  if (!state) state = std::make_unique<ArithmeticState>();
+  return *state;
 }
 
 void fi::errorIfBooleanMath(const fi& x) {

@@ -116,12 +116,11 @@ fi fi::squeeze() const {
 
 fi fi::transposed() const {
   fi result = unset({cols_, rows_}, iscomplex());
-  const unsigned first = origin();
   if (isvector()) {
     copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
   } else if (double* to = result.realPart_.doubles(); to && realPart_.doubles()) {
-    transposeDoubles(realPart_.doubles() + first, to, rows_, cols_);
-    if (iscomplex()) transposeDoubles(imagPart_.doubles() + first, result.imagPart_.doubles(), rows_, cols_);
+    transposeDoubles(realPart_.doubles(), to, rows_, cols_);
+    if (iscomplex()) transposeDoubles(imagPart_.doubles(), result.imagPart_.doubles(), rows_, cols_);
   } else {
     std::vector<unsigned> row(cols_);
     for (unsigned r = 0; r < rows_; ++r) {

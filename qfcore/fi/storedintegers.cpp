@@ -124,7 +124,6 @@ void withChunksEach(unsigned chunks, Visit visit) {
 template <class Element>
 HostArray fi::exportedIntegers() const {
   const NumericType& type = getNumericType();
-  const unsigned first = origin();
   return exportedParts<Element>(*this, {dims_.begin(), dims_.end()}, [&](const number& part, Element* target) {
     if (areDoubles(*this)) {
       withPow2(type.fractionLength(), [&](auto toStored, auto) {
@@ -133,7 +132,7 @@ HostArray fi::exportedIntegers() const {
       });
     } else {
       for (unsigned k = 0; k < numel_; ++k) {
-        target[k] = static_cast<Element>(part[first + k].fixed2int64(type.wordLength(), type.fractionLength()));
+        target[k] = static_cast<Element>(part[k].fixed2int64(type.wordLength(), type.fractionLength()));
       }
     }
   });
@@ -142,13 +141,12 @@ HostArray fi::exportedIntegers() const {
 /// The stored integers rounded to doubles; of data types without rounding, the values in units of the grid.
 HostArray fi::storedDoubles() const {
   const int exponent = -getNumericType().fixedExponent();
-  const unsigned first = origin();
   return exportedParts<double>(*this, {dims_.begin(), dims_.end()}, [&](const number& part, double* target) {
     if (areDoubles(*this)) {
       withPow2(exponent,
                [&](auto toStored, auto) { transformValues(valuesOf(*this, part), target, numel_, toStored); });
     } else {
-      for (unsigned k = 0; k < numel_; ++k) target[k] = number(part[first + k]).pow2(exponent).todouble();
+      for (unsigned k = 0; k < numel_; ++k) target[k] = number(part[k]).pow2(exponent).todouble();
     }
   });
 }
@@ -192,7 +190,6 @@ HostArray fi::getIntArrayHostArray(IntArrayChunkMode chunkMode, IntArrayDimensio
   const unsigned chunks = chunksEach(type, chunkMode);
   const Dimensions dims = chunkedDims(dims_, chunks, dimensionMode);
   const WordConstants constants(type.wordLength());
-  const unsigned first = origin();
   return exportedParts<std::uint32_t>(*this, dims, [&](const number& part, std::uint32_t* target) {
     if (areDoubles(*this) && type.isFixed()) {
       return withPatterns(type, [&](auto patterns) {
@@ -201,9 +198,8 @@ HostArray fi::getIntArrayHostArray(IntArrayChunkMode chunkMode, IntArrayDimensio
       });
     }
     for (unsigned k = 0; k < numel_; ++k, target += chunks) {
-      part[first + k].fixed2IntArray(target, static_cast<int>(chunks), type.wordLength(),
-                                     type.slopeAdjustmentFactor(), type.fixedExponent(), type.bias(),
-                                     constants.mpTwoToWordLength());
+      part[k].fixed2IntArray(target, static_cast<int>(chunks), type.wordLength(), type.slopeAdjustmentFactor(),
+                             type.fixedExponent(), type.bias(), constants.mpTwoToWordLength());
     }
   });
 }
@@ -220,7 +216,7 @@ void fi::setIntArrayHostArray(const HostArray& chunks, IntArrayChunkMode chunkMo
 
 void fi::setChunks(const HostArray& chunks, const Shape& dims, unsigned chunksPerElement) {
   NumericType::errorIfComplexLogical(getNumericType().dataType(), chunks.isComplex());
-  fi replaced = unset(dims, chunks.isComplex());
+  fi replaced = replacement(dims, chunks.isComplex());
   const auto storePart = [&](number& part, const std::uint32_t* words) {
     if (!areDoubles(replaced) || !getNumericType().isFixed()) {
       return replaced.storeWords(part, words, chunksPerElement);
@@ -271,7 +267,7 @@ void fi::setCorvaneIntArray(const HostArray& stored) {
   if (type.wordLength() > kMaxCorvaneBits) fail<kTooBigForCorvane>();
   const bool isWords = stored.arrayClass() == ArrayClass::Int64 || stored.arrayClass() == ArrayClass::Uint64;
   if (usesCorvaneWords(type) && isWords && areDoubles(*this)) {
-    fi replaced = unset(shapeOf(stored), stored.isComplex());
+    fi replaced = replacement(shapeOf(stored), stored.isComplex());
     const auto storePart = [&](number& part, const void* words) {
       withPatterns(type, [&](auto patterns) {
         transformValues(static_cast<const std::int64_t*>(words), part.doubles(), replaced.numel_,

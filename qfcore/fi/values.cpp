@@ -144,7 +144,7 @@ void fi::storeHostValues(const HostArray& values, ValueMeaning meaning) {
 template <class Element>
 void fi::assignValues(const Element* re, const Element* im, ValueMeaning meaning) {
   // An integer that no double holds is quantized as it is: a double on the way would be a rounding too many.
-  const bool exactly = assignmentQuantizer_.isDoubleBacked() && anyBeyondDoubles(re, im, numel_);
+  const bool exactly = assignmentQuantizerInUse_->isDoubleBacked() && anyBeyondDoubles(re, im, numel_);
   const auto assignPart = [&](number& part, const Element* values) {
     if (part.doubles() && !exactly) {
       assignDoubles(part, values, meaning);
@@ -192,12 +192,12 @@ void fi::quantizeAll() {
   if (sElementPathOnly) {
     for (unsigned i = 0; i < numel_; ++i) {
       assignmentQuantizerInUse_->quantize(realPart_[i]);
-      if (!isReal_) assignmentQuantizerInUse_->quantize(imagPart_[i]);
+      if (iscomplex()) assignmentQuantizerInUse_->quantize(imagPart_[i]);
     }
     return;
   }
   assignmentQuantizerInUse_->quantizeAll(realPart_);
-  if (!isReal_) assignmentQuantizerInUse_->quantizeAll(imagPart_);
+  if (iscomplex()) assignmentQuantizerInUse_->quantizeAll(imagPart_);
 }
 
 void fi::assignElement(const fi& source) {

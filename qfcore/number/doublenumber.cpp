@@ -45,7 +45,9 @@ doublenumber::doublenumber(const doublenumber* source, NumberVector)
 }
 
 doublenumber::doublenumber(const doublenumber* source, CopyIndex)
-    : numberrepbody(kDoubleRepresentation, source->share()), own_{} {}
+    : numberrepbody(kDoubleRepresentation, source->share()), own_{} {
+  seeAs(*source);
+}
 
 doublenumber::doublenumber(const doublenumber& source)
     : doublenumber(source.isempty() ? 0 : 1, kMaxDoublePrecision, NumberVector{}) {
@@ -74,6 +76,7 @@ doublenumber::Storage* doublenumber::share() const {
 doublenumber* doublenumber::clone() const { return new doublenumber(*this); }
 
 void doublenumber::resize(unsigned count) {
+  assert(!isWindow());
   Storage& resized = storage();
   if (count == resized.count) return;
   double* old = resized.values;

@@ -23,7 +23,7 @@ class QFCORE_API doublenumber final : public numberrepbody {
   }
   /// A deep copy of all values.
   doublenumber(const doublenumber* source, NumberVector);
-  /// A view: shares storage, count and precision with `source`; starts at index 0.
+  /// A view: shares storage, count and precision with `source`, sees what it sees; starts at index 0.
   doublenumber(const doublenumber* source, CopyIndex);
   /// A scalar of the current element at precision 52; empty when `source` is.
   doublenumber(const doublenumber& source);
@@ -123,10 +123,10 @@ class QFCORE_API doublenumber final : public numberrepbody {
 
   /// All values, contiguous; null when empty. Valid until `resize`, and until the first view of this body is
   /// made.
-  double* values() { return storage().values; }
-  const double* values() const { return storage().values; }
+  double* values() { return storage().values ? storage().values + first_ : nullptr; }
+  const double* values() const { return const_cast<doublenumber*>(this)->values(); }
   double& current() {
-    assert(index_ < numel());
+    assert(getIndex() < numel());
     return storage().values[index_];
   }
   double current() const { return const_cast<doublenumber*>(this)->current(); }

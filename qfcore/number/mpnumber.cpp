@@ -60,7 +60,9 @@ mpnumber::mpnumber(const mpnumber* source, NumberVector tag)
 
 mpnumber::mpnumber(const mpnumber* source, CopyIndex)
     : numberrepbody(kMultiprecisionRepresentation, source->share()),
-      own_{{0, 0}, MpArray(0, constructedBits(0))} {}
+      own_{{0, 0}, MpArray(0, constructedBits(0))} {
+  seeAs(*source);
+}
 
 mpnumber::mpnumber(const mpnumber& source)
     : mpnumber(source.isempty() ? 0 : 1, source.precision(), NumberVector{}) {
@@ -86,6 +88,7 @@ mpnumber::Storage* mpnumber::share() const {
 mpnumber* mpnumber::clone() const { return new mpnumber(*this); }
 
 void mpnumber::resize(unsigned count) {
+  assert(!isWindow());
   Storage& resized = storage();
   if (count == resized.count) return;
   MpArray fresh(count, resized.values.bits());
@@ -98,12 +101,12 @@ void mpnumber::resize(unsigned count) {
 double mpnumber::todouble() const { return current().toDouble(); }
 
 void mpnumber::setelement(unsigned index, const MpFloat& value) {
-  MpFloat& element = storage().values[index];
+  MpFloat& element = getmodifiableelement(index);
   element.assign(value, std::min(element.bits(), storage().values.bits()));
 }
 
 mpnumber& mpnumber::setvalue(const MpFloat& value) {
-  setelement(index_, value);
+  setelement(getIndex(), value);
   return *this;
 }
 
@@ -173,7 +176,7 @@ void mpnumber::stridesort2(double* index, bool ascending, unsigned stride, unsig
   std::vector<unsigned> from(length);
   forEachSequence(numel(), stride, length, [&](std::size_t start) {
     const auto element = [&](unsigned i) -> MpFloat& {
-      return storage().values[static_cast<unsigned>(start + std::size_t{i} * stride)];
+      return getmodifiableelement(static_cast<unsigned>(start + std::size_t{i} * stride));
     };
     std::iota(from.begin(), from.end(), 0U);
     std::stable_sort(from.begin(), from.end(), [&](unsigned a, unsigned b) {

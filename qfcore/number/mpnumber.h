@@ -21,7 +21,7 @@ class QFCORE_API mpnumber final : public numberrepbody {
   mpnumber(unsigned count, unsigned precision, NumberVector);
   /// A deep copy of all values.
   mpnumber(const mpnumber* source, NumberVector);
-  /// A view: shares storage, count and precision with `source`; starts at index 0.
+  /// A view: shares storage, count and precision with `source`, sees what it sees; starts at index 0.
   mpnumber(const mpnumber* source, CopyIndex);
   /// A scalar of the current element at the precision of `source`; empty when `source` is.
   mpnumber(const mpnumber& source);
@@ -94,9 +94,9 @@ class QFCORE_API mpnumber final : public numberrepbody {
   mpnumber& setvalue(const MpFloat& value);
 
   const MpFloat& getelement() const { return current(); }
-  const MpFloat& getelement(unsigned index) const { return storage().values[index]; }
+  const MpFloat& getelement(unsigned index) const { return storage().values[first_ + index]; }
   MpFloat& getmodifiableelement() { return current(); }
-  MpFloat& getmodifiableelement(unsigned index) { return storage().values[index]; }
+  MpFloat& getmodifiableelement(unsigned index) { return storage().values[first_ + index]; }
   /// Takes `value` exactly into element `index`; the form for element loops.
   void setelement(unsigned index, const MpFloat& value);
 
@@ -155,7 +155,7 @@ class QFCORE_API mpnumber final : public numberrepbody {
   };
   Storage& storage() const { return *static_cast<Storage*>(shared_); }
   MpFloat& current() const {
-    assert(index_ < numel());
+    assert(getIndex() < numel());
     return storage().values[index_];
   }
   Storage* share() const;

@@ -32,6 +32,10 @@ class QFCORE_API number {
         emptyPrecision_(precision) {}
   /// A view.
   number(const number& source, CopyIndex tag) : body_(numberfactory::createnumber(source.shareable(), tag)) {}
+  /// A view of `count` elements from `first` on, or of those of them that there are; it does not resize.
+  number(const number& source, CopyIndex tag, unsigned first, unsigned count) : number(source, tag) {
+    body_->narrow(first, count);
+  }
   /// A deep copy.
   number(const number& source, NumberVector)
       : body_(source.isempty() ? nullptr : numberfactory::createnumberVector(source.body_)),
@@ -64,6 +68,10 @@ class QFCORE_API number {
   unsigned numel() const { return body_ ? body_->numel() : 0; }
   unsigned getprecision() const { return body_ ? body_->precision() : emptyPrecision_; }
   bool isempty() const { return numel() == 0; }
+  /// Whether the two are views of one vector, or one number.
+  bool sharesValuesWith(const number& other) const {
+    return body_ && other.body_ && body_->sharesValuesWith(*other.body_);
+  }
   unsigned getIndex() const { return body_ ? body_->getIndex() : 0; }
   void setIndex(unsigned index) const {
     if (body_) body_->setIndex(index);

@@ -1,6 +1,8 @@
 /// The body behind a `number`: a vector of values in one representation, and a cursor that selects one of them.
 #pragma once
 
+#include <algorithm>
+#include <limits>
 #include <string>
 
 #include "qfcore/number/errors.h"
@@ -124,11 +126,18 @@ class QFCORE_API numberrepbody {
   /// Prints all values on the host's console.
   virtual void disp() const = 0;
 
-  unsigned numel() const { return shared_->count; }
+  unsigned numel() const { return isWindow() ? windowNumel() : shared_->count; }
   /// Precision in bits that the vector was made with.
   unsigned precision() const { return shared_->precision; }
-  unsigned getIndex() const { return index_; }
-  void setIndex(unsigned index) const { index_ = index; }
+  bool sharesValuesWith(const numberrepbody& other) const { return shared_ == other.shared_; }
+  unsigned getIndex() const { return index_ - first_; }
+  void setIndex(unsigned index) const { index_ = first_ + index; }
+  /// Makes a view one of `count` elements from `first` on, or of those of them that there are: its count,
+  /// values and indices are then theirs. Such a view must not be resized.
+  void narrow(unsigned first, unsigned count) {
+    most_ = most_ <= first ? 0 : std::min(most_ - first, count);
+    index_ = first_ += first;
+  }
 
   // Operations whose operands may be of either kind: see `numberops`.
   numberrepbody& setvalue(const numberrepbody& other);
@@ -167,9 +176,24 @@ class QFCORE_API numberrepbody {
   numberrepbody(RepresentationTag representation, SharedCounts* shared)
       : shared_(shared), representation_(representation) {}
 
+  bool isWindow() const { return most_ != kAll; }
+  /// Shares the elements of `source`, and sees the same of them.
+  void seeAs(const numberrepbody& source) {
+    index_ = first_ = source.first_;
+    most_ = source.most_;
+  }
+
+  static constexpr unsigned kAll = std::numeric_limits<unsigned>::max();
+
   mutable SharedCounts* shared_;
-  mutable unsigned index_ = 0;
+  mutable unsigned index_ = 0;  // in the storage, as `first_`
   RepresentationTag representation_;
+  unsigned first_ = 0, most_ = kAll;
+
+ private:
+  unsigned windowNumel() const {
+    return first_ < shared_->count ? std::min(shared_->count - first_, most_) : 0;
+  }
 };
 
 }  // namespace embedded

@@ -20,9 +20,9 @@ inline bool areDoubles(const fi& x) {
   return x.realPart().gettype() == kDoubleRepresentation && !fi::elementPathOnly();
 }
 
-/// The contiguous values of one part; null when there are none. A column view starts in the middle.
+/// The contiguous values of one part; null when there are none.
 inline const double* valuesOf(const fi& x, const number& part) {
-  return part.isempty() || x.isempty() ? nullptr : part.doubles() + x.origin();
+  return part.isempty() || x.isempty() ? nullptr : part.doubles();
 }
 
 /// One part of an operand: an array, or one value that stands for every element. A missing part is 0.

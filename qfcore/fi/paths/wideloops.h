@@ -34,18 +34,16 @@ class WideValues {
   std::ptrdiff_t pitch_ = 0;
 };
 
-/// One part of an operand, an array or one value that stands for every element; of a view, its own part. A
-/// missing part is 0.
+/// One part of an operand, an array or one value that stands for every element. A missing part is 0.
 class WideOperand {
  public:
   WideOperand(const fi& x, const number& part)
       : values_(part.isempty() ? nullptr : part.multiprecision()),
         doubles_(part.isempty() ? nullptr : part.doubles()),
-        first_(x.origin()),
         isScalar_(x.isscalar()) {
     if (!values_) return;
     const bool isOne = isScalar_ || values_->numel() == 1;
-    wide_ = {values_->getelement(first_), values_->getelement(isOne ? first_ : first_ + 1)};
+    wide_ = {values_->getelement(0), values_->getelement(isOne ? 0 : 1)};
   }
   /// Whether there are values, and multiprecision ones.
   bool isWide() const { return values_ != nullptr; }
@@ -55,7 +53,7 @@ class WideOperand {
     if (values_) {
       x.assign(wide_[k], bits);
     } else {
-      x.assign(doubles_ ? doubles_[isScalar_ ? first_ : first_ + k] : 0.0, bits);
+      x.assign(doubles_ ? doubles_[isScalar_ ? 0 : k] : 0.0, bits);
     }
   }
 
@@ -63,7 +61,6 @@ class WideOperand {
   const mpnumber* values_;
   WideValues<const MpFloat> wide_;
   const double* doubles_;
-  unsigned first_;
   bool isScalar_;
 };
 
