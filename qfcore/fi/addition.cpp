@@ -206,8 +206,10 @@ fi& fi::oneSum(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
   }
   getQlogger().nMathOperationsPlusOne();
   if (this != &sumRegister) {
+    const bool isComplex = !slopeBias && (a.iscomplex() || b.iscomplex());
+    if (isComplex && isreal()) becomeComplex();
     realPart_ = sumRegister.realPart_;
-    if (sumRegister.iscomplex()) imagPart_ = sumRegister.imagPart_;
+    if (iscomplex()) imagPart_ = isComplex ? sumRegister.imagPart_ : zeroValue();
   }
   return *this;
 }
@@ -218,7 +220,7 @@ void fi::oneBinaryPointSum(const fi& a, const fi& b, fi& sumRegister, number& sc
   const quantizer& q = *sumRegister.assignmentQuantizerInUse_;
   const bool cast = sumRegister.fimath_.castBeforeSum();
   if ((a.iscomplex() || b.iscomplex()) && sumRegister.isreal()) {
-    sumRegister.coordinateComplexity(true, sumRegister.numel_);
+    sumRegister.becomeComplex();
   }
   const auto sumPart = [&](number& target, const number* left, const number* right) {
     if (copied) {
@@ -256,14 +258,36 @@ fi& fi::diffEquals(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
   return oneSum<Subtract>(a, b, sumRegister, scratch);
 }
 
-fi& fi::sumEquals(const fi& a, const fi& b, fi& sumRegister) {
-  number scratch(0.0, std::max(getPrecision(), sumRegister.getPrecision()), false);
-  return oneSum<Add>(a, b, sumRegister, scratch);
+template <class Operation>
+fi& fi::oneSumAlone(const fi& a, const fi& b, fi& sumRegister) {
+  const NumericType& type = sumRegister.getNumericType();
+  const unsigned precision =
+      sumPrecision(a.getNumericType(), b.getNumericType(), type, sumRegister.fimath_.castBeforeSum());
+  number scratch(0.0, precision, false);
+  const bool slopeBias = a.isSlopeBias() || b.isSlopeBias() || type.isSlopeBias();
+  if (slopeBias || precision <= std::max(sumRegister.realPart_.getprecision(), kMaxDoublePrecision))
+    return oneSum<Operation>(a, b, sumRegister, scratch);
+  // A wider register stands in for one that would round what is only to be quantized.
+  fi wider = initializeSumRegister(type, sumRegister.fimath_, precision, a.iscomplex() || b.iscomplex());
+  wider.setLogging(sumRegister.getQlogger().isAlwaysOn());
+  oneSum<Operation>(a, b, wider, scratch);
+  sumRegister.getQlogger().merge(wider.getQlogger());
+  if (&sumRegister == this) return *this;
+  if (wider.iscomplex() && sumRegister.isreal()) sumRegister.becomeComplex();
+  sumRegister.realPart_ = wider.realPart_;
+  if (sumRegister.iscomplex()) sumRegister.imagPart_ = wider.isreal() ? zeroValue() : wider.imagPart_;
+  return *this;
 }
 
+void fi::becomeComplex() {
+  coordinateComplexity(true, numel_);
+  imagPart_.setIndex(realPart_.getIndex());
+}
+
+fi& fi::sumEquals(const fi& a, const fi& b, fi& sumRegister) { return oneSumAlone<Add>(a, b, sumRegister); }
+
 fi& fi::diffEquals(const fi& a, const fi& b, fi& sumRegister) {
-  number scratch(0.0, std::max(getPrecision(), sumRegister.getPrecision()), false);
-  return oneSum<Subtract>(a, b, sumRegister, scratch);
+  return oneSumAlone<Subtract>(a, b, sumRegister);
 }
 
 template <class Operation>

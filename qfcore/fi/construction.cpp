@@ -48,6 +48,18 @@ const fi::Shape& scalarShape() {
   return shape;
 }
 
+/// The bits in which arrays carry values of a type; arrays have none of a type that was stored unchecked.
+unsigned precisionOfValid(const NumericType& type) {
+  type.errorIfBadWordLength();
+  return fi::precisionOf(type);
+}
+
+/// Two sizes at least.
+fi::Shape padded(fi::Shape dims) {
+  dims.resize(std::max<std::size_t>(dims.size(), 2), 1U);
+  return dims;
+}
+
 unsigned elementCount(const fi::Shape& dims) {
   std::size_t count = 1;
   for (const unsigned size : dims) {
@@ -87,12 +99,13 @@ NumericType typeForValues(const HostArray* values, NumericType type) {
 
 fi::fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const std::string& tag,
        OperationTypeEnum operationType, unsigned precision)
-    : realPart_(elementCount(dims), std::max(precisionOf(type), precision), Unset{}),
+    : realPart_(elementCount(dims), std::max(precisionOfValid(type), precision), Unset{}),
       imagPart_(isComplex ? realPart_.numel() : 0, realPart_.getprecision(), Unset{}),
       isReal_(!isComplex),
       dims_(dims),
       fimath_(math),
       assignmentQuantizer_(Signed(type), math.roundMode(), math.overflowMode(), tag, operationType) {
+  if (dims_.size() < 2) dims_ = padded(dims_);
   updateNumel();
 }
 
@@ -361,6 +374,7 @@ void fi::setPrecision(unsigned precision) {
 }
 
 void fi::updateAssignmentQuantizer(const NumericType& type) {
+  type.errorIfBadWordLength();
   errorIfViewCannotTake(dims_, type, iscomplex());
   if (target_) return target_->updateAssignmentQuantizer(type);
   assignmentQuantizer_.set(type, fimath_.roundMode(), fimath_.overflowMode());
@@ -399,8 +413,9 @@ void fi::setLastPropertySet(PropertyEnum property) {
 }
 
 void fi::copyDimensions(const unsigned* dims, unsigned numDims) {
-  errorIfViewCannotTake(Shape(dims, dims + numDims), getNumericType(), iscomplex());
-  dims_.assign(dims, dims + numDims);
+  Shape shape = padded(Shape(dims, dims + numDims));
+  errorIfViewCannotTake(shape, getNumericType(), iscomplex());
+  dims_ = std::move(shape);
   updateNumel();
 }
 
@@ -431,12 +446,12 @@ void fi::checkElementwiseSize(const fi& other) const {
 
 void fi::resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, const NumericType& type,
                        const fimath& math, bool isComplex) {
-  errorIfViewCannotTake(Shape(dims, dims + numDims), Signed(type), isComplex);
+  const unsigned precision = precisionOfValid(type);
+  errorIfViewCannotTake(padded(Shape(dims, dims + numDims)), Signed(type), isComplex);
   if (isView_) {
     coordinateComplexity(isComplex || (iscomplex() && !seesAll()), numel_);
     return setFimath(math);
   }
-  const unsigned precision = precisionOf(type);
   number::setDefaultPrecision(precision, false);
   const bool fits =
       numel == numel_ && (realPart_.getprecision() >= precision || precision <= kMaxDoublePrecision);

@@ -761,6 +761,10 @@ class QFCORE_API fi {
   void sumByElements(const fi& b, fi& sumRegister, fi& result) const;
   template <class Operation>
   fi& inPlace(const fi& b);
+  /// Makes a real array complex; the cursor stays.
+  void becomeComplex();
+  template <class Operation>
+  fi& oneSumAlone(const fi& a, const fi& b, fi& sumRegister);
   template <class Operation>
   fi& oneSum(const fi& a, const fi& b, fi& sumRegister, number& scratch);
   template <class Operation>

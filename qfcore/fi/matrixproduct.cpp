@@ -105,8 +105,8 @@ bool multiplyExactly(const fi& a, const fi& b, const NumericType& product, fi& r
 bool productsStayInRange(const NumericType& product, const NumericType& a, const NumericType& b) {
   if (!product.isFixed() || !a.isFixed() || !b.isFixed()) return false;
   const ProductSums sums(a, b, 1, false);
-  const int top = product.wordLength() - product.fractionLength() - product.isSigned();
-  return sums.highest < top && -product.fractionLength() < top && (product.isSigned() || !sums.isSigned);
+  const long fraction = product.fractionLength(), top = product.wordLength() - fraction - product.isSigned();
+  return sums.highest < top && -fraction < top && (product.isSigned() || !sums.isSigned);
 }
 
 /// A quantizer for products that cannot overflow, where it pays: in range saturating and wrapping are the same,

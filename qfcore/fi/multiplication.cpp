@@ -74,10 +74,7 @@ void fi::finishProducts(fi* result, fi& productRegister, const char* name) const
 fi& fi::complexTimesEquals(const fi& b, const quantizer& productQuantizer, const quantizer& sumQuantizer,
                            number& scratch1, number& scratch2) {
   const number nothing(0.0, kMaxDoublePrecision, false);
-  if (isreal()) {
-    coordinateComplexity(true, realPart_.numel());
-    imagPart_.setIndex(realPart_.getIndex());
-  }
+  if (isreal()) becomeComplex();
   complexProduct(realPart_, imagPart_, b.realPart_, b.isreal() ? nothing : b.imagPart_, productQuantizer,
                  sumQuantizer, fimath_.castBeforeSum(), scratch1, scratch2, realPart_, imagPart_);
   getQlogger().nMathOperationsPlusOne();
@@ -92,8 +89,7 @@ fi& fi::timesEquals(const fi& b, const quantizer& productQuantizer, const quanti
     return complexTimesEquals(b, productQuantizer, sumQuantizer, scratch1, scratch2);
   }
   if (b.iscomplex()) {
-    coordinateComplexity(true, realPart_.numel());
-    imagPart_.setIndex(realPart_.getIndex());
+    becomeComplex();
     imagPart_ = quantizedProduct(scratch1, realPart_, b.imagPart_, productQuantizer);
   } else if (iscomplex()) {
     imagPart_ = quantizedProduct(scratch1, imagPart_, b.realPart_, productQuantizer);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <climits>
+#include <cstdlib>
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/fi.h"
@@ -30,29 +32,41 @@ constexpr Message kScaledDoubleNotDefined{
 constexpr Message kSlopeBiasMode{"numforge:fi:mathmodeslopebiasnotdefined",
                                  "Math is not supported for slope-bias FIs when the %sMode is %s."};
 constexpr Message kMaxSumWordLength{"numforge:fi:MaxSumWordLengthExceeded",
-                                    "MaxSumWordLength is %d bits and a minimum word length of %d bits is "
+                                    "MaxSumWordLength is %ld bits and a minimum word length of %ld bits is "
                                     "necessary to guarantee that this sum or "
                                     "difference can be computed with no loss of precision.  Increase "
                                     "MaxSumWordLength if you want the sum to grow to "
                                     "a larger word length."};
-constexpr Message kMaxProductWordLength{"numforge:fi:MaxProductWordLengthExceeded",
-                                        "MaxProductWordLength is %d bits and a minimum word length of %d bits "
-                                        "is necessary to guarantee that this product "
-                                        "can be computed with no loss of precision.  Increase "
-                                        "MaxProductWordLength if you want the product to grow to a "
-                                        "larger word length."};
+constexpr Message kMaxProductWordLength{
+    "numforge:fi:MaxProductWordLengthExceeded",
+    "MaxProductWordLength is %ld bits and a minimum word length of %ld bits "
+    "is necessary to guarantee that this product "
+    "can be computed with no loss of precision.  Increase "
+    "MaxProductWordLength if you want the product to grow to a "
+    "larger word length."};
+
+constexpr Message kFractionLengthBeyondInt{
+    "numforge:fi:fractionLengthOutOfRange",
+    "The fraction length of the result is %ld; no numeric type has one beyond 2147483647 in magnitude."};
 
 /// What a register needs to hold every value without loss, from which the four modes choose.
 struct Growth {
-  int wordLength;      ///< FullPrecision
-  int fractionLength;  ///< FullPrecision and KeepLSB
-  int integerBits;     ///< KeepMSB
+  long wordLength;      ///< FullPrecision
+  long fractionLength;  ///< FullPrecision and KeepLSB
+  long integerBits;     ///< KeepMSB
 };
 
-int integerBits(const NumericType& type) { return type.wordLength() - type.fractionLength(); }
+// In 64 bits: fraction lengths may be any `int`.
+long fractionBits(const NumericType& type) { return type.fractionLength(); }
+long integerBits(const NumericType& type) { return type.wordLength() - fractionBits(type); }
 
 /// ceil(log2(terms)): 0 for a single term.
 int growthBits(unsigned terms) { return static_cast<int>(std::bit_width(terms - 1)); }
+
+int exponentOf(long fractionLength) {
+  if (std::abs(fractionLength) > INT_MAX) fail<kFractionLengthBeyondInt>(fractionLength);
+  return static_cast<int>(-fractionLength);
+}
 
 template <const Message& MaxExceeded>
 NumericType registerType(DataTypeEnum dataType, bool isSigned, bool isSlopeBias,
@@ -60,12 +74,13 @@ NumericType registerType(DataTypeEnum dataType, bool isSigned, bool isSlopeBias,
   if (isSlopeBias && settings.mode != ArithmeticModeEnum::SpecifyPrecision) {
     fail<kSlopeBiasMode>(registerName, EmbeddedTypeSystem::textOf(settings.mode));
   }
-  int wordLength = settings.wordLength, fractionLength = growth.fractionLength;
+  long wordLength = settings.wordLength, fractionLength = growth.fractionLength;
   double factor = 1, bias = 0;
   switch (settings.mode) {
     case ArithmeticModeEnum::FullPrecision:
       wordLength = growth.wordLength;
-      if (settings.maxWordLength < wordLength) fail<MaxExceeded>(settings.maxWordLength, wordLength);
+      if (settings.maxWordLength < wordLength)
+        fail<MaxExceeded>(static_cast<long>(settings.maxWordLength), wordLength);
       break;
     case ArithmeticModeEnum::KeepLSB: break;
     case ArithmeticModeEnum::KeepMSB: fractionLength = wordLength - growth.integerBits; break;
@@ -79,8 +94,8 @@ NumericType registerType(DataTypeEnum dataType, bool isSigned, bool isSlopeBias,
   }
   const bool binaryPoint = factor == 1 && bias == 0;
   return NumericType(dataType, binaryPoint ? ScalingEnum::BinaryPoint : ScalingEnum::SlopeBias,
-                     isSigned ? SignedEnum::Signed : SignedEnum::Unsigned, wordLength, factor, -fractionLength,
-                     bias);
+                     isSigned ? SignedEnum::Signed : SignedEnum::Unsigned, static_cast<int>(wordLength), factor,
+                     exponentOf(fractionLength), bias);
 }
 
 bool isFixedPoint(DataTypeEnum dataType) {
@@ -101,7 +116,7 @@ NumericType sumRegisterType(DataTypeEnum dataType, bool isSigned, bool isSlopeBi
 }
 
 Growth grown(const NumericType& type, int bits) {
-  return {type.wordLength() + bits, type.fractionLength(), integerBits(type) + bits};
+  return {type.wordLength() + bits, fractionBits(type), integerBits(type) + bits};
 }
 
 bool isBinaryPoint(const NumericType& type) { return type.isFixed() && !type.isSlopeBias(); }
@@ -109,15 +124,13 @@ bool isBinaryPoint(const NumericType& type) { return type.isFixed() && !type.isS
 /// The bits on either side of the point, the sign bit among the integer ones.
 struct Bits {
   bool isSigned;
-  int integer, fraction;
+  long integer, fraction;
 
-  static Bits of(const NumericType& type) {
-    return {type.isSigned(), integerBits(type), type.fractionLength()};
-  }
+  static Bits of(const NumericType& type) { return {type.isSigned(), integerBits(type), fractionBits(type)}; }
   /// What the sums of two types of the same sign need.
   static Bits ofSum(const NumericType& a, const NumericType& b) {
     return {a.isSigned(), std::max(integerBits(a), integerBits(b)) + 1,
-            std::max(a.fractionLength(), b.fractionLength())};
+            std::max(fractionBits(a), fractionBits(b))};
   }
   bool contain(const Bits& inner) const {
     if (fraction < inner.fraction || (inner.isSigned && !isSigned)) return false;
@@ -145,7 +158,7 @@ NumericType product(const NumericType& a, const NumericType& b, const fimath& ma
   const DataTypeEnum type = dataType(a, b);
   if (!isFixedPoint(type)) return builtIn(type);
   const bool slopeBias = a.isSlopeBias() || math.isProductSlopeBiasScaled() || b.isSlopeBias();
-  const Growth growth{a.wordLength() + b.wordLength(), a.fractionLength() + b.fractionLength(),
+  const Growth growth{a.wordLength() + b.wordLength(), fractionBits(a) + fractionBits(b),
                       integerBits(a) + integerBits(b)};
   return registerType<kMaxProductWordLength>(type, a.isSigned() || b.isSigned(), slopeBias, math.product(),
                                              "Product", growth);
@@ -172,16 +185,16 @@ NumericType quotient(const NumericType& a, const NumericType& b) {
   if (!isFixedPoint(type)) return builtIn(type);
   return NumericType(
       type, ScalingEnum::BinaryPoint, a.isSigned() || b.isSigned() ? SignedEnum::Signed : SignedEnum::Unsigned,
-      std::max(a.wordLength(), b.wordLength()), 1.0, b.fractionLength() - a.fractionLength(), 0.0);
+      std::max(a.wordLength(), b.wordLength()), 1.0, exponentOf(fractionBits(a) - fractionBits(b)), 0.0);
 }
 
 NumericType squareRoot(const NumericType& a) {
   if (!a.isFixedOrScaledDouble()) return builtIn(a.dataType());
   // Shifting right rounds down, also for negative counts, so adding one first rounds half of them up.
   const int wordLength = (a.wordLength() + 1) / 2;
-  const int integer = (integerBits(a) + 1) >> 1;
+  const long integer = (integerBits(a) + 1) >> 1;
   return NumericType(a.dataType(), ScalingEnum::BinaryPoint, a.signedEnum(), wordLength, 1.0,
-                     integer - wordLength, 0.0);
+                     exponentOf(wordLength - integer), 0.0);
 }
 
 bool contains(const NumericType& outer, const NumericType& inner) {

@@ -3,7 +3,8 @@
 /// WL is a type's word length, FL its fraction length, IB = WL − FL its integer bits, the sign bit included.
 /// All raise "numforge:fi:mathmodeslopebiasnotdefined" where slope-bias scaling meets a mode other than
 /// SpecifyPrecision, and under FullPrecision "numforge:fi:MaxSumWordLengthExceeded" or
-/// "numforge:fi:MaxProductWordLengthExceeded" where the word would grow beyond the maximum.
+/// "numforge:fi:MaxProductWordLengthExceeded" where the word would grow beyond the maximum. A fraction length
+/// that no `int` holds raises "numforge:fi:fractionLengthOutOfRange".
 #pragma once
 
 #include "qfcore/math/fimath.h"

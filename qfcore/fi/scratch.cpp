@@ -11,11 +11,13 @@ namespace embedded {
 namespace {
 
 /// Values whose bits lie further apart than this are rounded before their quantization.
-constexpr int kMaxScratchPrecision = 1 << 20;
+constexpr long kMaxScratchPrecision = 1L << 20;
 
-unsigned limited(int bits) { return static_cast<unsigned>(std::clamp(bits, 1, kMaxScratchPrecision)); }
+unsigned limited(long bits) { return static_cast<unsigned>(std::clamp(bits, 1L, kMaxScratchPrecision)); }
 
-int integerBits(const NumericType& type) { return type.wordLength() - type.fractionLength(); }
+// In 64 bits: fraction lengths may be any `int`.
+long fractionBits(const NumericType& type) { return type.fractionLength(); }
+long integerBits(const NumericType& type) { return type.wordLength() - fractionBits(type); }
 
 /// The exponents of all doubles.
 constexpr BitRange kDoubleRange{-1074, 1024};
@@ -26,7 +28,7 @@ unsigned sumPrecision(const NumericType& a, const NumericType& b, const NumericT
                       bool castBeforeSum) {
   const unsigned precision = std::max({fi::precisionOf(a), fi::precisionOf(b), fi::precisionOf(result)});
   if (castBeforeSum || !a.isFixed() || !b.isFixed()) return precision;
-  const int fraction = std::max(a.fractionLength(), b.fractionLength());
+  const long fraction = std::max(fractionBits(a), fractionBits(b));
   return std::max(precision, limited(std::max(integerBits(a), integerBits(b)) + fraction + 1));
 }
 
@@ -49,7 +51,7 @@ bool holdsProducts(const NumericType& product, const NumericType& a, const Numer
 }
 
 ProductSums::ProductSums(const NumericType& a, const NumericType& b, unsigned terms, bool bothComplex)
-    : lowest(-a.fractionLength() - b.fractionLength()),
+    : lowest(-fractionBits(a) - fractionBits(b)),
       // Only a product of two least values reaches its power of two.
       isBelow(!a.isSigned() || !b.isSigned() || !std::has_single_bit(terms)),
       isSigned(a.isSigned() || b.isSigned() || bothComplex) {
@@ -58,9 +60,9 @@ ProductSums::ProductSums(const NumericType& a, const NumericType& b, unsigned te
 }
 
 bool ProductSums::fitInto(const NumericType& type) const {
-  const int limit = integerBits(type) - type.isSigned();
+  const long limit = integerBits(type) - type.isSigned();
   return type.isFixed() && !type.isSlopeBias() && (type.isSigned() || !isSigned) &&
-         -type.fractionLength() <= lowest && (highest < limit || (highest == limit && isBelow));
+         -fractionBits(type) <= lowest && (highest < limit || (highest == limit && isBelow));
 }
 
 BitRange BitRange::of(double value) {
@@ -71,7 +73,7 @@ BitRange BitRange::of(double value) {
 }
 
 BitRange BitRange::ofHeld(const NumericType& type) {
-  return type.isFixed() ? BitRange{-type.fractionLength(), integerBits(type)} : kDoubleRange;
+  return type.isFixed() ? BitRange{-fractionBits(type), integerBits(type)} : kDoubleRange;
 }
 
 BitRange BitRange::ofRealWorld(const NumericType& type) {
@@ -107,7 +109,7 @@ unsigned RealWorldScaling::heldPrecision(const BitRange& values) const {
   const BitRange numerator = isSlopeBias_ ? values + biasRange_ : values;
   // A quotient that is no multiple of half a step is off one by at least 2^smallest divided by the factor,
   // below 2.
-  const int smallest = std::min(numerator.lowest, halfStep_ + factorRange_.lowest);
+  const long smallest = std::min(numerator.lowest, halfStep_ + factorRange_.lowest);
   return limited(numerator.highest - smallest + 6);
 }
 

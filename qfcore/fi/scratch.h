@@ -29,7 +29,7 @@ bool holdsProducts(const NumericType& product, const NumericType& a, const Numer
 /// The sums of `terms` products of two types, and of any of these products: multiples of 2^lowest, in magnitude
 /// at most, or with `isBelow` less than, 2^highest.
 struct ProductSums {
-  int lowest, highest;
+  long lowest, highest;
   bool isBelow, isSigned;
 
   /// Both types binary-point and Fixed. Of complex factors each part of a product is two products.
@@ -40,7 +40,7 @@ struct ProductSums {
 
 /// The values that a number may take: multiples of 2^lowest, in magnitude below 2^highest.
 struct BitRange {
-  int lowest, highest;
+  long lowest, highest;
 
   static BitRange of(double value);
   static BitRange ofHeld(const NumericType& type);
@@ -64,7 +64,7 @@ class RealWorldScaling {
  private:
   bool isSlopeBias_;
   BitRange factorRange_, biasRange_;
-  int halfStep_;
+  long halfStep_;
   number factor_, bias_;
 };
 

@@ -125,6 +125,12 @@ tessel::HostArray NumericType::signedArray() const {
   return tessel::HostArray::logical(isSigned());
 }
 
+void NumericType::errorIfBadWordLength() const {
+  if (isBuiltIn()) return;
+  if (wordLength_ < 1) fail<msg::wordLengthTooSmall>();
+  if (wordLength_ > kMaxWordLength) fail<msg::wordLengthTooBig>();
+}
+
 bool NumericType::setWordLength(int wordLength) {
   if (isBuiltIn()) {
     const int canonical = canonicalWordLength(dataTypeMode_);

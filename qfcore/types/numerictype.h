@@ -79,6 +79,9 @@ class QFCORE_API NumericType : public ScalarType {
 
   /// Fixed and ScaledDouble: warns outside 1 … 65535. Built-in: warns unless it is the mode's own word length.
   bool setWordLength(int wordLength);
+  /// Raises with the texts of `setWordLength` for a Fixed or ScaledDouble type whose word length it would not
+  /// take.
+  void errorIfBadWordLength() const;
   /// Stored for Fixed and ScaledDouble. Built-in: Signed warns for boolean, Unsigned for single and double.
   /// Unspecified while the module-wide switch is off raises as `setSignedEnum(array, "NUMERICTYPE")` does.
   bool setSignedEnum(SignedEnum sign);

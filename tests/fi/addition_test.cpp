@@ -85,6 +85,43 @@ TEST_F(Addition, InPlaceKeepsTheTypeAndRoundsTheExactSumOnce) {
   }
 }
 
+TEST_F(Addition, AtTheCursorsRoundsOnceAndReachesOneElement) {
+  for (int trial = 0; trial < 600; ++trial) {
+    const fimath math = settings(60);
+    const auto operand = [&](int longest) {
+      return random.array({2, 2}, random.type(1, longest), math, random.coin());
+    };
+    const fi a = operand(100), b = operand(100);
+    fi target = operand(60);
+    const fi before(target);
+    const NumericType& type = target.getNumericType();
+    const bool isWide = random.coin(), subtract = random.coin();
+    fi sumRegister = a.initializeSumRegister(type, math, isWide ? 400 : 0, random.coin());
+    const unsigned i = static_cast<unsigned>(random.integer(0, 3)), j = 3 - i, k = i ^ 1U;
+    a.setIndex(i);
+    b.setIndex(j);
+    target.setIndex(k);
+    number scratch(0.0, 400, false);
+    if (isWide) {
+      subtract ? target.diffEquals(a, b, sumRegister, scratch) : target.sumEquals(a, b, sumRegister, scratch);
+    } else {
+      subtract ? target.diffEquals(a, b, sumRegister) : target.sumEquals(a, b, sumRegister);
+    }
+    SCOPED_TRACE(a.getNumericType().tostring() + b.getNumericType().tostring() + type.tostring());
+    const bool isComplex = a.iscomplex() || b.iscomplex();
+    ASSERT_EQ(target.iscomplex(), isComplex || before.iscomplex());
+    Meter meter(math);
+    for (unsigned e = 0; e < 4; ++e) {
+      const Complex x = elementOf(a, i), y = elementOf(b, j), old = elementOf(before, e);
+      const auto sum = [&](const mpq_class& left, const mpq_class& right) {
+        return expectedSum(left, right, type, math.castBeforeSum(), subtract, meter);
+      };
+      ASSERT_EQ(elementOf(target, e).re, e == k ? sum(x.re, y.re) : old.re);
+      ASSERT_EQ(elementOf(target, e).im, e == k ? (isComplex ? sum(x.im, y.im) : mpq_class(0)) : old.im);
+    }
+  }
+}
+
 TEST_F(Addition, SumsColumnsFromTheFirstElementToTheLast) {
   for (int trial = 0; trial < 200; ++trial) {
     const fimath math = settings(40);
@@ -183,6 +220,17 @@ TEST_F(Addition, RefusesBeforeAnythingIsComputed) {
        "the "
        "sum to grow to a larger word length.",
        added(fi(1.0, NumericType(), tight), fi(1.0, NumericType(), tight))},
+      {"numforge:fi:MaxSumWordLengthExceeded",
+       "MaxSumWordLength is 128 bits and a minimum word length of 4000000009 bits is necessary to guarantee "
+       "that "
+       "this sum or difference can be computed with no loss of precision.  Increase MaxSumWordLength if you "
+       "want "
+       "the sum to grow to a larger word length.",
+       added(fi(0, true, 8, 2000000000), fi(0, true, 8, -2000000000))},
+      {"numforge:fi:fractionLengthOutOfRange",
+       "The fraction length of the result is -4000000000; no numeric type has one beyond 2147483647 in "
+       "magnitude.",
+       [] { fi(0, true, 8, -2000000000).times(fi(0, true, 8, -2000000000)); }},
       {"numforge:fi:dimagree", "Matrix dimensions must agree.",
        added(fi(2U, 2U, NumericType()), fi(2U, 3U, NumericType()))},
   });

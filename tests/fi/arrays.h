@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "qfcore/fi/fireference.h"
 #include "tessel/messages.h"
 #include "tests/fi/reference.h"
 
@@ -95,5 +97,29 @@ inline HostArray row(const std::vector<double>& values) {
   std::copy(values.begin(), values.end(), values.empty() ? nullptr : array.mutableReal<double>());
   return array;
 }
+
+/// A view of the same elements as an array's: of a whole array, or where they are a column maybe of some amid
+/// others.
+struct Viewed {
+  fi target;
+  unsigned first = 0;
+  std::unique_ptr<fi> view;
+
+  Viewed(Random& random, const fi& elements) : target(elements) {
+    if (elements.numDims() > 2 || elements.cols() != 1 || random.integer(0, 3) == 0) {
+      view = std::make_unique<embedded::FiReference>(target);
+      return;
+    }
+    first = static_cast<unsigned>(random.integer(0, 3));
+    const unsigned rows = first + elements.numel() + static_cast<unsigned>(random.integer(0, 3));
+    target = random.array({rows, 1}, elements.getNumericType(), elements.getFimath(), elements.iscomplex());
+    for (unsigned k = 0; k < elements.numel(); ++k) {
+      target.realPart()[first + k] = elements.realPart()[k];
+      if (elements.iscomplex()) target.imagPart()[first + k] = elements.imagPart()[k];
+    }
+    view = std::make_unique<embedded::FiColumnReference>(target, first, elements.numel());
+  }
+  bool isAmidOthers() const { return view->numel() != target.numel(); }
+};
 
 }  // namespace reference

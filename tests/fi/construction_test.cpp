@@ -36,6 +36,43 @@ TEST(Construction, EmptyArrayHasTheDefaults) {
   EXPECT_EQ(empty.numel() + empty.maxDim(), 0U);
 }
 
+TEST(Construction, RefusesWordLengthsThatNoTypeHasAndPadsShapes) {
+  for (const int wordLength : {0, -5, 65536, 70000}) {
+    const NumericType unchecked(true, wordLength, 0);
+    const char* text = wordLength < 1 ? "Invalid WordLength specified; the WordLength must be greater than 0"
+                                      : "Invalid WordLength specified; the WordLength must be less than 65536";
+    const auto refuses = [&](auto action) { expectError(action, "Numforge:numerictype:InvalidSetting", text); };
+    fi x(1.0, NumericType());
+    refuses([&] { fi(1.0, true, wordLength, 0); });
+    refuses([&] { fi(2U, 3U, unchecked); });
+    refuses([&] { x.setNumericType(unchecked); });
+    refuses([&] { x.resizeAndZero(1, 1, unchecked, fimath(), false); });
+    refuses([&] { x.updateAssignmentQuantizer(unchecked); });
+    EXPECT_EQ(x.getNumericType(), NumericType());
+  }
+  const unsigned three[] = {3};
+  fi column(0.5, three, 1, NumericType());
+  EXPECT_EQ(column.dims(), (fi::Shape{3, 1}));
+  column.copyDimensions(three, 1);
+  EXPECT_EQ(column.numDims(), 2U);
+}
+
+TEST(Construction, MovedFromArraysAreEmpty) {
+  const double values[] = {1, 2, 3};
+  const unsigned dims[] = {1, 3};
+  fi x(values, values, dims, 2, NumericType(true, 70, 4)), y(values, dims, 2, NumericType());
+  const fi taken(std::move(x));
+  fi assigned;
+  assigned = std::move(y);
+  for (fi* left : {&x, &y}) {
+    EXPECT_TRUE(left->isempty() && left->isreal() && left->dims() == (fi::Shape{0, 0}));
+    EXPECT_EQ(left->getDoubleHostArray().numel() + left->plus(*left).numel(), 0U);
+    EXPECT_EQ(fi(*left).abs().numel(), 0U);
+    left->setDoubleHostArray(HostArray::scalar(0.5));
+    EXPECT_EQ(left->realWorldReal(), 0.5);
+  }
+}
+
 TEST(Construction, QuantizesValuesOfEveryWordLength) {
   Random random;
   for (int trial = 0; trial < 400; ++trial) {
@@ -140,7 +177,10 @@ TEST(Views, ShareElementsWithACursorOfTheirOwn) {
   column.setColumn(2);
   EXPECT_EQ(column.realWorldReal(), 7.25);
   EXPECT_EQ(column.numel(), 2U);
-  EXPECT_NO_THROW(FiColumnReference(x, 3));
+  FiColumnReference behind(x, 3);
+  EXPECT_EQ(fi(behind).getDoubleHostArray().realAt(1), 0);
+  behind.setColumn(0);
+  EXPECT_EQ(behind.realWorldReal(), 1);
   EXPECT_NO_THROW(FiColumnReference(x, 4, 2));
   expectError([&] { column.setColumn(3); }, "numforge:fi:FiColumnReference:setColumn",
               "Column number out of range.");
@@ -152,6 +192,16 @@ TEST(Views, ShareElementsWithACursorOfTheirOwn) {
   const fi element(whole, CopyElement{});
   EXPECT_TRUE(element.isscalar());
   EXPECT_EQ(element.realWorldReal(), 7.25);
+  const char *refusal = "numforge:fi:FiReference:changesTarget",
+             *text = "The shape, numeric type or storage of an array cannot be changed through a view of it.";
+  fi constant(x, CopyIndex{});
+  expectError([&] { constant.coordinateComplexity(true, 6); }, refusal, text);
+  expectError([&] { column.copyDimensions(dims, 2); }, refusal, text);
+  expectError([&] { whole.setPrecision(60); }, refusal, text);
+  expectError([&] { whole.updateAssignmentQuantizer(NumericType()); }, refusal, text);
+  const fi taken(std::move(static_cast<fi&>(column)));
+  EXPECT_EQ(taken.numel(), 2U);
+  EXPECT_EQ(x.numel(), 6U);
 }
 
 TEST(Shape, RangeChecksAndQueries) {

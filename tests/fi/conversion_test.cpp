@@ -5,7 +5,6 @@
 #include <limits>
 #include <sstream>
 
-#include "qfcore/fi/fireference.h"
 #include "qfcore/fi/intarray.h"
 #include "qfcore/fi/paths/radixblocks.h"
 #include "qfcore/number/radix.h"
@@ -431,16 +430,6 @@ TEST(Conversions, SettersKeepSwitchTagAndRecord) {
   EXPECT_EQ(x.getNunderflows(), 1U);
   EXPECT_EQ(x.getNoperations(), 5U);
   EXPECT_EQ(x.getQlogger().realWorldMin(), -128);
-}
-
-TEST(Conversions, ViewsShowTheirOwnColumn) {
-  const HostArray values = reference::row({1, 2, 3, 4, 5, 6});
-  fi x = fi(&values, NumericType(true, 16, 0)).reshape(reference::row({2, 3}));
-  const FiColumnReference column(x, 1);
-  EXPECT_EQ(column.getIntHostArray().realAt(0), 3);
-  EXPECT_EQ(column.getDoubleHostArray().realAt(1), 4);
-  EXPECT_EQ(column.num2sdec().textRows()[1], "     4");
-  EXPECT_EQ(contents(column.transpose()), "1x2x 3 4");
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 /// Products against exact rationals, on the element path and on the array path, with counts and extremes.
 #include <functional>
 
-#include "qfcore/fi/fireference.h"
 #include "qfcore/fi/scratch.h"
 #include "qfcore/logging/filog.h"
 #include "tests/fi/arrays.h"
@@ -257,26 +256,6 @@ TEST_F(Multiplication, ElementwiseFormsWorkAtTheCursors) {
   wide.timesEquals(b, products, sums, 60);
   EXPECT_EQ(reference::valueOf(wide, 1), reference::valueOf(all, 3));
   EXPECT_EQ(reference::imagOf(wide, 1), reference::imagOf(all, 3));
-}
-
-TEST_F(Multiplication, OfColumnViewsReachesTheColumnAlone) {
-  const fimath math;
-  fi a = random.array({3, 2}, NumericType(true, 8, 4), math, true);
-  const fi before(a);
-  FiColumnReference second(a, 1);
-  onAllPaths([&](bool) {
-    const fi product = second.times(second), sum = second.plus(second), all = before.times(before);
-    for (unsigned k = 0; k < 3; ++k) {
-      EXPECT_EQ(reference::valueOf(product, k), reference::valueOf(all, k + 3));
-      EXPECT_EQ(reference::valueOf(sum, k), 2 * reference::valueOf(before, k + 3));
-    }
-  });
-  fi expected(before);
-  expected *= before;
-  second *= second;
-  for (unsigned k = 0; k < 6; ++k) {
-    EXPECT_EQ(reference::valueOf(a, k), reference::valueOf(k < 3 ? before : expected, k));
-  }
 }
 
 using EmbeddedTypeSystem::DataTypeEnum;

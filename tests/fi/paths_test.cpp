@@ -1,4 +1,5 @@
-/// Every operation with an array path beside its element path: the same bits, records, warnings and errors.
+/// Every operation with an array path beside its element path: the same bits, records, warnings and errors; the
+/// same of views for operands, and of views for what an operation changes.
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -47,7 +48,7 @@ void appendRecord(std::string& text, const qlogger& record) {
 std::string described(const fi& x) {
   std::string text = x.getNumericType().tostring();
   appendRecord(text, x.getQlogger());
-  if (!x.realPart().doubles()) return text + reference::contents(x);
+  if (x.realPart().gettype() == kMultiprecisionRepresentation) return text + reference::contents(x);
   for (const unsigned size : x.dims()) append(text, size);
   for (const number* part : {&x.realPart(), &x.imagPart()}) {
     for (unsigned k = 0; k < part->numel(); ++k) append(text, part->doubles()[k]);
@@ -60,7 +61,7 @@ std::string described(bool truth) { return truth ? "true" : "false"; }
 
 /// What a random case consists of.
 struct Operands {
-  fi a, b, sameType;
+  const fi &a, &b, &sameType;
   NumericType type;
   int number;  ///< a shift, a dimension, a base
   HostArray positions, bits;
@@ -121,10 +122,29 @@ const NumericType &kBoolean = builtIn(EmbeddedTypeSystem::DataTypeEnum::Boolean)
                   &kSingle = builtIn(EmbeddedTypeSystem::DataTypeEnum::Single),
                   &kDouble = builtIn(EmbeddedTypeSystem::DataTypeEnum::Double);
 
+using reference::row;
+HostArray index(const std::vector<HostArray>& subscripts) { return reference::indexOf(subscripts); }
+
 constexpr auto kFirst = fi::IntArrayDimensionMode::FirstDimension;
 constexpr auto kFixed = fi::IntArrayChunkMode::Fixed128;
 
 const Operation kOperations[] = {
+    OPERATION(fi(o.a)),
+    OPERATION(fi(o.a, fi::CopyReal())),
+    OPERATION(fi(o.a, fi::CopyImag())),
+    OPERATION(fi(fi(o.a, CopyIndex()))),
+    OPERATION(o.a.subsref(index({HostArray::text(":")}))),
+    OPERATION(o.a.subsref(index({HostArray::scalar(o.a.numel())}))),
+    OPERATION(o.a.subsref(index({HostArray::scalar(1), HostArray::text(":")}))),
+    OPERATION(o.a.numel() < 20 ? o.a.toeplitz() : o.a),
+    OPERATION(o.a.numel() < 20 && o.b.numel() < 20 ? o.a.toeplitz(o.b) : o.a),
+    OPERATION(o.a.numel() < 20 && o.b.numel() < 20 ? o.a.hankel(o.b) : o.a),
+    OPERATION(o.a.numel() < 20 ? o.a.diag(o.number % 3) : o.a),
+    OPERATION(o.a.triu(o.number % 3)),
+    OPERATION(o.a.ctranspose()),
+    OPERATION(o.a.complex()),
+    OPERATION(o.a.stridesort(o.number > 0, 1, o.a.rows())),
+    OPERATION(fi::joined("vertcat", o.a, {&o.b, &o.a})),
     OPERATION(o.a.over(o.b, o.type)),
     OPERATION(o.a.plus(o.b)),
     OPERATION(o.a.minus(o.b)),
@@ -218,6 +238,54 @@ const Operation kProducts[] = {
     OPERATION(o.a.rows() < 80 ? o.a.mtimes(o.b.transpose()) : o.a.transpose().mtimes(o.b)),
 };
 
+/// What is done to an array, or through a view to its target.
+struct Change {
+  const char* name;
+  std::function<void(fi&, const Operands&)> run;
+};
+
+#define CHANGE(statement)                                                     \
+  {                                                                           \
+#statement, [](fi & x, [[maybe_unused]] const Operands& o) { statement; } \
+  }
+
+const Change kChanges[] = {
+    CHANGE(x += o.b),
+    CHANGE(x -= o.b),
+    CHANGE(x *= o.b),
+    CHANGE(x = o.sameType),
+    CHANGE(x = o.b),
+    CHANGE(x = fi(o.sameType)),
+    CHANGE(x.copydata(o.b)),
+    CHANGE(x.setDoubleHostArray(o.b.getDoubleHostArray())),
+    CHANGE(x.setDataHostArray(o.a.getSingleHostArray())),
+    CHANGE(x.setIntHostArray(o.b.getIntHostArray())),
+    CHANGE(x.setIntArray(o.sameType.getIntArray())),
+    CHANGE(x.setIntArrayHostArray(o.sameType.getIntArrayHostArray(kFixed, kFirst), kFixed, kFirst)),
+    CHANGE(x.setCorvaneIntArray(o.sameType.getCorvaneIntArray())),
+    CHANGE(x.base2num(o.sameType.num2base(2), 2)),
+    CHANGE(x.base2num(o.b.num2base(10), 10)),
+    CHANGE(x.setNumericType(o.type)),
+    CHANGE(x.setNumericType(NumericType(x.getNumericType()))),
+    CHANGE(x.setFimath(fimath(RoundModeEnum::ceil, OverflowModeEnum::wrap)); x += x),
+    CHANGE(x.resizeAndZero(x.dims().data(), x.numDims(), x.numel(), o.type, o.a.getFimath(), false);
+           x.setDoubleHostArray(o.a.getDoubleHostArray())),
+    CHANGE(x.quantizeAll()),
+    CHANGE(x.coordinateComplexity(true, x.numel())),
+    CHANGE(x.setTag("name"); x.setLogging(true)),
+    CHANGE(x.subsasgn(index({HostArray::text(":")}), o.b)),
+    CHANGE(x.subsasgn(index({row({1})}), o.b)),
+    CHANGE(x.subsasgn(index({row({1, 1})}), o.b)),
+    CHANGE(x.subsasgn(index({row({x.numel() + 2.0})}), HostArray::scalar(0.5))),
+    CHANGE(x.subsasgn(index({row({1})}), HostArray())),
+    CHANGE(x.subsasgn(index({row({})}), HostArray())),
+    CHANGE(x.subsasgnScalarIndexing(0, o.b)),
+    CHANGE(x.checkIndex(0); o.b.checkIndex(0); x.setIndex(x.numel() - 1); o.b.setIndex(0);
+           x.sumEquals(x, o.b, x)),
+    CHANGE(x.checkIndex(0); o.b.checkIndex(0); x.setIndex(x.numel() - 1); o.b.setIndex(0);
+           x.timesEquals(o.b, x.getAssignmentQuantizer(), x.getAssignmentQuantizer(), 700)),
+};
+
 class Paths : public reference::ArithmeticTest {
  protected:
   /// Of scales near one, or far from it.
@@ -255,7 +323,16 @@ class Paths : public reference::ArithmeticTest {
     return array;
   }
 
-  Operands anyOperands(bool isFar) {
+  struct Arrays {
+    fi a, b, sameType;
+    NumericType type;
+    int number;
+    HostArray positions, bits;
+
+    Operands operands() const { return {a, b, sameType, type, number, positions, bits}; }
+  };
+
+  Arrays anyArrays(bool isFar) {
     const fimath math = settings();
     const std::vector<unsigned> dims = anyShape(), one{1, 1};
     const auto size = [&] { return random.integer(0, 4) == 0 ? one : dims; };
@@ -284,17 +361,18 @@ class Paths : public reference::ArithmeticTest {
     return text + tessel::lastWarning().identifier + tessel::lastWarning().text;
   }
 
-  void compare(const Operation& operation, const Operands& operands) {
+  /// `views` are of the same elements as the operands.
+  void compare(const Operation& operation, const Operands& operands, const Operands& views) {
     for (const bool isLogging : {false, true}) {
       qlogger::setLogging(isLogging);
       fi::setElementPathOnly(true);
       const std::string expected = outcome(operation, operands);
       fi::setElementPathOnly(false);
-      const std::string found = outcome(operation, operands);
-      ASSERT_TRUE(found == expected) << operation.name << (isLogging ? ", logging, " : ", ")
-                                     << operands.a.getNumericType().tostring() << ", "
-                                     << operands.b.getNumericType().tostring() << " to "
-                                     << operands.type.tostring() << operands.a.getFimath().toString();
+      const std::string found = outcome(operation, operands), ofViews = outcome(operation, views);
+      ASSERT_TRUE(found == expected && ofViews == expected)
+          << operation.name << (found == expected ? " of views" : "") << (isLogging ? ", logging, " : ", ")
+          << operands.a.getNumericType().tostring() << ", " << operands.b.getNumericType().tostring() << " to "
+          << operands.type.tostring() << operands.a.getFimath().toString();
     }
   }
 };
@@ -303,10 +381,82 @@ TEST_F(Paths, AreTheSameForEveryOperation) {
   for (int trial = 0; trial < 400 && !HasFailure(); ++trial) {
     const bool isFar = trial % 8 == 0, isWide = trial % 4 == 1;
     longestWord_ = isWide ? 300 : 52;
-    const Operands operands = anyOperands(isFar);
-    for (const Operation& operation : kOperations) compare(operation, operands);
+    const Arrays arrays = anyArrays(isFar);
+    const Operands operands = arrays.operands();
+    const reference::Viewed a(random, arrays.a), b(random, arrays.b), c(random, arrays.sameType);
+    const Operands views{*a.view, *b.view, *c.view, arrays.type, arrays.number, arrays.positions, arrays.bits};
+    for (const Operation& operation : kOperations) compare(operation, operands, views);
     if (isFar || isWide) continue;
-    for (const Operation& operation : kProducts) compare(operation, operands);
+    for (const Operation& operation : kProducts) compare(operation, operands, views);
+  }
+}
+
+TEST_F(Paths, OfChangesThroughViewsReachTheTargetOrAreRefused) {
+  constexpr const char* kRefusal = "numforge:fi:FiReference:changesTarget";
+  for (int trial = 0; trial < 400 && !HasFailure(); ++trial) {
+    longestWord_ = trial % 4 == 1 ? 120 : 52;
+    const Arrays arrays = anyArrays(false);
+    const Operands operands = arrays.operands();
+    for (const Change& change : kChanges) {
+      qlogger::setLogging(random.coin());
+      const auto run = [&](fi& changed) {
+        return outcome({"", [&](const Operands& o) { return change.run(changed, o), std::string(); }},
+                       operands);
+      };
+      fi expected(arrays.a);
+      const std::string outcome = run(expected);
+      const bool isAllowed =
+          expected.isSameSize(arrays.a) && expected.getNumericType() == arrays.a.getNumericType();
+      reference::Viewed viewed(random, arrays.a);
+      const fi before(viewed.target);
+      const std::string ofView = run(*viewed.view);
+      SCOPED_TRACE(std::string(change.name) + arrays.a.getNumericType().tostring() + ", " +
+                   arrays.b.getNumericType().tostring() + (viewed.isAmidOthers() ? " amid others" : ""));
+      if (!isAllowed) {
+        ASSERT_EQ(ofView.substr(0, std::strlen(kRefusal)), kRefusal);
+        ASSERT_EQ(described(viewed.target), described(before));
+        continue;
+      }
+      ASSERT_TRUE(ofView == outcome) << ofView << "\n" << outcome;
+      if (viewed.isAmidOthers() && viewed.target.iscomplex())
+        expected.coordinateComplexity(true, expected.numel());
+      ASSERT_TRUE(described(fi(*viewed.view)) == described(expected));
+      for (unsigned k = 0; k < before.numel(); ++k) {
+        if (k - viewed.first < expected.numel()) continue;
+        ASSERT_EQ(reference::valueOf(viewed.target, k), reference::valueOf(before, k));
+        if (before.isreal()) continue;
+        ASSERT_EQ(reference::imagOf(viewed.target, k), reference::imagOf(before, k));
+      }
+    }
+  }
+}
+
+TEST_F(Paths, OfOperandsThatAreViewsOfTheTargetReadItsOldElements) {
+  const std::function<void(fi&, const fi&)> changes[] = {
+      [](fi& x, const fi& y) { x += y; },
+      [](fi& x, const fi& y) { x -= y; },
+      [](fi& x, const fi& y) { x *= y; },
+      [](fi& x, const fi& y) { x.copydata(y); },
+      [](fi& x, const fi& y) { x = y; },
+      [](fi& x, const fi& y) { x = fi(y); },
+      [](fi& x, const fi& y) {
+        x.subsasgn(index({row({3, 1, 2})}), y);
+      },
+      [](fi& x, const fi& y) { x.subsasgnScalarIndexing(2, y); }};
+  for (int trial = 0; trial < 200; ++trial) {
+    const fi before = random.array({3, 1}, anyType(false), settings(), random.coin());
+    const unsigned first = static_cast<unsigned>(random.integer(0, 2));
+    for (const auto& change : changes) {
+      for (const bool isWhole : {true, false}) {
+        fi x(before), expected(before);
+        const auto operand =
+            isWhole ? std::make_unique<FiReference>(x) : std::make_unique<FiColumnReference>(x, first, 1U);
+        const fi apart(*operand);
+        const auto failure = reference::errorOf([&] { change(expected, apart); });
+        EXPECT_EQ(reference::errorOf([&] { change(x, *operand); }), failure);
+        EXPECT_EQ(described(x), described(expected)) << before.getNumericType().tostring();
+      }
+    }
   }
 }
 
