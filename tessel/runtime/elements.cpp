@@ -1,6 +1,7 @@
 #include "tessel/runtime/elements.h"
 
 #include "tessel/messages.h"
+#include "tessel/runtime/convert.h"
 
 namespace tessel {
 
@@ -52,6 +53,45 @@ HostArray narrowed(HostArray a) {
   if (allZero) a.makeReal();
   return a;
 }
+
+template <class E>
+void loadElements(const HostArray& a, bool imaginary, std::size_t first, std::size_t stride, std::size_t count,
+                  E* out) {
+  if (imaginary && !a.isComplex()) {
+    std::fill_n(out, count, E{0});
+    return;
+  }
+  visitElementType(a.arrayClass(), [&](auto zero) {
+    using T = decltype(zero);
+    const T* in = (imaginary ? a.imag<T>() : a.real<T>()) + first;
+    if (stride == 1)
+      std::transform(in, in + count, out, [](T value) { return convertElement<E>(value); });
+    else
+      for (std::size_t i = 0; i < count; ++i) out[i] = convertElement<E>(in[i * stride]);
+  });
+}
+
+template <class E>
+void storeElements(HostArray& a, bool imaginary, std::size_t first, std::size_t stride, std::size_t count,
+                   const E* values) {
+  visitElementType(a.arrayClass(), [&](auto zero) {
+    using T = decltype(zero);
+    T* out = (imaginary ? a.mutableImag<T>() : a.mutableReal<T>()) + first;
+    if (stride == 1)
+      std::transform(values, values + count, out, [](E value) { return convertElement<T>(value); });
+    else
+      for (std::size_t i = 0; i < count; ++i) out[i * stride] = convertElement<T>(values[i]);
+  });
+}
+
+// They know every class of arrays: made here alone, or each file with a loop over elements would make them anew.
+template void loadElements(const HostArray&, bool, std::size_t, std::size_t, std::size_t, float*);
+template void loadElements(const HostArray&, bool, std::size_t, std::size_t, std::size_t, double*);
+template void loadElements(const HostArray&, bool, std::size_t, std::size_t, std::size_t, long double*);
+template void storeElements(HostArray&, bool, std::size_t, std::size_t, std::size_t, const bool*);
+template void storeElements(HostArray&, bool, std::size_t, std::size_t, std::size_t, const float*);
+template void storeElements(HostArray&, bool, std::size_t, std::size_t, std::size_t, const double*);
+template void storeElements(HostArray&, bool, std::size_t, std::size_t, std::size_t, const long double*);
 
 std::vector<double> realParts(const HostArray& a) {
   std::vector<double> values(a.numel());

@@ -16,7 +16,6 @@
 
 #include "tessel/arrangement.h"
 #include "tessel/array.h"
-#include "tessel/runtime/convert.h"
 
 namespace tessel {
 
@@ -52,38 +51,15 @@ decltype(auto) visitComputeType(ArrayClass c, Visitor&& visitor) {
 }
 
 /// Copies the real (or imaginary) parts of `count` elements, `stride` apart, to `out`. A missing imaginary part
-/// is 0.
+/// is 0. E is a type that `visitComputeType` visits.
 template <class E>
 void loadElements(const HostArray& a, bool imaginary, std::size_t first, std::size_t stride, std::size_t count,
-                  E* out) {
-  if (imaginary && !a.isComplex()) {
-    std::fill_n(out, count, E{0});
-    return;
-  }
-  visitElementType(a.arrayClass(), [&](auto zero) {
-    using T = decltype(zero);
-    const T* in = (imaginary ? a.imag<T>() : a.real<T>()) + first;
-    if (stride == 1)
-      std::transform(in, in + count, out, [](T value) { return convertElement<E>(value); });
-    else
-      for (std::size_t i = 0; i < count; ++i) out[i] = convertElement<E>(in[i * stride]);
-  });
-}
-
+                  E* out);
 /// Writes `count` values over the real (or imaginary) parts of elements `stride` apart, brought into the class
-/// of `a`.
+/// of `a`. E is one of the same types, or bool.
 template <class E>
 void storeElements(HostArray& a, bool imaginary, std::size_t first, std::size_t stride, std::size_t count,
-                   const E* values) {
-  visitElementType(a.arrayClass(), [&](auto zero) {
-    using T = decltype(zero);
-    T* out = (imaginary ? a.mutableImag<T>() : a.mutableReal<T>()) + first;
-    if (stride == 1)
-      std::transform(values, values + count, out, [](E value) { return convertElement<T>(value); });
-    else
-      for (std::size_t i = 0; i < count; ++i) out[i * stride] = convertElement<T>(values[i]);
-  });
-}
+                   const E* values);
 
 /// All real (or imaginary) parts as doubles, in column-major order.
 std::vector<double> realParts(const HostArray& a);

@@ -7,6 +7,7 @@
 
 #include "tessel/messages.h"
 #include "tessel/runtime/arithmetic.h"
+#include "tessel/runtime/convert.h"
 #include "tessel/runtime/elements.h"
 
 // LAPACK, which comes with the BLAS library; texts carry their length as a hidden last argument.

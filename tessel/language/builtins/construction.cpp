@@ -8,6 +8,7 @@
 #include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
 #include "tessel/runtime/arithmetic.h"
+#include "tessel/runtime/convert.h"
 #include "tessel/runtime/matrix_arithmetic.h"
 
 namespace tessel {

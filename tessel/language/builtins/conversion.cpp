@@ -6,6 +6,7 @@
 #include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
 #include "tessel/runtime/concatenate.h"
+#include "tessel/runtime/convert.h"
 
 namespace tessel {
 namespace {

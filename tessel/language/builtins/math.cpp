@@ -3,6 +3,7 @@
 
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
+#include "tessel/runtime/convert.h"
 
 namespace tessel {
 namespace {

@@ -5,6 +5,7 @@
 #include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
 #include "tessel/runtime/arithmetic.h"
+#include "tessel/runtime/convert.h"
 
 namespace tessel {
 namespace {

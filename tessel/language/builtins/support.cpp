@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "tessel/messages.h"
+#include "tessel/runtime/convert.h"
 
 namespace tessel {
 
