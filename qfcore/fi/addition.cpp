@@ -2,12 +2,12 @@
 #include <algorithm>
 
 #include "qfcore/fi/arithmeticstate.h"
+#include "qfcore/fi/exactness.h"
 #include "qfcore/fi/expansion.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/paths/wideloops.h"
-#include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
 
 namespace embedded {
@@ -30,7 +30,7 @@ Uncast uncast(const fi& a, const fi& b, const fi& sumRegister) {
   if (!a.getFimath().castBeforeSum()) return {true, true};
   if (sumRegister.getQlogger().isOn()) return {false, false};
   const NumericType& type = sumRegister.getNumericType();
-  return {resulttypes::contains(type, a.getNumericType()), resulttypes::contains(type, b.getNumericType())};
+  return {exactness::holds(type, a.getNumericType()), exactness::holds(type, b.getNumericType())};
 }
 
 /// result = quantized(cast(a) ± cast(b)), in blocks that stay in the first-level cache.
@@ -120,15 +120,17 @@ void sumExactly(const fi& a, const fi& b, fi& result) {
 template <class Operation>
 fi fi::sumOrDifference(const fi& b) const {
   const NumericType type = sumTypeWith(b);
-  errorIfScaledDoubleSlopeBiasMath(*this, b);
   const bool complexResult = iscomplex() || b.iscomplex();
   const bool slopeBias = isSlopeBias() || b.isSlopeBias() || fimath_.isSumSlopeBiasScaled();
-  if (slopeBias) refuseSlopeBias(*this, b, complexResult, Operation::kName);
+  if (slopeBias) {
+    errorIfScaledDoubleSlopeBiasMath(*this, b);
+    refuseSlopeBias(*this, b, complexResult, Operation::kName);
+  }
   const fi& shape = shapeOfResult(*this, b);
   fi result(shape.dims_, type, fimath_, complexResult, tag(), OperationTypeEnum::Sum);
   // Registers log whenever logging is on.
   if (!slopeBias && !sElementPathOnly && !qlogger::getLogging() &&
-      resulttypes::containsSums(type, getNumericType(), b.getNumericType(), Operation::kSubtracts)) {
+      exactness::holdsSums(type, getNumericType(), b.getNumericType(), Operation::kSubtracts)) {
     sumExactly<Operation>(*this, b, result);
   } else {
     sumThroughRegister<Operation>(b, slopeBias, result);

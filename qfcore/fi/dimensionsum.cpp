@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "qfcore/fi/arithmeticstate.h"
+#include "qfcore/fi/exactness.h"
 #include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/resulttypes.h"
@@ -75,15 +76,12 @@ class FiberSums {
   const quantizer& q_;
 };
 
-/// Whether the type holds every partial sum of `terms` values of the array's type.
-Identities sumIdentities(const fi& x, std::size_t terms, const quantizer& q) {
+/// For sums of `terms` elements each.
+Identities identitiesOf(const fi& x, unsigned terms, const quantizer& q) {
   const bool cast = x.getFimath().castBeforeSum();
-  if (q.logger().isOn() || !q.numericType().isFixed() || !x.getNumericType().isFixed()) return {!cast, false};
-  const quantizer& own = x.getAssignmentQuantizer();
-  const DoubleFormat &format = own.doubleFormat(), &sums = q.doubleFormat();
-  const bool holds = resulttypes::contains(q.numericType(), own.numericType());
-  const auto count = static_cast<double>(terms);
-  return {!cast || holds, holds && format.min * count >= sums.min && format.max * count <= sums.max};
+  if (q.logger().isOn()) return {!cast, false};
+  const NumericType &term = x.getNumericType(), &sum = q.numericType();
+  return {!cast || exactness::holds(sum, term), exactness::holdsSumsOf(sum, term, terms)};
 }
 
 }  // namespace
@@ -112,7 +110,7 @@ fi fi::sumAlong(unsigned dimension) const {
 
   if (precision <= kMaxDoublePrecision && areDoubles(*this) && areDoubles(result)) {
     const quantizer& q = sumRegister.assignmentQuantizer_;
-    const FiberSums sums(fibers, sumIdentities(*this, length, q), q);
+    const FiberSums sums(fibers, identitiesOf(*this, length, q), q);
     sums.run(valuesOf(*this, realPart_), result.realPart_.doubles());
     if (iscomplex()) sums.run(valuesOf(*this, imagPart_), result.imagPart_.doubles());
     sumRegister.getQlogger().nMathOperationsPlus(numel_);

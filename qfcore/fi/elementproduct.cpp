@@ -1,5 +1,6 @@
 #include "qfcore/fi/elementproduct.h"
 
+#include "qfcore/fi/exactness.h"
 #include "qfcore/number/mpvalue.h"
 
 namespace embedded {
@@ -73,7 +74,7 @@ ElementProduct::ElementProduct(const fi& a, const fi& b, const quantizer& produc
       sums_(sums),
       cast_(a.getFimath().castBeforeSum()),
       isExact_(!fi::elementPathOnly() && !products.logger().isOn() &&
-               holdsProducts(products.numericType(), a.getNumericType(), b.getNumericType())),
+               exactness::holdsProducts(products.numericType(), a.getNumericType(), b.getNumericType())),
       scratch1_(productPrecision(a, b, products.numericType(), sums.numericType())),
       scratch2_(productPrecision(a, b, products.numericType(), sums.numericType())) {
   const NumericType &ta = a.getNumericType(), &tb = b.getNumericType(), &tp = products.numericType();

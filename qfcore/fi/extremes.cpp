@@ -4,6 +4,7 @@
 #include <optional>
 #include <vector>
 
+#include "qfcore/fi/exactness.h"
 #include "qfcore/fi/expansion.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/paths/blocks.h"
@@ -80,19 +81,13 @@ struct SquaredMagnitude {
   double operator()(double re, double im) const { return re * re + im * im; }
 };
 
-/// Whether doubles hold the squares of complex elements, and the sums of two.
-bool hasExactSquares(const NumericType& type) {
-  const int bits = 2 * type.wordLength() + 1, exponent = 2 * type.fixedExponent();
-  return type.isFixed() && bits <= static_cast<int>(kDoubleBits) && isNormalPow2(exponent) &&
-         isNormalPow2(exponent + bits);
-}
-
 /// The same keys, as contiguous doubles.
 class KeyBlocks {
  public:
   /// None where doubles do not hold them.
   static std::optional<KeyBlocks> of(const fi& x) {
-    if (!areDoubles(x) || !(x.isreal() || hasExactSquares(x.getNumericType()))) return std::nullopt;
+    if (!areDoubles(x) || !(x.isreal() || exactness::doublesHoldSquaredMagnitudes(x.getNumericType())))
+      return std::nullopt;
     return KeyBlocks(x);
   }
   /// Those of `size` elements, at most a block; valid until the next call.
@@ -271,7 +266,7 @@ fi fi::extreme(const fi& b) const {
     return result;
   }
   if (isComplex && areDoubles(*this) && areDoubles(b) && areDoubles(result) &&
-      hasExactSquares(getNumericType())) {
+      exactness::doublesHoldSquaredMagnitudes(getNumericType())) {
     extremesByMagnitude<Extreme>(*this, b, result);
     return result;
   }

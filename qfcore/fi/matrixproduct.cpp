@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstdlib>
 #include <optional>
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/elementproduct.h"
+#include "qfcore/fi/exactness.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/paths/productkernel.h"
@@ -23,11 +23,6 @@ constexpr Message kInputsMustBe2D{"numforge:fi:mtimes:inputsMustBe2D", "Input ar
 constexpr Message kInnerDimensions{"numforge:fi:innerdim", "Inner matrix dimensions must agree."};
 
 // --------------------------------------------------------------------------------------------- exact products
-
-/// Integers up to 2^kExactBits, and so their sums in any order, are exact in doubles.
-constexpr int kExactBits = 53;
-/// Fraction lengths with which products stay normal doubles.
-constexpr int kMaxFractionLength = 300;
 
 /// target (+)= factor · a · b for column-major matrices.
 void addProduct(const fi& a, const double* left, const fi& b, const double* right, double factor, double keep,
@@ -45,16 +40,6 @@ void multiplyExactDoubles(const fi& a, const fi& b, fi& result) {
   if (left.im) addProduct(a, left.im, b, right.re, 1, 0, im);
   if (right.im) addProduct(a, left.re, b, right.im, 1, left.im ? 1 : 0, im);
   if (left.im && right.im) addProduct(a, left.im, b, right.im, -1, 1, re);
-}
-
-/// Whether one floating-point product gives every element exactly: all sums are integers of few enough bits.
-bool areExactInDoubles(const fi& a, const fi& b, const fi& result, const ProductSums& sums) {
-  const auto isNearOne = [](const fi& x) {
-    return std::abs(x.getNumericType().fractionLength()) <= kMaxFractionLength;
-  };
-  const unsigned longest = std::max({a.rows(), a.cols(), b.cols()});
-  return areDoubles(a) && areDoubles(b) && areDoubles(result) && isNearOne(a) && isNearOne(b) &&
-         sums.highest - sums.lowest <= kExactBits && longest <= INT_MAX;
 }
 
 /// Sums of products without quantizers, for values of any kind. `b` has a cursor of its own.
@@ -87,10 +72,14 @@ void multiplyExactNumbers(const fi& a, const fi& b, fi& result) {
 /// Where every product and every sum is a value of its type and nothing is logged, the quantizers are left out.
 bool multiplyExactly(const fi& a, const fi& b, const NumericType& product, fi& result) {
   const NumericType &ta = a.getNumericType(), &tb = b.getNumericType();
-  if (fi::elementPathOnly() || qlogger::getLogging() || !holdsProducts(product, ta, tb)) return false;
-  const ProductSums sums(ta, tb, a.cols(), a.iscomplex() && b.iscomplex());
-  if (!sums.fitInto(result.getNumericType())) return false;
-  if (areExactInDoubles(a, b, result, sums)) {
+  const bool bothComplex = a.iscomplex() && b.iscomplex();
+  if (fi::elementPathOnly() || qlogger::getLogging() || !exactness::holdsProducts(product, ta, tb) ||
+      !exactness::holdsSumsOfProducts(result.getNumericType(), ta, tb, a.cols(), bothComplex)) {
+    return false;
+  }
+  const unsigned longest = std::max({a.rows(), a.cols(), b.cols()});
+  if (areDoubles(a) && areDoubles(b) && areDoubles(result) && longest <= INT_MAX &&
+      exactness::doublesHoldSumsOfProducts(ta, tb, a.cols(), bothComplex)) {
     multiplyExactDoubles(a, b, result);
   } else {
     multiplyExactNumbers(a, b, result);
@@ -100,21 +89,12 @@ bool multiplyExactly(const fi& a, const fi& b, const NumericType& product, fi& r
 
 // ------------------------------------------------------------------------------------------ blocks of doubles
 
-/// Whether no rounded product of the two types leaves the range of `product`: exact ones reach half of its
-/// upper bound at most, the power of two `top`, and rounding adds less than a step.
-bool productsStayInRange(const NumericType& product, const NumericType& a, const NumericType& b) {
-  if (!product.isFixed() || !a.isFixed() || !b.isFixed()) return false;
-  const ProductSums sums(a, b, 1, false);
-  const long fraction = product.fractionLength(), top = product.wordLength() - fraction - product.isSigned();
-  return sums.highest < top && -fraction < top && (product.isSigned() || !sums.isSigned);
-}
-
 /// A quantizer for products that cannot overflow, where it pays: in range saturating and wrapping are the same,
 /// and saturating costs less. Nothing where `products` itself is to be used.
 std::optional<quantizer> saturating(const quantizer& products, const fi& a, const fi& b) {
   const bool wraps = products.overflowMode() == OverflowModeEnum::wrap;
   if (!wraps || products.logger().isOn() ||
-      !productsStayInRange(products.numericType(), a.getNumericType(), b.getNumericType())) {
+      !exactness::holdsRoundedProducts(products.numericType(), a.getNumericType(), b.getNumericType())) {
     return std::nullopt;
   }
   return quantizer(products.numericType(), products.roundMode(), OverflowModeEnum::saturate);
@@ -143,7 +123,7 @@ class MatrixBlocks {
     const bool bothComplex = a.iscomplex() && b.iscomplex();
     const quantizer& terms = bothComplex ? productSums : products;
     const bool cast = a.getFimath().castBeforeSum(), isQuiet = !accumulator.logger().isOn();
-    const bool holdsTerms = resulttypes::contains(accumulator.numericType(), terms.numericType());
+    const bool holdsTerms = exactness::holds(accumulator.numericType(), terms.numericType());
     castIsIdentity_ = !cast || (isQuiet && holdsTerms);
     sumsLieOnGrid_ = (cast || holdsTerms) && onlyBringsIntoRange(accumulator);
   }
@@ -309,7 +289,7 @@ fi fi::mtimes(const fi& b) const {
 
   const NumericType productType = getProductTypeForMpyOp(b);
   const NumericType type = getSumNumericTypeForMatrixMultiply(b, productType);
-  errorIfScaledDoubleSlopeBiasMath(*this, b);
+  if (slopeBias) errorIfScaledDoubleSlopeBiasMath(*this, b);
   fi result(rows_, b.cols_, type, fimath_, complexResult, tag(), OperationTypeEnum::Product);
   if (multiplyExactly(*this, b, productType, result)) return result;
   fi productRegister = initializeProductRegister(productType, type, fimath_, precisionOf(type));

@@ -3,6 +3,7 @@
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/elementproduct.h"
+#include "qfcore/fi/exactness.h"
 #include "qfcore/fi/expansion.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/paths/operations.h"
@@ -30,7 +31,7 @@ bool multiplyByBlocks(const fi& a, const fi& b, const quantizer& products, const
 bool multiplyExactly(const fi& a, const fi& b, fi& result) {
   // Registers log whenever logging is on.
   if (fi::elementPathOnly() || qlogger::getLogging() || (a.iscomplex() && b.iscomplex()) ||
-      !holdsProducts(result.getNumericType(), a.getNumericType(), b.getNumericType()))
+      !exactness::holdsProducts(result.getNumericType(), a.getNumericType(), b.getNumericType()))
     return false;
   const bool allDoubles = areDoubles(a) && areDoubles(b) && areDoubles(result);
   const auto multiplyPart = [&](number& product, const number& x, const number& y) {

@@ -1,11 +1,11 @@
 #include "qfcore/fi/resulttypes.h"
 
 #include <algorithm>
-#include <bit>
 #include <climits>
 #include <cstdlib>
 
 #include "qfcore/fi/arithmeticstate.h"
+#include "qfcore/fi/exactness.h"
 #include "qfcore/fi/fi.h"
 
 namespace embedded {
@@ -13,6 +13,9 @@ namespace embedded {
 using EmbeddedTypeSystem::DataTypeEnum;
 using EmbeddedTypeSystem::ScalingEnum;
 using EmbeddedTypeSystem::SignedEnum;
+using exactness::fractionBits;
+using exactness::growthBits;
+using exactness::integerBits;
 
 namespace {
 
@@ -55,13 +58,6 @@ struct Growth {
   long fractionLength;  ///< FullPrecision and KeepLSB
   long integerBits;     ///< KeepMSB
 };
-
-// In 64 bits: fraction lengths may be any `int`.
-long fractionBits(const NumericType& type) { return type.fractionLength(); }
-long integerBits(const NumericType& type) { return type.wordLength() - fractionBits(type); }
-
-/// ceil(log2(terms)): 0 for a single term.
-int growthBits(unsigned terms) { return static_cast<int>(std::bit_width(terms - 1)); }
 
 int exponentOf(long fractionLength) {
   if (std::abs(fractionLength) > INT_MAX) fail<kFractionLengthBeyondInt>(fractionLength);
@@ -119,26 +115,6 @@ Growth grown(const NumericType& type, int bits) {
   return {type.wordLength() + bits, fractionBits(type), integerBits(type) + bits};
 }
 
-bool isBinaryPoint(const NumericType& type) { return type.isFixed() && !type.isSlopeBias(); }
-
-/// The bits on either side of the point, the sign bit among the integer ones.
-struct Bits {
-  bool isSigned;
-  long integer, fraction;
-
-  static Bits of(const NumericType& type) { return {type.isSigned(), integerBits(type), fractionBits(type)}; }
-  /// What the sums of two types of the same sign need.
-  static Bits ofSum(const NumericType& a, const NumericType& b) {
-    return {a.isSigned(), std::max(integerBits(a), integerBits(b)) + 1,
-            std::max(fractionBits(a), fractionBits(b))};
-  }
-  bool contain(const Bits& inner) const {
-    if (fraction < inner.fraction || (inner.isSigned && !isSigned)) return false;
-    const int signBit = isSigned && !inner.isSigned ? 1 : 0;
-    return integer >= inner.integer + signBit;
-  }
-};
-
 }  // namespace
 
 namespace resulttypes {
@@ -148,10 +124,11 @@ DataTypeEnum dataType(const NumericType& a, const NumericType& b) {
 }
 
 NumericType sum(const NumericType& a, const NumericType& b, const fimath& math) {
-  const Bits bits = Bits::ofSum(a, b);
+  const long integer = std::max(integerBits(a), integerBits(b)) + 1;
+  const long fraction = std::max(fractionBits(a), fractionBits(b));
   const bool slopeBias = a.isSlopeBias() || math.isSumSlopeBiasScaled() || b.isSlopeBias();
   return sumRegisterType(dataType(a, b), a.isSigned() || b.isSigned(), slopeBias, math,
-                         {bits.integer + bits.fraction, bits.fraction, bits.integer});
+                         {integer + fraction, fraction, integer});
 }
 
 NumericType product(const NumericType& a, const NumericType& b, const fimath& math) {
@@ -195,16 +172,6 @@ NumericType squareRoot(const NumericType& a) {
   const long integer = (integerBits(a) + 1) >> 1;
   return NumericType(a.dataType(), ScalingEnum::BinaryPoint, a.signedEnum(), wordLength, 1.0,
                      exponentOf(wordLength - integer), 0.0);
-}
-
-bool contains(const NumericType& outer, const NumericType& inner) {
-  return isBinaryPoint(outer) && isBinaryPoint(inner) && Bits::of(outer).contain(Bits::of(inner));
-}
-
-bool containsSums(const NumericType& outer, const NumericType& a, const NumericType& b, bool isDifference) {
-  // Operands of different signs, and differences of unsigned ones, leave the range that one more bit gives.
-  if (a.isSigned() != b.isSigned() || (isDifference && !a.isSigned())) return false;
-  return isBinaryPoint(outer) && a.isFixed() && b.isFixed() && Bits::of(outer).contain(Bits::ofSum(a, b));
 }
 
 }  // namespace resulttypes

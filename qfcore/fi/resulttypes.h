@@ -42,11 +42,4 @@ NumericType quotient(const NumericType& a, const NumericType& b);
 /// The square root: half of the word and half of the integer bits, both rounded up.
 NumericType squareRoot(const NumericType& a);
 
-/// Whether every value of `inner` is one of `outer`: a grid no coarser, a range no smaller. False for types
-/// other than fixed-point with binary-point scaling.
-bool contains(const NumericType& outer, const NumericType& inner);
-
-/// Whether every sum (or difference) of values of `a` and `b` is a value of `outer`, as the types' bits tell.
-bool containsSums(const NumericType& outer, const NumericType& a, const NumericType& b, bool isDifference);
-
 }  // namespace embedded::resulttypes

@@ -1,12 +1,15 @@
 #include "qfcore/fi/scratch.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 
+#include "qfcore/fi/exactness.h"
 #include "qfcore/number/precision.h"
 
 namespace embedded {
+
+using exactness::fractionBits;
+using exactness::integerBits;
 
 namespace {
 
@@ -14,10 +17,6 @@ namespace {
 constexpr long kMaxScratchPrecision = 1L << 20;
 
 unsigned limited(long bits) { return static_cast<unsigned>(std::clamp(bits, 1L, kMaxScratchPrecision)); }
-
-// In 64 bits: fraction lengths may be any `int`.
-long fractionBits(const NumericType& type) { return type.fractionLength(); }
-long integerBits(const NumericType& type) { return type.wordLength() - fractionBits(type); }
 
 /// The exponents of all doubles.
 constexpr BitRange kDoubleRange{-1074, 1024};
@@ -42,27 +41,6 @@ unsigned productPrecision(const fi& a, const fi& b, const NumericType& product, 
   const unsigned precision = productPrecision(a.getNumericType(), b.getNumericType(), product);
   if (a.isreal() || b.isreal()) return precision;
   return std::max(precision, sumPrecision(product, product, sum, a.getFimath().castBeforeSum()));
-}
-
-bool holdsProducts(const NumericType& product, const NumericType& a, const NumericType& b) {
-  const auto isBinaryPoint = [](const NumericType& type) { return type.isFixed() && !type.isSlopeBias(); };
-  return isBinaryPoint(product) && isBinaryPoint(a) && isBinaryPoint(b) &&
-         ProductSums(a, b, 1, false).fitInto(product);
-}
-
-ProductSums::ProductSums(const NumericType& a, const NumericType& b, unsigned terms, bool bothComplex)
-    : lowest(-fractionBits(a) - fractionBits(b)),
-      // Only a product of two least values reaches its power of two.
-      isBelow(!a.isSigned() || !b.isSigned() || !std::has_single_bit(terms)),
-      isSigned(a.isSigned() || b.isSigned() || bothComplex) {
-  const int growth = static_cast<int>(std::bit_width(std::max(terms, 1U) - 1));
-  highest = integerBits(a) - a.isSigned() + integerBits(b) - b.isSigned() + growth + bothComplex;
-}
-
-bool ProductSums::fitInto(const NumericType& type) const {
-  const long limit = integerBits(type) - type.isSigned();
-  return type.isFixed() && !type.isSlopeBias() && (type.isSigned() || !isSigned) &&
-         -fractionBits(type) <= lowest && (highest < limit || (highest == limit && isBelow));
 }
 
 BitRange BitRange::of(double value) {

@@ -23,21 +23,6 @@ unsigned productPrecision(const NumericType& a, const NumericType& b, const Nume
 /// The same for arrays, and for two complex ones the sum of two products besides.
 unsigned productPrecision(const fi& a, const fi& b, const NumericType& product, const NumericType& sum);
 
-/// Whether every product of the two types is a value of `product`, so that quantizing it changes nothing.
-bool holdsProducts(const NumericType& product, const NumericType& a, const NumericType& b);
-
-/// The sums of `terms` products of two types, and of any of these products: multiples of 2^lowest, in magnitude
-/// at most, or with `isBelow` less than, 2^highest.
-struct ProductSums {
-  long lowest, highest;
-  bool isBelow, isSigned;
-
-  /// Both types binary-point and Fixed. Of complex factors each part of a product is two products.
-  ProductSums(const NumericType& a, const NumericType& b, unsigned terms, bool bothComplex);
-  /// Whether all of them are values of `type`.
-  bool fitInto(const NumericType& type) const;
-};
-
 /// The values that a number may take: multiples of 2^lowest, in magnitude below 2^highest.
 struct BitRange {
   long lowest, highest;

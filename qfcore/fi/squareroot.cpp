@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "qfcore/fi/assignmentlog.h"
+#include "qfcore/fi/exactness.h"
 #include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/paths/productkernel.h"
@@ -33,9 +34,6 @@ constexpr Message kNoNegative{"numforge:fi:sqrt:nonegative",
 constexpr Message kNoBoolean{
     "numforge:fi:sqrt:nobooleansqrt",
     "sqrt(A), sqrt(A,T) or sqrt(A,T,F) is not supported when A or T are of datatype boolean."};
-
-/// Fraction and integer bits with which squares and their errors stay normal doubles.
-constexpr int kMaxExponent = 250;
 
 enum class RootRounding { Down, Up, ToNearest };
 
@@ -278,11 +276,6 @@ class DirectWideRoot {
   number root_, upper_, square_, twice_;
 };
 
-bool isNearOne(const NumericType& type) {
-  return std::abs(type.fractionLength()) <= kMaxExponent &&
-         std::abs(type.wordLength() - type.fractionLength()) <= kMaxExponent;
-}
-
 template <class Root>
 void rootsOf(const fi& x, fi& result, Root root) {
   for (unsigned k = 0; k < x.numel(); ++k) {
@@ -292,7 +285,7 @@ void rootsOf(const fi& x, fi& result, Root root) {
 }
 
 void directRoots(const fi& x, fi& result, const RootFormat& format) {
-  if (areDoubles(x) && areDoubles(result) && isNearOne(result.getNumericType())) {
+  if (areDoubles(x) && areDoubles(result) && exactness::isNearOne(result.getNumericType())) {
     const double largest = format.largest.todouble(), step = format.step.todouble();
     return directRoots(result.realPart().doubles(), valuesOf(x, x.realPart()), x.numel(), largest, step,
                        format.rounding);
@@ -347,7 +340,7 @@ fi fi::sqrtBisection(const NumericType& type, const fimath& math) const {
   fi squares = result.initializeProductRegister(squareType, squareType, math, 2 * result.getPrecision());
   const quantizer& q = squares.assignmentQuantizer_;
   const RootFormat format(result);
-  if (!elementPathOnly() && !q.logger().isOn() && holdsProducts(squareType, type, type)) {
+  if (!elementPathOnly() && !q.logger().isOn() && exactness::holdsProducts(squareType, type, type)) {
     directRoots(*this, result, format);
     return result;
   }

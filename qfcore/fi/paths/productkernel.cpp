@@ -3,20 +3,14 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 
+#include "qfcore/fi/exactness.h"
 #include "qfcore/fi/paths/operations.h"
-#include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
 
 namespace embedded {
 
 namespace {
-
-/// Bits of two words whose product is exact in a double, with the room that adding one half takes.
-constexpr int kMaxExactBits = 52;
-/// Fraction lengths with which neither products nor their errors leave the normal doubles.
-constexpr int kMaxFractionLength = 300;
 
 /// high + low, where low is the error of high, in 50 bits: cut, and where that loses something made odd.
 double roundedToOdd(double high, double low) {
@@ -79,27 +73,22 @@ void plainComplexProducts(double* re, double* im, const Factor& a, const Factor&
   });
 }
 
-bool fitsDouble(const NumericType& a, const NumericType& b) {
-  return !a.isFixed() || !b.isFixed() || a.wordLength() + b.wordLength() <= kMaxExactBits;
-}
-
-bool isNearOne(const NumericType& type) { return std::abs(type.fractionLength()) <= kMaxFractionLength; }
-
 }  // namespace
 
 bool ProductKernel::applies(const fi& a, const fi& b, const quantizer& product) {
   if (!areDoubles(a) || !areDoubles(b) || !product.isDoubleBacked()) return false;
   const NumericType &ta = a.getNumericType(), &tb = b.getNumericType(), &tp = product.numericType();
   if (ta.isSlopeBias() || tb.isSlopeBias() || tp.isSlopeBias()) return false;
-  return fitsDouble(ta, tb) ||
-         (tp.wordLength() <= kMaxRoundedWordLength && isNearOne(ta) && isNearOne(tb) && isNearOne(tp));
+  return exactness::doublesHoldProducts(ta, tb) ||
+         (tp.wordLength() <= kMaxRoundedWordLength && exactness::isNearOne(ta) && exactness::isNearOne(tb) &&
+          exactness::isNearOne(tp));
 }
 
 ProductKernel::ProductKernel(const fi& a, const fi& b, const quantizer& product)
     : product_(product),
       isExact_(!product.logger().isOn() &&
-               holdsProducts(product.numericType(), a.getNumericType(), b.getNumericType())),
-      fitsDouble_(fitsDouble(a.getNumericType(), b.getNumericType())),
+               exactness::holdsProducts(product.numericType(), a.getNumericType(), b.getNumericType())),
+      fitsDouble_(exactness::doublesHoldProducts(a.getNumericType(), b.getNumericType())),
       wraps_(product.overflowMode() == OverflowModeEnum::wrap),
       range_(product.doubleFormat().range),
       inverseRange_(product.doubleFormat().inverseRange) {}
@@ -128,9 +117,9 @@ BlockProduct::BlockProduct(const fi& a, const fi& b, const quantizer& products, 
     : multiply_(a, b, products), sums_(sums), castIsIdentity_(!a.getFimath().castBeforeSum()) {
   if (sums.logger().isOn()) return;
   const NumericType &sum = sums.numericType(), &term = products.numericType();
-  castIsIdentity_ = castIsIdentity_ || resulttypes::contains(sum, term);
-  addIsExact_ = resulttypes::containsSums(sum, term, term, false);
-  subtractIsExact_ = resulttypes::containsSums(sum, term, term, true);
+  castIsIdentity_ = castIsIdentity_ || exactness::holds(sum, term);
+  addIsExact_ = exactness::holdsSums(sum, term, term, false);
+  subtractIsExact_ = exactness::holdsSums(sum, term, term, true);
   isPlain_ = multiply_.isPlain() && castIsIdentity_ && addIsExact_ && subtractIsExact_;
 }
 
