@@ -1,9 +1,11 @@
 /// Round trips through host arrays, integer layouts and text, compared with stored integers in GMP.
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <sstream>
+#include <string_view>
 
 #include "qfcore/fi/intarray.h"
 #include "qfcore/fi/paths/radixblocks.h"
@@ -228,6 +230,17 @@ TEST(RadixText, EveryBaseReadsBack) {
     std::string value;
     first >> value;
     EXPECT_EQ(mpz_class(value, 10), storedOf(reference::valueOf(x, 0), x.getNumericType()));
+  }
+}
+
+TEST(RadixText, DigitsAreThoseOfTheBaseInEitherCase) {
+  for (int base = 2; base <= 18; ++base) {
+    for (char digit = '!'; digit <= '~'; ++digit) {
+      const char token[] = {'1', digit, '\0'};
+      const std::string_view digits = "0123456789abcdefgh";
+      const std::size_t value = digits.find(static_cast<char>(std::tolower(digit)));
+      EXPECT_EQ(fi::base2numCheckElement(token, base), value < static_cast<std::size_t>(base)) << token << base;
+    }
   }
 }
 

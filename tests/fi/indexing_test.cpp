@@ -204,6 +204,10 @@ TEST(Indexing, IntegersThatNoDoubleHoldsAreAssignedExactly) {
   target.subsasgn(indexOf({HostArray::scalar(1)}),
                   HostArray::scalarOf<std::int64_t>((std::int64_t{1} << 62) + 1));
   EXPECT_EQ(reference::valueOf(target, 0), mpq_class(reference::pow2(62) + 4096));
+  fi natural(0.0, NumericType(false, 64, 0));
+  natural.subsasgn(indexOf({HostArray::scalar(1)}),
+                   HostArray::scalarOf<std::uint64_t>((std::uint64_t{1} << 63) + 1));
+  EXPECT_EQ(reference::valueOf(natural, 0), mpq_class(reference::pow2(63) + 1));
 }
 
 struct LogScope {

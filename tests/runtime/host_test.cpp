@@ -183,7 +183,8 @@ TEST(Concatenate, PlacesPartsAsAssignmentsWould) {
       HostArray part = HostArray::zeros(ArrayClass::Double, dims);
       for (std::size_t i = 0; i < part.numel(); ++i) part.mutableReal<double>()[i] = ++next;
       parts.push_back(part);
-      if (upTo(3) == 0) parts.push_back(HostArray());
+      if (upTo(3) == 0)
+        parts.push_back(HostArray::zeros(upTo(1) == 0 ? ArrayClass::Double : ArrayClass::Single, {0, 0}));
       Arrays subscripts{colon(), colon(), colon()};
       std::vector<double> places;
       for (std::size_t i = 0; i < dims[dimension]; ++i) places.push_back(static_cast<double>(++used));

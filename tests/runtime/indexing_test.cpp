@@ -116,6 +116,7 @@ TEST(Indexing, ColonsIntoAnEmptyArrayTakeTheSizeAssigned) {
       {{num(2), colon()}, row({1, 2}), {2, 2}},
       {{colon(), colon()}, row({1, 2, 3}), {1, 3}},
       {{colon(), num(3)}, num(5), {1, 3}},
+      {{colon(), colon()}, matrix({1, 2, 3}, {1, 2, 3, 4, 5, 6}), {2, 3}},
       {{colon(), colon(), num(2)}, matrix({2, 2}, {1, 2, 3, 4}), {2, 2, 2}},
   };
   for (const auto& c : cases) {
