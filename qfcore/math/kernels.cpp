@@ -31,58 +31,91 @@ struct Outcome {
   bool overflow, underflow;
 };
 
+struct Pow2 {
+  double factor;
+  int exponent;
+};
+
+/// `yes` or `no`. As bits, since a choice between values would have the compiler branch around the rounding and
+/// keep the loop from vectorising.
+double choice(bool which, double yes, double no) {
+  const auto bits = [](double value) { return std::bit_cast<std::uint64_t>(value); };
+  return std::bit_cast<double>(which ? bits(yes) : bits(no));
+}
+
+/// a && b without the branch that would keep a loop from vectorising.
+bool both(bool a, bool b) { return static_cast<bool>(static_cast<int>(a) & static_cast<int>(b)); }
+
+// Overflow rules. Each counts stored integers in units of its own: `inUnits` says how many the rounded value q
+// is, `land` brings them into range, `isOverflow` says whether that changed them. NaN stays and is no overflow.
+
 /// Values above max become max, values below min become min.
 struct SaturateInteger {
-  static double land(double q, const IntegerRange& r) {
-    const double notAbove = q > r.max ? r.max : q;
-    return notAbove < r.min ? r.min : notAbove;
+  static double inUnits(double q, const DoubleFormat&) { return q; }
+  static double land(double q, double x, const DoubleFormat& f) {
+    const double notAbove = q > f.stored.max ? f.stored.max : q;
+    return choice(x == 0, x, notAbove < f.stored.min ? f.stored.min : notAbove);  // zeros keep their sign
   }
+  static bool isOverflow(double landed, double q, double) { return std::islessgreater(landed, q); }
+  static Pow2 unit(const DoubleFormat& f) { return {f.grid.unit, -f.fractionLength}; }
 };
 
-/// Two's-complement wrapping into [min, min + modulus). The modulus is a power of two, so every step is exact,
-/// and integers in range stay what they are. Infinities stand for multiples of the modulus.
+/// Two's-complement wrapping into [min, min + modulus), in units of the modulus: it is a power of two, so every
+/// step is exact, and integers in range stay what they are. Infinities become NaN, as remainders of theirs are;
+/// an infinite q of a finite x stands for a multiple of the modulus. What is zero keeps the sign of x.
 struct WrapInteger {
-  static double land(double q, const IntegerRange& r) {
-    const double remainder = q - std::floor(q * r.inverseModulus) * r.modulus;
-    const double positive = remainder > 0 ? remainder : 0.0;  // not NaN
-    return positive - (positive > r.max ? r.modulus : 0.0);
+  static double inUnits(double q, const DoubleFormat& f) { return q * f.stored.inverseModulus; }
+  static double land(double turns, double x, const DoubleFormat& f) {
+    const double rest = turns - std::floor(turns);
+    const double positive = choice(rest > 0, rest, x * 0.0);
+    return positive - (positive > f.stored.maxTurns ? 1.0 : 0.0);
+  }
+  static bool isOverflow(double landed, double turns, double x) { return both(landed != turns, x == x); }
+  static Pow2 unit(const DoubleFormat& f) { return {f.range, f.wordLength - f.fractionLength}; }
+};
+
+// Ways between values and stored integers. `up` may end at an infinity, but at zero only for a zero.
+
+struct FineScale {  // of f >= 0
+  static double up(double x, const DoubleFormat& f) { return x * f.grid.unitsPerOne; }
+  static double down(double landed, Pow2 unit) { return landed * unit.factor; }
+};
+
+struct CoarseScale : FineScale {
+  // What is lost was so small that x itself rounds as its multiple would.
+  static double up(double x, const DoubleFormat& f) {
+    const double scaled = FineScale::up(x, f);
+    return scaled == 0 ? x : scaled;
   }
 };
 
-/// `x` where it is a zero, else `y`: zeros keep their sign. As bits, since a choice between values would have
-/// the compiler branch around the rounding and keep the loop from vectorising.
-double keepZero(double y, double x) {
-  const auto bits = [](double value) { return std::bit_cast<std::uint64_t>(value); };
-  return std::bit_cast<double>(x == 0 ? bits(x) : bits(y));
-}
-
-template <class Rounding, class Overflow>
-Outcome landed(double x, double scaled, const IntegerRange& range) {
-  const double q = Rounding::integer(scaled);
-  const double inRange = Overflow::land(q, range);
-  // Both at once: a branch would keep the loop from vectorising.
-  const bool underflow = static_cast<bool>(static_cast<int>(q == 0) & static_cast<int>(x != 0));
-  return {keepZero(inRange, x), inRange != q, underflow};
-}
+struct FarScale {  // of an f whose factors are no normal doubles
+  static double up(double x, const DoubleFormat& f) {
+    return detail::unlessLost(std::ldexp(x, f.fractionLength), x);
+  }
+  static double down(double landed, Pow2 unit) { return std::ldexp(landed, unit.exponent); }
+};
 
 /// Fixed point; the stored integer is rounded by `Rounding` and brought into range by `Overflow`.
-template <class Rounding, class Overflow>
+template <class Rounding, class Overflow, class Scale>
 struct Fixed {
   static Outcome apply(double x, const DoubleFormat& f) {
-    Outcome outcome = landed<Rounding, Overflow>(x, x * f.grid.unitsPerOne, f.stored);
-    outcome.value *= f.grid.unit;
-    return outcome;
+    const Steps steps(x, f);
+    return {steps.value(f), Overflow::isOverflow(steps.landed, steps.units, x),
+            both(steps.rounded == 0, x != 0)};
   }
-};
+  /// For loops that count nothing: left to drop the counts itself, the compiler has branched for them by then.
+  static double value(double x, const DoubleFormat& f) { return Steps(x, f).value(f); }
 
-/// The same for fraction lengths whose scale is no normal double.
-template <class Rounding, class Overflow>
-struct FixedFar {
-  static Outcome apply(double x, const DoubleFormat& f) {
-    Outcome outcome = landed<Rounding, Overflow>(x, std::ldexp(x, f.fractionLength), f.stored);
-    outcome.value = std::ldexp(outcome.value, -f.fractionLength);
-    return outcome;
-  }
+ private:
+  struct Steps {
+    double rounded, units, landed;
+    Steps(double x, const DoubleFormat& f)
+        : rounded(Rounding::integer(Scale::up(x, f))),
+          units(Overflow::inUnits(rounded, f)),
+          landed(Overflow::land(units, x, f)) {}
+    double value(const DoubleFormat& f) const { return Scale::down(landed, Overflow::unit(f)); }
+  };
 };
 
 /// Floating point: normal values keep fractionBits bits after the leading one, small ones share the denormal
@@ -159,10 +192,16 @@ struct Lanes {
 };
 
 template <class Policy>
+double valueBy(double x, const DoubleFormat& f) {
+  if constexpr (requires { Policy::value(x, f); }) return Policy::value(x, f);
+  return Policy::apply(x, f).value;
+}
+
+template <class Policy>
 QFCORE_VECTORISED void quantizeQuietly(const DoubleFormat& format, const double* from, double* to,
                                        std::size_t count) {
   const DoubleFormat f = format;
-  for (std::size_t i = 0; i < count; ++i) to[i] = Policy::apply(from[i], f).value;
+  for (std::size_t i = 0; i < count; ++i) to[i] = valueBy<Policy>(from[i], f);
 }
 
 /// The two arrays must not overlap: lanes would have to wait for what others write.
@@ -210,11 +249,12 @@ void execute(const DoubleFormat& format, const double* from, double* to, std::si
 
 template <class Rounding, class Overflow>
 void executeFixed(const DoubleFormat& format, const double* from, double* to, std::size_t count, Tally* tally) {
-  if (format.factorsExist) {
-    execute<Fixed<Rounding, Overflow>>(format, from, to, count, tally);
-  } else {
-    execute<FixedFar<Rounding, Overflow>>(format, from, to, count, tally);
+  if (!format.factorsExist) return execute<Fixed<Rounding, Overflow, FarScale>>(format, from, to, count, tally);
+  if constexpr (traceDecides<Rounding>()) {
+    if (format.fractionLength < 0)
+      return execute<Fixed<Rounding, Overflow, CoarseScale>>(format, from, to, count, tally);
   }
+  execute<Fixed<Rounding, Overflow, FineScale>>(format, from, to, count, tally);
 }
 
 }  // namespace

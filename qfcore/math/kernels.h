@@ -16,17 +16,18 @@ namespace embedded {
 /// The range of a fixed-point format, in stored integers.
 struct IntegerRange {
   double max, min;
-  double modulus, inverseModulus;  ///< 2^w and its reciprocal
+  double inverseModulus;  ///< 2^-w
+  double maxTurns;        ///< max / 2^w
 };
 
-/// The constants of a format that is carried in doubles. Fixed-point formats use all but the last three,
-/// floating-point formats `max`, `min` and the last three. Without a value until they are derived: a quantizer
-/// carries them along that may never be asked to quantize.
+/// The constants of a format that is carried in doubles. Fixed-point formats use all but the last two,
+/// floating-point formats `eps`, `max`, `min` and the last two. Without a value until they are derived: a
+/// quantizer carries them along that may never be asked to quantize.
 struct DoubleFormat {
   GridFactors grid;   ///< 2^f and 2^(−f)
-  bool factorsExist;  ///< both of them are normal doubles
+  bool factorsExist;  ///< both of them, and `range`, are normal doubles
   IntegerRange stored;
-  int fractionLength;  ///< f
+  int wordLength, fractionLength;  ///< w and f
   double eps, max, min;
   double range, inverseRange;  ///< the wrap modulus 2^(w−f) and its reciprocal
   int fractionBits;            ///< of a floating-point format

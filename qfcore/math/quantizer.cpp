@@ -257,16 +257,18 @@ void quantizer::derive() const {
 void quantizer::deriveFixed(DoubleFormat& format) const {
   const int w = settings_.wordLength, f = settings_.fractionLength;
   const auto power = [](int exponent) { return timesPow2(1.0, exponent); };
+  format.wordLength = w;
   format.fractionLength = f;
   format.grid = GridFactors(f);
-  format.factorsExist = GridFactors::exist(f);
+  format.factorsExist = GridFactors::exist(f) && isNormalPow2(w - f);
   format.eps = power(-f);
   format.range = power(w - f);
   format.inverseRange = power(f - w);
-  format.stored.modulus = power(w);
+  const double modulus = power(w);
+  format.stored.max = modulus * (isSigned() ? 0.5 : 1.0) - 1.0;
+  format.stored.min = isSigned() ? -0.5 * modulus : 0.0;
   format.stored.inverseModulus = power(-w);
-  format.stored.max = format.stored.modulus * (isSigned() ? 0.5 : 1.0) - 1.0;
-  format.stored.min = isSigned() ? -0.5 * format.stored.modulus : 0.0;
+  format.stored.maxTurns = format.stored.max / modulus;
   const double half = power(w - f - 1);
   format.max = (isSigned() ? half : format.range) - format.eps;
   format.min = isSigned() ? -half : 0.0;

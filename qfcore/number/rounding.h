@@ -91,6 +91,13 @@ constexpr double normalPow2(int exponent) {
   return std::bit_cast<double>(static_cast<std::uint64_t>(exponent + 1023) << 52);
 }
 
+/// Whether a magnitude too small to show in an integer, and in its half, may still decide what it is rounded
+/// to.
+template <class Policy>
+constexpr bool traceDecides() {
+  return Policy::grows(Cut(false, false, false, true)) || Policy::grows(Cut(true, false, false, true));
+}
+
 /// x * 2^exponent, rounded once.
 inline double timesPow2(double x, int exponent) {
   return isNormalPow2(exponent) ? x * normalPow2(exponent) : std::ldexp(x, exponent);
@@ -115,20 +122,18 @@ inline double unlessInfinite(double scaled, double backScaled, double x) {
   return std::abs(scaled) == std::numeric_limits<double>::infinity() ? x : backScaled;
 }
 
-}  // namespace detail
-
-/// `x` rounded to a multiple of `grid.unit`; the form for array loops.
-template <class Policy>
-inline double rounded(double x, GridFactors grid) {
-  const double scaled = x * grid.unitsPerOne;
-  return detail::unlessInfinite(scaled, Policy::integer(scaled) * grid.unit, x);
+/// `scaled` unless scaling `x` down went to zero: what stands for it has the same sign and rounds as it would.
+inline double unlessLost(double scaled, double x) {
+  return scaled == 0 && x != 0 ? std::copysign(std::numeric_limits<double>::min(), x) : scaled;
 }
 
-/// `x` rounded to a multiple of 2^-fractionBits: scaled up, rounded, scaled back, each step in doubles.
-/// Infinities and NaN stay what they are.
+}  // namespace detail
+
+/// `x` rounded to a multiple of 2^-fractionBits as if scaling were exact: up, rounded, and back. Infinities and
+/// NaN stay what they are.
 template <class Policy>
 inline double rounded(double x, int fractionBits) {
-  const double scaled = timesPow2(x, fractionBits);
+  const double scaled = detail::unlessLost(timesPow2(x, fractionBits), x);
   return detail::unlessInfinite(scaled, timesPow2(Policy::integer(scaled), -fractionBits), x);
 }
 
