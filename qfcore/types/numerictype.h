@@ -130,8 +130,9 @@ class QFCORE_API NumericType : public ScalarType {
   /// The same for a numeric, logical or char array, real and imaginary parts. Raises
   /// "numforge:fi:setBestPrecision:mustbenumeric" for other classes.
   void setBestPrecision(const tessel::HostArray& values);
-  /// Best precision for one value as the rounding to this word length leaves it: 127.9 needs 8 integer bits in
-  /// a signed word of 8. An unspecified scaling becomes binary-point. Raises as `setBestPrecisionFromMaxAbs`.
+  /// The finest grid on which the value, rounded to nearest with ties away from zero, lies in the word: s8 has
+  /// room for -128.4 at fraction length 0, but not for 127.6 or -128.9. An unspecified scaling becomes
+  /// binary-point. Raises as `setBestPrecisionFromMaxAbs`.
   void fxpBestPrecisionExponent(double value);
   /// `fxpBestPrecisionExponent` for the deciding value of a numeric array. Raises
   /// "numforge:fi:setBestPrecision:mustbenumeric" for all other classes, logical and char too.

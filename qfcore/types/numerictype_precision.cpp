@@ -14,8 +14,7 @@ using embedded::fail;
 
 namespace {
 
-/// From here on doubles are too coarse for every integer.
-constexpr double kFlintMax = 9007199254740992.0;  // 2^53
+constexpr int kMoreThanDigits = 60;  // of a double
 
 /// An integer as a double of the same binary exponent, and a power of two only if the integer is one: digits
 /// that do not fit leave a trace in the lowest one.
@@ -152,12 +151,18 @@ void NumericType::fxpBestPrecisionExponent(double value) {
     return;
   }
   int exponent = 0;
-  double mantissa = std::frexp(value, &exponent);
-  const double scaled = std::ldexp(mantissa, magnitudeBits);
-  if (std::fabs(scaled) < kFlintMax) mantissa = std::ldexp(std::round(scaled), -magnitudeBits);
-  if (mantissa == -0.5) --exponent;
-  if (mantissa == 1) ++exponent;
-  setFixedExponent(exponent - magnitudeBits);
+  const double mantissa = std::frexp(value, &exponent);
+  // Only a negative power of two may have one bit more, only what rounds up to a power of two has one less.
+  // Words beyond a double's digits round nothing.
+  const int bits = std::min(magnitudeBits, kMoreThanDigits);
+  const double end = std::ldexp(1.0, bits);
+  const auto fitsWith = [&](int more) {
+    const double units = std::round(std::ldexp(mantissa, bits + more));
+    return units < end && units >= -end;
+  };
+  int more = 1;
+  while (!fitsWith(more)) --more;
+  setFixedExponent(exponent - magnitudeBits - more);
 }
 
 void NumericType::setBestFractionLength(const tessel::HostArray& values) {

@@ -58,8 +58,9 @@ TEST(NumericTypeBestPrecision, IsTheFinestGridThatHoldsTheValue) {
     if (isSigned || value > 0) {
       const mpq_class closedLow = -bound - inUnits(1, 400);
       EXPECT_EQ(fromMaxAbs.fixedExponent(), leastExponent(value, closedLow, bound));
-      // Rounded to nearest it still fits; beyond the most negative value less than a unit is given up.
-      EXPECT_EQ(rounded.fixedExponent(), leastExponent(value, -bound - 1, bound - mpq_class(1, 2)));
+      // Rounded to nearest, ties away from zero, it still fits.
+      const mpq_class half(1, 2);
+      EXPECT_EQ(rounded.fixedExponent(), leastExponent(value, -bound - half, bound - half));
     } else {
       EXPECT_EQ(fromMaxAbs.fixedExponent(), leastExponent(-value, -bound, bound));
       EXPECT_EQ(rounded.fractionLength(), wordLength);
@@ -78,7 +79,8 @@ TEST(NumericTypeBestPrecision, NamedCases) {
                       {true, 8, -1, 7, 7},         {true, 8, 0, 7, 7},
                       {false, 8, 0, 8, 8},         {true, 8, 127.9, 0, -1},
                       {true, 16, 3.14159, 13, 13}, {false, 8, -1, 7, 8},
-                      {true, 8, -0.501, 7, 8},     {true, 65535, 1, 65533, 65533}};
+                      {true, 8, -0.501, 7, 8},     {true, 65535, 1, 65533, 65533},
+                      {true, 8, -128.9, -1, -1},   {true, 65535, -1, 65534, 65534}};
   for (const Row& row : rows) {
     NumericType type(row.isSigned, row.wordLength, 3);
     type.setBestPrecisionFromMaxAbs(row.value);
