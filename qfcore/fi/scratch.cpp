@@ -63,6 +63,8 @@ BitRange BitRange::operator+(const BitRange& other) const {
   return {std::min(lowest, other.lowest), std::max(highest, other.highest) + 1};
 }
 
+unsigned BitRange::bits() const { return limited(highest - lowest); }
+
 RealWorldScaling::RealWorldScaling(const NumericType& type)
     : isSlopeBias_(type.isSlopeBias()),
       factorRange_(BitRange::of(type.slopeAdjustmentFactor())),

@@ -32,6 +32,8 @@ struct BitRange {
   static BitRange ofRealWorld(const NumericType& type);
   BitRange operator*(const BitRange& other) const { return {lowest + other.lowest, highest + other.highest}; }
   BitRange operator+(const BitRange& other) const;
+  /// Bits that hold every one of them, as far as scratch values reach.
+  unsigned bits() const;
 };
 
 /// Between held and real-world values of one type; does nothing for types that are not slope-bias. Exact as far

@@ -3,8 +3,10 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <optional>
 
 #include "qfcore/fi/assignmentlog.h"
+#include "qfcore/fi/elementproduct.h"
 #include "qfcore/fi/exactness.h"
 #include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/paths/operations.h"
@@ -61,11 +63,27 @@ struct RootFormat {
   RootRounding rounding;
 };
 
+/// Squares in a register with slope and bias, and back in the real-world values that elements are compared
+/// with.
+struct SlopeBiasSquare {
+  SlopeBiasSquare(const NumericType& root, const NumericType& square)
+      : product(root, root, square), scaling(square) {}
+  SlopeBiasProduct product;
+  RealWorldScaling scaling;
+};
+
+/// Bits that hold real-world values of the register of squares, and sums of two.
+unsigned squarePrecision(const NumericType& square) {
+  const BitRange range = BitRange::ofRealWorld(square);
+  return (range + range).bits();
+}
+
 /// Roots bit by bit, each candidate squared in the product register.
 class Bisection {
  public:
   /// Scratch values have `precision` bits, twice an element's value `elementPrecision` or more.
-  Bisection(const RootFormat& format, const quantizer& squares, unsigned precision, unsigned elementPrecision)
+  Bisection(const NumericType& root, const RootFormat& format, const quantizer& squares, unsigned precision,
+            unsigned elementPrecision)
       : format_(format),
         squares_(squares),
         candidate_(precision),
@@ -73,7 +91,9 @@ class Bisection {
         step_(precision),
         square_(precision),
         upperSquare_(precision),
-        twice_(std::max(precision, elementPrecision)) {}
+        twice_(std::max(precision, elementPrecision)) {
+    if (squares.numericType().isSlopeBias()) slopeBias_.emplace(root, squares.numericType());
+  }
 
   const number& operator()(const number& x) {
     candidate_ = 0.0;
@@ -91,7 +111,12 @@ class Bisection {
   }
 
  private:
-  const number& squareOf(const number& value, number& square) const {
+  const number& squareOf(const number& value, number& square) {
+    if (slopeBias_) {
+      square = slopeBias_->product(value, value, squares_);
+      slopeBias_->scaling.fromHeld(square);
+      return square;
+    }
     square = value;
     square *= value;
     return squares_.quantize(square);
@@ -112,6 +137,7 @@ class Bisection {
 
   const RootFormat& format_;
   const quantizer& squares_;
+  std::optional<SlopeBiasSquare> slopeBias_;
   Scratch candidate_, trial_, step_, square_, upperSquare_, twice_;
 };
 
@@ -344,14 +370,15 @@ fi fi::sqrtBisection(const NumericType& type, const fimath& math) const {
     directRoots(*this, result, format);
     return result;
   }
-  const unsigned precision = std::max(productPrecision(type, type, squareType), result.getPrecision() + 1);
+  const unsigned precision = std::max({productPrecision(type, type, squareType), result.getPrecision() + 1,
+                                       squareType.isSlopeBias() ? squarePrecision(squareType) : 1});
   if (BlockBisection::applies(*this, result, q)) {
     const BlockBisection roots(result, format, q);
     const double* values = valuesOf(*this, realPart_);
     double* to = result.realPart_.doubles();
     forEachBlock(numel_, [&](std::size_t first, std::size_t size) { roots(values + first, to + first, size); });
   } else {
-    rootsOf(*this, result, Bisection(format, q, precision, realPart_.getprecision()));
+    rootsOf(*this, result, Bisection(type, format, q, precision, realPart_.getprecision()));
   }
   result.assignLogged("sqrt", [&] { result.quantizeAll(); });
   finishProducts(nullptr, squares, "sqrt");

@@ -79,7 +79,7 @@ class Division : public reference::ArithmeticTest {
     const mpz_class largest = reference::pow2(type.wordLength() - type.isSigned()) - 1;
     const auto square = [&](const mpz_class& stored) {
       const mpq_class value = reference::scaled(mpq_class(stored), -f);
-      return meter(value * value, squareType);
+      return reference::realWorld(meter(reference::heldOf(value * value, squareType), squareType), squareType);
     };
     mpz_class root = 0;
     for (int bit = type.wordLength() - type.isSigned() - 1; bit >= 0; --bit) {
@@ -104,6 +104,11 @@ class Division : public reference::ArithmeticTest {
         math.setProductMode(static_cast<ArithmeticModeEnum>(random.integer(1, 3)));
         math.setProductWordLength(random.integer(1, maxWordLength));
         math.setProductFractionLength(random.integer(-4, maxWordLength));
+        if (random.coin()) {
+          math.setProductSlopeAdjustmentFactor(1 + random.integer(0, 7) / 8.0);
+          math.setProductBias(random.integer(-8, 8) / 4.0);
+          math.setProductMode(ArithmeticModeEnum::SpecifyPrecision);
+        }
       }
       const int w = random.integer(1, maxWordLength);
       fi a = random.array({3, 4}, NumericType(false, w, random.integer(-4, w + 4)), math, false);
