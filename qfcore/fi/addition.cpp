@@ -14,9 +14,9 @@ namespace embedded {
 
 namespace {
 
-void refuseSlopeBias(const fi& a, const fi& b, bool isComplex, const char* name) {
+void refuseSlopeBias(const fimath& math, bool isComplex, const char* name) {
   if (isComplex) fail<message::complexSlopeBias>(name);
-  if (!a.getFimath().castBeforeSum() || !b.getFimath().castBeforeSum()) fail<message::castBeforeSumFalse>(name);
+  if (!math.castBeforeSum()) fail<message::castBeforeSumFalse>(name);
 }
 
 // ------------------------------------------------------------------------------------------ blocks of doubles
@@ -124,7 +124,7 @@ fi fi::sumOrDifference(const fi& b) const {
   const bool slopeBias = isSlopeBias() || b.isSlopeBias() || fimath_.isSumSlopeBiasScaled();
   if (slopeBias) {
     errorIfScaledDoubleSlopeBiasMath(*this, b);
-    refuseSlopeBias(*this, b, complexResult, Operation::kName);
+    refuseSlopeBias(fimath_, complexResult, Operation::kName);
   }
   const fi& shape = shapeOfResult(*this, b);
   fi result(shape.dims_, type, fimath_, complexResult, tag(), OperationTypeEnum::Sum);
@@ -298,7 +298,7 @@ fi& fi::inPlace(const fi& b) {
   errorIfMathMismatch(*this, b);
   errorIfScaledDoubleSlopeBiasMath(*this, b);
   const bool slopeBias = isSlopeBias() || b.isSlopeBias();
-  if (slopeBias) refuseSlopeBias(*this, b, iscomplex() || b.iscomplex(), Operation::kName);
+  if (slopeBias) refuseSlopeBias(fimath_, iscomplex() || b.iscomplex(), Operation::kName);
   if (!b.isscalar()) checkElementwiseSize(b);
 
   const unsigned precision =

@@ -189,8 +189,12 @@ TEST_F(Addition, RefusesBeforeAnythingIsComputed) {
   floors.setRoundMode(RoundModeEnum::floor);
   const NumericType slopeBias(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, true, 16, 1.5, -8, 0.0);
   const NumericType scaled(DataTypeEnum::ScaledDouble, ScalingEnum::SlopeBias, true, 16, 1.5, -8, 0.0);
+  NumericType scaledDouble;
+  scaledDouble.setDataType(DataTypeEnum::ScaledDouble);
   const unsigned pair[] = {1, 2};
   const fi s16(1.0, NumericType());
+  // Math settings may differ beside a scaled double; those on the left are the ones that count.
+  EXPECT_EQ(fi(1.0, scaledDouble, specify).plus(fi(3.0, slopeBias, noCast)).realWorldReal(), 4.0);
   const auto added = [](const fi& a, const fi& b) { return [=] { a.plus(b); }; };
   reference::expectRefusals({
       {"numforge:fi:nobooleanmath", "Math operations are not allowed on FI objects with boolean data type.",
@@ -213,7 +217,7 @@ TEST_F(Addition, RefusesBeforeAnythingIsComputed) {
        added(fi(1.0, 2.0, pair, 2, slopeBias, specify), fi(1.0, slopeBias, specify))},
       {"numforge:fi:castbeforesumfalseslopebiasnotdefined",
        "Function 'plus' is not defined for FI objects with slope and bias scaling when CastBeforeSum is false.",
-       added(fi(1.0, slopeBias, noCast), fi(1.0, slopeBias, noCast))},
+       added(fi(1.0, scaledDouble, noCast), fi(1.0, slopeBias, specify))},
       {"numforge:fi:MaxSumWordLengthExceeded",
        "MaxSumWordLength is 16 bits and a minimum word length of 17 bits is necessary to guarantee that this "
        "sum or difference can be computed with no loss of precision.  Increase MaxSumWordLength if you want "
