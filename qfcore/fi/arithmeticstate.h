@@ -16,6 +16,11 @@ struct SlopeBiasFactors {
   double leftFactor = 1, rightFactor = 1;
 };
 
+/// Constants of slope-bias products.
+struct SlopeBiasTimes {
+  double correction = 0, leftBias = 0, rightBias = 0;
+};
+
 /// An element's value on its way into another scaling, and the scratch array that takes it.
 struct Adjustment {
   NumericType from, to;
@@ -26,6 +31,7 @@ struct Adjustment {
 struct ArithmeticState {
   NumericType sumType, productType;
   std::optional<SlopeBiasFactors> slopeBias;
+  SlopeBiasTimes slopeBiasTimes;
   std::unique_ptr<Adjustment> adjustment;
   /// Registers of the operations logged so far; their loggers are part of the array's record.
   std::unique_ptr<fi> sumRegister, productRegister, productSumRegister;

@@ -1,5 +1,6 @@
 #include "qfcore/fi/elementproduct.h"
 
+#include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/exactness.h"
 #include "qfcore/number/mpvalue.h"
 
@@ -68,6 +69,24 @@ const number& SlopeBiasProduct::operator()(const number& a, const number& b, con
   result_.toHeld(left_);
   return q.quantize(left_);
 }
+
+void fi::initSlopeCorrectionFactorForTimes(const fi& b, const NumericType& product) const {
+  arithmeticState().slopeBiasTimes.correction = getNumericType().slopeAdjustmentFactor() *
+                                                b.getNumericType().slopeAdjustmentFactor() /
+                                                product.slopeAdjustmentFactor();
+}
+
+unsigned fi::initParamsForWorstCaseSlopeBiasTimes(const fi& b) const {
+  const NumericType &ta = getNumericType(), &tb = b.getNumericType();
+  SlopeBiasTimes& times = arithmeticState().slopeBiasTimes;
+  times.leftBias = ta.bias() / ta.slopeAdjustmentFactor();
+  times.rightBias = tb.bias() / tb.slopeAdjustmentFactor();
+  return (BitRange::ofRealWorld(ta) * BitRange::ofRealWorld(tb)).bits();
+}
+
+double fi::getFscForTimes() const { return arithmeticState().slopeBiasTimes.correction; }
+double fi::getAForSlopeBiasTimes() const { return arithmeticState().slopeBiasTimes.leftBias; }
+double fi::getBForSlopeBiasTimes() const { return arithmeticState().slopeBiasTimes.rightBias; }
 
 ElementProduct::ElementProduct(const fi& a, const fi& b, const quantizer& products, const quantizer& sums)
     : products_(products),

@@ -465,6 +465,10 @@ class QFCORE_API fi {
   void initSlopeBiasCorrectionFactorsForEquals(const fi& b) const;
   double getBnetForSlopeBiasPlus() const;
   double getBnetForSlopeBiasMinus() const;
+  /// The net bias and the right operand's factor of in-place sums, as `initSlopeBiasCorrectionFactorsForEquals`
+  /// made them; 0 before.
+  double getBnetForEquals() const;
+  double getFsxForEquals() const;
   /// The sum along the first dimension, which becomes 1.
   fi leadingdimension_sum() const;
   /// A 1-by-1 register for sums: real or complex as asked, precise enough for words of `operandPrecision` bits.
@@ -480,6 +484,18 @@ class QFCORE_API fi {
   /// sum of two products. The exact product is rounded once; slope-bias operands give the product of real-world
   /// values.
   fi times(const fi& b) const;
+  // A slope-bias product in held units of a type with factor Sr and bias Br: Fsc (qa + A) (qb + B) - Br / Sr.
+  // The operations themselves form it exactly; these are its constants as doubles, kept from one call to the
+  // next.
+  /// Makes Fsc = Sa Sb / Sr for `b` and a product's type.
+  void initSlopeCorrectionFactorForTimes(const fi& b, const NumericType& product) const;
+  /// Makes A = Ba / Sa and B = Bb / Sb, the biases in held units, and returns the bits that the exact product
+  /// has at worst.
+  unsigned initParamsForWorstCaseSlopeBiasTimes(const fi& b) const;
+  /// What was made last; 0 before.
+  double getFscForTimes() const;
+  double getAForSlopeBiasTimes() const;
+  double getBForSlopeBiasTimes() const;
   /// The product of the elements at the cursors, 1-by-1, as `times` forms it.
   fi operator*(const fi& b) const;
   /// In place; the type stays, and the exact product is rounded into it. A non-scalar `b` needs this array's

@@ -29,6 +29,11 @@ double correctionFactor(const NumericType& result, const NumericType& operand) {
   return quantizedToDouble(ratio, type);
 }
 
+/// The constants, if those at hand are of sums in place.
+const SlopeBiasFactors* factorsForEquals(const ArithmeticState& state, const NumericType& own) {
+  return state.slopeBias && state.slopeBias->result.isequivalent(own) ? &*state.slopeBias : nullptr;
+}
+
 }  // namespace
 
 bool fi::needToInitSlopeBiasCorrectionFactorsForPlus(const fi& b, const fi& result) const {
@@ -59,6 +64,16 @@ double fi::getBnetForSlopeBiasPlus() const {
 
 double fi::getBnetForSlopeBiasMinus() const {
   return arithmeticState().slopeBias ? arithmeticState().slopeBias->netBiasMinus : 0;
+}
+
+double fi::getBnetForEquals() const {
+  const SlopeBiasFactors* factors = factorsForEquals(arithmeticState(), getNumericType());
+  return factors ? factors->netBiasPlus : 0;
+}
+
+double fi::getFsxForEquals() const {
+  const SlopeBiasFactors* factors = factorsForEquals(arithmeticState(), getNumericType());
+  return factors ? factors->rightFactor : 0;
 }
 
 void fi::oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister, bool subtracts) {

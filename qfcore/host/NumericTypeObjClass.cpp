@@ -182,6 +182,37 @@ const Method kMethods[] = {
 
 }  // namespace
 
+namespace {
+
+/// A host object that lends a type which stands elsewhere.
+class LentType : public Holder<NumericType> {
+ public:
+  explicit LentType(NumericType& type) : Holder(*hostClassOf<NumericType>), type_(type) {}
+  std::shared_ptr<HostObject> clone() const override {
+    return std::make_shared<Wrapped<NumericType>>(hostClass(),
+                                                  [this]() -> const NumericType& { return type_; });
+  }
+  NumericType& held() override { return type_; }
+
+ private:
+  NumericType& type_;
+};
+
+}  // namespace
+
+NumericType& NumericTypeObjClass::convertFromTesselArray(const HostArray& array) {
+  return numericTypeArgument(array);
+}
+
+HostArray NumericTypeObjClass::convertToInternalTesselArray(NumericType& type) {
+  if (HostObject* holder = type.hostObject()) return HostArray::object(holder->shared_from_this());
+  return HostArray::object(std::make_shared<LentType>(type));
+}
+
+HostArray NumericTypeObjClass::convertToExternalTesselArray(const NumericType& type) {
+  return wrap(NumericType(type));
+}
+
 NumericType& numericTypeArgument(const HostArray& array) {
   if (NumericType* type = unwrapped<NumericType>(array)) return *type;
   fail<kMustBeNumericType>();

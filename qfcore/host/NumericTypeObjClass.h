@@ -15,6 +15,15 @@ class NumericTypeObjClass : public ObjClass<NumericTypeObjClass, NumericType> {
   static std::span<const Property<NumericType>> properties();
   /// Takes no arguments; for any, the host raises "numforge:numerictype:nargchk:tooManyInputs".
   static std::shared_ptr<HostObject> createClassSpecificObject(Arrays& arguments);
+  // Between numeric types and arrays of the host.
+  /// The type that an array wraps. Raises "numforge:numerictype:mustBeNumerictype".
+  static NumericType& convertFromTesselArray(const HostArray& array);
+  /// The object that holds `type`; one that refers to it, and must not outlive it, where none does.
+  static HostArray convertToInternalTesselArray(NumericType& type);
+  /// A new object that holds a copy.
+  static HostArray convertToExternalTesselArray(const NumericType& type);
+  /// The class `numerictype` of the package `embedded`.
+  static const HostClass& getTesselPackageClassName() { return getInstance().hostClass(); }
   void init();
   /// The methods that make arrays; added when the array class exists.
   void init_fi_methods();

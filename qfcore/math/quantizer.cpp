@@ -284,6 +284,30 @@ void quantizer::deriveFloat(DoubleFormat& format) const {
   format.min = -format.max;
 }
 
+void quantizer::deriveAnew() {
+  forgetDerived();
+  derive();
+  if (!isDoubleBacked() && lengthsFit()) (void)wideFormat();
+}
+
+void quantizer::updatefixedparameters() {
+  if (!isFloatingPoint() && isSigned()) deriveAnew();
+}
+
+void quantizer::updateufixedparameters() {
+  if (!isFloatingPoint() && !isSigned()) deriveAnew();
+}
+
+void quantizer::updatefloatparameters() {
+  if (isFloatingPoint()) deriveAnew();
+}
+
+void quantizer::updateparameters() {
+  updatefixedparameters();
+  updateufixedparameters();
+  updatefloatparameters();
+}
+
 const WideFormat& quantizer::wideFormat() const {
   if (!wide_) {
     const int f = fractionLength();

@@ -128,6 +128,15 @@ class QFCORE_API quantizer {
            (settings_.exponentLength <= kMaxDoubleExponentLength && fractionLength() <= kBits);
   }
 
+  /// Derives the constants and chooses the kernel now. Setters leave that to when a value or a constant is
+  /// first asked for, so nothing but the time it takes depends on this.
+  void updateparameters();
+  /// What `updateparameters` does for signed fixed-point, unsigned fixed-point and floating-point modes;
+  /// nothing in a mode of another kind.
+  void updatefixedparameters();
+  void updateufixedparameters();
+  void updatefloatparameters();
+
   /// The constants as doubles; exact for a double-backed format.
   const DoubleFormat& doubleFormat() const { return derived().format; }
 
@@ -211,6 +220,7 @@ class QFCORE_API quantizer {
     return derived_;
   }
   void derive() const;
+  void deriveAnew();
   void forgetDerived();
   void deriveFixed(DoubleFormat& format) const;
   void deriveFloat(DoubleFormat& format) const;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cmath>
+#include <concepts>
 #include <span>
 #include <string>
 
@@ -39,6 +40,12 @@ class QFCORE_API NumericType : public ScalarType {
               double slopeAdjustmentFactor, int fixedExponent, double bias);
   NumericType(DataTypeModeEnum mode, bool isSigned, int wordLength, double slopeAdjustmentFactor,
               int fixedExponent, double bias);
+  /// The type of what quantizes to one: of a `quantizer`, its `numericType()`.
+  template <class Format>
+  requires requires(const Format& format) {
+    { format.numericType() } -> std::same_as<const NumericType&>;
+  }
+  explicit NumericType(const Format& format) : NumericType(format.numericType()) {}
 
   DataTypeModeEnum dataTypeMode() const { return dataTypeMode_; }
   DataTypeEnum dataType() const { return dataType_; }

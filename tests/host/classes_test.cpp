@@ -3,6 +3,7 @@
 #include <set>
 #include <string_view>
 
+#include "qfcore/host/NumericTypeObjClass.h"
 #include "tessel/interpreter.h"
 #include "tessel/runtime/console.h"
 #include "tests/host/fixture.h"
@@ -76,6 +77,21 @@ TEST_F(Classes, AreCreatedInOrder) {
             "type scalartype complextype enumtype pointertype opaquetype matrixtype structelement structtype "
             "chartype "
             "voidtype numerictype quantizer fimath reffimath fi qlogger filog ");
+}
+
+TEST_F(Classes, NumericTypesBecomeObjectsAndTypesAgain) {
+  using Class = embedded::host::NumericTypeObjClass;
+  NumericType type(true, 12, 4);
+  const auto lent = Class::convertToInternalTesselArray(type),
+             copied = Class::convertToExternalTesselArray(type);
+  Class::convertFromTesselArray(lent).setWordLength(20);
+  EXPECT_EQ(type.wordLength(), 20);
+  NumericType& held = Class::convertFromTesselArray(copied);
+  EXPECT_EQ(held.wordLength(), 12);
+  EXPECT_EQ(Class::convertToInternalTesselArray(held).objectAt(), copied.objectAt());
+  EXPECT_EQ(&copied.objectAt()->hostClass(), &Class::getTesselPackageClassName());
+  EXPECT_EQ(errorOf([] { Class::convertFromTesselArray(HostArray::scalar(3)); }),
+            "numforge:numerictype:mustBeNumerictype");
 }
 
 /// The hidden properties of `hostClass`, which editing dialogs show, less `property`, of which `holds`.
