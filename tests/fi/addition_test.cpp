@@ -146,29 +146,65 @@ TEST_F(Addition, SumsColumnsFromTheFirstElementToTheLast) {
   EXPECT_EQ(fi().leadingdimension_sum().numel(), 1U);
 }
 
-TEST_F(Addition, OfSlopeBiasValuesApproachesTheRealWorldSum) {
+/// `value` to nearest in a type, without wrapping, and kept in a double, as constants are.
+mpq_class asConstant(double value, const NumericType& type) {
+  const bool inDoubles = fi::precisionOf(type) <= kMaxDoublePrecision;
+  return reference::roundedToBits(reference::quantized(mpq_class(value), type, RoundModeEnum::nearest,
+                                                       OverflowModeEnum::saturate, nullptr, inDoubles),
+                                  53);
+}
+
+/// The part that an operand has in a sum: what its held values are multiplied by.
+mpq_class factorOf(const NumericType& operand, const NumericType& sum) {
+  const double ratio = operand.slopeAdjustmentFactor() / sum.slopeAdjustmentFactor();
+  NumericType type(operand.isSigned(), operand.wordLength(), 0);
+  type.setBestPrecisionFromMaxAbs(ratio);
+  return asConstant(ratio, type);
+}
+
+TEST_F(Addition, OfSlopeBiasValuesIsThatOfScaledTermsAndTheNetBias) {
   using EmbeddedTypeSystem::DataTypeEnum;
   using EmbeddedTypeSystem::ScalingEnum;
-  for (int trial = 0; trial < 500; ++trial) {
-    const auto slopeBias = [&](int wordLength) {
-      return NumericType(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, true, wordLength,
-                         1 + random.integer(0, 7) / 8.0, -random.integer(4, 10), random.integer(-8, 8) / 4.0);
-    };
-    fimath math(RoundModeEnum::nearest, OverflowModeEnum::saturate);
+  const auto operandType = [&] {
+    if (random.integer(0, 2) == 0) return random.type(2, 60);
+    return NumericType(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, random.coin(), random.integer(2, 60),
+                       1 + random.integer(0, 99) / 100.0, -random.integer(-4, 20),
+                       random.integer(-800, 800) / 100.0);
+  };
+  for (int trial = 0; trial < 400; ++trial) {
+    fimath math(random.roundMode(), random.overflowMode());
     math.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
-    math.setSumWordLength(40);
-    math.setSumFixedExponent(-20);
+    math.setSumWordLength(random.integer(4, 70));
+    math.setSumFixedExponent(-random.integer(0, 30));
     math.setSumSlopeAdjustmentFactor(1.25);
     math.setSumBias(random.integer(-8, 8) / 4.0);
-    const NumericType ta = slopeBias(20), tb = slopeBias(24);
-    const double x = random.integer(-100, 100) / 16.0, y = random.integer(-100, 100) / 16.0;
-    const fi a(x, ta, math), b(y, tb, math);
-    // Three roundings of the register, and factors that are rounded to the operands' words.
-    const double steps = 3 * std::ldexp(1.0, -20) + 32 * std::ldexp(1.0, -19);
-    EXPECT_NEAR(a.plus(b).realWorldReal(), a.realWorldReal() + b.realWorldReal(), steps)
-        << ta.tostring() << tb.tostring();
-    EXPECT_NEAR(a.minus(b).realWorldReal(), a.realWorldReal() - b.realWorldReal(), steps)
-        << ta.tostring() << tb.tostring();
+    const std::vector<unsigned> dims{2, 2};
+    fi a = random.array(dims, operandType(), math, false);
+    // One array added to two types in turn.
+    for (int second = 0; second < 2; ++second) {
+      const fi b = random.array(dims, operandType(), math, false);
+      const NumericType ta = a.getNumericType(), tb = b.getNumericType();
+      for (const bool subtract : {false, true}) {
+        const fi sum = subtract ? a.minus(b) : a.plus(b);
+        const NumericType& type = sum.getNumericType();
+        const double net =
+            (ta.bias() + (subtract ? -tb.bias() : tb.bias()) - type.bias()) / type.slopeAdjustmentFactor();
+        Meter q(math);
+        for (unsigned k = 0; k < sum.numel(); ++k) {
+          const mpq_class right = q(factorOf(tb, type) * reference::valueOf(b, k), type);
+          const mpq_class left = q(factorOf(ta, type) * reference::valueOf(a, k), type);
+          const mpq_class both = q(subtract ? mpq_class(left - right) : mpq_class(left + right), type);
+          const mpq_class bias = q(asConstant(type.isSigned() ? net : std::abs(net), type), type);
+          ASSERT_EQ(reference::valueOf(sum, k), q(both + bias, type))
+              << ta.tostring() << tb.tostring() << type.tostring() << math.toString();
+        }
+        q.expectRecordOf(sum);
+      }
+      a.initSlopeBiasCorrectionFactorsForEquals(b);
+      EXPECT_EQ(mpq_class(a.getFsxForEquals()), factorOf(tb, ta));
+      const double net = (ta.bias() + tb.bias() - ta.bias()) / ta.slopeAdjustmentFactor();
+      EXPECT_EQ(mpq_class(a.getBnetForEquals()), asConstant(ta.isSigned() ? net : std::abs(net), ta));
+    }
   }
 }
 

@@ -109,17 +109,33 @@ class Multiplication : public reference::ArithmeticTest {
     });
   }
 
+  /// First elements whose product lies on, or one unit of its last place beside, a step of its type or half of
+  /// one.
+  void multiplyBesideAStep(fi& a, fi& b) {
+    const NumericType &ta = a.getNumericType(), &tb = b.getNumericType();
+    const int cut = ta.fractionLength() + tb.fractionLength() - a.getProductTypeForMpyOp(b).fractionLength();
+    if (a.isempty() || b.isempty() || cut < 1 || cut > tb.wordLength() - tb.isSigned()) return;
+    const mpz_class left = 2 * random.bits(std::max(ta.wordLength() - ta.isSigned() - 1, 0)) + 1;
+    const mpz_class modulus = reference::pow2(cut), target = random.coin() ? mpz_class(modulus / 2) : modulus;
+    mpz_class right, inverse;
+    mpz_invert(inverse.get_mpz_t(), left.get_mpz_t(), modulus.get_mpz_t());
+    right = (target + random.integer(-1, 1)) * inverse;
+    mpz_fdiv_r(right.get_mpz_t(), right.get_mpz_t(), modulus.get_mpz_t());
+    if (left >= reference::pow2(ta.wordLength() - ta.isSigned())) return;
+    reference::put(a.realPart()[0], reference::scaled(mpq_class(left), -ta.fractionLength()));
+    reference::put(b.realPart()[0], reference::scaled(mpq_class(right), -tb.fractionLength()));
+  }
+
   void compareRandom(int trials, int maxWordLength, bool matrices) {
     for (int trial = 0; trial < trials; ++trial) {
       const fimath math = settings(maxWordLength);
       const std::vector<unsigned> dims = shape(4);
       const unsigned columns = static_cast<unsigned>(random.integer(2, 5));
-      const fi a = matrices
-                       ? random.array({columns, dims[1]}, random.type(1, maxWordLength), math, random.coin())
-                       : operand(dims, maxWordLength, math);
-      const fi b = matrices
-                       ? random.array({dims[1], columns}, random.type(1, maxWordLength), math, random.coin())
-                       : operand(dims, maxWordLength, math);
+      fi a = matrices ? random.array({columns, dims[1]}, random.type(1, maxWordLength), math, random.coin())
+                      : operand(dims, maxWordLength, math);
+      fi b = matrices ? random.array({dims[1], columns}, random.type(1, maxWordLength), math, random.coin())
+                      : operand(dims, maxWordLength, math);
+      multiplyBesideAStep(a, b);
       SCOPED_TRACE(a.getNumericType().tostring() + " and " + b.getNumericType().tostring() + " " +
                    math.toString() + " trial " + std::to_string(trial));
       matrices ? compareMtimes(a, b) : compareTimes(a, b);
@@ -286,6 +302,14 @@ TEST_F(Multiplication, OfSlopeBiasValuesIsThatOfRealWorldValuesRoundedOnce) {
           << a.getNumericType().tostring() << type.tostring() << math.toString();
     }
     meter.expectRecordOf(result);
+    a.initSlopeCorrectionFactorForTimes(b, type);
+    a.initParamsForWorstCaseSlopeBiasTimes(b);
+    const double held = (reference::valueOf(a, 0).get_d() + a.getAForSlopeBiasTimes()) *
+                        (reference::valueOf(b, 0).get_d() + a.getBForSlopeBiasTimes()) * a.getFscForTimes();
+    a.setIndex(0);
+    b.setIndex(0);
+    const double product = a.realWorldReal() * b.realWorldReal() / type.slopeAdjustmentFactor();
+    EXPECT_NEAR(held, product, 1e-9 * (1 + std::abs(product)));
     math.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
   }
 }

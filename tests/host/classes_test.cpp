@@ -81,6 +81,7 @@ TEST_F(Classes, AreCreatedInOrder) {
 
 TEST_F(Classes, NumericTypesBecomeObjectsAndTypesAgain) {
   using Class = embedded::host::NumericTypeObjClass;
+  using EmbeddedTypeSystem::NumericType;
   NumericType type(true, 12, 4);
   const auto lent = Class::convertToInternalTesselArray(type),
              copied = Class::convertToExternalTesselArray(type);
@@ -90,8 +91,7 @@ TEST_F(Classes, NumericTypesBecomeObjectsAndTypesAgain) {
   EXPECT_EQ(held.wordLength(), 12);
   EXPECT_EQ(Class::convertToInternalTesselArray(held).objectAt(), copied.objectAt());
   EXPECT_EQ(&copied.objectAt()->hostClass(), &Class::getTesselPackageClassName());
-  EXPECT_EQ(errorOf([] { Class::convertFromTesselArray(HostArray::scalar(3)); }),
-            "numforge:numerictype:mustBeNumerictype");
+  EXPECT_THROW(Class::convertFromTesselArray(HostArray::scalar(3)), embedded::ErrorIdException);
 }
 
 /// The hidden properties of `hostClass`, which editing dialogs show, less `property`, of which `holds`.

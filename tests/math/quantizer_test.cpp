@@ -193,6 +193,11 @@ TEST(Quantizer, FollowsItsFormat) {
       changing.setOverflowMode(overflow);
       changing.setFractionlength(type.fractionLength());
     }
+    for (const auto update : {&quantizer::updateparameters, &quantizer::updatefixedparameters,
+                              &quantizer::updateufixedparameters, &quantizer::updatefloatparameters}) {
+      if (random.integer(0, 3) == 0) (changing.*update)();
+    }
+    ASSERT_EQ(NumericType(changing), type) << type.tostring();
     const mpq_class value = reference::scaled(mpq_class(random.integer(-4000, 4000)),
                                               type.wordLength() - type.fractionLength() - 11);
     number x(value.get_d(), static_cast<unsigned>(type.wordLength()), false);

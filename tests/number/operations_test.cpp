@@ -151,9 +151,8 @@ TEST(Operations, ModFollowsItsRuleOnBothBodies) {
   const double inf = INFINITY;
   const struct {
     double x, y, expected;
-  } cases[] = {{5, 0, 5},     {-1, 3, 2},     {5, 3, 2},          {-5, -3, -2},     {5, -3, -1},
-               {7.5, 2.5, 0}, {1, 0.75, .25}, {-0.25, 0.5, 0.25}, {-129, 256, 127}, {0, 3, 0},
-               {inf, 3, NAN}, {3, inf, NAN},  {NAN, 2, NAN}};
+  } cases[] = {{5, 0, 5},          {-1, 3, 2},       {5, 3, 2}, {-5, -3, -2},  {5, -3, -1},   {7.5, 2.5, 0},
+               {-0.25, 0.5, 0.25}, {-129, 256, 127}, {0, 3, 0}, {inf, 3, NAN}, {3, inf, NAN}, {NAN, 2, NAN}};
   for (const auto& c : cases) {
     for (const unsigned precision : {kDoublePrecision, kWidePrecision}) {
       number x(c.x, precision, false);
@@ -161,12 +160,24 @@ TEST(Operations, ModFollowsItsRuleOnBothBodies) {
       if (std::isnan(c.expected)) {
         EXPECT_TRUE(std::isnan(x.todouble())) << c.x << " mod " << c.y;
       } else {
-        // A divisor that is no integer goes through a rounded quotient.
-        EXPECT_NEAR(x.todouble(), c.expected, std::floor(c.y) == c.y ? 0 : 1e-15) << c.x << " mod " << c.y;
+        EXPECT_EQ(x.todouble(), c.expected) << c.x << " mod " << c.y;
       }
     }
   }
   Generator random;
+  for (int trial = 0; trial < 2000; ++trial) {
+    const bool wide = random.coin();
+    const int bits = wide ? static_cast<int>(kWidePrecision) + 1 : 53;
+    number x(0.0, wide ? kWidePrecision : kDoublePrecision, false), y(x);
+    const mpq_class a = randomOperand(random, wide), b = randomOperand(random, wide);
+    ASSERT_TRUE(put(x, a) && put(y, b));
+    if (b == 0) continue;
+    const auto r = [bits](const mpq_class& q) { return roundedToBits(q, bits); };
+    // A divisor that is no integer goes through a rounded quotient.
+    const mpq_class quotient = r(a / b), whole(floored(quotient));
+    const mpq_class expected = b.get_den() == 1 ? r(a - r(whole * b)) : r(r(quotient - whole) * b);
+    EXPECT_EQ(valueOf(x.mod(y)), expected) << a << " mod " << b;
+  }
   for (int trial = 0; trial < 300; ++trial) {  // powers of two, as wrapping uses them, are exact at any width
     number x(0.0, 260, false), range(1.0, 260, false);
     const mpz_class stored = Format{true, 240, 0}.least() + random.bits(240);
