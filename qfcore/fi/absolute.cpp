@@ -140,6 +140,7 @@ bool areLengthsByBlocks(const fi& x, number& target, const quantizer& q) {
 }  // namespace
 
 void fi::abs(number& out) const {
+  requireElements();
   if (isreal()) {
     out.abs(realPart_);
   } else {

@@ -252,16 +252,27 @@ void fi::oneBinaryPointSum(const fi& a, const fi& b, fi& sumRegister, number& sc
 fi fi::plus(const fi& b) const { return sumOrDifference<Add>(b); }
 fi fi::minus(const fi& b) const { return sumOrDifference<Subtract>(b); }
 
+namespace {
+
+void requireEach(std::initializer_list<const fi*> operands) {
+  for (const fi* operand : operands) operand->requireElements();
+}
+
+}  // namespace
+
 fi& fi::sumEquals(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
+  requireEach({this, &a, &b, &sumRegister});
   return oneSum<Add>(a, b, sumRegister, scratch);
 }
 
 fi& fi::diffEquals(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
+  requireEach({this, &a, &b, &sumRegister});
   return oneSum<Subtract>(a, b, sumRegister, scratch);
 }
 
 template <class Operation>
 fi& fi::oneSumAlone(const fi& a, const fi& b, fi& sumRegister) {
+  requireEach({this, &a, &b, &sumRegister});
   const NumericType& type = sumRegister.getNumericType();
   const unsigned precision =
       sumPrecision(a.getNumericType(), b.getNumericType(), type, sumRegister.fimath_.castBeforeSum());

@@ -152,6 +152,7 @@ fi& fi::adjustedRoom(const fi& x, const fi& y) {
 }
 
 const number& fi::getAdjustedReal(const fi& x, const fi& y) {
+  x.requireElements();
   if (haveSameScaling(x.getNumericType(), y.getNumericType())) return x.realPart_;
   number& value = adjustedRoom(x, y).realPart_;
   const Adjustment& adjustment = *x.arithmeticState().adjustment;
@@ -162,6 +163,7 @@ const number& fi::getAdjustedReal(const fi& x, const fi& y) {
 }
 
 const fi& fi::getAdjustedElement(const fi& x, const fi& y) {
+  x.requireElements();
   if (haveSameScaling(x.getNumericType(), y.getNumericType())) return x;
   fi& room = adjustedRoom(x, y);
   getAdjustedReal(x, y);
@@ -189,6 +191,7 @@ bool fi::imaginaryPartsAreEqual(const fi& b) const {
 }
 
 bool fi::operator==(const fi& b) const {
+  requireElements();
   return realPart_ == getAdjustedReal(b, *this) && imaginaryPartsAreEqual(b);
 }
 

@@ -301,6 +301,7 @@ fi::fi(const fi& other, CopyElement)
       dims_(other.dims_.size(), 1),
       fimath_(other.fimath_),
       assignmentQuantizer_(other.getAssignmentQuantizer()) {
+  other.requireElements();
   updateNumel();
 }
 

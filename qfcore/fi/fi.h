@@ -168,6 +168,10 @@ class QFCORE_API fi {
   unsigned getDimension(unsigned dimension) const;
   /// Raises "numforge:fi:badindex" unless `index`, from 0, is below the element count.
   void checkIndex(unsigned index) const;
+  /// What works at cursors raises the same where there are no elements.
+  void requireElements() const {
+    if (numel_ == 0) checkIndex(0);
+  }
   bool isscalar() const { return numel_ == 1; }
   bool isempty() const { return numel_ == 0; }
   bool isrow() const { return numDims() == 2 && rows_ == 1; }
@@ -210,8 +214,8 @@ class QFCORE_API fi {
   /// `coordinateComplexity`.
   void assignElement(const fi& source);
   /// The real-world value of the element at the cursor, rounded to a double.
-  double realWorldReal() const { return realWorld(realPart_); }
-  double realWorldImag() const { return isreal() ? 0.0 : realWorld(imagPart_); }
+  double realWorldReal() const { return requireElements(), realWorld(realPart_); }
+  double realWorldImag() const { return requireElements(), isreal() ? 0.0 : realWorld(imagPart_); }
 
   /// Makes every operation take its element-by-element path, whose results, counts and extremes array paths
   /// must equal. For tests and diagnosis.

@@ -143,6 +143,7 @@ long long fi::scalarPosition(const HostArray& subscripts, BeyondEnd beyondEnd) c
 // --------------------------------------------------------------------------------------------------- reference
 
 fi fi::elementAt(unsigned position) const {
+  checkIndex(position);
   setIndex(position);
   fi element(*this, CopyElement{});
   if (element.numDims() != 2) {

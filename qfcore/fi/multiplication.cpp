@@ -74,6 +74,8 @@ void fi::finishProducts(fi* result, fi& productRegister, const char* name) const
 
 fi& fi::complexTimesEquals(const fi& b, const quantizer& productQuantizer, const quantizer& sumQuantizer,
                            number& scratch1, number& scratch2) {
+  requireElements();
+  b.requireElements();
   const number nothing(0.0, kMaxDoublePrecision, false);
   if (isreal()) becomeComplex();
   complexProduct(realPart_, imagPart_, b.realPart_, b.isreal() ? nothing : b.imagPart_, productQuantizer,
@@ -84,6 +86,8 @@ fi& fi::complexTimesEquals(const fi& b, const quantizer& productQuantizer, const
 
 fi& fi::timesEquals(const fi& b, const quantizer& productQuantizer, const quantizer& sumQuantizer,
                     unsigned precision) {
+  requireElements();
+  b.requireElements();
   Scratch scratch1(precision);
   if (iscomplex() && b.iscomplex()) {
     Scratch scratch2(precision);

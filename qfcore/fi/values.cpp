@@ -201,6 +201,8 @@ void fi::quantizeAll() {
 }
 
 void fi::assignElement(const fi& source) {
+  requireElements();
+  source.requireElements();
   assignPart(realPart_, source.realPart_, source.getNumericType());
   if (isreal()) return;
   if (source.iscomplex()) {

@@ -1,6 +1,7 @@
 /// Construction, copies, views, shape and the change of type.
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <limits>
 
 #include "qfcore/fi/fireference.h"
@@ -68,6 +69,24 @@ TEST(Construction, MovedFromArraysAreEmpty) {
     EXPECT_TRUE(left->isempty() && left->isreal() && left->dims() == (fi::Shape{0, 0}));
     EXPECT_EQ(left->getDoubleHostArray().numel() + left->plus(*left).numel(), 0U);
     EXPECT_EQ(fi(*left).abs().numel(), 0U);
+    fi one(1.0, NumericType(true, 80, 0));
+    number value(0.0, 80, false);
+    const std::function<void()> atCursors[] = {
+        [&] { (void)left->realWorldReal(); },
+        [&] { (void)left->realWorldImag(); },
+        [&] { (void)left->elementAt(0); },
+        [&] { fi(*left, CopyElement()); },
+        [&] { left->assignElement(one); },
+        [&] { one.assignElement(*left); },
+        [&] { (void)(*left == one); },
+        [&] { (void)(one == *left); },
+        [&] { (void)(*left * one); },
+        [&] { left->abs(value); },
+        [&] { one.sumEquals(*left, one, one); },
+        [&] { one.diffEquals(one, *left, one, value); },
+        [&] { one.timesEquals(*left, one.getAssignmentQuantizer(), one.getAssignmentQuantizer(), 80); }};
+    for (const auto& access : atCursors)
+      expectError(access, "numforge:fi:badindex", "Index exceeds matrix dimensions.");
     left->setDoubleHostArray(HostArray::scalar(0.5));
     EXPECT_EQ(left->realWorldReal(), 0.5);
   }
