@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "qfcore/fi/arithmeticstate.h"
+#include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/exactness.h"
 #include "qfcore/fi/expansion.h"
 #include "qfcore/fi/messages.h"
@@ -24,6 +25,8 @@ void refuseSlopeBias(const fimath& math, bool isComplex, const char* name) {
 /// Which addends need no cast: it would change nothing and have nothing to record.
 struct Uncast {
   bool a, b;
+  /// A missing imaginary part counts as zero, but there is nothing to cast.
+  Uncast ofImaginaryParts(const fi& x, const fi& y) const { return {a || x.isreal(), b || y.isreal()}; }
 };
 
 Uncast uncast(const fi& a, const fi& b, const fi& sumRegister) {
@@ -63,25 +66,6 @@ fi fi::initializeSumRegister(const NumericType& type, const fimath& math, unsign
                              bool isComplex) const {
   return fi(1, 1, type, math, isComplex, tag(), OperationTypeEnum::Sum,
             std::max(operandPrecision, precisionOf(type)));
-}
-
-void fi::finishRegister(fi* result, fi& finished, const char* name,
-                        std::unique_ptr<fi> ArithmeticState::*kept) const {
-  const qlogger& record = finished.getQlogger();
-  if (!record.isOn()) return;
-  if (result) {
-    const qlogger& own = result->getQlogger();
-    own.merge(record);
-    own.takeNewOverflows();
-    own.takeNewUnderflows();
-  }
-  const OperationTypeEnum kind = record.operationType();
-  if (qlogger::getLogType() == LogTypeEnum::Global) qlogger::global(kind)->merge(record);
-  reportNewCounts({&record}, name,
-                  kind == OperationTypeEnum::Product ? ReportKind::Product : ReportKind::Plain);
-  std::unique_ptr<fi>& before = arithmeticState().*kept;
-  if (before) record.merge(before->getQlogger());
-  before = std::make_unique<fi>(std::move(finished));
 }
 
 namespace {
@@ -151,18 +135,21 @@ template <class Operation>
   } else {
     sumByElements<Operation>(b, sumRegister, result);
   }
-  finishRegister(&result, sumRegister, Operation::kName, &ArithmeticState::sumRegister);
+  finishRegisters(&result, Operation::kName, {{RegisterLog::Sum, sumRegister}});
 }
 
 template <class Operation>
 void fi::sumByBlocks(const fi& b, fi& sumRegister, fi& result) const {
   const Uncast isUncast = uncast(*this, b, sumRegister);
-  const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right) {
-    sumArrays<Operation>(left, right, isUncast, sumRegister.assignmentQuantizer_, target.doubles(),
+  const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right,
+                           const Uncast& isReady) {
+    sumArrays<Operation>(left, right, isReady, sumRegister.assignmentQuantizer_, target.doubles(),
                          result.numel_);
   };
-  sumPart(result.realPart_, BlockOperand::real(*this), BlockOperand::real(b));
-  if (result.iscomplex()) sumPart(result.imagPart_, BlockOperand::imag(*this), BlockOperand::imag(b));
+  sumPart(result.realPart_, BlockOperand::real(*this), BlockOperand::real(b), isUncast);
+  if (result.iscomplex())
+    sumPart(result.imagPart_, BlockOperand::imag(*this), BlockOperand::imag(b),
+            isUncast.ofImaginaryParts(*this, b));
   result.getQlogger().nMathOperationsPlus(result.numel_);
 }
 
@@ -172,18 +159,19 @@ void fi::sumWide(const fi& b, fi& sumRegister, fi& result) const {
   const quantizer& q = sumRegister.assignmentQuantizer_;
   const unsigned precision = sumRegister.realPart_.getprecision();
   WideScratch left(precision), right(precision);
-  const auto sumPart = [&](number& target, const WideOperand& x, const WideOperand& y) {
+  const auto sumPart = [&](number& target, const WideOperand& x, const WideOperand& y, const Uncast& isReady) {
     for (unsigned k = 0; k < result.numel_; ++k) {
       left.take(x, k);
-      if (!isUncast.a) q.quantize(left.asNumber());
+      if (!isReady.a) q.quantize(left.asNumber());
       right.take(y, k);
-      if (!isUncast.b) q.quantize(right.asNumber());
+      if (!isReady.b) q.quantize(right.asNumber());
       Operation::apply(*left, *left, *right);
       q.quantize(left.asNumber(), target[k]);
     }
   };
-  sumPart(result.realPart_, {*this, realPart_}, {b, b.realPart_});
-  if (result.iscomplex()) sumPart(result.imagPart_, {*this, imagPart_}, {b, b.imagPart_});
+  sumPart(result.realPart_, {*this, realPart_}, {b, b.realPart_}, isUncast);
+  if (result.iscomplex())
+    sumPart(result.imagPart_, {*this, imagPart_}, {b, b.imagPart_}, isUncast.ofImaginaryParts(*this, b));
   result.getQlogger().nMathOperationsPlus(result.numel_);
 }
 
@@ -200,20 +188,25 @@ void fi::sumByElements(const fi& b, fi& sumRegister, fi& result) const {
 
 template <class Operation>
 fi& fi::oneSum(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
+  const bool isComplex = formSum<Operation>(a, b, sumRegister, scratch);
+  getQlogger().nMathOperationsPlusOne();
+  if (this != &sumRegister) {
+    if (isComplex && isreal()) becomeComplex();
+    realPart_ = sumRegister.realPart_;
+    if (iscomplex()) imagPart_ = isComplex ? sumRegister.imagPart_ : zeroValue();
+  }
+  return *this;
+}
+
+template <class Operation>
+bool fi::formSum(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
   const bool slopeBias = a.isSlopeBias() || b.isSlopeBias() || sumRegister.isSlopeBias();
   if (slopeBias) {
     oneSlopeBiasSum(a, b, sumRegister, Operation::kSubtracts);
   } else {
     oneBinaryPointSum<Operation>(a, b, sumRegister, scratch);
   }
-  getQlogger().nMathOperationsPlusOne();
-  if (this != &sumRegister) {
-    const bool isComplex = !slopeBias && (a.iscomplex() || b.iscomplex());
-    if (isComplex && isreal()) becomeComplex();
-    realPart_ = sumRegister.realPart_;
-    if (iscomplex()) imagPart_ = isComplex ? sumRegister.imagPart_ : zeroValue();
-  }
-  return *this;
+  return !slopeBias && (a.iscomplex() || b.iscomplex());
 }
 
 template <class Operation>
@@ -225,21 +218,18 @@ void fi::oneBinaryPointSum(const fi& a, const fi& b, fi& sumRegister, number& sc
     sumRegister.becomeComplex();
   }
   const auto sumPart = [&](number& target, const number* left, const number* right) {
-    if (copied) {
-      if (left) {
-        target = *left;
-      } else {
-        target = 0.0;
-      }
+    // A missing imaginary part counts as zero, but there is nothing to cast.
+    if (copied && left) {
+      target = *left;
       if (cast) q.quantize(target);
+    } else if (copied) {
+      target = 0.0;
     }
     if (right) {
       scratch = *right;
-    } else {
-      scratch = 0.0;
+      if (cast) q.quantize(scratch);
+      Operation::apply(target, scratch);
     }
-    if (cast) q.quantize(scratch);
-    Operation::apply(target, scratch);
     q.quantize(target);
   };
   sumPart(sumRegister.realPart_, &a.realPart_, &b.realPart_);
@@ -316,17 +306,29 @@ fi& fi::inPlace(const fi& b) {
       sumPrecision(getNumericType(), b.getNumericType(), getNumericType(), fimath_.castBeforeSum());
   number scratch(0.0, precision, number::getDefaultForceMultiplePrecision());
   if (b.iscomplex() && isreal()) coordinateComplexity(true, numel_);
-  // This array is the register wherever its storage holds the exact sum; otherwise a wider one stands in for
-  // it.
-  fi wider = initializeSumRegister(getNumericType(), fimath_, precision, iscomplex());
+  fi sumRegister = initializeSumRegister(getNumericType(), fimath_, precision, iscomplex());
+  sumRegister.setLogging(getQlogger().isAlwaysOn());
+  const auto copyElement = [](const fi& from, fi& to) {
+    to.realPart_ = from.realPart_;
+    if (to.iscomplex()) to.imagPart_ = from.imagPart_;
+  };
+  // This array takes the register's place wherever its storage holds the exact sum.
   const bool isOwnRegister = precision <= std::max(realPart_.getprecision(), kMaxDoublePrecision) || slopeBias;
-  for (unsigned k = 0; k < numel_; ++k) {
-    setIndex(k);
-    b.setIndex(b.isscalar() ? 0 : k);
-    oneSum<Operation>(*this, b, isOwnRegister ? *this : wider, scratch);
-  }
-  if (!isOwnRegister) getQlogger().merge(wider.getQlogger());
-  reportNewCounts({&getQlogger()}, Operation::kName);
+  assignWith(sumRegister.assignmentQuantizer_, [&] {
+    for (unsigned k = 0; k < numel_; ++k) {
+      setIndex(k);
+      b.setIndex(b.isscalar() ? 0 : k);
+      if (isOwnRegister) {
+        formSum<Operation>(*this, b, *this, scratch);
+        continue;
+      }
+      copyElement(*this, sumRegister);
+      formSum<Operation>(sumRegister, b, sumRegister, scratch);
+      copyElement(sumRegister, *this);
+    }
+  });
+  getQlogger().nMathOperationsPlus(numel_);
+  finishRegisters(this, Operation::kName, {{RegisterLog::Sum, sumRegister}});
   return *this;
 }
 

@@ -1,6 +1,7 @@
 /// What arithmetic keeps on the left operand between calls; made on first use.
 #pragma once
 
+#include <array>
 #include <memory>
 #include <optional>
 
@@ -33,8 +34,10 @@ struct ArithmeticState {
   std::optional<SlopeBiasFactors> slopeBias;
   SlopeBiasTimes slopeBiasTimes;
   std::unique_ptr<Adjustment> adjustment;
-  /// Registers of the operations logged so far; their loggers are part of the array's record.
-  std::unique_ptr<fi> sumRegister, productRegister, productSumRegister;
+  /// What the registers of operations have recorded so far, part of the array's record; by `RegisterLog`.
+  std::array<std::optional<qlogger>, kRegisterLogs> registerLogs;
+  /// Of a product register: the register for sums of products.
+  std::unique_ptr<fi> sumRegister;
 };
 
 }  // namespace embedded

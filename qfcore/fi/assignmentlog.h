@@ -10,27 +10,34 @@ namespace embedded {
 /// How warnings name the assignment of values.
 inline constexpr const char* kAssignment = "assignment";
 
-/// While logging is on the assignment runs with a quantizer of its own, so that what it met can be told from
-/// what the array has recorded before. Without logging the array's own quantizer serves and nothing is copied.
 template <class Assign>
-void fi::assignLogged(const char* operation, Assign assign) {
-  const quantizer& own = *assignmentQuantizerInUse_;
-  if (!own.logger().isOn()) return assign();
-  quantizer fresh(own);
-  fresh.logger().reset();
+void fi::assignWith(const quantizer& lent, Assign assign) {
   const struct Lent {
     const quantizer*& inUse;
     const quantizer* own;
     ~Lent() { inUse = own; }
-  } lent{assignmentQuantizerInUse_, std::exchange(assignmentQuantizerInUse_, &fresh)};
+  } guard{assignmentQuantizerInUse_, std::exchange(assignmentQuantizerInUse_, &lent)};
   assign();
+}
+
+/// While logging is on the assignment runs with a quantizer of its own, so that what it met can be told from
+/// what the array has recorded before. Without logging the array's own quantizer serves and nothing is copied.
+template <class Assign>
+void fi::assignLogged(const char* operation, Assign assign, const qlogger* products) {
+  const quantizer& own = *assignmentQuantizerInUse_;
+  if (!own.logger().isOn()) return assign();
+  const quantizer fresh(own, false);
+  assignWith(fresh, assign);
   own.logger().merge(fresh.logger());
-  own.logger().takeNewOverflows();
-  own.logger().takeNewUnderflows();
+  own.logger().markReported();
   if (qlogger::getLogType() == LogTypeEnum::Global) {
     qlogger::global(OperationTypeEnum::Assignment)->merge(fresh.logger());
   }
-  reportNewCounts({&fresh.logger()}, operation);
+  if (products) {
+    reportNewCounts({&fresh.logger(), products}, operation, ReportKind::Product);
+  } else {
+    reportNewCounts({&fresh.logger()}, operation);
+  }
 }
 
 }  // namespace embedded

@@ -369,8 +369,7 @@ fi fi::scaledByPow2(int exponent, RoundModeEnum roundMode, const char* name) con
   fi result = unset(dims_, iscomplex());
   result.assignLogged(name, [&] {
     const quantizer& inUse = result.assignmentQuantizerInUse();
-    quantizer q(inUse);
-    q.logger().reset();
+    quantizer q(inUse, false);
     q.set(NumericType(inUse.numericType()), roundMode, fimath_.overflowMode());
     withPow2(exponent, [&](auto times, auto) { mapParts(*this, result, q, times); });
     inUse.logger().merge(q.logger());

@@ -211,6 +211,7 @@ fi::fi(const fi& other)
       assignmentQuantizer_(other.getAssignmentQuantizer()),
       lastPropertySet_(other.getLastPropertySet()) {
   updateNumel();
+  copyRegisterLogs(other);
 }
 
 namespace {
@@ -400,7 +401,13 @@ void fi::setNumericType(const NumericType& type) {
   requireSuited(*this, target);
   moved.storeQuantized(moved, ElementVisit::from(0), *this, ElementVisit::from(0), numel_);
   moved.recordInTotal();
-  moved.getQlogger().merge(getQlogger());
+  // The record goes on where it began.
+  qlogger record(getQlogger());
+  record.setNumericType(target);
+  record.merge(moved.getQlogger());
+  record.markReported();
+  moved.assignmentQuantizer_.logger() = std::move(record);
+  moved.arithmeticState_ = std::move(arithmeticState_);
   moved.isAutoScaled_ = type.isScalingUnspecified();
   moved.isDataSetByPair_ = isDataSetByPair_;
   moved.lastPropertySet_ = lastPropertySet_;

@@ -98,8 +98,7 @@ void fi::setHostValues(const HostArray& values, ValueMeaning meaning) {
 
 fi fi::unset(const Shape& dims, bool isComplex) const {
   fi result(dims, getNumericType(), fimath_, isComplex, {}, OperationTypeEnum::Unspecified);
-  result.assignmentQuantizer_ = getAssignmentQuantizer();
-  result.assignmentQuantizer_.logger().reset();
+  result.assignmentQuantizer_ = quantizer(getAssignmentQuantizer(), false);
   return result;
 }
 

@@ -117,7 +117,7 @@ fi fi::sumAlong(unsigned dimension) const {
   } else {
     sumFibers(fibers.stride, length, sumRegister, result);
   }
-  finishRegister(&result, sumRegister, "sum", &ArithmeticState::sumRegister);
+  finishRegisters(&result, "sum", {{RegisterLog::Sum, sumRegister}});
   return result;
 }
 

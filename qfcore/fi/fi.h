@@ -25,6 +25,9 @@ struct CorvaneArray;
 class ElementVisit;
 /// Selects the constructor that copies a single element.
 struct CopyElement {};
+/// The registers whose records are part of the left operand's, in the order of its log structure.
+enum class RegisterLog { Sum, Product, ProductSum };
+inline constexpr std::size_t kRegisterLogs = 3;
 
 /// An N-dimensional, column-major array of fixed-point values, real or complex.
 ///
@@ -137,7 +140,7 @@ class QFCORE_API fi {
   number& imagPart() { return imagPart_; }
   const number& imagPart() const { return imagPart_; }
   const std::string& tag() const { return getQlogger().tag(); }
-  void setTag(std::string tag) { owner().assignmentQuantizer_.logger().setTag(std::move(tag)); }
+  void setTag(const std::string& tag);
   std::size_t getNoverflows() const { return getQlogger().noverflows(); }
   std::size_t getNunderflows() const { return getQlogger().nunderflows(); }
   std::size_t getNoperations() const { return getQlogger().noperations(); }
@@ -655,8 +658,8 @@ class QFCORE_API fi {
   tessel::HostArray saveLogsInHostStruct() const;
   /// A record of each of the array's loggers that has recorded something.
   std::vector<filog> getlocalfilogs() const;
-  /// Writes the loggers that have recorded something into the module-wide collection, resets them, and sets the
-  /// registers to 0.
+  /// Writes the loggers that have recorded something into the module-wide collection, which counts each
+  /// operation once, and resets them.
   void consolidatelocalfilogs() const;
 
  protected:
@@ -725,8 +728,12 @@ class QFCORE_API fi {
   /// Hands what a new array has recorded to the module's total of its kind.
   void recordInTotal() const;
   /// Runs `assign` so that what it records is also handed to the module's total and warned of.
+  /// With `products`, what these have recorded is warned of besides, in the same warnings.
   template <class Assign>
-  void assignLogged(const char* operation, Assign assign);
+  void assignLogged(const char* operation, Assign assign, const qlogger* products = nullptr);
+  /// Runs `assign` with another assignment quantizer than the array's own.
+  template <class Assign>
+  void assignWith(const quantizer& lent, Assign assign);
   void errorIfNotAssignable(const fi& rhs) const;
   enum class BeyondEnd { Refused, Grows };
   long long scalarPosition(const tessel::HostArray& index, BeyondEnd beyondEnd) const;
@@ -765,10 +772,10 @@ class QFCORE_API fi {
   /// What `getNumericTypeForAddOp` and `getProductTypeForMpyOp` give, without keeping it.
   NumericType sumTypeWith(const fi& b) const;
   NumericType productTypeWith(const fi& b) const;
-  /// The registers for sums, products, and sums of products; null where arithmetic has not logged into one.
-  std::array<fi*, 3> registers() const;
-  /// This array's logger and the registers', in that order.
-  std::array<const qlogger*, 4> loggers() const;
+  /// This array's logger and those of `registerLogs`, null where arithmetic has not logged.
+  std::array<const qlogger*, 1 + kRegisterLogs> loggers() const;
+  /// Takes over what another array's registers have recorded.
+  void copyRegisterLogs(const fi& other);
   template <class Operation>
   fi sumOrDifference(const fi& b) const;
   template <class Operation>
@@ -787,15 +794,21 @@ class QFCORE_API fi {
   fi& oneSumAlone(const fi& a, const fi& b, fi& sumRegister);
   template <class Operation>
   fi& oneSum(const fi& a, const fi& b, fi& sumRegister, number& scratch);
+  /// The register takes the sum of the elements at the cursors; whether that is a complex one.
+  template <class Operation>
+  static bool formSum(const fi& a, const fi& b, fi& sumRegister, number& scratch);
   template <class Operation>
   static void oneBinaryPointSum(const fi& a, const fi& b, fi& sumRegister, number& scratch);
   static void oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister, bool subtracts);
-  /// Hands a register's record on: to the result, if given, the module's total of its kind, the user, and this
-  /// array's own register.
-  void finishRegister(fi* result, fi& finished, const char* name,
-                      std::unique_ptr<fi> ArithmeticState::*kept) const;
+  struct FinishedRegister {
+    RegisterLog kind;
+    const fi& finished;
+  };
+  /// Hands the records of an operation's registers on: to the result, if given, the module's totals, the user,
+  /// in one warning of overflows and one of underflows, and this array's `registerLogs`.
+  void finishRegisters(fi* result, const char* name, std::initializer_list<FinishedRegister> registers) const;
   /// The same for a product register and its sum register.
-  void finishProducts(fi* result, fi& productRegister, const char* name) const;
+  void finishProducts(fi* result, const fi& productRegister, const char* name) const;
   void mtimesByElements(const fi& b, fi& productRegister, fi& accumulator, fi& result) const;
   template <class Extreme>
   fi extreme(const fi& b) const;

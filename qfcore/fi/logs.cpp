@@ -1,7 +1,10 @@
 /// The loggers of an array and of its arithmetic's registers: resetting, showing, collecting.
+#include <algorithm>
+
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/fi.h"
 #include "qfcore/logging/filog.h"
+#include "qfcore/types/features.h"
 #include "qfcore/types/printed.h"
 #include "tessel/console.h"
 
@@ -38,19 +41,67 @@ void fi::displayGlobalLog() {
 
 void fi::recordInTotal() const {
   const qlogger& record = getQlogger();
+  // What construction met is no news to a later assignment.
+  record.markReported();
   if (!record.isOn() || qlogger::getLogType() != LogTypeEnum::Global) return;
   if (const qlogger* total = qlogger::global(record.operationType())) total->merge(record);
 }
 
-std::array<fi*, 3> fi::registers() const {
-  const ArithmeticState* state = owner().arithmeticState_.get();
-  if (!state) return {};
-  return {state->sumRegister.get(), state->productRegister.get(), state->productSumRegister.get()};
+void fi::finishRegisters(fi* result, const char* name,
+                         std::initializer_list<FinishedRegister> registers) const {
+  if (!registers.begin()->finished.getQlogger().isOn()) return;
+  std::size_t overflows = 0, underflows = 0;
+  for (const auto& [kind, finished] : registers) {
+    const qlogger& record = finished.getQlogger();
+    overflows += record.takeNewOverflows();
+    underflows += record.takeNewUnderflows();
+    if (qlogger::getLogType() == LogTypeEnum::Global) qlogger::global(record.operationType())->merge(record);
+    if (result) {
+      result->getQlogger().share(record);
+      result->getQlogger().markReported();
+    }
+    std::optional<qlogger>& kept = arithmeticState().registerLogs[static_cast<std::size_t>(kind)];
+    if (kept) {
+      kept->setNumericType(record.numericType());
+      kept->setTag(record.tag());
+      kept->share(record);
+    } else {
+      kept = record;
+    }
+  }
+  reportCounts(overflows, underflows, name,
+               registers.begin()->kind == RegisterLog::Product ? ReportKind::Product : ReportKind::Plain);
 }
 
-std::array<const qlogger*, 4> fi::loggers() const {
-  std::array<const qlogger*, 4> all{&getQlogger()};
-  for (std::size_t i = 0; fi* const each : registers()) all[++i] = each ? &each->getQlogger() : nullptr;
+void fi::finishProducts(fi* result, const fi& productRegister, const char* name) const {
+  finishRegisters(result, name,
+                  {{RegisterLog::Product, productRegister},
+                   {RegisterLog::ProductSum, *productRegister.arithmeticState_->sumRegister}});
+}
+
+void fi::copyRegisterLogs(const fi& other) {
+  const ArithmeticState* state = other.owner().arithmeticState_.get();
+  if (!state) return;
+  const auto& logs = state->registerLogs;
+  if (std::any_of(logs.begin(), logs.end(), [](const auto& log) { return log && !log->isreset(); }))
+    arithmeticState().registerLogs = logs;
+}
+
+void fi::setTag(const std::string& tag) {
+  fi& own = owner();
+  own.assignmentQuantizer_.logger().setTag(tag);
+  if (!own.arithmeticState_) return;
+  for (std::optional<qlogger>& log : own.arithmeticState_->registerLogs) {
+    if (log) log->setTag(tag);
+  }
+}
+
+std::array<const qlogger*, 1 + kRegisterLogs> fi::loggers() const {
+  std::array<const qlogger*, 1 + kRegisterLogs> all{&getQlogger()};
+  const ArithmeticState* state = owner().arithmeticState_.get();
+  if (!state) return all;
+  for (std::size_t i = 0; const std::optional<qlogger>& log : state->registerLogs)
+    all[++i] = log ? &*log : nullptr;
   return all;
 }
 
@@ -80,13 +131,9 @@ std::vector<filog> fi::getlocalfilogs() const {
 void fi::consolidatelocalfilogs() const {
   for (const qlogger* logger : loggers()) {
     if (!logger || logger->isreset()) continue;
-    logger->writeLogMap(filog::getLogMap());
+    const qlogger left = s_feature_fi_tag_logging ? logger->collected() : qlogger();
+    if (!left.isreset()) left.writeLogMap(filog::getLogMap());
     logger->reset();
-  }
-  for (fi* const each : registers()) {
-    if (!each) continue;
-    each->realPart_ = 0.0;
-    if (each->iscomplex()) each->imagPart_ = 0.0;
   }
 }
 

@@ -309,8 +309,10 @@ fi fi::mtimes(const fi& b) const {
     mtimesByElements(b, productRegister, accumulator, result);
   }
   products.logger().nMathOperationsPlus(std::size_t{result.numel_} * cols_);
-  finishProducts(&result, productRegister, "mtimes");
-  finishRegister(&result, accumulator, "mtimes", &ArithmeticState::sumRegister);
+  finishRegisters(&result, "mtimes",
+                  {{RegisterLog::Product, productRegister},
+                   {RegisterLog::ProductSum, *productRegister.arithmeticState().sumRegister},
+                   {RegisterLog::Sum, accumulator}});
   return result;
 }
 

@@ -63,13 +63,6 @@ fi fi::initializeProductRegister(const NumericType& productType, const NumericTy
   return made;
 }
 
-void fi::finishProducts(fi* result, fi& productRegister, const char* name) const {
-  const std::unique_ptr<fi> sumRegister = std::move(productRegister.arithmeticState().sumRegister);
-  finishRegister(result, productRegister, name, &ArithmeticState::productRegister);
-  if (!sumRegister->getQlogger().isreset())
-    finishRegister(result, *sumRegister, name, &ArithmeticState::productSumRegister);
-}
-
 // ----------------------------------------------------------------------------------------- element by element
 
 fi& fi::complexTimesEquals(const fi& b, const quantizer& productQuantizer, const quantizer& sumQuantizer,
@@ -150,6 +143,8 @@ fi& fi::operator*=(const fi& b) {
 
   const NumericType type(getNumericType());
   fi productRegister = initializeProductRegister(type, type, fimath_, 0);
+  for (fi* each : {&productRegister, productRegister.arithmeticState().sumRegister.get()})
+    each->setLogging(getQlogger().isAlwaysOn());
   const quantizer& products = productRegister.assignmentQuantizer_;
   const quantizer& sums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
   ElementProduct product(*this, b, products, sums);

@@ -96,8 +96,8 @@ fi fi::reshape(const HostArray& sizes) const {
   if (dims.size() < 2 || sizes.isComplex()) fail<kBadSizes>();
   if (count != numel_) fail<kCountChanges>();
   while (dims.size() > 2 && dims.back() == 1) dims.pop_back();
-  fi result = unset(dims, iscomplex());
-  copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
+  fi result(*this);
+  result.copyDimensions(dims.data(), static_cast<unsigned>(dims.size()));
   return result;
 }
 

@@ -380,7 +380,8 @@ fi fi::sqrtBisection(const NumericType& type, const fimath& math) const {
   } else {
     rootsOf(*this, result, Bisection(type, format, q, precision, realPart_.getprecision()));
   }
-  result.assignLogged("sqrt", [&] { result.quantizeAll(); });
+  result.assignLogged(
+      "sqrt", [&] { result.quantizeAll(); }, &q.logger());
   finishProducts(nullptr, squares, "sqrt");
   return result;
 }

@@ -3,13 +3,11 @@
 #include "qfcore/types/features.h"
 #include "qfcore/types/printed.h"
 #include "tessel/console.h"
-#include "tessel/interpreter.h"
 
 namespace embedded {
 
 filog::filog(const std::string& tag, const qlogger& logger) : record_(logger), type_(logger.numericType()) {
   record_.setTag(tag);
-  if (s_feature_fi_stack_trace_logging) stackTrace_ = tessel::stackTrace();
 }
 
 std::string filog::displayText() const {
@@ -22,7 +20,7 @@ std::string filog::displayText() const {
   text += printed("\n       maxlog: %g", maxlog());
   text += printed("\n   noverflows: %zu", noverflows());
   text += printed("\n  nunderflows: %zu", nunderflows());
-  for (const std::string& place : stackTrace_) text += "\n           in: " + place;
+  for (const std::string& place : stackTrace()) text += "\n           in: " + place;
   return text + "\n";
 }
 

@@ -17,8 +17,7 @@ class QFCORE_API filog {
  public:
   /// Nothing recorded.
   filog() = default;
-  /// Takes over the logger's record. While the feature switch for stack traces is on it also keeps where the
-  /// host was.
+  /// Takes over the logger's record.
   filog(const std::string& tag, const qlogger& logger);
 
   const std::string& tag() const { return record_.tag(); }
@@ -33,8 +32,9 @@ class QFCORE_API filog {
   std::size_t noverflows() const { return record_.noverflows(); }
   std::size_t nunderflows() const { return record_.nunderflows(); }
   std::size_t noperations() const { return record_.noperations(); }
-  /// The functions being executed when the record was made, innermost first; empty while the switch was off.
-  const std::vector<std::string>& stackTrace() const { return stackTrace_; }
+  /// The functions being executed when the logger began to record, innermost first; empty while the feature
+  /// switch for stack traces was off then.
+  const std::vector<std::string>& stackTrace() const { return record_.stackTrace(); }
 
   /// Adds a logger's record: extremes cover both, counts add up. The stack trace stays the first one.
   void merge(const qlogger& logger) { record_.merge(logger); }
@@ -53,7 +53,6 @@ class QFCORE_API filog {
  private:
   qlogger record_;
   EmbeddedTypeSystem::NumericType type_;
-  std::vector<std::string> stackTrace_;
 };
 
 }  // namespace embedded

@@ -1,36 +1,18 @@
 #include "qfcore/logging/qlogger.h"
 
-#include <cmath>
 #include <utility>
 
+#include "qfcore/types/features.h"
 #include "tessel/console.h"
+#include "tessel/interpreter.h"
 #include "tessel/messages.h"
 
 namespace embedded {
 
+using EmbeddedTypeSystem::NumericType;
 using tessel::HostArray;
 
-namespace {
-
-std::unique_ptr<number> copied(const std::unique_ptr<number>& wide) {
-  return wide ? std::make_unique<number>(*wide) : nullptr;
-}
-
-}  // namespace
-
-qlogger::Record::Record(const Record& other)
-    : max(other.max),
-      min(other.min),
-      overflows(other.overflows),
-      underflows(other.underflows),
-      operations(other.operations),
-      mathOperations(other.mathOperations),
-      reportedOverflows(other.reportedOverflows),
-      reportedUnderflows(other.reportedUnderflows),
-      wideMax(copied(other.wideMax)),
-      wideMin(copied(other.wideMin)) {}
-
-constinit const qlogger::Record qlogger::sNothing;
+constinit const LogRecord qlogger::sNothing;
 bool qlogger::sLogging = false;
 LogTypeEnum qlogger::sLogType = LogTypeEnum::Global;
 
@@ -72,85 +54,145 @@ void qlogger::set(const qlogger& other) {
   type_ = other.type_;
   operationType_ = other.operationType_;
   alwaysOn_ = other.alwaysOn_;
-  record_ = other.record_ ? std::make_unique<Record>(*other.record_) : nullptr;
+  if (other.record_) other.record_->share();
+  record_ = other.record_ ? std::make_unique<LogRecord>(*other.record_) : nullptr;
 }
 
 void qlogger::reset() const { record_.reset(); }
 
-bool qlogger::isreset() const { return maxlog().todouble() == std::numeric_limits<double>::lowest(); }
+bool qlogger::isreset() const { return toRead().max.todouble() == std::numeric_limits<double>::lowest(); }
 
-number qlogger::extreme(double value, const std::unique_ptr<number>& wide) {
-  if (wide) return *wide;
-  return number(value, number::getDefaultPrecision(), number::getDefaultForceMultiplePrecision());
+void qlogger::begin() const {
+  record_ = std::make_unique<LogRecord>();
+  if (s_feature_fi_stack_trace_logging) record_->stackTrace = tessel::stackTrace();
 }
 
-void qlogger::keepExtreme(const number& value, double& plain, std::unique_ptr<number>& wide, bool isMax) {
-  if (!wide && value.gettype() == kDoubleRepresentation) {
-    const double v = value.todouble();
-    if (isMax ? plain < v : plain > v) plain = v;
-    return;
-  }
-  if (!wide) {
-    const number current(plain, value.getprecision(), true);
-    if (isMax ? current < value : current > value) wide = std::make_unique<number>(value);
-  } else if (isMax ? *wide < value : *wide > value) {
-    *wide = value;
-  }
+// ------------------------------------------------------------------------------------------------------- units
+
+namespace {
+
+/// Whether held values of both types are in the same units.
+bool holdAlike(const NumericType& a, const NumericType& b) {
+  if (!a.isSlopeBias() || !b.isSlopeBias()) return a.isSlopeBias() == b.isSlopeBias();
+  return a.slopeAdjustmentFactor() == b.slopeAdjustmentFactor() && a.bias() == b.bias();
 }
+
+}  // namespace
+
+double qlogger::realWorld(double held) const { return held * type_.slopeAdjustmentFactor() + type_.bias(); }
+
+double qlogger::realWorld(const Extreme& extreme) const {
+  // The marks of a reset record are no values of the type.
+  const bool isReady = extreme.isMark() || isInRealWorldUnits();
+  return isReady ? extreme.todouble() : realWorld(extreme.todouble());
+}
+
+number qlogger::held(const Extreme& extreme) const {
+  if (extreme.isMark() || !recordsRealWorld(toRead())) return extreme.value();
+  const double value = (extreme.todouble() - type_.bias()) / type_.slopeAdjustmentFactor();
+  return number(value, kMaxDoublePrecision, false);
+}
+
+void qlogger::toRealWorldUnits() const {
+  for (Extreme* extreme : {&record_->max, &record_->min}) {
+    if (!extreme->isMark() && !isInRealWorldUnits()) extreme->replace(realWorld(extreme->todouble()));
+  }
+  record_->isRealWorld = true;
+}
+
+void qlogger::setNumericType(const NumericType& type) {
+  if (record_ && !holdAlike(type_, type)) toRealWorldUnits();
+  type_ = type;
+}
+
+// --------------------------------------------------------------------------------------------------- recording
 
 void qlogger::updateminmax(const number& value) const {
   if (!isOn()) return;
-  Record& record = toWrite();
-  keepExtreme(value, record.max, record.wideMax, true);
-  keepExtreme(value, record.min, record.wideMin, false);
-  ++record.operations;
+  LogRecord& record = toWrite();
+  ++record.counts.operations;
+  if (recordsRealWorld(record)) {
+    const double moved = realWorld(value.todouble());
+    record.max.keep(moved);
+    record.min.keep(moved);
+  } else {
+    record.max.keep(value);
+    record.min.keep(value);
+  }
 }
 
 void qlogger::record(const Tally& tally) const {
   if (!isOn() || tally.values == 0) return;
-  const auto keep = [](double value, double& plain, std::unique_ptr<number>& wide, bool isMax) {
-    if (wide) return keepExtreme(number(value, kMaxDoublePrecision, false), plain, wide, isMax);
-    if (isMax ? plain < value : plain > value) plain = value;
+  LogRecord& record = toWrite();
+  const bool isMoved = recordsRealWorld(record) && tally.min <= tally.max;
+  record.max.keep(isMoved ? realWorld(tally.max) : tally.max);
+  record.min.keep(isMoved ? realWorld(tally.min) : tally.min);
+  record.counts.operations += tally.values;
+  record.counts.overflows += tally.overflows;
+  record.counts.underflows += tally.underflows;
+}
+
+LogRecord& qlogger::toMergeInto(const LogRecord& other) const {
+  if (!record_) {
+    record_ = std::make_unique<LogRecord>();
+    record_->stackTrace = other.stackTrace;
+  }
+  return *record_;
+}
+
+void qlogger::mergeExtremes(const qlogger& other) const {
+  const LogRecord& from = *other.record_;
+  if (from.max.isMark() && from.min.isMark()) return;
+  const bool isReal = isInRealWorldUnits(), otherIsReal = other.isInRealWorldUnits();
+  if (isReal == otherIsReal && (isReal || holdAlike(type_, other.type_))) {
+    record_->max.keep(from.max);
+    record_->min.keep(from.min);
+    return;
+  }
+  toRealWorldUnits();
+  const auto keep = [&](Extreme& extreme, const Extreme& met) {
+    if (otherIsReal) {
+      extreme.keep(met);
+    } else if (!met.isMark()) {
+      extreme.keep(other.realWorld(met));
+    }
   };
-  Record& record = toWrite();
-  keep(tally.max, record.max, record.wideMax, true);
-  keep(tally.min, record.min, record.wideMin, false);
-  record.operations += tally.values;
-  record.overflows += tally.overflows;
-  record.underflows += tally.underflows;
+  keep(record_->max, from.max);
+  keep(record_->min, from.min);
 }
 
 void qlogger::merge(const qlogger& other) const {
   if (!other.record_) return;
-  // Held values of two slope-bias types have different units; only real-world values compare.
-  const bool sameUnits = !other.type_.isSlopeBias() || other.type_.isequivalent(type_);
-  const auto comparable = [&](const number& held) {
-    return sameUnits ? held : number(other.realWorld(held), kMaxDoublePrecision, false);
-  };
-  Record& record = toWrite();
-  keepExtreme(comparable(other.maxlog()), record.max, record.wideMax, true);
-  keepExtreme(comparable(other.minlog()), record.min, record.wideMin, false);
-  record.overflows += other.record_->overflows;
-  record.underflows += other.record_->underflows;
-  record.operations += other.record_->operations;
-  record.mathOperations += other.record_->mathOperations;
+  toMergeInto(*other.record_).add(*other.record_);
+  mergeExtremes(other);
 }
 
-double qlogger::realWorld(const number& held) const {
-  const double value = held.todouble();
-  // The extremes of a reset logger are marks, not values of the type.
-  if (std::abs(value) == std::numeric_limits<double>::max()) return value;
-  return type_.isSlopeBias() ? value * type_.slopeAdjustmentFactor() + type_.bias() : value;
+void qlogger::share(const qlogger& other) const {
+  if (!other.record_) return;
+  other.record_->share();
+  toMergeInto(*other.record_).join(*other.record_);
+  mergeExtremes(other);
+}
+
+qlogger qlogger::collected() const {
+  qlogger left(*this, false);
+  if (!record_) return left;
+  const LogCounts counts = record_->collect();
+  if (counts == LogCounts() && record_->counts != LogCounts()) return left;
+  left.toMergeInto(*record_).counts = counts;
+  left.record_->isRealWorld = record_->isRealWorld;
+  left.mergeExtremes(*this);
+  return left;
 }
 
 std::size_t qlogger::takeNewOverflows() const {
   if (!record_) return 0;
-  return record_->overflows - std::exchange(record_->reportedOverflows, record_->overflows);
+  return noverflows() - std::exchange(record_->reportedOverflows, noverflows());
 }
 
 std::size_t qlogger::takeNewUnderflows() const {
   if (!record_) return 0;
-  return record_->underflows - std::exchange(record_->reportedUnderflows, record_->underflows);
+  return nunderflows() - std::exchange(record_->reportedUnderflows, nunderflows());
 }
 
 HostArray qlogger::toHostArrayStruct() const {
@@ -201,6 +243,10 @@ void reportNewCounts(std::initializer_list<const qlogger*> loggers, const char* 
     overflows += logger->takeNewOverflows();
     underflows += logger->takeNewUnderflows();
   }
+  reportCounts(overflows, underflows, operation, kind);
+}
+
+void reportCounts(std::size_t overflows, std::size_t underflows, const char* operation, ReportKind kind) {
   if (kind == ReportKind::Plain) {
     report<kOverflow>(overflows, operation);
     report<kUnderflow>(underflows, operation);

@@ -7,7 +7,9 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "qfcore/logging/logrecord.h"
 #include "qfcore/logging/operationtype.h"
 #include "qfcore/number/number.h"
 #include "qfcore/number/precision.h"
@@ -37,7 +39,7 @@ struct Tally {
 /// Recording happens on const loggers as well (a quantizer that is used, not changed, still counts) and only
 /// while logging is on, by this logger's own switch or by the module-wide one: the gate stands here and nowhere
 /// else. Extremes are held values, in units of the type's binary-point grid; those of words beyond the double
-/// threshold are exact.
+/// threshold are exact. Records of types that hold values differently meet in real-world units.
 class QFCORE_API qlogger {
  public:
   /// `alwaysOn` is the logger's own switch.
@@ -75,7 +77,8 @@ class QFCORE_API qlogger {
   OperationTypeEnum operationType() const { return operationType_; }
   void setOperationType(OperationTypeEnum operationType) { operationType_ = operationType; }
   const EmbeddedTypeSystem::NumericType& numericType() const { return type_; }
-  void setNumericType(const EmbeddedTypeSystem::NumericType& type) { type_ = type; }
+  /// What was recorded stays what it was in real-world units.
+  void setNumericType(const EmbeddedTypeSystem::NumericType& type);
 
   /// Forgets everything recorded: maxlog to −realmax, minlog to +realmax, all counts to 0.
   void reset() const;
@@ -83,32 +86,42 @@ class QFCORE_API qlogger {
   bool isreset() const;
 
   void updateminmax(const number& value) const;
-  void nOverflowsPlusOne() const { add(&Record::overflows, 1); }
-  void nUnderflowsPlusOne() const { add(&Record::underflows, 1); }
-  void nOperationsPlusOne() const { add(&Record::operations, 1); }
-  void nMathOperationsPlus(std::size_t count) const { add(&Record::mathOperations, count); }
+  void nOverflowsPlusOne() const { add(&LogCounts::overflows, 1); }
+  void nUnderflowsPlusOne() const { add(&LogCounts::underflows, 1); }
+  void nOperationsPlusOne() const { add(&LogCounts::operations, 1); }
+  void nMathOperationsPlus(std::size_t count) const { add(&LogCounts::mathOperations, count); }
   void nMathOperationsPlusOne() const { nMathOperationsPlus(1); }
-  void setNoperations(std::size_t count) const { toWrite().operations = count; }
-  void setNMathOperations(std::size_t count) const { toWrite().mathOperations = count; }
+  void setNoperations(std::size_t count) const { toWrite().counts.operations = count; }
+  void setNMathOperations(std::size_t count) const { toWrite().counts.mathOperations = count; }
   /// What an array kernel met, as if each of its values had come one by one.
   void record(const Tally& tally) const;
-  /// Adds another logger's record to this one, whatever the switches: extremes cover both, counts add up.
+  /// Adds another logger's record to this one, whatever the switches: extremes cover both, in real-world units
+  /// where the types hold values differently, counts add up.
   void merge(const qlogger& other) const;
+  /// The same for a record that goes on beside this one: what both have then is collected once.
+  void share(const qlogger& other) const;
+  /// A logger with what is still to be collected: the counts that no logger sharing them has given out so.
+  /// Reset where nothing is left.
+  qlogger collected() const;
 
   /// Held values; −realmax and +realmax while nothing is recorded.
-  number maxlog() const { return extreme(toRead().max, toRead().wideMax); }
-  number minlog() const { return extreme(toRead().min, toRead().wideMin); }
+  number maxlog() const { return held(toRead().max); }
+  number minlog() const { return held(toRead().min); }
   /// The same in real-world units: held × slope adjustment factor + bias.
-  double realWorldMax() const { return realWorld(maxlog()); }
-  double realWorldMin() const { return realWorld(minlog()); }
-  std::size_t noverflows() const { return toRead().overflows; }
-  std::size_t nunderflows() const { return toRead().underflows; }
-  std::size_t noperations() const { return toRead().operations; }
-  std::size_t nmathoperations() const { return toRead().mathOperations; }
+  double realWorldMax() const { return realWorld(toRead().max); }
+  double realWorldMin() const { return realWorld(toRead().min); }
+  std::size_t noverflows() const { return toRead().counts.overflows; }
+  std::size_t nunderflows() const { return toRead().counts.underflows; }
+  std::size_t noperations() const { return toRead().counts.operations; }
+  std::size_t nmathoperations() const { return toRead().counts.mathOperations; }
+  /// The functions that were being executed when the logger began to record, since it was reset last, innermost
+  /// first; empty while the feature switch for stack traces was off then.
+  const std::vector<std::string>& stackTrace() const { return toRead().stackTrace; }
 
   /// The overflows since the last call, which remembers the count as reported; underflows likewise.
   std::size_t takeNewOverflows() const;
   std::size_t takeNewUnderflows() const;
+  void markReported() const { takeNewOverflows(), takeNewUnderflows(); }
 
   /// A 1-by-1 structure with the doubles "Max", "Min" (real-world), "NOverflows", "NUnderflows", "NOperations".
   tessel::HostArray toHostArrayStruct() const;
@@ -123,29 +136,27 @@ class QFCORE_API qlogger {
   void writeLogMap(FilogMap& map) const;
 
  private:
-  struct Record {
-    Record() = default;
-    Record(const Record& other);
-    double max = std::numeric_limits<double>::lowest();
-    double min = std::numeric_limits<double>::max();
-    std::size_t overflows = 0, underflows = 0, operations = 0, mathOperations = 0;
-    std::size_t reportedOverflows = 0, reportedUnderflows = 0;
-    // Set as soon as a multiprecision value has been the extreme; the plain one is unused from then on.
-    std::unique_ptr<number> wideMax, wideMin;
-  };
-
-  const Record& toRead() const { return record_ ? *record_ : sNothing; }
-  Record& toWrite() const {
-    if (!record_) record_ = std::make_unique<Record>();
+  const LogRecord& toRead() const { return record_ ? *record_ : sNothing; }
+  LogRecord& toWrite() const {
+    if (!record_) begin();
     return *record_;
   }
-  void add(std::size_t Record::*what, std::size_t count) const {
-    if (isOn()) toWrite().*what += count;
+  void begin() const;
+  void add(std::size_t LogCounts::*what, std::size_t count) const {
+    if (isOn()) toWrite().counts.*what += count;
   }
+  void mergeExtremes(const qlogger& other) const;
+  /// Makes place for another logger's record, which began before this one where this one is new.
+  LogRecord& toMergeInto(const LogRecord& other) const;
 
-  static number extreme(double value, const std::unique_ptr<number>& wide);
-  static void keepExtreme(const number& value, double& plain, std::unique_ptr<number>& wide, bool isMax);
-  double realWorld(const number& held) const;
+  /// Whether the record's extremes are real-world values, as those of binary-point types always are.
+  bool isInRealWorldUnits() const { return toRead().isRealWorld || !type_.isSlopeBias(); }
+  /// Whether values to record are to be moved to real-world units first.
+  bool recordsRealWorld(const LogRecord& record) const { return record.isRealWorld && type_.isSlopeBias(); }
+  void toRealWorldUnits() const;
+  double realWorld(double held) const;
+  double realWorld(const Extreme& extreme) const;
+  number held(const Extreme& extreme) const;
 
   static bool sLogging;
   static LogTypeEnum sLogType;
@@ -154,15 +165,18 @@ class QFCORE_API qlogger {
   EmbeddedTypeSystem::NumericType type_;
   OperationTypeEnum operationType_ = OperationTypeEnum::Unspecified;
   bool alwaysOn_ = false;
-  mutable std::unique_ptr<Record> record_;  // null until something is recorded: most arrays never log
-  static const Record sNothing;
+  mutable std::unique_ptr<LogRecord> record_;  // null until something is recorded: most arrays never log
+  static const LogRecord sNothing;
 };
 
 /// Which words the warnings about new counts use.
 enum class ReportKind { Plain, Product };
 
-/// Warns of the overflows, then the underflows that the loggers together have met since they last reported:
-/// "fi:overflow" and "fi:underflow", with the operation's name ("plus", "assignment", "sqrt", …) in the text.
+/// Warns of overflows, then of underflows, where there are any: "fi:overflow" and "fi:underflow", with the
+/// operation's name ("plus", "assignment", "sqrt", …) in the text.
+QFCORE_API void reportCounts(std::size_t overflows, std::size_t underflows, const char* operation,
+                             ReportKind kind = ReportKind::Plain);
+/// The same for what the loggers together have met since they last reported.
 QFCORE_API void reportNewCounts(std::initializer_list<const qlogger*> loggers, const char* operation,
                                 ReportKind kind = ReportKind::Plain);
 

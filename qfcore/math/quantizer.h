@@ -65,6 +65,13 @@ class QFCORE_API quantizer {
   /// unspecified.
   quantizer(const EmbeddedTypeSystem::NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode,
             const std::string& tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+  /// A copy, or with `keepRecord` false one that has recorded nothing.
+  quantizer(const quantizer& other, bool keepRecord)
+      : settings_(other.settings_),
+        isDerived_(other.isDerived_),
+        derived_(other.derived_),
+        wide_(other.wide_),
+        logger_(other.logger_, keepRecord) {}
 
   /// Takes over a numeric type and the two modes; tag, operation kind and record stay. On error nothing
   /// changes.

@@ -22,24 +22,30 @@ class Addition : public reference::ArithmeticTest {
     return math;
   }
 
-  static mpq_class expectedSum(const mpq_class& a, const mpq_class& b, const NumericType& type, bool cast,
-                               bool subtract, Meter& meter) {
-    const mpq_class left = cast ? meter(a, type) : a, right = cast ? meter(b, type) : b;
+  /// Which addends are cast to the type of the sum.
+  struct Casts {
+    bool a, b;
+  };
+  static mpq_class expectedSum(const mpq_class& a, const mpq_class& b, const NumericType& type,
+                               const Casts& cast, bool subtract, Meter& meter) {
+    const mpq_class left = cast.a ? meter(a, type) : a, right = cast.b ? meter(b, type) : b;
     return meter(subtract ? mpq_class(left - right) : mpq_class(left + right), type);
   }
 
   void compare(const fi& a, const fi& b, bool subtract) {
     const bool cast = a.getFimath().castBeforeSum();
+    // An imaginary part that does not exist is not cast, and so not recorded.
+    const Casts both{cast, cast}, existing{cast && a.iscomplex(), cast && b.iscomplex()};
     onAllPaths([&](bool isLogging) {
       const fi result = subtract ? a.minus(b) : a.plus(b);
       const NumericType& type = result.getNumericType();
       Meter meter(a.getFimath());
       for (unsigned k = 0; k < result.numel(); ++k) {
         const Complex x = elementOf(a, k), y = elementOf(b, k);
-        ASSERT_EQ(reference::valueOf(result, k), expectedSum(x.re, y.re, type, cast, subtract, meter))
+        ASSERT_EQ(reference::valueOf(result, k), expectedSum(x.re, y.re, type, both, subtract, meter))
             << "element " << k << ": " << x.re << " and " << y.re;
         if (result.isreal()) continue;
-        ASSERT_EQ(reference::imagOf(result, k), expectedSum(x.im, y.im, type, cast, subtract, meter))
+        ASSERT_EQ(reference::imagOf(result, k), expectedSum(x.im, y.im, type, existing, subtract, meter))
             << "imaginary part of element " << k;
       }
       if (isLogging) meter.expectRecordOf(result);
@@ -65,23 +71,35 @@ TEST_F(Addition, OfWordsAroundTheThresholdIsExact) { compareRandomSums(400, 60);
 
 TEST_F(Addition, OfWideWordsIsExact) { compareRandomSums(200, 300); }
 
-TEST_F(Addition, InPlaceKeepsTheTypeAndRoundsTheExactSumOnce) {
+TEST_F(Addition, InPlaceKeepsTheTypeRoundsTheExactSumOnceAndRecordsIt) {
+  qlogger& total = *qlogger::global(OperationTypeEnum::Sum);
   for (int trial = 0; trial < 300; ++trial) {
     const fimath math = settings(60);
-    const std::vector<unsigned> shape{3, 2};
-    const fi b =
-        random.array(random.coin() ? shape : std::vector<unsigned>{1, 1}, random.type(1, 60), math, false);
-    fi a = random.array(shape, random.type(1, 60), math, false);
+    const std::vector<unsigned> shape{3, 2}, one{1, 1};
+    const fi b = random.array(random.coin() ? shape : one, random.type(1, 60), math, random.coin());
+    fi a = random.array(shape, random.type(1, 60), math, random.coin());
     const fi before(a);
-    a += b;
-    ASSERT_TRUE(a.getNumericType() == before.getNumericType());
+    const bool subtract = random.coin(), isOwnSwitch = random.coin();
+    SCOPED_TRACE(a.getNumericType().tostring() + (subtract ? " -= " : " += ") + b.getNumericType().tostring() +
+                 math.toString());
+    total.reset();
+    qlogger::setLogging(!isOwnSwitch);
+    a.setLogging(isOwnSwitch);
+    subtract ? a -= b : a += b;
+    Meter meter(math);
+    const NumericType& type = before.getNumericType();
+    ASSERT_TRUE(a.getNumericType() == type);
     for (unsigned k = 0; k < a.numel(); ++k) {
-      Meter meter(math);
-      const mpq_class x = elementOf(before, k).re, y = elementOf(b, k).re;
-      ASSERT_EQ(reference::valueOf(a, k),
-                expectedSum(x, y, a.getNumericType(), math.castBeforeSum(), false, meter))
-          << x << " += " << y << " " << a.getNumericType().tostring() << b.getNumericType().tostring();
+      const Complex x = elementOf(before, k), y = elementOf(b, k);
+      const bool cast = math.castBeforeSum();
+      ASSERT_EQ(reference::valueOf(a, k), expectedSum(x.re, y.re, type, {false, cast}, subtract, meter));
+      if (a.isreal()) continue;
+      ASSERT_EQ(reference::imagOf(a, k),
+                expectedSum(x.im, y.im, type, {false, cast && b.iscomplex()}, subtract, meter));
     }
+    meter.expectRecord(a.getQlogger());
+    meter.expectRecord(total);
+    EXPECT_EQ(a.getNmathoperations(), a.numel());
   }
 }
 

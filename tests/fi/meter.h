@@ -30,13 +30,14 @@ struct Meter {
     return result;
   }
 
-  void expectRecordOf(const fi& x) const {
-    EXPECT_EQ(x.getNoverflows(), counts.overflows);
-    EXPECT_EQ(x.getNunderflows(), counts.underflows);
-    EXPECT_EQ(x.getNoperations(), values);
+  void expectRecordOf(const fi& x) const { expectRecord(x.getQlogger()); }
+  void expectRecord(const qlogger& record) const {
+    EXPECT_EQ(record.noverflows(), counts.overflows);
+    EXPECT_EQ(record.nunderflows(), counts.underflows);
+    EXPECT_EQ(record.noperations(), values);
     if (values == 0) return;
-    EXPECT_EQ(valueOf(x.getQlogger().minlog()), low);
-    EXPECT_EQ(valueOf(x.getQlogger().maxlog()), high);
+    EXPECT_EQ(valueOf(record.minlog()), low);
+    EXPECT_EQ(valueOf(record.maxlog()), high);
   }
 };
 

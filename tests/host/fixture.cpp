@@ -19,8 +19,13 @@ std::string number(double value) {
 
 }  // namespace
 
+std::vector<std::string>& hostStack() {
+  static std::vector<std::string> places{"inner:3", "outer:7"};
+  return places;
+}
+
 void startModule() {
-  tessel::attachLanguage({evaluate, [] { return std::vector<std::string>{"inner:3", "outer:7"}; }, {}});
+  tessel::attachLanguage({evaluate, [] { return hostStack(); }, {}});
   TesselInitialize_qfcore();
   tessel::setWarningEnabled("all", false);
 }

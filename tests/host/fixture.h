@@ -21,6 +21,8 @@ using tessel::HostClass;
 
 /// Registers the module once, with a language that evaluates numbers.
 void startModule();
+/// The functions that this language says are running.
+std::vector<std::string>& hostStack();
 
 class HostTest : public testing::Test {
  protected:

@@ -93,12 +93,28 @@ TEST_F(Logs, ReachTheCollectionOnlyWhileTagsAreLogged) {
 }
 
 TEST_F(Logs, KeepWhereTheHostWasOnRequest) {
-  const qlogger logger("a", OperationTypeEnum::Sum);
-  EXPECT_TRUE(filog("a", logger).stackTrace().empty());
+  using Trace = std::vector<std::string>;
+  const Trace first{"inner:3", "outer:7"}, second{"outer:8"};
+  EXPECT_TRUE(narrow(7, "a").getlocalfilogs().at(0).stackTrace().empty());
   s_feature_fi_stack_trace_logging = true;
-  const filog traced("a", logger);
-  EXPECT_EQ(traced.stackTrace(), (std::vector<std::string>{"inner:3", "outer:7"}));
-  EXPECT_NE(traced.displayText().find("\n           in: inner:3\n           in: outer:7\n"), std::string::npos);
+  fi a = narrow(7, "a");
+  hostStack() = second;
+  a.setDoubleHostArray(HostArray::scalar(3));
+  fi c = a.plus(a), d = c;
+  hostStack() = {"collecting:9"};
+  d.setDoubleHostArray(HostArray::scalar(3));
+  a.plus(a);
+  a.setNumericType({true, 12, 0});
+  const auto traceOf = [](const fi& x, std::size_t log) { return x.getlocalfilogs().at(log).stackTrace(); };
+  EXPECT_EQ(traceOf(a, 0), first);
+  EXPECT_EQ(traceOf(a, 1), second) << "of sums";
+  EXPECT_EQ(traceOf(d, 0), second) << "of a result";
+  EXPECT_NE(a.getlocalfilogs()[0].displayText().find("\n           in: inner:3\n           in: outer:7\n"),
+            std::string::npos);
+  a.resetLogging();
+  a += a;
+  EXPECT_EQ(traceOf(a, 0), hostStack());
+  hostStack() = first;
 }
 
 /// A merged record is the record of all values, whichever logger met them, narrow and wide.
