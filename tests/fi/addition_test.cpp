@@ -132,7 +132,8 @@ TEST_F(Addition, AtTheCursorsRoundsOnceAndReachesOneElement) {
     for (unsigned e = 0; e < 4; ++e) {
       const Complex x = elementOf(a, i), y = elementOf(b, j), old = elementOf(before, e);
       const auto sum = [&](const mpq_class& left, const mpq_class& right) {
-        return expectedSum(left, right, type, math.castBeforeSum(), subtract, meter);
+        const bool cast = math.castBeforeSum();
+        return expectedSum(left, right, type, {cast, cast}, subtract, meter);
       };
       ASSERT_EQ(elementOf(target, e).re, e == k ? sum(x.re, y.re) : old.re);
       ASSERT_EQ(elementOf(target, e).im, e == k ? (isComplex ? sum(x.im, y.im) : mpq_class(0)) : old.im);

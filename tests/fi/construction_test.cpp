@@ -106,6 +106,14 @@ TEST(Construction, QuantizesValuesOfEveryWordLength) {
   }
 }
 
+TEST(Construction, KeepsEveryValueOfALongArray) {
+  std::vector<double> ramp(2100);
+  for (std::size_t k = 0; k < ramp.size(); ++k) ramp[k] = static_cast<double>(k) / 4;
+  const unsigned dims[] = {700, 3};
+  const fi x(ramp.data(), dims, 2, NumericType(true, 20, 2));
+  for (unsigned k = 0; k < x.numel(); ++k) ASSERT_EQ(reference::valueOf(x, k), mpq_class(ramp[k]));
+}
+
 TEST(Construction, TakesHostArraysOfEveryClassExactly) {
   const auto value = [](const HostArray& array, const NumericType& type) {
     return reference::valueOf(fi(&array, type, fimath(RoundModeEnum::ceil, OverflowModeEnum::wrap)), 0);

@@ -388,7 +388,7 @@ TEST_F(Multiplication, ReportsProductsAndSumsByTheirNames) {
   const fi b(127.0, pair, 2, NumericType(true, 8, 0), math);
   const unsigned down[] = {2, 1};
   const fi sum = b.mtimes(fi(1.0, down, 2, NumericType(true, 8, 0), math));
-  EXPECT_EQ(tessel::lastWarning().text, "1 overflow occurred in the fi mtimes operation.");
+  EXPECT_EQ(tessel::lastWarning().text, "1 product overflow occurred in the fi mtimes operation.");
   EXPECT_EQ(qlogger::global(OperationTypeEnum::Sum)->noverflows(), 1U);
   const fi one(1.0, NumericType(true, 8, 0), math);
   EXPECT_EQ((one * one).getNumericType().wordLength(), 8);
