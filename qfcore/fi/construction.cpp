@@ -50,7 +50,9 @@ const fi::Shape& scalarShape() {
 
 /// The bits in which arrays carry values of a type; arrays have none of a type that was stored unchecked.
 unsigned precisionOfValid(const NumericType& type) {
-  type.errorIfBadWordLength();
+  // Asked for every array: the call is for those few types alone that are in doubt.
+  const bool isInDoubt = type.wordLength() < 1 || type.wordLength() > NumericType::kMaxWordLength;
+  if (isInDoubt) type.errorIfBadWordLength();
   return fi::precisionOf(type);
 }
 
