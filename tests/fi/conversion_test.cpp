@@ -181,6 +181,15 @@ TEST(StoredIntegers, ValuesThatDoNotFitAreQuantizedOnce) {
   }
 }
 
+TEST(StoredIntegers, AValueBelowAllDoublesIsTrue) {
+  fi x(0.0, NumericType(true, 60, 1200));
+  for (const bool isOne : {true, false}) {
+    x.setIntHostArray(HostArray::logical(isOne));
+    EXPECT_EQ(x.getDoubleHostArray().realAt(0), 0);
+    EXPECT_EQ(x.getBooleanHostArray().realAt(0), isOne);
+  }
+}
+
 TEST(StoredIntegers, ShapesOfTheLayouts) {
   const unsigned dims[] = {3, 2}, line[] = {1, 5};
   const fi wide(0.0, dims, 2, NumericType(true, 70, 0)), narrow(0.0, line, 2, NumericType(true, 40, 0));

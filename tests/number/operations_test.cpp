@@ -147,6 +147,26 @@ TEST(Operations, FloatsOnLimbsAreThoseOfTheLibrary) {
   }
 }
 
+TEST(Operations, AssignmentTakesTheBitsThatAValueNeeds) {
+  Generator random;
+  for (int trial = 0; trial < 2000; ++trial) {
+    const auto bits = static_cast<unsigned>(random.integer(2, 130));
+    const double value = std::ldexp(random.integer(-99999, 99999), random.integer(-300, 300));
+    const mpz_class stored = random.bits(random.integer(1, 200)) << random.integer(0, 70);
+    MpFloat source(static_cast<unsigned>(random.integer(2, 200))), taken(7);
+    fill(source, random);
+    taken.assign(value, bits);
+    EXPECT_EQ(mpfr_get_d(taken.get(), MPFR_RNDN), value);
+    taken.assign(stored.get_mpz_t(), bits);
+    EXPECT_EQ(mpfr_cmp_z(taken.get(), stored.get_mpz_t()), 0);
+    EXPECT_LE(taken.bits(),
+              std::max<std::size_t>(
+                  bits, mpz_sizeinbase(mpz_class(stored >> mpz_scan1(stored.get_mpz_t(), 0)).get_mpz_t(), 2)));
+    taken.assign(source, bits);
+    EXPECT_TRUE(source.isNan() ? taken.isNan() : mpfr_equal_p(taken.get(), source.get()) != 0);
+  }
+}
+
 TEST(Operations, ModFollowsItsRuleOnBothBodies) {
   const double inf = INFINITY;
   const struct {
