@@ -73,11 +73,11 @@ Kernel makeKernel(QuantizerModeEnum mode, RoundModeEnum roundMode, OverflowModeE
       return {fixedKernel(roundMode, overflowMode), quantizeFixedWide, rounding, overflowMode};
     case QuantizerModeEnum::floatMode:
       return {floatKernel(roundMode), quantizeFloatWide, rounding, overflowMode};
-    case QuantizerModeEnum::doubleMode: return {doubleKernel(), nullptr, rounding, overflowMode};
-    case QuantizerModeEnum::singleMode: return {singleKernel(), nullptr, rounding, overflowMode};
-    case QuantizerModeEnum::boolean: return {booleanKernel(), nullptr, rounding, overflowMode};
-    case QuantizerModeEnum::none: return {noneKernel(), nullptr, rounding, overflowMode};
-    default: return {scaledDoubleKernel(), nullptr, rounding, overflowMode};
+    case QuantizerModeEnum::doubleMode: return {doubleKernel(), quantizeDoubleWide, rounding, overflowMode};
+    case QuantizerModeEnum::singleMode: return {singleKernel(), quantizeSingleWide, rounding, overflowMode};
+    case QuantizerModeEnum::boolean: return {booleanKernel(), quantizeBooleanWide, rounding, overflowMode};
+    case QuantizerModeEnum::none: return {noneKernel(), quantizeNoneWide, rounding, overflowMode};
+    default: return {scaledDoubleKernel(), quantizeScaledDoubleWide, rounding, overflowMode};
   }
 }
 

@@ -149,4 +149,35 @@ WideOutcome quantizeFloatWide(const WideFormat& format, const WideRounding& roun
   return {false, x.iszero()};
 }
 
+WideOutcome quantizeDoubleWide(const WideFormat&, const WideRounding&, OverflowModeEnum, number& x) {
+  return {x.myisinf(), false};
+}
+
+WideOutcome quantizeSingleWide(const WideFormat&, const WideRounding&, OverflowModeEnum, number& x) {
+  constexpr int kFractionBits = 23, kExponentMin = -126, kExponentMax = 127;
+  if (x.iszero() || !x.isFinite()) return {x.myisinf(), false};
+  x.convergent(kFractionBits - std::max(x.unbiasedexponent(), kExponentMin));
+  if (x.iszero() || x.unbiasedexponent() <= kExponentMax) return {};  // never an underflow
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  x = x.isnegative() ? -kInfinity : kInfinity;
+  return {true, false};
+}
+
+WideOutcome quantizeBooleanWide(const WideFormat&, const WideRounding&, OverflowModeEnum, number& x) {
+  x = x.iszero() ? 0.0 : 1.0;
+  return {};
+}
+
+WideOutcome quantizeNoneWide(const WideFormat& format, const WideRounding&, OverflowModeEnum, number& x) {
+  return {x > format.max || x < format.min, false};
+}
+
+WideOutcome quantizeScaledDoubleWide(const WideFormat& format, const WideRounding& rounding,
+                                     OverflowModeEnum overflowMode, number& x) {
+  WideOutcome outcome = quantizeNoneWide(format, rounding, overflowMode, x);
+  number magnitude(x);
+  outcome.underflow = !x.iszero() && magnitude.abs() < format.eps;
+  return outcome;
+}
+
 }  // namespace embedded

@@ -56,6 +56,18 @@ WideOutcome quantizeFixedWide(const WideFormat& format, const WideRounding& roun
 WideOutcome quantizeFloatWide(const WideFormat& format, const WideRounding& rounding,
                               OverflowModeEnum overflowMode, number& value);
 
+// Modes that have no grid: the value stays, but for single, which rounds it once, and boolean.
+WideOutcome quantizeDoubleWide(const WideFormat& format, const WideRounding& rounding,
+                               OverflowModeEnum overflowMode, number& value);
+WideOutcome quantizeSingleWide(const WideFormat& format, const WideRounding& rounding,
+                               OverflowModeEnum overflowMode, number& value);
+WideOutcome quantizeBooleanWide(const WideFormat& format, const WideRounding& rounding,
+                                OverflowModeEnum overflowMode, number& value);
+WideOutcome quantizeNoneWide(const WideFormat& format, const WideRounding& rounding,
+                             OverflowModeEnum overflowMode, number& value);
+WideOutcome quantizeScaledDoubleWide(const WideFormat& format, const WideRounding& rounding,
+                                     OverflowModeEnum overflowMode, number& value);
+
 /// The rule itself, for values of every kind, range and precision.
 WideOutcome quantizeFixedByFloats(const WideFormat& format, const WideRounding& rounding,
                                   OverflowModeEnum overflowMode, number& value);

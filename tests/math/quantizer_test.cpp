@@ -306,6 +306,28 @@ TEST(Quantizer, CountsWhatTheOtherModesMeet) {
     EXPECT_EQ(q.noverflows(), c.overflows) << c.type.tostring() << c.value;
     EXPECT_EQ(q.nunderflows(), c.underflows) << c.type.tostring() << c.value;
   }
+  // Wide values are compared and kept exactly; single rounds them once.
+  const double far = std::ldexp(1.0, -80), tie = 1 + std::ldexp(1.0, -24);
+  const struct {
+    const NumericType& type;
+    double high, low, expectedHigh, expectedLow;
+    std::size_t overflows, underflows;
+  } wideCases[] = {{scaledDouble, 7.9375, far, 7.9375, far, 1, 0},
+                   {scaledDouble, 7.9375, -far, 7.9375, -far, 0, 0},
+                   {scaledDouble, 0.0625, -far, 0.0625, -far, 0, 1},
+                   {dbl, 1, far, 1, far, 0, 0},
+                   {single, tie, far, 1 + std::ldexp(1.0, -23), 0, 0, 0},
+                   {single, tie, -far, 1, 0, 0, 0},
+                   {boolean, far, 0, 1, 0, 0, 0}};
+  for (const auto& c : wideCases) {
+    const quantizer q(c.type, RoundModeEnum::nearest, OverflowModeEnum::saturate);
+    number x(c.high, 200, false);
+    x += number(c.low, 200, false);
+    q.quantize(x);
+    EXPECT_EQ(reference::valueOf(x), mpq_class(c.expectedHigh) + mpq_class(c.expectedLow)) << c.type.tostring();
+    EXPECT_EQ(q.noverflows(), c.overflows) << c.type.tostring() << c.low;
+    EXPECT_EQ(q.nunderflows(), c.underflows) << c.type.tostring() << c.low;
+  }
 }
 
 TEST(Quantizer, RefusesWhatItCannotBe) {
