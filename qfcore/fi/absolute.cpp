@@ -123,7 +123,7 @@ void lengthsByBlocks(const fi& x, number& target, const quantizer& q) {
 bool areLengthsByBlocks(const fi& x, number& target, const quantizer& q) {
   const NumericType& type = x.getNumericType();
   const int partBits = type.wordLength() - type.isSigned();
-  if (!areDoubles(x) || !type.isFixed() || partBits > LongLength::kMaxPartBits ||
+  if (!takesBlocks(x) || !type.isFixed() || partBits > LongLength::kMaxPartBits ||
       !GridFactors::exist(type.fractionLength())) {
     return false;
   }

@@ -74,7 +74,8 @@ namespace {
 template <class Operation>
 [[gnu::noinline]] void sumWideExactly(const fi& a, const fi& b, fi& result) {
   const auto sumPart = [&](number& target, const number& left, const number& right) {
-    if (combineWide<Operation>(target, WideOperand(a, left), WideOperand(b, right))) return;
+    const WideOperand x(a, left), y(b, right);
+    if (x.isWide() && y.isWide() && target.multiprecision()) return combineWide<Operation>(target, x, y);
     for (unsigned k = 0; k < result.numel(); ++k) {
       a.setIndex(a.isscalar() ? 0 : k);
       b.setIndex(b.isscalar() ? 0 : k);
@@ -89,8 +90,8 @@ template <class Operation>
 
 /// For operands and sums of which every value is one of the result's type: nothing is left to quantize.
 template <class Operation>
-void sumExactly(const fi& a, const fi& b, fi& result) {
-  if (!areDoubles(a) || !areDoubles(b) || !areDoubles(result)) return sumWideExactly<Operation>(a, b, result);
+void sumExactly(const fi& a, const fi& b, Path path, fi& result) {
+  if (path == Path::PlainWide) return sumWideExactly<Operation>(a, b, result);
   const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right) {
     combine<Operation>(target.doubles(), left.values, left.isScalar, right.values, right.isScalar,
                        result.numel());
@@ -113,12 +114,15 @@ fi fi::sumOrDifference(const fi& b) const {
   const fi& shape = shapeOfResult(*this, b);
   fi result(shape.dims_, type, fimath_, complexResult, tag(), OperationTypeEnum::Sum);
   // Registers log whenever logging is on.
-  if (!slopeBias && !sElementPathOnly && !qlogger::getLogging() &&
+  if (!slopeBias && !qlogger::getLogging() &&
       exactness::holdsSums(type, getNumericType(), b.getNumericType(), Operation::kSubtracts)) {
-    sumExactly<Operation>(*this, b, result);
-  } else {
-    sumThroughRegister<Operation>(b, slopeBias, result);
+    const Path path = choosePath({.isExact = true, .wideLoops = WideLoops::OfAny}, *this, b, result);
+    if (path != Path::Elements) {
+      sumExactly<Operation>(*this, b, path, result);
+      return result;
+    }
   }
+  sumThroughRegister<Operation>(b, slopeBias, result);
   return result;
 }
 
@@ -128,12 +132,13 @@ template <class Operation>
   const NumericType& type = result.getNumericType();
   const unsigned precision = sumPrecision(getNumericType(), b.getNumericType(), type, fimath_.castBeforeSum());
   fi sumRegister = initializeSumRegister(type, fimath_, precision, result.iscomplex());
-  if (!slopeBias && precision <= kMaxDoublePrecision && areDoubles(*this) && areDoubles(b)) {
-    sumByBlocks<Operation>(b, sumRegister, result);
-  } else if (!slopeBias && precision > kMaxDoublePrecision && !sElementPathOnly) {
-    sumWide<Operation>(b, sumRegister, result);
-  } else {
-    sumByElements<Operation>(b, sumRegister, result);
+  const bool fitsDoubles = precision <= kMaxDoublePrecision;
+  const Ways ways{.hasBlocks = !slopeBias && fitsDoubles,
+                  .wideLoops = slopeBias || fitsDoubles ? WideLoops::None : WideLoops::OfAny};
+  switch (choosePath(ways, *this, b, result)) {
+    case Path::Blocks: sumByBlocks<Operation>(b, sumRegister, result); break;
+    case Path::Wide: sumWide<Operation>(b, sumRegister, result); break;
+    default: sumByElements<Operation>(b, sumRegister, result);
   }
   finishRegisters(&result, Operation::kName, {{RegisterLog::Sum, sumRegister}});
 }

@@ -258,7 +258,7 @@ fi fi::setBits(const HostArray& bit, const HostArray* value) const {
     checkPositions<kBit, message::bitsetOutOfRange>(positions, word.wordLength);
   }
   fi result = unset(resultShape(*this, bit, value), false);
-  if (areDoubles(*this)) {
+  if (takesBlocks(*this)) {
     withPatterns(getNumericType(), [&](auto patterns) {
       setBitsByBlocks(result.realPart_.doubles(), BlockOperand::real(*this), positions.operand(),
                       values.operand(), result.numel_, patterns);
@@ -292,7 +292,7 @@ fi fi::bitget(const HostArray& bit) const {
   checkPositions<message::bitgetOutOfRange, message::bitgetOutOfRange>(positions, word.wordLength);
   const Shape dims = resultShape(*this, bit, nullptr);
   fi result(dims.data(), static_cast<unsigned>(dims.size()), NumericType(false, 1, 0), fimath_, false, tag());
-  if (areDoubles(*this)) {
+  if (takesBlocks(*this)) {
     const BlockOperand own = BlockOperand::real(*this), places = positions.operand();
     withPatterns(getNumericType(), [&](auto patterns) {
       combineBy(result.realPart_.doubles(), own.values, own.isScalar, places.values, places.isScalar,
@@ -330,7 +330,7 @@ fi fi::bitandorxor(const fi& b) const {
   const Word word(getNumericType());
   fi result = unset(shape.dims_, coordinateComplexityForBitwiseOps(*this, b));
   const number zero(0.0, realPart_.getprecision(), false);
-  if (areDoubles(*this) && areDoubles(b)) {
+  if (takesBlocks(*this, b)) {
     withPatterns(getNumericType(), [&](auto patterns) {
       const auto combinePart = [&](number& target, const BlockOperand& x, const BlockOperand& y) {
         combineBy(target.doubles(), x.values, x.isScalar, y.values, y.isScalar, result.numel_,

@@ -34,15 +34,12 @@ HostArray logicalLike(const fi& shape) {
   return HostArray::unset(ArrayClass::Logical, tessel::Dimensions(shape.dims().begin(), shape.dims().end()));
 }
 
-/// Whether the elements compare as contiguous doubles, without adjustment.
-bool compareAsDoubles(const fi& a, const fi& b) {
-  return areDoubles(a) && areDoubles(b) && haveSameScaling(a.getNumericType(), b.getNumericType());
-}
-
-/// The same for multiprecision values; of real arrays.
-bool compareAsWide(const fi& a, const fi& b) {
-  return a.isreal() && b.isreal() && areWide(a) && areWide(b) &&
-         haveSameScaling(a.getNumericType(), b.getNumericType());
+/// Elements compare as they are held where no adjustment is needed; wide ones where they are real.
+Path pathOfComparison(const fi& a, const fi& b) {
+  const bool areComparable = haveSameScaling(a.getNumericType(), b.getNumericType());
+  const bool hasWide = areComparable && a.isreal() && b.isreal();
+  return choosePath({.hasBlocks = areComparable, .wideLoops = hasWide ? WideLoops::OfWide : WideLoops::None}, a,
+                    b);
 }
 
 /// result[i] = whether the relation holds between a[i] and b[i]; with `Besides` where that is decisive, else it
@@ -92,8 +89,9 @@ HostArray compareWide(const fi& a, const fi& b) {
 
 template <class Relation>
 HostArray compareReal(const fi& a, const fi& b) {
-  if (compareAsWide(a, b)) return compareWide<Relation>(a, b);
-  if (!compareAsDoubles(a, b)) {
+  const Path path = pathOfComparison(a, b);
+  if (path == Path::Wide) return compareWide<Relation>(a, b);
+  if (path == Path::Elements) {
     return compareElements(a, b, [&] { return Relation()(a.realPart(), fi::getAdjustedReal(b, a)); });
   }
   const fi& shape = shapeOfResult(a, b);
@@ -108,7 +106,7 @@ template <class Relation>
 HostArray compareBoth(const fi& a, const fi& b) {
   if (a.isreal() && b.isreal()) return compareReal<Relation>(a, b);
   // A missing part is real-world zero, which with slope and bias is not held as 0.
-  if (!compareAsDoubles(a, b) || a.getNumericType().isSlopeBias()) {
+  if (pathOfComparison(a, b) != Path::Blocks || a.getNumericType().isSlopeBias()) {
     return compareElements(a, b, [&] { return Relation()(a, b); });
   }
   HostArray result = compareReal<Relation>(a, b);
@@ -200,14 +198,15 @@ HostArray fi::ne(const fi& b) const { return compareBoth<NotEqual>(*this, b); }
 
 bool fi::isequal(const fi& b) const {
   if (!isSameSize(b)) return false;
-  if (compareAsDoubles(*this, b) && ((isreal() && b.isreal()) || !isSlopeBias())) {
+  const Path path = pathOfComparison(*this, b);
+  if (path == Path::Blocks && ((isreal() && b.isreal()) || !isSlopeBias())) {
     const Factor own = Factor::of(*this), other = Factor::of(b);
     if (!areEqual(own.re, other.re, numel_)) return false;
     if (own.im && other.im) return areEqual(own.im, other.im, numel_);
     const double* im = own.im ? own.im : other.im;
     return !im || !anyOf(im, numel_, [](double value) { return value != 0; });
   }
-  if (compareAsWide(*this, b)) {
+  if (path == Path::Wide) {
     const WideOperand left(*this, realPart_), right(b, b.realPart_);
     for (unsigned k = 0; k < numel_; ++k) {
       if (left[k] != right[k]) return false;

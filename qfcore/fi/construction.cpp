@@ -83,7 +83,7 @@ void requireSuited(const fi& x, const NumericType& type) {
     const double* values = valuesOf(x, part);
     return !values || !anyOf(values, x.numel(), [](double value) { return !std::isfinite(value); });
   };
-  if (areDoubles(x) && isFinite(x.realPart()) && isFinite(x.imagPart())) return;
+  if (takesBlocks(x) && isFinite(x.realPart()) && isFinite(x.imagPart())) return;
   for (unsigned k = 0; k < x.numel(); ++k) {
     x.setIndex(k);
     requireSuited(x.realPart(), type);

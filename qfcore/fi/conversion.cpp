@@ -33,7 +33,7 @@ HostArray fi::exported(Convert convert) const {
   const NumericType& type = getNumericType();
   const tessel::Dimensions dims(dims_.begin(), dims_.end());
   return exportedParts<Element>(*this, dims, [&](const number& part, Element* target) {
-    if (!areDoubles(*this)) {
+    if (!takesBlocks(*this)) {
       for (unsigned k = 0; k < numel_; ++k) target[k] = convert(realWorld(part[k]));
     } else if (isSlopeBias()) {
       const double factor = type.slopeAdjustmentFactor(), bias = type.bias();
@@ -56,7 +56,7 @@ HostArray fi::getSingleHostArray() const {
 HostArray fi::getBooleanHostArray() const {
   using EmbeddedTypeSystem::DataTypeEnum;
   NumericType::errorIfComplexLogical(DataTypeEnum::Boolean, iscomplex());
-  const bool isOneByOne = !areDoubles(*this) || isSlopeBias();
+  const bool isOneByOne = !takesBlocks(*this) || isSlopeBias();
   if (isOneByOne ||
       anyOf(valuesOf(*this, realPart_), numel_, [](double value) { return !std::isfinite(value); })) {
     for (unsigned k = 0; k < numel_; ++k)

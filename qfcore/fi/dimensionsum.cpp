@@ -108,7 +108,7 @@ fi fi::sumAlong(unsigned dimension) const {
   Fibers fibers{1, length, numel_ / length};
   for (unsigned d = 0; d + 1 < dimension && d < dims_.size(); ++d) fibers.stride *= dims_[d];
 
-  if (precision <= kMaxDoublePrecision && areDoubles(*this) && areDoubles(result)) {
+  if (choosePath({.hasBlocks = precision <= kMaxDoublePrecision}, *this, result) == Path::Blocks) {
     const quantizer& q = sumRegister.assignmentQuantizer_;
     const FiberSums sums(fibers, identitiesOf(*this, length, q), q);
     sums.run(valuesOf(*this, realPart_), result.realPart_.doubles());

@@ -221,8 +221,8 @@ fi fi::over(const fi& b, const NumericType& type) const {
   bool byZero = false;
   result.assignLogged("divide", [&] {
     const quantizer& q = result.assignmentQuantizerInUse();
-    const bool byBlocks = b.isreal() && areDoubles(*this) && areDoubles(b) && areDoubles(result) &&
-                          !number::getDefaultForceMultiplePrecision();
+    const bool hasBlocks = b.isreal() && !number::getDefaultForceMultiplePrecision();
+    const bool byBlocks = choosePath({.hasBlocks = hasBlocks}, *this, b, result) == Path::Blocks;
     byZero =
         byBlocks ? divideByBlocks(*this, b, bounds, q, result) : divideByElements(*this, b, bounds, q, result);
   });

@@ -1,7 +1,6 @@
 /// Minima and maxima: of two arrays, of all elements, along one dimension.
 #include <algorithm>
 #include <functional>
-#include <optional>
 #include <vector>
 
 #include "qfcore/fi/exactness.h"
@@ -44,6 +43,12 @@ struct Maximum : Preference<std::greater<>> {
                                            "FIMATH of both operands must be equal."};
 };
 
+/// Real elements are compared as they are held, complex ones by keys that doubles may not hold.
+Ways waysOfExtremes(const NumericType& type, bool isComplex) {
+  if (!isComplex) return {.wideLoops = WideLoops::OfWide};
+  return {.hasBlocks = exactness::doublesHoldSquaredMagnitudes(type)};
+}
+
 /// What elements are ordered by: real values themselves, of complex ones the square of the magnitude, exactly;
 /// in data types without a word the magnitude.
 class OrderingKey {
@@ -84,12 +89,7 @@ struct SquaredMagnitude {
 /// The same keys, as contiguous doubles.
 class KeyBlocks {
  public:
-  /// None where doubles do not hold them.
-  static std::optional<KeyBlocks> of(const fi& x) {
-    if (!areDoubles(x) || !(x.isreal() || exactness::doublesHoldSquaredMagnitudes(x.getNumericType())))
-      return std::nullopt;
-    return KeyBlocks(x);
-  }
+  explicit KeyBlocks(const fi& x) : parts_(Factor::of(x)) {}
   /// Those of `size` elements, at most a block; valid until the next call.
   const double* operator()(std::size_t first, std::size_t size) {
     if (!parts_.im) return parts_.re + first;
@@ -98,8 +98,6 @@ class KeyBlocks {
   }
 
  private:
-  explicit KeyBlocks(const fi& x) : parts_(Factor::of(x)) {}
-
   Factor parts_;
   Block keys_;
 };
@@ -137,30 +135,30 @@ class ExtremeFinder {
  public:
   explicit ExtremeFinder(const fi& x)
       : x_(x),
-        keys_(KeyBlocks::of(x)),
+        path_(choosePath(waysOfExtremes(x.getNumericType(), x.iscomplex()), x)),
+        keys_(x),
         wide_(x, x.realPart()),
-        isWide_(x.isreal() && areWide(x)),
         key_(x, x.iscomplex()),
         best_(std::max(2 * x.getPrecision() + 1, x.realPart().getprecision())) {}
 
   /// The place of the extreme among `count` elements, from 0.
   unsigned operator()(unsigned first, unsigned stride, unsigned count) {
-    if (keys_ && stride == 1) return placeInRow(first, count);
-    return isWide_ ? placeOfWide(first, stride, count) : placeOfElement(first, stride, count);
+    if (path_ == Path::Blocks && stride == 1) return placeInRow(first, count);
+    return path_ == Path::Wide ? placeOfWide(first, stride, count) : placeOfElement(first, stride, count);
   }
 
   /// For the `stride` sequences of `count` elements that start at `first` and its neighbours, places from 1.
   void inStep(unsigned first, unsigned stride, unsigned count, double* places) {
-    if (!keys_ || stride == 1) {
+    if (path_ != Path::Blocks || stride == 1) {
       for (unsigned k = 0; k < stride; ++k) places[k] = (*this)(first + k, stride, count) + 1.0;
       return;
     }
     forEachBlock(stride, [&](std::size_t begin, std::size_t size) {
       Block best;
-      std::copy_n((*keys_)(first + begin, size), size, best.data());
+      std::copy_n(keys_(first + begin, size), size, best.data());
       std::fill_n(places + begin, size, 1.0);
       for (unsigned k = 1; k < count; ++k) {
-        const double* keys = (*keys_)(first + begin + std::size_t{k} * stride, size);
+        const double* keys = keys_(first + begin + std::size_t{k} * stride, size);
         keepExtremes<Extreme>(best.data(), places + begin, keys, k + 1.0, size);
       }
     });
@@ -168,10 +166,10 @@ class ExtremeFinder {
 
  private:
   unsigned placeInRow(unsigned start, std::size_t count) {
-    double best = *(*keys_)(start, 1);
+    double best = *keys_(start, 1);
     std::size_t place = 0;
     forEachBlock(count, [&](std::size_t first, std::size_t size) {
-      const double* keys = (*keys_)(start + first, size);
+      const double* keys = keys_(start + first, size);
       const double candidate = extremeOf<Extreme>(keys, size, best);
       if (!Extreme::replaces(candidate, best)) return;
       best = candidate;
@@ -202,9 +200,9 @@ class ExtremeFinder {
   }
 
   const fi& x_;
-  std::optional<KeyBlocks> keys_;
+  Path path_;
+  KeyBlocks keys_;
   WideOperand wide_;
-  bool isWide_;
   OrderingKey key_;
   Scratch best_;
 };
@@ -252,22 +250,22 @@ fi fi::extreme(const fi& b) const {
   if (isComplex && isSlopeBias()) fail<message::complexSlopeBias>(Extreme::kName);
   const fi& shape = shapeOfResult(*this, b);
   fi result = unset(shape.dims_, isComplex);
-  if (!isComplex && areDoubles(*this) && areDoubles(b) && areDoubles(result)) {
-    combine<Extreme>(result.realPart_.doubles(), valuesOf(*this, realPart_), isscalar(),
-                     valuesOf(b, b.realPart_), b.isscalar(), result.numel_);
-    return result;
-  }
-  if (mpnumber* extremes = result.realPart_.multiprecision();
-      extremes && !isComplex && areWide(*this) && areWide(b)) {
-    const WideOperand own(*this, realPart_), other(b, b.realPart_);
-    for (unsigned k = 0; k < result.numel_; ++k) {
-      extremes->setelement(k, Extreme::replaces(other[k], own[k]) ? other[k] : own[k]);
+  const Path path = choosePath(waysOfExtremes(getNumericType(), isComplex), *this, b, result);
+  if (path == Path::Blocks) {
+    if (isComplex) {
+      extremesByMagnitude<Extreme>(*this, b, result);
+    } else {
+      combine<Extreme>(result.realPart_.doubles(), valuesOf(*this, realPart_), isscalar(),
+                       valuesOf(b, b.realPart_), b.isscalar(), result.numel_);
     }
     return result;
   }
-  if (isComplex && areDoubles(*this) && areDoubles(b) && areDoubles(result) &&
-      exactness::doublesHoldSquaredMagnitudes(getNumericType())) {
-    extremesByMagnitude<Extreme>(*this, b, result);
+  if (path == Path::Wide) {
+    mpnumber& extremes = *result.realPart_.multiprecision();
+    const WideOperand own(*this, realPart_), other(b, b.realPart_);
+    for (unsigned k = 0; k < result.numel_; ++k) {
+      extremes.setelement(k, Extreme::replaces(other[k], own[k]) ? other[k] : own[k]);
+    }
     return result;
   }
   OrderingKey ownKey(*this, isComplex), otherKey(b, isComplex);

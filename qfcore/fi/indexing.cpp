@@ -226,8 +226,11 @@ void fi::storePart(number& to, const ElementVisit& targets, const fi& rhs, const
     }
     return;
   }
-  if (!areDoubles(rhs) || !target || !q.isDoubleBacked()) {
-    if (sources.isInStep() && targets.isInStep() && !sElementPathOnly) {
+  const bool isInStep = sources.isInStep() && targets.isInStep();
+  const Path path = choosePath(
+      {.hasBlocks = q.isDoubleBacked(), .wideLoops = isInStep ? WideLoops::OfAny : WideLoops::None}, rhs, to);
+  if (path != Path::Blocks) {
+    if (path == Path::Wide) {
       return q.quantize(from, sources[0], to, targets[0], count);
     }
     for (unsigned k = 0; k < count; ++k) q.quantize(from[sources[k]], to[targets[k]]);

@@ -73,13 +73,17 @@ void multiplyExactNumbers(const fi& a, const fi& b, fi& result) {
 bool multiplyExactly(const fi& a, const fi& b, const NumericType& product, fi& result) {
   const NumericType &ta = a.getNumericType(), &tb = b.getNumericType();
   const bool bothComplex = a.iscomplex() && b.iscomplex();
-  if (fi::elementPathOnly() || qlogger::getLogging() || !exactness::holdsProducts(product, ta, tb) ||
+  if (qlogger::getLogging() || !exactness::holdsProducts(product, ta, tb) ||
       !exactness::holdsSumsOfProducts(result.getNumericType(), ta, tb, a.cols(), bothComplex)) {
     return false;
   }
   const unsigned longest = std::max({a.rows(), a.cols(), b.cols()});
-  if (areDoubles(a) && areDoubles(b) && areDoubles(result) && longest <= INT_MAX &&
-      exactness::doublesHoldSumsOfProducts(ta, tb, a.cols(), bothComplex)) {
+  const bool hasBlocks =
+      longest <= INT_MAX && exactness::doublesHoldSumsOfProducts(ta, tb, a.cols(), bothComplex);
+  const Path path =
+      choosePath({.isExact = true, .hasBlocks = hasBlocks, .wideLoops = WideLoops::OfAny}, a, b, result);
+  if (path == Path::Elements) return false;
+  if (path == Path::PlainDoubles) {
     multiplyExactDoubles(a, b, result);
   } else {
     multiplyExactNumbers(a, b, result);
@@ -299,8 +303,9 @@ fi fi::mtimes(const fi& b) const {
 
   const quantizer& products = productRegister.assignmentQuantizer_;
   const quantizer& productSums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
-  if (precision <= kMaxDoublePrecision && areDoubles(result) && !type.isSlopeBias() &&
-      BlockProduct::applies(*this, b, products, productSums)) {
+  const bool hasBlocks = precision <= kMaxDoublePrecision && !type.isSlopeBias() &&
+                         BlockProduct::applies(*this, b, products, productSums);
+  if (choosePath({.hasBlocks = hasBlocks}, *this, b, result) == Path::Blocks) {
     const std::optional<quantizer> cheaper = saturating(products, *this, b);
     MatrixBlocks(*this, b, cheaper ? *cheaper : products, productSums, accumulator.assignmentQuantizer_, result)
         .run();

@@ -16,7 +16,8 @@ namespace embedded {
 namespace {
 
 bool multiplyByBlocks(const fi& a, const fi& b, const quantizer& products, const quantizer& sums, fi& result) {
-  if (!areDoubles(result) || !BlockProduct::applies(a, b, products, sums)) return false;
+  if (choosePath({.hasBlocks = BlockProduct::applies(a, b, products, sums)}, a, b, result) != Path::Blocks)
+    return false;
   const BlockProduct multiply(a, b, products, sums);
   const Factor left = Factor::of(a), right = Factor::of(b);
   double *re = result.realPart().doubles(), *im = result.imagPart().doubles();
@@ -30,19 +31,20 @@ bool multiplyByBlocks(const fi& a, const fi& b, const quantizer& products, const
 /// Products that are values of the result's type as they are: no register, nothing to round or to record.
 bool multiplyExactly(const fi& a, const fi& b, fi& result) {
   // Registers log whenever logging is on.
-  if (fi::elementPathOnly() || qlogger::getLogging() || (a.iscomplex() && b.iscomplex()) ||
+  if (qlogger::getLogging() || (a.iscomplex() && b.iscomplex()) ||
       !exactness::holdsProducts(result.getNumericType(), a.getNumericType(), b.getNumericType()))
     return false;
-  const bool allDoubles = areDoubles(a) && areDoubles(b) && areDoubles(result);
+  const Path path = choosePath({.isExact = true, .wideLoops = WideLoops::OfWide}, a, b, result);
+  if (path == Path::Elements) return false;
   const auto multiplyPart = [&](number& product, const number& x, const number& y) {
-    if (!allDoubles) return combineWide<Multiply>(product, WideOperand(a, x), WideOperand(b, y));
+    if (path == Path::PlainWide) return combineWide<Multiply>(product, WideOperand(a, x), WideOperand(b, y));
     combine<Multiply>(product.doubles(), valuesOf(a, x), a.isscalar(), valuesOf(b, y), b.isscalar(),
                       result.numel());
-    return true;
   };
-  return multiplyPart(result.realPart(), a.realPart(), b.realPart()) &&
-         (a.isreal() || multiplyPart(result.imagPart(), a.imagPart(), b.realPart())) &&
-         (b.isreal() || multiplyPart(result.imagPart(), a.realPart(), b.imagPart()));
+  multiplyPart(result.realPart(), a.realPart(), b.realPart());
+  if (a.iscomplex()) multiplyPart(result.imagPart(), a.imagPart(), b.realPart());
+  if (b.iscomplex()) multiplyPart(result.imagPart(), a.realPart(), b.imagPart());
+  return true;
 }
 
 }  // namespace

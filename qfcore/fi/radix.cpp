@@ -158,7 +158,7 @@ HostArray fi::num2base(int base) const {
   if (!isBase(base)) fail<kNum2baseBadBase>();
   const quantizer& q = getAssignmentQuantizer();
   const auto digits = static_cast<unsigned>(radixDigits(q.wordLength(), base));
-  if (areDoubles(*this) && hasTextByBlocks(q)) {
+  if (takesBlocks(*this) && hasTextByBlocks(q)) {
     return fieldsByBlocks(*this, digits, [&](const number& part, const TextFields& fields) {
       writePatterns(q, valuesOf(*this, part), numel_, fields, base);
     });
@@ -175,7 +175,7 @@ HostArray fi::num2sdec() const {
   errorIfScaledDouble(*this, "num2sdec");
   const quantizer& q = getAssignmentQuantizer();
   const auto digits = static_cast<unsigned>(radixDigits(getNumericType().wordLength(), 10)) + 1;
-  if (areDoubles(*this) && hasTextByBlocks(q) && !q.isFloatingPoint()) {
+  if (takesBlocks(*this) && hasTextByBlocks(q) && !q.isFloatingPoint()) {
     return fieldsByBlocks(*this, digits, [&](const number& part, const TextFields& fields) {
       writeSigned(q, valuesOf(*this, part), numel_, fields);
     });
@@ -201,7 +201,7 @@ bool fi::base2numCheckElement(const char* token, int base) {
 bool fi::base2numByBlocks(const HostArray& text, int base) {
   const quantizer& q = getAssignmentQuantizer();
   const bool isWide = hasWideText(*this);
-  if (!isWide && !(areDoubles(*this) && hasTextByBlocks(q))) return false;
+  if (!isWide && !(takesBlocks(*this) && hasTextByBlocks(q))) return false;
   const auto table = isWide ? readWidePatterns(text, base, q.wordLength()) : readPatterns(text, base, q);
   if (!table) return false;
   NumericType::errorIfComplexLogical(getNumericType().dataType(), table->isComplex);

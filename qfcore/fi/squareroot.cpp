@@ -145,7 +145,8 @@ class Bisection {
 class BlockBisection {
  public:
   static bool applies(const fi& x, const fi& result, const quantizer& squares) {
-    return areDoubles(x) && ProductKernel::applies(result, result, squares);
+    return choosePath({.hasBlocks = ProductKernel::applies(result, result, squares)}, x, result) ==
+           Path::Blocks;
   }
   /// The quantizer and the format must outlive it.
   BlockBisection(const fi& result, const RootFormat& format, const quantizer& squares)
@@ -311,7 +312,10 @@ void rootsOf(const fi& x, fi& result, Root root) {
 }
 
 void directRoots(const fi& x, fi& result, const RootFormat& format) {
-  if (areDoubles(x) && areDoubles(result) && exactness::isNearOne(result.getNumericType())) {
+  const Ways ways{.isExact = true,
+                  .hasBlocks = exactness::isNearOne(result.getNumericType()),
+                  .wideLoops = WideLoops::OfAny};
+  if (choosePath(ways, x, result) == Path::PlainDoubles) {
     const double largest = format.largest.todouble(), step = format.step.todouble();
     return directRoots(result.realPart().doubles(), valuesOf(x, x.realPart()), x.numel(), largest, step,
                        format.rounding);
@@ -336,7 +340,7 @@ void nativeRoots(const fi& x, fi& result, const quantizer& q) {
 }  // namespace
 
 bool fi::isAnyElementNegative() const {
-  if (areDoubles(*this) && !isSlopeBias()) {
+  if (takesBlocks(*this) && !isSlopeBias()) {
     return anyOf(valuesOf(*this, realPart_), numel_, [](double value) { return value < 0; });
   }
   for (unsigned k = 0; k < numel_; ++k) {

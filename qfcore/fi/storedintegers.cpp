@@ -125,7 +125,7 @@ template <class Element>
 HostArray fi::exportedIntegers() const {
   const NumericType& type = getNumericType();
   return exportedParts<Element>(*this, {dims_.begin(), dims_.end()}, [&](const number& part, Element* target) {
-    if (areDoubles(*this)) {
+    if (takesBlocks(*this)) {
       withPow2(type.fractionLength(), [&](auto toStored, auto) {
         transformValues(valuesOf(*this, part), target, numel_,
                         [toStored](double value) { return static_cast<Element>(toStored(value)); });
@@ -142,7 +142,7 @@ HostArray fi::exportedIntegers() const {
 HostArray fi::storedDoubles() const {
   const int exponent = -getNumericType().fixedExponent();
   return exportedParts<double>(*this, {dims_.begin(), dims_.end()}, [&](const number& part, double* target) {
-    if (areDoubles(*this)) {
+    if (takesBlocks(*this)) {
       withPow2(exponent,
                [&](auto toStored, auto) { transformValues(valuesOf(*this, part), target, numel_, toStored); });
     } else {
@@ -191,7 +191,7 @@ HostArray fi::getIntArrayHostArray(IntArrayChunkMode chunkMode, IntArrayDimensio
   const Dimensions dims = chunkedDims(dims_, chunks, dimensionMode);
   const WordConstants constants(type.wordLength());
   return exportedParts<std::uint32_t>(*this, dims, [&](const number& part, std::uint32_t* target) {
-    if (areDoubles(*this) && type.isFixed()) {
+    if (takesBlocks(*this) && type.isFixed()) {
       return withPatterns(type, [&](auto patterns) {
         withChunksEach(
             chunks, [&](auto each) { exportChunks<each()>(valuesOf(*this, part), target, numel_, patterns); });
@@ -218,7 +218,7 @@ void fi::setChunks(const HostArray& chunks, const Shape& dims, unsigned chunksPe
   NumericType::errorIfComplexLogical(getNumericType().dataType(), chunks.isComplex());
   fi replaced = replacement(dims, chunks.isComplex());
   const auto storePart = [&](number& part, const std::uint32_t* words) {
-    if (!areDoubles(replaced) || !getNumericType().isFixed()) {
+    if (!takesBlocks(replaced) || !getNumericType().isFixed()) {
       return replaced.storeWords(part, words, chunksPerElement);
     }
     withPatterns(getNumericType(), [&](auto patterns) {
@@ -240,7 +240,7 @@ HostArray fi::getCorvaneIntArray() const {
   if (!s_feature_fi_33plus_memory_footprint || type.wordLength() > kMaxCorvaneBits) {
     return getCorvaneArray32MemoryFootPrint();
   }
-  if (usesCorvaneWords(type) && areDoubles(*this)) {
+  if (usesCorvaneWords(type) && takesBlocks(*this)) {
     return type.isSigned() ? exportedIntegers<std::int64_t>() : exportedIntegers<std::uint64_t>();
   }
   HostArray chunks = getIntArrayHostArray(IntArrayChunkMode::AsNeeded, IntArrayDimensionMode::FirstDimension);
@@ -266,7 +266,7 @@ void fi::setCorvaneIntArray(const HostArray& stored) {
   constexpr auto kFirst = IntArrayDimensionMode::FirstDimension;
   if (type.wordLength() > kMaxCorvaneBits) fail<kTooBigForCorvane>();
   const bool isWords = stored.arrayClass() == ArrayClass::Int64 || stored.arrayClass() == ArrayClass::Uint64;
-  if (usesCorvaneWords(type) && isWords && areDoubles(*this)) {
+  if (usesCorvaneWords(type) && isWords && takesBlocks(*this)) {
     fi replaced = replacement(shapeOf(stored), stored.isComplex());
     const auto storePart = [&](number& part, const void* words) {
       withPatterns(type, [&](auto patterns) {

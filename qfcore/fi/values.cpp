@@ -159,7 +159,8 @@ void fi::assignValues(const Element* re, const Element* im, ValueMeaning meaning
 template <class Element>
 void fi::assignDoubles(number& part, const Element* values, ValueMeaning meaning) {
   const ToHeld toHeld(getNumericType(), meaning == ValueMeaning::StoredInteger);
-  const bool byBlocks = !sElementPathOnly && assignmentQuantizerInUse_->isDoubleBacked();
+  const bool byBlocks =
+      choosePath({.hasBlocks = assignmentQuantizerInUse_->isDoubleBacked()}, part) == Path::Blocks;
   double* held = part.doubles();
   forEachBlock(part.numel(), [&](std::size_t first, std::size_t size) {
     toHeld(values + first, held + first, size);

@@ -7,18 +7,13 @@
 #include <cstddef>
 #include <type_traits>
 
-#include "qfcore/fi/fi.h"
+#include "qfcore/fi/paths/path.h"
 #include "qfcore/number/vectorised.h"
 
 namespace embedded {
 
 inline constexpr std::size_t kBlock = 1024;
 using Block = std::array<double, kBlock>;
-
-/// Whether array paths may read the values as contiguous doubles.
-inline bool areDoubles(const fi& x) {
-  return x.realPart().gettype() == kDoubleRepresentation && !fi::elementPathOnly();
-}
 
 /// The contiguous values of one part; null when there are none.
 inline const double* valuesOf(const fi& x, const number& part) {

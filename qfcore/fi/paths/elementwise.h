@@ -41,7 +41,7 @@ template <class Operation>
 void mapPart(const fi& x, const number& source, number& target, const quantizer& q,
              const Operation& operation) {
   const unsigned count = x.numel();
-  if (areDoubles(x) && target.gettype() == kDoubleRepresentation && q.isDoubleBacked()) {
+  if (choosePath({.hasBlocks = q.isDoubleBacked()}, x, target) == Path::Blocks) {
     const double* from = valuesOf(x, source);
     double* to = target.doubles();
     return forEachBlock(count, [&](std::size_t first, std::size_t size) {
@@ -62,7 +62,7 @@ void mapPart(const fi& x, const number& source, number& target, const quantizer&
 template <class Operation>
 void mapPartOnGrid(const fi& x, const number& source, number& target, const quantizer& q,
                    const Operation& operation) {
-  if (!areDoubles(x) || target.gettype() != kDoubleRepresentation || !onlyBringsIntoRange(q)) {
+  if (choosePath({.hasBlocks = onlyBringsIntoRange(q)}, x, target) != Path::Blocks) {
     return mapPart(x, source, target, q, operation);
   }
   withInRange(q, [&](auto inRange) {
@@ -76,7 +76,7 @@ void mapPartOnGrid(const fi& x, const number& source, number& target, const quan
 template <class Operation>
 void transformPart(const fi& x, const number& source, number& target, const Operation& operation) {
   const unsigned count = x.numel();
-  if (areDoubles(x) && target.gettype() == kDoubleRepresentation) {
+  if (takesBlocks(x, target)) {
     return transformValues(valuesOf(x, source), target.doubles(), count, operation);
   }
   for (unsigned k = 0; k < count; ++k) {

@@ -76,7 +76,7 @@ void plainComplexProducts(double* re, double* im, const Factor& a, const Factor&
 }  // namespace
 
 bool ProductKernel::applies(const fi& a, const fi& b, const quantizer& product) {
-  if (!areDoubles(a) || !areDoubles(b) || !product.isDoubleBacked()) return false;
+  if (!product.isDoubleBacked()) return false;
   const NumericType &ta = a.getNumericType(), &tb = b.getNumericType(), &tp = product.numericType();
   if (ta.isSlopeBias() || tb.isSlopeBias() || tp.isSlopeBias()) return false;
   return exactness::doublesHoldProducts(ta, tb) ||

@@ -4,15 +4,10 @@
 #include <cstddef>
 #include <type_traits>
 
-#include "qfcore/fi/fi.h"
+#include "qfcore/fi/paths/path.h"
 #include "qfcore/number/mpvalue.h"
 
 namespace embedded {
-
-/// Whether loops may run over the multiprecision values of an array.
-inline bool areWide(const fi& x) {
-  return x.realPart().gettype() == kMultiprecisionRepresentation && !fi::elementPathOnly();
-}
 
 /// Values of a vector, all of which stand in one block: loops go from one to the next without asking it.
 /// `Value` is an MpFloat, const or not.
@@ -82,17 +77,15 @@ class WideScratch {
 };
 
 /// result[k] = a[k] ∘ b[k] at the bits of the result's elements, where `Operation::apply(result, a, b)` rounds
-/// once. Returns false, having done nothing, unless all values are multiprecision.
+/// once. All values are multiprecision.
 template <class Operation>
-bool combineWide(number& result, const WideOperand& a, const WideOperand& b) {
-  mpnumber* results = result.multiprecision();
-  if (!results || !a.isWide() || !b.isWide()) return false;
+void combineWide(number& result, const WideOperand& a, const WideOperand& b) {
+  mpnumber& results = *result.multiprecision();
   const unsigned count = result.numel();
-  if (count == 0) return true;
-  const WideValues<MpFloat> to(results->getmodifiableelement(0),
-                               results->getmodifiableelement(count > 1 ? 1 : 0));
+  if (count == 0) return;
+  const WideValues<MpFloat> to(results.getmodifiableelement(0),
+                               results.getmodifiableelement(count > 1 ? 1 : 0));
   for (unsigned k = 0; k < count; ++k) Operation::apply(to[k], a[k], b[k]);
-  return true;
 }
 
 }  // namespace embedded

@@ -216,7 +216,10 @@ class RowBlock {
 
 }  // namespace
 
-bool hasWideText(const fi& x) { return areWide(x) && x.getNumericType().isFixed(); }
+bool hasWideText(const fi& x) {
+  return x.getNumericType().isFixed() &&
+         choosePath({.hasBlocks = false, .wideLoops = WideLoops::OfWide}, x) == Path::Wide;
+}
 
 void writeWidePatterns(const fi& x, const number& part, const TextFields& fields, int base) {
   if (!isPowerOfTwo(base)) {

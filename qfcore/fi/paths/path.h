@@ -1,0 +1,51 @@
+/// The choice among the ways through the elements of arrays: the only place that makes it.
+#pragma once
+
+#include "qfcore/fi/fi.h"
+
+namespace embedded {
+
+enum class Path {
+  PlainDoubles,  ///< contiguous doubles, no quantizer: one operation, exact as it is
+  Blocks,        ///< contiguous doubles in blocks, each step one vectorised pass
+  PlainWide,     ///< values of any length one after the other, no quantizer
+  Wide,          ///< values of any length one after the other, without cursors
+  Elements       ///< element by element with cursors: the meaning, which serves every operand
+};
+
+/// Whether an operation has loops over values of any length: for arrays all of which are multiprecision, or for
+/// doubles among them as well.
+enum class WideLoops { None, OfWide, OfAny };
+
+/// What an operation can do for the types and settings at hand.
+struct Ways {
+  /// Every result is a value of its type, as exactness.h tells, and nothing is recorded.
+  bool isExact = false;
+  /// Doubles hold, or round as they ought to, all that is formed on the way to a result.
+  bool hasBlocks = true;
+  WideLoops wideLoops = WideLoops::None;
+};
+
+inline bool areDoubles(const number& part) { return part.gettype() == kDoubleRepresentation; }
+inline bool areDoubles(const fi& x) { return areDoubles(x.realPart()); }
+inline bool areWide(const fi& x) { return x.realPart().gettype() == kMultiprecisionRepresentation; }
+
+/// The way through `arrays`, all operands and results that loops touch: arrays, or parts of them.
+template <class... Arrays>
+Path choosePath(const Ways& ways, const Arrays&... arrays) {
+  if (fi::elementPathOnly()) return Path::Elements;
+  if (ways.hasBlocks && (areDoubles(arrays) && ...)) return ways.isExact ? Path::PlainDoubles : Path::Blocks;
+  if (ways.wideLoops == WideLoops::None) return Path::Elements;
+  if constexpr ((requires { areWide(arrays); } && ...)) {
+    if (ways.wideLoops == WideLoops::OfWide && !(areWide(arrays) && ...)) return Path::Elements;
+  }
+  return ways.isExact ? Path::PlainWide : Path::Wide;
+}
+
+/// Whether an operation that has nothing but blocks beside its elements takes them.
+template <class... Arrays>
+bool takesBlocks(const Arrays&... arrays) {
+  return choosePath(Ways{}, arrays...) == Path::Blocks;
+}
+
+}  // namespace embedded
