@@ -200,7 +200,7 @@ bool fi::isequal(const fi& b) const {
   if (!isSameSize(b)) return false;
   const Path path = pathOfComparison(*this, b);
   if (path == Path::Blocks && ((isreal() && b.isreal()) || !isSlopeBias())) {
-    const Factor own = Factor::of(*this), other = Factor::of(b);
+    const OperandParts own = OperandParts::of(*this), other = OperandParts::of(b);
     if (!areEqual(own.re, other.re, numel_)) return false;
     if (own.im && other.im) return areEqual(own.im, other.im, numel_);
     const double* im = own.im ? own.im : other.im;

@@ -89,7 +89,7 @@ struct SquaredMagnitude {
 /// The same keys, as contiguous doubles.
 class KeyBlocks {
  public:
-  explicit KeyBlocks(const fi& x) : parts_(Factor::of(x)) {}
+  explicit KeyBlocks(const fi& x) : parts_(OperandParts::of(x)) {}
   /// Those of `size` elements, at most a block; valid until the next call.
   const double* operator()(std::size_t first, std::size_t size) {
     if (!parts_.im) return parts_.re + first;
@@ -98,7 +98,7 @@ class KeyBlocks {
   }
 
  private:
-  Factor parts_;
+  OperandParts parts_;
   Block keys_;
 };
 

@@ -34,7 +34,7 @@ void addProduct(const fi& a, const double* left, const fi& b, const double* righ
 }
 
 void multiplyExactDoubles(const fi& a, const fi& b, fi& result) {
-  const Factor left = Factor::of(a), right = Factor::of(b);
+  const OperandParts left = OperandParts::of(a), right = OperandParts::of(b);
   double *re = result.realPart().doubles(), *im = result.imagPart().doubles();
   addProduct(a, left.re, b, right.re, 1, 0, re);
   if (left.im) addProduct(a, left.im, b, right.re, 1, 0, im);
@@ -117,8 +117,8 @@ class MatrixBlocks {
                const quantizer& accumulator, fi& result)
       : multiply_(a, b, products, productSums),
         accumulator_(accumulator),
-        a_(Factor::of(a)),
-        b_(Factor::of(b)),
+        a_(OperandParts::of(a)),
+        b_(OperandParts::of(b)),
         re_(result.realPart().doubles()),
         im_(result.imagPart().doubles()),
         rows_(a.rows()),
@@ -147,10 +147,11 @@ class MatrixBlocks {
   /// Room for one factor of a block.
   struct FactorRoom {
     Block re, im;
-    Factor factor(const Factor& like) { return {re.data(), like.im ? im.data() : nullptr, false}; }
+    OperandParts factor(const OperandParts& like) { return {re.data(), like.im ? im.data() : nullptr, false}; }
   };
 
-  void formTerms(double* re, double* im, const Factor& left, const Factor& right, std::size_t count) const {
+  void formTerms(double* re, double* im, const OperandParts& left, const OperandParts& right,
+                 std::size_t count) const {
     multiply_(re, im, left, right, count);
     if (castIsIdentity_) return;
     accumulator_.quantize(re, count);
@@ -173,7 +174,7 @@ class MatrixBlocks {
     FactorRoom leftRoom, rightRoom;
     double* terms = im_ ? termIm.data() : nullptr;
     for (std::size_t k = 0; k < inner_; ++k) {
-      Factor left = a_.at(k * rows_ + row), right = b_.at(column * inner_ + k);
+      OperandParts left = a_.at(k * rows_ + row), right = b_.at(column * inner_ + k);
       if (rows < kLongColumn && columns > 1) {
         expand(left, right, rows, columns, leftRoom, rightRoom);
         formTerms(termRe.data(), terms, left, right, size);
@@ -193,8 +194,8 @@ class MatrixBlocks {
   }
 
   /// A column of the first matrix beside each element of a row of the second.
-  void expand(Factor& left, Factor& right, std::size_t rows, std::size_t columns, FactorRoom& leftRoom,
-              FactorRoom& rightRoom) const {
+  void expand(OperandParts& left, OperandParts& right, std::size_t rows, std::size_t columns,
+              FactorRoom& leftRoom, FactorRoom& rightRoom) const {
     const auto fill = [&](double* into, const double* from, bool isColumn) {
       if (!from) return;
       for (std::size_t j = 0; j < columns; ++j, into += rows) {
@@ -225,7 +226,7 @@ class MatrixBlocks {
     double re = 0, im = 0;
     for (std::size_t first = 0; first < inner_; first += kBlock) {
       const std::size_t size = std::min(kBlock, inner_ - first);
-      const Factor from = a_.at(first * rows_ + row);
+      const OperandParts from = a_.at(first * rows_ + row);
       for (std::size_t k = 0; k < size; ++k) {
         leftRoom.re[k] = from.re[k * rows_];
         if (from.im) leftRoom.im[k] = from.im[k * rows_];
@@ -241,7 +242,7 @@ class MatrixBlocks {
 
   BlockProduct multiply_;
   const quantizer& accumulator_;
-  Factor a_, b_;
+  OperandParts a_, b_;
   double *re_, *im_;
   std::size_t rows_, inner_, columns_;
   bool castIsIdentity_, sumsLieOnGrid_;

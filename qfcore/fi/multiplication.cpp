@@ -19,7 +19,7 @@ bool multiplyByBlocks(const fi& a, const fi& b, const quantizer& products, const
   if (choosePath({.hasBlocks = BlockProduct::applies(a, b, products, sums)}, a, b, result) != Path::Blocks)
     return false;
   const BlockProduct multiply(a, b, products, sums);
-  const Factor left = Factor::of(a), right = Factor::of(b);
+  const OperandParts left = OperandParts::of(a), right = OperandParts::of(b);
   double *re = result.realPart().doubles(), *im = result.imagPart().doubles();
   for (std::size_t first = 0; first < result.numel(); first += kBlock) {
     multiply(re + first, im ? im + first : nullptr, left.at(first), right.at(first),

@@ -11,6 +11,7 @@
 #include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/paths/radixblocks.h"
 #include "qfcore/fi/paths/wideradix.h"
+#include "qfcore/fi/radixtext.h"
 
 namespace embedded {
 
@@ -30,29 +31,8 @@ constexpr Message kEmptyInput{"numforge:fi:base2num:EmptyInput",
 constexpr Message kInvalidElement{"numforge:fi:base2num:InvalidElement",
                                   "Input array invalid at element (%d,%d)"};
 
-constexpr int kLargestBase = 18;
-/// By base, the largest digit.
-constexpr char kLowerDigits[] = "xx123456789abcdefgh";
-constexpr char kUpperDigits[] = "xx123456789ABCDEFGH";
-
-constexpr unsigned kColumnGap = 3;
-
-bool isBase(int base) { return base >= 2 && base <= kLargestBase; }
-
-std::vector<std::string> tokensOf(const std::string& text, const char* delimiters) {
-  std::vector<std::string> tokens;
-  for (std::size_t begin = 0; (begin = text.find_first_not_of(delimiters, begin)) != std::string::npos;) {
-    const std::size_t end = std::min(text.find_first_of(delimiters, begin), text.size());
-    tokens.push_back(text.substr(begin, end - begin));
-    begin = end;
-  }
-  return tokens;
-}
-
-/// A text taken apart: rows of tokens, two a value where it is complex.
-struct TokenTable {
-  std::vector<std::vector<std::string>> rows;
-  bool isComplex = false;
+/// A text taken apart, of which every row has the same number of values.
+struct TokenTable : TextTokens {
   unsigned valuesEach = 0;
 
   unsigned tokensEach() const { return isComplex ? 2 * valuesEach : valuesEach; }
@@ -68,15 +48,9 @@ struct TokenTable {
 TokenTable base2numValidateAndInit(const HostArray& text, int base) {
   if (!isBase(base)) fail<kBadBase>();
   if (!text.isChar()) fail<kNotCharArray>();
-  const std::vector<std::string> lines = text.isEmpty() ? std::vector<std::string>() : text.textRows();
-  TokenTable table;
-  table.isComplex = std::any_of(lines.begin(), lines.end(),
-                                [](const std::string& line) { return line.find('i') != std::string::npos; });
+  TokenTable table{tokensOf(text)};
   std::size_t count = 0;
-  for (const std::string& line : lines) {
-    table.rows.push_back(tokensOf(line, table.isComplex ? " \t,+i" : " \t,"));
-    count += table.rows.back().size();
-  }
+  for (const auto& tokens : table.rows) count += tokens.size();
   if (count == 0) fail<kEmptyInput>();
   const std::size_t first = std::max<std::size_t>(table.rows[0].size(), 1);
   table.valuesEach = static_cast<unsigned>(table.isComplex ? (first + 1) / 2 : first);
@@ -94,61 +68,43 @@ std::string rightAligned(const std::string& text, unsigned width) {
   return std::string(width > text.size() ? width - text.size() : 0, ' ') + text;
 }
 
-/// A blank char matrix with a field of `width` characters an element, `kColumnGap` of them the gap that
-/// follows.
-HostArray blankFields(const fi& x, unsigned width) {
-  const std::size_t columns = x.cols() == 0 ? 0 : std::size_t{x.cols()} * width - kColumnGap;
-  HostArray result = HostArray::unset(ArrayClass::Char, {x.rows(), columns});
-  if (!result.isEmpty()) std::fill_n(result.mutableReal<char>(), result.numel(), ' ');
-  return result;
-}
+FieldLayout layoutOf(const fi& x, unsigned digits) { return {digits, x.iscomplex(), 1}; }
 
-unsigned fieldWidth(const fi& x, unsigned digits) {
-  return x.isreal() ? digits + kColumnGap : 2 * digits + 5 + kColumnGap;
-}
-
-/// Fields that `write(part, fields)` fills by blocks, `digits` characters a part; complex ones as
-/// " re + imi".
+/// Fields that `write(part, fields)` fills by blocks, `digits` characters a part.
 template <class Write>
 HostArray fieldsByBlocks(const fi& x, unsigned digits, Write write) {
-  const unsigned width = fieldWidth(x, digits);
-  HostArray result = blankFields(x, width);
+  const FieldLayout layout = layoutOf(x, digits);
+  HostArray result = emptyFields(x.rows(), x.cols(), layout);
   if (result.isEmpty()) return result;
   const std::size_t rows = x.rows();
   char* text = result.mutableReal<char>();
-  if (x.isreal()) {
-    write(x.realPart(), TextFields{text, rows, width, digits});
-    return result;
-  }
-  write(x.realPart(), TextFields{text + rows, rows, width, digits});
-  write(x.imagPart(), TextFields{text + (digits + 4) * rows, rows, width, digits});
-  for (unsigned column = 0; column < x.cols(); ++column, text += width * rows) {
-    std::fill_n(text + (digits + 2) * rows, rows, '+');
-    std::fill_n(text + (2 * digits + 4) * rows, rows, 'i');
-  }
+  write(x.realPart(), TextFields{text + layout.real() * rows, rows, layout.width(), digits});
+  if (x.iscomplex())
+    write(x.imagPart(), TextFields{text + layout.imaginary() * rows, rows, layout.width(), digits});
   return result;
 }
 
 }  // namespace
 
-/// Fields with the texts `textOf(part)` of real values, at the right of `digits` characters; of complex ones
-/// those of both parts, as " re + imi".
+/// Fields with the texts `textOf(part)` at the right of `digits` characters.
 template <class TextOf>
 HostArray fi::textMatrix(unsigned digits, TextOf textOf) const {
-  const unsigned width = fieldWidth(*this, digits);
-  const auto aligned = [&](const number& part) { return rightAligned(textOf(part), digits); };
-  HostArray result = blankFields(*this, width);
+  const FieldLayout layout = layoutOf(*this, digits);
+  HostArray result = emptyFields(rows_, cols_, layout);
   if (result.isEmpty()) return result;
   char* characters = result.mutableReal<char>();
-  for (unsigned k = 0; k < numel_; ++k) {
-    setIndex(k);
-    std::string text = aligned(realPart_);
-    if (iscomplex()) text = " " + text + " + " + aligned(imagPart_) + "i";
-    char* target = characters + std::size_t{k / rows_} * width * rows_ + k % rows_;
+  const auto write = [&](const number& part, unsigned k, unsigned column) {
+    const std::string text = rightAligned(textOf(part), digits);
+    char* target = characters + (std::size_t{k / rows_} * layout.width() + column) * rows_ + k % rows_;
     for (const char character : text) {
       *target = character;
       target += rows_;
     }
+  };
+  for (unsigned k = 0; k < numel_; ++k) {
+    setIndex(k);
+    write(realPart_, k, layout.real());
+    if (iscomplex()) write(imagPart_, k, layout.imaginary());
   }
   return result;
 }
@@ -190,11 +146,9 @@ HostArray fi::num2sdec() const {
 
 bool fi::base2numCheckElement(const char* token, int base) {
   if (!token) return false;
-  return std::all_of(token, token + std::strlen(token), [base](char digit) {
-    if (base <= 10) return digit >= '0' && digit <= kLowerDigits[base];
-    return (digit >= '0' && digit <= '9') || (digit >= 'a' && digit <= kLowerDigits[base]) ||
-           (digit >= 'A' && digit <= kUpperDigits[base]);
-  });
+  const auto meaning = meaningsOfCharacters(base, false);
+  return std::all_of(token, token + std::strlen(token),
+                     [&](char digit) { return meaning[static_cast<unsigned char>(digit)] < base; });
 }
 
 /// False, and nothing done, for text that is not all patterns of the word's bits.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "qfcore/fi/quantizertext.h"
 #include "qfcore/host/module.h"
 #include "qfcore/types/printed.h"
 #include "tessel/console.h"
@@ -226,12 +227,6 @@ const Method kMethods[] = {
 quantizer& quantizerArgument(const HostArray& array) {
   if (quantizer* q = unwrapped<quantizer>(array)) return *q;
   fail<kMustBeQuantizer>();
-}
-
-number carrierOf(const quantizer& q, double value) {
-  constexpr unsigned kDoubleDigits = 53;
-  if (q.isDoubleBacked()) return number(value, kMaxDoublePrecision, false);
-  return number(value, std::max(q.constantPrecision(), kDoubleDigits) + 1, true);
 }
 
 std::span<const Property<quantizer>> QuantizerObjClass::properties() { return kProperties; }

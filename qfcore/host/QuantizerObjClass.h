@@ -20,9 +20,6 @@ class QuantizerObjClass : public ObjClass<QuantizerObjClass, quantizer> {
   QuantizerObjClass() = default;
 };
 
-/// A number that holds a double exactly and carries values of the quantizer's format.
-number carrierOf(const quantizer& q, double value);
-
 /// Methods that write values as digits and read them.
 std::span<const Method> quantizerRadixMethods();
 

@@ -65,18 +65,18 @@ bool anyOf(const Value* values, std::size_t count, Predicate holds) {
 }
 
 /// Both parts of an operand; `im` is null for a real one.
-struct Factor {
+struct OperandParts {
   const double *re, *im;
   bool isScalar;
 
-  static Factor of(const fi& x) {
+  static OperandParts of(const fi& x) {
     return {valuesOf(x, x.realPart()), x.isreal() ? nullptr : valuesOf(x, x.imagPart()), x.isscalar()};
   }
-  Factor at(std::size_t first) const {
-    return isScalar ? *this : Factor{re + first, im ? im + first : im, false};
+  OperandParts at(std::size_t first) const {
+    return isScalar ? *this : OperandParts{re + first, im ? im + first : im, false};
   }
   /// The first element for all.
-  Factor asScalar() const { return {re, im, true}; }
+  OperandParts asScalar() const { return {re, im, true}; }
 };
 
 /// Calls `visit` with both flags as constants.

@@ -67,7 +67,8 @@ QFCORE_VECTORISED void plainComplexProducts(double* __restrict re, double* __res
 }
 
 /// Complex products whose terms and sums are all exact.
-void plainComplexProducts(double* re, double* im, const Factor& a, const Factor& b, std::size_t count) {
+void plainComplexProducts(double* re, double* im, const OperandParts& a, const OperandParts& b,
+                          std::size_t count) {
   withFlags(a.isScalar, b.isScalar, [&](auto aIsScalar, auto bIsScalar) {
     plainComplexProducts<aIsScalar(), bIsScalar()>(re, im, a.re, a.im, b.re, b.im, count);
   });
@@ -133,7 +134,7 @@ void BlockProduct::combineProducts(double* result, Block& x, Block& y, std::size
   if (!isExact) sums_.quantize(result, count);
 }
 
-void BlockProduct::operator()(double* re, double* im, const Factor& a, const Factor& b,
+void BlockProduct::operator()(double* re, double* im, const OperandParts& a, const OperandParts& b,
                               std::size_t count) const {
   const auto form = [&](double* into, const double* left, const double* right) {
     multiply_(into, left, a.isScalar, right, b.isScalar, count);

@@ -42,7 +42,8 @@ class BlockProduct {
   BlockProduct(const fi& a, const fi& b, const quantizer& products, const quantizer& sums);
   /// At most `kBlock` products. `im` is null where both factors are real. The result may not overlap the
   /// factors.
-  void operator()(double* re, double* im, const Factor& a, const Factor& b, std::size_t count) const;
+  void operator()(double* re, double* im, const OperandParts& a, const OperandParts& b,
+                  std::size_t count) const;
 
  private:
   template <class Operation>

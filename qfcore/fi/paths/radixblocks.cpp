@@ -9,7 +9,7 @@
 #include <type_traits>
 
 #include "qfcore/fi/paths/patterns.h"
-#include "qfcore/fi/radixcharacters.h"
+#include "qfcore/fi/radixtext.h"
 
 namespace embedded {
 

@@ -5,7 +5,7 @@
 #include <bit>
 
 #include "qfcore/fi/paths/wideloops.h"
-#include "qfcore/fi/radixcharacters.h"
+#include "qfcore/fi/radixtext.h"
 #include "qfcore/number/radix.h"
 #include "qfcore/number/vectorised.h"
 
