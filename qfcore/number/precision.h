@@ -3,6 +3,12 @@
 
 #include <algorithm>
 
+// The same in a program and in the library that it links: a library built with another limit tells its
+// programs.
+#ifndef QFCORE_DOUBLE_PRECISION_LIMIT
+#define QFCORE_DOUBLE_PRECISION_LIMIT 52
+#endif
+
 namespace embedded {
 
 /// Largest precision in bits whose values are carried in doubles; from one bit more on they are multiprecision.

@@ -59,6 +59,7 @@ const std::vector<Rule>& rules() {
           {"qfcore/fi/fi", "qfcore/math/", "qfcore/logging/", "qfcore/types/", "qfcore/number/", boundary()}},
          {kPaths, lower}});
     rows.push_back({"qfcore/host/", {"qfcore/", boundary()}, {kPaths}});
+    rows.push_back({"qfcore/qfcore.h", {"qfcore/"}, {kPaths}});
     return rows;
   }();
   return table;

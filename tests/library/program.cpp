@@ -1,7 +1,7 @@
 // Fixed-point arrays in a program of its own: the library alone, no host running.
 #include <cstdio>
 
-#include "qfcore/fi/fi.h"
+#include "qfcore/qfcore.h"
 
 using embedded::fi;
 
