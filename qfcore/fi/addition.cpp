@@ -114,7 +114,7 @@ fi fi::sumOrDifference(const fi& b) const {
   const fi& shape = shapeOfResult(*this, b);
   fi result(shape.dims_, type, fimath_, complexResult, tag(), OperationTypeEnum::Sum);
   // Registers log whenever logging is on.
-  if (!slopeBias && !qlogger::getLogging() &&
+  if (!qlogger::getLogging() &&
       exactness::holdsSums(type, getNumericType(), b.getNumericType(), Operation::kSubtracts)) {
     const Path path = choosePath({.isExact = true, .wideLoops = WideLoops::OfAny}, *this, b, result);
     if (path != Path::Elements) {

@@ -304,8 +304,8 @@ fi fi::mtimes(const fi& b) const {
 
   const quantizer& products = productRegister.assignmentQuantizer_;
   const quantizer& productSums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
-  const bool hasBlocks = precision <= kMaxDoublePrecision && !type.isSlopeBias() &&
-                         BlockProduct::applies(*this, b, products, productSums);
+  const bool hasBlocks =
+      precision <= kMaxDoublePrecision && BlockProduct::applies(*this, b, products, productSums);
   if (choosePath({.hasBlocks = hasBlocks}, *this, b, result) == Path::Blocks) {
     const std::optional<quantizer> cheaper = saturating(products, *this, b);
     MatrixBlocks(*this, b, cheaper ? *cheaper : products, productSums, accumulator.assignmentQuantizer_, result)

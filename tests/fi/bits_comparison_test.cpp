@@ -69,13 +69,21 @@ TEST_F(BitsAndComparison, HostNumbersCompareWithoutRounding) {
 
 TEST_F(BitsAndComparison, EqualityTakesImaginaryPartsIn) {
   const unsigned dims[] = {1, 2};
-  const double re[] = {1, 2}, im[] = {0, 1};
-  const fi a(re, im, dims, 2, NumericType(true, 8, 2)), b(re, dims, 2, NumericType(true, 12, 4));
-  EXPECT_EQ(a.eq(b).realAt(0), 1);
-  EXPECT_EQ(a.eq(b).realAt(1), 0);
-  EXPECT_EQ(b.ne(a).realAt(1), 1);
-  EXPECT_FALSE(a.isequal(b));
-  EXPECT_EQ(a.ge(b).realAt(1), 1);
+  const double re[] = {1, 2}, im[] = {0, 1}, zeros[] = {0, 0};
+  // With a bias, the missing part of a real array is not held as 0.
+  for (const double bias : {0.0, 2.0}) {
+    const auto type = [&](int wordLength, int fractionLength) {
+      return NumericType(DataTypeEnum::Fixed, bias == 0 ? ScalingEnum::BinaryPoint : ScalingEnum::SlopeBias,
+                         true, wordLength, 1.0, -fractionLength, bias);
+    };
+    const fi a(re, im, dims, 2, type(8, 2)), b(re, dims, 2, type(12, 4));
+    EXPECT_EQ(a.eq(b).realAt(0), 1);
+    EXPECT_EQ(a.eq(b).realAt(1), 0);
+    EXPECT_EQ(b.ne(a).realAt(1), 1);
+    EXPECT_FALSE(a.isequal(b));
+    EXPECT_TRUE(fi(re, zeros, dims, 2, type(8, 2)).isequal(b));
+    EXPECT_EQ(a.ge(b).realAt(1), 1);
+  }
 }
 
 TEST_F(BitsAndComparison, ExtremesKeepTheFirstOfEquals) {
