@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,20 +42,6 @@ template <class Action>
 std::string errorOf(Action action) {
   const auto failure = failureOf(action);
   return failure ? failure->identifier : std::string();
-}
-
-/// An action that is refused, with what it raises.
-struct Refusal {
-  const char *identifier, *text;
-  std::function<void()> action;
-};
-
-inline void expectRefusals(const std::vector<Refusal>& refusals) {
-  for (const Refusal& expected : refusals) {
-    const auto failure = failureOf(expected.action);
-    EXPECT_EQ(failure ? failure->identifier : "", expected.identifier);
-    EXPECT_EQ(failure ? failure->text : "", expected.text);
-  }
 }
 
 /// Shape, complexity and every held value, as text.

@@ -129,28 +129,6 @@ TEST(Construction, TakesHostArraysOfEveryClassExactly) {
   EXPECT_EQ(value(HostArray::scalarOf(large), coarse), reference::pow2(62) + 4096);
   EXPECT_EQ(value(HostArray::scalarOf((std::int64_t{1} << 53) + 1), coarse), reference::pow2(53) + 4096);
   EXPECT_EQ(value(HostArray::scalarOf(std::numeric_limits<std::uint64_t>::max()), s16), -1);
-  const HostArray text = HostArray::text("abc"), cell = HostArray::cell({1, 1});
-  for (const HostArray* bad : {&text, &cell}) {
-    expectError([&] { fi(bad, NumericType()); }, "numforge:fi:constructor:numeric",
-                "FI constructor only valid for numeric data");
-  }
-}
-
-TEST(Construction, RefusesWhatTheDataTypeCannotHold) {
-  NumericType boolean, scaled;
-  boolean.setDataType(DataTypeEnum::Boolean);
-  scaled.setDataType(DataTypeEnum::ScaledDouble);
-  const double nan = std::nan(""), infinity = HUGE_VAL;
-  expectError([&] { fi(nan, NumericType()); }, "numforge:nofixednan",
-              "NaN cannot be converted to fixed-point.");
-  expectError([&] { fi(infinity, NumericType(true, 80, 3)); }, "numforge:nofixedinf",
-              "Inf cannot be converted to fixed-point.");
-  expectError([&] { fi(nan, scaled); }, "numforge:nofixednan", "NaN cannot be converted to scaled double.");
-  expectError([&] { fi(nan, boolean); }, "numforge:nologicalnan", "NaN cannot be converted to boolean.");
-  const unsigned one[] = {1, 1};
-  expectError([&] { fi(1.0, 1.0, one, 2, boolean); }, "numforge:nologicalcomplex",
-              "Complex values cannot be converted to boolean.");
-  EXPECT_EQ(fi(infinity, boolean).realWorldReal(), 1);
 }
 
 TEST(Construction, HoldsSlopeBiasValuesInUnitsOfTheGrid) {

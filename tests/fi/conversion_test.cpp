@@ -202,6 +202,10 @@ TEST(StoredIntegers, ShapesOfTheLayouts) {
   EXPECT_EQ(narrow.getCorvaneArray32MemoryFootPrint().dims(), (Dimensions{4, 5}));
   fi fromTwoRows(1U, 1U, NumericType(true, 40, 0));
   fromTwoRows.setIntArray(HostArray::zeros(ArrayClass::Uint32, {4, 3}));
+  EXPECT_EQ(errorOf([&] {
+              fromTwoRows.setFromSIArray({ArrayClass::Char, {1, 1}, {std::byte{1}}, {}});
+            }),
+            "numforge:fi:setSIArray:DataTypeNotSupported");
   EXPECT_EQ(contents(fromTwoRows), "2x3x 0 0 0 0 0 0");
 }
 
@@ -326,96 +330,7 @@ TEST(RadixText, PatternsBeyondTheWordAreQuantized) {
   EXPECT_EQ(contents(wrapping), "1x2x 1+i2 3+i4");
 }
 
-// --------------------------------------------------------------------------------------------- errors, records
-
-struct ErrorRow {
-  const char* identifier;
-  const char* text;
-  void (*action)(fi& x);
-};
-
-HostArray chars(const std::vector<std::string>& rows) { return HostArray::charMatrix(rows); }
-HostArray uint32(tessel::Dimensions dims) { return HostArray::zeros(ArrayClass::Uint32, std::move(dims)); }
-
-const ErrorRow kErrors[] = {
-    {"numforge:fi:double:notdouble", "Attempting to set DOUBLE property of FI with non-double values.",
-     [](fi& x) { x.setDoubleHostArray(HostArray::scalarOf(1.0F)); }},
-    {"numforge:fi:data:notnumeric", "Set DATA only valid for built-in numeric data types",
-     [](fi& x) { x.setDataHostArray(HostArray::text("1")); }},
-    {"numforge:fi:int:notnumeric", "INT is only valid for numeric data",
-     [](fi& x) {
-       x.setIntHostArray(HostArray::cell({1, 1}));
-     }},
-    {"numforge:nofixednan", nullptr,
-     [](fi& x) {
-       x.setDoubleHostArray(reference::row({1, NAN}));
-     }},
-    {"numforge:nofixedinf", nullptr,
-     [](fi& x) {
-       x.setIntHostArray(reference::row({1, INFINITY}));
-     }},
-    {"numforge:nofixednan", nullptr, [](fi& x) { x.setDataHostArray(HostArray::scalarOf(NAN)); }},
-    {"numforge:nologicalcomplex", nullptr, [](fi& x) { x.complex().getBooleanHostArray(); }},
-    {"numforge:fi:intarray:leadingdim", "First dimension of integer array must be divisible by 2.",
-     [](fi& x) {
-       x.setIntArray(uint32({5, 1}));
-     }},
-    {"numforge:fi:intarray:not_uint32", "Integer array must be uint32 when wordLength is greater than 32.",
-     [](fi& x) { x.setIntArray(HostArray::scalarOf<std::int16_t>(1)); }},
-    {"numforge:fi:intarray:not_uint32", nullptr, [](fi& x) { x.setCorvaneIntArray(HostArray::scalar(1)); }},
-    {"numforge:fi:corvanearray:TooBigWordLength",
-     "Corvane fixed-point data types must have word lengths less than or equal to 128 bits",
-     [](fi&) {
-       fi(0.0, NumericType(true, 129, 0)).setCorvaneIntArray(uint32({4, 1}));
-     }},
-    {"numforge:fi:setSIArray:DataTypeNotSupported", "Data type not supported.",
-     [](fi& x) {
-       x.setFromSIArray({ArrayClass::Char, {1, 1}, {std::byte{1}}, {}});
-     }},
-    {"numforge:fi:base2num:BadBase", "fi::base2num base must be between 2 and 18 inclusive",
-     [](fi& x) { x.base2num(chars({"1"}), 19); }},
-    {"numforge:fi:base2num:BadBase", nullptr, [](fi& x) { x.base2num(HostArray::scalar(1), 1); }},
-    {"numforge:fi:base2num:NotCharArray", "fi::base2num input array not a character array",
-     [](fi& x) { x.base2num(HostArray::scalar(1), 2); }},
-    {"numforge:fi:base2num:EmptyInput", "fi::base2num input array contains no elements",
-     [](fi& x) { x.base2num(chars({" ,\t"}), 2); }},
-    {"numforge:fi:base2num:InvalidElement", "Input array invalid at element (2,2)",
-     [](fi& x) {
-       x.base2num(chars({"10 101", "10 102"}), 2);
-     }},
-    {"numforge:fi:base2num:InvalidElement", "Input array invalid at element (2,2)",
-     [](fi& x) {
-       x.base2num(chars({"10 101", "10"}), 2);
-     }},
-    {"numforge:fi:base2num:InvalidElement", "Input array invalid at element (2,3)",
-     [](fi& x) {
-       x.base2num(chars({"10 101", "1 0 1"}), 2);
-     }},
-    {"numforge:fi:base2num:InvalidElement", "Input array invalid at element (1,2)",
-     [](fi& x) { x.base2num(chars({"1b 1c"}), 12); }},
-    {"numforge:fi:base2num:InvalidElement", "Input array invalid at element (1,4)",
-     [](fi& x) { x.base2num(chars({"1 1i 1"}), 2); }},
-    {"numforge:fi:num2base:BadBase", nullptr, [](fi& x) { x.num2base(1); }},
-};
-
-TEST(Conversions, ErrorsLeaveTheArrayAsItWas) {
-  Random random;
-  for (const ErrorRow& expected : kErrors) {
-    fi x = random.array({2, 3}, NumericType(true, 40, 4), {}, false);
-    const std::string before = contents(x);
-    const auto failure = reference::failureOf([&] { expected.action(x); });
-    ASSERT_TRUE(failure) << expected.identifier;
-    EXPECT_EQ(failure->identifier, expected.identifier);
-    EXPECT_EQ(failure->text, expected.text ? expected.text : failure->text);
-    EXPECT_EQ(contents(x), before) << expected.identifier;
-  }
-  NumericType scaled(true, 16, 4);
-  scaled.setDataType(DataTypeEnum::ScaledDouble);
-  fi x(1.0, scaled);
-  EXPECT_EQ(errorOf([&] { x.num2base(2); }), "numforge:fi:scaleddoublenotdefined");
-  EXPECT_EQ(errorOf([&] { x.num2sdec(); }), "numforge:fi:scaleddoublenotdefined");
-  EXPECT_EQ(errorOf([&] { x.base2num(chars({"1"}), 2); }), "numforge:fi:scaleddoublenotdefined");
-}
+// ----------------------------------------------------------------------------------------------------- records
 
 TEST(Conversions, IntWarnsAsTheSwitchSays) {
   const auto warningOf = [](int wordLength, bool footprint) {

@@ -226,56 +226,5 @@ TEST_F(Division, OfTypesWithoutAWordIsNative) {
   EXPECT_EQ(two.uminus().realWorldReal(), -2.0);
 }
 
-TEST_F(Division, RefusesInTheOrderOfTheChecks) {
-  using EmbeddedTypeSystem::DataTypeEnum;
-  using EmbeddedTypeSystem::ScalingEnum;
-  using EmbeddedTypeSystem::SignedEnum;
-  const NumericType slopeBias(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, true, 16, 1.5, -8, 0.0);
-  const NumericType unscaled(DataTypeEnum::Fixed, ScalingEnum::Unspecified, true, 16, 1, 0, 0);
-  const NumericType unsign(DataTypeEnum::Fixed, ScalingEnum::BinaryPoint, SignedEnum::Unspecified, 16, 1, 0, 0);
-  NumericType boolean;
-  boolean.setDataType(DataTypeEnum::Boolean);
-  const unsigned one[] = {1, 1};
-  const fi s16(0.5, NumericType()), negative(-0.5, NumericType()), complex(0.5, 0.5, one, 2, NumericType());
-  const char* rootScaling =
-      "sqrt(A), sqrt(A,T) or sqrt(A,T,F) can only be calculated for FI object A  and numerictype T when the "
-      "scaling of A and T has "
-      "a fractional slope of 1 and 0 bias (binary-point only scaling).";
-  const char* absScaling =
-      "realabs(A) and realabs(A,T) can only be calculated for FI object A and numerictype T when the scaling "
-      "of A and T have a "
-      "fractional slope of 1 and 0 bias (binary-point only scaling).";
-  reference::expectRefusals({
-      {"numforge:fi:sqrt:binarypointonly", rootScaling, [&] { fi(1.0, slopeBias).sqrtBisection(); }},
-      {"numforge:fi:sqrt:binarypointonly", rootScaling, [&] { complex.sqrtBisection(slopeBias); }},
-      {"numforge:fi:sqrt:unspecifiedscaling",
-       "sqrt(A,T) or sqrt(A,T,F) is not supported when numerictype T has unspecified scaling.",
-       [&] { complex.sqrtBisection(unscaled); }},
-      {"numforge:fi:sqrt:unspecifiedsign",
-       "sqrt(A,T) or sqrt(A,T,F) is not supported when numerictype T has unspecified sign.",
-       [&] { complex.sqrtBisection(unsign); }},
-      {"numforge:fi:sqrt:nocomplex", "The sqrt function is not supported for complex fi.",
-       [&] { complex.sqrtBisection(); }},
-      {"numforge:fi:sqrt:nonegative", "The sqrt function is not supported for negative valued fi.",
-       [&] { negative.sqrtBisection(boolean); }},
-      {"numforge:fi:sqrt:nobooleansqrt",
-       "sqrt(A), sqrt(A,T) or sqrt(A,T,F) is not supported when A or T are of datatype boolean.",
-       [&] { s16.sqrtBisection(boolean); }},
-      {"numforge:fi:abs:binarypointonly", absScaling, [&] { complex.realabs(slopeBias); }},
-      {"numforge:fi:realabs:nocomplex", "The realabs function is not supported for complex fi.",
-       [&] { complex.realabs(); }},
-      {"numforge:fi:complexnotdefined", "Function 'sign' is not defined for complex-valued FI objects.",
-       [&] { complex.sign(); }},
-      {"numforge:fi:nobooleanmath", "Math operations are not allowed on FI objects with boolean data type.",
-       [&] { s16.over(fi(1.0, boolean), NumericType()); }},
-      {"numforge:fi:onlybinarypointmath", "Math is supported only for binary-point scaling.",
-       [&] { s16.over(fi(1.0, slopeBias), NumericType()); }},
-      {"numforge:fi:onlybinarypointmath", "Math is supported only for binary-point scaling.",
-       [&] { s16.over(s16, slopeBias); }},
-      {"numforge:fi:dimagree", "Matrix dimensions must agree.",
-       [&] { fi(1U, 2U, NumericType()).over(fi(2U, 1U, NumericType()), NumericType()); }},
-  });
-}
-
 }  // namespace
 }  // namespace embedded

@@ -297,75 +297,12 @@ TEST(Indexing, PositionOperationsCheckTheirPositions) {
   EXPECT_EQ(contents(x), "1x3x 1 127 3");
   x.subscriptedGrowAssignment(row({3, 0, -1, 1}), HostArray::scalar(-9));
   EXPECT_EQ(contents(x), "1x4x 3 0 -9 1");
+  EXPECT_EQ(errorOf([&] { x.subscriptedDelete(row({4294967296.0})); }), "Tessel:badsubscript");
+  EXPECT_EQ(errorOf([&] { x.subscriptedOverwriteAssignment(row({1, -2}), rhs); }), "numforge:fi:badindex");
   x.subscriptedDelete(row({4, 1}));
   EXPECT_EQ(contents(x), "1x2x 1 3");
   x.copydata(rhs);
   EXPECT_EQ(contents(x), "1x1x 127");
-}
-
-struct ErrorRow {
-  const char* identifier;
-  void (*action)(fi& x);
-};
-
-HostArray scalarIndex(double position) { return indexOf({HostArray::scalar(position)}); }
-HostArray pairIndex(double r, double c) { return indexOf({HostArray::scalar(r), HostArray::scalar(c)}); }
-
-HostArray twoLevels() {
-  HostArray index = HostArray::structure({1, 2}, {"type", "subs"});
-  index.mutableFieldAt("type", 0) = HostArray::text("()");
-  index.mutableFieldAt("type", 1) = HostArray::text(".");
-  return index;
-}
-
-const ErrorRow kErrors[] = {
-    {"numforge:fi:subsref:parenlast", [](fi& x) { x.subsref(twoLevels()); }},
-    {"numforge:fi:subsasgn:parenlast", [](fi& x) { x.subsasgn(twoLevels(), HostArray::scalar(1)); }},
-    {"numforge:fi:badsubscript", [](fi& x) { x.subsref(scalarIndex(0)); }},
-    {"numforge:fi:badsubscript", [](fi& x) { x.subsref(scalarIndex(-1)); }},
-    {"numforge:fi:badsubscript", [](fi& x) { x.subsref(pairIndex(2, 0)); }},
-    {"numforge:fi:badsubscript", [](fi& x) { x.subsref(pairIndex(0, 2)); }},
-    {"numforge:fi:badsubscript", [](fi& x) { x.subsasgn(pairIndex(0, 2), HostArray::scalar(1)); }},
-    {"numforge:fi:badindex", [](fi& x) { x.subsref(scalarIndex(7)); }},
-    {"Tessel:badindex", [](fi& x) { x.subsref(pairIndex(3, 1)); }},
-    {"Tessel:badsubscript", [](fi& x) { x.subsref(scalarIndex(1.5)); }},
-    {"Tessel:growresize", [](fi& x) { x.subsasgn(scalarIndex(7), HostArray::scalar(1)); }},
-    {"Tessel:subsassignnumelmismatch",
-     [](fi& x) {
-       x.subsasgn(indexOf({row({1, 2})}), row({1, 2, 3}));
-     }},
-    {"numforge:nofixednan", [](fi& x) { x.subsasgn(scalarIndex(1), HostArray::scalar(NAN)); }},
-    {"numforge:nofixedinf",
-     [](fi& x) {
-       x.subsasgn(indexOf({row({1, 2})}), row({1, INFINITY}));
-     }},
-    {"numforge:nofixednan", [](fi& x) { x.subsasgn(scalarIndex(9), HostArray::scalarOf(NAN)); }},
-    {"numforge:fi:subsasgn:notnumeric", [](fi& x) { x.subsasgn(scalarIndex(1), HostArray::text("1")); }},
-    {"numforge:fi:subsref:double_index", [](fi& x) { x.subscriptedReference(HostArray::scalarOf(1.0F)); }},
-    {"numforge:fi:badindex",
-     [](fi& x) {
-       x.subscriptedReference(row({1, 7}));
-     }},
-    {"numforge:fi:badsubscript", [](fi& x) { x.subscriptedReference(row({0.5})); }},
-    {"Tessel:badsubscript", [](fi& x) { x.subscriptedReference(row({-1})); }},
-    {"Tessel:badsubscript", [](fi& x) { x.subscriptedDelete(row({4294967296.0})); }},
-    {"numforge:fi:badindex",
-     [](fi& x) {
-       x.subscriptedGrowAssignment(row({1, -2}), HostArray::scalar(1));
-     }},
-    {"numforge:fi:badindex",
-     [](fi& x) {
-       x.subscriptedOverwriteAssignment(row({1, -1}), HostArray::scalar(1));
-     }},
-};
-
-TEST(Indexing, ErrorsLeaveTheArrayAsItWas) {
-  const HostArray values = row({1, 2, 3, 4, 5, 6});
-  for (const ErrorRow& expected : kErrors) {
-    fi x = fi(&values, NumericType(true, 8, 0)).reshape(row({2, 3}));
-    EXPECT_EQ(errorOf([&] { expected.action(x); }), expected.identifier);
-    EXPECT_EQ(contents(x), "2x3x 1 2 3 4 5 6") << expected.identifier;
-  }
 }
 
 }  // namespace

@@ -314,58 +314,6 @@ TEST_F(Multiplication, OfSlopeBiasValuesIsThatOfRealWorldValuesRoundedOnce) {
   }
 }
 
-TEST_F(Multiplication, RefusesBeforeAnythingIsComputed) {
-  fimath specify, noCast, tight, tightSum;
-  specify.setProductMode(ArithmeticModeEnum::SpecifyPrecision);
-  specify.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
-  noCast = specify;
-  noCast.setCastBeforeSum(false);
-  tight.setMaxProductWordLength(20);
-  tightSum.setMaxSumWordLength(33);
-  const NumericType slopeBias(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, true, 16, 1.5, -8, 0.0);
-  const NumericType scaled(DataTypeEnum::ScaledDouble, ScalingEnum::SlopeBias, true, 16, 1.5, -8, 0.0);
-  const unsigned pair[] = {1, 2}, cube[] = {2, 2, 2};
-  NumericType boolean;
-  boolean.setDataType(DataTypeEnum::Boolean);
-  const fi s16(1.0, NumericType()), row(1U, 3U, NumericType()), column(3U, 1U, NumericType());
-  reference::expectRefusals({
-      {"numforge:fi:nobooleanmath", "Math operations are not allowed on FI objects with boolean data type.",
-       [&] { s16.times(fi(1.0, boolean)); }},
-      {"numforge:fi:mathmodeslopebiasnotdefined",
-       "Math is not supported for slope-bias FIs when the ProductMode is FullPrecision.",
-       [&] { fi(1.0, slopeBias).times(s16); }},
-      {"numforge:fi:scaleddoubleslopebiasmathnotdefined",
-       "Math is not supported for slope-bias FIs when DataTypeMode is 'Scaled double: slope and bias scaling'",
-       [&] { fi(1.0, scaled, specify).times(fi(1.0, scaled, specify)); }},
-      {"numforge:fi:complexslopebiasnotdefined",
-       "Function 'times' is not defined for complex-value FI objects with slope and bias scaling.",
-       [&] { fi(1.0, 2.0, pair, 2, slopeBias, specify).times(fi(1.0, slopeBias, specify)); }},
-      {"numforge:fi:complexslopebiasnotdefined",
-       "Function 'mtimes' is not defined for complex-value FI objects with slope and bias scaling.",
-       [&] { fi(1.0, 2.0, pair, 2, slopeBias, specify).mtimes(fi(1.0, slopeBias, specify)); }},
-      {"numforge:fi:castbeforesumfalseslopebiasnotdefined",
-       "Function 'mtimes' is not defined for FI objects with slope and bias scaling when CastBeforeSum is "
-       "false.",
-       [&] { fi(1U, 2U, slopeBias, noCast).mtimes(fi(2U, 1U, slopeBias, noCast)); }},
-      {"numforge:fi:mtimes:inputsMustBe2D", "Input arguments must be 2-D.",
-       [&] { fi(cube, 3, NumericType()).mtimes(row); }},
-      {"numforge:fi:innerdim", "Inner matrix dimensions must agree.", [&] { row.mtimes(row); }},
-      {"numforge:fi:dimagree", "Matrix dimensions must agree.", [&] { row.times(column); }},
-      {"numforge:fi:MaxProductWordLengthExceeded",
-       "MaxProductWordLength is 20 bits and a minimum word length of 32 bits is necessary to guarantee that "
-       "this product can be "
-       "computed with no loss of precision.  Increase MaxProductWordLength if you want the product to grow to "
-       "a larger word length.",
-       [&] { fi(1.0, NumericType(), tight).times(fi(1.0, NumericType(), tight)); }},
-      {"numforge:fi:MaxSumWordLengthExceeded",
-       "MaxSumWordLength is 33 bits and a minimum word length of 34 bits is necessary to guarantee that this "
-       "sum or difference can "
-       "be computed with no loss of precision.  Increase MaxSumWordLength if you want the sum to grow to a "
-       "larger word length.",
-       [&] { fi(1U, 3U, NumericType(), tightSum).mtimes(fi(3U, 1U, NumericType(), tightSum)); }},
-  });
-}
-
 TEST_F(Multiplication, ReportsProductsAndSumsByTheirNames) {
   tessel::setWarningEnabled("all", true);
   fimath math;

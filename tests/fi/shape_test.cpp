@@ -82,10 +82,6 @@ TEST(Shape, SqueezeAndReshape) {
   const HostArray values = row({1, 2, 3, 4, 5, 6});
   const fi x(&values, NumericType(true, 8, 0));
   EXPECT_EQ(contents(x.reshape(row({3, 1, 2, 1}))), "3x1x2x 1 2 3 4 5 6");
-  EXPECT_EQ(errorOf([&] { x.reshape(HostArray::scalarOf(6.0F)); }), "numforge:fi:reshape:siz_not_double");
-  EXPECT_EQ(errorOf([&] { x.reshape(row({2, 2})); }), "numforge:fi:reshape:numel");
-  EXPECT_EQ(errorOf([&] { x.reshape(row({1.5, 4})); }), "numforge:fi:reshape:badsize");
-  EXPECT_EQ(errorOf([&] { x.reshape(row({6})); }), "numforge:fi:reshape:badsize");
 }
 
 fi complexRow(const std::vector<double>& re, const std::vector<double>& im, const NumericType& type) {
@@ -130,38 +126,6 @@ TEST(Shape, ConstantDiagonalsWarnWhereColumnAndRowDisagree) {
   c.toeplitz();
   c.hankel();
   EXPECT_EQ(tessel::lastWarning().identifier, "");
-}
-
-TEST(Shape, Errors) {
-  const unsigned cube[] = {2, 2, 2};
-  const fi solid(0.0, cube, 3, NumericType()), empty, flat(1.0, NumericType(true, 8, 0));
-  const NumericType slopeBias(EmbeddedTypeSystem::DataTypeEnum::Fixed,
-                              EmbeddedTypeSystem::ScalingEnum::SlopeBias, true, 8, 1.5, 0, 1);
-  const fi scaled = complexRow({1}, {1}, slopeBias);
-  reference::expectRefusals({
-      {"numforge:fi:transpose:NDArray", "Transpose on ND array is not defined.", [&] { solid.transpose(); }},
-      {"numforge:fi:ctranspose:NDArray", "Transpose on ND array is not defined.", [&] { solid.ctranspose(); }},
-      {"numforge:fi:complexslopebiasnotdefined",
-       "Function 'ctranspose' is not defined for complex-value FI objects with slope and bias scaling.",
-       [&] { scaled.ctranspose(); }},
-      {"numforge:fi:complexslopebiasnotdefined",
-       "Function 'toeplitz(c)' is not defined for complex-value FI objects with slope and bias scaling.",
-       [&] { scaled.toeplitz(); }},
-      {"numforge:fi:diag:kthDiagInputNotInteger", "K-th diagonal input must be an integer scalar.",
-       [&] { solid.diag(0.5); }},
-      {"numforge:fi:diag:firstInputMustBe2D", "First input must be 2D.", [&] { solid.diag(); }},
-      {"numforge:fi:tril:firstInputMustBe2D", "First input must be 2D.", [&] { solid.tril(); }},
-      {"numforge:fi:tril:firstInputMustBe2D", "First input must be 2D.", [&] { solid.triu(); }},
-      {"numforge:fi:diag:kthDiagInputNotInteger", "K-th diagonal input must be an integer scalar.",
-       [&] { flat.triu(NAN); }},
-      {"numforge:fi:toeplitz:emptynotallowed", "Empty input not allowed in function 'toeplitz'.",
-       [&] { flat.toeplitz(empty); }},
-      {"numforge:fi:hankel:emptynotallowed", "Empty input not allowed in function 'hankel'.",
-       [&] { empty.hankel(); }},
-      {"numforge:fi:complex:notreal", "Real and imaginary parts must be real.",
-       [&] { flat.complex(flat.complex()); }},
-      {"numforge:fi:outofmemory", "Not enough memory to allocate new fi object.", [&] { flat.diag(1e10); }},
-  });
 }
 
 // -------------------------------------------------------------------------------------- concatenation, sorting

@@ -21,44 +21,6 @@ class Fimath : public testing::Test {
   ~Fimath() override { fimath::resetDefaultFimath(); }
 };
 
-TEST_F(Fimath, FactorySettingsShowAsTold) {
-  EXPECT_EQ(fimath().displayText(),
-            "\n             RoundMode: nearest\n          OverflowMode: saturate"
-            "\n           ProductMode: FullPrecision\n  MaxProductWordLength: 128"
-            "\n               SumMode: FullPrecision\n      MaxSumWordLength: 128"
-            "\n         CastBeforeSum: true\n");
-  EXPECT_EQ(fimath().toString(), "fimath");
-  EXPECT_EQ(fimath().productFractionLength(), 30);
-  EXPECT_EQ(fimath().sumWordLength(), 32);
-}
-
-TEST_F(Fimath, WordLengthsOutOfRangeAreRefused) {
-  struct Row {
-    const char* name;
-    void (fimath::*set)(int);
-    int (fimath::*get)() const;
-  };
-  const Row rows[] = {
-      {"ProductWordLength", &fimath::setProductWordLength, &fimath::productWordLength},
-      {"MaxProductWordLength", &fimath::setMaxProductWordLength, &fimath::maxProductWordLength},
-      {"SumWordLength", &fimath::setSumWordLength, &fimath::sumWordLength},
-      {"MaxSumWordLength", &fimath::setMaxSumWordLength, &fimath::maxSumWordLength},
-  };
-  for (const Row& row : rows) {
-    const std::string name = row.name;
-    fimath settings;
-    for (int length : {1, 65535}) {
-      (settings.*row.set)(length);
-      EXPECT_EQ((settings.*row.get)(), length);
-    }
-    EXPECT_EQ(outcomeOf([&] { (settings.*row.set)(0); }),
-              (Outcome{"error", "numforge:fimath:NonPositive" + name, name + " must be greater than 0."}));
-    EXPECT_EQ(outcomeOf([&] { (settings.*row.set)(65536); }),
-              (Outcome{"error", "numforge:fimath:TooBig" + name, name + " cannot be greater than 65535."}));
-    EXPECT_EQ((settings.*row.get)(), 65535);
-  }
-}
-
 TEST_F(Fimath, SlopesAndFactors) {
   struct Row {
     void (fimath::*setSlope)(double);
@@ -75,16 +37,7 @@ TEST_F(Fimath, SlopesAndFactors) {
     EXPECT_EQ(set.fixedExponent, -1);
     EXPECT_EQ(set.slope(), 0.75);
     EXPECT_TRUE(set.isSlopeBiasScaled());
-    for (double slope : {0.0, -1.0, kNaN, 1 / 0.0})
-      EXPECT_EQ(outcomeOf([&] { (f.*row.setSlope)(slope); }),
-                (Outcome{"error", "Numforge:fimath:InvalidSetting",
-                         "Invalid total slope specified; the total slope must be greater than 0 and finite"}));
-    for (double factor : {2.0, 0.5})
-      EXPECT_EQ(
-          outcomeOf([&] { EXPECT_FALSE((f.*row.setFactor)(factor)); }),
-          (Outcome{"warning", "Numforge:fimathInvalidSetting",
-                   "Invalid SlopeAdjustmentFactor specified; the SlopeAdjustmentFactor must be greater than or "
-                   "equal to 1 and less than 2"}));
+    for (double factor : {2.0, 0.5}) EXPECT_FALSE((f.*row.setFactor)(factor));
     EXPECT_EQ((f.*row.settings)(), set);
     (f.*row.setSlope)(0.25);
     EXPECT_EQ((f.*row.settings)().slopeString(), "2^-2");
@@ -113,73 +66,24 @@ TEST_F(Fimath, FormatsAreSetWholeOrNotAtAll) {
 }
 
 TEST_F(Fimath, CStyle) {
-  struct Row {
-    HostArray value;
-    int wordLength;  // 0: nothing changes
-    const char* error;
-  };
-  HostArray complex = HostArray::scalar(16);
-  complex.mutableImag<double>();
-  const char* const bad = "numforge:fimath:cstyle:badvalue";
-  const Row rows[] = {
-      {HostArray::logical(true), 32, ""},
-      {HostArray(), 32, ""},
-      {HostArray::scalar(1), 32, ""},
-      {HostArray::scalarOf<std::int16_t>(16), 16, ""},
-      {HostArray::logical(false), 0, ""},
-      {HostArray::scalar(16.5), 0, bad},
-      {HostArray::scalar(kNaN), 0, bad},
-      {HostArray::text("8"), 0, bad},
-      {complex, 0, bad},
-      {HostArray::zeros(ArrayClass::Double, {1, 2}), 0, bad},
-      {HostArray::scalar(-1), 0, "numforge:fimath:NonPositiveProductWordLength"},
-      {HostArray::scalar(1e300), 0, "numforge:fimath:TooBigProductWordLength"},
-  };
-  for (const Row& row : rows) {
+  const std::pair<HostArray, int> rows[] = {{HostArray::logical(true), 32},
+                                            {HostArray(), 32},
+                                            {HostArray::scalar(1), 32},
+                                            {HostArray::scalarOf<std::int16_t>(16), 16}};
+  for (const auto& [value, wordLength] : rows) {
     fimath f;
-    EXPECT_EQ(outcomeOf([&] { f.setCStyle(row.value); }).identifier, row.error);
-    EXPECT_EQ(f.isCStyle(), row.wordLength != 0);
-    if (row.wordLength == 0) {
-      EXPECT_EQ(f, fimath());
-      continue;
-    }
+    f.setCStyle(HostArray::logical(false));
+    EXPECT_EQ(f, fimath());
+    f.setCStyle(value);
     EXPECT_EQ(f.getCStyle().scalarValue(), 1);
     EXPECT_EQ(
         f.toString(),
         "fimath('RoundMode', 'floor', 'OverflowMode', 'wrap', 'SumMode', 'KeepLSB', 'ProductMode', 'KeepLSB', "
         "'CastBeforeSum', true)");
-    EXPECT_EQ(f.productWordLength(), row.wordLength);
-    f.setSumWordLength(row.wordLength + 1);
+    EXPECT_EQ(f.productWordLength(), wordLength);
+    f.setSumWordLength(wordLength + 1);
     EXPECT_FALSE(f.isCStyle());
   }
-}
-
-TEST_F(Fimath, TextsOfSpecifiedPrecision) {
-  fimath f(RoundModeEnum::convergent, OverflowModeEnum::wrap, PrecisionModeEnum::Arbitrary,
-           ArithmeticModeEnum::SpecifyPrecision, 20, 128, 7, ArithmeticModeEnum::KeepMSB, 40, 128, 9, false);
-  EXPECT_EQ(f.displayText(),
-            "\n             RoundMode: convergent\n          OverflowMode: wrap"
-            "\n           ProductMode: SpecifyPrecision\n     ProductWordLength: 20\n ProductFractionLength: 7"
-            "\n               SumMode: KeepMSB\n         SumWordLength: 40\n         CastBeforeSum: false\n");
-  EXPECT_EQ(f.toString(),
-            "fimath('RoundMode', 'convergent', 'OverflowMode', 'wrap', 'SumMode', 'KeepMSB', 'ProductMode', "
-            "'SpecifyPrecision', 'ProductWordLength', 20, 'ProductFractionLength', 7, 'CastBeforeSum', false)");
-  f.setProductMode(ArithmeticModeEnum::FullPrecision);
-  f.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
-  f.setSumSlopeAdjustmentFactor(1.123456);
-  f.setSumBias(-2);
-  f.setSumFixedExponent(0);
-  EXPECT_EQ(f.displayText(),
-            "\n             RoundMode: convergent\n          OverflowMode: wrap"
-            "\n           ProductMode: FullPrecision\n  MaxProductWordLength: 128"
-            "\n               SumMode: SpecifyPrecision\n         SumWordLength: 40"
-            "\n              SumSlope: 1.1235\n               SumBias: -2\n         CastBeforeSum: false\n");
-  EXPECT_EQ(f.toString(),
-            "fimath('RoundMode', 'convergent', 'OverflowMode', 'wrap', 'SumMode', 'SpecifyPrecision', "
-            "'SumWordLength', 40, 'SumSlopeAdjustmentFactor', 1.1235, 'SumFixedExponent', 0, 'SumBias', -2, "
-            "'CastBeforeSum', false)");
-  f.setSumSlopeAdjustmentFactor(1.1);
-  EXPECT_EQ(f.sum().slopeString(), "1.1000000000000001");
 }
 
 TEST_F(Fimath, MatchingLooksOnlyAtWhatTheModeUses) {
@@ -241,17 +145,11 @@ TEST_F(Fimath, NewObjectsCopyTheDefault) {
 TEST_F(Fimath, Dictionary) {
   fimath first(RoundModeEnum::floor, OverflowModeEnum::wrap);
   fimath::addToFimathMap("dsp", first);
-  EXPECT_EQ(outcomeOf([&] { fimath::addToFimathMap("dsp", fimath()); }),
-            (Outcome{"error", "numforge:fimath:FimathKeyExists",
-                     "The fimath dictionary already contains a fimath with the tag: dsp"}));
   EXPECT_EQ(fimath::getFromFimathMap("dsp"), first);
   fimath::replaceInFimathMap("dsp", fimath());
   EXPECT_EQ(fimath::getFromFimathMap("dsp"), fimath());
   fimath::eraseFromFimathMap("dsp");
   EXPECT_FALSE(fimath::fimathMapKeyExists("dsp"));
-  EXPECT_EQ(outcomeOf([&] { fimath::getFromFimathMap("dsp"); }),
-            (Outcome{"error", "numforge:fimath:InvalidFimathKey",
-                     "The fimath dictionary does not contain a fimath with that tag."}));
 }
 
 TEST_F(Fimath, TextRecords) {

@@ -5,7 +5,6 @@
 
 #include <cmath>
 #include <limits>
-#include <tuple>
 #include <vector>
 
 #include "tests/fi/reference.h"
@@ -327,46 +326,6 @@ TEST(Quantizer, CountsWhatTheOtherModesMeet) {
     EXPECT_EQ(reference::valueOf(x), mpq_class(c.expectedHigh) + mpq_class(c.expectedLow)) << c.type.tostring();
     EXPECT_EQ(q.noverflows(), c.overflows) << c.type.tostring() << c.low;
     EXPECT_EQ(q.nunderflows(), c.underflows) << c.type.tostring() << c.low;
-  }
-}
-
-TEST(Quantizer, RefusesWhatItCannotBe) {
-  struct Case {
-    void (*action)(quantizer&);
-    const char* identifier;
-    const char* text;
-  };
-  const Case cases[] = {
-      {[](quantizer& q) { q.setWordlength(0); }, "numforge:quantizer:wordlengthtoosmall",
-       "Wordlength cannot be negative or zero."},
-      {[](quantizer& q) { q.setFormat(65536, 3); }, "numforge:quantizer:wordlengthtoobig",
-       "Word length cannot be greater than 65535."},
-      {[](quantizer& q) { q.setExponentlength(32); }, "numforge:quantizer:exponenttoobig",
-       "Exponent length cannot be greater than 31."},
-      {[](quantizer& q) { q.setExponentlength(-1); }, "numforge:quantizer:exponenttoosmall",
-       "Exponent length cannot be negative."},
-      {[](quantizer& q) { q.setMode(QuantizerModeEnum::floatMode), q.setExponentlength(16); },
-       "numforge:quantizer:exponentlargerthanwordlength", "Exponentlength must be less than wordlength."},
-      {[](quantizer& q) { q.setMode(QuantizerModeEnum::floatMode), q.setWordlength(5); },
-       "numforge:quantizer:wordlengthlargerthanexponent", "Wordlength must be larger than exponentlength."},
-      {[](quantizer& q) {
-         NumericType type;
-         type.setScaling(EmbeddedTypeSystem::ScalingEnum::Unspecified);
-         q.set(type, RoundModeEnum::floor, OverflowModeEnum::wrap);
-       },
-       "numforge:quantizer:unspecifiedscaling", "Unspecified scaling is not allowed in quantizers."},
-  };
-  for (const Case& c : cases) {
-    quantizer q;
-    try {
-      c.action(q);
-      FAIL() << c.identifier;
-    } catch (const ErrorIdException& error) {
-      EXPECT_EQ(error.identifier(), c.identifier);
-      EXPECT_EQ(error.text(), c.text);
-    }
-    EXPECT_EQ(std::make_tuple(q.wordLength(), q.overflowMode()),
-              std::make_tuple(16, OverflowModeEnum::saturate));
   }
 }
 
