@@ -149,35 +149,5 @@ TEST(LinearAlgebra, AgreesWithItsDefinitions) {
   }
 }
 
-TEST(Arithmetic, RefusesWhatDoesNotFit) {
-  const auto zeros = [](ArrayClass c, Dimensions dims) { return HostArray::zeros(c, std::move(dims)); };
-  const HostArray row = zeros(ArrayClass::Double, {1, 3}), column = zeros(ArrayClass::Double, {3, 1});
-  const HostArray int8 = zeros(ArrayClass::Int8, {1, 3}), int16 = zeros(ArrayClass::Int16, {1, 3}),
-                  cell = HostArray::cell({1, 1});
-  const struct {
-    HostArray (*operation)(const HostArray&, const HostArray&);
-    HostArray a, b;
-    const char* identifier;
-  } cases[] = {
-      {plus, row, column, "Tessel:dimagree"},
-      {plus, int8, int16, "Tessel:mixedIntegers"},
-      {times, row, cell, "Tessel:UndefinedFunction"},
-      {mtimes, row, row, "Tessel:innerdim"},
-      {mldivide, row, column, "Tessel:dimagree"},
-      {mpower, row, HostArray::scalar(2), "Tessel:mustBeSquare"},
-      {eq, row, cell, "Tessel:UndefinedFunction"},
-      {mtimes, zeros(ArrayClass::Double, {2, 2, 2}), row, "Tessel:mustBe2D"},
-      {logicalAnd, HostArray::scalar(NAN), row, "Tessel:nologicalnan"},
-  };
-  for (const auto& each : cases) {
-    try {
-      each.operation(each.a, each.b);
-      ADD_FAILURE() << "no " << each.identifier;
-    } catch (const HostError& error) {
-      EXPECT_EQ(error.identifier(), each.identifier);
-    }
-  }
-}
-
 }  // namespace
 }  // namespace tessel

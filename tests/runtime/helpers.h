@@ -24,12 +24,6 @@ inline HostArray mask(Dimensions dims, const std::vector<int>& flags) {
   for (std::size_t i = 0; i < flags.size(); ++i) a.mutableReal<bool>()[i] = flags[i] != 0;
   return a;
 }
-inline HostArray cellOf(Dimensions dims, const Arrays& contents) {
-  HostArray a = HostArray::cell(std::move(dims));
-  for (std::size_t i = 0; i < contents.size(); ++i) a.mutableCellAt(i) = contents[i];
-  return a;
-}
-
 inline std::vector<double> valuesOf(const HostArray& a) {
   std::vector<double> values;
   for (std::size_t i = 0; i < a.numel(); ++i) values.push_back(a.realAt(i));

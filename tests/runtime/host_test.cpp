@@ -155,18 +155,6 @@ TEST(Convert, FromDoubleRoundsTiesAwayFromZeroAndSaturates) {
   }
 }
 
-TEST(Convert, LogicalAndChar) {
-  EXPECT_EQ(valuesOf(convertTo(row({0, 2, -0.5}), ArrayClass::Logical)), (std::vector<double>{0, 1, 1}));
-  EXPECT_EQ(errorOf([] { convertTo(row({std::nan("")}), ArrayClass::Logical); }), "Tessel:nologicalnan");
-  EXPECT_EQ(valuesOf(convertTo(row({65.9, 255, 300, -1}), ArrayClass::Char)),
-            (std::vector<double>{65, 255, 255, 0}));
-  EXPECT_EQ(valuesOf(convertTo(HostArray::text("\xff"), ArrayClass::Int8)), (std::vector<double>{127}));
-  EXPECT_EQ(errorOf([] {
-              convertTo(HostArray::cell({1, 1}), ArrayClass::Double);
-            }),
-            "Tessel:conversionNotPossible");
-}
-
 TEST(Concatenate, PlacesPartsAsAssignmentsWould) {
   std::mt19937 random(9);
   const auto upTo = [&](std::size_t n) { return random() % (n + 1); };
@@ -200,49 +188,6 @@ TEST(Concatenate, PlacesPartsAsAssignmentsWould) {
       EXPECT_EQ(joined.dims(), expected.dims()) << "round " << roundNumber;
     }
   }
-}
-
-TEST(Concatenate, Classes) {
-  using enum ArrayClass;
-  HostArray z = num(1);
-  z.mutableImag<double>()[0] = 2;
-  const auto as = [](double v, ArrayClass c) { return convertTo(num(v), c); };
-  HostArray ab = HostArray::structure({1, 1}, {"a", "b"}), ba = HostArray::structure({1, 1}, {"b", "a"});
-  const struct {
-    Arrays parts;
-    ArrayClass expected;
-    std::size_t count;
-    std::string error;
-  } cases[] = {
-      {{num(1), as(2, Single)}, Single, 2, ""},
-      {{num(300), as(2, Single), as(3, Uint8), as(4, Int16)}, Uint8, 4, ""},
-      {{mask({1, 1}, {1}), num(2)}, Double, 2, ""},
-      {{HostArray(), mask({1, 1}, {1})}, Logical, 1, ""},
-      {{HostArray::text("ab"), num(65), as(66, Int8)}, Char, 4, ""},
-      {{HostArray::text(""), num(65)}, Char, 1, ""},
-      {{HostArray::cell({1, 2}), num(65), HostArray(), ab}, Cell, 4, ""},
-      {{ab, HostArray(), ba}, Struct, 2, ""},
-      {{box(1), box(2)}, Object, 2, ""},
-      {{z, as(3, Int8)}, Int8, 2, ""},
-      {{}, Double, 0, ""},
-      {{ab, num(1)}, Struct, 0, "Tessel:concatenationClasses"},
-      {{box(1), box(1, false)}, Object, 0, "Tessel:concatenationClasses"},
-      {{box(1), num(1)}, Object, 0, "Tessel:concatenationClasses"},
-      {{ab, HostArray::structure({1, 1}, {"c"})}, Struct, 0, "Tessel:dissimilarStructures"},
-      {{row({1, 2}), matrix({2, 1}, {1, 2})}, Double, 0, "Tessel:dimagree"},
-      {{HostArray::zeros(Double, {0, 3}), row({1, 2})}, Double, 0, "Tessel:dimagree"},
-  };
-  for (std::size_t i = 0; i < std::size(cases); ++i) {
-    HostArray joined;
-    EXPECT_EQ(errorOf([&] { joined = concatenate(1, cases[i].parts); }), cases[i].error) << i;
-    if (!cases[i].error.empty()) continue;
-    EXPECT_EQ(joined.arrayClass(), cases[i].expected) << i;
-    EXPECT_EQ(joined.numel(), cases[i].count) << i;
-  }
-  const HostArray mixed = concatenate(1, {z, as(3, Int8)});
-  EXPECT_TRUE(mixed.isComplex() && mixed.imagAt(0) == 2 && mixed.imagAt(1) == 0);
-  EXPECT_EQ(callFunction("cat", {num(3), num(1), num(2)})[0].dims(), (Dimensions{1, 1, 2}));
-  EXPECT_EQ(errorOf([] { callFunction("cat", {num(0), num(1)}); }), "Tessel:badDimension");
 }
 
 }  // namespace
