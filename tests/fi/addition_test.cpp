@@ -227,22 +227,5 @@ TEST_F(Addition, OfSlopeBiasValuesIsThatOfScaledTermsAndTheNetBias) {
   }
 }
 
-TEST_F(Addition, WarnsOfWhatIsNewOnceAndFillsTheTotals) {
-  tessel::setWarningEnabled("all", true);
-  fimath math;
-  math.setSumMode(ArithmeticModeEnum::KeepLSB);
-  math.setSumWordLength(8);
-  const fi a(127.0, true, 8, 0, math), b(1.0, true, 8, 0, math);
-  qlogger::global(OperationTypeEnum::Sum)->reset();
-  tessel::lastWarning() = {};
-  const fi sum = a.plus(b);
-  EXPECT_EQ(tessel::lastWarning().identifier, "fi:overflow");
-  EXPECT_EQ(tessel::lastWarning().text, "1 overflow occurred in the fi plus operation.");
-  EXPECT_EQ(qlogger::global(OperationTypeEnum::Sum)->noverflows(), 1U);
-  tessel::lastWarning() = {};
-  a.minus(b);
-  EXPECT_EQ(tessel::lastWarning().identifier, "");
-}
-
 }  // namespace
 }  // namespace embedded
