@@ -11,6 +11,7 @@
 #include "tessel/language/interpreter_scopes.h"
 #include "tessel/language/replaced.h"
 #include "tessel/runtime/dispatch.h"
+#include "tessel/runtime/interruption.h"
 
 namespace tessel {
 
@@ -53,7 +54,7 @@ void Interpreter::run(const Statement& statement) {
 }
 
 void Interpreter::runInWorkspace(const std::function<void()>& action) {
-  isInterrupted_ = false;
+  clearInterruption();
   errorStack_.clear();
   if (const auto error = attempt(action)) raiseError(error->identifier, error->text);
 }
@@ -66,13 +67,9 @@ std::optional<ErrorRecord> Interpreter::attempt(const std::function<void()>& act
     throw;
   } catch (...) {
     ErrorRecord error = recordCurrentException();
-    if (isInterrupted_) throw;
+    if (isInterruptionRequested()) throw;
     return error;
   }
-}
-
-void Interpreter::checkInterruption() const {
-  if (isInterrupted_.load(std::memory_order_relaxed)) raiseError("Tessel:interrupted", "Interrupted.");
 }
 
 /// The exception being handled, which becomes the last error.

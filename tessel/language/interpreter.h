@@ -1,7 +1,6 @@
 /// The evaluator: walks the tree of a program.
 #pragma once
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -76,8 +75,6 @@ class Interpreter {
   void run(const Statement& statement);
   const ErrorRecord& lastError() const { return lastError_; }
   void setLastError(ErrorRecord error) { lastError_ = std::move(error); }
-  /// The running program raises "Tessel:interrupted" at its next statement. May be called by a signal handler.
-  void interrupt() { isInterrupted_ = true; }
 
   // What the built-in functions of the language need.
 
@@ -119,6 +116,7 @@ class Interpreter {
   class BorrowedVariable;
   using Steps = std::vector<IndexStep>;
   using StepRange = std::span<const IndexStep>;
+  static const MemberName kColon;
 
   // Statements
   Flow execute(const Block& block);
@@ -128,6 +126,8 @@ class Interpreter {
   Flow executeNode(const IfStatement& node);
   Flow executeNode(const WhileStatement& node);
   Flow executeNode(const ForStatement& node);
+  template <class ValueAt>
+  Flow executeLoop(const ForStatement& node, std::size_t count, const ValueAt& valueAt);
   Flow executeNode(const SwitchStatement& node);
   Flow executeNode(const TryStatement& node);
   Flow executeNode(const BreakStatement&) { return Flow::Break; }
@@ -150,6 +150,8 @@ class Interpreter {
   Value evaluateNode(const UnaryOperation& node);
   Value evaluateNode(const BinaryOperation& node);
   Value evaluateNode(const RangeExpression& node);
+  /// First, last, and, where one is given, the step in between.
+  Arrays rangeEnds(const RangeExpression& node);
   Value evaluateNode(const MatrixLiteral& node);
   Value evaluateNode(const IndexExpression& node);
   Value evaluateNode(const PartExpression& node);
@@ -183,7 +185,6 @@ class Interpreter {
 
   ErrorRecord recordCurrentException();
   void runInWorkspace(const std::function<void()>& action);
-  void checkInterruption() const;
 
   SymbolTable workspaceSymbols_;
   std::string workspaceFile_;
@@ -197,7 +198,6 @@ class Interpreter {
   ErrorRecord lastError_;
   /// Where the error on its way arose; empty until a function has been left.
   std::vector<StackEntry> errorStack_;
-  std::atomic<bool> isInterrupted_ = false;
 };
 
 }  // namespace tessel

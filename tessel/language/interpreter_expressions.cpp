@@ -10,7 +10,7 @@
 namespace tessel {
 namespace {
 
-const MemberName kColon{"colon"}, kHorzcat{"horzcat"}, kVertcat{"vertcat"};
+const MemberName kHorzcat{"horzcat"}, kVertcat{"vertcat"};
 
 /// Are all elements real double scalars, as many in each row?
 bool isScalarTable(const std::vector<Arrays>& rows) {
@@ -50,6 +50,8 @@ HostArray cellOfRows(std::vector<Arrays> rows) {
 }
 
 }  // namespace
+
+const MemberName Interpreter::kColon{"colon"};
 
 Value Interpreter::evaluate(const Expression& expression) {
   return std::visit([this](const auto& node) { return evaluateNode(node); }, expression.node);
@@ -113,12 +115,14 @@ Value Interpreter::callOperator(const MemberName& method, Arrays&& operands) {
   return Value(std::move(results[0]));
 }
 
-Value Interpreter::evaluateNode(const RangeExpression& node) {
+Arrays Interpreter::rangeEnds(const RangeExpression& node) {
   Arrays ends = arraysOf(evaluate(*node.start).toArray());
   if (node.step) ends.push_back(evaluate(*node.step).toArray());
   ends.push_back(evaluate(*node.stop).toArray());
-  return callOperator(kColon, std::move(ends));
+  return ends;
 }
+
+Value Interpreter::evaluateNode(const RangeExpression& node) { return callOperator(kColon, rangeEnds(node)); }
 
 std::vector<Arrays> Interpreter::evaluateRows(const MatrixLiteral& node) {
   std::vector<Arrays> rows;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include "tessel/interpreter.h"
+#include "tessel/interruption.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/language/interpreter_scopes.h"
 #include "tessel/runtime/arithmetic.h"
@@ -43,7 +44,7 @@ Interpreter::Flow Interpreter::execute(const Statement& statement) {
   frame_->line = statement.line;
   // Whoever executes a statement has dealt with the error before it.
   if (!errorStack_.empty()) errorStack_.clear();
-  checkInterruption();
+  raiseIfInterrupted();
   return std::visit([this](const auto& node) { return executeNode(node); }, statement.node);
 }
 
@@ -117,32 +118,45 @@ Interpreter::Flow Interpreter::executeNode(const WhileStatement& node) {
   while (isTrue(evaluate(*node.condition))) {
     if (const auto flow = executePass(node.body)) return *flow;
     frame_->line = line;
-    checkInterruption();
+    raiseIfInterrupted();
+  }
+  return Flow::Normal;
+}
+
+template <class ValueAt>
+Interpreter::Flow Interpreter::executeLoop(const ForStatement& node, std::size_t count,
+                                           const ValueAt& valueAt) {
+  for (std::size_t k = 0; k < count; ++k) {
+    frame_->slots[node.slot] = valueAt(k);
+    if (const auto flow = executePass(node.body)) return *flow;
+    raiseIfInterrupted();
   }
   return Flow::Normal;
 }
 
 Interpreter::Flow Interpreter::executeNode(const ForStatement& node) {
-  HostArray range = evaluate(*node.range).toArray();
+  HostArray range;
+  if (const auto* literal = std::get_if<RangeExpression>(&node.range->node)) {
+    Arrays ends = rangeEnds(*literal);
+    // A row of numbers that nobody else sees is not made.
+    if (const auto steps = doubleSteps(ends)) {
+      return executeLoop(node, steps->count(), [&](std::size_t k) { return Value((*steps)[k]); });
+    }
+    range = callOperator(kColon, std::move(ends)).toArray();
+  } else {
+    range = evaluate(*node.range).toArray();
+  }
   const bool isIndexedByClass = hasMethod(range, "subsref");
   const ColumnShape shape = columnShape(range, isIndexedByClass && hasMethod(range, "size"));
   if (shape.rows == 0) return Flow::Normal;
   const bool isNumberRow = shape.rows == 1 && range.arrayClass() == ArrayClass::Double && !range.isComplex();
   IndexPath path{{tessel::IndexLevel::Kind::Paren, {HostArray::text(":"), HostArray()}, {}}};
-  for (std::size_t column = 0; column < shape.columns; ++column) {
-    Value value;
-    if (isNumberRow) {
-      value = Value(range.real<double>()[column]);
-    } else if (range.isFunction()) {
-      value = Value(range);
-    } else {
-      path[0].subscripts[1] = HostArray::scalar(static_cast<double>(column + 1));
-      value = Value(reference(range, path).at(0));
-    }
-    frame_->slots[node.slot] = std::move(value);
-    if (const auto flow = executePass(node.body)) return *flow;
-  }
-  return Flow::Normal;
+  return executeLoop(node, shape.columns, [&](std::size_t column) {
+    if (isNumberRow) return Value(range.real<double>()[column]);
+    if (range.isFunction()) return Value(range);
+    path[0].subscripts[1] = HostArray::scalar(static_cast<double>(column + 1));
+    return Value(reference(range, path).at(0));
+  });
 }
 
 Interpreter::Flow Interpreter::executeNode(const SwitchStatement& node) {

@@ -252,6 +252,7 @@ HostArray logicalNot(const HostArray& a) {
 namespace {
 
 constexpr double kLongestRange = 0x1p40;
+constexpr double kDoublePrecision = 0x1p-52;
 
 /// The number of steps from `first` that do not pass `last`, where passing it by rounding errors of the ends
 /// does not count; −1 when there is none.
@@ -275,6 +276,22 @@ ArrayClass rangeClass(const HostArray& first, const HostArray& step, const HostA
 
 }  // namespace
 
+template <class E>
+EqualSteps<E>::EqualSteps(E first, E step, E last, double precision) : first_(first), step_(step), last_(last) {
+  const double steps = stepCount(first, step, last, precision);
+  if (!(steps < kLongestRange)) raiseError("Tessel:rangeTooLarge", "The range has too many elements.");
+  count_ = static_cast<std::size_t>(steps + 1);
+}
+
+std::optional<EqualSteps<double>> doubleSteps(const Arrays& ends) {
+  for (const HostArray& end : ends) {
+    const bool isNumber = end.arrayClass() == ArrayClass::Double && end.isScalar() && !end.isComplex();
+    if (!isNumber || std::isnan(end.realAt(0))) return std::nullopt;
+  }
+  return EqualSteps<double>(ends.front().realAt(0), ends.size() == 3 ? ends[1].realAt(0) : 1,
+                            ends.back().realAt(0), kDoublePrecision);
+}
+
 HostArray colon(const HostArray& first, const HostArray& step, const HostArray& last) {
   const ArrayClass resultClass = rangeClass(first, step, last);
   const bool isText = first.isChar() && last.isChar();
@@ -285,17 +302,12 @@ HostArray colon(const HostArray& first, const HostArray& step, const HostArray& 
     loadElements(step, false, 0, 1, 1, &increment);
     loadElements(last, false, 0, 1, 1, &end);
     if (start != start || increment != increment || end != end) return HostArray::scalar(std::nan(""));
-    const double precision = resultClass == ArrayClass::Single ? 0x1p-23 : 0x1p-52;
-    const double steps = stepCount(start, increment, end, precision);
-    if (!(steps < kLongestRange)) raiseError("Tessel:rangeTooLarge", "The range has too many elements.");
-    const auto count = static_cast<std::size_t>(steps + 1);
-    HostArray result = HostArray::zeros(isText ? ArrayClass::Char : resultClass, {1, count});
+    const EqualSteps<E> steps(start, increment, end,
+                              resultClass == ArrayClass::Single ? 0x1p-23 : kDoublePrecision);
+    HostArray result = HostArray::zeros(isText ? ArrayClass::Char : resultClass, {1, steps.count()});
     Results<E, E> results(result);
-    forEachBlock(count, [&](std::size_t from, std::size_t length) {
-      results.fill(from, length, [&](std::size_t i) {
-        const E value = start + static_cast<E>(from + i) * increment;
-        return increment > 0 ? std::min(value, end) : std::max(value, end);
-      });
+    forEachBlock(steps.count(), [&](std::size_t from, std::size_t length) {
+      results.fill(from, length, [&](std::size_t i) { return steps[from + i]; });
     });
     return result;
   });

@@ -7,6 +7,8 @@
 /// "Tessel:UndefinedFunction". A complex result whose imaginary parts are all zero becomes real.
 #pragma once
 
+#include <algorithm>
+#include <optional>
 #include <vector>
 
 #include "tessel/array.h"
@@ -42,6 +44,26 @@ HostArray logicalNot(const HostArray& a);
 /// The class is that of arithmetic between the arguments, char when both ends are. Raises
 /// "Tessel:rangeTooLarge", and "Tessel:mustBeScalar" for anything but real scalars.
 HostArray colon(const HostArray& first, const HostArray& step, const HostArray& last);
+
+/// The numbers `first`, `first` + `step`, … up to `last`, which the last one does not pass: a row that is not
+/// made. `step` may lead away from `last` or be zero; then there are none. Raises "Tessel:rangeTooLarge".
+template <class E>
+class EqualSteps {
+ public:
+  /// `precision` is that of the ends: passing `last` by their rounding errors does not count.
+  EqualSteps(E first, E step, E last, double precision);
+  std::size_t count() const { return count_; }
+  E operator[](std::size_t k) const {
+    const E value = first_ + static_cast<E>(k) * step_;
+    return step_ > 0 ? std::min(value, last_) : std::max(value, last_);
+  }
+
+ private:
+  E first_, step_, last_;
+  std::size_t count_;
+};
+/// The steps of `colon` on these arguments, when they are real double scalars and none is NaN.
+std::optional<EqualSteps<double>> doubleSteps(const Arrays& ends);
 
 /// The operators above and those of matrices as functions of the host: "plus", "mtimes", "and", "colon", ….
 std::vector<FunctionInfo> arithmeticFunctions();

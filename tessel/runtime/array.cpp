@@ -62,14 +62,47 @@ std::size_t elementCount(const Dimensions& dims) {
   return count;
 }
 
-void requireMemory(std::size_t count, std::size_t bytesEach) {
+bool hasMemory(std::size_t count, std::size_t bytesEach) {
   static const std::size_t available =
       static_cast<std::size_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-  if (count > available / bytesEach) raiseTooLarge();
+  return count <= available / bytesEach;
+}
+
+void requireMemory(std::size_t count, std::size_t bytesEach) {
+  if (!hasMemory(count, bytesEach)) raiseTooLarge();
 }
 
 std::size_t elementSize(ArrayClass arrayClass) {
   return visitElementType(arrayClass, [](auto zero) { return sizeof zero; });
+}
+
+// Storage that holds arrays may hold itself so many times over that a destructor which calls itself for the
+// inner ones would use up the stack. While one is being destroyed, the inner ones wait in a list that is
+// threaded through them.
+void HostArray::Data::destroy(Data* data) noexcept {
+  thread_local Data* doomed = nullptr;
+  thread_local bool isDestroying = false;
+  data->nextDoomed = std::exchange(doomed, data);
+  if (std::exchange(isDestroying, true)) return;
+  while (doomed != nullptr) delete std::exchange(doomed, doomed->nextDoomed);
+  isDestroying = false;
+}
+
+template <class Content>
+std::shared_ptr<HostArray::Data> HostArray::Data::share(Dimensions dims, std::size_t numel, Content content) {
+  std::shared_ptr<Data> data;
+  if constexpr (std::is_same_v<Content, NumericContent>)
+    data = std::make_shared<Data>();
+  else
+    data.reset(new Data, destroy);
+  data->dims = std::move(dims);
+  data->numel = numel;
+  data->content = std::move(content);
+  return data;
+}
+
+std::shared_ptr<HostArray::Data> HostArray::Data::copyOf(const Data& data) {
+  return std::visit([&](const auto& held) { return share(data.dims, data.numel, held); }, data.content);
 }
 
 // Making arrays
@@ -92,10 +125,9 @@ HostArray HostArray::unset(ArrayClass arrayClass, Dimensions dims, bool isComple
     a.smallCount_ = static_cast<std::uint8_t>(dims[0]);
     return a;
   }
-  a.data_ = std::make_shared<Data>();
-  a.data_->numel = elementCount(dims);
-  a.data_->dims = std::move(dims);
-  requireMemory(a.data_->numel, elementSize(arrayClass));
+  const std::size_t count = elementCount(dims);
+  requireMemory(count, elementSize(arrayClass));
+  a.data_ = Data::share(std::move(dims), count, NumericContent());
   auto& content = std::get<NumericContent>(a.data_->content);
   content.real.resize(a.data_->numel * elementSize(arrayClass));
   content.isComplex = isComplex;
@@ -128,24 +160,23 @@ HostArray HostArray::charMatrix(const std::vector<std::string>& rows) {
 HostArray HostArray::cell(Dimensions dims) {
   HostArray a;
   a.class_ = ArrayClass::Cell;
-  a.data_ = std::make_shared<Data>();
-  a.data_->dims = normalized(std::move(dims));
-  a.data_->numel = elementCount(a.data_->dims);
-  requireMemory(a.data_->numel, sizeof(HostArray));
-  a.data_->content.emplace<CellContent>(a.data_->numel);
+  dims = normalized(std::move(dims));
+  const std::size_t count = elementCount(dims);
+  requireMemory(count, sizeof(HostArray));
+  a.data_ = Data::share(std::move(dims), count, CellContent(count));
   return a;
 }
 
 HostArray HostArray::structure(Dimensions dims, std::vector<std::string> fields) {
   HostArray a;
   a.class_ = ArrayClass::Struct;
-  a.data_ = std::make_shared<Data>();
-  a.data_->dims = normalized(std::move(dims));
-  a.data_->numel = elementCount(a.data_->dims);
-  requireMemory(a.data_->numel, sizeof(HostArray) * std::max<std::size_t>(fields.size(), 1));
-  StructContent& content = a.data_->content.emplace<StructContent>();
-  content.values.assign(fields.size(), CellContent(a.data_->numel));
+  dims = normalized(std::move(dims));
+  const std::size_t count = elementCount(dims);
+  requireMemory(count, sizeof(HostArray) * std::max<std::size_t>(fields.size(), 1));
+  StructContent content;
+  content.values.assign(fields.size(), CellContent(count));
   content.names = std::move(fields);
+  a.data_ = Data::share(std::move(dims), count, std::move(content));
   return a;
 }
 
@@ -165,23 +196,20 @@ HostArray HostArray::objects(std::vector<std::shared_ptr<HostObject>> objects, D
   }
   HostArray a;
   a.class_ = ArrayClass::Object;
-  a.data_ = std::make_shared<Data>();
-  a.data_->dims = normalized(std::move(dims));
-  a.data_->numel = elementCount(a.data_->dims);
-  assert(a.data_->numel == objects.size());
-  ObjectContent& content = a.data_->content.emplace<ObjectContent>();
+  dims = normalized(std::move(dims));
+  const std::size_t count = elementCount(dims);
+  assert(count == objects.size());
+  ObjectContent content;
   if (!objects.empty() && objects.front() != nullptr) content.hostClass = &objects.front()->hostClass();
   content.elements = std::move(objects);
+  a.data_ = Data::share(std::move(dims), count, std::move(content));
   return a;
 }
 
 HostArray HostArray::function(std::shared_ptr<const FunctionValue> function) {
   HostArray a;
   a.class_ = ArrayClass::Function;
-  a.data_ = std::make_shared<Data>();
-  a.data_->dims = kOneElement;
-  a.data_->numel = 1;
-  a.data_->content = std::move(function);
+  a.data_ = Data::share(kOneElement, 1, std::move(function));
   return a;
 }
 
@@ -233,20 +261,17 @@ void HostArray::reshape(Dimensions dims) {
 
 HostArray::Data& HostArray::unshared() {
   if (data_ == nullptr) {
-    auto data = std::make_shared<Data>();
-    data->dims = dims();
-    data->numel = smallCount_;
     if (isObject()) {
-      data->content = ObjectContent{&object_->hostClass(), {object_}};
+      data_ = Data::share(dims(), smallCount_, ObjectContent{&object_->hostClass(), {object_}});
       object_.reset();
     } else {
-      auto& bytes = std::get<NumericContent>(data->content).real;
-      bytes.assign(small_.begin(),
-                   small_.begin() + static_cast<std::ptrdiff_t>(smallCount_ * elementSize(class_)));
+      NumericContent content;
+      content.real.assign(small_.begin(),
+                          small_.begin() + static_cast<std::ptrdiff_t>(smallCount_ * elementSize(class_)));
+      data_ = Data::share(dims(), smallCount_, std::move(content));
     }
-    data_ = std::move(data);
   } else if (data_.use_count() > 1) {
-    data_ = std::make_shared<Data>(*data_);
+    data_ = Data::copyOf(*data_);
   }
   return *data_;
 }

@@ -51,12 +51,26 @@ struct HostArray::Data {
   Dimensions dims;
   std::size_t numel = 0;
   std::variant<NumericContent, CellContent, StructContent, ObjectContent, FunctionContent> content;
+  /// Links what waits to be destroyed; see `share`.
+  Data* nextDoomed = nullptr;
+
+  /// The storage for an array. What holds other arrays is destroyed without recursion, however deep they are
+  /// nested.
+  template <class Content>
+  static std::shared_ptr<Data> share(Dimensions dims, std::size_t numel, Content content);
+  /// A copy for an array of its own.
+  static std::shared_ptr<Data> copyOf(const Data& data);
+
+ private:
+  static void destroy(Data* data) noexcept;
 };
 
 /// Sizes with at least two entries and no trailing ones beyond the second.
 Dimensions normalized(Dimensions dims);
 /// The product of the sizes. Raises "Tessel:arrayTooLarge" when it does not fit.
 std::size_t elementCount(const Dimensions& dims);
+/// Whether the machine's memory could hold `count` things of `bytesEach`.
+bool hasMemory(std::size_t count, std::size_t bytesEach);
 /// Raises "Tessel:arrayTooLarge" when `count` things of `bytesEach` exceed the machine's memory.
 void requireMemory(std::size_t count, std::size_t bytesEach);
 /// Bytes of one element of a numeric class, logical or char.

@@ -3,8 +3,10 @@
 #include <cblas.h>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
+#include "tessel/interruption.h"
 #include "tessel/messages.h"
 #include "tessel/runtime/arithmetic.h"
 #include "tessel/runtime/convert.h"
@@ -71,12 +73,25 @@ struct ProductSize {
   int rows, inner, columns;
 };
 
+/// So many multiplications are done at once, about a tenth of a second, but those of a few columns in any case:
+/// fewer would make the library slow.
+constexpr double kMultiplicationsAtOnce = 4e8;
+constexpr int kLeastColumns = 8;
+
 /// product += factor · a·b, for column-major matrices.
 void addProduct(const ProductSize& size, double factor, const DoublePart& a, const DoublePart& b,
                 double* product) {
   if (size.rows == 0 || size.inner == 0 || size.columns == 0) return;
-  cblas_dgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, size.rows, size.columns, size.inner, factor, a.data(),
-              size.rows, b.data(), size.inner, 1.0, product, size.rows);
+  const double wanted = kMultiplicationsAtOnce / (static_cast<double>(size.rows) * size.inner);
+  const int atOnce =
+      static_cast<int>(std::clamp<double>(wanted, kLeastColumns, std::max(size.columns, kLeastColumns)));
+  for (int first = 0; first < size.columns; first += atOnce) {
+    const auto column = static_cast<std::size_t>(first);
+    cblas_dgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, size.rows, std::min(atOnce, size.columns - first),
+                size.inner, factor, a.data(), size.rows, b.data() + column * size.inner, size.inner, 1.0,
+                product + column * size.rows, size.rows);
+    raiseIfInterrupted();
+  }
 }
 
 HostArray floatProduct(const HostArray& a, const HostArray& b, const ProductSize& size,
@@ -101,9 +116,11 @@ HostArray integerProduct(const HostArray& a, const HostArray& b, ArrayClass resu
   loadElements(a, false, 0, 1, left.size(), left.data());
   loadElements(b, false, 0, 1, right.size(), right.data());
   for (std::size_t column = 0; column < columns; ++column)
-    for (std::size_t k = 0; k < inner; ++k)
+    for (std::size_t k = 0; k < inner; ++k) {
       for (std::size_t row = 0; row < rows; ++row)
         sums[column * rows + row] += left[k * rows + row] * right[column * inner + k];
+      raiseIfInterrupted();
+    }
   HostArray product = HostArray::zeros(resultClass, {rows, columns});
   storeElements(product, false, 0, 1, sums.size(), sums.data());
   return product;

@@ -12,6 +12,7 @@
 #include <readline/history.h>
 #include <readline/readline.h>
 
+#include "tessel/runtime/interruption.h"
 #include "tessel/shell/completion.h"
 #include "tessel/shell/session.h"
 
@@ -27,7 +28,7 @@ volatile std::sig_atomic_t wasInterrupted = 0;
 
 void onInterrupt(int) {
   wasInterrupted = 1;
-  promptInterpreter->interrupt();
+  requestInterruption();
 }
 
 /// Called by readline after a signal: gives the line up, and with it the block that it belongs to.

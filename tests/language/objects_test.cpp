@@ -9,6 +9,7 @@
 #include "tessel/objects.h"
 #include "tessel/runtime/console.h"
 #include "tessel/runtime/indexing.h"
+#include "tessel/runtime/interruption.h"
 
 namespace tessel {
 namespace {
@@ -271,7 +272,7 @@ TEST(Interpreter, CanBeInterrupted) {
   Interpreter interpreter;
   registerFunction({"interruptNow",
                     [&](Arrays&, int) -> Arrays {
-                      interpreter.interrupt();
+                      requestInterruption();
                       return {};
                     },
                     0, 0, 0, ""});

@@ -3,6 +3,7 @@
 
 #include <functional>
 
+#include "tessel/interruption.h"
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
@@ -181,26 +182,21 @@ Arrays callRmfield(Arrays& in, int) {
 
 // Equality
 
-bool areEqual(const HostArray& a, const HostArray& b);
+/// Two arrays whose contents are to be compared.
+using Pair = std::pair<const HostArray*, const HostArray*>;
 
 bool elementsEqual(const HostArray& a, const HostArray& b) {
   const HostArray same = eq(a, b);
   return std::all_of(same.real<bool>(), same.real<bool>() + same.numel(), std::identity{});
 }
 
-bool structuresEqual(const HostArray& a, const HostArray& b) {
+/// Adds the values of the fields, in reverse order, if the fields are the same.
+bool fieldsAgree(const HostArray& a, const HostArray& b, std::vector<Pair>& inner) {
   if (a.fieldNames().size() != b.fieldNames().size()) return false;
-  return std::all_of(a.fieldNames().begin(), a.fieldNames().end(), [&](const std::string& field) {
-    if (!b.hasField(field)) return false;
-    for (std::size_t k = 0; k < a.numel(); ++k)
-      if (!areEqual(a.fieldAt(field, k), b.fieldAt(field, k))) return false;
-    return true;
-  });
-}
-
-bool cellsEqual(const HostArray& a, const HostArray& b) {
-  for (std::size_t k = 0; k < a.numel(); ++k)
-    if (!areEqual(a.cellAt(k), b.cellAt(k))) return false;
+  for (auto field = a.fieldNames().rbegin(); field != a.fieldNames().rend(); ++field) {
+    if (!b.hasField(*field)) return false;
+    for (std::size_t k = a.numel(); k-- > 0;) inner.emplace_back(&a.fieldAt(*field, k), &b.fieldAt(*field, k));
+  }
   return true;
 }
 
@@ -210,8 +206,9 @@ bool objectsIdentical(const HostArray& a, const HostArray& b) {
   return true;
 }
 
-/// Objects with a method `isequal` answer by it, also inside cells and structures.
-bool areEqual(const HostArray& a, const HostArray& b) {
+/// Compares all but the contents of cells and structures, which are added to `inner`. Objects with a method
+/// `isequal` answer by it.
+bool areEqualOutside(const HostArray& a, const HostArray& b, std::vector<Pair>& inner) {
   for (const HostArray* side : {&a, &b}) {
     const HostClass* hostClass = side->isObject() ? classOf(*side) : nullptr;
     if (hostClass != nullptr && hostClass->findMethod("isequal") != nullptr) {
@@ -222,11 +219,26 @@ bool areEqual(const HostArray& a, const HostArray& b) {
   if (a.dims() != b.dims()) return false;
   if (isNumberClass(a) && isNumberClass(b)) return elementsEqual(a, b);
   if (a.arrayClass() != b.arrayClass()) return false;
-  if (a.isCell()) return cellsEqual(a, b);
-  if (a.isStruct()) return structuresEqual(a, b);
+  if (a.isStruct()) return fieldsAgree(a, b, inner);
+  if (a.isCell()) {
+    for (std::size_t k = a.numel(); k-- > 0;) inner.emplace_back(&a.cellAt(k), &b.cellAt(k));
+    return true;
+  }
   if (a.isFunction())
     return a.functionValue() == b.functionValue() || a.functionValue()->text() == b.functionValue()->text();
   return objectsIdentical(a, b);
+}
+
+/// Without recursion: cells and structures may be nested deeper than the stack is.
+bool areEqual(const HostArray& a, const HostArray& b) {
+  std::vector<Pair> open{{&a, &b}};
+  while (!open.empty()) {
+    const auto [left, right] = open.back();
+    open.pop_back();
+    if (!areEqualOutside(*left, *right, open)) return false;
+    raiseIfInterrupted();
+  }
+  return true;
 }
 
 Arrays callIsequal(Arrays& in, int) {

@@ -2,6 +2,7 @@
 #include <functional>
 #include <numeric>
 
+#include "tessel/interruption.h"
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
@@ -76,7 +77,10 @@ template <class Line, class Before>
 std::vector<std::size_t> sortedOrder(const Line& line, bool descending, const Before& before) {
   std::vector<std::size_t> order(line.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
+  constexpr std::size_t kComparisonsAtOnce = 1 << 16;
+  std::size_t comparisons = 0;
   std::stable_sort(order.begin(), order.end(), [&](std::size_t i, std::size_t k) {
+    if (++comparisons % kComparisonsAtOnce == 0) raiseIfInterrupted();
     return descending ? before(line[k], line[i]) : before(line[i], line[k]);
   });
   return order;

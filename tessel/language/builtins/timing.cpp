@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "tessel/console.h"
+#include "tessel/interruption.h"
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
@@ -84,7 +85,13 @@ Arrays callPause(Arrays& in, int) {
   const double seconds = numberArgument("pause", in[0]);
   if (!(seconds >= 0 && seconds <= 1e6))
     raiseInvalidArgument("pause", "the time must be from 0 to 1e6 seconds.");
-  std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+  const auto end =
+      Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+  constexpr Clock::duration kSlice = std::chrono::milliseconds(50);
+  for (auto left = end - Clock::now(); left > Clock::duration::zero(); left = end - Clock::now()) {
+    std::this_thread::sleep_for(std::min(left, kSlice));
+    raiseIfInterrupted();
+  }
   return {};
 }
 
