@@ -3,8 +3,10 @@
 #include <cmath>
 #include <cstdio>
 #include <deque>
+#include <new>
 #include <variant>
 
+#include "tessel/interruption.h"
 #include "tessel/messages.h"
 #include "tessel/runtime/elements.h"
 
@@ -13,18 +15,17 @@ namespace {
 
 using Item = std::variant<long double, std::string>;
 
-void appendItems(std::deque<Item>& items, const HostArray& value) {
-  if (value.isText()) {
-    items.emplace_back(value.toText());
-    return;
-  }
+void requireFormattable(const HostArray& value) {
   if (!value.isNumeric() && !value.isLogical() && !value.isChar()) {
     raiseError("Tessel:invalidArgument", "Values of class '" + value.className() + "' cannot be formatted.");
   }
-  std::vector<long double> re(value.numel()), im(value.numel());
-  loadElements(value, false, 0, 1, re.size(), re.data());
-  loadElements(value, true, 0, 1, im.size(), im.data());
-  for (std::size_t i = 0; i < re.size(); ++i) {
+}
+
+void appendItems(std::deque<Item>& items, const HostArray& value, std::size_t first, std::size_t count) {
+  std::vector<long double> re(count), im(count);
+  loadElements(value, false, first, 1, count, re.data());
+  loadElements(value, true, first, 1, count, im.data());
+  for (std::size_t i = 0; i < count; ++i) {
     items.emplace_back(re[i]);
     if (value.isComplex()) items.emplace_back(im[i]);
   }
@@ -38,12 +39,38 @@ struct Piece {
 
 constexpr std::string_view kConversions = "diuoxXcsfFeEgGaA";
 
+/// Widths and precisions are at most this.
+constexpr long double kLongestField = 10'000'000;
+
+long double checkedLength(long double length) {
+  if (!(std::abs(length) <= kLongestField)) {
+    raiseError("Tessel:invalidFormat", "The width and the precision of a conversion are at most 10000000.");
+  }
+  return length;
+}
+
+/// Moves a width or precision, digits or a star, from the format to `text`.
+void takeLength(std::string_view format, std::size_t& at, std::string& text) {
+  if (at < format.size() && format[at] == '*') {
+    text += format[at++];
+    return;
+  }
+  long double length = 0;
+  for (; at < format.size() && format[at] >= '0' && format[at] <= '9'; ++at) {
+    length = checkedLength(10 * length + (format[at] - '0'));
+    text += format[at];
+  }
+}
+
 Piece parseConversion(std::string_view format, std::size_t& at) {
   Piece piece;
   while (at < format.size() && std::string_view("-+ 0#").find(format[at]) != std::string_view::npos)
     piece.text += format[at++];
-  while (at < format.size() && std::string_view("0123456789.*").find(format[at]) != std::string_view::npos)
+  takeLength(format, at, piece.text);
+  if (at < format.size() && format[at] == '.') {
     piece.text += format[at++];
+    takeLength(format, at, piece.text);
+  }
   while (at < format.size() && (format[at] == 'l' || format[at] == 'h')) ++at;
   if (at == format.size() || kConversions.find(format[at]) == std::string_view::npos) {
     raiseError("Tessel:invalidFormat", "The format '" + std::string(format) + "' has an unknown conversion.");
@@ -75,7 +102,8 @@ std::vector<Piece> parseFormat(std::string_view format) {
 template <class... Arguments>
 std::string printed(const std::string& directive, Arguments... arguments) {
   const int length = std::snprintf(nullptr, 0, directive.c_str(), arguments...);
-  std::string text(static_cast<std::size_t>(std::max(length, 0)) + 1, '\0');
+  if (length < 0) throw std::bad_alloc();
+  std::string text(static_cast<std::size_t>(length) + 1, '\0');
   std::snprintf(text.data(), text.size(), directive.c_str(), arguments...);
   text.pop_back();
   return text;
@@ -130,35 +158,61 @@ std::string printNumber(const Piece& piece, long double value) {
 /// Walks through the elements while the format is applied.
 class Formatter {
  public:
-  Formatter(std::string_view format, std::span<const HostArray> values) : pieces_(parseFormat(format)) {
-    for (const HostArray& value : values) appendItems(items_, value);
+  Formatter(std::string_view format, std::span<const HostArray> values)
+      : pieces_(parseFormat(format)), values_(values) {
+    for (const HostArray& value : values) requireFormattable(value);
     hasConversions_ =
         std::any_of(pieces_.begin(), pieces_.end(), [](const Piece& p) { return p.conversion != 0; });
   }
 
   std::string run() {
-    const bool hadItems = !items_.empty();
+    const bool hadItems = hasItems();
     do {
       for (const Piece& piece : pieces_) {
         if (piece.conversion == 0)
           out_ += piece.text;
-        else if (!items_.empty())
-          convert(piece);
+        else if (hasItems())
+          convert(piece), raiseIfInterrupted();
         else if (hadItems)
           return std::move(out_);
       }
-    } while (!items_.empty() && hasConversions_);
+    } while (hasItems() && hasConversions_);
     return std::move(out_);
   }
 
  private:
+  /// Whether there is another item; takes it from the values where none waits.
+  bool hasItems() {
+    constexpr std::size_t kAtOnce = 1024;
+    while (items_.empty() && !values_.empty()) {
+      const HostArray& value = values_.front();
+      const std::size_t count = value.isText() ? 1 : value.numel();
+      if (taken_ >= count) {
+        values_ = values_.subspan(1);
+        taken_ = 0;
+        continue;
+      }
+      if (value.isText())
+        items_.emplace_back(value.toText());
+      else
+        appendItems(items_, value, taken_, std::min(kAtOnce, count - taken_));
+      taken_ += kAtOnce;
+    }
+    return !items_.empty();
+  }
+
   void convert(Piece piece) {
     for (std::size_t star; (star = piece.text.find('*')) != std::string::npos;) {
-      if (items_.empty()) return;
-      piece.text.replace(star, 1,
-                         std::to_string(static_cast<int>(std::clamp(takeNumber(), -4096.0L, 4096.0L))));
+      if (!hasItems()) return;
+      const auto length = static_cast<int>(checkedLength(takeNumber()));
+      const bool isPrecision = star > 0 && piece.text[star - 1] == '.';
+      // A negative precision is none.
+      if (isPrecision && length < 0)
+        piece.text.erase(star - 1);
+      else
+        piece.text.replace(star, 1, std::to_string(length));
     }
-    if (items_.empty()) return;
+    if (!hasItems()) return;
     if (piece.conversion == 's' && std::holds_alternative<std::string>(items_.front())) {
       out_ += printText(piece, std::get<std::string>(items_.front()));
       items_.pop_front();
@@ -172,8 +226,10 @@ class Formatter {
     if (const auto* front = std::get_if<std::string>(&items_.front())) {
       const std::string text = *front;
       items_.pop_front();
-      for (auto c = text.rbegin(); c != text.rend(); ++c)
+      for (auto c = text.rbegin(); c != text.rend(); ++c) {
+        raiseIfInterrupted();
         items_.emplace_front(static_cast<long double>(static_cast<unsigned char>(*c)));
+      }
       return !text.empty();
     }
     return true;
@@ -187,6 +243,8 @@ class Formatter {
   }
 
   std::vector<Piece> pieces_;
+  std::span<const HostArray> values_;
+  std::size_t taken_ = 0;  ///< elements of the first of `values_`
   std::deque<Item> items_;
   bool hasConversions_;
   std::string out_;
@@ -202,6 +260,7 @@ std::string unescaped(std::string_view text) {
   constexpr std::string_view letters = "abfnrtv\\'\"", characters = "\a\b\f\n\r\t\v\\'\"";
   std::string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
+    raiseIfInterrupted();
     if (text[i] != '\\' || i + 1 == text.size()) {
       out += text[i];
       continue;

@@ -1,11 +1,9 @@
 #include "tessel/shell/session.h"
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include <fmt/format.h>
+#include "tessel/language/files.h"
 
 namespace tessel {
 
@@ -43,15 +41,12 @@ bool runProgram(Interpreter& interpreter, std::string_view source, const std::st
 }
 
 std::optional<std::string> readProgram(const std::string& file) {
-  std::error_code ignored;
-  std::ifstream stream;
-  if (!std::filesystem::is_directory(file, ignored)) stream.open(file, std::ios::binary);
-  std::string text{std::istreambuf_iterator<char>(stream), {}};
-  if (!stream.is_open() || stream.bad()) {
-    printError(fmt::format("The file '{}' cannot be read.", file));
-    return std::nullopt;
+  try {
+    return readFile(file);
+  } catch (const HostError& error) {
+    printError(error.what());
   }
-  return text;
+  return std::nullopt;
 }
 
 }  // namespace tessel

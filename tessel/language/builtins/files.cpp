@@ -4,28 +4,17 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <random>
 
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
+#include "tessel/language/files.h"
 #include "tessel/messages.h"
 
 namespace tessel {
 namespace {
 
-[[noreturn]] void raiseNotFound(const std::string& name) {
-  raiseError("Tessel:fileNotFound", "Cannot open file '" + name + "'.");
-}
-
-std::string contentOf(const std::string& name) {
-  std::ifstream file(name, std::ios::binary);
-  std::string content(std::istreambuf_iterator<char>(file), {});
-  if (!file) raiseNotFound(name);
-  return content;
-}
-
-Arrays callFileread(Arrays& in, int) { return {HostArray::text(contentOf(textArgument("fileread", in[0])))}; }
+Arrays callFileread(Arrays& in, int) { return {HostArray::text(readFile(textArgument("fileread", in[0])))}; }
 
 /// The fields of a line: parted by `separator`, or by blanks where it is a blank.
 std::vector<std::string_view> fieldsOf(std::string_view line, char separator) {
@@ -82,7 +71,7 @@ std::vector<std::vector<double>> numberRows(std::string_view content) {
 }
 
 Arrays callReadmatrix(Arrays& in, int) {
-  const std::vector<std::vector<double>> rows = numberRows(contentOf(textArgument("readmatrix", in[0])));
+  const std::vector<std::vector<double>> rows = numberRows(readFile(textArgument("readmatrix", in[0])));
   std::size_t columns = 0;
   for (const auto& row : rows) columns = std::max(columns, row.size());
   HostArray result = HostArray::zeros(ArrayClass::Double, {rows.size(), columns});
@@ -93,12 +82,20 @@ Arrays callReadmatrix(Arrays& in, int) {
   return {result};
 }
 
+/// The name of a file to be changed: one with a NUL would reach another file, whose name ends there.
+std::string nameArgument(const char* function, const HostArray& argument) {
+  std::string name = textArgument(function, argument);
+  if (name.find('\0') != std::string::npos)
+    raiseInvalidArgument(function, "a file's name has no NUL character.");
+  return name;
+}
+
 /// Comma-separated, with as many digits as bring every value back.
 Arrays callWritematrix(Arrays& in, int) {
   const HostArray& a = in[0];
   requireReal("writematrix", a);
   if (a.dims().size() > 2) raiseError("Tessel:mustBe2D", "The argument must have two dimensions.");
-  const std::string name = textArgument("writematrix", in[1]);
+  const std::string name = nameArgument("writematrix", in[1]);
   std::vector<long double> values(a.numel());
   loadElements(a, false, 0, 1, values.size(), values.data());
   std::string content;
@@ -113,7 +110,7 @@ Arrays callWritematrix(Arrays& in, int) {
     content += '\n';
   }
   std::ofstream file(name, std::ios::binary);
-  if (!(file << content << std::flush)) raiseNotFound(name);
+  if (!(file << content << std::flush)) raiseFileNotFound(name);
   return {};
 }
 
@@ -128,10 +125,10 @@ Arrays callTempname(Arrays&, int) {
 }
 
 Arrays callDelete(Arrays& in, int) {
-  const std::string name = textArgument("delete", in[0]);
+  const std::string name = nameArgument("delete", in[0]);
   std::error_code error;
   if (!std::filesystem::is_regular_file(name, error) || !std::filesystem::remove(name, error))
-    raiseNotFound(name);
+    raiseFileNotFound(name);
   return {};
 }
 

@@ -1,10 +1,10 @@
 // Functions of texts and of cells of texts.
 #include <cctype>
 #include <functional>
-#include <regex>
 
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
+#include "tessel/language/regular_expression.h"
 #include "tessel/language/text_format.h"
 #include "tessel/messages.h"
 
@@ -247,27 +247,9 @@ Arrays callStrfind(Arrays& in, int) {
 
 // Regular expressions
 
-// The library's matcher recurses once a character.
-constexpr std::size_t kLongestMatched = 20000;
-
-void requireMatchable(const char* name, const std::string& text) {
-  if (text.size() > kLongestMatched)
-    raiseInvalidArgument(name, "the text is too long for a regular expression.");
-}
-
-std::regex expression(const char* name, const std::string& pattern, bool ignoresCase) {
-  try {
-    return std::regex(pattern,
-                      ignoresCase ? std::regex::ECMAScript | std::regex::icase : std::regex::ECMAScript);
-  } catch (const std::regex_error&) {
-    raiseError("Tessel:badExpression",
-               std::string("Function '") + name + "': '" + pattern + "' is no regular expression.");
-  }
-}
-
-HostArray tokensOf(const std::smatch& match) {
+HostArray tokensOf(const RegularExpression::Match& match, std::string_view text) {
   std::vector<std::string> tokens;
-  for (std::size_t k = match.size() > 1 ? 1 : 0; k < match.size(); ++k) tokens.push_back(match[k].str());
+  for (std::size_t k = match.size() > 1 ? 1 : 0; k < match.size(); ++k) tokens.emplace_back(match[k].in(text));
   return rowOfTexts(tokens);
 }
 
@@ -276,15 +258,14 @@ struct Matches {
   Arrays starts, ends, tokenExtents, texts, tokens;
   std::vector<std::string> between;
 
-  Matches(const std::string& text, const std::regex& pattern) {
+  Matches(const std::string& text, const RegularExpression& expression) {
     std::size_t last = 0;
-    for (std::sregex_iterator at(text.begin(), text.end(), pattern), none; at != none; ++at) {
-      const auto begin = static_cast<std::size_t>(at->position()),
-                 end = begin + static_cast<std::size_t>(at->length());
+    for (const RegularExpression::Match& match : expression.matchesIn(text)) {
+      const auto [begin, end] = match[0];
       starts.push_back(HostArray::scalar(static_cast<double>(begin + 1)));
       ends.push_back(HostArray::scalar(static_cast<double>(end)));
-      texts.push_back(HostArray::text(at->str()));
-      tokens.push_back(tokensOf(*at));
+      texts.push_back(HostArray::text(match[0].in(text)));
+      tokens.push_back(tokensOf(match, text));
       between.push_back(text.substr(last, begin - last));
       last = end;
     }
@@ -318,7 +299,6 @@ template <bool IgnoresCase>
 Arrays callRegexp(Arrays& in, int) {
   const char* name = IgnoresCase ? "regexpi" : "regexp";
   const std::string text = textArgument(name, in[0]);
-  requireMatchable(name, text);
   std::vector<std::string> kinds;
   bool once = false;
   for (std::size_t k = 2; k < in.size(); ++k) {
@@ -330,7 +310,7 @@ Arrays callRegexp(Arrays& in, int) {
   }
   for (const char* kind : {"start", "end", "match", "tokens", "split"})
     if (std::find(kinds.begin(), kinds.end(), kind) == kinds.end()) kinds.emplace_back(kind);
-  const Matches matches(text, expression(name, textArgument(name, in[1]), IgnoresCase));
+  const Matches matches(text, RegularExpression(name, textArgument(name, in[1]), IgnoresCase));
   Arrays outputs;
   for (const std::string& kind : kinds) outputs.push_back(matches.get(kind, once));
   return outputs;
@@ -338,14 +318,10 @@ Arrays callRegexp(Arrays& in, int) {
 
 /// Tokens are $1 to $9 in the replacement, the whole match is $0.
 Arrays callRegexprep(Arrays& in, int) {
-  const std::regex pattern = expression("regexprep", textArgument("regexprep", in[1]), false);
-  std::string replacement = unescaped(textArgument("regexprep", in[2]));
-  for (std::size_t at = 0; (at = replacement.find("$0", at)) != std::string::npos; at += 2)
-    replacement.replace(at, 2, "$&");
-  return {changedTexts("regexprep", in[0], [&](const std::string& text) {
-    requireMatchable("regexprep", text);
-    return std::regex_replace(text, pattern, replacement);
-  })};
+  const RegularExpression expression("regexprep", textArgument("regexprep", in[1]), false);
+  const std::string replacement = unescaped(textArgument("regexprep", in[2]));
+  return {changedTexts("regexprep", in[0],
+                       [&](const std::string& text) { return expression.replaced(text, replacement); })};
 }
 
 Arrays callBlanks(Arrays& in, int) {

@@ -37,7 +37,7 @@ Arrays exist(Interpreter& interpreter, const Arrays& inputs) {
     code = 5;
   else if (isAsked("class") && findClass(name))
     code = 8;
-  else if (isAsked("file") && std::filesystem::exists(name))
+  else if (isAsked("file") && name.find('\0') == std::string::npos && std::filesystem::exists(name))
     code = 2;
   return {HostArray::scalar(code)};
 }

@@ -1,0 +1,46 @@
+#include "tessel/language/files.h"
+
+#include <cstdio>
+#include <memory>
+#include <new>
+#include <stdexcept>
+
+#include "tessel/interruption.h"
+#include "tessel/messages.h"
+#include "tessel/runtime/arraydata.h"
+
+namespace tessel {
+
+void raiseFileNotFound(const std::string& name) {
+  raiseError("Tessel:fileNotFound", "Cannot open file '" + name + "'.");
+}
+
+std::string readFile(const std::string& name) {
+  // The system would take what stands before the character for the name.
+  const bool isName = name.find('\0') == std::string::npos;
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(isName ? std::fopen(name.c_str(), "rb") : nullptr,
+                                                             std::fclose);
+  if (!file) raiseFileNotFound(name);
+  constexpr std::size_t kAtOnce = std::size_t{1} << 20;
+  std::string content;
+  const auto raiseTooLarge = [&] {
+    content = {};
+    raiseError("Tessel:outOfMemory", "There is not enough memory for the content of file '" + name + "'.");
+  };
+  try {
+    for (std::size_t got = kAtOnce; got == kAtOnce;) {
+      const std::size_t done = content.size();
+      if (!hasMemory(2 * (done + kAtOnce), 1)) raiseTooLarge();
+      content.resize(done + kAtOnce);
+      got = std::fread(content.data() + done, 1, kAtOnce, file.get());
+      content.resize(done + got);
+      raiseIfInterrupted();
+    }
+  } catch (const std::bad_alloc&) {
+    raiseTooLarge();
+  }
+  if (std::ferror(file.get()) != 0) raiseError("Tessel:fileNotReadable", "Cannot read file '" + name + "'.");
+  return content;
+}
+
+}  // namespace tessel
