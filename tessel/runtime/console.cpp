@@ -3,6 +3,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "tessel/messages.h"
+
 namespace tessel {
 
 namespace {
@@ -18,8 +20,8 @@ ConsoleRedirect::~ConsoleRedirect() { innermostRedirect = outer_; }
 void print(std::string_view text) {
   if (innermostRedirect != nullptr)
     innermostRedirect->text_ += text;
-  else
-    std::fwrite(text.data(), 1, text.size(), stdout);
+  else if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::ferror(stdout) != 0)
+    raiseError("Tessel:outputLost", "The output could not be written.");
 }
 
 void printFormatted(const char* format, ...) {

@@ -2,16 +2,20 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <iostream>
 #include <iterator>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "tessel/language/builtins/support.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/module.h"
+#include "tessel/runtime/interruption.h"
+#include "tessel/shell/interrupts.h"
 #include "tessel/shell/prompt.h"
 #include "tessel/shell/session.h"
 
@@ -47,33 +51,40 @@ bool runOptions(Interpreter& interpreter, Options options) {
   const bool isScript = !options.hasText && !options.rest.empty();
   const auto firstArgument = options.rest.begin() + (isScript ? 1 : 0);
   provideArguments({firstArgument, options.rest.end()});
+  const bool isPrompt = !options.hasText && !isScript && isatty(STDIN_FILENO);
+  if (isPrompt) {
+    runPrompt(interpreter);
+    return true;
+  }
+  endOnInterrupt();
   if (options.hasText) return runProgram(interpreter, options.text, "-e");
   if (isScript) return runScript(interpreter, options.rest[0]);
-  if (!isatty(STDIN_FILENO)) {
-    const std::string source{std::istreambuf_iterator<char>(std::cin), {}};
-    return runProgram(interpreter, source, "stdin");
-  }
-  runPrompt(interpreter);
-  return true;
+  const std::string source{std::istreambuf_iterator<char>(std::cin), {}};
+  return runProgram(interpreter, source, "stdin");
+}
+
+/// The exit status of a program that ends with `status`, once all that it printed is written. An error has been
+/// printed when `isReported`.
+int finished(int status, bool isReported) {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+  if (!isReported) printError("The output could not be written.");
+  return status == 0 ? 1 : status;
 }
 
 int runShell(const Options& options) {
   Interpreter interpreter;
-  bool isGood = false;
   try {
     if (!options.withoutModule) loadModule("qfcore");
-    isGood = runOptions(interpreter, options);
+    if (runOptions(interpreter, options)) return finished(0, false);
+    return finished(isInterruptionRequested() ? kInterruptedStatus : 1, true);
   } catch (const ExitRequest& request) {
-    std::fflush(stdout);
-    return request.status;
+    return finished(request.status, false);
+  } catch (const std::bad_alloc&) {
+    printError("Out of memory.");
   } catch (const std::exception& error) {
     printError(error.what());
   }
-  if (std::fflush(stdout) != 0 && isGood) {
-    printError("The output could not be written.");
-    isGood = false;
-  }
-  return isGood ? 0 : 1;
+  return finished(1, true);
 }
 
 }  // namespace
@@ -97,5 +108,7 @@ int main(int argc, char** argv) {
     tessel::printError("The option '" + options.rest[0] + "' is not known.");
     return 1;
   }
+  // Writing to a closed pipe is an error like others, not the silent end of the process.
+  std::signal(SIGPIPE, SIG_IGN);
   return tessel::runShell(options);
 }

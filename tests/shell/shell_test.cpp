@@ -1,11 +1,18 @@
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <pty.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
+#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <thread>
+#include <utility>
 
 namespace {
 
@@ -32,9 +39,11 @@ class Shell : public testing::Test {
   /// Runs the shell in a folder of its own with `arguments` as the command line has them.
   Result run(const std::string& arguments, const std::string& input = "") const {
     write("input", input);
-    const std::string command = "cd '" + folder_.string() + "' && '" TESSEL_SHELL "' --no-module " + arguments +
-                                " <input >output 2>errors";
-    const int status = std::system(command.c_str());
+    return runCommand(kShell + arguments + " <input");
+  }
+  Result runCommand(const std::string& command) const {
+    const std::string redirected = "cd '" + folder_.string() + "' && { " + command + "\n} >output 2>errors";
+    const int status = std::system(redirected.c_str());
     return {readAll(folder_ / "output"), readAll(folder_ / "errors"),
             WIFEXITED(status) ? WEXITSTATUS(status) : -1};
   }
@@ -42,6 +51,7 @@ class Shell : public testing::Test {
     std::ofstream(folder_ / name, std::ios::binary) << content;
   }
 
+  const std::string kShell = "'" TESSEL_SHELL "' --no-module ";
   fs::path folder_;
 };
 
@@ -65,13 +75,14 @@ TEST_F(Shell, RunsAndReports) {
       {"empty.tsl", "", {"", "", 0}},
       {"bad.tsl", "", {"before\n", "Error: two\nlines (bad.tsl:3)\n", 1}},
       {"syntax.tsl", "", {"", "Error: ')' is missing. (syntax.tsl:2:7)\n", 1}},
-      {"missing.tsl", "", {"", "Error: The file 'missing.tsl' cannot be read.\n", 1}},
-      {"folder.tsl", "", {"", "Error: The file 'folder.tsl' cannot be read.\n", 1}},
+      {"missing.tsl", "", {"", "Error: Cannot open file 'missing.tsl'.\n", 1}},
+      {"folder.tsl", "", {"", "Error: Cannot read file 'folder.tsl'.\n", 1}},
       {"--nosuch", "", {"", "Error: The option '--nosuch' is not known.\n", 1}},
       {"-e \"disp(3), error('boom')\"", "", {"     3\n", "Error: boom (-e:1)\n", 1}},
       {"-e \"disp(argv{1})\" word", "", {"word\n", "", 0}},
       {"-e \"warning('w:x', 'careful'), disp('on')\"", "", {"on\n", "Warning: careful\n", 0}},
       {"-e \"try, exit(3), catch, end, disp('never')\"", "", {"", "", 3}},
+      {"-e \"exit(256)\"", "", {"", "Error: Function 'exit': the status must be from 0 to 255. (-e:1)\n", 1}},
       {"-e \"disp(1); x = ;\"", "", {"", "Error: Unexpected ';'. (-e:1:14)\n", 1}},
       {"-e \"eval('1 +')\"",
        "",
@@ -91,8 +102,81 @@ TEST_F(Shell, RunsAndReports) {
 
 TEST_F(Shell, OutputAndErrorsKeepTheirOrder) {
   write("order.tsl", "disp('a'), warning('b'), disp('c'), error('d')");
-  const Result result = run("order.tsl 2>&1 | cat >both; cat both");
+  const Result result = runCommand(kShell + "order.tsl 2>&1");
   EXPECT_EQ(result.output, "a\nWarning: b\nc\nError: d (order.tsl:1)\n");
+}
+
+TEST_F(Shell, LostOutputIsAnError) {
+  const std::string lost = "Error: The output could not be written.";
+  for (const char* program : {"disp(1)", "disp(1), exit(0)", "for k = 1:1e5, disp(k), end",
+                              "try, while true, disp(1), end, catch, end, exit"}) {
+    const Result result = runCommand(kShell + "-e '" + program + "' >/dev/full");
+    EXPECT_EQ(result.status, 1) << program;
+    EXPECT_TRUE(result.errors.starts_with(lost)) << program << result.errors;
+  }
+  const Result result = runCommand("{ " + kShell + "-e 'while true, disp(1), end'; echo $? >&2; } | true");
+  EXPECT_EQ(result.errors, lost + " (-e:1)\n1\n");
+}
+
+/// A shell at a terminal.
+class Terminal {
+ public:
+  Terminal() : shell_(forkpty(&file_, nullptr, nullptr, nullptr)) {
+    if (shell_ == 0) execl(TESSEL_SHELL, TESSEL_SHELL, "--no-module", nullptr);
+  }
+  ~Terminal() {
+    kill(shell_, SIGKILL);
+    waitpid(shell_, nullptr, 0);
+    close(file_);
+  }
+  Terminal(const Terminal&) = delete;
+  Terminal& operator=(const Terminal&) = delete;
+
+  void type(const std::string& text) {
+    ASSERT_EQ(write(file_, text.data(), text.size()), ssize_t(text.size()));
+  }
+  /// Reads until `text` has come; false when it does not come within 20 seconds, which is far more than it
+  /// takes.
+  bool await(const std::string& text) {
+    pollfd source{file_, POLLIN, 0};
+    char buffer[4096];
+    while (seen_.find(text) == std::string::npos) {
+      if (poll(&source, 1, 20000) != 1) return false;
+      const ssize_t count = read(file_, buffer, sizeof buffer);
+      if (count <= 0) return false;
+      seen_.append(buffer, static_cast<std::size_t>(count));
+    }
+    seen_.erase(0, seen_.find(text) + text.size());
+    return true;
+  }
+
+ private:
+  int file_ = -1;
+  pid_t shell_;
+  std::string seen_;
+};
+
+TEST_F(Shell, InterruptEndsWhatRunsForLong) {
+  Terminal terminal;
+  ASSERT_TRUE(terminal.await(">> "));
+  // As the last statement of a line: what is not interrupted itself would end with nothing said.
+  for (const char* call :
+       {"pause(100)", "x = rand(5000); x = x * x", "x = int8(ones(2000)); x = x * x", "x = sort(rand(1, 3e7))",
+        "x = sprintf('%d', ones(1, 5e7))", "x = fileread('/dev/zero')", "for k = 1:1e11, end"}) {
+    const std::string text(call);
+    const std::size_t last = text.rfind("; ") == std::string::npos ? 0 : text.rfind("; ") + 2;
+    terminal.type(text.substr(0, last) + "disp(7 * 11111), " + text.substr(last) + ";\n");
+    ASSERT_TRUE(terminal.await("77777")) << call;
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    terminal.type("\x03");
+    ASSERT_TRUE(terminal.await("Error: Interrupted.")) << call;
+  }
+}
+
+TEST_F(Shell, InterruptEndsAProgram) {
+  const Result result = runCommand(kShell + "-e 'disp(1), pause(100)' & sleep 1; kill -INT $!; wait $!");
+  EXPECT_EQ(result.status, 130);
+  EXPECT_EQ(result.output, "1\n");
 }
 
 /// The prompt needs a terminal, which `script` gives.

@@ -62,7 +62,10 @@ Arrays deal(const Arrays& inputs, int outputCount) {
 }
 
 Arrays exitShell(const Arrays& inputs) {
-  throw ExitRequest{inputs.empty() ? 0 : static_cast<int>(countArgument("exit", inputs[0]))};
+  constexpr std::size_t kLargestStatus = 255;
+  const std::size_t status = inputs.empty() ? 0 : countArgument("exit", inputs[0]);
+  if (status > kLargestStatus) raiseInvalidArgument("exit", "the status must be from 0 to 255.");
+  throw ExitRequest{static_cast<int>(status)};
 }
 
 }  // namespace
