@@ -1,7 +1,9 @@
 #include "qfcore/host/constructors.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
+#include <limits>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -69,7 +71,8 @@ bool setByName(std::span<const Property<T>> rows, T& target, std::string_view na
 
 int integerArgument(const HostArray& array, const char* name) {
   const double value = isNumber(array) ? array.realAt(0) : 0.5;
-  if (value != static_cast<int>(value)) {
+  using Limits = std::numeric_limits<int>;
+  if (!(value >= Limits::min() && value <= Limits::max() && value == std::floor(value))) {
     tessel::raiseError("numforge:constructor:notinteger", std::string(name) + " must be an integer scalar.");
   }
   return static_cast<int>(value);
@@ -306,6 +309,13 @@ void registerConstructors() {
                               },
                               row.minInputs, row.maxInputs, row.maxOutputs, row.help});
   }
+}
+
+void unregisterConstructors() {
+  const auto raise = [](Arrays&, int) -> Arrays {
+    tessel::raiseError("numforge:module:terminated", "The module has been terminated.");
+  };
+  for (const Method& row : kFunctions) tessel::registerFunction({row.name, raise, 0, -1, -1, row.help});
 }
 
 }  // namespace embedded::host

@@ -6,5 +6,7 @@ namespace embedded::host {
 /// Registers them as functions of the host. They take the forms that objects print as their constructor string,
 /// the short forms that their help tells, and trailing name/value pairs.
 void registerConstructors();
+/// From now on they raise "numforge:module:terminated".
+void unregisterConstructors();
 
 }  // namespace embedded::host

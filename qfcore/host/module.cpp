@@ -1,5 +1,7 @@
 #include "qfcore/host/module.h"
 
+#include <utility>
+
 #include "qfcore/host/FiObjClass.h"
 #include "qfcore/host/FimathObjClass.h"
 #include "qfcore/host/NumericTypeObjClass.h"
@@ -19,7 +21,6 @@ constexpr TesselFcnEntry kFunctions[] = {{nullptr, nullptr}};
 constexpr TesselFcnTable kFunctionTable{kFunctions, 0x7166636f72650001};
 
 bool isInitialised = false;
-bool isTerminated = false;
 
 void createClasses() {
   using namespace embedded::host;
@@ -59,8 +60,8 @@ void TesselInitialize_qfcore() {
 }
 
 void TesselTerminate_qfcore() {
-  if (isTerminated) return;
-  isTerminated = true;
+  if (!std::exchange(isInitialised, false)) return;
+  embedded::host::unregisterConstructors();
   embedded::host::terminateEmbeddedPackage();
 }
 

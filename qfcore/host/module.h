@@ -19,9 +19,11 @@ struct TesselFcnTable {
   std::uint64_t buildIdentifier;
 };
 
-/// Registers the module's classes, functions and feature switches with the host, once; later calls do nothing.
+/// Registers the module's classes, functions and feature switches with the host; while it is initialised, calls
+/// do nothing.
 QFCORE_API void TesselInitialize_qfcore();
-/// Asks the package `embedded` to terminate, once.
+/// Asks the package `embedded` to terminate; does nothing while the module is not initialised. Objects live on,
+/// but the functions that make them raise "numforge:module:terminated" until the module is initialised again.
 QFCORE_API void TesselTerminate_qfcore();
 /// The module's function list, which is empty: everything is reached through classes and registered functions.
 QFCORE_API const TesselFcnEntry* QueryTesselFcns_qfcore();

@@ -11,8 +11,10 @@ namespace embedded::host {
 
 /// The package that holds the module's classes, created when needed.
 tessel::Package& getEmbeddedPackage();
-/// Asks the package to forget its classes.
+/// Asks the package to forget its classes, and forgets their instances, so that they can be made again.
 void terminateEmbeddedPackage();
+/// What `terminateEmbeddedPackage` calls, once.
+void atTermination(void (*forget)());
 
 /// `Derived` names the class (`kName`), hands its superclass to the constructor and fills it; its objects wrap
 /// a `Value`. They are made by `Derived::createClassSpecificObject(arguments)`; a class without it is abstract.
@@ -27,11 +29,8 @@ class ObjClass {
     if (!instance()) instance().reset(new Derived);
     return *instance();
   }
-  /// Forgets the instance; the host class lives on in its package until that terminates.
-  static void deleteInstance() {
-    hostClassOf<Value> = nullptr;
-    instance().reset();
-  }
+  /// Forgets the instance. The host class lives on, for the objects that there are and for those they make.
+  static void deleteInstance() { instance().reset(); }
   /// Makes the class known to the host, unless it is.
   static void registerObjClass() { getInstance(); }
   /// Gives an instance back, and leaves `object` empty. The value lives on while others hold the instance.
@@ -42,6 +41,7 @@ class ObjClass {
   explicit ObjClass(const HostClass* superclass = nullptr)
       : hostClass_(&getEmbeddedPackage().createClass(Derived::kName, superclass)) {
     hostClassOf<Value> = hostClass_;
+    atTermination(deleteInstance);
     if constexpr (requires(Arrays & arguments) { Derived::createClassSpecificObject(arguments); }) {
       hostClass_->setFactory([](Arrays& arguments) {
         return translated([&] { return Derived::createClassSpecificObject(arguments); });

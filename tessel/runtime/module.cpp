@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <map>
-#include <set>
 #include <vector>
 
 #include "tessel/messages.h"
@@ -74,16 +73,14 @@ void* loadLibrary(std::string_view name) {
 void* librarySymbol(void* library, const std::string& symbol) { return dlsym(library, symbol.c_str()); }
 
 void loadModule(std::string_view name) {
-  static std::set<std::string, std::less<>> initialised;
-  if (initialised.contains(name)) return;
   const std::string entry = "TesselInitialize_" + std::string(name);
   auto* initialise = reinterpret_cast<void (*)()>(librarySymbol(loadLibrary(name), entry));
   if (initialise == nullptr) {
     raiseError("Tessel:notAModule",
                "Library '" + std::string(name) + "' is no module: it has no '" + entry + "'.");
   }
+  // The module itself knows whether it is initialised already.
   initialise();
-  initialised.emplace(name);
 }
 
 }  // namespace tessel

@@ -4,6 +4,7 @@
 #include <cassert>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 
 #include "tessel/messages.h"
@@ -271,8 +272,10 @@ std::vector<const HostClass*> Package::classes() const {
 }
 
 void Package::terminate() {
-  // Subclasses go before their superclasses.
-  while (!classes_.empty()) classes_.pop_back();
+  // Objects and the program's tree go on naming their classes, so that these are forgotten but never freed.
+  static std::vector<std::unique_ptr<HostClass>> forgotten;
+  std::move(classes_.begin(), classes_.end(), std::back_inserter(forgotten));
+  classes_.clear();
 }
 
 Package* findPackage(std::string_view name) {

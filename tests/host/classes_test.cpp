@@ -94,6 +94,23 @@ TEST_F(Classes, NumericTypesBecomeObjectsAndTypesAgain) {
   EXPECT_THROW(Class::convertFromTesselArray(HostArray::scalar(3)), embedded::ErrorIdException);
 }
 
+TEST_F(Classes, AreMadeAgainAfterTermination) {
+  const HostArray before = freshObject(classNamed("fi"));
+  const auto sum = [&] { return tessel::callFunction("plus", {before, before})[0]; };
+  const auto construct = [] { return tessel::callFunction("fi", {HostArray::scalar(1)})[0]; };
+  const std::string expected = textOf(tessel::getProperty(sum(), "double"));
+  TesselTerminate_qfcore();
+  TesselTerminate_qfcore();
+  EXPECT_EQ(errorOf(construct), "numforge:module:terminated");
+  EXPECT_EQ(textOf(tessel::getProperty(sum(), "double")), expected);
+  EXPECT_EQ(before.className(), "embedded.fi");
+  EXPECT_EQ(tessel::findClass("embedded.fi"), nullptr);
+  TesselInitialize_qfcore();
+  EXPECT_EQ(textOf(tessel::getProperty(construct(), "double")), "1x1x: 1 ");
+  EXPECT_EQ(textOf(tessel::getProperty(sum(), "double")), expected);
+  EXPECT_EQ(concreteClasses().size(), 17U);
+}
+
 /// The hidden properties of `hostClass`, which editing dialogs show, less `property`, of which `holds`.
 template <class Holds>
 std::set<std::string> hiddenOnes(const HostClass& hostClass, const std::string& property, Holds holds) {
