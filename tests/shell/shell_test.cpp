@@ -176,7 +176,7 @@ TEST_F(Shell, InterruptEndsWhatRunsForLong) {
 TEST_F(Shell, InterruptEndsAProgram) {
   const Result result = runCommand(kShell + "-e 'disp(1), pause(100)' & sleep 1; kill -INT $!; wait $!");
   EXPECT_EQ(result.status, 130);
-  EXPECT_EQ(result.output, "1\n");
+  EXPECT_EQ(result.output, "     1\n");
 }
 
 /// The prompt needs a terminal, which `script` gives.
