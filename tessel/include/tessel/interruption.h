@@ -5,8 +5,8 @@
 
 namespace tessel {
 
-/// Raises "Tessel:interrupted" when the user has asked the running program to end. What may run for long calls it
-/// about every tenth of a second.
+/// Raises "Tessel:interrupted" when the user has asked the running program to end. What may run for long calls
+/// it about every tenth of a second.
 TESSEL_API void raiseIfInterrupted();
 
 }  // namespace tessel
