@@ -341,7 +341,7 @@ void fi::takeElements(const fi& source) {
   const bool keepsImaginaryParts = iscomplex() && !seesAll();
   if (source.iscomplex() || !keepsImaginaryParts) coordinateComplexity(source.iscomplex(), numel_);
   source.copyElements(*this, ElementVisit::from(0), ElementVisit::from(0), numel_);
-  if (source.isreal()) fillWithZeroValue(imagPart_);
+  if (source.isreal()) overwriteWithZeroValue(imagPart_, ElementVisit::from(0), imagPart_.numel());
 }
 
 // -------------------------------------------------------------------------------------- type, precision, shape

@@ -754,7 +754,10 @@ class QFCORE_API fi {
   fi constantArray(std::initializer_list<number> constants) const;
   /// The held value that reads as real-world 0.
   number zeroValue() const;
+  /// For new values from `first` on, of which multiprecision ones are 0 already.
   void fillWithZeroValue(number& part, unsigned first = 0);
+  /// For values that may be anything.
+  void overwriteWithZeroValue(number& part, const ElementVisit& targets, unsigned count) const;
   void assignPart(number& target, const number& value, const NumericType& from) const;
   void storeRealWorld(number& part, const double* values);
   void fillWithRealWorld(number& part, double value);

@@ -261,8 +261,7 @@ void fi::storeQuantized(fi& into, const ElementVisit& targets, const fi& rhs, co
     storePart(into.imagPart_, targets, rhs, rhs.imagPart_, sources, count);
     return;
   }
-  const number zero = zeroValue();
-  for (unsigned k = 0; k < count; ++k) into.imagPart_[targets[k]] = zero;
+  overwriteWithZeroValue(into.imagPart_, targets, count);
 }
 
 fi& fi::subsasgn(const HostArray& index, const fi& rhs) {

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 
+#include "qfcore/fi/elementvisit.h"
 #include "qfcore/fi/paths/elementwise.h"
 
 namespace embedded {
@@ -23,8 +24,12 @@ void fi::fillWithZeroValue(number& part, unsigned first) {
     if (double* plain = part.doubles()) std::fill(plain + first, plain + part.numel(), 0.0);
     return;
   }
+  overwriteWithZeroValue(part, ElementVisit::from(first), part.numel() - first);
+}
+
+void fi::overwriteWithZeroValue(number& part, const ElementVisit& targets, unsigned count) const {
   const number zero = zeroValue();
-  for (unsigned i = first; i < part.numel(); ++i) part[i] = zero;
+  for (unsigned k = 0; k < count; ++k) part[targets[k]] = zero;
 }
 
 namespace {

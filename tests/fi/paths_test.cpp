@@ -312,7 +312,7 @@ class Paths : public reference::ArithmeticTest {
   }
 
   std::vector<unsigned> anyShape() {
-    static const std::vector<unsigned> kLong[] = {{1, 1030}, {1100, 1}, {520, 3}, {70, 3}};
+    static const std::vector<unsigned> kLong[] = {{1, 2100}, {1100, 1}, {1100, 3}, {70, 3}};
     return random.integer(0, 9) == 0 ? kLong[random.integer(0, 3)] : shape(6);
   }
 

@@ -94,15 +94,23 @@ class Random : public Generator {
     const int w = integer(minWordLength, maxWordLength);
     return NumericType(coin(), w, integer(-8, w + 8));
   }
-  /// An array of `dims` with random stored integers, many of them bounds.
+  /// An array of `dims` with random stored integers, many of them bounds; of more than a thousand one alone,
+  /// near the end, is an extreme.
   fi array(const std::vector<unsigned>& dims, const NumericType& type, const fimath& math, bool isComplex) {
-    unsigned count = isComplex ? 2 : 1;
-    for (const unsigned size : dims) count *= size;
+    unsigned numel = 1;
+    for (const unsigned size : dims) numel *= size;
+    const unsigned count = isComplex ? 2 * numel : numel;
     const Format format{type.isSigned(), type.wordLength(), 0};
     const std::size_t wordsEach = (static_cast<unsigned>(type.wordLength()) + 31) / 32;
     std::vector<unsigned> words(wordsEach * count + 1);
     for (unsigned k = 0; k < count; ++k) {
-      const mpz_class pattern = format.pattern(stored(format));
+      mpz_class value = stored(format);
+      if (numel > 1000) {
+        value /= 4;
+        if (k % numel == numel - 3)
+          value = format.least() + (coin() ? mpz_class(pow2(format.wordLength) - 1) : 0);
+      }
+      const mpz_class pattern = format.pattern(value);
       mpz_export(&words[k * wordsEach], nullptr, -1, sizeof(unsigned), 0, 0, pattern.get_mpz_t());
     }
     return fi(words.data(), dims.data(), static_cast<unsigned>(dims.size()), type, math, isComplex);
