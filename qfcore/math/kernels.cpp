@@ -150,14 +150,14 @@ struct Boolean {
   static Outcome apply(double x, const DoubleFormat&) { return {x == 0 ? 0.0 : 1.0, false, false}; }
 };
 
-struct ScaledDouble {
-  static Outcome apply(double x, const DoubleFormat& f) {
-    return {x, x > f.max || x < f.min, x != 0 && std::abs(x) < f.eps};
-  }
+struct None {
+  static Outcome apply(double x, const DoubleFormat& f) { return {x, x > f.greatest || x < f.least, false}; }
 };
 
-struct None {
-  static Outcome apply(double x, const DoubleFormat& f) { return {x, x > f.max || x < f.min, false}; }
+struct ScaledDouble {
+  static Outcome apply(double x, const DoubleFormat& f) {
+    return {x, None::apply(x, f).overflow, x != 0 && std::abs(x) < f.eps};
+  }
 };
 
 /// Counts and extremes in several independent lanes, which the compiler keeps in vector registers.

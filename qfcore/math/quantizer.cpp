@@ -270,8 +270,11 @@ void quantizer::deriveFixed(DoubleFormat& format) const {
   format.stored.inverseModulus = power(-w);
   format.stored.maxTurns = format.stored.max / modulus;
   const double half = power(w - f - 1);
-  format.max = (isSigned() ? half : format.range) - format.eps;
+  const double end = isSigned() ? half : format.range;
+  format.max = end - format.eps;
   format.min = isSigned() ? -half : 0.0;
+  format.greatest = format.max < end ? format.max : std::nextafter(end, 0.0);
+  format.least = std::max(format.min, std::numeric_limits<double>::lowest());
 }
 
 void quantizer::deriveFloat(DoubleFormat& format) const {

@@ -282,8 +282,9 @@ TEST(Quantizer, RoundsToFloatingPointFormats) {
 
 TEST(Quantizer, CountsWhatTheOtherModesMeet) {
   const Logging logging;
-  NumericType scaledDouble(true, 8, 4), single, boolean, dbl;
-  scaledDouble.setDataType(EmbeddedTypeSystem::DataTypeEnum::ScaledDouble);
+  NumericType scaledDouble(true, 8, 4), wide(false, 64, 0), beyond(true, 60, -970), single, boolean, dbl;
+  for (NumericType* type : {&scaledDouble, &wide, &beyond})
+    type->setDataType(EmbeddedTypeSystem::DataTypeEnum::ScaledDouble);
   single.setDataType(EmbeddedTypeSystem::DataTypeEnum::Single);
   boolean.setDataType(EmbeddedTypeSystem::DataTypeEnum::Boolean);
   dbl.setDataType(EmbeddedTypeSystem::DataTypeEnum::Double);
@@ -293,9 +294,15 @@ TEST(Quantizer, CountsWhatTheOtherModesMeet) {
     std::size_t overflows, underflows;
   };
   const double nan = std::nan("");
-  const Case cases[] = {{scaledDouble, 9, 9, 1, 0},           {scaledDouble, 0.01, 0.01, 0, 1},
-                        {scaledDouble, 0.0625, 0.0625, 0, 0}, {single, 1e-60, 0, 0, 0},
-                        {single, 1e60, HUGE_VAL, 1, 0},       {boolean, nan, 1, 0, 0},
+  const Case cases[] = {{scaledDouble, 9, 9, 1, 0},
+                        {scaledDouble, 0.01, 0.01, 0, 1},
+                        {scaledDouble, 0.0625, 0.0625, 0, 0},
+                        {single, 1e-60, 0, 0, 0},
+                        {wide, 0x1p64, 0x1p64, 1, 0},
+                        {wide, 0x1.fffffffffffffp63, 0x1.fffffffffffffp63, 0, 0},
+                        {beyond, -HUGE_VAL, -HUGE_VAL, 1, 0},
+                        {single, 1e60, HUGE_VAL, 1, 0},
+                        {boolean, nan, 1, 0, 0},
                         {dbl, -HUGE_VAL, -HUGE_VAL, 1, 0}};
   for (const Case& c : cases) {
     const quantizer q(c.type, RoundModeEnum::nearest, OverflowModeEnum::saturate);
