@@ -92,6 +92,11 @@ TEST_F(Classes, NumericTypesBecomeObjectsAndTypesAgain) {
   EXPECT_EQ(Class::convertToInternalTesselArray(held).objectAt(), copied.objectAt());
   EXPECT_EQ(&copied.objectAt()->hostClass(), &Class::getTesselPackageClassName());
   EXPECT_THROW(Class::convertFromTesselArray(HostArray::scalar(3)), embedded::ErrorIdException);
+  std::shared_ptr<tessel::HostObject> object = copied.objectAt();
+  const std::weak_ptr<tessel::HostObject> watched = object;
+  Class::destroyObject(object);
+  EXPECT_FALSE(object);
+  EXPECT_EQ(watched.lock(), copied.objectAt());
 }
 
 TEST_F(Classes, AreMadeAgainAfterTermination) {
