@@ -4,9 +4,13 @@ preset ?= release
 PREFIX ?= /usr/local
 cores := $(shell nproc)
 release := build/release
-sources = find tessel qfcore tests bench examples docs -name '*.cpp' -o -name '*.h'
+sources = find tessel qfcore tests fuzz bench examples docs -name '*.cpp' -o -name '*.h'
 
-.PHONY: build run test bench bench-build bench-instructions performance docs install setup setup-check format check-format \
+fuzz := build/fuzz
+# Seconds for each fuzz target.
+FUZZ_SECONDS ?= 60
+
+.PHONY: build run test fuzz bench bench-build bench-instructions performance docs install setup setup-check format check-format \
   check-clang tidy clean
 .DEFAULT_GOAL := build
 
@@ -19,6 +23,11 @@ run: build
 test: build/$(preset)/build.ninja
 	cmake --build --preset $(preset)
 	ctest --preset $(preset) -j $(cores)
+
+# Findings are written to build/fuzz/findings; what one shows is mended, and its file joins the corpus.
+fuzz: setup-check $(fuzz)/build.ninja
+	cmake --build --preset fuzz --target fuzz_targets
+	fuzz/run.sh $(fuzz) $(FUZZ_SECONDS)
 
 bench-build: $(release)/build.ninja
 	cmake --build --preset release --target bench

@@ -85,13 +85,15 @@ struct Format {
 /// Random types and stored integers, with many at and beside the ends of the range.
 class Generator {
  public:
-  int integer(int low, int high) { return std::uniform_int_distribution<int>(low, high)(engine_); }
+  virtual ~Generator() = default;
+  virtual int integer(int low, int high) { return std::uniform_int_distribution<int>(low, high)(engine_); }
+  virtual std::uint32_t word() { return std::uniform_int_distribution<std::uint32_t>()(engine_); }
   bool coin() { return integer(0, 1) != 0; }
   mpz_class bits(int count) {
     mpz_class value = 0;
     for (int done = 0; done < count; done += 32) {
       value <<= 32;
-      value += static_cast<unsigned long>(std::uniform_int_distribution<std::uint32_t>()(engine_));
+      value += static_cast<unsigned long>(word());
     }
     return Format{false, count, 0}.pattern(value);
   }
