@@ -4,13 +4,13 @@ preset ?= release
 PREFIX ?= /usr/local
 cores := $(shell nproc)
 release := build/release
-sources = find tessel qfcore tests fuzz bench examples docs -name '*.cpp' -o -name '*.h'
+sources = find tessel qfcore python tests fuzz bench examples docs -name '*.cpp' -o -name '*.h'
 
 fuzz := build/fuzz
 # Seconds for each fuzz target.
 FUZZ_SECONDS ?= 60
 
-.PHONY: build run test fuzz bench bench-build bench-instructions performance docs install setup setup-check format check-format \
+.PHONY: build run python test fuzz bench bench-build bench-instructions performance docs install setup setup-check format check-format \
   check-clang tidy clean
 .DEFAULT_GOAL := build
 
@@ -19,6 +19,11 @@ build: $(release)/build.ninja
 
 run: build
 	$(release)/bin/tessel examples/ecg.tsl
+
+# The package is complete in the build folder; who imports it says where that is.
+python: $(release)/build.ninja
+	cmake --build --preset release --target python
+	@echo 'PYTHONPATH=$(CURDIR)/$(release)/python'
 
 test: build/$(preset)/build.ninja
 	cmake --build --preset $(preset)

@@ -64,6 +64,9 @@ std::vector<Job> wideJobs();
 std::vector<Job> scalarJobs();
 std::vector<Job> textJobs();
 std::vector<Job> scriptJobs();
+#ifdef QFCORE_PYTHON_PACKAGE
+std::vector<Job> pythonJobs();
+#endif
 
 /// All of them, in the order of the printed table.
 std::vector<Job> allJobs();

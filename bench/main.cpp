@@ -27,6 +27,9 @@ std::vector<Job> allJobs() {
                             exchangeJobs, wideJobs, scalarJobs, textJobs, scriptJobs}) {
     for (Job& job : table()) jobs.push_back(std::move(job));
   }
+#ifdef QFCORE_PYTHON_PACKAGE
+  for (Job& job : pythonJobs()) jobs.push_back(std::move(job));
+#endif
   return jobs;
 }
 

@@ -4,6 +4,7 @@
 
 #include "qfcore/fi/fi.h"
 #include "qfcore/fi/fireference.h"
+#include "qfcore/host/exchange.h"
 #include "qfcore/host/module.h"
 #include "qfcore/logging/filog.h"
 #include "qfcore/math/fimathUserData.h"

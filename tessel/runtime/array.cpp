@@ -135,6 +135,23 @@ HostArray HostArray::unset(ArrayClass arrayClass, Dimensions dims, bool isComple
   return a;
 }
 
+HostArray HostArray::adopt(ArrayClass arrayClass, Dimensions dims, std::shared_ptr<const void> owner,
+                           const void* real, const void* imag) {
+  assert(holdsBytes(arrayClass) && owner != nullptr);
+  HostArray a;
+  a.class_ = arrayClass;
+  a.data_ = std::make_shared<Data>();
+  a.data_->dims = normalized(std::move(dims));
+  a.data_->numel = elementCount(a.data_->dims);
+  a.data_->content = NumericContent{{},
+                                    {},
+                                    imag != nullptr,
+                                    std::move(owner),
+                                    static_cast<const std::byte*>(real),
+                                    static_cast<const std::byte*>(imag)};
+  return a;
+}
+
 HostArray HostArray::scalar(double value) { return scalarOf(value); }
 
 HostArray HostArray::logical(bool value) { return scalarOf(value); }
@@ -273,17 +290,23 @@ HostArray::Data& HostArray::unshared() {
   } else if (data_.use_count() > 1) {
     data_ = Data::copyOf(*data_);
   }
+  if (auto* content = std::get_if<NumericContent>(&data_->content); content && content->owner) {
+    const std::size_t size = data_->numel * elementSize(class_);
+    content->real.assign(content->adoptedReal, content->adoptedReal + size);
+    if (content->isComplex) content->imag.assign(content->adoptedImag, content->adoptedImag + size);
+    content->owner.reset();
+  }
   return *data_;
 }
 
 const void* HostArray::realData() const {
   if (data_ == nullptr && holdsBytes(class_)) return small_.data();
-  return contentOf<NumericContent>(*this, data_.get(), "numeric").real.data();
+  return contentOf<NumericContent>(*this, data_.get(), "numeric").realBytes();
 }
 
 const void* HostArray::imagData() const {
   if (!isComplex()) return nullptr;
-  return std::get<NumericContent>(data_->content).imag.data();
+  return std::get<NumericContent>(data_->content).imagBytes();
 }
 
 void* HostArray::mutableRealData() {

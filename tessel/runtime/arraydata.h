@@ -35,6 +35,12 @@ using ElementBytes = std::vector<std::byte, ElementAllocator<std::byte>>;
 struct NumericContent {
   ElementBytes real, imag;  ///< `imag` is empty for a real array
   bool isComplex = false;
+  /// What keeps elements alive that the array only reads; null where they are its own.
+  std::shared_ptr<const void> owner = nullptr;
+  const std::byte *adoptedReal = nullptr, *adoptedImag = nullptr;
+
+  const std::byte* realBytes() const { return owner ? adoptedReal : real.data(); }
+  const std::byte* imagBytes() const { return owner ? adoptedImag : imag.data(); }
 };
 struct StructContent {
   std::vector<std::string> names;

@@ -1,4 +1,4 @@
-#include "tessel/runtime/console.h"
+#include "tessel/console.h"
 
 #include <cstdarg>
 #include <cstdio>

@@ -19,6 +19,11 @@ WarningSwitches& warningSwitches() {
   return switches;
 }
 
+WarningHandler& warningHandler() {
+  static WarningHandler handler;
+  return handler;
+}
+
 }  // namespace
 
 HostError::HostError(std::string identifier, const std::string& text)
@@ -33,6 +38,7 @@ void raiseError(std::string identifier, const std::string& text) {
 void warn(std::string_view identifier, std::string_view text) {
   lastWarning() = {std::string(identifier), std::string(text)};
   if (!isWarningEnabled(identifier)) return;
+  if (warningHandler()) return warningHandler()(lastWarning());
   // What was printed before the warning stands before it where both streams go to one place.
   std::fflush(stdout);
   std::fprintf(stderr, "Warning: %s\n", lastWarning().text.c_str());
@@ -41,6 +47,10 @@ void warn(std::string_view identifier, std::string_view text) {
 Warning& lastWarning() {
   static Warning last;
   return last;
+}
+
+WarningHandler setWarningHandler(WarningHandler handler) {
+  return std::exchange(warningHandler(), std::move(handler));
 }
 
 void setWarningEnabled(std::string_view identifier, bool enabled) {

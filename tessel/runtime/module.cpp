@@ -36,11 +36,16 @@ std::vector<fs::path> ownFolders() {
 }
 
 /// The file to load: an existing one in the host's folders, else the bare name, for which the system looks.
+/// Where libraries are shipped without the name that programs are linked by, the one with a version is the only
+/// one.
 std::string fileOf(const std::string& name) {
   const std::string fileName = "lib" + name + ".so";
   for (const fs::path& folder : ownFolders()) {
     std::error_code ignored;
     if (fs::exists(folder / fileName, ignored)) return (folder / fileName).string();
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder, ignored)) {
+      if (entry.path().filename().string().starts_with(fileName + ".")) return entry.path().string();
+    }
   }
   return fileName;
 }

@@ -5,7 +5,7 @@
 
 #include "qfcore/host/NumericTypeObjClass.h"
 #include "tessel/interpreter.h"
-#include "tessel/runtime/console.h"
+#include "tessel/console.h"
 #include "tests/host/fixture.h"
 
 using namespace host_tests;

@@ -7,7 +7,7 @@
 #include "tessel/language/interpreter.h"
 #include "tessel/messages.h"
 #include "tessel/objects.h"
-#include "tessel/runtime/console.h"
+#include "tessel/console.h"
 #include "tessel/runtime/indexing.h"
 #include "tessel/runtime/interruption.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "tessel/language/interpreter.h"
-#include "tessel/runtime/console.h"
+#include "tessel/console.h"
 
 namespace tessel {
 namespace {

@@ -60,6 +60,11 @@ const std::vector<Rule>& rules() {
          {kPaths, lower}});
     rows.push_back({"qfcore/host/", {"qfcore/", boundary()}, {kPaths}});
     rows.push_back({"qfcore/qfcore.h", {"qfcore/"}, {kPaths}});
+    // Python sees what a program of its own would: the boundary, arrays and records, and no binding but the
+    // tables.
+    rows.push_back(
+        {"python/",
+         {"python/", "qfcore/fi/fi.h", "qfcore/host/exchange.h", "qfcore/host/module.h", boundary()}});
     return rows;
   }();
   return table;
@@ -157,7 +162,7 @@ std::vector<std::string> violations(const Sources& sources) {
 
 Sources readTree(const fs::path& root) {
   Sources sources;
-  for (const char* top : {"tessel", "qfcore"})
+  for (const char* top : {"tessel", "qfcore", "python"})
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(root / top)) {
       const std::string ending = entry.path().extension().string();
       if (!entry.is_regular_file() || (ending != ".h" && ending != ".cpp")) continue;

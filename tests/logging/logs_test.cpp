@@ -6,7 +6,7 @@
 #include "qfcore/logging/filog.h"
 #include "qfcore/types/features.h"
 #include "tessel/interpreter.h"
-#include "tessel/runtime/console.h"
+#include "tessel/console.h"
 #include "tests/host/fixture.h"
 
 using namespace host_tests;

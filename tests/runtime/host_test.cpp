@@ -52,6 +52,26 @@ TEST(Array, LargeOnesStartAsZerosInUsedMemoryToo) {
   }
 }
 
+TEST(Array, AdoptedElementsAreReadInPlaceAndNeverWritten) {
+  auto elements = std::make_shared<std::vector<double>>(std::vector<double>{1, 2, 3, 4});
+  const std::weak_ptr<std::vector<double>> watched = elements;
+  HostArray a = HostArray::adopt(ArrayClass::Double, {2, 1}, elements, elements->data(), elements->data() + 2);
+  const double* lent = elements->data();
+  elements.reset();
+  HostArray b = a, c = a;
+  EXPECT_EQ(a.real<double>(), lent);
+  EXPECT_EQ(b.imagAt(1), 4);
+  b.mutableReal<double>()[1] = 9;
+  ArrayAccess::extend(c, {3, 1});
+  EXPECT_EQ(c.realAt(1) + c.imagAt(0) + c.realAt(2), 5);
+  EXPECT_EQ(b.realAt(1), 9);
+  EXPECT_EQ(b.imagAt(0), 3);
+  EXPECT_EQ(a.realAt(1), 2);
+  EXPECT_FALSE(watched.expired());
+  a = {};
+  EXPECT_TRUE(watched.expired());
+}
+
 TEST(Array, ShapesAndAccessErrors) {
   HostArray a = HostArray::zeros(ArrayClass::Int16, {2, 3, 1, 1});
   EXPECT_EQ(a.dims(), (Dimensions{2, 3}));

@@ -9,7 +9,6 @@
 #include "tessel/registries.h"
 #include "tests/runtime/helpers.h"
 
-#include "tessel/runtime/console.h"
 #include "tessel/runtime/dispatch.h"
 
 namespace tessel {
@@ -226,6 +225,17 @@ TEST(Messages, WarningsAreShownUnlessSwitchedOffAndRemembered) {
   EXPECT_EQ(shown("test:c"), "");
   EXPECT_NE(shown("test:b"), "");
   setWarningEnabled("all", true);
+  EXPECT_NE(shown("test:a"), "");
+
+  std::string told;
+  WarningHandler before =
+      setWarningHandler([&](const Warning& warning) { told += warning.identifier + " " + warning.text; });
+  setWarningEnabled("test:b", false);
+  EXPECT_EQ(shown("test:a") + shown("test:b"), "");
+  setWarningHandler(std::move(before));
+  setWarningEnabled("all", true);
+  EXPECT_EQ(told.substr(0, 7), "test:a ");
+  EXPECT_EQ(told.find("test:b"), std::string::npos);
   EXPECT_NE(shown("test:a"), "");
 }
 

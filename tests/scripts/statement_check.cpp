@@ -6,7 +6,7 @@
 #include "fmt/format.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/messages.h"
-#include "tessel/runtime/console.h"
+#include "tessel/console.h"
 #include "tests/scripts/expectations.h"
 
 namespace tessel {

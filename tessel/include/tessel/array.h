@@ -95,6 +95,11 @@ class TESSEL_API HostArray {
   static HostArray zeros(ArrayClass arrayClass, Dimensions dims, bool isComplex = false);
   /// The same with elements that mean nothing until the maker has set them all.
   static HostArray unset(ArrayClass arrayClass, Dimensions dims, bool isComplex = false);
+  /// An array over elements of a numeric class, logical or char that lie elsewhere, column by column: nothing
+  /// is copied until the array is written. They must stay as they are while `owner` (not null) lives; `imag` is
+  /// null for a real array.
+  static HostArray adopt(ArrayClass arrayClass, Dimensions dims, std::shared_ptr<const void> owner,
+                         const void* real, const void* imag = nullptr);
   static HostArray scalar(double value);
   static HostArray logical(bool value);
   /// A 1-by-1 array of the class of T.

@@ -1,6 +1,7 @@
 /// The host's console: where a module prints what a user reads.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "tessel/api.h"
@@ -13,5 +14,21 @@ TESSEL_API void print(std::string_view text);
 
 /// printf-style form of `print`.
 TESSEL_API void printFormatted(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+/// While it lives, everything printed goes into its text instead of standard output. Redirections nest: the
+/// innermost one receives. Warnings are not captured.
+class TESSEL_API ConsoleRedirect {
+ public:
+  ConsoleRedirect();
+  ConsoleRedirect(const ConsoleRedirect&) = delete;
+  ConsoleRedirect& operator=(const ConsoleRedirect&) = delete;
+  ~ConsoleRedirect();
+  const std::string& text() const { return text_; }
+
+ private:
+  friend void print(std::string_view text);
+  std::string text_;
+  ConsoleRedirect* outer_;
+};
 
 }  // namespace tessel

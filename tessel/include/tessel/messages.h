@@ -1,6 +1,7 @@
 /// Errors and warnings, each with an identifier and a text.
 #pragma once
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -34,6 +35,12 @@ struct Warning {
 };
 /// The warning issued last; both texts are empty when there was none. Assigning forgets or replaces it.
 TESSEL_API Warning& lastWarning();
+
+/// Who is told of warnings instead of standard error; of those only that are not switched off.
+using WarningHandler = std::function<void(const Warning&)>;
+/// Replaces the handler and returns the one before; an empty one stands for standard error. It is called in the
+/// middle of operations, so it must not throw.
+TESSEL_API WarningHandler setWarningHandler(WarningHandler handler);
 
 /// Switches the warnings of one identifier, or of all with "all", on or off.
 TESSEL_API void setWarningEnabled(std::string_view identifier, bool enabled);

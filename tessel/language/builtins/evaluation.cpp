@@ -6,7 +6,7 @@
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
 #include "tessel/language/interpreter.h"
-#include "tessel/runtime/console.h"
+#include "tessel/console.h"
 
 namespace tessel {
 namespace {
