@@ -39,11 +39,6 @@ Prepare byPython(const std::string& setUp, const std::string& body) {
   };
 }
 
-constexpr const char* kVectors = "a, b = (qf.fi(random.uniform(-1, 1, n), 's16,15') for _ in range(2))";
-constexpr const char* kMatrices = "a, b = (qf.fi(random.uniform(-1, 1, (n, n)), 's16,15') for _ in range(2))";
-constexpr const char* kScalars = "a, b = qf.fi(0.3, 's16,15'), qf.fi(-0.7, 's16,15')";
-constexpr const char* kNumbers = "x = random.uniform(-1, 1, n)";
-
 Contender python(Prepare prepare, std::vector<Goal> goals = {}) {
   return {"Python", std::move(prepare), std::move(goals)};
 }
