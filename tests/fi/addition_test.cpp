@@ -115,6 +115,8 @@ TEST_F(Addition, AtTheCursorsRoundsOnceAndReachesOneElement) {
     const NumericType& type = target.getNumericType();
     const bool isWide = random.coin(), subtract = random.coin();
     fi sumRegister = a.initializeSumRegister(type, math, isWide ? 400 : 0, random.coin());
+    qlogger::setLogging(random.coin());
+    sumRegister.setLogging(true);
     const unsigned i = static_cast<unsigned>(random.integer(0, 3)), j = 3 - i, k = i ^ 1U;
     a.setIndex(i);
     b.setIndex(j);
@@ -127,6 +129,7 @@ TEST_F(Addition, AtTheCursorsRoundsOnceAndReachesOneElement) {
     }
     SCOPED_TRACE(a.getNumericType().tostring() + b.getNumericType().tostring() + type.tostring());
     const bool isComplex = a.iscomplex() || b.iscomplex();
+    ASSERT_FALSE(sumRegister.getQlogger().isreset());
     ASSERT_EQ(target.iscomplex(), isComplex || before.iscomplex());
     Meter meter(math);
     for (unsigned e = 0; e < 4; ++e) {

@@ -143,6 +143,18 @@ TEST_F(Logs, AMergeCoversBothRecords) {
     ASSERT_EQ(merged.nunderflows(), expected.nunderflows());
     ASSERT_EQ(merged.noperations(), expected.noperations());
   }
+  // Of records in units of their own: what their values stand for.
+  const auto quantized = [](double value, double slope, double bias) {
+    number x(value, 52, false);
+    const quantizer q({EmbeddedTypeSystem::DataTypeEnum::Fixed, EmbeddedTypeSystem::ScalingEnum::SlopeBias,
+                       true, 8, slope, 0, bias},
+                      RoundModeEnum::floor, OverflowModeEnum::saturate);
+    return q.quantize(x), q.logger();
+  };
+  filog merged("t", quantized(4, 1.5, 2));
+  merged.merge(quantized(5, 1.25, -1));
+  EXPECT_EQ(merged.maxlog(), 8);
+  EXPECT_EQ(merged.minlog(), 5.25);
 }
 
 TEST_F(Logs, TotalsAreShownAndForgottenOnlyWhileLoggingIsOn) {
