@@ -30,6 +30,8 @@ struct Adjustment {
 };
 
 struct ArithmeticState {
+  ~ArithmeticState();
+
   NumericType sumType, productType;
   std::optional<SlopeBiasFactors> slopeBias;
   SlopeBiasTimes slopeBiasTimes;

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <utility>
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/elementvisit.h"
@@ -58,7 +59,7 @@ unsigned precisionOfValid(const NumericType& type) {
 
 /// Two sizes at least.
 fi::Shape padded(fi::Shape dims) {
-  dims.resize(std::max<std::size_t>(dims.size(), 2), 1U);
+  if (dims.size() < 2) dims.resize(2, 1U);
   return dims;
 }
 
@@ -99,16 +100,34 @@ NumericType typeForValues(const HostArray* values, NumericType type) {
 
 }  // namespace
 
-fi::fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const std::string& tag,
-       OperationTypeEnum operationType, unsigned precision)
-    : realPart_(elementCount(dims), std::max(precisionOfValid(type), precision), Unset{}),
-      imagPart_(isComplex ? realPart_.numel() : 0, realPart_.getprecision(), Unset{}),
+template <class... Assignment>
+fi::fi(const Shape& dims, unsigned precision, const fimath& math, bool isComplex, Assigned,
+       Assignment&&... assignment)
+    : realPart_(elementCount(dims), precision, Unset{}),
+      imagPart_(isComplex ? realPart_.numel() : 0, precision, Unset{}),
       isReal_(!isComplex),
       dims_(dims),
       fimath_(math),
-      assignmentQuantizer_(Signed(type), math.roundMode(), math.overflowMode(), tag, operationType) {
-  if (dims_.size() < 2) dims_ = padded(dims_);
+      assignmentQuantizer_(std::forward<Assignment>(assignment)...) {
+  if (dims_.size() < 2) dims_.resize(2, 1U);
   updateNumel();
+}
+
+fi::fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const std::string& tag,
+       OperationTypeEnum operationType, unsigned precision)
+    : fi(dims, std::max(precisionOfValid(type), precision), math, isComplex, Assigned{}, Signed(type),
+         math.roundMode(), math.overflowMode(), tag, operationType) {}
+
+fi fi::unset(const Shape& dims, bool isComplex) const {
+  const quantizer& assignment = getAssignmentQuantizer();
+  return fi(dims, precisionOf(assignment.numericType()), fimath_, isComplex, Assigned{}, assignment, false);
+}
+
+fi fi::blank(const Shape& dims, bool isComplex) const {
+  fi result = unset(dims, isComplex);
+  result.fillWithZeroValue(result.realPart_);
+  result.fillWithZeroValue(result.imagPart_);
+  return result;
 }
 
 fi::Shape fi::shapeOf(const HostArray& array) {
@@ -244,8 +263,7 @@ fi::fi(fi&& other) noexcept
 }
 
 void fi::becomeEmpty() noexcept {
-  const unsigned precision = realPart_.getprecision();
-  for (number* part : {&realPart_, &imagPart_}) number(0U, precision, NumberVector{}).swap(*part);
+  for (number* part : {&realPart_, &imagPart_}) [[maybe_unused]] const number released(std::move(*part));
   isReal_ = true;
   dims_.assign(2, 0U);
   updateNumel();
@@ -327,8 +345,9 @@ fi::~fi() = default;
 // ------------------------------------------------------------------------------------------------------- views
 
 void fi::errorIfViewCannotTake(const Shape& dims, const NumericType& type, bool isComplex) const {
+  if (!isView_) return;
   const bool becomesComplex = isComplex && isreal();
-  if (isView_ && (dims != dims_ || !type.isequal(getNumericType()) || (becomesComplex && !target_)))
+  if (dims != dims_ || !type.isequal(getNumericType()) || (becomesComplex && !target_))
     fail<message::viewChangesTarget>();
 }
 
@@ -430,8 +449,8 @@ void fi::copyDimensions(const unsigned* dims, unsigned numDims) {
 }
 
 void fi::updateNumel() {
-  unsigned largest = dims_[0], columns = 1;
-  for (std::size_t d = 1; d < dims_.size(); ++d) {
+  unsigned largest = std::max(dims_[0], dims_[1]), columns = dims_[1];
+  for (std::size_t d = 2; d < dims_.size(); ++d) {
     largest = std::max(largest, dims_[d]);
     columns *= dims_[d];
   }

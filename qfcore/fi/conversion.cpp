@@ -96,19 +96,6 @@ void fi::setHostValues(const HostArray& values, ValueMeaning meaning) {
   replaceElements(std::move(replaced));
 }
 
-fi fi::unset(const Shape& dims, bool isComplex) const {
-  fi result(dims, getNumericType(), fimath_, isComplex, {}, OperationTypeEnum::Unspecified);
-  result.assignmentQuantizer_ = quantizer(getAssignmentQuantizer(), false);
-  return result;
-}
-
-fi fi::blank(const Shape& dims, bool isComplex) const {
-  fi result = unset(dims, isComplex);
-  result.fillWithZeroValue(result.realPart_);
-  result.fillWithZeroValue(result.imagPart_);
-  return result;
-}
-
 void fi::replaceElements(fi&& source) {
   if (isView_) {
     takeElements(source);
@@ -119,7 +106,8 @@ void fi::replaceElements(fi&& source) {
   imagPart_.swap(source.imagPart_);
   setIsReal(source.isreal());
   getQlogger().merge(source.getQlogger());
-  copyDimensions(source.dims_.data(), source.numDims());
+  dims_ = std::move(source.dims_);
+  updateNumel();
 }
 
 void fi::disp() const {

@@ -690,6 +690,11 @@ class QFCORE_API fi {
   /// Values without meaning, which the maker sets.
   fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const std::string& tag,
      OperationTypeEnum operationType, unsigned precision = 0);
+  /// The same with an assignment quantizer that is made of `assignment`, of a type of `precision` bits at most.
+  struct Assigned {};
+  template <class... Assignment>
+  fi(const Shape& dims, unsigned precision, const fimath& math, bool isComplex, Assigned,
+     Assignment&&... assignment);
   /// What a host's value means: a real-world value, or a stored integer.
   enum class ValueMeaning { RealWorld, StoredInteger };
   double realWorld(const number& part) const;

@@ -41,9 +41,10 @@ void fi::displayGlobalLog() {
 
 void fi::recordInTotal() const {
   const qlogger& record = getQlogger();
+  if (!record.isOn()) return;
   // What construction met is no news to a later assignment.
   record.markReported();
-  if (!record.isOn() || qlogger::getLogType() != LogTypeEnum::Global) return;
+  if (qlogger::getLogType() != LogTypeEnum::Global) return;
   if (const qlogger* total = qlogger::global(record.operationType())) total->merge(record);
 }
 

@@ -176,9 +176,12 @@ NumericType squareRoot(const NumericType& a) {
 
 }  // namespace resulttypes
 
+// Not with its owner's: most arrays have none, and would keep registers free for it.
+ArithmeticState::~ArithmeticState() = default;
+
 ArithmeticState& fi::arithmeticState() const {
   std::unique_ptr<ArithmeticState>& state = owner().arithmeticState_;
-  if (!state) state = std::make_unique<ArithmeticState>();
+  if (!state) state = std::make_unique_for_overwrite<ArithmeticState>();
   return *state;
 }
 

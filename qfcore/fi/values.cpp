@@ -112,17 +112,18 @@ void fi::storeRealWorld(number& part, const double* values) {
 }
 
 void fi::fillWithRealWorld(number& part, double value) {
-  if (part.isempty()) return;
+  const unsigned count = part.numel();
+  if (count == 0) return;
   const NumericType& type = getNumericType();
   NumericType::checkNaNInf(type.dataType(), value);
   double* plain = part.doubles();
   if (plain && !type.isSlopeBias()) {
-    std::fill_n(plain, part.numel(), value);
+    std::fill_n(plain, count, value);
     return;
   }
   number held(value, part.getprecision(), false);
   ToHeld(type).inPlace(held);
-  for (unsigned i = 0; i < part.numel(); ++i) part[i] = held;
+  for (unsigned i = 0; i < count; ++i) part[i] = held;
 }
 
 void fi::storeWords(number& part, const unsigned* words, unsigned wordsEach) {
@@ -195,15 +196,18 @@ void fi::assignNumbers(number& part, const Element* values, ValueMeaning meaning
 template void fi::assignValues(const double*, const double*, ValueMeaning);
 
 void fi::quantizeAll() {
+  const quantizer& q = *assignmentQuantizerInUse_;
+  // Only a view has to ask its target.
+  const bool isComplex = isView_ ? iscomplex() : !isReal_;
   if (sElementPathOnly) {
     for (unsigned i = 0; i < numel_; ++i) {
-      assignmentQuantizerInUse_->quantize(realPart_[i]);
-      if (iscomplex()) assignmentQuantizerInUse_->quantize(imagPart_[i]);
+      q.quantize(realPart_[i]);
+      if (isComplex) q.quantize(imagPart_[i]);
     }
     return;
   }
-  assignmentQuantizerInUse_->quantizeAll(realPart_);
-  if (iscomplex()) assignmentQuantizerInUse_->quantizeAll(imagPart_);
+  q.quantizeAll(realPart_);
+  if (isComplex) q.quantizeAll(imagPart_);
 }
 
 void fi::assignElement(const fi& source) {

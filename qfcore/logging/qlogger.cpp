@@ -33,16 +33,12 @@ const char* qlogger::operationTypeToString(OperationTypeEnum operationType) {
   return kTexts[static_cast<int>(operationType)];
 }
 
-qlogger::qlogger(const qlogger& other, bool keepRecord) {
-  if (keepRecord) {
-    set(other);
-    return;
-  }
-  tag_ = other.tag_;
-  type_ = other.type_;
-  operationType_ = other.operationType_;
-  alwaysOn_ = other.alwaysOn_;
-}
+qlogger::qlogger(const qlogger& other, bool keepRecord)
+    : tag_(other.tag_),
+      type_(other.type_),
+      operationType_(other.operationType_),
+      alwaysOn_(other.alwaysOn_),
+      record_(keepRecord ? other.sharedRecord() : nullptr) {}
 
 qlogger& qlogger::operator=(const qlogger& other) {
   if (this != &other) set(other);
@@ -54,8 +50,12 @@ void qlogger::set(const qlogger& other) {
   type_ = other.type_;
   operationType_ = other.operationType_;
   alwaysOn_ = other.alwaysOn_;
-  if (other.record_) other.record_->share();
-  record_ = other.record_ ? std::make_unique<LogRecord>(*other.record_) : nullptr;
+  record_ = other.sharedRecord();
+}
+
+std::unique_ptr<LogRecord> qlogger::copiedRecord() const {
+  record_->share();
+  return std::make_unique<LogRecord>(*record_);
 }
 
 void qlogger::reset() const { record_.reset(); }

@@ -51,7 +51,7 @@ class QFCORE_API qlogger {
   /// A copy, or with `keepRecord` false a logger of the same tag, type, kind and switch that has recorded
   /// nothing.
   qlogger(const qlogger& other, bool keepRecord);
-  qlogger(const qlogger& other) { set(other); }
+  qlogger(const qlogger& other) : qlogger(other, true) {}
   qlogger& operator=(const qlogger& other);
   qlogger(qlogger&&) noexcept = default;
   qlogger& operator=(qlogger&&) noexcept = default;
@@ -142,6 +142,9 @@ class QFCORE_API qlogger {
     return *record_;
   }
   void begin() const;
+  /// A copy of the record, which then shares its counts; null where there is none.
+  std::unique_ptr<LogRecord> sharedRecord() const { return record_ ? copiedRecord() : nullptr; }
+  std::unique_ptr<LogRecord> copiedRecord() const;
   void add(std::size_t LogCounts::*what, std::size_t count) const {
     if (isOn()) toWrite().counts.*what += count;
   }
