@@ -228,6 +228,9 @@ TEST_F(Multiplication, InPlaceKeepsTheTypeAndRoundsTheExactProductOnce) {
                               random.integer(0, 2) == 0);
     fi a = random.array(dims, random.type(1, 60), math, random.integer(0, 2) == 0);
     const fi before(a);
+    const bool isOwnSwitch = random.coin();
+    qlogger::setLogging(!isOwnSwitch);
+    a.setLogging(isOwnSwitch);
     a *= b;
     const NumericType& type = before.getNumericType();
     ASSERT_TRUE(a.getNumericType() == type);
@@ -242,7 +245,12 @@ TEST_F(Multiplication, InPlaceKeepsTheTypeAndRoundsTheExactProductOnce) {
       ASSERT_EQ(reference::imagOf(a, k), expected.im);
     }
     registers.meter.expectRecordOf(a);
-    fi square(before), expected = before;
+    fi square(before), expected = before, last = before;
+    last.setIndex(5), b.setIndex(b.numel() - 1);
+    const quantizer own(type, math.roundMode(), math.overflowMode());
+    last.timesEquals(b, own, own, productPrecision(before, b, type, type));
+    EXPECT_EQ(reference::valueOf(last, 5), reference::valueOf(a, 5));
+    EXPECT_EQ(reference::imagOf(last, 5), reference::imagOf(a, 5));
     expected *= before;
     square *= square;
     EXPECT_EQ(reference::contents(square), reference::contents(expected));

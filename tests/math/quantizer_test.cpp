@@ -322,6 +322,7 @@ TEST(Quantizer, CountsWhatTheOtherModesMeet) {
   } wideCases[] = {{scaledDouble, 7.9375, far, 7.9375, far, 1, 0},
                    {scaledDouble, 7.9375, -far, 7.9375, -far, 0, 0},
                    {scaledDouble, 0.0625, -far, 0.0625, -far, 0, 1},
+                   {scaledDouble, -8, 0, -8, 0, 0, 0},
                    {dbl, 1, far, 1, far, 0, 0},
                    {single, tie, far, 1 + std::ldexp(1.0, -23), 0, 0, 0},
                    {single, tie, -far, 1, 0, 0, 0},
