@@ -50,10 +50,10 @@ void Extreme::keepWide(const number& value) {
 }
 
 void LogRecord::share() {
+  forgetUnshared();
   LogCounts own(counts);
   own -= shared_;
   if (own == LogCounts()) return;
-  forgetUnshared();
   shares_.push_back(std::make_shared<CollectableCounts>(CollectableCounts{own}));
   shared_ += own;
 }

@@ -170,7 +170,7 @@ TEST_F(Records, AreCollectedOncePerOperation) {
       lasting.push_back(std::make_unique<fi>(any(math)));
       lasting.back()->setTag(k == 0 ? "a" : "b");
     }
-    for (int k = 0; k < 40; ++k) {
+    for (int k = 0; k < 160; ++k) {
       fi& x = *lasting[static_cast<std::size_t>(random.integer(0, 2))];
       const fi& y = *lasting[static_cast<std::size_t>(random.integer(0, 2))];
       switch (random.integer(0, 7)) {
@@ -185,7 +185,7 @@ TEST_F(Records, AreCollectedOncePerOperation) {
           break;
         default:
           if (passing.size() > 3) passing.erase(passing.begin(), passing.begin() + 2);
-          if (random.coin()) x.consolidatelocalfilogs();
+          if (random.integer(0, 3) == 0) x.consolidatelocalfilogs();
       }
     }
     for (auto& each : passing) lasting.push_back(std::move(each));
