@@ -5,12 +5,23 @@
 #include <cmath>
 #include <limits>
 
+#include "qfcore/math/kernels.h"
+#include "qfcore/math/widekernels.h"
+
 namespace embedded {
 
 using EmbeddedTypeSystem::DataTypeEnum;
 using EmbeddedTypeSystem::NumericType;
 using EmbeddedTypeSystem::ScalingEnum;
 using EmbeddedTypeSystem::SignedEnum;
+
+/// The kernels of one mode: for contiguous doubles and for a single number of either kind.
+struct Kernel {
+  ArrayKernel array;
+  WideKernel wide;
+  WideRounding rounding;
+  OverflowModeEnum overflowMode;
+};
 
 namespace {
 

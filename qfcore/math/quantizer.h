@@ -6,9 +6,8 @@
 #include <string>
 
 #include "qfcore/logging/qlogger.h"
-#include "qfcore/math/kernels.h"
+#include "qfcore/math/format.h"
 #include "qfcore/math/modes.h"
-#include "qfcore/math/widekernels.h"
 #include "qfcore/number/number.h"
 #include "qfcore/types/enumtable.h"
 #include "qfcore/types/numerictype.h"
@@ -43,19 +42,15 @@ constexpr const EmbeddedTypeSystem::EnumTable& tableOf(QuantizerModeEnum) {
   return detail::kQuantizerModeTable;
 }
 
-/// The kernels of one mode: for contiguous doubles and for a single number of either kind.
-struct Kernel {
-  ArrayKernel array;
-  WideKernel wide;
-  WideRounding rounding;
-  OverflowModeEnum overflowMode;
-};
+struct Kernel;
+struct WideFormat;
+struct WideOutcome;
 
 /// A format (mode and lengths), a rounding rule and an overflow rule, with the constants derived from them and
 /// the logger that records what the quantizations met.
 ///
 /// Quantizing is const: the settings stay, the logger records. One kernel is chosen for the settings, so a
-/// quantization itself decides nothing. Values carried in doubles go through array kernels (kernels.h),
+/// quantization itself decides nothing. Values carried in doubles go through array kernels,
 /// wide ones through the same rules on numbers; both round exactly once.
 class QFCORE_API quantizer {
  public:

@@ -7,6 +7,7 @@
 #include <limits>
 #include <vector>
 
+#include "qfcore/math/widekernels.h"
 #include "tests/fi/reference.h"
 #include "tests/number/reference.h"
 

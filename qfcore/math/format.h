@@ -1,0 +1,30 @@
+/// The constants of a number format that is carried in doubles.
+#pragma once
+
+#include "qfcore/number/rounding.h"
+
+namespace embedded {
+
+/// The range of a fixed-point format, in stored integers.
+struct IntegerRange {
+  double max, min;
+  double inverseModulus;  ///< 2^-w
+  double maxTurns;        ///< max / 2^w
+};
+
+/// The constants of a format that is carried in doubles. Fixed-point formats use all but the last two,
+/// floating-point formats `eps`, `max`, `min` and the last two, modes without a grid `greatest` and `least`.
+/// Without a value until they are derived: a quantizer carries them along that may never be asked to quantize.
+struct DoubleFormat {
+  GridFactors grid;   ///< 2^f and 2^(−f)
+  bool factorsExist;  ///< both of them, and `range`, are normal doubles
+  IntegerRange stored;
+  int wordLength, fractionLength;  ///< w and f
+  double eps, max, min;
+  double greatest, least;      ///< of the doubles in the range: `max` is rounded where none holds it
+  double range, inverseRange;  ///< the wrap modulus 2^(w−f) and its reciprocal
+  int fractionBits;            ///< of a floating-point format
+  int exponentMin;
+};
+
+}  // namespace embedded
