@@ -20,6 +20,10 @@ void refuseSlopeBias(const fimath& math, bool isComplex, const char* name) {
   if (!math.castBeforeSum()) fail<message::castBeforeSumFalse>(name);
 }
 
+void requireEach(std::initializer_list<const fi*> operands) {
+  for (const fi* operand : operands) operand->requireElements();
+}
+
 // ------------------------------------------------------------------------------------------ blocks of doubles
 
 /// Which addends need no cast: it would change nothing and have nothing to record.
@@ -102,189 +106,226 @@ void sumExactly(const fi& a, const fi& b, Path path, fi& result) {
 
 }  // namespace
 
-template <class Operation>
-fi fi::sumOrDifference(const fi& b) const {
-  const NumericType type = sumTypeWith(b);
-  const bool complexResult = iscomplex() || b.iscomplex();
-  const bool slopeBias = isSlopeBias() || b.isSlopeBias() || fimath_.isSumSlopeBiasScaled();
-  if (slopeBias) {
-    errorIfScaledDoubleSlopeBiasMath(*this, b);
-    refuseSlopeBias(fimath_, complexResult, Operation::kName);
-  }
-  const fi& shape = shapeOfResult(*this, b);
-  fi result(shape.dims_, type, fimath_, complexResult, tag(), OperationTypeEnum::Sum);
-  // Registers log whenever logging is on.
-  if (!qlogger::getLogging() &&
-      exactness::holdsSums(type, getNumericType(), b.getNumericType(), Operation::kSubtracts)) {
-    const Path path = choosePath({.isExact = true, .wideLoops = WideLoops::OfAny}, *this, b, result);
-    if (path != Path::Elements) {
-      sumExactly<Operation>(*this, b, path, result);
-      return result;
+/// Sums and differences: of arrays, of single elements, in place.
+struct fi::Sums {
+  template <class Operation>
+  static fi ofArrays(const fi& a, const fi& b) {
+    const NumericType type = a.sumTypeWith(b);
+    const bool complexResult = a.iscomplex() || b.iscomplex();
+    const bool slopeBias = a.isSlopeBias() || b.isSlopeBias() || a.fimath_.isSumSlopeBiasScaled();
+    if (slopeBias) {
+      errorIfScaledDoubleSlopeBiasMath(a, b);
+      refuseSlopeBias(a.fimath_, complexResult, Operation::kName);
     }
+    const fi& shape = shapeOfResult(a, b);
+    fi result(shape.dims_, type, a.fimath_, complexResult, a.tag(), OperationTypeEnum::Sum);
+    // Registers log whenever logging is on.
+    if (!qlogger::getLogging() &&
+        exactness::holdsSums(type, a.getNumericType(), b.getNumericType(), Operation::kSubtracts)) {
+      const Path path = choosePath({.isExact = true, .wideLoops = WideLoops::OfAny}, a, b, result);
+      if (path != Path::Elements) {
+        sumExactly<Operation>(a, b, path, result);
+        return result;
+      }
+    }
+    throughRegister<Operation>(a, b, slopeBias, result);
+    return result;
   }
-  sumThroughRegister<Operation>(b, slopeBias, result);
-  return result;
-}
 
-// Apart, so that a sum that needs no register does not pay for the room of one.
-template <class Operation>
-[[gnu::noinline]] void fi::sumThroughRegister(const fi& b, bool slopeBias, fi& result) const {
-  const NumericType& type = result.getNumericType();
-  const unsigned precision = sumPrecision(getNumericType(), b.getNumericType(), type, fimath_.castBeforeSum());
-  fi sumRegister = initializeSumRegister(type, fimath_, precision, result.iscomplex());
-  const bool fitsDoubles = precision <= kMaxDoublePrecision;
-  const Ways ways{.hasBlocks = !slopeBias && fitsDoubles,
-                  .wideLoops = slopeBias || fitsDoubles ? WideLoops::None : WideLoops::OfAny};
-  switch (choosePath(ways, *this, b, result)) {
-    case Path::Blocks: sumByBlocks<Operation>(b, sumRegister, result); break;
-    case Path::Wide: sumWide<Operation>(b, sumRegister, result); break;
-    default: sumByElements<Operation>(b, sumRegister, result);
+  // Apart, so that a sum that needs no register does not pay for the room of one.
+  template <class Operation>
+  [[gnu::noinline]] static void throughRegister(const fi& a, const fi& b, bool slopeBias, fi& result) {
+    const NumericType& type = result.getNumericType();
+    const unsigned precision =
+        sumPrecision(a.getNumericType(), b.getNumericType(), type, a.fimath_.castBeforeSum());
+    fi sumRegister = a.initializeSumRegister(type, a.fimath_, precision, result.iscomplex());
+    const bool fitsDoubles = precision <= kMaxDoublePrecision;
+    const Ways ways{.hasBlocks = !slopeBias && fitsDoubles,
+                    .wideLoops = slopeBias || fitsDoubles ? WideLoops::None : WideLoops::OfAny};
+    switch (choosePath(ways, a, b, result)) {
+      case Path::Blocks: byBlocks<Operation>(a, b, sumRegister, result); break;
+      case Path::Wide: ofWide<Operation>(a, b, sumRegister, result); break;
+      default: byElements<Operation>(a, b, sumRegister, result);
+    }
+    a.finishRegisters(&result, Operation::kName, {{RegisterLog::Sum, sumRegister}});
   }
-  finishRegisters(&result, Operation::kName, {{RegisterLog::Sum, sumRegister}});
-}
 
-template <class Operation>
-void fi::sumByBlocks(const fi& b, fi& sumRegister, fi& result) const {
-  const Uncast isUncast = uncast(*this, b, sumRegister);
-  const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right,
-                           const Uncast& isReady) {
-    sumArrays<Operation>(left, right, isReady, sumRegister.assignmentQuantizer_, target.doubles(),
-                         result.numel_);
-  };
-  sumPart(result.realPart_, BlockOperand::real(*this), BlockOperand::real(b), isUncast);
-  if (result.iscomplex())
-    sumPart(result.imagPart_, BlockOperand::imag(*this), BlockOperand::imag(b),
-            isUncast.ofImaginaryParts(*this, b));
-  result.getQlogger().nMathOperationsPlus(result.numel_);
-}
+  template <class Operation>
+  static void byBlocks(const fi& a, const fi& b, fi& sumRegister, fi& result) {
+    const Uncast isUncast = uncast(a, b, sumRegister);
+    const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right,
+                             const Uncast& isReady) {
+      sumArrays<Operation>(left, right, isReady, sumRegister.assignmentQuantizer_, target.doubles(),
+                           result.numel_);
+    };
+    sumPart(result.realPart_, BlockOperand::real(a), BlockOperand::real(b), isUncast);
+    if (result.iscomplex())
+      sumPart(result.imagPart_, BlockOperand::imag(a), BlockOperand::imag(b), isUncast.ofImaginaryParts(a, b));
+    result.getQlogger().nMathOperationsPlus(result.numel_);
+  }
 
-template <class Operation>
-void fi::sumWide(const fi& b, fi& sumRegister, fi& result) const {
-  const Uncast isUncast = uncast(*this, b, sumRegister);
-  const quantizer& q = sumRegister.assignmentQuantizer_;
-  const unsigned precision = sumRegister.realPart_.getprecision();
-  WideScratch left(precision), right(precision);
-  const auto sumPart = [&](number& target, const WideOperand& x, const WideOperand& y, const Uncast& isReady) {
+  template <class Operation>
+  static void ofWide(const fi& a, const fi& b, fi& sumRegister, fi& result) {
+    const Uncast isUncast = uncast(a, b, sumRegister);
+    const quantizer& q = sumRegister.assignmentQuantizer_;
+    const unsigned precision = sumRegister.realPart_.getprecision();
+    WideScratch left(precision), right(precision);
+    const auto sumPart = [&](number& target, const WideOperand& x, const WideOperand& y,
+                             const Uncast& isReady) {
+      for (unsigned k = 0; k < result.numel_; ++k) {
+        left.take(x, k);
+        if (!isReady.a) q.quantize(left.asNumber());
+        right.take(y, k);
+        if (!isReady.b) q.quantize(right.asNumber());
+        Operation::apply(*left, *left, *right);
+        q.quantize(left.asNumber(), target[k]);
+      }
+    };
+    sumPart(result.realPart_, {a, a.realPart_}, {b, b.realPart_}, isUncast);
+    if (result.iscomplex())
+      sumPart(result.imagPart_, {a, a.imagPart_}, {b, b.imagPart_}, isUncast.ofImaginaryParts(a, b));
+    result.getQlogger().nMathOperationsPlus(result.numel_);
+  }
+
+  template <class Operation>
+  static void byElements(const fi& a, const fi& b, fi& sumRegister, fi& result) {
+    number scratch(0.0, sumRegister.realPart_.getprecision(), number::getDefaultForceMultiplePrecision());
     for (unsigned k = 0; k < result.numel_; ++k) {
-      left.take(x, k);
-      if (!isReady.a) q.quantize(left.asNumber());
-      right.take(y, k);
-      if (!isReady.b) q.quantize(right.asNumber());
-      Operation::apply(*left, *left, *right);
-      q.quantize(left.asNumber(), target[k]);
+      a.setIndex(a.isscalar() ? 0 : k);
+      b.setIndex(b.isscalar() ? 0 : k);
+      result.setIndex(k);
+      ofElements<Operation>(result, a, b, sumRegister, scratch);
     }
-  };
-  sumPart(result.realPart_, {*this, realPart_}, {b, b.realPart_}, isUncast);
-  if (result.iscomplex())
-    sumPart(result.imagPart_, {*this, imagPart_}, {b, b.imagPart_}, isUncast.ofImaginaryParts(*this, b));
-  result.getQlogger().nMathOperationsPlus(result.numel_);
-}
-
-template <class Operation>
-void fi::sumByElements(const fi& b, fi& sumRegister, fi& result) const {
-  number scratch(0.0, sumRegister.realPart_.getprecision(), number::getDefaultForceMultiplePrecision());
-  for (unsigned k = 0; k < result.numel_; ++k) {
-    setIndex(isscalar() ? 0 : k);
-    b.setIndex(b.isscalar() ? 0 : k);
-    result.setIndex(k);
-    result.oneSum<Operation>(*this, b, sumRegister, scratch);
   }
-}
 
-template <class Operation>
-fi& fi::oneSum(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
-  const bool isComplex = formSum<Operation>(a, b, sumRegister, scratch);
-  getQlogger().nMathOperationsPlusOne();
-  if (this != &sumRegister) {
-    if (isComplex && isreal()) becomeComplex();
-    realPart_ = sumRegister.realPart_;
-    if (iscomplex()) imagPart_ = isComplex ? sumRegister.imagPart_ : zeroValue();
-  }
-  return *this;
-}
-
-template <class Operation>
-bool fi::formSum(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
-  const bool slopeBias = a.isSlopeBias() || b.isSlopeBias() || sumRegister.isSlopeBias();
-  if (slopeBias) {
-    oneSlopeBiasSum(a, b, sumRegister, Operation::kSubtracts);
-  } else {
-    oneBinaryPointSum<Operation>(a, b, sumRegister, scratch);
-  }
-  return !slopeBias && (a.iscomplex() || b.iscomplex());
-}
-
-template <class Operation>
-void fi::oneBinaryPointSum(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
-  const bool copied = &sumRegister != &a;
-  const quantizer& q = *sumRegister.assignmentQuantizerInUse_;
-  const bool cast = sumRegister.fimath_.castBeforeSum();
-  if ((a.iscomplex() || b.iscomplex()) && sumRegister.isreal()) {
-    sumRegister.becomeComplex();
-  }
-  const auto sumPart = [&](number& target, const number* left, const number* right) {
-    // A missing imaginary part counts as zero, but there is nothing to cast.
-    if (copied && left) {
-      target = *left;
-      if (cast) q.quantize(target);
-    } else if (copied) {
-      target = 0.0;
+  template <class Operation>
+  static fi& ofElements(fi& target, const fi& a, const fi& b, fi& sumRegister, number& scratch) {
+    const bool isComplex = formSum<Operation>(a, b, sumRegister, scratch);
+    target.getQlogger().nMathOperationsPlusOne();
+    if (&target != &sumRegister) {
+      if (isComplex && target.isreal()) target.becomeComplex();
+      target.realPart_ = sumRegister.realPart_;
+      if (target.iscomplex()) target.imagPart_ = isComplex ? sumRegister.imagPart_ : target.zeroValue();
     }
-    if (right) {
-      scratch = *right;
-      if (cast) q.quantize(scratch);
-      Operation::apply(target, scratch);
+    return target;
+  }
+
+  template <class Operation>
+  static bool formSum(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
+    const bool slopeBias = a.isSlopeBias() || b.isSlopeBias() || sumRegister.isSlopeBias();
+    if (slopeBias) {
+      oneSlopeBiasSum(a, b, sumRegister, Operation::kSubtracts);
+    } else {
+      oneBinaryPointSum<Operation>(a, b, sumRegister, scratch);
     }
-    q.quantize(target);
-  };
-  sumPart(sumRegister.realPart_, &a.realPart_, &b.realPart_);
-  if (sumRegister.isreal()) return;
-  sumPart(sumRegister.imagPart_, a.isreal() ? nullptr : &a.imagPart_, b.isreal() ? nullptr : &b.imagPart_);
-}
+    return !slopeBias && (a.iscomplex() || b.iscomplex());
+  }
+
+  template <class Operation>
+  static void oneBinaryPointSum(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
+    const bool copied = &sumRegister != &a;
+    const quantizer& q = *sumRegister.assignmentQuantizerInUse_;
+    const bool cast = sumRegister.fimath_.castBeforeSum();
+    if ((a.iscomplex() || b.iscomplex()) && sumRegister.isreal()) {
+      sumRegister.becomeComplex();
+    }
+    const auto sumPart = [&](number& target, const number* left, const number* right) {
+      // A missing imaginary part counts as zero, but there is nothing to cast.
+      if (copied && left) {
+        target = *left;
+        if (cast) q.quantize(target);
+      } else if (copied) {
+        target = 0.0;
+      }
+      if (right) {
+        scratch = *right;
+        if (cast) q.quantize(scratch);
+        Operation::apply(target, scratch);
+      }
+      q.quantize(target);
+    };
+    sumPart(sumRegister.realPart_, &a.realPart_, &b.realPart_);
+    if (sumRegister.isreal()) return;
+    sumPart(sumRegister.imagPart_, a.isreal() ? nullptr : &a.imagPart_, b.isreal() ? nullptr : &b.imagPart_);
+  }
+
+  template <class Operation>
+  static fi& ofElementsAlone(fi& target, const fi& a, const fi& b, fi& sumRegister) {
+    requireEach({&target, &a, &b, &sumRegister});
+    const NumericType& type = sumRegister.getNumericType();
+    const unsigned precision =
+        sumPrecision(a.getNumericType(), b.getNumericType(), type, sumRegister.fimath_.castBeforeSum());
+    number scratch(0.0, precision, false);
+    const bool slopeBias = a.isSlopeBias() || b.isSlopeBias() || type.isSlopeBias();
+    if (slopeBias || precision <= std::max(sumRegister.realPart_.getprecision(), kMaxDoublePrecision))
+      return ofElements<Operation>(target, a, b, sumRegister, scratch);
+    // A wider register stands in for one that would round what is only to be quantized.
+    fi wider =
+        target.initializeSumRegister(type, sumRegister.fimath_, precision, a.iscomplex() || b.iscomplex());
+    wider.setLogging(sumRegister.getQlogger().isAlwaysOn());
+    ofElements<Operation>(target, a, b, wider, scratch);
+    sumRegister.getQlogger().merge(wider.getQlogger());
+    if (&sumRegister == &target) return target;
+    if (wider.iscomplex() && sumRegister.isreal()) sumRegister.becomeComplex();
+    sumRegister.realPart_ = wider.realPart_;
+    if (sumRegister.iscomplex()) sumRegister.imagPart_ = wider.isreal() ? target.zeroValue() : wider.imagPart_;
+    return target;
+  }
+
+  template <class Operation>
+  static fi& inPlace(fi& a, const fi& b) {
+    if (&b != &a && a.sharesElementsWith(b)) return inPlace<Operation>(a, b.detached());
+    errorIfMathMismatch(a, b);
+    errorIfScaledDoubleSlopeBiasMath(a, b);
+    const bool slopeBias = a.isSlopeBias() || b.isSlopeBias();
+    if (slopeBias) refuseSlopeBias(a.fimath_, a.iscomplex() || b.iscomplex(), Operation::kName);
+    if (!b.isscalar()) a.checkElementwiseSize(b);
+
+    const unsigned precision =
+        sumPrecision(a.getNumericType(), b.getNumericType(), a.getNumericType(), a.fimath_.castBeforeSum());
+    number scratch(0.0, precision, number::getDefaultForceMultiplePrecision());
+    if (b.iscomplex() && a.isreal()) a.coordinateComplexity(true, a.numel_);
+    fi sumRegister = a.initializeSumRegister(a.getNumericType(), a.fimath_, precision, a.iscomplex());
+    sumRegister.setLogging(a.getQlogger().isAlwaysOn());
+    const auto copyElement = [](const fi& from, fi& to) {
+      to.realPart_ = from.realPart_;
+      if (to.iscomplex()) to.imagPart_ = from.imagPart_;
+    };
+    // This array takes the register's place wherever its storage holds the exact sum.
+    const bool isOwnRegister =
+        precision <= std::max(a.realPart_.getprecision(), kMaxDoublePrecision) || slopeBias;
+    a.assignWith(sumRegister.assignmentQuantizer_, [&] {
+      for (unsigned k = 0; k < a.numel_; ++k) {
+        a.setIndex(k);
+        b.setIndex(b.isscalar() ? 0 : k);
+        if (isOwnRegister) {
+          formSum<Operation>(a, b, a, scratch);
+          continue;
+        }
+        copyElement(a, sumRegister);
+        formSum<Operation>(sumRegister, b, sumRegister, scratch);
+        copyElement(sumRegister, a);
+      }
+    });
+    a.getQlogger().nMathOperationsPlus(a.numel_);
+    a.finishRegisters(&a, Operation::kName, {{RegisterLog::Sum, sumRegister}});
+    return a;
+  }
+};
 
 // ------------------------------------------------------------------------------------------ public operations
 
-fi fi::plus(const fi& b) const { return sumOrDifference<Add>(b); }
-fi fi::minus(const fi& b) const { return sumOrDifference<Subtract>(b); }
-
-namespace {
-
-void requireEach(std::initializer_list<const fi*> operands) {
-  for (const fi* operand : operands) operand->requireElements();
-}
-
-}  // namespace
+fi fi::plus(const fi& b) const { return Sums::ofArrays<Add>(*this, b); }
+fi fi::minus(const fi& b) const { return Sums::ofArrays<Subtract>(*this, b); }
 
 fi& fi::sumEquals(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
   requireEach({this, &a, &b, &sumRegister});
-  return oneSum<Add>(a, b, sumRegister, scratch);
+  return Sums::ofElements<Add>(*this, a, b, sumRegister, scratch);
 }
 
 fi& fi::diffEquals(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
   requireEach({this, &a, &b, &sumRegister});
-  return oneSum<Subtract>(a, b, sumRegister, scratch);
-}
-
-template <class Operation>
-fi& fi::oneSumAlone(const fi& a, const fi& b, fi& sumRegister) {
-  requireEach({this, &a, &b, &sumRegister});
-  const NumericType& type = sumRegister.getNumericType();
-  const unsigned precision =
-      sumPrecision(a.getNumericType(), b.getNumericType(), type, sumRegister.fimath_.castBeforeSum());
-  number scratch(0.0, precision, false);
-  const bool slopeBias = a.isSlopeBias() || b.isSlopeBias() || type.isSlopeBias();
-  if (slopeBias || precision <= std::max(sumRegister.realPart_.getprecision(), kMaxDoublePrecision))
-    return oneSum<Operation>(a, b, sumRegister, scratch);
-  // A wider register stands in for one that would round what is only to be quantized.
-  fi wider = initializeSumRegister(type, sumRegister.fimath_, precision, a.iscomplex() || b.iscomplex());
-  wider.setLogging(sumRegister.getQlogger().isAlwaysOn());
-  oneSum<Operation>(a, b, wider, scratch);
-  sumRegister.getQlogger().merge(wider.getQlogger());
-  if (&sumRegister == this) return *this;
-  if (wider.iscomplex() && sumRegister.isreal()) sumRegister.becomeComplex();
-  sumRegister.realPart_ = wider.realPart_;
-  if (sumRegister.iscomplex()) sumRegister.imagPart_ = wider.isreal() ? zeroValue() : wider.imagPart_;
-  return *this;
+  return Sums::ofElements<Subtract>(*this, a, b, sumRegister, scratch);
 }
 
 void fi::becomeComplex() {
@@ -292,52 +333,15 @@ void fi::becomeComplex() {
   imagPart_.setIndex(realPart_.getIndex());
 }
 
-fi& fi::sumEquals(const fi& a, const fi& b, fi& sumRegister) { return oneSumAlone<Add>(a, b, sumRegister); }
+fi& fi::sumEquals(const fi& a, const fi& b, fi& sumRegister) {
+  return Sums::ofElementsAlone<Add>(*this, a, b, sumRegister);
+}
 
 fi& fi::diffEquals(const fi& a, const fi& b, fi& sumRegister) {
-  return oneSumAlone<Subtract>(a, b, sumRegister);
+  return Sums::ofElementsAlone<Subtract>(*this, a, b, sumRegister);
 }
 
-template <class Operation>
-fi& fi::inPlace(const fi& b) {
-  if (&b != this && sharesElementsWith(b)) return inPlace<Operation>(b.detached());
-  errorIfMathMismatch(*this, b);
-  errorIfScaledDoubleSlopeBiasMath(*this, b);
-  const bool slopeBias = isSlopeBias() || b.isSlopeBias();
-  if (slopeBias) refuseSlopeBias(fimath_, iscomplex() || b.iscomplex(), Operation::kName);
-  if (!b.isscalar()) checkElementwiseSize(b);
-
-  const unsigned precision =
-      sumPrecision(getNumericType(), b.getNumericType(), getNumericType(), fimath_.castBeforeSum());
-  number scratch(0.0, precision, number::getDefaultForceMultiplePrecision());
-  if (b.iscomplex() && isreal()) coordinateComplexity(true, numel_);
-  fi sumRegister = initializeSumRegister(getNumericType(), fimath_, precision, iscomplex());
-  sumRegister.setLogging(getQlogger().isAlwaysOn());
-  const auto copyElement = [](const fi& from, fi& to) {
-    to.realPart_ = from.realPart_;
-    if (to.iscomplex()) to.imagPart_ = from.imagPart_;
-  };
-  // This array takes the register's place wherever its storage holds the exact sum.
-  const bool isOwnRegister = precision <= std::max(realPart_.getprecision(), kMaxDoublePrecision) || slopeBias;
-  assignWith(sumRegister.assignmentQuantizer_, [&] {
-    for (unsigned k = 0; k < numel_; ++k) {
-      setIndex(k);
-      b.setIndex(b.isscalar() ? 0 : k);
-      if (isOwnRegister) {
-        formSum<Operation>(*this, b, *this, scratch);
-        continue;
-      }
-      copyElement(*this, sumRegister);
-      formSum<Operation>(sumRegister, b, sumRegister, scratch);
-      copyElement(sumRegister, *this);
-    }
-  });
-  getQlogger().nMathOperationsPlus(numel_);
-  finishRegisters(this, Operation::kName, {{RegisterLog::Sum, sumRegister}});
-  return *this;
-}
-
-fi& fi::operator+=(const fi& b) { return inPlace<Add>(b); }
-fi& fi::operator-=(const fi& b) { return inPlace<Subtract>(b); }
+fi& fi::operator+=(const fi& b) { return Sums::inPlace<Add>(*this, b); }
+fi& fi::operator-=(const fi& b) { return Sums::inPlace<Subtract>(*this, b); }
 
 }  // namespace embedded

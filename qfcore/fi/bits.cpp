@@ -244,38 +244,91 @@ NumericType integerType(const NumericType& type) {
 
 // ------------------------------------------------------------------------------------------------ single bits
 
-fi fi::setBits(const HostArray& bit, const HostArray* value) const {
-  requirePatterns(*this, "bitset");
-  if (iscomplex() || !isReal(bit) || (value && !isReal(*value))) fail<kNotReal>();
-  if (value && sizesClash(bit, *value)) fail<kArgSizeMismatch>();
-  if (sizesClash(*this, bit) || (value && sizesClash(*this, *value))) fail<kSizeMismatch>();
-  const Numbers positions(bit), values = value ? Numbers(*value) : Numbers(1);
-  const Word word(getNumericType());
-  if (value) {
-    if (values.any([](double v) { return v != 0 && v != 1; })) fail<kBitAndValue>();
-    checkPositions<kBitAndValue, message::bitsetOutOfRange>(positions, word.wordLength);
-  } else {
-    checkPositions<kBit, message::bitsetOutOfRange>(positions, word.wordLength);
+/// The operations that several names share.
+struct fi::Bits {
+  static fi set(const fi& x, const HostArray& bit, const HostArray* value) {
+    requirePatterns(x, "bitset");
+    if (x.iscomplex() || !isReal(bit) || (value && !isReal(*value))) fail<kNotReal>();
+    if (value && sizesClash(bit, *value)) fail<kArgSizeMismatch>();
+    if (sizesClash(x, bit) || (value && sizesClash(x, *value))) fail<kSizeMismatch>();
+    const Numbers positions(bit), values = value ? Numbers(*value) : Numbers(1);
+    const Word word(x.getNumericType());
+    if (value) {
+      if (values.any([](double v) { return v != 0 && v != 1; })) fail<kBitAndValue>();
+      checkPositions<kBitAndValue, message::bitsetOutOfRange>(positions, word.wordLength);
+    } else {
+      checkPositions<kBit, message::bitsetOutOfRange>(positions, word.wordLength);
+    }
+    fi result = x.unset(resultShape(x, bit, value), false);
+    if (takesBlocks(x)) {
+      withPatterns(x.getNumericType(), [&](auto patterns) {
+        setBitsByBlocks(result.realPart_.doubles(), BlockOperand::real(x), positions.operand(),
+                        values.operand(), result.numel_, patterns);
+      });
+      return result;
+    }
+    for (unsigned k = 0; k < result.numel_; ++k) {
+      x.setIndex(x.isscalar() ? 0 : k);
+      number& target = result.realPart_[k];
+      target = x.realPart_;
+      setBit(target, static_cast<int>(positions[k]), values[k] != 0, word);
+    }
+    return result;
   }
-  fi result = unset(resultShape(*this, bit, value), false);
-  if (takesBlocks(*this)) {
-    withPatterns(getNumericType(), [&](auto patterns) {
-      setBitsByBlocks(result.realPart_.doubles(), BlockOperand::real(*this), positions.operand(),
-                      values.operand(), result.numel_, patterns);
+
+  template <class Operation>
+  static fi combined(const fi& a, const fi& b) {
+    requirePatterns(a, Operation::kName);
+    requirePatterns(b, Operation::kName);
+    if (!a.getNumericType().isequivalent(b.getNumericType())) fail<kMixedTypes>();
+    const fi& shape = shapeOfResult(a, b);
+    const Word word(a.getNumericType());
+    fi result = a.unset(shape.dims_, a.iscomplex() || b.iscomplex());
+    const number zero(0.0, a.realPart_.getprecision(), false);
+    if (takesBlocks(a, b)) {
+      withPatterns(a.getNumericType(), [&](auto patterns) {
+        const auto combinePart = [&](number& target, const BlockOperand& x, const BlockOperand& y) {
+          combineBy(target.doubles(), x.values, x.isScalar, y.values, y.isScalar, result.numel_,
+                    [patterns](double p, double q) {
+                      return patterns.value(Operation::apply(patterns.stored(p), patterns.stored(q)));
+                    });
+        };
+        combinePart(result.realPart_, BlockOperand::real(a), BlockOperand::real(b));
+        if (result.iscomplex()) combinePart(result.imagPart_, BlockOperand::imag(a), BlockOperand::imag(b));
+      });
+      return result;
+    }
+    for (unsigned k = 0; k < result.numel_; ++k) {
+      a.setIndex(a.isscalar() ? 0 : k);
+      b.setIndex(b.isscalar() ? 0 : k);
+      result.setIndex(k);
+      result.realPart_ = a.realPart_;
+      Operation::onNumbers(result.realPart_, b.realPart_, word);
+      if (result.isreal()) continue;
+      result.imagPart_ = a.isreal() ? zero : a.imagPart_;
+      Operation::onNumbers(result.imagPart_, b.isreal() ? zero : b.imagPart_, word);
+    }
+    return result;
+  }
+
+  static fi scaledByPow2(const fi& x, int exponent, RoundModeEnum roundMode, const char* name) {
+    // Shifts beyond the word give what these give: nothing but the sign, or nothing that fits.
+    const int beyond = x.getNumericType().wordLength() + 2;
+    if (x.getNumericType().isFixed()) exponent = std::clamp(exponent, -beyond, beyond);
+    fi result = x.unset(x.dims_, x.iscomplex());
+    result.assignLogged(name, [&] {
+      const quantizer& inUse = result.assignmentQuantizerInUse();
+      quantizer q(inUse, false);
+      q.set(NumericType(inUse.numericType()), roundMode, x.fimath_.overflowMode());
+      withPow2(exponent, [&](auto times, auto) { mapParts(x, result, q, times); });
+      inUse.logger().merge(q.logger());
     });
     return result;
   }
-  for (unsigned k = 0; k < result.numel_; ++k) {
-    setIndex(isscalar() ? 0 : k);
-    number& target = result.realPart_[k];
-    target = realPart_;
-    setBit(target, static_cast<int>(positions[k]), values[k] != 0, word);
-  }
-  return result;
-}
+};
 
-fi fi::bitset(const HostArray& bit) const { return setBits(bit, nullptr); }
-fi fi::bitset(const HostArray& bit, const HostArray& value) const { return setBits(bit, &value); }
+fi fi::bitset(const HostArray& bit) const { return Bits::set(*this, bit, nullptr); }
+fi fi::bitset(const HostArray& bit, const HostArray& value) const { return Bits::set(*this, bit, &value); }
 fi fi::bitset(const fi& bit) const { return bitset(bit.getDoubleHostArray()); }
 fi fi::bitset(const fi& bit, const fi& value) const {
   return bitset(bit.getDoubleHostArray(), value.getDoubleHostArray());
@@ -321,70 +374,21 @@ fi fi::bitcmp() const {
   return result;
 }
 
-template <class Operation>
-fi fi::bitandorxor(const fi& b) const {
-  requirePatterns(*this, Operation::kName);
-  requirePatterns(b, Operation::kName);
-  if (!getNumericType().isequivalent(b.getNumericType())) fail<kMixedTypes>();
-  const fi& shape = shapeOfResult(*this, b);
-  const Word word(getNumericType());
-  fi result = unset(shape.dims_, coordinateComplexityForBitwiseOps(*this, b));
-  const number zero(0.0, realPart_.getprecision(), false);
-  if (takesBlocks(*this, b)) {
-    withPatterns(getNumericType(), [&](auto patterns) {
-      const auto combinePart = [&](number& target, const BlockOperand& x, const BlockOperand& y) {
-        combineBy(target.doubles(), x.values, x.isScalar, y.values, y.isScalar, result.numel_,
-                  [patterns](double p, double q) {
-                    return patterns.value(Operation::apply(patterns.stored(p), patterns.stored(q)));
-                  });
-      };
-      combinePart(result.realPart_, BlockOperand::real(*this), BlockOperand::real(b));
-      if (result.iscomplex()) combinePart(result.imagPart_, BlockOperand::imag(*this), BlockOperand::imag(b));
-    });
-    return result;
-  }
-  for (unsigned k = 0; k < result.numel_; ++k) {
-    setIndex(isscalar() ? 0 : k);
-    b.setIndex(b.isscalar() ? 0 : k);
-    result.setIndex(k);
-    result.realPart_ = realPart_;
-    Operation::onNumbers(result.realPart_, b.realPart_, word);
-    if (result.isreal()) continue;
-    result.imagPart_ = isreal() ? zero : imagPart_;
-    Operation::onNumbers(result.imagPart_, b.isreal() ? zero : b.imagPart_, word);
-  }
-  return result;
-}
-
-fi fi::fibitand(const fi& b) const { return bitandorxor<And>(b); }
-fi fi::fibitor(const fi& b) const { return bitandorxor<Or>(b); }
-fi fi::bitxor(const fi& b) const { return bitandorxor<Xor>(b); }
+fi fi::fibitand(const fi& b) const { return Bits::combined<And>(*this, b); }
+fi fi::fibitor(const fi& b) const { return Bits::combined<Or>(*this, b); }
+fi fi::bitxor(const fi& b) const { return Bits::combined<Xor>(*this, b); }
 
 // ---------------------------------------------------------------------------------------------- powers of two
 
-fi fi::scaledByPow2(int exponent, RoundModeEnum roundMode, const char* name) const {
-  // Shifts beyond the word give what these give: nothing but the sign, or nothing that fits.
-  const int beyond = getNumericType().wordLength() + 2;
-  if (getNumericType().isFixed()) exponent = std::clamp(exponent, -beyond, beyond);
-  fi result = unset(dims_, iscomplex());
-  result.assignLogged(name, [&] {
-    const quantizer& inUse = result.assignmentQuantizerInUse();
-    quantizer q(inUse, false);
-    q.set(NumericType(inUse.numericType()), roundMode, fimath_.overflowMode());
-    withPow2(exponent, [&](auto times, auto) { mapParts(*this, result, q, times); });
-    inUse.logger().merge(q.logger());
-  });
-  return result;
-}
-
 fi fi::bitshift(int places) const {
   requirePatterns(*this, "bitshift");
-  return scaledByPow2(places, RoundModeEnum::floor, "bitshift");
+  return Bits::scaledByPow2(*this, places, RoundModeEnum::floor, "bitshift");
 }
 
 fi fi::pow2(int exponent, bool movesPoint) const {
   errorIfSlopeBiasMath(*this);
-  if (!movesPoint || getNumericType().isBuiltIn()) return scaledByPow2(exponent, fimath_.roundMode(), "pow2");
+  if (!movesPoint || getNumericType().isBuiltIn())
+    return Bits::scaledByPow2(*this, exponent, fimath_.roundMode(), "pow2");
   NumericType type(getNumericType());
   type.setFixedExponent(type.fixedExponent() + exponent);
   fi result(dims_.data(), numDims(), type, fimath_, iscomplex(), tag());
@@ -394,21 +398,25 @@ fi fi::pow2(int exponent, bool movesPoint) const {
 
 // -------------------------------------------------------------------------------------------- stored integers
 
-fi fi::integerBound(const number& bound) const {
-  fi result(1, 1, integerType(getNumericType()), fimath_, false, tag());
-  result.realPart_ = bound;
-  result.realPart_.stripscaling(1, Word(getNumericType()).exponent, 0);
+namespace {
+
+fi integerBound(const fi& x, const number& bound) {
+  fi result(1, 1, integerType(x.getNumericType()), x.getFimath(), false, x.tag());
+  result.realPart() = bound;
+  result.realPart().stripscaling(1, Word(x.getNumericType()).exponent, 0);
   return result;
 }
 
+}  // namespace
+
 fi fi::intmin() const {
   if (getNumericType().isFloat()) fail<kFixedOnly>("intmin");
-  return integerBound(getAssignmentQuantizer().min());
+  return integerBound(*this, getAssignmentQuantizer().min());
 }
 
 fi fi::intmax() const {
   if (getNumericType().isFloat()) fail<kFixedOnly>("intmax");
-  return integerBound(getAssignmentQuantizer().max());
+  return integerBound(*this, getAssignmentQuantizer().max());
 }
 
 fi fi::stripscaling() const {

@@ -133,26 +133,36 @@ bool areEqual(const double* a, const double* b, std::size_t count) {
 
 // -------------------------------------------------------------------------------------------------- adjusting
 
-fi& fi::adjustedRoom(const fi& x, const fi& y) {
-  const NumericType &from = x.getNumericType(), &to = y.getNumericType();
-  std::unique_ptr<Adjustment>& kept = x.arithmeticState().adjustment;
-  if (!kept || !kept->from.isequal(from) || !kept->to.isequal(to)) {
-    const RealWorldScaling fromScaling(from), toScaling(to);
-    const unsigned precision =
-        std::max(toScaling.heldPrecision(BitRange::ofRealWorld(from)), x.realPart_.getprecision());
-    const unsigned dims[] = {1, 1};
-    kept = std::make_unique<Adjustment>(
-        Adjustment{from, to, fromScaling, toScaling,
-                   fi(dims, 2, to, x.fimath_, true, {}, OperationTypeEnum::Unspecified,
-                      std::max(precision, kDoubleBits))});
+/// What comparisons of elements share.
+struct fi::Comparison {
+  static fi& adjustedRoom(const fi& x, const fi& y) {
+    const NumericType &from = x.getNumericType(), &to = y.getNumericType();
+    std::unique_ptr<Adjustment>& kept = x.arithmeticState().adjustment;
+    if (!kept || !kept->from.isequal(from) || !kept->to.isequal(to)) {
+      const RealWorldScaling fromScaling(from), toScaling(to);
+      const unsigned precision =
+          std::max(toScaling.heldPrecision(BitRange::ofRealWorld(from)), x.realPart_.getprecision());
+      const unsigned dims[] = {1, 1};
+      kept = std::make_unique<Adjustment>(
+          Adjustment{from, to, fromScaling, toScaling,
+                     fi(dims, 2, to, x.fimath_, true, {}, OperationTypeEnum::Unspecified,
+                        std::max(precision, kDoubleBits))});
+    }
+    return kept->room;
   }
-  return kept->room;
-}
+
+  static bool imaginaryPartsAreEqual(const fi& a, const fi& b) {
+    if (a.isreal() && b.isreal()) return true;
+    if (a.isreal()) return b.imagPart_ == b.zeroValue();
+    if (b.isreal()) return a.imagPart_ == a.zeroValue();
+    return a.imagPart_ == getAdjustedElement(b, a).imagPart_;
+  }
+};
 
 const number& fi::getAdjustedReal(const fi& x, const fi& y) {
   x.requireElements();
   if (haveSameScaling(x.getNumericType(), y.getNumericType())) return x.realPart_;
-  number& value = adjustedRoom(x, y).realPart_;
+  number& value = Comparison::adjustedRoom(x, y).realPart_;
   const Adjustment& adjustment = *x.arithmeticState().adjustment;
   value = x.realPart_;
   adjustment.fromScaling.fromHeld(value);
@@ -163,7 +173,7 @@ const number& fi::getAdjustedReal(const fi& x, const fi& y) {
 const fi& fi::getAdjustedElement(const fi& x, const fi& y) {
   x.requireElements();
   if (haveSameScaling(x.getNumericType(), y.getNumericType())) return x;
-  fi& room = adjustedRoom(x, y);
+  fi& room = Comparison::adjustedRoom(x, y);
   getAdjustedReal(x, y);
   room.setIsReal(x.isreal());
   if (x.isreal()) return room;
@@ -181,16 +191,9 @@ HostArray fi::le(const fi& b) const { return compareReal<std::less_equal<>>(*thi
 HostArray fi::gt(const fi& b) const { return compareReal<std::greater<>>(*this, b); }
 HostArray fi::lt(const fi& b) const { return compareReal<std::less<>>(*this, b); }
 
-bool fi::imaginaryPartsAreEqual(const fi& b) const {
-  if (isreal() && b.isreal()) return true;
-  if (isreal()) return b.imagPart_ == b.zeroValue();
-  if (b.isreal()) return imagPart_ == zeroValue();
-  return imagPart_ == getAdjustedElement(b, *this).imagPart_;
-}
-
 bool fi::operator==(const fi& b) const {
   requireElements();
-  return realPart_ == getAdjustedReal(b, *this) && imaginaryPartsAreEqual(b);
+  return realPart_ == getAdjustedReal(b, *this) && Comparison::imaginaryPartsAreEqual(*this, b);
 }
 
 HostArray fi::eq(const fi& b) const { return compareBoth<Equal>(*this, b); }

@@ -139,8 +139,6 @@ fi::Shape fi::shapeOf(const HostArray& array) {
   return shape;
 }
 
-bool fi::sElementPathOnly = false;
-
 fi::fi() : fi(Shape{0, 0}, NumericType(), fimath(), false, {}, OperationTypeEnum::Assignment, 0) {}
 
 fi::fi(double value, bool isSigned, int wordLength, int fractionLength, const fimath& math, unsigned precision,
@@ -504,27 +502,33 @@ void fi::resizeAndZero(unsigned rows, unsigned cols, const NumericType& type, co
 
 // ----------------------------------------------------------------------------------------------- range queries
 
-fi fi::constantArray(std::initializer_list<number> constants) const {
-  fi result(1, static_cast<unsigned>(constants.size()), getNumericType(), fimath_);
+namespace {
+
+fi constantArray(const fi& x, std::initializer_list<number> constants) {
+  fi result(1, static_cast<unsigned>(constants.size()), x.getNumericType(), x.getFimath());
   unsigned place = 0;
-  for (const number& constant : constants) result.realPart_[place++] = constant;
+  for (const number& constant : constants) result.realPart()[place++] = constant;
   return result;
 }
 
-fi fi::lowerbound() const { return constantArray({getAssignmentQuantizer().min()}); }
-fi fi::realmax() const { return constantArray({getAssignmentQuantizer().max()}); }
-fi fi::range() const { return constantArray({getAssignmentQuantizer().min(), getAssignmentQuantizer().max()}); }
+}  // namespace
+
+fi fi::lowerbound() const { return constantArray(*this, {getAssignmentQuantizer().min()}); }
+fi fi::realmax() const { return constantArray(*this, {getAssignmentQuantizer().max()}); }
+fi fi::range() const {
+  return constantArray(*this, {getAssignmentQuantizer().min(), getAssignmentQuantizer().max()});
+}
 
 fi fi::eps() const {
   const quantizer& q = getAssignmentQuantizer();
   const bool isOneSignedBit = q.mode() == QuantizerModeEnum::fixed && q.wordLength() == 1;
-  return constantArray({isOneSignedBit ? q.negativeEps() : q.eps()});
+  return constantArray(*this, {isOneSignedBit ? q.negativeEps() : q.eps()});
 }
 
 fi fi::realmin() const {
   const quantizer& q = getAssignmentQuantizer();
   const bool isOneSignedBit = q.mode() == QuantizerModeEnum::fixed && q.wordLength() == 1;
-  return constantArray({isOneSignedBit ? q.negativeEps() : q.realmin()});
+  return constantArray(*this, {isOneSignedBit ? q.negativeEps() : q.realmin()});
 }
 
 }  // namespace embedded

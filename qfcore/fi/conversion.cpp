@@ -27,30 +27,39 @@ double fi::realWorld(const number& held) const {
   return type.isSlopeBias() ? value * type.slopeAdjustmentFactor() + type.bias() : value;
 }
 
-/// An array of `Element` whose elements `convert` makes of the real-world values.
-template <class Element, class Convert>
-HostArray fi::exported(Convert convert) const {
-  const NumericType& type = getNumericType();
-  const tessel::Dimensions dims(dims_.begin(), dims_.end());
-  return exportedParts<Element>(*this, dims, [&](const number& part, Element* target) {
-    if (!takesBlocks(*this)) {
-      for (unsigned k = 0; k < numel_; ++k) target[k] = convert(realWorld(part[k]));
-    } else if (isSlopeBias()) {
-      const double factor = type.slopeAdjustmentFactor(), bias = type.bias();
-      transformValues(valuesOf(*this, part), target, numel_,
-                      [=](double held) { return convert(held * factor + bias); });
-    } else {
-      transformValues(valuesOf(*this, part), target, numel_, convert);
-    }
-  });
-}
+/// Values for the host, and from it.
+struct fi::Exchange {
+  /// An array of `Element` whose elements `convert` makes of the real-world values.
+  template <class Element, class Convert>
+  static HostArray taken(const fi& x, Convert convert) {
+    const NumericType& type = x.getNumericType();
+    const tessel::Dimensions dims(x.dims_.begin(), x.dims_.end());
+    return exportedParts<Element>(x, dims, [&](const number& part, Element* target) {
+      if (!takesBlocks(x)) {
+        for (unsigned k = 0; k < x.numel_; ++k) target[k] = convert(x.realWorld(part[k]));
+      } else if (x.isSlopeBias()) {
+        const double factor = type.slopeAdjustmentFactor(), bias = type.bias();
+        transformValues(valuesOf(x, part), target, x.numel_,
+                        [=](double held) { return convert(held * factor + bias); });
+      } else {
+        transformValues(valuesOf(x, part), target, x.numel_, convert);
+      }
+    });
+  }
+
+  static void set(fi& x, const HostArray& values, ValueMeaning meaning) {
+    fi replaced = x.replacement(shapeOf(values), values.isComplex());
+    replaced.assignLogged(kAssignment, [&] { replaced.storeHostValues(values, meaning); });
+    x.replaceElements(std::move(replaced));
+  }
+};
 
 HostArray fi::getDoubleHostArray() const {
-  return exported<double>([](double value) { return value; });
+  return Exchange::taken<double>(*this, [](double value) { return value; });
 }
 
 HostArray fi::getSingleHostArray() const {
-  return exported<float>([](double value) { return static_cast<float>(value); });
+  return Exchange::taken<float>(*this, [](double value) { return static_cast<float>(value); });
 }
 
 HostArray fi::getBooleanHostArray() const {
@@ -62,7 +71,7 @@ HostArray fi::getBooleanHostArray() const {
     for (unsigned k = 0; k < numel_; ++k)
       NumericType::checkNaNInf(DataTypeEnum::Boolean, realWorld(realPart_[k]));
   }
-  HostArray result = exported<bool>([](double value) { return value != 0; });
+  HostArray result = Exchange::taken<bool>(*this, [](double value) { return value != 0; });
   // A wide value may be smaller than every double.
   if (numel_ == 0 || !realPart_.multiprecision() || isSlopeBias()) return result;
   bool* truths = result.mutableReal<bool>();
@@ -77,23 +86,17 @@ HostArray fi::getDataHostArray() const {
 
 void fi::setDoubleHostArray(const HostArray& values) {
   if (values.arrayClass() != ArrayClass::Double) fail<kNotDouble>();
-  setHostValues(values, ValueMeaning::RealWorld);
+  Exchange::set(*this, values, ValueMeaning::RealWorld);
 }
 
 void fi::setDataHostArray(const HostArray& values) {
   if (!values.isNumeric() && !values.isLogical()) fail<kDataNotNumeric>();
-  setHostValues(values, ValueMeaning::RealWorld);
+  Exchange::set(*this, values, ValueMeaning::RealWorld);
 }
 
 void fi::setIntHostArray(const HostArray& stored) {
   if (!stored.isNumeric() && !stored.isLogical()) fail<kIntNotNumeric>();
-  setHostValues(stored, ValueMeaning::StoredInteger);
-}
-
-void fi::setHostValues(const HostArray& values, ValueMeaning meaning) {
-  fi replaced = replacement(shapeOf(values), values.isComplex());
-  replaced.assignLogged(kAssignment, [&] { replaced.storeHostValues(values, meaning); });
-  replaceElements(std::move(replaced));
+  Exchange::set(*this, stored, ValueMeaning::StoredInteger);
 }
 
 void fi::replaceElements(fi&& source) {

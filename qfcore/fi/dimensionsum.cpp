@@ -76,6 +76,21 @@ class FiberSums {
   const quantizer& q_;
 };
 
+/// The same for values of every kind, through the register.
+void sumFibers(const fi& x, const Fibers& fibers, fi& sumRegister, fi& result) {
+  Scratch scratch(sumRegister.realPart().getprecision());
+  for (unsigned k = 0; k < fibers.count; ++k) {
+    sumRegister.realPart() = 0.0;
+    if (x.iscomplex()) sumRegister.imagPart() = 0.0;
+    for (std::size_t term = 0; term < fibers.length; ++term) {
+      x.setIndex(static_cast<unsigned>(fibers.first(k) + term * fibers.stride));
+      sumRegister.sumEquals(sumRegister, x, sumRegister, scratch);
+    }
+    result.realPart()[k] = sumRegister.realPart();
+    if (x.iscomplex()) result.imagPart()[k] = sumRegister.imagPart();
+  }
+}
+
 /// For sums of `terms` elements each.
 Identities identitiesOf(const fi& x, unsigned terms, const quantizer& q) {
   const bool cast = x.getFimath().castBeforeSum();
@@ -115,25 +130,10 @@ fi fi::sumAlong(unsigned dimension) const {
     if (iscomplex()) sums.run(valuesOf(*this, imagPart_), result.imagPart_.doubles());
     sumRegister.getQlogger().nMathOperationsPlus(numel_);
   } else {
-    sumFibers(fibers.stride, length, sumRegister, result);
+    sumFibers(*this, fibers, sumRegister, result);
   }
   finishRegisters(&result, "sum", {{RegisterLog::Sum, sumRegister}});
   return result;
-}
-
-void fi::sumFibers(std::size_t stride, std::size_t length, fi& sumRegister, fi& result) const {
-  const Fibers fibers{stride, length, result.numel_};
-  Scratch scratch(sumRegister.realPart_.getprecision());
-  for (unsigned k = 0; k < result.numel_; ++k) {
-    sumRegister.realPart_ = 0.0;
-    if (iscomplex()) sumRegister.imagPart_ = 0.0;
-    for (std::size_t term = 0; term < length; ++term) {
-      setIndex(static_cast<unsigned>(fibers.first(k) + term * stride));
-      sumRegister.sumEquals(sumRegister, *this, sumRegister, scratch);
-    }
-    result.realPart_[k] = sumRegister.realPart_;
-    if (iscomplex()) result.imagPart_[k] = sumRegister.imagPart_;
-  }
 }
 
 }  // namespace embedded

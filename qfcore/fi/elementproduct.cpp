@@ -2,6 +2,7 @@
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/exactness.h"
+#include "qfcore/fi/paths/path.h"
 #include "qfcore/number/mpvalue.h"
 
 namespace embedded {
@@ -92,7 +93,7 @@ ElementProduct::ElementProduct(const fi& a, const fi& b, const quantizer& produc
     : products_(products),
       sums_(sums),
       cast_(a.getFimath().castBeforeSum()),
-      isExact_(!fi::elementPathOnly() && !products.logger().isOn() &&
+      isExact_(!elementPathOnly() && !products.logger().isOn() &&
                exactness::holdsProducts(products.numericType(), a.getNumericType(), b.getNumericType())),
       scratch1_(productPrecision(a, b, products.numericType(), sums.numericType())),
       scratch2_(productPrecision(a, b, products.numericType(), sums.numericType())) {

@@ -242,91 +242,98 @@ void extremesByMagnitude(const fi& a, const fi& b, fi& result) {
 
 }  // namespace
 
-template <class Extreme>
-fi fi::extreme(const fi& b) const {
-  if (!getNumericType().isequivalent(b.getNumericType())) fail<Extreme::kTypeMismatch>();
-  if (!fimath_.matches(b.fimath_)) fail<Extreme::kFimathMismatch>();
-  const bool isComplex = iscomplex() || b.iscomplex();
-  if (isComplex && isSlopeBias()) fail<message::complexSlopeBias>(Extreme::kName);
-  const fi& shape = shapeOfResult(*this, b);
-  fi result = unset(shape.dims_, isComplex);
-  const Path path = choosePath(waysOfExtremes(getNumericType(), isComplex), *this, b, result);
-  if (path == Path::Blocks) {
-    if (isComplex) {
-      extremesByMagnitude<Extreme>(*this, b, result);
-    } else {
-      combine<Extreme>(result.realPart_.doubles(), valuesOf(*this, realPart_), isscalar(),
-                       valuesOf(b, b.realPart_), b.isscalar(), result.numel_);
+/// The extremes of two arrays, of one, and along one of its dimensions.
+struct fi::Extremes {
+  template <class Extreme>
+  static fi ofBoth(const fi& a, const fi& b) {
+    if (!a.getNumericType().isequivalent(b.getNumericType())) fail<Extreme::kTypeMismatch>();
+    if (!a.fimath_.matches(b.fimath_)) fail<Extreme::kFimathMismatch>();
+    const bool isComplex = a.iscomplex() || b.iscomplex();
+    if (isComplex && a.isSlopeBias()) fail<message::complexSlopeBias>(Extreme::kName);
+    const fi& shape = shapeOfResult(a, b);
+    fi result = a.unset(shape.dims_, isComplex);
+    const Path path = choosePath(waysOfExtremes(a.getNumericType(), isComplex), a, b, result);
+    if (path == Path::Blocks) {
+      if (isComplex) {
+        extremesByMagnitude<Extreme>(a, b, result);
+      } else {
+        combine<Extreme>(result.realPart_.doubles(), valuesOf(a, a.realPart_), a.isscalar(),
+                         valuesOf(b, b.realPart_), b.isscalar(), result.numel_);
+      }
+      return result;
     }
-    return result;
-  }
-  if (path == Path::Wide) {
-    mpnumber& extremes = *result.realPart_.multiprecision();
-    const WideOperand own(*this, realPart_), other(b, b.realPart_);
+    if (path == Path::Wide) {
+      mpnumber& extremes = *result.realPart_.multiprecision();
+      const WideOperand own(a, a.realPart_), other(b, b.realPart_);
+      for (unsigned k = 0; k < result.numel_; ++k) {
+        extremes.setelement(k, Extreme::replaces(other[k], own[k]) ? other[k] : own[k]);
+      }
+      return result;
+    }
+    OrderingKey ownKey(a, isComplex), otherKey(b, isComplex);
     for (unsigned k = 0; k < result.numel_; ++k) {
-      extremes.setelement(k, Extreme::replaces(other[k], own[k]) ? other[k] : own[k]);
+      a.setIndex(a.isscalar() ? 0 : k);
+      b.setIndex(b.isscalar() ? 0 : k);
+      result.setIndex(k);
+      const fi& chosen = Extreme::replaces(otherKey(), ownKey()) ? b : a;
+      result.realPart_ = chosen.realPart_;
+      if (chosen.iscomplex()) {
+        result.imagPart_ = chosen.imagPart_;
+      } else if (isComplex) {
+        result.imagPart_ = 0.0;
+      }
     }
     return result;
   }
-  OrderingKey ownKey(*this, isComplex), otherKey(b, isComplex);
-  for (unsigned k = 0; k < result.numel_; ++k) {
-    setIndex(isscalar() ? 0 : k);
-    b.setIndex(b.isscalar() ? 0 : k);
-    result.setIndex(k);
-    const fi& chosen = Extreme::replaces(otherKey(), ownKey()) ? b : *this;
-    result.realPart_ = chosen.realPart_;
-    if (chosen.iscomplex()) {
-      result.imagPart_ = chosen.imagPart_;
-    } else if (isComplex) {
-      result.imagPart_ = 0.0;
+
+  template <class Extreme>
+  static fi along(const fi& a, unsigned dimension, HostArray& positions) {
+    if (a.iscomplex() && a.isSlopeBias()) fail<message::complexSlopeBias>(Extreme::kName);
+    const unsigned length = a.getDimension(dimension);
+    Shape dims = a.dims_;
+    if (length > 1) dims[dimension - 1] = 1;
+    unsigned stride = 1;
+    for (unsigned d = 0; d + 1 < dimension && d < a.numDims(); ++d) stride *= a.dims_[d];
+    positions = HostArray::zeros(ArrayClass::Double, tessel::Dimensions(dims.begin(), dims.end()));
+    if (a.isempty()) return a.blank(dims, a.iscomplex());
+
+    double* places = positions.mutableReal<double>();
+    ExtremeFinder<Extreme> find(a);
+    std::vector<unsigned> chosen(a.numel_ / length);
+    for (unsigned k = 0; k < chosen.size(); k += stride) find.inStep(k * length, stride, length, places + k);
+    for (unsigned k = 0; k < chosen.size(); ++k) {
+      chosen[k] = k % stride + (k / stride * length + static_cast<unsigned>(places[k]) - 1) * stride;
     }
+    return a.rearranged(dims, chosen);
   }
-  return result;
-}
 
-fi fi::min(const fi& b) const { return extreme<Minimum>(b); }
-fi fi::max(const fi& b) const { return extreme<Maximum>(b); }
-
-template <class Extreme>
-fi fi::firstExtremes(unsigned dimension, HostArray& positions) const {
-  if (iscomplex() && isSlopeBias()) fail<message::complexSlopeBias>(Extreme::kName);
-  const unsigned length = getDimension(dimension);
-  Shape dims = dims_;
-  if (length > 1) dims[dimension - 1] = 1;
-  unsigned stride = 1;
-  for (unsigned d = 0; d + 1 < dimension && d < numDims(); ++d) stride *= dims_[d];
-  positions = HostArray::zeros(ArrayClass::Double, tessel::Dimensions(dims.begin(), dims.end()));
-  if (isempty()) return blank(dims, iscomplex());
-
-  double* places = positions.mutableReal<double>();
-  ExtremeFinder<Extreme> find(*this);
-  std::vector<unsigned> chosen(numel_ / length);
-  for (unsigned k = 0; k < chosen.size(); k += stride) find.inStep(k * length, stride, length, places + k);
-  for (unsigned k = 0; k < chosen.size(); ++k) {
-    chosen[k] = k % stride + (k / stride * length + static_cast<unsigned>(places[k]) - 1) * stride;
+  template <class Extreme>
+  static fi first(const fi& a, unsigned& index, HostArray& position) {
+    index = 0;
+    if (a.isempty()) {
+      position = HostArray();
+      return a.blank({0, 0}, a.iscomplex());
+    }
+    index = ExtremeFinder<Extreme>(a)(0, 1, a.numel_);
+    position = HostArray::scalar(index + 1.0);
+    return a.rearranged({1, 1}, {index});
   }
-  return rearranged(dims, chosen);
-}
+};
 
-template <class Extreme>
-fi fi::firstExtreme(unsigned& index, HostArray& position) const {
-  index = 0;
-  if (isempty()) {
-    position = HostArray();
-    return blank({0, 0}, iscomplex());
-  }
-  index = ExtremeFinder<Extreme>(*this)(0, 1, numel_);
-  position = HostArray::scalar(index + 1.0);
-  return rearranged({1, 1}, {index});
-}
+fi fi::min(const fi& b) const { return Extremes::ofBoth<Minimum>(*this, b); }
+fi fi::max(const fi& b) const { return Extremes::ofBoth<Maximum>(*this, b); }
 
-fi fi::unary_min(unsigned& index, HostArray& position) const { return firstExtreme<Minimum>(index, position); }
-fi fi::unary_max(unsigned& index, HostArray& position) const { return firstExtreme<Maximum>(index, position); }
+fi fi::unary_min(unsigned& index, HostArray& position) const {
+  return Extremes::first<Minimum>(*this, index, position);
+}
+fi fi::unary_max(unsigned& index, HostArray& position) const {
+  return Extremes::first<Maximum>(*this, index, position);
+}
 fi fi::minAlong(unsigned dimension, HostArray& positions) const {
-  return firstExtremes<Minimum>(dimension, positions);
+  return Extremes::along<Minimum>(*this, dimension, positions);
 }
 fi fi::maxAlong(unsigned dimension, HostArray& positions) const {
-  return firstExtremes<Maximum>(dimension, positions);
+  return Extremes::along<Maximum>(*this, dimension, positions);
 }
 
 unsigned fi::firstNonSingleton() const {

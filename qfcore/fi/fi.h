@@ -220,11 +220,6 @@ class QFCORE_API fi {
   double realWorldReal() const { return requireElements(), realWorld(realPart_); }
   double realWorldImag() const { return requireElements(), isreal() ? 0.0 : realWorld(imagPart_); }
 
-  /// Makes every operation take its element-by-element path, whose results, counts and extremes array paths
-  /// must equal. For tests and diagnosis.
-  static void setElementPathOnly(bool on) { sElementPathOnly = on; }
-  static bool elementPathOnly() { return sElementPathOnly; }
-
   // ------------------------------------------------------------------------------------- range queries, 1-by-1
   fi lowerbound() const;
   fi upperbound() const { return realmax(); }
@@ -663,7 +658,6 @@ class QFCORE_API fi {
   void consolidatelocalfilogs() const;
 
  protected:
-  static bool sElementPathOnly;
   bool isSlopeBias() const { return getNumericType().isSlopeBias(); }
   /// Whether no array has elements besides those that are seen here.
   bool seesAll() const {
@@ -687,6 +681,13 @@ class QFCORE_API fi {
   fi* target_ = nullptr;  // what an FiReference refers to
 
  private:
+  // What one source alone needs, defined there.
+  struct Arranging;
+  struct Bits;
+  struct Comparison;
+  struct Exchange;
+  struct Extremes;
+  struct Sums;
   /// Values without meaning, which the maker sets.
   fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const std::string& tag,
      OperationTypeEnum operationType, unsigned precision = 0);
@@ -714,12 +715,6 @@ class QFCORE_API fi {
   /// The view's elements and, as far as it sees all, its target's complexity become those of `source`.
   void takeElements(const fi& source);
   void becomeEmpty() noexcept;
-  template <class Element, class Convert>
-  tessel::HostArray exported(Convert convert) const;
-  template <class Element>
-  tessel::HostArray exportedIntegers() const;
-  tessel::HostArray storedDoubles() const;
-  void setHostValues(const tessel::HostArray& values, ValueMeaning meaning);
   void setChunks(const tessel::HostArray& chunks, const Shape& dims, unsigned chunksEach);
   /// Copies elements of this array to `into`, an array of this type; `kNoElement` leaves a place as it is.
   void copyElements(fi& into, const ElementVisit& targets, const ElementVisit& sources, unsigned count) const;
@@ -740,23 +735,16 @@ class QFCORE_API fi {
   template <class Assign>
   void assignWith(const quantizer& lent, Assign assign);
   void errorIfNotAssignable(const fi& rhs) const;
-  enum class BeyondEnd { Refused, Grows };
-  long long scalarPosition(const tessel::HostArray& index, BeyondEnd beyondEnd) const;
   bool overwriteExisting(const tessel::HostArray& index, const fi& rhs);
   /// The elements of all operands, one after the other in a column, in the type and settings of `model`.
   static fi pooled(const char* operation, const fi& model, const std::vector<const fi*>& operands);
   fi transposed() const;
   /// Negates the imaginary parts and brings them into the type; logs nothing.
   void conjugate();
-  template <class Arrangement>
-  fi assembled(const Arrangement& rule) const;
   fi sortedComplex(bool ascending, unsigned stride, unsigned length, double* index) const;
-  template <class TextOf>
-  tessel::HostArray textMatrix(unsigned digits, TextOf textOf) const;
   bool base2numByBlocks(const tessel::HostArray& text, int base);
   /// Takes the elements, shape and complexity of an array of this type, and adds its record.
   void replaceElements(fi&& source);
-  fi constantArray(std::initializer_list<number> constants) const;
   /// The held value that reads as real-world 0.
   number zeroValue() const;
   /// For new values from `first` on, of which multiprecision ones are 0 already.
@@ -770,10 +758,6 @@ class QFCORE_API fi {
   /// Stores the values of both parts, `im` null for a real array, through the assignment quantizer.
   template <class Element>
   void assignValues(const Element* re, const Element* im, ValueMeaning meaning);
-  template <class Element>
-  void assignDoubles(number& part, const Element* values, ValueMeaning meaning);
-  template <class Element>
-  void assignNumbers(number& part, const Element* values, ValueMeaning meaning);
   /// `wordsEach` words stand for an element; those beyond the word length are passed over.
   void storeWords(number& part, const unsigned* words, unsigned wordsEach);
   ArithmeticState& arithmeticState() const;
@@ -784,29 +768,8 @@ class QFCORE_API fi {
   std::array<const qlogger*, 1 + kRegisterLogs> loggers() const;
   /// Takes over what another array's registers have recorded.
   void copyRegisterLogs(const fi& other);
-  template <class Operation>
-  fi sumOrDifference(const fi& b) const;
-  template <class Operation>
-  void sumThroughRegister(const fi& b, bool slopeBias, fi& result) const;
-  template <class Operation>
-  void sumByBlocks(const fi& b, fi& sumRegister, fi& result) const;
-  template <class Operation>
-  void sumWide(const fi& b, fi& sumRegister, fi& result) const;
-  template <class Operation>
-  void sumByElements(const fi& b, fi& sumRegister, fi& result) const;
-  template <class Operation>
-  fi& inPlace(const fi& b);
   /// Makes a real array complex; the cursor stays.
   void becomeComplex();
-  template <class Operation>
-  fi& oneSumAlone(const fi& a, const fi& b, fi& sumRegister);
-  template <class Operation>
-  fi& oneSum(const fi& a, const fi& b, fi& sumRegister, number& scratch);
-  /// The register takes the sum of the elements at the cursors; whether that is a complex one.
-  template <class Operation>
-  static bool formSum(const fi& a, const fi& b, fi& sumRegister, number& scratch);
-  template <class Operation>
-  static void oneBinaryPointSum(const fi& a, const fi& b, fi& sumRegister, number& scratch);
   static void oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister, bool subtracts);
   struct FinishedRegister {
     RegisterLog kind;
@@ -817,25 +780,6 @@ class QFCORE_API fi {
   void finishRegisters(fi* result, const char* name, std::initializer_list<FinishedRegister> registers) const;
   /// The same for a product register and its sum register.
   void finishProducts(fi* result, const fi& productRegister, const char* name) const;
-  void mtimesByElements(const fi& b, fi& productRegister, fi& accumulator, fi& result) const;
-  template <class Extreme>
-  fi extreme(const fi& b) const;
-  template <class Extreme>
-  fi firstExtreme(unsigned& index, tessel::HostArray& position) const;
-  template <class Extreme>
-  fi firstExtremes(unsigned dimension, tessel::HostArray& positions) const;
-  template <class Operation>
-  fi bitandorxor(const fi& b) const;
-  /// Whether the result of a bit operation is complex; a missing imaginary part counts as 0.
-  static bool coordinateComplexityForBitwiseOps(const fi& a, const fi& b) {
-    return a.iscomplex() || b.iscomplex();
-  }
-  void sumFibers(std::size_t stride, std::size_t length, fi& sumRegister, fi& result) const;
-  fi setBits(const tessel::HostArray& bit, const tessel::HostArray* value) const;
-  fi integerBound(const number& bound) const;
-  fi scaledByPow2(int exponent, RoundModeEnum roundMode, const char* name) const;
-  bool imaginaryPartsAreEqual(const fi& b) const;
-  static fi& adjustedRoom(const fi& x, const fi& y);
 
   // Result-type caches, correction factors, registers: made when arithmetic first needs them.
   mutable std::unique_ptr<ArithmeticState> arithmeticState_;

@@ -120,25 +120,31 @@ bool fi::isParenthesisIndex(const HostArray& index) {
   return type && type->isChar() && !type->isEmpty() && *type->real<char>() == '(' && index.findField("subs");
 }
 
+namespace {
+
+enum class BeyondEnd { Refused, Grows };
+
 /// The element from 0 that one or two scalar subscripts name, or −1 where the general way has to decide.
-long long fi::scalarPosition(const HostArray& subscripts, BeyondEnd beyondEnd) const {
+long long scalarPosition(const fi& x, const HostArray& subscripts, BeyondEnd beyondEnd) {
   constexpr long long kGeneral = -1;
   if (!subscripts.isCell() || subscripts.numel() == 0 || subscripts.numel() > 2) return kGeneral;
   const HostArray& first = subscripts.cellAt(0);
   const HostArray* second = subscripts.numel() == 2 ? &subscripts.cellAt(1) : nullptr;
   if (!isScalarSubscript(first) || (second && !isScalarSubscript(*second))) return kGeneral;
   auto index = static_cast<long long>(*first.real<double>()) - 1;
-  checkNegativeSignedIndex(index);
+  fi::checkNegativeSignedIndex(index);
   if (second) {
     const auto column = static_cast<long long>(*second->real<double>()) - 1;
-    checkNegativeSignedIndex(column);
-    if (index >= static_cast<long long>(rows_)) return kGeneral;
-    index += column * static_cast<long long>(rows_);
+    fi::checkNegativeSignedIndex(column);
+    if (index >= static_cast<long long>(x.rows())) return kGeneral;
+    index += column * static_cast<long long>(x.rows());
   }
-  if (beyondEnd == BeyondEnd::Grows && index >= static_cast<long long>(numel_)) return kGeneral;
-  checkSignedIndex(index);
+  if (beyondEnd == BeyondEnd::Grows && index >= static_cast<long long>(x.numel())) return kGeneral;
+  x.checkSignedIndex(index);
   return index;
 }
+
+}  // namespace
 
 // --------------------------------------------------------------------------------------------------- reference
 
@@ -155,7 +161,7 @@ fi fi::elementAt(unsigned position) const {
 
 fi fi::subsref(const HostArray& index) const {
   const HostArray& subscripts = subscriptsOf<kReferenceParenLast>(index);
-  if (const long long position = scalarPosition(subscripts, BeyondEnd::Refused); position >= 0) {
+  if (const long long position = scalarPosition(*this, subscripts, BeyondEnd::Refused); position >= 0) {
     return elementAt(static_cast<unsigned>(position));
   }
   return subscriptedReference(callIndexing("subsref", {positionMap(dims_), index}));
@@ -267,7 +273,7 @@ void fi::storeQuantized(fi& into, const ElementVisit& targets, const fi& rhs, co
 fi& fi::subsasgn(const HostArray& index, const fi& rhs) {
   const HostArray& subscripts = subscriptsOf<kAssignmentParenLast>(index);
   if (rhs.sharesElementsWith(*this)) return subsasgn(index, fi(rhs));
-  const long long position = rhs.isscalar() ? scalarPosition(subscripts, BeyondEnd::Grows) : -1;
+  const long long position = rhs.isscalar() ? scalarPosition(*this, subscripts, BeyondEnd::Grows) : -1;
   if (position >= 0) {
     subsasgnScalarIndexing(static_cast<unsigned>(position), rhs);
   } else {
@@ -283,7 +289,7 @@ fi& fi::subsasgn(const HostArray& index, const HostArray& rhs) {
     return *this;
   }
   if (rhs.arrayClass() == ArrayClass::Double && rhs.numel() == 1 && !rhs.isComplex()) {
-    if (const long long position = scalarPosition(subscripts, BeyondEnd::Grows); position >= 0) {
+    if (const long long position = scalarPosition(*this, subscripts, BeyondEnd::Grows); position >= 0) {
       subsasgnScalarIndexing(static_cast<unsigned>(position), *rhs.real<double>());
       return *this;
     }

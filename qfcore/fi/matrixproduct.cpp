@@ -254,29 +254,29 @@ unsigned accumulatorPrecision(const fi& a, const fi& b, const NumericType& produ
   return sumPrecision(sum, bothComplex ? sum : product, sum, a.getFimath().castBeforeSum());
 }
 
-}  // namespace
-
-void fi::mtimesByElements(const fi& b, fi& productRegister, fi& accumulator, fi& result) const {
-  ElementProduct product(*this, b, productRegister.assignmentQuantizer_,
-                         productRegister.arithmeticState().sumRegister->assignmentQuantizer_);
-  Scratch scratch(accumulator.realPart_.getprecision());
-  const number zero = accumulator.zeroValue();
-  for (unsigned column = 0; column < b.cols_; ++column) {
-    for (unsigned row = 0; row < rows_; ++row) {
-      accumulator.realPart_ = zero;
-      if (accumulator.iscomplex()) accumulator.imagPart_ = zero;
-      for (unsigned k = 0; k < cols_; ++k) {
-        setIndex(k * rows_ + row);
-        b.setIndex(column * b.rows_ + k);
-        product(*this, b, productRegister.realPart_, productRegister.imagPart_);
+/// The product in the order of its meaning; `zero` is where a sum starts.
+void mtimesByElements(const fi& a, const fi& b, fi& productRegister, const quantizer& productSums,
+                      fi& accumulator, const number& zero, fi& result) {
+  ElementProduct product(a, b, productRegister.getAssignmentQuantizer(), productSums);
+  Scratch scratch(accumulator.realPart().getprecision());
+  for (unsigned column = 0; column < b.cols(); ++column) {
+    for (unsigned row = 0; row < a.rows(); ++row) {
+      accumulator.realPart() = zero;
+      if (accumulator.iscomplex()) accumulator.imagPart() = zero;
+      for (unsigned k = 0; k < a.cols(); ++k) {
+        a.setIndex(k * a.rows() + row);
+        b.setIndex(column * b.rows() + k);
+        product(a, b, productRegister.realPart(), productRegister.imagPart());
         accumulator.sumEquals(accumulator, productRegister, accumulator, scratch);
       }
-      result.setIndex(column * rows_ + row);
-      result.realPart_ = accumulator.realPart_;
-      if (result.iscomplex()) result.imagPart_ = accumulator.imagPart_;
+      result.setIndex(column * a.rows() + row);
+      result.realPart() = accumulator.realPart();
+      if (result.iscomplex()) result.imagPart() = accumulator.imagPart();
     }
   }
 }
+
+}  // namespace
 
 fi fi::mtimes(const fi& b) const {
   const bool complexResult = iscomplex() || b.iscomplex();
@@ -312,7 +312,7 @@ fi fi::mtimes(const fi& b) const {
         .run();
     accumulator.getQlogger().nMathOperationsPlus(std::size_t{result.numel_} * cols_);
   } else {
-    mtimesByElements(b, productRegister, accumulator, result);
+    mtimesByElements(*this, b, productRegister, productSums, accumulator, accumulator.zeroValue(), result);
   }
   products.logger().nMathOperationsPlus(std::size_t{result.numel_} * cols_);
   finishRegisters(&result, "mtimes",

@@ -84,30 +84,30 @@ HostArray fieldsByBlocks(const fi& x, unsigned digits, Write write) {
   return result;
 }
 
-}  // namespace
-
 /// Fields with the texts `textOf(part)` at the right of `digits` characters.
 template <class TextOf>
-HostArray fi::textMatrix(unsigned digits, TextOf textOf) const {
-  const FieldLayout layout = layoutOf(*this, digits);
-  HostArray result = emptyFields(rows_, cols_, layout);
+HostArray textMatrix(const fi& x, unsigned digits, TextOf textOf) {
+  const FieldLayout layout = layoutOf(x, digits);
+  HostArray result = emptyFields(x.rows(), x.cols(), layout);
   if (result.isEmpty()) return result;
   char* characters = result.mutableReal<char>();
   const auto write = [&](const number& part, unsigned k, unsigned column) {
     const std::string text = rightAligned(textOf(part), digits);
-    char* target = characters + (std::size_t{k / rows_} * layout.width() + column) * rows_ + k % rows_;
+    char* target = characters + (std::size_t{k / x.rows()} * layout.width() + column) * x.rows() + k % x.rows();
     for (const char character : text) {
       *target = character;
-      target += rows_;
+      target += x.rows();
     }
   };
-  for (unsigned k = 0; k < numel_; ++k) {
-    setIndex(k);
-    write(realPart_, k, layout.real());
-    if (iscomplex()) write(imagPart_, k, layout.imaginary());
+  for (unsigned k = 0; k < x.numel(); ++k) {
+    x.setIndex(k);
+    write(x.realPart(), k, layout.real());
+    if (x.iscomplex()) write(x.imagPart(), k, layout.imaginary());
   }
   return result;
 }
+
+}  // namespace
 
 HostArray fi::num2base(int base) const {
   errorIfScaledDouble(*this, "num2base");
@@ -124,7 +124,7 @@ HostArray fi::num2base(int base) const {
       writeWidePatterns(*this, part, fields, base);
     });
   }
-  return textMatrix(digits, [&](const number& part) { return q.num2base(part, base); });
+  return textMatrix(*this, digits, [&](const number& part) { return q.num2base(part, base); });
 }
 
 HostArray fi::num2sdec() const {
@@ -141,7 +141,7 @@ HostArray fi::num2sdec() const {
       writeWideSigned(*this, part, fields);
     });
   }
-  return textMatrix(digits, [&](const number& part) { return q.num2sdec(part); });
+  return textMatrix(*this, digits, [&](const number& part) { return q.num2sdec(part); });
 }
 
 bool fi::base2numCheckElement(const char* token, int base) {

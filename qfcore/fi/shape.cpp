@@ -170,37 +170,42 @@ fi fi::rearrangedBy(const char* name, tessel::Arrays arguments) const {
 
 // ------------------------------------------------------------------------------------- diagonals and triangles
 
-/// The matrix that takes elements of this array by the rule of an arrangement.
-template <class Arrangement>
-fi fi::assembled(const Arrangement& rule) const {
-  static_assert(static_cast<unsigned>(tessel::kNoElement) == kNoElement);
-  if (std::max(rule.rows, rule.columns) > std::numeric_limits<unsigned>::max()) fail<message::outOfMemory>();
-  const auto rows = static_cast<unsigned>(rule.rows), columns = static_cast<unsigned>(rule.columns);
-  fi result = blank({rows, columns}, iscomplex());
-  std::vector<unsigned> column(rows);
-  for (unsigned c = 0; c < columns; ++c) {
-    for (unsigned r = 0; r < rows; ++r) column[r] = static_cast<unsigned>(rule.source(r, c));
-    copyElements(result, ElementVisit::from(c * rows), column, rows);
+/// Elements put where the arrangements of matrices want them.
+struct fi::Arranging {
+  /// The matrix that takes elements of this array by the rule of an arrangement.
+  template <class Arrangement>
+  static fi assembled(const fi& x, const Arrangement& rule) {
+    static_assert(static_cast<unsigned>(tessel::kNoElement) == kNoElement);
+    if (std::max(rule.rows, rule.columns) > std::numeric_limits<unsigned>::max()) fail<message::outOfMemory>();
+    const auto rows = static_cast<unsigned>(rule.rows), columns = static_cast<unsigned>(rule.columns);
+    fi result = x.blank({rows, columns}, x.iscomplex());
+    std::vector<unsigned> column(rows);
+    for (unsigned c = 0; c < columns; ++c) {
+      for (unsigned r = 0; r < rows; ++r) column[r] = static_cast<unsigned>(rule.source(r, c));
+      x.copyElements(result, ElementVisit::from(c * rows), column, rows);
+    }
+    return result;
   }
-  return result;
-}
+};
 
 fi fi::diag(double k) const {
   const std::ptrdiff_t diagonal = diagonalNumber(k);
   if (numDims() > 2) fail<kDiagNot2D>();
-  return isvector() ? assembled(tessel::matrixOfDiagonal(numel_, diagonal))
-                    : assembled(tessel::diagonalOf(rows_, cols_, diagonal));
+  return isvector() ? Arranging::assembled(*this, tessel::matrixOfDiagonal(numel_, diagonal))
+                    : Arranging::assembled(*this, tessel::diagonalOf(rows_, cols_, diagonal));
 }
 
 fi fi::tril(double k) const {
   if (numDims() > 2) fail<kTrilNot2D>();
-  return assembled(tessel::lowerTriangle(rows_, cols_, static_cast<double>(diagonalNumber(k))));
+  return Arranging::assembled(*this,
+                              tessel::lowerTriangle(rows_, cols_, static_cast<double>(diagonalNumber(k))));
 }
 
 // Reports its errors under the names of `tril` and `diag`; users know them so.
 fi fi::triu(double k) const {
   if (numDims() > 2) fail<kTrilNot2D>();
-  return assembled(tessel::upperTriangle(rows_, cols_, static_cast<double>(diagonalNumber(k))));
+  return Arranging::assembled(*this,
+                              tessel::upperTriangle(rows_, cols_, static_cast<double>(diagonalNumber(k))));
 }
 
 // ------------------------------------------------------------------------------------------ constant diagonals
@@ -210,26 +215,28 @@ fi fi::toeplitz() const {
   if (iscomplex() && isSlopeBias()) fail<message::complexSlopeBias>("toeplitz(c)");
   fi row(*this);
   row.conjugate();
-  return pooled("toeplitz", *this, {this, &row}).assembled(tessel::constantDiagonals(numel_, numel_, true));
+  return Arranging::assembled(pooled("toeplitz", *this, {this, &row}),
+                              tessel::constantDiagonals(numel_, numel_, true));
 }
 
 fi fi::toeplitz(const fi& row) const {
   if (isempty() || row.isempty()) fail<kToeplitzEmpty>("toeplitz");
   if (differ(*this, 0, row, 0)) tessel::warn(kDiagonalConflict.identifier, kDiagonalConflict.text);
-  return pooled("toeplitz", *this, {this, &row}).assembled(tessel::constantDiagonals(numel_, row.numel_, true));
+  return Arranging::assembled(pooled("toeplitz", *this, {this, &row}),
+                              tessel::constantDiagonals(numel_, row.numel_, true));
 }
 
 fi fi::hankel() const {
   if (isempty()) fail<kHankelEmpty>("hankel");
-  return assembled(tessel::constantAntiDiagonals(numel_, numel_, false));
+  return Arranging::assembled(*this, tessel::constantAntiDiagonals(numel_, numel_, false));
 }
 
 fi fi::hankel(const fi& row) const {
   if (isempty() || row.isempty()) fail<kHankelEmpty>("hankel");
   if (differ(*this, numel_ - 1, row, 0))
     tessel::warn(kAntiDiagonalConflict.identifier, kAntiDiagonalConflict.text);
-  return pooled("hankel", *this, {this, &row})
-      .assembled(tessel::constantAntiDiagonals(numel_, row.numel_, true));
+  return Arranging::assembled(pooled("hankel", *this, {this, &row}),
+                              tessel::constantAntiDiagonals(numel_, row.numel_, true));
 }
 
 }  // namespace embedded

@@ -120,53 +120,58 @@ void withChunksEach(unsigned chunks, Visit visit) {
 
 // --------------------------------------------------------------------------------- integer classes of the host
 
+namespace {
+
 /// The stored integers, which fit in `Element`.
 template <class Element>
-HostArray fi::exportedIntegers() const {
-  const NumericType& type = getNumericType();
-  return exportedParts<Element>(*this, {dims_.begin(), dims_.end()}, [&](const number& part, Element* target) {
-    if (takesBlocks(*this)) {
-      withPow2(type.fractionLength(), [&](auto toStored, auto) {
-        transformValues(valuesOf(*this, part), target, numel_,
-                        [toStored](double value) { return static_cast<Element>(toStored(value)); });
+HostArray exportedIntegers(const fi& x) {
+  const NumericType& type = x.getNumericType();
+  return exportedParts<Element>(
+      x, {x.dims().begin(), x.dims().end()}, [&](const number& part, Element* target) {
+        if (takesBlocks(x)) {
+          withPow2(type.fractionLength(), [&](auto toStored, auto) {
+            transformValues(valuesOf(x, part), target, x.numel(),
+                            [toStored](double value) { return static_cast<Element>(toStored(value)); });
+          });
+        } else {
+          for (unsigned k = 0; k < x.numel(); ++k) {
+            target[k] = static_cast<Element>(part[k].fixed2int64(type.wordLength(), type.fractionLength()));
+          }
+        }
       });
+}
+
+/// The stored integers rounded to doubles; of data types without rounding, the values in units of the grid.
+HostArray storedDoubles(const fi& x) {
+  const int exponent = -x.getNumericType().fixedExponent();
+  return exportedParts<double>(x, {x.dims().begin(), x.dims().end()}, [&](const number& part, double* target) {
+    if (takesBlocks(x)) {
+      withPow2(exponent,
+               [&](auto toStored, auto) { transformValues(valuesOf(x, part), target, x.numel(), toStored); });
     } else {
-      for (unsigned k = 0; k < numel_; ++k) {
-        target[k] = static_cast<Element>(part[k].fixed2int64(type.wordLength(), type.fractionLength()));
-      }
+      for (unsigned k = 0; k < x.numel(); ++k) target[k] = number(part[k]).pow2(exponent).todouble();
     }
   });
 }
 
-/// The stored integers rounded to doubles; of data types without rounding, the values in units of the grid.
-HostArray fi::storedDoubles() const {
-  const int exponent = -getNumericType().fixedExponent();
-  return exportedParts<double>(*this, {dims_.begin(), dims_.end()}, [&](const number& part, double* target) {
-    if (takesBlocks(*this)) {
-      withPow2(exponent,
-               [&](auto toStored, auto) { transformValues(valuesOf(*this, part), target, numel_, toStored); });
-    } else {
-      for (unsigned k = 0; k < numel_; ++k) target[k] = number(part[k]).pow2(exponent).todouble();
-    }
-  });
-}
+}  // namespace
 
 HostArray fi::getIntHostArray() const {
   const NumericType& type = getNumericType();
   switch (type.dataType()) {
     case DataTypeEnum::Fixed: break;
-    case DataTypeEnum::ScaledDouble: return storedDoubles();
+    case DataTypeEnum::ScaledDouble: return storedDoubles(*this);
     default: return getDataHostArray();
   }
   const int w = type.wordLength();
   const bool isSigned = type.isSigned();
-  if (w <= 8) return isSigned ? exportedIntegers<std::int8_t>() : exportedIntegers<std::uint8_t>();
-  if (w <= 16) return isSigned ? exportedIntegers<std::int16_t>() : exportedIntegers<std::uint16_t>();
-  if (w <= 32) return isSigned ? exportedIntegers<std::int32_t>() : exportedIntegers<std::uint32_t>();
+  if (w <= 8) return isSigned ? exportedIntegers<std::int8_t>(*this) : exportedIntegers<std::uint8_t>(*this);
+  if (w <= 16) return isSigned ? exportedIntegers<std::int16_t>(*this) : exportedIntegers<std::uint16_t>(*this);
+  if (w <= 32) return isSigned ? exportedIntegers<std::int32_t>(*this) : exportedIntegers<std::uint32_t>(*this);
   if (w <= 64 && usesCorvaneWords(type)) return getCorvaneIntArray();
   const Message& warning = w > 64 ? kIntOver64Bits : w > 52 ? kIntOver52Bits : kIntOver32Bits;
   tessel::warn(warning.identifier, warning.text);
-  return storedDoubles();
+  return storedDoubles(*this);
 }
 
 HostArray fi::getIntArray(IntArrayChunkMode chunkMode, IntArrayDimensionMode dimensionMode) const {
@@ -241,7 +246,7 @@ HostArray fi::getCorvaneIntArray() const {
     return getCorvaneArray32MemoryFootPrint();
   }
   if (usesCorvaneWords(type) && takesBlocks(*this)) {
-    return type.isSigned() ? exportedIntegers<std::int64_t>() : exportedIntegers<std::uint64_t>();
+    return type.isSigned() ? exportedIntegers<std::int64_t>(*this) : exportedIntegers<std::uint64_t>(*this);
   }
   HostArray chunks = getIntArrayHostArray(IntArrayChunkMode::AsNeeded, IntArrayDimensionMode::FirstDimension);
   if (!usesCorvaneWords(type)) return chunks;
@@ -302,7 +307,7 @@ void fi::setCorvaneArray(const HostArray& stored) {
 }
 
 CorvaneArray fi::createCVArray() const {
-  HostArray stored = getNumericType().isBoolean() ? exportedIntegers<std::uint8_t>() : getCorvaneArray();
+  HostArray stored = getNumericType().isBoolean() ? exportedIntegers<std::uint8_t>(*this) : getCorvaneArray();
   CorvaneArray result{stored.arrayClass(), stored.dims(), {}, {}};
   tessel::visitElementType(stored.arrayClass(), [&](auto element) {
     const std::size_t bytes = stored.numel() * sizeof element;

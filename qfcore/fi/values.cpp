@@ -59,6 +59,7 @@ class ToHeld {
         exponent_(type.fixedExponent()),
         factor_(type.slopeAdjustmentFactor()),
         bias_(type.bias()) {}
+  EmbeddedTypeSystem::DataTypeEnum dataType() const { return dataType_; }
   template <class Element>
   void operator()(const Element* from, double* to, std::size_t count) const {
     if constexpr (std::is_floating_point_v<Element>) requireSuited(from, count);
@@ -97,6 +98,34 @@ class ToHeld {
   int exponent_;
   double factor_, bias_;
 };
+
+template <class Element>
+void assignDoubles(number& part, const Element* values, const ToHeld& toHeld, const quantizer& q) {
+  const bool byBlocks = choosePath({.hasBlocks = q.isDoubleBacked()}, part) == Path::Blocks;
+  double* held = part.doubles();
+  forEachBlock(part.numel(), [&](std::size_t first, std::size_t size) {
+    toHeld(values + first, held + first, size);
+    if (byBlocks) q.quantize(held + first, size);
+  });
+  for (unsigned i = 0; !byBlocks && i < part.numel(); ++i) q.quantize(part[i]);
+}
+
+template <class Element>
+void assignNumbers(number& part, const Element* values, const ToHeld& toHeld, const quantizer& q) {
+  number exact(0.0, std::max(part.getprecision(), 65U), true);
+  for (unsigned i = 0; i < part.numel(); ++i) {
+    if constexpr (std::is_integral_v<Element> && sizeof(Element) == 8) {
+      const auto pattern = static_cast<std::uint64_t>(values[i]);
+      const unsigned words[] = {static_cast<unsigned>(pattern), static_cast<unsigned>(pattern >> 32)};
+      exact.setvalue(words, 2, std::is_signed_v<Element>, 64, 1.0, 0, 0.0);
+    } else {
+      NumericType::checkNaNInf(toHeld.dataType(), static_cast<double>(values[i]));
+      exact = static_cast<double>(values[i]);
+    }
+    toHeld.inPlace(exact);
+    q.quantize(exact, part[i]);
+  }
+}
 
 }  // namespace
 
@@ -151,46 +180,16 @@ template <class Element>
 void fi::assignValues(const Element* re, const Element* im, ValueMeaning meaning) {
   // An integer that no double holds is quantized as it is: a double on the way would be a rounding too many.
   const bool exactly = assignmentQuantizerInUse_->isDoubleBacked() && anyBeyondDoubles(re, im, numel_);
+  const ToHeld toHeld(getNumericType(), meaning == ValueMeaning::StoredInteger);
   const auto assignPart = [&](number& part, const Element* values) {
     if (part.doubles() && !exactly) {
-      assignDoubles(part, values, meaning);
+      assignDoubles(part, values, toHeld, *assignmentQuantizerInUse_);
     } else {
-      assignNumbers(part, values, meaning);
+      assignNumbers(part, values, toHeld, *assignmentQuantizerInUse_);
     }
   };
   assignPart(realPart_, re);
   if (im) assignPart(imagPart_, im);
-}
-
-template <class Element>
-void fi::assignDoubles(number& part, const Element* values, ValueMeaning meaning) {
-  const ToHeld toHeld(getNumericType(), meaning == ValueMeaning::StoredInteger);
-  const bool byBlocks =
-      choosePath({.hasBlocks = assignmentQuantizerInUse_->isDoubleBacked()}, part) == Path::Blocks;
-  double* held = part.doubles();
-  forEachBlock(part.numel(), [&](std::size_t first, std::size_t size) {
-    toHeld(values + first, held + first, size);
-    if (byBlocks) assignmentQuantizerInUse_->quantize(held + first, size);
-  });
-  for (unsigned i = 0; !byBlocks && i < part.numel(); ++i) assignmentQuantizerInUse_->quantize(part[i]);
-}
-
-template <class Element>
-void fi::assignNumbers(number& part, const Element* values, ValueMeaning meaning) {
-  const ToHeld toHeld(getNumericType(), meaning == ValueMeaning::StoredInteger);
-  number exact(0.0, std::max(part.getprecision(), 65U), true);
-  for (unsigned i = 0; i < part.numel(); ++i) {
-    if constexpr (std::is_integral_v<Element> && sizeof(Element) == 8) {
-      const auto pattern = static_cast<std::uint64_t>(values[i]);
-      const unsigned words[] = {static_cast<unsigned>(pattern), static_cast<unsigned>(pattern >> 32)};
-      exact.setvalue(words, 2, std::is_signed_v<Element>, 64, 1.0, 0, 0.0);
-    } else {
-      NumericType::checkNaNInf(getNumericType().dataType(), static_cast<double>(values[i]));
-      exact = static_cast<double>(values[i]);
-    }
-    toHeld.inPlace(exact);
-    assignmentQuantizerInUse_->quantize(exact, part[i]);
-  }
 }
 
 template void fi::assignValues(const double*, const double*, ValueMeaning);
@@ -199,7 +198,7 @@ void fi::quantizeAll() {
   const quantizer& q = *assignmentQuantizerInUse_;
   // Only a view has to ask its target.
   const bool isComplex = isView_ ? iscomplex() : !isReal_;
-  if (sElementPathOnly) {
+  if (elementPathOnly()) {
     for (unsigned i = 0; i < numel_; ++i) {
       q.quantize(realPart_[i]);
       if (isComplex) q.quantize(imagPart_[i]);

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "qfcore/fi/intarray.h"
+#include "qfcore/fi/paths/path.h"
 #include "qfcore/fi/paths/radixblocks.h"
 #include "qfcore/number/radix.h"
 #include "qfcore/types/features.h"
@@ -266,7 +267,7 @@ TEST(RadixText, FloatingPointPatternsReadBack) {
     const HostArray values = reference::row({1.5, -0.0, 1e-30, -3.25, kInfinity, -1e-310, kNaN});
     const fi x(&values, type);
     for (const bool elementPathOnly : {false, true}) {
-      fi::setElementPathOnly(elementPathOnly);
+      setElementPathOnly(elementPathOnly);
       fi back(1U, 1U, type);
       back.base2num(x.num2base(16), 16);
       const auto *expected = x.realPart().doubles(), *found = back.realPart().doubles();
@@ -277,7 +278,7 @@ TEST(RadixText, FloatingPointPatternsReadBack) {
       EXPECT_EQ(errorOf([&] { back.base2num(HostArray::text("1" + nan), 16); }),
                 "numforge:fi:base2num:InvalidElement");
     }
-    fi::setElementPathOnly(false);
+    setElementPathOnly(false);
     EXPECT_EQ(x.num2base(16).textRows()[0].substr(0, 4), dataType == DataTypeEnum::Double ? "3ff8" : "3fc0");
     EXPECT_EQ(errorOf([&] { x.num2sdec(); }), "numforge:quantizer:sdec:fixedonly");
   }

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "qfcore/fi/paths/path.h"
 #include "tessel/messages.h"
 #include "tests/fi/reference.h"
 
@@ -59,7 +60,7 @@ class ArithmeticTest : public ::testing::Test {
   }
   void TearDown() override {
     qlogger::setLogging(false);
-    fi::setElementPathOnly(false);
+    embedded::setElementPathOnly(false);
     tessel::setWarningEnabled("all", true);
   }
 
@@ -68,13 +69,13 @@ class ArithmeticTest : public ::testing::Test {
   void onAllPaths(Check check) {
     for (const bool elementPath : {false, true}) {
       for (const bool isLogging : {true, false}) {
-        fi::setElementPathOnly(elementPath);
+        embedded::setElementPathOnly(elementPath);
         qlogger::setLogging(isLogging);
         SCOPED_TRACE(std::string(elementPath ? "element path" : "array path") + (isLogging ? ", logging" : ""));
         check(isLogging);
       }
     }
-    fi::setElementPathOnly(false);
+    embedded::setElementPathOnly(false);
     qlogger::setLogging(true);
   }
 

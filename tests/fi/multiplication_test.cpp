@@ -186,9 +186,9 @@ TEST_F(Multiplication, OfBlocksAndTilesEqualsThatOfElements) {
       const fi c = random.array(left, random.type(1, 30), math, random.coin());
       for (const auto& multiply : {std::function<fi()>([&] { return a.mtimes(b); }),
                                    std::function<fi()>([&] { return a.times(c); })}) {
-        fi::setElementPathOnly(true);
+        setElementPathOnly(true);
         const fi expected = multiply();
-        fi::setElementPathOnly(false);
+        setElementPathOnly(false);
         const fi result = multiply();
         ASSERT_TRUE(result.isequal(expected))
             << a.getNumericType().tostring() << " " << b.getNumericType().tostring() << math.toString();

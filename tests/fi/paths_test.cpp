@@ -365,9 +365,9 @@ class Paths : public reference::ArithmeticTest {
   void compare(const Operation& operation, const Operands& operands, const Operands& views) {
     for (const bool isLogging : {false, true}) {
       qlogger::setLogging(isLogging);
-      fi::setElementPathOnly(true);
+      setElementPathOnly(true);
       const std::string expected = outcome(operation, operands);
-      fi::setElementPathOnly(false);
+      setElementPathOnly(false);
       const std::string found = outcome(operation, operands), ofViews = outcome(operation, views);
       ASSERT_TRUE(found == expected && ofViews == expected)
           << operation.name << (found == expected ? " of views" : "") << (isLogging ? ", logging, " : ", ")

@@ -30,10 +30,19 @@ inline bool areDoubles(const number& part) { return part.gettype() == kDoubleRep
 inline bool areDoubles(const fi& x) { return areDoubles(x.realPart()); }
 inline bool areWide(const fi& x) { return x.realPart().gettype() == kMultiprecisionRepresentation; }
 
+namespace detail {
+inline bool elementPathOnly = false;
+}
+
+/// Makes every operation take its element-by-element path, whose results, counts and extremes the other ways
+/// must equal. For tests and diagnosis.
+inline void setElementPathOnly(bool on) { detail::elementPathOnly = on; }
+inline bool elementPathOnly() { return detail::elementPathOnly; }
+
 /// The way through `arrays`, all operands and results that loops touch: arrays, or parts of them.
 template <class... Arrays>
 Path choosePath(const Ways& ways, const Arrays&... arrays) {
-  if (fi::elementPathOnly()) return Path::Elements;
+  if (elementPathOnly()) return Path::Elements;
   if (ways.hasBlocks && (areDoubles(arrays) && ...)) return ways.isExact ? Path::PlainDoubles : Path::Blocks;
   if (ways.wideLoops == WideLoops::None) return Path::Elements;
   if constexpr ((requires { areWide(arrays); } && ...)) {

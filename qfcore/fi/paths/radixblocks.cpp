@@ -220,7 +220,7 @@ template <int Bits, class Base>
 }  // namespace
 
 bool hasTextByBlocks(const quantizer& q) {
-  if (fi::elementPathOnly() || !q.isDoubleBacked()) return false;
+  if (elementPathOnly() || !q.isDoubleBacked()) return false;
   switch (q.mode()) {
     case QuantizerModeEnum::boolean: return q.numericType().wordLength() == 1;
     case QuantizerModeEnum::floatMode: return q.exponentLength() < q.wordLength();
