@@ -51,6 +51,7 @@ struct Job {
   std::vector<std::size_t> elementCounts = {1'000, 100'000, 10'000'000};
   /// What a call's time is divided by: n, of an n-by-n matrix product n³.
   std::size_t (*operations)(std::size_t elementCount) = [](std::size_t elementCount) { return elementCount; };
+  bool byClock = false;  ///< processes of their own do the work, so the clock tells its time
 };
 
 /// One table a file.

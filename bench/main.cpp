@@ -47,7 +47,9 @@ class ShortestTimes : public benchmark::BenchmarkReporter {
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
       if (run.run_type != Run::RT_Iteration || run.iterations == 0) continue;
-      const double seconds = run.cpu_accumulated_time / static_cast<double>(run.iterations);
+      const bool byClock = run.run_name.time_type == "real_time";
+      const double seconds = (byClock ? run.real_accumulated_time : run.cpu_accumulated_time) /
+                             static_cast<double>(run.iterations);
       const auto [entry, isNew] = times_.try_emplace(run.run_name.function_name, seconds);
       if (!isNew) entry->second = std::min(entry->second, seconds);
     }
@@ -64,12 +66,13 @@ void registerJobs(const std::vector<bench::Job>& jobs) {
     for (const std::size_t elementCount : job.elementCounts) {
       for (const bench::Contender& contender : job.contenders) {
         if (elementCount > contender.largestCount) continue;
-        benchmark::RegisterBenchmark(runName(job, contender, elementCount).c_str(),
-                                     [&contender, elementCount](benchmark::State& state) {
-                                       const bench::Work work = contender.prepare(elementCount);
-                                       work();  // pays for memory that the system has not given yet
-                                       for (auto _ : state) work();
-                                     });
+        auto* measured = benchmark::RegisterBenchmark(
+            runName(job, contender, elementCount).c_str(), [&contender, elementCount](benchmark::State& state) {
+              const bench::Work work = contender.prepare(elementCount);
+              work();  // pays for memory that the system has not given yet
+              for (auto _ : state) work();
+            });
+        if (job.byClock) measured->UseRealTime();
       }
     }
   }
