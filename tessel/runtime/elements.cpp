@@ -84,7 +84,8 @@ void storeElements(HostArray& a, bool imaginary, std::size_t first, std::size_t 
   });
 }
 
-// They know every class of arrays: made here alone, or each file with a loop over elements would make them anew.
+// They know every class of arrays: made here alone, or each file with a loop over elements would make them
+// anew.
 template void loadElements(const HostArray&, bool, std::size_t, std::size_t, std::size_t, float*);
 template void loadElements(const HostArray&, bool, std::size_t, std::size_t, std::size_t, double*);
 template void loadElements(const HostArray&, bool, std::size_t, std::size_t, std::size_t, long double*);

@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "qfcore/host/NumericTypeObjClass.h"
-#include "tessel/interpreter.h"
 #include "tessel/console.h"
+#include "tessel/interpreter.h"
 #include "tests/host/fixture.h"
 
 using namespace host_tests;

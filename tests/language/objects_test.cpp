@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "tessel/console.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/messages.h"
 #include "tessel/objects.h"
-#include "tessel/console.h"
 #include "tessel/runtime/indexing.h"
 #include "tessel/runtime/interruption.h"
 

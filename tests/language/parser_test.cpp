@@ -5,8 +5,8 @@
 #include <random>
 #include <string>
 
-#include "tessel/language/interpreter.h"
 #include "tessel/console.h"
+#include "tessel/language/interpreter.h"
 
 namespace tessel {
 namespace {

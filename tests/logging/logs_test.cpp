@@ -5,8 +5,8 @@
 #include "qfcore/fi/fi.h"
 #include "qfcore/logging/filog.h"
 #include "qfcore/types/features.h"
-#include "tessel/interpreter.h"
 #include "tessel/console.h"
+#include "tessel/interpreter.h"
 #include "tests/host/fixture.h"
 
 using namespace host_tests;

@@ -4,9 +4,9 @@
 #include <optional>
 
 #include "fmt/format.h"
+#include "tessel/console.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/messages.h"
-#include "tessel/console.h"
 #include "tests/scripts/expectations.h"
 
 namespace tessel {

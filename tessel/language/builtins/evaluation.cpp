@@ -3,10 +3,10 @@
 #include <memory>
 
 #include <fmt/format.h>
+#include "tessel/console.h"
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
 #include "tessel/language/interpreter.h"
-#include "tessel/console.h"
 
 namespace tessel {
 namespace {
