@@ -4,6 +4,7 @@
 
 #include "fuzz/input.h"
 #include "qfcore/fi/fi.h"
+#include "qfcore/fi/paths/path.h"
 #include "tests/fi/arrays.h"
 
 namespace {
@@ -37,7 +38,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count) {
   const NumericType type = input.type(1, input.coin() ? 128 : 300);
   fi x = input.array({2, 1}, type, {}, input.coin());
   const std::string before = contents(x);
-  fi::setElementPathOnly(input.coin());
+  embedded::setElementPathOnly(input.coin());
   const auto chunks = static_cast<fi::IntArrayChunkMode>(input.integer(0, 1));
   const auto dimension = static_cast<fi::IntArrayDimensionMode>(input.integer(0, 1));
   struct Layout {

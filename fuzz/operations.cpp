@@ -4,6 +4,7 @@
 
 #include "fuzz/input.h"
 #include "qfcore/fi/fi.h"
+#include "qfcore/fi/paths/path.h"
 #include "tessel/messages.h"
 
 namespace {
@@ -41,7 +42,7 @@ class Operations {
     for (const Case& each : cases()) {
       for (const bool elementPath : {false, true}) {
         for (const bool isLogging : {false, true}) {
-          fi::setElementPathOnly(elementPath);
+          embedded::setElementPathOnly(elementPath);
           qlogger::setLogging(isLogging);
           check(each);
         }
@@ -202,7 +203,7 @@ class Operations {
                     "+i", found.im, " instead of ", wanted.re, "+i", wanted.im, "\na ",
                     described(a_.getNumericType(), math_), " ", at(a_, k).re, "+i", at(a_, k).im, "\nb ",
                     b_.getNumericType().tostring(), "\nresult ", result.getNumericType().tostring(),
-                    fi::elementPathOnly() ? " element path" : " array path",
+                    embedded::elementPathOnly() ? " element path" : " array path",
                     qlogger::getLogging() ? " logging" : "");
     }
   }

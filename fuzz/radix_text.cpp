@@ -4,6 +4,7 @@
 
 #include "fuzz/input.h"
 #include "qfcore/fi/fi.h"
+#include "qfcore/fi/paths/path.h"
 #include "tests/fi/arrays.h"
 
 namespace {
@@ -31,7 +32,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t count) {
   const NumericType type = input.type(1, 300);
   fi x = input.array({1, 2}, type, fimath(input.roundMode(), input.overflowMode()), input.coin());
   const std::string before = contents(x);
-  fi::setElementPathOnly(input.coin());
+  embedded::setElementPathOnly(input.coin());
   const HostArray text = anyText(input);
   if (failureOf([&] { x.base2num(text, base); })) {
     fuzz::require(contents(x) == before, "a refused text has changed the array: ", before, " is now ",

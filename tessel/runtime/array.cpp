@@ -6,6 +6,8 @@
 #include <cassert>
 #include <cstring>
 #include <iterator>
+#include <new>
+#include <utility>
 
 #include "tessel/messages.h"
 #include "tessel/objects.h"
@@ -76,33 +78,38 @@ std::size_t elementSize(ArrayClass arrayClass) {
   return visitElementType(arrayClass, [](auto zero) { return sizeof zero; });
 }
 
-// Storage that holds arrays may hold itself so many times over that a destructor which calls itself for the
-// inner ones would use up the stack. While one is being destroyed, the inner ones wait in a list that is
-// threaded through them.
-void HostArray::Data::destroy(Data* data) noexcept {
-  thread_local Data* doomed = nullptr;
-  thread_local bool isDestroying = false;
-  data->nextDoomed = std::exchange(doomed, data);
-  if (std::exchange(isDestroying, true)) return;
-  while (doomed != nullptr) delete std::exchange(doomed, doomed->nextDoomed);
-  isDestroying = false;
-}
+/// Contents whose destruction waits until those that hold them are gone, as a list: it needs no destructor
+/// itself, so that arrays in static objects may be destroyed after everything else of their thread.
+struct HostArray::Data::Doomed {
+  struct Node {
+    Content content;
+    Node* next;
+  };
+  unsigned depth;
+  Node* first;
+};
 
-template <class Content>
-std::shared_ptr<HostArray::Data> HostArray::Data::share(Dimensions dims, std::size_t numel, Content content) {
-  std::shared_ptr<Data> data;
-  if constexpr (std::is_same_v<Content, NumericContent>)
-    data = std::make_shared<Data>();
-  else
-    data.reset(new Data, destroy);
-  data->dims = std::move(dims);
-  data->numel = numel;
-  data->content = std::move(content);
-  return data;
-}
-
-std::shared_ptr<HostArray::Data> HostArray::Data::copyOf(const Data& data) {
-  return std::visit([&](const auto& held) { return share(data.dims, data.numel, held); }, data.content);
+// Arrays may hold arrays so many levels deep that destructors calling each other would use up the stack: beyond
+// a few levels contents wait in a list for the outermost destructor. Without memory for a node of it, they
+// recurse.
+HostArray::Data::~Data() {
+  constexpr unsigned kDeepest = 64;
+  if (std::holds_alternative<NumericContent>(content)) return;
+  static constinit thread_local Doomed waiting{};
+  if (waiting.depth >= kDeepest) {
+    if (auto* node = new (std::nothrow) Doomed::Node{{}, waiting.first}) {
+      node->content = std::move(content);
+      waiting.first = node;
+      return;
+    }
+  }
+  ++waiting.depth;
+  content = NumericContent();
+  while (waiting.depth == 1 && waiting.first != nullptr) {
+    const std::unique_ptr<Doomed::Node> node(std::exchange(waiting.first, waiting.first->next));
+    node->content = NumericContent();
+  }
+  --waiting.depth;
 }
 
 // Making arrays
@@ -127,7 +134,7 @@ HostArray HostArray::unset(ArrayClass arrayClass, Dimensions dims, bool isComple
   }
   const std::size_t count = elementCount(dims);
   requireMemory(count, elementSize(arrayClass));
-  a.data_ = Data::share(std::move(dims), count, NumericContent());
+  a.data_ = std::make_shared<Data>(std::move(dims), count, NumericContent());
   auto& content = std::get<NumericContent>(a.data_->content);
   content.real.resize(a.data_->numel * elementSize(arrayClass));
   content.isComplex = isComplex;
@@ -140,15 +147,15 @@ HostArray HostArray::adopt(ArrayClass arrayClass, Dimensions dims, std::shared_p
   assert(holdsBytes(arrayClass) && owner != nullptr);
   HostArray a;
   a.class_ = arrayClass;
-  a.data_ = std::make_shared<Data>();
-  a.data_->dims = normalized(std::move(dims));
-  a.data_->numel = elementCount(a.data_->dims);
-  a.data_->content = NumericContent{{},
-                                    {},
-                                    imag != nullptr,
-                                    std::move(owner),
-                                    static_cast<const std::byte*>(real),
-                                    static_cast<const std::byte*>(imag)};
+  dims = normalized(std::move(dims));
+  const std::size_t count = elementCount(dims);
+  a.data_ = std::make_shared<Data>(std::move(dims), count,
+                                   NumericContent{{},
+                                                  {},
+                                                  imag != nullptr,
+                                                  std::move(owner),
+                                                  static_cast<const std::byte*>(real),
+                                                  static_cast<const std::byte*>(imag)});
   return a;
 }
 
@@ -180,7 +187,7 @@ HostArray HostArray::cell(Dimensions dims) {
   dims = normalized(std::move(dims));
   const std::size_t count = elementCount(dims);
   requireMemory(count, sizeof(HostArray));
-  a.data_ = Data::share(std::move(dims), count, CellContent(count));
+  a.data_ = std::make_shared<Data>(std::move(dims), count, CellContent(count));
   return a;
 }
 
@@ -193,7 +200,7 @@ HostArray HostArray::structure(Dimensions dims, std::vector<std::string> fields)
   StructContent content;
   content.values.assign(fields.size(), CellContent(count));
   content.names = std::move(fields);
-  a.data_ = Data::share(std::move(dims), count, std::move(content));
+  a.data_ = std::make_shared<Data>(std::move(dims), count, std::move(content));
   return a;
 }
 
@@ -219,14 +226,14 @@ HostArray HostArray::objects(std::vector<std::shared_ptr<HostObject>> objects, D
   ObjectContent content;
   if (!objects.empty() && objects.front() != nullptr) content.hostClass = &objects.front()->hostClass();
   content.elements = std::move(objects);
-  a.data_ = Data::share(std::move(dims), count, std::move(content));
+  a.data_ = std::make_shared<Data>(std::move(dims), count, std::move(content));
   return a;
 }
 
 HostArray HostArray::function(std::shared_ptr<const FunctionValue> function) {
   HostArray a;
   a.class_ = ArrayClass::Function;
-  a.data_ = Data::share(kOneElement, 1, std::move(function));
+  a.data_ = std::make_shared<Data>(kOneElement, 1, std::move(function));
   return a;
 }
 
@@ -279,16 +286,16 @@ void HostArray::reshape(Dimensions dims) {
 HostArray::Data& HostArray::unshared() {
   if (data_ == nullptr) {
     if (isObject()) {
-      data_ = Data::share(dims(), smallCount_, ObjectContent{&object_->hostClass(), {object_}});
+      data_ = std::make_shared<Data>(dims(), smallCount_, ObjectContent{&object_->hostClass(), {object_}});
       object_.reset();
     } else {
       NumericContent content;
       content.real.assign(small_.begin(),
                           small_.begin() + static_cast<std::ptrdiff_t>(smallCount_ * elementSize(class_)));
-      data_ = Data::share(dims(), smallCount_, std::move(content));
+      data_ = std::make_shared<Data>(dims(), smallCount_, std::move(content));
     }
   } else if (data_.use_count() > 1) {
-    data_ = Data::copyOf(*data_);
+    data_ = std::make_shared<Data>(*data_);
   }
   if (auto* content = std::get_if<NumericContent>(&data_->content); content && content->owner) {
     const std::size_t size = data_->numel * elementSize(class_);

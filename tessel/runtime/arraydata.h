@@ -54,21 +54,21 @@ using CellContent = std::vector<HostArray>;
 using FunctionContent = std::shared_ptr<const FunctionValue>;
 
 struct HostArray::Data {
+  using Content = std::variant<NumericContent, CellContent, StructContent, ObjectContent, FunctionContent>;
+
   Dimensions dims;
   std::size_t numel = 0;
-  std::variant<NumericContent, CellContent, StructContent, ObjectContent, FunctionContent> content;
-  /// Links what waits to be destroyed; see `share`.
-  Data* nextDoomed = nullptr;
+  Content content;
 
-  /// The storage for an array. What holds other arrays is destroyed without recursion, however deep they are
-  /// nested.
-  template <class Content>
-  static std::shared_ptr<Data> share(Dimensions dims, std::size_t numel, Content content);
-  /// A copy for an array of its own.
-  static std::shared_ptr<Data> copyOf(const Data& data);
+  Data(Dimensions d, std::size_t count, Content held)
+      : dims(std::move(d)), numel(count), content(std::move(held)) {}
+  Data(const Data&) = default;
+  Data& operator=(const Data&) = delete;
+  /// However deep arrays are nested, destroying them takes little of the stack.
+  ~Data();
 
  private:
-  static void destroy(Data* data) noexcept;
+  struct Doomed;
 };
 
 /// Sizes with at least two entries and no trailing ones beyond the second.
