@@ -80,9 +80,9 @@ class WideScratch {
 /// once. All values are multiprecision.
 template <class Operation>
 void combineWide(number& result, const WideOperand& a, const WideOperand& b) {
-  mpnumber& results = *result.multiprecision();
   const unsigned count = result.numel();
   if (count == 0) return;
+  mpnumber& results = *result.multiprecision();
   const WideValues<MpFloat> to(results.getmodifiableelement(0),
                                results.getmodifiableelement(count > 1 ? 1 : 0));
   for (unsigned k = 0; k < count; ++k) Operation::apply(to[k], a[k], b[k]);
