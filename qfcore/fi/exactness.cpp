@@ -51,6 +51,11 @@ class Bound {
   std::int64_t rank_ = kNone;
 };
 
+/// The values of a type lie from -2^e, or 0, to below 2^e.
+std::int64_t rangeExponent(const NumericType& type) {
+  return std::int64_t{type.fixedExponent()} + type.wordLength() - type.isSigned();
+}
+
 /// Where the values of a type, or what operations make of them, lie: multiples of 2^grid, bounded below and
 /// above 0.
 struct Reach {
@@ -60,7 +65,7 @@ struct Reach {
   /// A signed word of one bit has no values above 0 and gets the bound of those below.
   static Reach of(const NumericType& type) {
     const int sign = type.isSigned();
-    const std::int64_t grid = type.fixedExponent(), top = grid + type.wordLength() - sign;
+    const std::int64_t grid = type.fixedExponent(), top = rangeExponent(type);
     return {grid, sign ? Bound(top, true) : Bound(), Bound(top, false)};
   }
   bool liesWithin(const NumericType& type) const {
@@ -80,6 +85,11 @@ struct Reach {
   std::int64_t bits() const { return below.further(above).exponent() - grid; }
 };
 
+bool haveOneFormat(const NumericType& a, const NumericType& b) {
+  return a.wordLength() == b.wordLength() && a.fixedExponent() == b.fixedExponent() &&
+         a.isSigned() == b.isSigned();
+}
+
 /// A part of the product of two values, each perhaps complex: real or imaginary, whichever lies further from 0.
 Reach partOfProduct(const NumericType& a, const NumericType& b, bool bothComplex) {
   const Reach product = Reach::of(a) * Reach::of(b);
@@ -98,6 +108,10 @@ bool holds(const NumericType& outer, const NumericType& inner) {
 
 bool holdsSums(const NumericType& outer, const NumericType& a, const NumericType& b, bool isDifference) {
   if (!isBinaryPoint(outer) || !isBinaryPoint(a) || !isBinaryPoint(b)) return false;
+  // Sums of values of one type are what most programs form: one bit more holds them.
+  if (haveOneFormat(a, b) && (a.isSigned() || !isDifference))
+    return outer.fixedExponent() <= a.fixedExponent() && rangeExponent(outer) > rangeExponent(a) &&
+           (outer.isSigned() || !a.isSigned());
   const Reach right = Reach::of(b);
   return (Reach::of(a) + (isDifference ? -right : right)).liesWithin(outer);
 }

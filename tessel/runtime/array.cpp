@@ -104,10 +104,10 @@ HostArray::Data::~Data() {
     }
   }
   ++waiting.depth;
-  content = NumericContent();
+  content.emplace<FunctionContent>();
   while (waiting.depth == 1 && waiting.first != nullptr) {
     const std::unique_ptr<Doomed::Node> node(std::exchange(waiting.first, waiting.first->next));
-    node->content = NumericContent();
+    node->content.emplace<FunctionContent>();
   }
   --waiting.depth;
 }
@@ -134,7 +134,7 @@ HostArray HostArray::unset(ArrayClass arrayClass, Dimensions dims, bool isComple
   }
   const std::size_t count = elementCount(dims);
   requireMemory(count, elementSize(arrayClass));
-  a.data_ = std::make_shared<Data>(std::move(dims), count, NumericContent());
+  a.data_ = std::make_shared<Data>(std::move(dims), count, std::in_place_type<NumericContent>);
   auto& content = std::get<NumericContent>(a.data_->content);
   content.real.resize(a.data_->numel * elementSize(arrayClass));
   content.isComplex = isComplex;
@@ -149,7 +149,7 @@ HostArray HostArray::adopt(ArrayClass arrayClass, Dimensions dims, std::shared_p
   a.class_ = arrayClass;
   dims = normalized(std::move(dims));
   const std::size_t count = elementCount(dims);
-  a.data_ = std::make_shared<Data>(std::move(dims), count,
+  a.data_ = std::make_shared<Data>(std::move(dims), count, std::in_place_type<NumericContent>,
                                    NumericContent{{},
                                                   {},
                                                   imag != nullptr,
@@ -187,7 +187,7 @@ HostArray HostArray::cell(Dimensions dims) {
   dims = normalized(std::move(dims));
   const std::size_t count = elementCount(dims);
   requireMemory(count, sizeof(HostArray));
-  a.data_ = std::make_shared<Data>(std::move(dims), count, CellContent(count));
+  a.data_ = std::make_shared<Data>(std::move(dims), count, std::in_place_type<CellContent>, count);
   return a;
 }
 
@@ -200,7 +200,8 @@ HostArray HostArray::structure(Dimensions dims, std::vector<std::string> fields)
   StructContent content;
   content.values.assign(fields.size(), CellContent(count));
   content.names = std::move(fields);
-  a.data_ = std::make_shared<Data>(std::move(dims), count, std::move(content));
+  a.data_ =
+      std::make_shared<Data>(std::move(dims), count, std::in_place_type<StructContent>, std::move(content));
   return a;
 }
 
@@ -226,14 +227,15 @@ HostArray HostArray::objects(std::vector<std::shared_ptr<HostObject>> objects, D
   ObjectContent content;
   if (!objects.empty() && objects.front() != nullptr) content.hostClass = &objects.front()->hostClass();
   content.elements = std::move(objects);
-  a.data_ = std::make_shared<Data>(std::move(dims), count, std::move(content));
+  a.data_ =
+      std::make_shared<Data>(std::move(dims), count, std::in_place_type<ObjectContent>, std::move(content));
   return a;
 }
 
 HostArray HostArray::function(std::shared_ptr<const FunctionValue> function) {
   HostArray a;
   a.class_ = ArrayClass::Function;
-  a.data_ = std::make_shared<Data>(kOneElement, 1, std::move(function));
+  a.data_ = std::make_shared<Data>(kOneElement, 1, std::in_place_type<FunctionContent>, std::move(function));
   return a;
 }
 
@@ -286,13 +288,15 @@ void HostArray::reshape(Dimensions dims) {
 HostArray::Data& HostArray::unshared() {
   if (data_ == nullptr) {
     if (isObject()) {
-      data_ = std::make_shared<Data>(dims(), smallCount_, ObjectContent{&object_->hostClass(), {object_}});
+      data_ = std::make_shared<Data>(dims(), smallCount_, std::in_place_type<ObjectContent>,
+                                     ObjectContent{&object_->hostClass(), {object_}});
       object_.reset();
     } else {
       NumericContent content;
       content.real.assign(small_.begin(),
                           small_.begin() + static_cast<std::ptrdiff_t>(smallCount_ * elementSize(class_)));
-      data_ = std::make_shared<Data>(dims(), smallCount_, std::move(content));
+      data_ =
+          std::make_shared<Data>(dims(), smallCount_, std::in_place_type<NumericContent>, std::move(content));
     }
   } else if (data_.use_count() > 1) {
     data_ = std::make_shared<Data>(*data_);

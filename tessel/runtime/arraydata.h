@@ -6,6 +6,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -60,8 +61,10 @@ struct HostArray::Data {
   std::size_t numel = 0;
   Content content;
 
-  Data(Dimensions d, std::size_t count, Content held)
-      : dims(std::move(d)), numel(count), content(std::move(held)) {}
+  /// With content of the alternative `Held`, made of what follows.
+  template <class Held, class... Parts>
+  Data(Dimensions sizes, std::size_t count, std::in_place_type_t<Held> held, Parts&&... parts)
+      : dims(std::move(sizes)), numel(count), content(held, std::forward<Parts>(parts)...) {}
   Data(const Data&) = default;
   Data& operator=(const Data&) = delete;
   /// However deep arrays are nested, destroying them takes little of the stack.
