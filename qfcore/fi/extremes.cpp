@@ -263,10 +263,10 @@ struct fi::Extremes {
       return result;
     }
     if (path == Path::Wide) {
-      mpnumber& extremes = *result.realPart_.multiprecision();
+      mpnumber* const extremes = result.realPart_.multiprecision();  // none of an empty array
       const WideOperand own(a, a.realPart_), other(b, b.realPart_);
       for (unsigned k = 0; k < result.numel_; ++k) {
-        extremes.setelement(k, Extreme::replaces(other[k], own[k]) ? other[k] : own[k]);
+        extremes->setelement(k, Extreme::replaces(other[k], own[k]) ? other[k] : own[k]);
       }
       return result;
     }

@@ -287,9 +287,9 @@ std::optional<PatternTable> readWidePatterns(const HostArray& text, int base, in
 
 bool valuesOfPatterns(const NumericType& type, const std::vector<std::uint64_t>& patterns, number& values) {
   const std::size_t limbsEach = limbCount(static_cast<unsigned>(type.wordLength()));
-  mpnumber& wide = *values.multiprecision();
+  mpnumber* const wide = values.multiprecision();  // none of no values
   for (unsigned k = 0; k < values.numel(); ++k) {
-    if (!setFromWordPattern(wide.getmodifiableelement(k), &patterns[k * limbsEach], type.isSigned(),
+    if (!setFromWordPattern(wide->getmodifiableelement(k), &patterns[k * limbsEach], type.isSigned(),
                             type.wordLength(), type.fixedExponent()))
       return false;
   }
