@@ -151,6 +151,7 @@ Argument fromPython(py::handle value) {
   if (PyList_Check(object) || PyTuple_Check(object)) {
     if (auto list = fromList(py::reinterpret_borrow<py::sequence>(value))) return {std::move(*list)};
     if (py::len(value) > 0 && hook("holds_arrays")(value).cast<bool>()) return fromPython(hook("stack")(value));
+    return fromNumPy(hook("as_array")(value));
   }
   return fromNumPy(py::module_::import("numpy").attr("asarray")(value));
 }

@@ -13,6 +13,16 @@ from . import _qfcore
 _ENDLESS = 4096
 
 
+def as_array(values: Any) -> np.ndarray[Any, Any]:
+    """The array of a list; one of Python numbers where NumPy would round integers among them to doubles."""
+    array = np.asarray(values)
+    if isinstance(values, (list, tuple)) and array.dtype.kind in "fc" and bool(np.any(np.abs(array) > 2.0**53)):
+        items = np.array(values, dtype=object)
+        if any(isinstance(item, (int, np.integer)) for item in items.flat):
+            return items
+    return array
+
+
 def exact(value: Any) -> Any:
     """An array that holds Python integers, fractions, decimals or long doubles, without rounding those that end."""
     array = np.asarray(value)
@@ -133,6 +143,7 @@ def ratio_of(a: Any) -> tuple[int, int]:
     return numerator * bias[1] + bias[0] * denominator, denominator * bias[1]
 
 
+_qfcore.set_hook("as_array", as_array)
 _qfcore.set_hook("exact", exact)
 _qfcore.set_hook("to_integer", to_integer)
 _qfcore.set_hook("holds_arrays", lambda values: any(isinstance(value, _qfcore.Array) for value in values))

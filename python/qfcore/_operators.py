@@ -7,7 +7,7 @@ from typing import Any, Callable
 import numpy as np
 
 from . import _qfcore
-from ._exact import exact, from_stored, stored
+from ._exact import as_array, exact, from_stored, stored
 from ._places import broadcast_to, joined
 
 Array = _qfcore.Array
@@ -27,7 +27,7 @@ def _number(x: Any) -> Any:
         return None
     if isinstance(x, int) and abs(x) > 1 << 53:  # NumPy would take those below 2^64 for doubles beside others
         return np.asarray(x, dtype=object)
-    array = np.asarray(x)
+    array = as_array(x)
     return array if array.dtype.kind in "biufcO" else None
 
 

@@ -10,6 +10,7 @@ from typing import Any, Callable
 import numpy as np
 
 from . import _qfcore
+from ._exact import as_array
 
 Places = Any
 
@@ -47,7 +48,7 @@ def _get(a: Any, key: Any) -> Any:
 def _set(a: Any, key: Any, value: Any) -> None:
     into = selected(a.shape, _subscript(key))
     if not isinstance(value, _qfcore.Array):
-        value = np.asarray(value)
+        value = as_array(value)
     while value.ndim > into.ndim and value.shape[0] == 1:
         value = value.reshape(value.shape[1:])
     value = broadcast_to(value, into.shape)

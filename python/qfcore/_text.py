@@ -76,7 +76,7 @@ def exact_values(a: Any) -> str:
     parts = [a] if a.isreal() else [a.real, a.imag]
     texts = np.empty(a.shape, dtype=object)
     for place in np.ndindex(a.shape):
-        texts[place] = ("+" if False else "").join(_digits(part[place] if a.ndim else part) for part in parts[:1])
+        texts[place] = _digits(parts[0][place] if a.ndim else parts[0])
         if len(parts) == 2:
             imag = _digits(parts[1][place] if a.ndim else parts[1])
             texts[place] += ("" if imag.startswith("-") else "+") + imag + "j"
