@@ -284,8 +284,7 @@ py::dict makeEnumerations(const py::object& base) {
   return made;
 }
 
-// --------------------------------------------------------------------------------------------------- the
-// tables
+// ------------------------------------------------------------------------------------------------------ tables
 
 py::dict describedProperty(const tessel::PropertyInfo& row) {
   const tessel::EnumeratedType* type = tessel::findEnumeratedType(row.type);

@@ -156,8 +156,7 @@ Argument fromPython(py::handle value) {
   return fromNumPy(py::module_::import("numpy").attr("asarray")(value));
 }
 
-// ---------------------------------------------------------------------------------------------------- to
-// Python
+// --------------------------------------------------------------------------------------------------- to Python
 
 py::array overBuffer(const py::dtype& type, const Shape& shape, const void* data, py::object owner,
                      bool isWritable) {

@@ -40,8 +40,8 @@ bool holdsSumsOfProducts(const NumericType& outer, const NumericType& a, const N
 /// Every a · b, rounded to the grid of `outer` by whatever rule.
 bool holdsRoundedProducts(const NumericType& outer, const NumericType& a, const NumericType& b);
 
-// -------------------------------------------------------------------------------------------- values of
-// doubles Of types that are carried in doubles.
+// ------------------------------------------------------------------------------------------- values of doubles
+// For types that are carried in doubles.
 
 /// Doubles hold every a · b, and with one half added to its stored integer. Also true where one data type has
 /// no word, for its arithmetic is that of doubles.

@@ -12,8 +12,8 @@ struct IntegerRange {
   double maxTurns;        ///< max / 2^w
 };
 
-/// The constants of a format that is carried in doubles. Fixed-point formats use all but the last two,
-/// floating-point formats `eps`, `max`, `min` and the last two, modes without a grid `greatest` and `least`.
+/// The constants of a format that is carried in doubles. Floating-point formats use `eps`, `max`, `min` and the
+/// last two, which no other format uses; `greatest` and `least` are for modes without a grid.
 /// Without a value until they are derived: a quantizer carries them along that may never be asked to quantize.
 struct DoubleFormat {
   GridFactors grid;   ///< 2^f and 2^(−f)

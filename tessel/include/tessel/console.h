@@ -9,7 +9,8 @@
 namespace tessel {
 
 /// Prints `text` as it stands, without a line end of its own.
-/// Goes to standard output unless the host redirects its console.
+/// Goes to standard output unless the host redirects its console. Raises "Tessel:outputLost" where it cannot be
+/// written, to a full disk or a closed pipe.
 TESSEL_API void print(std::string_view text);
 
 /// printf-style form of `print`.
