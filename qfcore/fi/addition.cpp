@@ -328,11 +328,6 @@ fi& fi::diffEquals(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
   return Sums::ofElements<Subtract>(*this, a, b, sumRegister, scratch);
 }
 
-void fi::becomeComplex() {
-  coordinateComplexity(true, numel_);
-  imagPart_.setIndex(realPart_.getIndex());
-}
-
 fi& fi::sumEquals(const fi& a, const fi& b, fi& sumRegister) {
   return Sums::ofElementsAlone<Add>(*this, a, b, sumRegister);
 }

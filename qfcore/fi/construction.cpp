@@ -19,15 +19,6 @@ using tessel::HostArray;
 namespace {
 
 constexpr Message kNotNumeric{"numforge:fi:constructor:numeric", "FI constructor only valid for numeric data"};
-constexpr Message kBadDimension{"numforge:fi:getDimension:badDimension",
-                                "Dimension number must be a non-negative integer in the range 1 to 2^31."};
-constexpr Message kBadIndex{"numforge:fi:badindex", "Index exceeds matrix dimensions."};
-constexpr Message kDimensionsDisagree{"numforge:fi:dimagree", "Matrix dimensions must agree."};
-constexpr Message kBadProperty{
-    "numforge:fi:setLastPropertySet:BadEnum",
-    "PropertyEnum out of range.  Valid values are %d through %d, and %d was entered."};
-constexpr Message kTooManyElements{"numforge:fi:outofmemory", "Not enough memory to allocate new fi object."};
-
 /// A type's sign, made Signed where it is unspecified.
 class Signed {
  public:
@@ -55,21 +46,6 @@ unsigned precisionOfValid(const NumericType& type) {
   const bool isInDoubt = type.wordLength() < 1 || type.wordLength() > NumericType::kMaxWordLength;
   if (isInDoubt) type.errorIfBadWordLength();
   return fi::precisionOf(type);
-}
-
-/// Two sizes at least.
-fi::Shape padded(fi::Shape dims) {
-  if (dims.size() < 2) dims.resize(2, 1U);
-  return dims;
-}
-
-unsigned elementCount(const fi::Shape& dims) {
-  std::size_t count = 1;
-  for (const unsigned size : dims) {
-    count *= size;
-    if (count > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
-  }
-  return static_cast<unsigned>(count);
 }
 
 bool holdsNumbers(const HostArray& array) { return array.isNumeric() || array.isLogical(); }
@@ -100,43 +76,18 @@ NumericType typeForValues(const HostArray* values, NumericType type) {
 
 }  // namespace
 
-template <class... Assignment>
-fi::fi(const Shape& dims, unsigned precision, const fimath& math, bool isComplex, Assigned,
-       Assignment&&... assignment)
-    : realPart_(elementCount(dims), precision, Unset{}),
-      imagPart_(isComplex ? realPart_.numel() : 0, precision, Unset{}),
-      isReal_(!isComplex),
-      dims_(dims),
-      fimath_(math),
-      assignmentQuantizer_(std::forward<Assignment>(assignment)...) {
-  if (dims_.size() < 2) dims_.resize(2, 1U);
-  updateNumel();
-}
-
 fi::fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const std::string& tag,
        OperationTypeEnum operationType, unsigned precision)
-    : fi(dims, std::max(precisionOfValid(type), precision), math, isComplex, Assigned{}, Signed(type),
-         math.roundMode(), math.overflowMode(), tag, operationType) {}
+    : HeldArray(dims, Signed(type), math, isComplex, tag, operationType,
+                std::max(precisionOfValid(type), precision)) {}
 
-fi fi::unset(const Shape& dims, bool isComplex) const {
-  const quantizer& assignment = getAssignmentQuantizer();
-  return fi(dims, precisionOf(assignment.numericType()), fimath_, isComplex, Assigned{}, assignment, false);
-}
+fi fi::unset(const Shape& dims, bool isComplex) const { return fi(*this, dims, isComplex); }
 
 fi fi::blank(const Shape& dims, bool isComplex) const {
   fi result = unset(dims, isComplex);
   result.fillWithZeroValue(result.realPart_);
   result.fillWithZeroValue(result.imagPart_);
   return result;
-}
-
-fi::Shape fi::shapeOf(const HostArray& array) {
-  fi::Shape shape;
-  for (const std::size_t size : array.dims()) {
-    if (size > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
-    shape.push_back(static_cast<unsigned>(size));
-  }
-  return shape;
 }
 
 fi::fi() : fi(Shape{0, 0}, NumericType(), fimath(), false, {}, OperationTypeEnum::Assignment, 0) {}
@@ -219,53 +170,8 @@ fi::fi(const HostArray* values, const NumericType& type, const fimath& math, con
   recordInTotal();
 }
 
-fi::fi(const fi& other)
-    : realPart_(other.realPart_, NumberVector{}),
-      imagPart_(other.imagPart_, NumberVector{}),
-      isReal_(other.isreal()),
-      isAutoScaled_(other.isAutoScaled()),
-      isDataSetByPair_(other.isDataSetByPair()),
-      dims_(other.dims_),
-      fimath_(other.fimath_),
-      assignmentQuantizer_(other.getAssignmentQuantizer()),
-      lastPropertySet_(other.getLastPropertySet()) {
-  updateNumel();
-  copyRegisterLogs(other);
-}
-
-namespace {
-
-number taken(number& part, bool isView) {
-  return isView ? number(part, NumberVector{}) : number(std::move(part));
-}
-
-}  // namespace
-
-fi::fi(fi&& other) noexcept
-    : realPart_(taken(other.realPart_, other.isView_)),
-      imagPart_(taken(other.imagPart_, other.isView_)),
-      isReal_(other.isView_ ? other.isreal() : other.isReal_),
-      isAutoScaled_(other.isAutoScaled()),
-      isDataSetByPair_(other.isDataSetByPair()),
-      dims_(other.dims_),
-      fimath_(other.fimath_),
-      assignmentQuantizer_(other.isView_ ? quantizer(other.getAssignmentQuantizer())
-                                         : quantizer(std::move(other.assignmentQuantizer_))),
-      numel_(other.numel_),
-      maxDim_(other.maxDim_),
-      rows_(other.rows_),
-      cols_(other.cols_),
-      lastPropertySet_(other.getLastPropertySet()),
-      arithmeticState_(std::move(other.arithmeticState_)) {
-  if (!other.isView_) other.becomeEmpty();
-}
-
-void fi::becomeEmpty() noexcept {
-  for (number* part : {&realPart_, &imagPart_}) [[maybe_unused]] const number released(std::move(*part));
-  isReal_ = true;
-  dims_.assign(2, 0U);
-  updateNumel();
-}
+fi::fi(const fi& other) : HeldArray(other) {}
+fi::fi(fi&& other) noexcept : HeldArray(std::move(other)) {}
 
 fi& fi::operator=(const fi& other) {
   if (this != &other) *this = fi(other);
@@ -280,74 +186,19 @@ fi& fi::operator=(fi&& other) {
   }
   if (other.isView_) return *this = fi(other);
   if (this == &other) return *this;
-  realPart_.swap(other.realPart_);
-  imagPart_.swap(other.imagPart_);
-  isReal_ = other.isReal_;
-  isAutoScaled_ = other.isAutoScaled_;
-  isDataSetByPair_ = other.isDataSetByPair_;
-  dims_ = other.dims_;
-  fimath_ = other.fimath_;
-  assignmentQuantizer_ = std::move(other.assignmentQuantizer_);
-  numel_ = other.numel_;
-  maxDim_ = other.maxDim_;
-  rows_ = other.rows_;
-  cols_ = other.cols_;
-  lastPropertySet_ = other.lastPropertySet_;
-  arithmeticState_ = std::move(other.arithmeticState_);
-  other.becomeEmpty();
+  take(other);
   return *this;
 }
 
-fi::fi(const fi& other, CopyIndex)
-    : realPart_(other.realPart_, CopyIndex{}),
-      imagPart_(other.imagPart_, CopyIndex{}),
-      isReal_(other.isreal()),
-      isAutoScaled_(other.isAutoScaled()),
-      isDataSetByPair_(other.isDataSetByPair()),
-      dims_(other.dims_),
-      fimath_(other.fimath_),
-      assignmentQuantizer_(other.getAssignmentQuantizer()),
-      assignmentQuantizerInUse_(&other.getAssignmentQuantizer()),
-      lastPropertySet_(other.getLastPropertySet()),
-      isView_(true) {
-  updateNumel();
-}
-
-fi::fi(const fi& other, CopyElement)
-    : realPart_(other.realPart_),
-      imagPart_(other.isreal() ? number(0, other.realPart_.getprecision(), NumberVector{}) : other.imagPart_),
-      isReal_(other.isreal()),
-      dims_(other.dims_.size(), 1),
-      fimath_(other.fimath_),
-      assignmentQuantizer_(other.getAssignmentQuantizer()) {
-  other.requireElements();
-  updateNumel();
-}
-
-fi::fi(const fi& other, CopyReal)
-    : realPart_(other.realPart_, NumberVector{}),
-      imagPart_(0, other.realPart_.getprecision(), NumberVector{}),
-      dims_(other.dims_),
-      fimath_(other.fimath_),
-      assignmentQuantizer_(other.getAssignmentQuantizer()) {
-  updateNumel();
-}
-
+fi::fi(const fi& other, CopyIndex) : HeldArray(other, CopyIndex{}) {}
+fi::fi(const fi& other, CopyElement) : HeldArray(other, CopyElement{}) {}
+fi::fi(const fi& other, CopyReal) : HeldArray(other, CopyReal{}) {}
 fi::fi(const fi& other, CopyImag)
     : fi(other.dims_.data(), other.numDims(), other.getNumericType(), other.fimath_) {
   if (other.iscomplex()) number(other.imagPart_, NumberVector{}).swap(realPart_);
 }
 
-fi::~fi() = default;
-
-// ------------------------------------------------------------------------------------------------------- views
-
-void fi::errorIfViewCannotTake(const Shape& dims, const NumericType& type, bool isComplex) const {
-  if (!isView_) return;
-  const bool becomesComplex = isComplex && isreal();
-  if (dims != dims_ || !type.isequal(getNumericType()) || (becomesComplex && !target_))
-    fail<message::viewChangesTarget>();
-}
+// ------------------------------------------------------------------------------------------ views and changes
 
 fi fi::replacement(const Shape& dims, bool isComplex) const {
   errorIfViewCannotTake(dims, getNumericType(), isComplex);
@@ -359,54 +210,6 @@ void fi::takeElements(const fi& source) {
   if (source.iscomplex() || !keepsImaginaryParts) coordinateComplexity(source.iscomplex(), numel_);
   source.copyElements(*this, ElementVisit::from(0), ElementVisit::from(0), numel_);
   if (source.isreal()) overwriteWithZeroValue(imagPart_, ElementVisit::from(0), imagPart_.numel());
-}
-
-// -------------------------------------------------------------------------------------- type, precision, shape
-
-void fi::setIsReal(bool isReal) { isReal_ = isReal; }
-
-void fi::setIndex(unsigned index) const {
-  realPart_.setIndex(index);
-  imagPart_.setIndex(index);
-}
-
-void fi::coordinateComplexity(bool isComplex, unsigned count) {
-  if (isView_ && isComplex != iscomplex()) fail<message::viewChangesTarget>();
-  if (isView_) return;
-  const unsigned before = imagPart_.numel();
-  imagPart_.resize(isComplex ? count : 0);
-  setIsReal(!isComplex);
-  fillWithZeroValue(imagPart_, before);
-}
-
-unsigned fi::precisionOf(const NumericType& type) {
-  return type.isFixed() ? static_cast<unsigned>(type.wordLength()) : kMaxDoublePrecision;
-}
-
-unsigned fi::getPrecision() const {
-  return getNumericType().wordLength() == 0 ? number::getDefaultPrecision() : precisionOf(getNumericType());
-}
-
-void fi::setPrecision(unsigned precision) {
-  if (isView_ && precision != realPart_.getprecision()) fail<message::viewChangesTarget>();
-  if (isView_) return;
-  realPart_.resize(numel_, precision);
-  if (iscomplex()) imagPart_.resize(numel_, precision);
-}
-
-void fi::updateAssignmentQuantizer(const NumericType& type) {
-  type.errorIfBadWordLength();
-  errorIfViewCannotTake(dims_, type, iscomplex());
-  if (target_) return target_->updateAssignmentQuantizer(type);
-  assignmentQuantizer_.set(type, fimath_.roundMode(), fimath_.overflowMode());
-}
-
-void fi::updateAssignmentQuantizer() { updateAssignmentQuantizer(NumericType(getNumericType())); }
-
-void fi::setFimath(const fimath& math) {
-  fimath_ = math;
-  if (target_) return target_->setFimath(math);
-  updateAssignmentQuantizer();
 }
 
 void fi::setNumericType(const NumericType& type) {
@@ -431,44 +234,6 @@ void fi::setNumericType(const NumericType& type) {
   moved.isDataSetByPair_ = isDataSetByPair_;
   moved.lastPropertySet_ = lastPropertySet_;
   *this = std::move(moved);
-}
-
-void fi::setLastPropertySet(PropertyEnum property) {
-  const int place = static_cast<int>(property);
-  if (place < kFirstProperty || place > kLastProperty) fail<kBadProperty>(kFirstProperty, kLastProperty, place);
-  owner().lastPropertySet_ = property;
-}
-
-void fi::copyDimensions(const unsigned* dims, unsigned numDims) {
-  Shape shape = padded(Shape(dims, dims + numDims));
-  errorIfViewCannotTake(shape, getNumericType(), iscomplex());
-  dims_ = std::move(shape);
-  updateNumel();
-}
-
-void fi::updateNumel() {
-  unsigned largest = std::max(dims_[0], dims_[1]), columns = dims_[1];
-  for (std::size_t d = 2; d < dims_.size(); ++d) {
-    largest = std::max(largest, dims_[d]);
-    columns *= dims_[d];
-  }
-  rows_ = dims_[0];
-  cols_ = columns;
-  numel_ = rows_ * cols_;
-  maxDim_ = numel_ == 0 ? 0 : largest;
-}
-
-unsigned fi::getDimension(unsigned dimension) const {
-  if (dimension == 0) fail<kBadDimension>();
-  return dimension > numDims() ? 1 : dims_[dimension - 1];
-}
-
-void fi::checkIndex(unsigned index) const {
-  if (index >= numel_) fail<kBadIndex>();
-}
-
-void fi::checkElementwiseSize(const fi& other) const {
-  if (!isSameSize(other)) fail<kDimensionsDisagree>();
 }
 
 void fi::resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, const NumericType& type,

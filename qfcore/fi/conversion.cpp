@@ -21,7 +21,7 @@ constexpr Message kIntNotNumeric{"numforge:fi:int:notnumeric", "INT is only vali
 
 }  // namespace
 
-double fi::realWorld(const number& held) const {
+double HeldArray::realWorld(const number& held) const {
   const NumericType& type = getNumericType();
   const double value = held.todouble();
   return type.isSlopeBias() ? value * type.slopeAdjustmentFactor() + type.bias() : value;

@@ -336,9 +336,4 @@ fi fi::maxAlong(unsigned dimension, HostArray& positions) const {
   return Extremes::along<Maximum>(*this, dimension, positions);
 }
 
-unsigned fi::firstNonSingleton() const {
-  const auto found = std::find_if(dims_.begin(), dims_.end(), [](unsigned size) { return size != 1; });
-  return found == dims_.end() ? 1 : static_cast<unsigned>(found - dims_.begin()) + 1;
-}
-
 }  // namespace embedded

@@ -1,33 +1,16 @@
 /// The fixed-point array: values of one numeric type, under one set of math settings.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include <boost/container/small_vector.hpp>
-
-#include "qfcore/logging/qlogger.h"
-#include "qfcore/math/fimath.h"
-#include "qfcore/math/quantizer.h"
-#include "qfcore/number/number.h"
-#include "qfcore/types/numerictype.h"
-#include "tessel/array.h"
+#include "qfcore/fi/heldarray.h"
 
 namespace embedded {
 
-using EmbeddedTypeSystem::NumericType;
-
-struct ArithmeticState;
 struct CorvaneArray;
-class ElementVisit;
-/// Selects the constructor that copies a single element.
-struct CopyElement {};
-/// The registers whose records are part of the left operand's, in the order of its log structure.
-enum class RegisterLog { Sum, Product, ProductSum };
-inline constexpr std::size_t kRegisterLogs = 3;
 
 /// An N-dimensional, column-major array of fixed-point values, real or complex.
 ///
@@ -43,15 +26,10 @@ inline constexpr std::size_t kRegisterLogs = 3;
 /// whole, or another shape or type.
 ///
 /// Every operation that fails leaves its operands as they were. Errors are ErrorIdException.
-class QFCORE_API fi {
+class QFCORE_API fi : public HeldArray {
  public:
-  /// The property set last: −1 for none, else the property's place (0 to 48) in the host's table of properties.
-  enum class PropertyEnum : int {};
-  static constexpr int kFirstProperty = -1;
-  static constexpr int kLastProperty = 48;
-  struct CopyReal {};
+  using HostArray = tessel::HostArray;
   struct CopyImag {};
-  using Shape = boost::container::small_vector<unsigned, 4>;
 
   // ---------------------------------------------------------------------------------------------- construction
   // Values are real-world values and must suit the data type: "numforge:nologicalnan", "numforge:nofixednan"
@@ -98,7 +76,7 @@ class QFCORE_API fi {
      OperationTypeEnum operationType = OperationTypeEnum::Assignment, unsigned precision = 0);
   /// Shape, complexity and values of a numeric or logical host array. A type of unspecified scaling gets the
   /// best precision for the data. Raises "numforge:fi:constructor:numeric" for other classes.
-  fi(const tessel::HostArray* values, const NumericType& type, const fimath& math = fimath::getDefaultFimath(),
+  fi(const HostArray* values, const NumericType& type, const fimath& math = fimath::getDefaultFimath(),
      const std::string& tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
   /// A deep copy; of a view, of the elements that it sees.
   fi(const fi& other);
@@ -116,109 +94,14 @@ class QFCORE_API fi {
   fi(const fi& other, CopyReal);
   fi(const fi& other, CopyImag);
 
-  // ------------------------------------------------------------------------- virtual operations, in slot order
-  virtual void setIsReal(bool isReal);
-  /// Moves the cursor of real and imaginary parts together; `index` counts from 0 and is not checked.
-  virtual void setIndex(unsigned index) const;
-  virtual const quantizer& getAssignmentQuantizer() const { return assignmentQuantizer_; }
-  virtual ~fi();
-  /// Makes the array complex or real with `count` imaginary parts; parts that are new represent 0.
-  virtual void coordinateComplexity(bool isComplex, unsigned count);
-  virtual bool isreal() const { return isReal_; }
-  virtual bool iscomplex() const { return !isReal_; }
-  virtual const qlogger& getQlogger() const { return assignmentQuantizer_.logger(); }
-
-  // ----------------------------------------------------------------------------------------------------- parts
-  const NumericType& getNumericType() const { return assignmentQuantizerInUse_->numericType(); }
-  const fimath& getFimath() const { return fimath_; }
   /// Brings every value into another type: its real-world value is quantized under the array's math settings.
   /// An unspecified scaling gets the best precision for the values.
   void setNumericType(const NumericType& type);
-  void setFimath(const fimath& math);
-  number& realPart() { return realPart_; }
-  const number& realPart() const { return realPart_; }
-  number& imagPart() { return imagPart_; }
-  const number& imagPart() const { return imagPart_; }
-  const std::string& tag() const { return getQlogger().tag(); }
-  void setTag(const std::string& tag);
-  std::size_t getNoverflows() const { return getQlogger().noverflows(); }
-  std::size_t getNunderflows() const { return getQlogger().nunderflows(); }
-  std::size_t getNoperations() const { return getQlogger().noperations(); }
-  std::size_t getNmathoperations() const { return getQlogger().nmathoperations(); }
-  /// Raises "numforge:fi:setLastPropertySet:BadEnum" outside −1 to 48.
-  void setLastPropertySet(PropertyEnum property);
-  PropertyEnum getLastPropertySet() const { return owner().lastPropertySet_; }
-  /// Whether the fraction length was chosen by best precision.
-  bool isAutoScaled() const { return owner().isAutoScaled_; }
-  void setAutoScaled(bool isAutoScaled) { owner().isAutoScaled_ = isAutoScaled; }
-  /// Whether a name/value pair gave the values.
-  bool isDataSetByPair() const { return owner().isDataSetByPair_; }
-  void setDataSetByPair(bool byPair) { owner().isDataSetByPair_ = byPair; }
-  /// The array's own logging switch, which counts where the module-wide one is off.
-  void setLogging(bool on) { owner().assignmentQuantizer_.logger().setAlwaysOn(on); }
-
-  // ----------------------------------------------------------------------------------------------------- shape
-  const Shape& dims() const { return dims_; }
-  unsigned numDims() const { return static_cast<unsigned>(dims_.size()); }
-  unsigned numel() const { return numel_; }
-  unsigned rows() const { return rows_; }
-  /// The product of all dimensions after the first.
-  unsigned cols() const { return cols_; }
-  /// The largest dimension; 0 when there are no elements.
-  unsigned maxDim() const { return maxDim_; }
-  /// The size in dimension `dimension`, which counts from 1; 1 beyond the last. Raises
-  /// "numforge:fi:getDimension:badDimension" for 0.
-  unsigned getDimension(unsigned dimension) const;
-  /// Raises "numforge:fi:badindex" unless `index`, from 0, is below the element count.
-  void checkIndex(unsigned index) const;
-  /// What works at cursors raises the same where there are no elements.
-  void requireElements() const {
-    if (numel_ == 0) checkIndex(0);
-  }
-  bool isscalar() const { return numel_ == 1; }
-  bool isempty() const { return numel_ == 0; }
-  bool isrow() const { return numDims() == 2 && rows_ == 1; }
-  bool iscolumn() const { return numDims() == 2 && cols_ == 1; }
-  bool isvector() const { return isrow() || iscolumn(); }
-  bool isSameSize(const fi& other) const { return dims_ == other.dims_; }
-  /// Raises "numforge:fi:dimagree" unless both have the same size; scalars are no exception.
-  void checkElementwiseSize(const fi& other) const;
-  /// 1 for complex, 0 for real.
-  int getComplexity() const { return iscomplex(); }
-  /// Replaces the sizes; the storage stays as it is. Ends with `updateNumel`.
-  void copyDimensions(const unsigned* dims, unsigned numDims);
-  void updateNumel();
-  /// The sizes of a host array. Raises "numforge:fi:outofmemory" where they exceed 32 bits.
-  static Shape shapeOf(const tessel::HostArray& array);
   /// Gives the array another shape, type and math settings; the storage is kept where it fits, its values have
   /// no meaning then and are to be overwritten. An unspecified sign becomes Signed.
   void resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, const NumericType& type,
                      const fimath& math, bool isComplex);
   void resizeAndZero(unsigned rows, unsigned cols, const NumericType& type, const fimath& math, bool isComplex);
-
-  // -------------------------------------------------------------------------------- precision and quantization
-  /// The type's word length, or the number layer's default precision when that is 0.
-  unsigned getPrecision() const;
-  /// Resizes the storage to the element count at `precision` bits; values survive where the precision stays.
-  void setPrecision(unsigned precision);
-  void updatePrecision() { setPrecision(getPrecision()); }
-  /// Bits in which values of `type` are carried: the word length of Fixed types; the double threshold for the
-  /// types whose arithmetic is native double arithmetic, whatever word length they show.
-  static unsigned precisionOf(const NumericType& type);
-  /// Rebuilds the assignment quantizer from the type and the rounding and overflow modes.
-  void updateAssignmentQuantizer();
-  void updateAssignmentQuantizer(const NumericType& type);
-  /// Sends every value through the assignment quantizer.
-  void quantizeAll();
-  /// The quantizer that assignments use: the array's own, or the target's for a view.
-  const quantizer& assignmentQuantizerInUse() const { return *assignmentQuantizerInUse_; }
-  /// Assigns the element at the cursor of `source` to the one at this cursor: same real-world value, quantized
-  /// and logged by the assignment quantizer. A complex source makes no array complex; see
-  /// `coordinateComplexity`.
-  void assignElement(const fi& source);
-  /// The real-world value of the element at the cursor, rounded to a double.
-  double realWorldReal() const { return requireElements(), realWorld(realPart_); }
-  double realWorldImag() const { return requireElements(), isreal() ? 0.0 : realWorld(imagPart_); }
 
   // ------------------------------------------------------------------------------------- range queries, 1-by-1
   fi lowerbound() const;
@@ -240,15 +123,15 @@ class QFCORE_API fi {
 
   /// Real-world values, rounded to the class. Logical: true where not 0; raises "numforge:nologicalcomplex" and
   /// "numforge:nologicalnan".
-  tessel::HostArray getDoubleHostArray() const;
-  tessel::HostArray getSingleHostArray() const;
-  tessel::HostArray getBooleanHostArray() const;
+  HostArray getDoubleHostArray() const;
+  HostArray getSingleHostArray() const;
+  HostArray getBooleanHostArray() const;
   /// Real-world values in the class that belongs to the data type: logical, single, or double for all others.
-  tessel::HostArray getDataHostArray() const;
+  HostArray getDataHostArray() const;
   /// Takes a double array. Raises "numforge:fi:double:notdouble" for other classes.
-  void setDoubleHostArray(const tessel::HostArray& values);
+  void setDoubleHostArray(const HostArray& values);
   /// Takes a numeric or logical array. Raises "numforge:fi:data:notnumeric" for other classes.
-  void setDataHostArray(const tessel::HostArray& values);
+  void setDataHostArray(const HostArray& values);
   /// Prints values, numeric type and math settings on the console.
   void disp() const;
 
@@ -266,50 +149,47 @@ class QFCORE_API fi {
   /// switch "Fi33PlusMemoryFootprint" off those of more than 32 bits, come as doubles with the warning
   /// "numforge:fi:intover64bits", "…:intover52bits" or "…:intover32bits". Data types that are not fixed-point
   /// give their values, ScaledDouble in units of the scaling.
-  tessel::HostArray getIntHostArray() const;
+  HostArray getIntHostArray() const;
   /// Takes stored integers from a numeric or logical array; what the word does not hold is rounded and brought
   /// into range. Raises "numforge:fi:int:notnumeric".
-  void setIntHostArray(const tessel::HostArray& stored);
+  void setIntHostArray(const HostArray& stored);
   /// Fixed words of more than 32 bits in the chunked layout, everything else as `getIntHostArray`.
-  tessel::HostArray getIntArray(
-      IntArrayChunkMode chunkMode = IntArrayChunkMode::AsNeeded,
-      IntArrayDimensionMode dimensionMode = IntArrayDimensionMode::NewDimension) const;
-  void setIntArray(const tessel::HostArray& stored, IntArrayChunkMode chunkMode = IntArrayChunkMode::AsNeeded,
+  HostArray getIntArray(IntArrayChunkMode chunkMode = IntArrayChunkMode::AsNeeded,
+                        IntArrayDimensionMode dimensionMode = IntArrayDimensionMode::NewDimension) const;
+  void setIntArray(const HostArray& stored, IntArrayChunkMode chunkMode = IntArrayChunkMode::AsNeeded,
                    IntArrayDimensionMode dimensionMode = IntArrayDimensionMode::NewDimension);
   /// The chunked layout, whatever the data type. Raises "numforge:fi:corvanearray:TooBigWordLength" for words
   /// that 4 chunks do not hold.
-  tessel::HostArray getIntArrayHostArray(IntArrayChunkMode chunkMode,
-                                         IntArrayDimensionMode dimensionMode) const;
+  HostArray getIntArrayHostArray(IntArrayChunkMode chunkMode, IntArrayDimensionMode dimensionMode) const;
   /// Takes the chunked layout; bits above the word are ignored. An array that has the layout of this array's
   /// shape keeps that shape. Raises "numforge:fi:intarray:not_uint32" and "numforge:fi:intarray:leadingdim".
-  void setIntArrayHostArray(const tessel::HostArray& chunks, IntArrayChunkMode chunkMode,
+  void setIntArrayHostArray(const HostArray& chunks, IntArrayChunkMode chunkMode,
                             IntArrayDimensionMode dimensionMode);
   /// The Corvane layout: chunks along the first dimension, 4 an element; while "Fi33PlusMemoryFootprint" is on,
   /// as many as needed, and fixed-point words of more than 32 bits sign-extended in 64-bit integers. More than
   /// 128 bits give a warning and a 0-by-0 array.
-  tessel::HostArray getCorvaneIntArray() const;
+  HostArray getCorvaneIntArray() const;
   /// Fixed words of more than 32 bits as `getCorvaneIntArray`, everything else as `getIntHostArray`.
-  tessel::HostArray getCorvaneArray() const;
+  HostArray getCorvaneArray() const;
   /// The Corvane layout with 4 chunks an element, whatever the switch says.
-  tessel::HostArray getCorvaneArray32MemoryFootPrint() const;
+  HostArray getCorvaneArray32MemoryFootPrint() const;
   /// The inverses. Raise "numforge:fi:corvanearray:TooBigWordLength" and what `setIntArrayHostArray` raises.
-  void setCorvaneIntArray(const tessel::HostArray& stored);
-  void setCorvaneArray(const tessel::HostArray& stored);
+  void setCorvaneIntArray(const HostArray& stored);
+  void setCorvaneArray(const HostArray& stored);
   /// `getCorvaneArray` in memory of the block-diagram side, and back. Raises
   /// "numforge:fi:setSIArray:DataTypeNotSupported" for element classes that the side does not have.
   CorvaneArray createCVArray() const;
   void setFromSIArray(const CorvaneArray& stored);
   /// New arrays from chunks, read as the setters of a fresh array read them.
-  static fi convertIntArrayToFiArray(const tessel::HostArray& chunks, const NumericType& type,
-                                     const fimath& math, IntArrayChunkMode chunkMode,
-                                     IntArrayDimensionMode dimensionMode);
-  static fi convertCorvaneIntArrayToFiArray(const tessel::HostArray& stored, bool isSigned, int wordLength,
+  static fi convertIntArrayToFiArray(const HostArray& chunks, const NumericType& type, const fimath& math,
+                                     IntArrayChunkMode chunkMode, IntArrayDimensionMode dimensionMode);
+  static fi convertCorvaneIntArrayToFiArray(const HostArray& stored, bool isSigned, int wordLength,
                                             int fractionLength, const fimath& math = {});
   /// `slope` is the whole step, slope adjustment factor times power of two.
-  static fi convertCorvaneIntArrayToFiArray(const tessel::HostArray& stored, bool isSigned, int wordLength,
+  static fi convertCorvaneIntArrayToFiArray(const HostArray& stored, bool isSigned, int wordLength,
                                             double slope, double bias, const fimath& math = {});
   /// Releases the source, also when it raises.
-  static fi convertCorvaneIntArrayToFiArraySteal(tessel::HostArray&& stored, bool isSigned, int wordLength,
+  static fi convertCorvaneIntArrayToFiArraySteal(HostArray&& stored, bool isSigned, int wordLength,
                                                  int fractionLength, const fimath& math = {});
 
   // -------------------------------------------------------------------------------------------------- indexing
@@ -319,10 +199,10 @@ class QFCORE_API fi {
   // "numforge:fi:subsref:parenlast" or "numforge:fi:subsasgn:parenlast".
 
   /// Whether an index structure begins with parentheses.
-  static bool isParenthesisIndex(const tessel::HostArray& index);
+  static bool isParenthesisIndex(const HostArray& index);
   /// The selected elements with this array's quantizer and record. Scalar subscripts that name no element raise
   /// "numforge:fi:badsubscript" or "numforge:fi:badindex".
-  fi subsref(const tessel::HostArray& index) const;
+  fi subsref(const HostArray& index) const;
   /// One existing element, `position` from 0, as `subsref` gives it.
   fi elementAt(unsigned position) const;
   /// Assigns to existing elements, grows with zeros, or deletes where the right-hand side is empty. Values of
@@ -330,28 +210,28 @@ class QFCORE_API fi {
   /// goes to the module's total of assignments and is warned of. A complex right-hand side makes the array
   /// complex. Host values must be numeric or logical ("numforge:fi:subsasgn:notnumeric"); what the data type
   /// refuses is refused.
-  fi& subsasgn(const tessel::HostArray& index, const fi& rhs);
-  fi& subsasgn(const tessel::HostArray& index, const tessel::HostArray& rhs);
+  fi& subsasgn(const HostArray& index, const fi& rhs);
+  fi& subsasgn(const HostArray& index, const HostArray& rhs);
   /// One existing element, `position` from 0, takes the first one of `rhs`. Raises "numforge:fi:badindex".
   void subsasgnScalarIndexing(unsigned position, double rhs);
   void subsasgnScalarIndexing(unsigned position, const fi& rhs);
-  void subsasgnGeneralIndexing(const tessel::HostArray& index, const fi& rhs);
+  void subsasgnGeneralIndexing(const HostArray& index, const fi& rhs);
   /// The elements at `positions`, a double array of positions from 1. Raises
   /// "numforge:fi:subsref:double_index", "numforge:fi:badsubscript", "numforge:fi:badindex".
-  fi subscriptedReference(const tessel::HostArray& positions) const;
+  fi subscriptedReference(const HostArray& positions) const;
   /// Where `positions`, of this array's size, holds −j, the element takes right-hand element j.
-  void subscriptedOverwriteAssignment(const tessel::HostArray& positions, const fi& rhs);
-  void subscriptedOverwriteAssignment(const tessel::HostArray& positions, const tessel::HostArray& rhs);
+  void subscriptedOverwriteAssignment(const HostArray& positions, const fi& rhs);
+  void subscriptedOverwriteAssignment(const HostArray& positions, const HostArray& rhs);
   /// Takes the shape of `positions`: p > 0 keeps element p, −j takes right-hand element j, 0 represents 0.
-  void subscriptedGrowAssignment(const tessel::HostArray& positions, const fi& rhs);
-  void subscriptedGrowAssignment(const tessel::HostArray& positions, const tessel::HostArray& rhs);
-  void subscriptedGrowAssignmentFromStruct(const tessel::HostArray& index, const fi& rhs);
+  void subscriptedGrowAssignment(const HostArray& positions, const fi& rhs);
+  void subscriptedGrowAssignment(const HostArray& positions, const HostArray& rhs);
+  void subscriptedGrowAssignmentFromStruct(const HostArray& index, const fi& rhs);
   /// Keeps the elements at `positions`, in that shape.
-  void subscriptedDelete(const tessel::HostArray& positions);
-  void subscriptedDeleteFromStruct(const tessel::HostArray& index);
+  void subscriptedDelete(const HostArray& positions);
+  void subscriptedDeleteFromStruct(const HostArray& index);
   /// Takes shape and values of another array, quantized into this type.
   void copydata(const fi& source);
-  static void checkValidIndexType(const tessel::HostArray& positions);
+  static void checkValidIndexType(const HostArray& positions);
   /// `index` counts from 0.
   static void checkNegativeSignedIndex(long long index);
   void checkSignedIndex(long long index) const;
@@ -361,7 +241,7 @@ class QFCORE_API fi {
   // zero.
 
   /// Raises "numforge:fi:reshape:siz_not_double", "numforge:fi:reshape:badsize", "numforge:fi:reshape:numel".
-  fi reshape(const tessel::HostArray& sizes) const;
+  fi reshape(const HostArray& sizes) const;
   fi squeeze() const;
   /// Raise "numforge:fi:transpose:NDArray", "numforge:fi:ctranspose:NDArray". `ctranspose` brings the negated
   /// imaginary parts into the type; refuses complex slope-bias arrays,
@@ -392,11 +272,11 @@ class QFCORE_API fi {
                    tessel::Arrays leading = {});
   /// An array that carries the values of a numeric or logical array as they are: an operand before its
   /// quantization.
-  static fi unquantized(const tessel::HostArray& values);
+  static fi unquantized(const HostArray& values);
   /// Sorts the sequences of `length` elements that stand `stride` apart: real ones by value, complex ones by
   /// magnitude and then angle. Fills `index`, when given, with positions from 1 in each sequence. Raises
   /// "numforge:fi:sort:badstride" unless the sequences fill the array.
-  fi stridesort(bool ascending, unsigned stride, unsigned length, tessel::HostArray* index = nullptr) const;
+  fi stridesort(bool ascending, unsigned stride, unsigned length, HostArray* index = nullptr) const;
   /// Real parts from this array, imaginary parts from `imaginary` (brought into this type), which may be
   /// scalar.
   fi complex(const fi& imaginary) const;
@@ -408,18 +288,18 @@ class QFCORE_API fi {
 
   /// A character matrix of the stored integers' patterns, one text row a row, columns three blanks apart;
   /// complex elements as "re + imi". Raises "numforge:fi:num2base:BadBase" outside 2 to 18.
-  tessel::HostArray num2base(int base) const;
+  HostArray num2base(int base) const;
   /// The stored integers as signed decimal text.
-  tessel::HostArray num2sdec() const;
+  HostArray num2sdec() const;
   /// Takes shape, complexity and stored integers from such text; type and settings stay. Raises
   /// "numforge:fi:base2num:BadBase", "…:NotCharArray", "…:EmptyInput", "…:InvalidElement".
-  void base2num(const tessel::HostArray& text, int base);
+  void base2num(const HostArray& text, int base);
   /// Whether a token is a number of the base; null is not, the empty text is.
   static bool base2numCheckElement(const char* token, int base);
-  tessel::HostArray bin() const { return num2base(2); }
-  tessel::HostArray oct() const { return num2base(8); }
-  tessel::HostArray dec() const { return num2base(10); }
-  tessel::HostArray hex() const { return num2base(16); }
+  HostArray bin() const { return num2base(2); }
+  HostArray oct() const { return num2base(8); }
+  HostArray dec() const { return num2base(10); }
+  HostArray hex() const { return num2base(16); }
 
   // ---------------------------------------------------------------------------------------------- result types
   // Checks, each raising the error told in resulttypes.cpp.
@@ -564,12 +444,12 @@ class QFCORE_API fi {
   static const fi& getAdjustedElement(const fi& x, const fi& y);
   /// Element-wise comparison of real parts, by real-world value, with scalar expansion: a logical array. `eq`
   /// and `ne` compare imaginary parts too. Raise "numforge:fi:dimagree".
-  tessel::HostArray ge(const fi& b) const;
-  tessel::HostArray le(const fi& b) const;
-  tessel::HostArray gt(const fi& b) const;
-  tessel::HostArray lt(const fi& b) const;
-  tessel::HostArray eq(const fi& b) const;
-  tessel::HostArray ne(const fi& b) const;
+  HostArray ge(const fi& b) const;
+  HostArray le(const fi& b) const;
+  HostArray gt(const fi& b) const;
+  HostArray lt(const fi& b) const;
+  HostArray eq(const fi& b) const;
+  HostArray ne(const fi& b) const;
   /// Whether the elements at the cursors are equal.
   bool operator==(const fi& b) const;
   /// Same size and all elements equal.
@@ -581,14 +461,12 @@ class QFCORE_API fi {
   fi max(const fi& b) const;
   /// The first extreme in storage order, 1-by-1, and its position: from 0 in `index`, from 1 in `position`. Of
   /// an empty array, empty ones; `index` is 0 then.
-  fi unary_min(unsigned& index, tessel::HostArray& position) const;
-  fi unary_max(unsigned& index, tessel::HostArray& position) const;
+  fi unary_min(unsigned& index, HostArray& position) const;
+  fi unary_max(unsigned& index, HostArray& position) const;
   /// The first extremes along `dimension`, from 1, and their positions in it, from 1. Raise
   /// "numforge:fi:getDimension:badDimension" for 0.
-  fi minAlong(unsigned dimension, tessel::HostArray& positions) const;
-  fi maxAlong(unsigned dimension, tessel::HostArray& positions) const;
-  /// The first dimension whose size is not 1; 1 for a scalar.
-  unsigned firstNonSingleton() const;
+  fi minAlong(unsigned dimension, HostArray& positions) const;
+  fi maxAlong(unsigned dimension, HostArray& positions) const;
   /// The sum along `dimension`, from 1, by the rules of `leadingdimension_sum`.
   fi sumAlong(unsigned dimension) const;
   /// −1, 0 or 1 in this type. Refuses complex arrays, "numforge:fi:complexnotdefined".
@@ -605,16 +483,16 @@ class QFCORE_API fi {
   /// This array with one bit of every element set, or made `value`. Scalars expand. Raise
   /// "numforge:fi:bitset:inputsMustBeReal", "numforge:fi:bitSet:sizeMismatch",
   /// "numforge:fi:bitSet:ArgSizeMismatch", "numforge:fi:bitset:BITOutOfRange".
-  fi bitset(const tessel::HostArray& bit) const;
-  fi bitset(const tessel::HostArray& bit, const tessel::HostArray& value) const;
+  fi bitset(const HostArray& bit) const;
+  fi bitset(const HostArray& bit, const HostArray& value) const;
   fi bitset(const fi& bit) const;
   fi bitset(const fi& bit, const fi& value) const;
-  fi bitset(const fi& bit, const tessel::HostArray& value) const;
-  fi bitset(const tessel::HostArray& bit, const fi& value) const;
+  fi bitset(const fi& bit, const HostArray& value) const;
+  fi bitset(const HostArray& bit, const fi& value) const;
   /// One bit of every element, as an unsigned array of word length 1. Raises
   /// "numforge:fi:bitget:inputsMustBeReal", "numforge:fi:bitget:sizeMismatch",
   /// "numforge:fi:bitget:BITOutOfRange".
-  fi bitget(const tessel::HostArray& bit) const;
+  fi bitget(const HostArray& bit) const;
   /// Every bit complemented, in both parts.
   fi bitcmp() const;
   /// Bit by bit in both parts, a missing imaginary part being 0; scalars expand. Raise
@@ -638,48 +516,6 @@ class QFCORE_API fi {
   /// agree, and "numforge:fi:fixedonly".
   fi reinterpretcast(const NumericType& type) const;
 
-  // ------------------------------------------------------------------------------------------------------ logs
-  // Up to four loggers record for an array: its own (assignments), and those of the registers of its arithmetic
-  // for sums, products, and sums of products.
-
-  /// Resets the module-wide totals of assignments, sums and products; does nothing while logging is off.
-  static void resetGlobalLog();
-  /// Prints the counts of those totals on the console; nothing while logging is off.
-  static void displayGlobalLog();
-  /// Forgets what the array's loggers have recorded.
-  void resetLogging() const;
-  /// A 1-by-1 structure with the fields "Assignment", "Sum", "Product" and "ProductSum", one logger's structure
-  /// each.
-  tessel::HostArray saveLogsInHostStruct() const;
-  /// A record of each of the array's loggers that has recorded something.
-  std::vector<filog> getlocalfilogs() const;
-  /// Writes the loggers that have recorded something into the module-wide collection, which counts each
-  /// operation once, and resets them.
-  void consolidatelocalfilogs() const;
-
- protected:
-  bool isSlopeBias() const { return getNumericType().isSlopeBias(); }
-  /// Whether no array has elements besides those that are seen here.
-  bool seesAll() const {
-    return !isView_ ||
-           (target_ && numel_ == target_->numel_ && sharesElementsWith(*target_) && target_->seesAll());
-  }
-  /// The array whose elements, type and record these are: this one, or the target of a view.
-  fi& owner() { return target_ ? target_->owner() : *this; }
-  const fi& owner() const { return target_ ? target_->owner() : *this; }
-
-  number realPart_, imagPart_;
-  bool isReal_ = true;
-  bool isAutoScaled_ = false, isDataSetByPair_ = false;
-  Shape dims_;
-  fimath fimath_;
-  quantizer assignmentQuantizer_;
-  const quantizer* assignmentQuantizerInUse_ = &assignmentQuantizer_;
-  unsigned numel_ = 0, maxDim_ = 0, rows_ = 0, cols_ = 0;
-  PropertyEnum lastPropertySet_{-1};
-  bool isView_ = false;
-  fi* target_ = nullptr;  // what an FiReference refers to
-
  private:
   // What one source alone needs, defined there.
   struct Arranging;
@@ -691,31 +527,21 @@ class QFCORE_API fi {
   /// Values without meaning, which the maker sets.
   fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const std::string& tag,
      OperationTypeEnum operationType, unsigned precision = 0);
-  /// The same with an assignment quantizer that is made of `assignment`, of a type of `precision` bits at most.
-  struct Assigned {};
-  template <class... Assignment>
-  fi(const Shape& dims, unsigned precision, const fimath& math, bool isComplex, Assigned,
-     Assignment&&... assignment);
+  fi(const fi& model, const Shape& dims, bool isComplex) : HeldArray(model, dims, isComplex) {}
   /// What a host's value means: a real-world value, or a stored integer.
   enum class ValueMeaning { RealWorld, StoredInteger };
-  double realWorld(const number& part) const;
   /// Zeros of this type and these settings, with this array's tag and logging switch and nothing recorded.
   fi blank(const Shape& dims, bool isComplex) const;
   /// The same with values that mean nothing until the maker has set them all.
   fi unset(const Shape& dims, bool isComplex) const;
   /// The elements in an array of their own.
   fi detached() const;
-  /// Whether what is written here may be read there: the two are views of one array, or one array.
-  bool sharesElementsWith(const fi& other) const { return realPart_.sharesValuesWith(other.realPart_); }
-  /// Raises "numforge:fi:FiReference:changesTarget" where this is a view that cannot take such elements.
-  void errorIfViewCannotTake(const Shape& dims, const NumericType& type, bool isComplex) const;
   /// An array of this type to fill and then `replaceElements` with: as `unset`, once that is known to be
   /// allowed.
   fi replacement(const Shape& dims, bool isComplex) const;
   /// The view's elements and, as far as it sees all, its target's complexity become those of `source`.
   void takeElements(const fi& source);
-  void becomeEmpty() noexcept;
-  void setChunks(const tessel::HostArray& chunks, const Shape& dims, unsigned chunksEach);
+  void setChunks(const HostArray& chunks, const Shape& dims, unsigned chunksEach);
   /// Copies elements of this array to `into`, an array of this type; `kNoElement` leaves a place as it is.
   void copyElements(fi& into, const ElementVisit& targets, const ElementVisit& sources, unsigned count) const;
   /// The elements at `positions`, from 0; `kNoElement` is the stored zero.
@@ -725,8 +551,6 @@ class QFCORE_API fi {
                       unsigned count) const;
   void storePart(number& to, const ElementVisit& targets, const fi& rhs, const number& from,
                  const ElementVisit& sources, unsigned count) const;
-  /// Hands what a new array has recorded to the module's total of its kind.
-  void recordInTotal() const;
   /// Runs `assign` so that what it records is also handed to the module's total and warned of.
   /// With `products`, what these have recorded is warned of besides, in the same warnings.
   template <class Assign>
@@ -735,54 +559,30 @@ class QFCORE_API fi {
   template <class Assign>
   void assignWith(const quantizer& lent, Assign assign);
   void errorIfNotAssignable(const fi& rhs) const;
-  bool overwriteExisting(const tessel::HostArray& index, const fi& rhs);
+  bool overwriteExisting(const HostArray& index, const fi& rhs);
   /// The elements of all operands, one after the other in a column, in the type and settings of `model`.
   static fi pooled(const char* operation, const fi& model, const std::vector<const fi*>& operands);
   fi transposed() const;
   /// Negates the imaginary parts and brings them into the type; logs nothing.
   void conjugate();
   fi sortedComplex(bool ascending, unsigned stride, unsigned length, double* index) const;
-  bool base2numByBlocks(const tessel::HostArray& text, int base);
+  bool base2numByBlocks(const HostArray& text, int base);
   /// Takes the elements, shape and complexity of an array of this type, and adds its record.
   void replaceElements(fi&& source);
-  /// The held value that reads as real-world 0.
-  number zeroValue() const;
-  /// For new values from `first` on, of which multiprecision ones are 0 already.
-  void fillWithZeroValue(number& part, unsigned first = 0);
-  /// For values that may be anything.
-  void overwriteWithZeroValue(number& part, const ElementVisit& targets, unsigned count) const;
-  void assignPart(number& target, const number& value, const NumericType& from) const;
   void storeRealWorld(number& part, const double* values);
   void fillWithRealWorld(number& part, double value);
-  void storeHostValues(const tessel::HostArray& values, ValueMeaning meaning = ValueMeaning::RealWorld);
+  void storeHostValues(const HostArray& values, ValueMeaning meaning = ValueMeaning::RealWorld);
   /// Stores the values of both parts, `im` null for a real array, through the assignment quantizer.
   template <class Element>
   void assignValues(const Element* re, const Element* im, ValueMeaning meaning);
   /// `wordsEach` words stand for an element; those beyond the word length are passed over.
   void storeWords(number& part, const unsigned* words, unsigned wordsEach);
-  ArithmeticState& arithmeticState() const;
   /// What `getNumericTypeForAddOp` and `getProductTypeForMpyOp` give, without keeping it.
   NumericType sumTypeWith(const fi& b) const;
   NumericType productTypeWith(const fi& b) const;
-  /// This array's logger and those of `registerLogs`, null where arithmetic has not logged.
-  std::array<const qlogger*, 1 + kRegisterLogs> loggers() const;
-  /// Takes over what another array's registers have recorded.
-  void copyRegisterLogs(const fi& other);
-  /// Makes a real array complex; the cursor stays.
-  void becomeComplex();
   static void oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister, bool subtracts);
-  struct FinishedRegister {
-    RegisterLog kind;
-    const fi& finished;
-  };
-  /// Hands the records of an operation's registers on: to the result, if given, the module's totals, the user,
-  /// in one warning of overflows and one of underflows, and this array's `registerLogs`.
-  void finishRegisters(fi* result, const char* name, std::initializer_list<FinishedRegister> registers) const;
-  /// The same for a product register and its sum register.
+  /// `finishRegisters` of a product register and its sum register.
   void finishProducts(fi* result, const fi& productRegister, const char* name) const;
-
-  // Result-type caches, correction factors, registers: made when arithmetic first needs them.
-  mutable std::unique_ptr<ArithmeticState> arithmeticState_;
 };
 
 }  // namespace embedded

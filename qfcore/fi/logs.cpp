@@ -16,17 +16,17 @@ namespace {
 
 constexpr OperationTypeEnum kGlobalLoggers[] = {OperationTypeEnum::Assignment, OperationTypeEnum::Sum,
                                                 OperationTypeEnum::Product};
-/// The fields of the log structure, in the order of `fi::loggers`.
+/// The fields of the log structure, in the order of `HeldArray::loggers`.
 constexpr const char* kLogFields[] = {"Assignment", "Sum", "Product", "ProductSum"};
 
 }  // namespace
 
-void fi::resetGlobalLog() {
+void HeldArray::resetGlobalLog() {
   if (!qlogger::getLogging()) return;
   for (const OperationTypeEnum operation : kGlobalLoggers) qlogger::global(operation)->reset();
 }
 
-void fi::displayGlobalLog() {
+void HeldArray::displayGlobalLog() {
   if (!qlogger::getLogging()) return;
   static constexpr const char* kLines[][2] = {
       {"FI assignment overflows : %ld\n", "FI assignment underflows: %ld\n"},
@@ -39,7 +39,7 @@ void fi::displayGlobalLog() {
   }
 }
 
-void fi::recordInTotal() const {
+void HeldArray::recordInTotal() const {
   const qlogger& record = getQlogger();
   if (!record.isOn()) return;
   // What construction met is no news to a later assignment.
@@ -48,8 +48,8 @@ void fi::recordInTotal() const {
   if (const qlogger* total = qlogger::global(record.operationType())) total->merge(record);
 }
 
-void fi::finishRegisters(fi* result, const char* name,
-                         std::initializer_list<FinishedRegister> registers) const {
+void HeldArray::finishRegisters(HeldArray* result, const char* name,
+                                std::initializer_list<FinishedRegister> registers) const {
   if (!registers.begin()->finished.getQlogger().isOn()) return;
   std::size_t overflows = 0, underflows = 0;
   for (const auto& [kind, finished] : registers) {
@@ -80,7 +80,7 @@ void fi::finishProducts(fi* result, const fi& productRegister, const char* name)
                    {RegisterLog::ProductSum, *productRegister.arithmeticState_->sumRegister}});
 }
 
-void fi::copyRegisterLogs(const fi& other) {
+void HeldArray::copyRegisterLogs(const HeldArray& other) {
   const ArithmeticState* state = other.owner().arithmeticState_.get();
   if (!state) return;
   const auto& logs = state->registerLogs;
@@ -88,8 +88,8 @@ void fi::copyRegisterLogs(const fi& other) {
     arithmeticState().registerLogs = logs;
 }
 
-void fi::setTag(const std::string& tag) {
-  fi& own = owner();
+void HeldArray::setTag(const std::string& tag) {
+  HeldArray& own = owner();
   own.assignmentQuantizer_.logger().setTag(tag);
   if (!own.arithmeticState_) return;
   for (std::optional<qlogger>& log : own.arithmeticState_->registerLogs) {
@@ -97,7 +97,7 @@ void fi::setTag(const std::string& tag) {
   }
 }
 
-std::array<const qlogger*, 1 + kRegisterLogs> fi::loggers() const {
+std::array<const qlogger*, 1 + kRegisterLogs> HeldArray::loggers() const {
   std::array<const qlogger*, 1 + kRegisterLogs> all{&getQlogger()};
   const ArithmeticState* state = owner().arithmeticState_.get();
   if (!state) return all;
@@ -106,13 +106,13 @@ std::array<const qlogger*, 1 + kRegisterLogs> fi::loggers() const {
   return all;
 }
 
-void fi::resetLogging() const {
+void HeldArray::resetLogging() const {
   for (const qlogger* logger : loggers()) {
     if (logger) logger->reset();
   }
 }
 
-HostArray fi::saveLogsInHostStruct() const {
+HostArray HeldArray::saveLogsInHostStruct() const {
   HostArray structure = HostArray::structure();
   for (std::size_t i = 0; const qlogger* logger : loggers()) {
     structure.mutableFieldAt(kLogFields[i++]) =
@@ -121,7 +121,7 @@ HostArray fi::saveLogsInHostStruct() const {
   return structure;
 }
 
-std::vector<filog> fi::getlocalfilogs() const {
+std::vector<filog> HeldArray::getlocalfilogs() const {
   std::vector<filog> records;
   for (const qlogger* logger : loggers()) {
     if (logger && !logger->isreset()) records.emplace_back(logger->tag(), *logger);
@@ -129,7 +129,7 @@ std::vector<filog> fi::getlocalfilogs() const {
   return records;
 }
 
-void fi::consolidatelocalfilogs() const {
+void HeldArray::consolidatelocalfilogs() const {
   for (const qlogger* logger : loggers()) {
     if (!logger || logger->isreset()) continue;
     const qlogger left = s_feature_fi_tag_logging ? logger->collected() : qlogger();

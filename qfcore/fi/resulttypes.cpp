@@ -176,15 +176,6 @@ NumericType squareRoot(const NumericType& a) {
 
 }  // namespace resulttypes
 
-// Not with its owner's: most arrays have none, and would keep registers free for it.
-ArithmeticState::~ArithmeticState() = default;
-
-ArithmeticState& fi::arithmeticState() const {
-  std::unique_ptr<ArithmeticState>& state = owner().arithmeticState_;
-  if (!state) state = std::make_unique_for_overwrite<ArithmeticState>();
-  return *state;
-}
-
 void fi::errorIfBooleanMath(const fi& x) {
   if (x.getNumericType().isBoolean()) fail<kNoBooleanMath>();
 }

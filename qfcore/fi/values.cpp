@@ -10,7 +10,7 @@ namespace embedded {
 
 using tessel::HostArray;
 
-number fi::zeroValue() const {
+number HeldArray::zeroValue() const {
   const NumericType& type = getNumericType();
   number zero(type.isSlopeBias() ? -type.bias() : 0.0, realPart_.getprecision(), false);
   // Not moved to the grid, so that it reads as real-world zero.
@@ -18,7 +18,7 @@ number fi::zeroValue() const {
   return zero;
 }
 
-void fi::fillWithZeroValue(number& part, unsigned first) {
+void HeldArray::fillWithZeroValue(number& part, unsigned first) {
   if (first >= part.numel()) return;
   if (!isSlopeBias()) {
     if (double* plain = part.doubles()) std::fill(plain + first, plain + part.numel(), 0.0);
@@ -27,7 +27,7 @@ void fi::fillWithZeroValue(number& part, unsigned first) {
   overwriteWithZeroValue(part, ElementVisit::from(first), part.numel() - first);
 }
 
-void fi::overwriteWithZeroValue(number& part, const ElementVisit& targets, unsigned count) const {
+void HeldArray::overwriteWithZeroValue(number& part, const ElementVisit& targets, unsigned count) const {
   const number zero = zeroValue();
   for (unsigned k = 0; k < count; ++k) part[targets[k]] = zero;
 }
@@ -194,7 +194,7 @@ void fi::assignValues(const Element* re, const Element* im, ValueMeaning meaning
 
 template void fi::assignValues(const double*, const double*, ValueMeaning);
 
-void fi::quantizeAll() {
+void HeldArray::quantizeAll() {
   const quantizer& q = *assignmentQuantizerInUse_;
   // Only a view has to ask its target.
   const bool isComplex = isView_ ? iscomplex() : !isReal_;
@@ -209,7 +209,7 @@ void fi::quantizeAll() {
   if (isComplex) q.quantizeAll(imagPart_);
 }
 
-void fi::assignElement(const fi& source) {
+void HeldArray::assignElement(const HeldArray& source) {
   requireElements();
   source.requireElements();
   assignPart(realPart_, source.realPart_, source.getNumericType());
@@ -221,7 +221,7 @@ void fi::assignElement(const fi& source) {
   }
 }
 
-void fi::assignPart(number& target, const number& value, const NumericType& from) const {
+void HeldArray::assignPart(number& target, const number& value, const NumericType& from) const {
   const NumericType& to = getNumericType();
   if (!from.isSlopeBias() && !to.isSlopeBias()) {
     assignmentQuantizerInUse_->quantize(value, target);

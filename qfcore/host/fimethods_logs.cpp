@@ -9,7 +9,7 @@ namespace {
 Arrays localFilogs(Arrays& inputs, int) { return {cellOfFilogs(fiArgument(inputs[0]).getlocalfilogs())}; }
 
 /// A method that acts on the array's record.
-template <void (fi::*Action)() const>
+template <void (HeldArray::*Action)() const>
 Arrays onRecord(Arrays& inputs, int) {
   (fiArgument(inputs[0]).*Action)();
   return {};

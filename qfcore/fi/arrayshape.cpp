@@ -1,0 +1,72 @@
+#include "qfcore/fi/arrayshape.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace embedded {
+
+namespace {
+
+constexpr Message kBadDimension{"numforge:fi:getDimension:badDimension",
+                                "Dimension number must be a non-negative integer in the range 1 to 2^31."};
+constexpr Message kBadIndex{"numforge:fi:badindex", "Index exceeds matrix dimensions."};
+constexpr Message kDimensionsDisagree{"numforge:fi:dimagree", "Matrix dimensions must agree."};
+constexpr Message kTooManyElements{"numforge:fi:outofmemory", "Not enough memory to allocate new fi object."};
+
+}  // namespace
+
+ArrayShape::ArrayShape(const Shape& dims) : dims_(dims) {
+  std::size_t count = 1;
+  for (const unsigned size : dims_) {
+    count *= size;
+    if (count > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
+  }
+  if (dims_.size() < 2) dims_.resize(2, 1U);
+  updateNumel();
+}
+
+ArrayShape::Shape ArrayShape::padded(Shape dims) {
+  if (dims.size() < 2) dims.resize(2, 1U);
+  return dims;
+}
+
+ArrayShape::Shape ArrayShape::shapeOf(const tessel::HostArray& array) {
+  Shape shape;
+  for (const std::size_t size : array.dims()) {
+    if (size > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
+    shape.push_back(static_cast<unsigned>(size));
+  }
+  return shape;
+}
+
+void ArrayShape::updateNumel() {
+  unsigned largest = std::max(dims_[0], dims_[1]), columns = dims_[1];
+  for (std::size_t d = 2; d < dims_.size(); ++d) {
+    largest = std::max(largest, dims_[d]);
+    columns *= dims_[d];
+  }
+  rows_ = dims_[0];
+  cols_ = columns;
+  numel_ = rows_ * cols_;
+  maxDim_ = numel_ == 0 ? 0 : largest;
+}
+
+unsigned ArrayShape::getDimension(unsigned dimension) const {
+  if (dimension == 0) fail<kBadDimension>();
+  return dimension > numDims() ? 1 : dims_[dimension - 1];
+}
+
+unsigned ArrayShape::firstNonSingleton() const {
+  const auto size = std::find_if(dims_.begin(), dims_.end(), [](unsigned each) { return each != 1; });
+  return size == dims_.end() ? 1U : static_cast<unsigned>(size - dims_.begin()) + 1U;
+}
+
+void ArrayShape::checkIndex(unsigned index) const {
+  if (index >= numel_) fail<kBadIndex>();
+}
+
+void ArrayShape::checkElementwiseSize(const ArrayShape& other) const {
+  if (!isSameSize(other)) fail<kDimensionsDisagree>();
+}
+
+}  // namespace embedded

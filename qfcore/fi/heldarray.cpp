@@ -1,0 +1,206 @@
+#include "qfcore/fi/heldarray.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "qfcore/fi/arithmeticstate.h"
+#include "qfcore/fi/messages.h"
+
+namespace embedded {
+
+namespace {
+
+constexpr Message kBadProperty{
+    "numforge:fi:setLastPropertySet:BadEnum",
+    "PropertyEnum out of range.  Valid values are %d through %d, and %d was entered."};
+
+number taken(number& part, bool isView) {
+  return isView ? number(part, NumberVector{}) : number(std::move(part));
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------------- lifetime
+
+HeldArray::HeldArray(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex,
+                     const std::string& tag, OperationTypeEnum operationType, unsigned precision)
+    : ArrayShape(dims),
+      realPart_(numel_, precision, Unset{}),
+      imagPart_(isComplex ? numel_ : 0, precision, Unset{}),
+      isReal_(!isComplex),
+      fimath_(math),
+      assignmentQuantizer_(type, math.roundMode(), math.overflowMode(), tag, operationType) {}
+
+HeldArray::HeldArray(const HeldArray& model, const Shape& dims, bool isComplex)
+    : ArrayShape(dims),
+      realPart_(numel_, precisionOf(model.getNumericType()), Unset{}),
+      imagPart_(isComplex ? numel_ : 0, realPart_.getprecision(), Unset{}),
+      isReal_(!isComplex),
+      fimath_(model.fimath_),
+      assignmentQuantizer_(model.getAssignmentQuantizer(), false) {}
+
+HeldArray::HeldArray(const HeldArray& other)
+    : ArrayShape(other),
+      realPart_(other.realPart_, NumberVector{}),
+      imagPart_(other.imagPart_, NumberVector{}),
+      isReal_(other.isreal()),
+      isAutoScaled_(other.isAutoScaled()),
+      isDataSetByPair_(other.isDataSetByPair()),
+      lastPropertySet_(other.getLastPropertySet()),
+      fimath_(other.fimath_),
+      assignmentQuantizer_(other.getAssignmentQuantizer()) {
+  copyRegisterLogs(other);
+}
+
+HeldArray::HeldArray(HeldArray&& other) noexcept
+    : ArrayShape(other),
+      realPart_(taken(other.realPart_, other.isView_)),
+      imagPart_(taken(other.imagPart_, other.isView_)),
+      isReal_(other.isView_ ? other.isreal() : other.isReal_),
+      isAutoScaled_(other.isAutoScaled()),
+      isDataSetByPair_(other.isDataSetByPair()),
+      lastPropertySet_(other.getLastPropertySet()),
+      fimath_(other.fimath_),
+      assignmentQuantizer_(other.isView_ ? quantizer(other.getAssignmentQuantizer())
+                                         : quantizer(std::move(other.assignmentQuantizer_))),
+      arithmeticState_(std::move(other.arithmeticState_)) {
+  if (!other.isView_) other.becomeEmpty();
+}
+
+void HeldArray::take(HeldArray& other) noexcept {
+  ArrayShape::operator=(other);
+  realPart_.swap(other.realPart_);
+  imagPart_.swap(other.imagPart_);
+  isReal_ = other.isReal_;
+  isAutoScaled_ = other.isAutoScaled_;
+  isDataSetByPair_ = other.isDataSetByPair_;
+  lastPropertySet_ = other.lastPropertySet_;
+  fimath_ = other.fimath_;
+  assignmentQuantizer_ = std::move(other.assignmentQuantizer_);
+  arithmeticState_ = std::move(other.arithmeticState_);
+  other.becomeEmpty();
+}
+
+void HeldArray::becomeEmpty() noexcept {
+  for (number* part : {&realPart_, &imagPart_}) [[maybe_unused]] const number released(std::move(*part));
+  isReal_ = true;
+  dims_.assign(2, 0U);
+  updateNumel();
+}
+
+HeldArray::HeldArray(const HeldArray& other, CopyIndex)
+    : ArrayShape(other),
+      realPart_(other.realPart_, CopyIndex{}),
+      imagPart_(other.imagPart_, CopyIndex{}),
+      isReal_(other.isreal()),
+      isAutoScaled_(other.isAutoScaled()),
+      isDataSetByPair_(other.isDataSetByPair()),
+      isView_(true),
+      lastPropertySet_(other.getLastPropertySet()),
+      fimath_(other.fimath_),
+      assignmentQuantizer_(other.getAssignmentQuantizer()),
+      assignmentQuantizerInUse_(&other.getAssignmentQuantizer()) {}
+
+HeldArray::HeldArray(const HeldArray& other, CopyElement)
+    : ArrayShape(Shape(other.dims_.size(), 1)),
+      realPart_(other.realPart_),
+      imagPart_(other.isreal() ? number(0, other.realPart_.getprecision(), NumberVector{}) : other.imagPart_),
+      isReal_(other.isreal()),
+      fimath_(other.fimath_),
+      assignmentQuantizer_(other.getAssignmentQuantizer()) {
+  other.requireElements();
+}
+
+HeldArray::HeldArray(const HeldArray& other, CopyReal)
+    : ArrayShape(other),
+      realPart_(other.realPart_, NumberVector{}),
+      imagPart_(0, other.realPart_.getprecision(), NumberVector{}),
+      fimath_(other.fimath_),
+      assignmentQuantizer_(other.getAssignmentQuantizer()) {}
+
+HeldArray::~HeldArray() = default;
+
+ArithmeticState& HeldArray::arithmeticState() const {
+  std::unique_ptr<ArithmeticState>& state = owner().arithmeticState_;
+  if (!state) state = std::make_unique_for_overwrite<ArithmeticState>();
+  return *state;
+}
+
+// Not with its owner's: most arrays have none, and would keep registers free for it.
+ArithmeticState::~ArithmeticState() = default;
+
+// --------------------------------------------------------------------------------- parts, type, precision,
+// shape
+
+void HeldArray::errorIfViewCannotTake(const Shape& dims, const NumericType& type, bool isComplex) const {
+  if (!isView_) return;
+  const bool becomesComplex = isComplex && isreal();
+  if (dims != dims_ || !type.isequal(getNumericType()) || (becomesComplex && !target_))
+    fail<message::viewChangesTarget>();
+}
+
+void HeldArray::setIsReal(bool isReal) { isReal_ = isReal; }
+
+void HeldArray::setIndex(unsigned index) const {
+  realPart_.setIndex(index);
+  imagPart_.setIndex(index);
+}
+
+void HeldArray::coordinateComplexity(bool isComplex, unsigned count) {
+  if (isView_ && isComplex != iscomplex()) fail<message::viewChangesTarget>();
+  if (isView_) return;
+  const unsigned before = imagPart_.numel();
+  imagPart_.resize(isComplex ? count : 0);
+  setIsReal(!isComplex);
+  fillWithZeroValue(imagPart_, before);
+}
+
+unsigned HeldArray::precisionOf(const NumericType& type) {
+  return type.isFixed() ? static_cast<unsigned>(type.wordLength()) : kMaxDoublePrecision;
+}
+
+unsigned HeldArray::getPrecision() const {
+  return getNumericType().wordLength() == 0 ? number::getDefaultPrecision() : precisionOf(getNumericType());
+}
+
+void HeldArray::setPrecision(unsigned precision) {
+  if (isView_ && precision != realPart_.getprecision()) fail<message::viewChangesTarget>();
+  if (isView_) return;
+  realPart_.resize(numel_, precision);
+  if (iscomplex()) imagPart_.resize(numel_, precision);
+}
+
+void HeldArray::updateAssignmentQuantizer(const NumericType& type) {
+  type.errorIfBadWordLength();
+  errorIfViewCannotTake(dims_, type, iscomplex());
+  if (target_) return target_->updateAssignmentQuantizer(type);
+  assignmentQuantizer_.set(type, fimath_.roundMode(), fimath_.overflowMode());
+}
+
+void HeldArray::updateAssignmentQuantizer() { updateAssignmentQuantizer(NumericType(getNumericType())); }
+
+void HeldArray::setFimath(const fimath& math) {
+  fimath_ = math;
+  if (target_) return target_->setFimath(math);
+  updateAssignmentQuantizer();
+}
+
+void HeldArray::becomeComplex() {
+  coordinateComplexity(true, numel_);
+  imagPart_.setIndex(realPart_.getIndex());
+}
+
+void HeldArray::setLastPropertySet(PropertyEnum property) {
+  const int place = static_cast<int>(property);
+  if (place < kFirstProperty || place > kLastProperty) fail<kBadProperty>(kFirstProperty, kLastProperty, place);
+  owner().lastPropertySet_ = property;
+}
+
+void HeldArray::copyDimensions(const unsigned* dims, unsigned numDims) {
+  Shape shape = padded(Shape(dims, dims + numDims));
+  errorIfViewCannotTake(shape, getNumericType(), iscomplex());
+  dims_ = std::move(shape);
+  updateNumel();
+}
+
+}  // namespace embedded
