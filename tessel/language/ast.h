@@ -1,6 +1,7 @@
 /// The tree of a program: plain structures, one variant a family of nodes.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -43,9 +44,13 @@ struct FunctionCode;
 struct Constant {
   Value value;
 };
+/// A name that stands for a variable or is called.
 struct NameReference {
   MemberName name;
-  int slot;
+  int slot;  ///< −1: no variable
+  /// The function of the script that it named last, or null, and the state of the functions then.
+  mutable const FunctionCode* function = nullptr;
+  mutable std::uint64_t functionsVersion = 0;
 };
 /// A colon that stands alone as a subscript.
 struct AllElements {};
@@ -108,6 +113,14 @@ struct Expression {
   /// Levels of the tree below and including this one.
   int height = 1;
 };
+
+/// Whether an expression may give none or several values: one that ends with braces or a field.
+inline bool mayBeList(const Expression& expression) {
+  const auto* index = std::get_if<IndexExpression>(&expression.node);
+  const auto* part = std::get_if<PartExpression>(&expression.node);
+  const std::vector<IndexStep>* steps = index ? &index->steps : part ? &part->steps : nullptr;
+  return steps && steps->back().kind != IndexStep::Kind::Paren;
+}
 
 struct Statement;
 using Block = std::vector<Statement>;

@@ -13,18 +13,18 @@
 namespace tessel {
 
 /// `@name`: found again by its name at each call.
-class NamedFunctionValue : public FunctionValue {
+class NamedFunctionValue final : public FunctionValue {
  public:
-  explicit NamedFunctionValue(std::string name) : name_(std::move(name)) {}
-  std::string text() const override { return '@' + name_; }
-  const std::string& name() const { return name_; }
+  explicit NamedFunctionValue(std::string name) : name_{std::move(name), -1} {}
+  std::string text() const override { return '@' + name_.name.text(); }
+  const NameReference& name() const { return name_; }
 
  private:
-  std::string name_;
+  NameReference name_;
 };
 
 /// `@(x) …` with the values that the variables of the surroundings had when it was made.
-class AnonymousFunctionValue : public FunctionValue {
+class AnonymousFunctionValue final : public FunctionValue {
  public:
   struct Capture {
     int slot;

@@ -1,5 +1,7 @@
 #include "tessel/language/interpreter.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <new>
 #include <utility>
@@ -15,7 +17,19 @@
 
 namespace tessel {
 
-Interpreter::Interpreter() : stackBase_(static_cast<const char*>(__builtin_frame_address(0))) {
+namespace {
+
+/// Three quarters of the stack may be in use; the rest is for one deep expression and the functions it calls.
+std::size_t allowedStack() {
+  rlimit limit{};
+  const bool isKnown = getrlimit(RLIMIT_STACK, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
+  return (isKnown ? static_cast<std::size_t>(limit.rlim_cur) : std::size_t{8} << 20) / 4 * 3;
+}
+
+}  // namespace
+
+Interpreter::Interpreter()
+    : stackBase_(static_cast<const char*>(__builtin_frame_address(0))), stackAllowed_(allowedStack()) {
   workspace_.symbols = &workspaceSymbols_;
   registerBuiltins();
   registerLanguageBuiltins(*this);
@@ -42,6 +56,7 @@ Program Interpreter::load(std::string_view source, const std::string& file) {
   workspace_.slots.resize(workspaceSymbols_.names().size());
   workspace_.name = workspace_.file = workspaceFile_ = file;
   for (const auto& code : program.functions) functions_[code->name] = code;
+  ++functionsVersion_;
   return program;
 }
 
@@ -114,6 +129,22 @@ const Value* Interpreter::findVariable(const std::string& name) const {
 const FunctionCode* Interpreter::findScriptFunction(const std::string& name) const {
   const auto found = functions_.find(name);
   return found == functions_.end() ? nullptr : found->second.get();
+}
+
+const FunctionCode* Interpreter::findScriptFunction(const NameReference& name) const {
+  if (name.functionsVersion != functionsVersion_) {
+    name.function = findScriptFunction(name.name.text());
+    name.functionsVersion = functionsVersion_;
+  }
+  return name.function;
+}
+
+void Interpreter::keepErrorStack() noexcept {
+  try {
+    errorStack_ = callStack();
+  } catch (...) {
+    errorStack_.clear();  // Out of memory: the error keeps its text and loses its place.
+  }
 }
 
 std::vector<std::string> Interpreter::scriptFunctionNames() const {

@@ -1,6 +1,7 @@
 /// The evaluator: walks the tree of a program.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -21,14 +22,35 @@
 
 namespace tessel {
 
+/// The values of variables: one a symbol; of names that the text given to `eval` adds, last.
+class Slots {
+ public:
+  explicit Slots(std::vector<Value>& memory) : memory_(&memory), first_(memory.data()) {}
+  Value& operator[](std::size_t slot) { return first_[slot]; }
+  const Value& operator[](std::size_t slot) const { return first_[slot]; }
+  std::size_t size() const { return memory_->size(); }
+  void resize(std::size_t count) {
+    memory_->resize(count);
+    first_ = memory_->data();
+  }
+  void clear() { memory_->clear(); }
+  Value* begin() { return first_; }
+  Value* end() { return first_ + size(); }
+
+ private:
+  std::vector<Value>* memory_;
+  Value* first_;
+};
+
 /// The variables of one call of a function, or the workspace.
 struct Frame {
+  explicit Frame(std::vector<Value>& memory) : slots(memory) {}
+
   const FunctionCode* code = nullptr;  ///< null: the workspace
   std::string_view name;               ///< of the function; of the workspace, the file
   std::string_view file;
   SymbolTable* symbols = nullptr;
-  /// One a symbol; names that the text given to `eval` adds come last.
-  std::vector<Value> slots;
+  Slots slots;
   int line = 0;  ///< of the statement being executed
   int inputCount = 0;
   int outputCount = 0;
@@ -83,6 +105,7 @@ class Interpreter {
   /// The value of a variable there, or null.
   const Value* findVariable(const std::string& name) const;
   const FunctionCode* findScriptFunction(const std::string& name) const;
+  const FunctionCode* findScriptFunction(const NameReference& name) const;
   std::vector<std::string> scriptFunctionNames() const;
   /// Calls `function`: a function value, or a text that names one.
   Arrays call(const HostArray& function, Arrays&& inputs, int outputCount);
@@ -97,7 +120,10 @@ class Interpreter {
   std::vector<StackEntry> callStack() const;
   /// Is a value true as a condition: not empty and without a zero? Raises "Tessel:nologicalnan" and
   /// "Tessel:conditionNotLogical".
-  bool isTrue(const Value& condition);
+  bool isTrue(const Value& condition) {
+    const double* number = condition.scalar();
+    return number && *number == *number ? *number != 0 : isTrueArray(condition.toArray());
+  }
   /// The structure that `catch err` assigns: identifier, message, stack.
   static HostArray errorValue(const ErrorRecord& error);
   /// Prints a value as a statement without semicolon does.
@@ -111,8 +137,8 @@ class Interpreter {
     std::size_t position;  ///< of the subscript, from 0
     std::size_t count;
   };
-  class FrameScope;
   class CallDepth;
+  class CallFrame;
   class BorrowedVariable;
   using Steps = std::vector<IndexStep>;
   using StepRange = std::span<const IndexStep>;
@@ -135,12 +161,27 @@ class Interpreter {
   Flow executeNode(const ReturnStatement&) { return Flow::Return; }
   std::optional<Flow> executePass(const Block& body);
   bool matches(const HostArray& subject, const HostArray& label);
+  bool isTrueArray(HostArray value);
   void assignVariable(const AssignmentTarget& target, HostArray value, bool isSilent);
   bool assignElementFast(Value& variable, const Steps& steps, const Value& value);
   void assignSteps(const AssignmentTarget& target, const HostArray& value);
 
   // Expressions
-  Value evaluate(const Expression& expression);
+  [[gnu::always_inline]] Value evaluate(const Expression& expression) {
+    if (const Value* value = valueInPlace(expression)) return *value;
+    return evaluateInner(expression);
+  }
+  /// The value of a constant or a variable, where it stands; null for other expressions.
+  const Value* valueInPlace(const Expression& expression) const {
+    if (const auto* name = std::get_if<NameReference>(&expression.node)) {
+      const Value& variable = frame_->slots[name->slot];
+      return variable.isDefined() ? &variable : nullptr;
+    }
+    const auto* constant = std::get_if<Constant>(&expression.node);
+    return constant ? &constant->value : nullptr;
+  }
+  Value evaluateInner(const Expression& expression);
+  Value evaluateShortCircuit(const BinaryOperation& node);
   /// Appends all values of an expression, which may have none or several.
   void evaluateAll(const Expression& expression, int outputCount, Arrays& values);
   Value evaluateNode(const Constant& node) { return node.value; }
@@ -159,6 +200,7 @@ class Interpreter {
   Value evaluateNode(const AnonymousFunction& node);
   std::vector<Arrays> evaluateRows(const MatrixLiteral& node);
   Value callOperator(const MemberName& method, Arrays&& operands);
+  Value callOperator(const MemberName& method, Value&& left, Value&& right);
 
   // Indexing
   Arrays evaluateIndexed(const IndexExpression& node, int outputCount);
@@ -167,6 +209,11 @@ class Interpreter {
   ScalarSubscripts pureSubscripts(const Steps& steps) const;
   /// Appends the values of an argument or an element of a matrix.
   void evaluateArgument(const Expression& expression, Arrays& values);
+  Values evaluateArguments(const IndexStep* arguments);
+  template <class Take>
+  void forEachArgument(const IndexStep* arguments, const Take& take);
+  void giveArguments(const IndexStep* arguments, CallFrame& frame);
+  static void giveInputs(Arrays&& inputs, CallFrame& frame);
   Arrays evaluateSubscripts(const IndexStep& step, const HostArray* indexed);
   enum class PathUse { Read, Assign };
   IndexPath resolvePath(HostArray& base, StepRange steps, PathUse use);
@@ -177,24 +224,47 @@ class Interpreter {
 
   // Calls
   Arrays callNamed(const NameReference& name, const Steps& steps, int outputCount);
-  Arrays callWithArguments(const MemberName& name, const IndexStep* arguments, int outputCount);
+  Arrays callWithArguments(const NameReference& name, const IndexStep* arguments, int outputCount);
+  Arrays callHost(const MemberName& name, const IndexStep* arguments, Arrays&& inputs, int outputCount);
   Arrays callChangingMethod(const MethodInfo& method, int slot, Arrays&& inputs, int outputCount);
   Arrays callScriptFunction(const FunctionCode& code, Arrays&& inputs, int outputCount);
   Arrays callAnonymous(const AnonymousFunctionValue& function, Arrays&& inputs, int outputCount);
   Arrays callValue(const FunctionValue& function, Arrays&& inputs, int outputCount);
+  // The same for one result, which makes no lists; nothing where there is none.
+  Value valueOfCall(const NameReference& name, const IndexStep* arguments);
+  Value valueOfCall(const FunctionValue& function, const IndexStep* arguments);
+  Value valueOfHostCall(const NameReference& name, Values&& inputs, const IndexStep* arguments);
+  template <class GiveAll, class Collect>
+  auto runFunction(const FunctionCode& code, const GiveAll& giveAll, int outputCount, const Collect& collect);
+  template <class GiveAll, class Collect>
+  auto runAnonymous(const AnonymousFunctionValue& function, const GiveAll& giveAll, int outputCount,
+                    const Collect& collect);
+  template <class Action>
+  auto inFrame(Frame& frame, const Action& action);
+  void keepErrorStack() noexcept;
 
   ErrorRecord recordCurrentException();
   void runInWorkspace(const std::function<void()>& action);
 
   SymbolTable workspaceSymbols_;
   std::string workspaceFile_;
-  Frame workspace_;
+  std::vector<Value> workspaceMemory_;
+  Frame workspace_{workspaceMemory_};
   Frame* frame_ = &workspace_;
   const EndContext* endContext_ = nullptr;
   int callDepth_ = 0;
-  /// Where the stack stood at the beginning; calls stop before it runs out.
+  /// Where the stack stood at the beginning, and how much of it calls may use.
   const char* stackBase_;
+  std::size_t stackAllowed_;
   std::unordered_map<std::string, std::shared_ptr<const FunctionCode>> functions_;
+  std::uint64_t functionsVersion_ = 1;  ///< another one whenever functions were added
+  /// Memory for the variables of calls; the first ones are in use.
+  std::vector<std::unique_ptr<std::vector<Value>>> callMemory_;
+  std::size_t callMemoryUsed_ = 0;
+  std::vector<Value>& nextCallMemory() {
+    if (callMemoryUsed_ == callMemory_.size()) callMemory_.push_back(std::make_unique<std::vector<Value>>());
+    return *callMemory_[callMemoryUsed_++];
+  }
   ErrorRecord lastError_;
   /// Where the error on its way arose; empty until a function has been left.
   std::vector<StackEntry> errorStack_;

@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <iterator>
 #include <memory>
+#include <optional>
+#include <typeinfo>
 
 #include <fmt/format.h>
 #include "tessel/interpreter.h"
@@ -35,21 +37,6 @@ const HostClass& requireClass(const std::string& name) {
   return *hostClass;
 }
 
-/// Gives the parameters their values; those without an input stay undefined.
-void bindInputs(const FunctionCode& code, Arrays& inputs, Frame& frame) {
-  frame.inputCount = static_cast<int>(inputs.size());
-  const std::size_t fixedCount = code.parameters.size() - (code.hasVarargin ? 1 : 0);
-  if (inputs.size() > fixedCount && !code.hasVarargin) raiseTooManyInputs();
-  for (std::size_t i = 0; i < std::min(inputs.size(), fixedCount); ++i) {
-    if (code.parameters[i] >= 0) frame.slots[code.parameters[i]] = Value(std::move(inputs[i]));
-  }
-  if (!code.hasVarargin) return;
-  const std::size_t restCount = inputs.size() > fixedCount ? inputs.size() - fixedCount : 0;
-  HostArray rest = HostArray::cell({1, restCount});
-  for (std::size_t i = 0; i < restCount; ++i) rest.mutableCellAt(i) = std::move(inputs[fixedCount + i]);
-  frame.slots[code.parameters.back()] = Value(std::move(rest));
-}
-
 /// The results that the function has assigned, as many as the caller asks for; the first one also unasked.
 Arrays collectOutputs(const FunctionCode& code, const Frame& frame) {
   const auto wanted = static_cast<std::size_t>(std::max(frame.outputCount, 1));
@@ -78,7 +65,74 @@ Arrays collectOutputs(const FunctionCode& code, const Frame& frame) {
   return results;
 }
 
+/// The first of them, or nothing.
+Value firstOutput(const FunctionCode& code, Frame& frame) {
+  const bool isListed = code.outputs.size() > (code.hasVarargout ? 1 : 0);
+  if (isListed && frame.slots[code.outputs[0]].isDefined()) return std::move(frame.slots[code.outputs[0]]);
+  Arrays results = collectOutputs(code, frame);
+  return results.empty() ? Value() : Value(std::move(results[0]));
+}
+
+Arrays arraysFrom(Values&& values) {
+  Arrays arrays;
+  arrays.reserve(values.size());
+  for (Value& value : values) arrays.push_back(std::move(value).toArray());
+  return arrays;
+}
+
+/// What the function of the host makes of real double scalars, where that is one of them.
+std::optional<double> scalarResult(const FunctionInfo& function, const Values& inputs) {
+  const double* first = inputs.empty() ? nullptr : inputs[0].number();
+  if (!first) return std::nullopt;
+  if (inputs.size() == 1 && function.ofScalar) return function.ofScalar(*first);
+  const double* second = inputs.size() == 2 ? inputs[1].number() : nullptr;
+  return second && function.ofScalars ? function.ofScalars(*first, *second) : std::nullopt;
+}
+
 }  // namespace
+
+/// Runs a function; `giveAll` hands its inputs to the frame, and `collect` takes what it gives.
+template <class GiveAll, class Collect>
+auto Interpreter::runFunction(const FunctionCode& code, const GiveAll& giveAll, int outputCount,
+                              const Collect& collect) {
+  const CallDepth depth(*this);
+  if (outputCount > static_cast<int>(code.outputs.size()) && !code.hasVarargout) raiseTooManyOutputs();
+  CallFrame frame(*this, code, outputCount);
+  giveAll(frame);
+  frame.finishInputs();
+  return inFrame(frame, [&] {
+    execute(code.body);
+    return collect(code, frame);
+  });
+}
+
+/// The same for an anonymous function, of which `collect` takes the expression.
+template <class GiveAll, class Collect>
+auto Interpreter::runAnonymous(const AnonymousFunctionValue& function, const GiveAll& giveAll, int outputCount,
+                               const Collect& collect) {
+  const CallDepth depth(*this);
+  const std::shared_ptr<const FunctionCode> code = function.code();
+  CallFrame frame(*this, *code, outputCount);
+  for (const auto& capture : function.captures()) frame.slots[capture.slot] = capture.value;
+  giveAll(frame);
+  frame.finishInputs();
+  return inFrame(frame, [&] { return collect(*code->expression); });
+}
+
+void Interpreter::giveArguments(const IndexStep* arguments, CallFrame& frame) {
+  forEachArgument(arguments, [&](Value&& value) { frame.take(std::move(value)); });
+}
+
+void Interpreter::giveInputs(Arrays&& inputs, CallFrame& frame) {
+  for (HostArray& input : inputs) frame.take(Value(std::move(input)));
+}
+
+/// The values of the arguments of a call, which may have none.
+Values Interpreter::evaluateArguments(const IndexStep* arguments) {
+  Values values;
+  forEachArgument(arguments, [&](Value&& value) { values.push_back(std::move(value)); });
+  return values;
+}
 
 /// Calls what a name that is no variable stands for, and indexes the result by the steps that are no arguments.
 Arrays Interpreter::callNamed(const NameReference& name, const Steps& steps, int outputCount) {
@@ -88,26 +142,53 @@ Arrays Interpreter::callNamed(const NameReference& name, const Steps& steps, int
   const bool hasArguments = steps.size() > nameSteps && steps[nameSteps].kind == IndexStep::Kind::Paren;
   const StepRange rest = StepRange(steps).subspan(nameSteps + (hasArguments ? 1 : 0));
   const IndexStep* arguments = hasArguments ? &steps[nameSteps] : nullptr;
-  const MemberName className(isClass ? name.name.text() + '.' + steps[0].field.text() : std::string());
-  const MemberName& called = isClass ? className : name.name;
-  Arrays results = callWithArguments(called, arguments, rest.empty() ? outputCount : 1);
+  const std::string className = isClass ? name.name.text() + '.' + steps[0].field.text() : std::string();
+  Arrays results = isClass ? Arrays{requireClass(className).create(arraysFrom(evaluateArguments(arguments)))}
+                           : callWithArguments(name, arguments, rest.empty() ? outputCount : 1);
   if (rest.empty()) return results;
-  if (results.empty()) raiseError("Tessel:noValue", fmt::format("'{}' gives no value.", called.text()));
+  if (results.empty()) raiseError("Tessel:noValue", fmt::format("'{}' gives no value.", name.name.text()));
   return referenceFurther(std::move(results[0]), rest, outputCount);
 }
 
-Arrays Interpreter::callWithArguments(const MemberName& name, const IndexStep* arguments, int outputCount) {
-  Arrays inputs = arguments ? evaluateSubscripts(*arguments, nullptr) : Arrays();
+Arrays Interpreter::callWithArguments(const NameReference& name, const IndexStep* arguments, int outputCount) {
+  const FunctionCode* code = findScriptFunction(name);
+  if (!code) return callHost(name.name, arguments, arraysFrom(evaluateArguments(arguments)), outputCount);
+  return runFunction(
+      *code, [&](CallFrame& frame) { giveArguments(arguments, frame); }, outputCount, collectOutputs);
+}
+
+Value Interpreter::valueOfCall(const NameReference& name, const IndexStep* arguments) {
+  const FunctionCode* code = findScriptFunction(name);
+  if (!code) return valueOfHostCall(name, evaluateArguments(arguments), arguments);
+  return runFunction(
+      *code, [&](CallFrame& frame) { giveArguments(arguments, frame); }, 1, firstOutput);
+}
+
+/// `arguments` are where the inputs come from, if from there.
+Value Interpreter::valueOfHostCall(const NameReference& name, Values&& inputs, const IndexStep* arguments) {
+  if (const FunctionInfo* function = name.name.function()) {
+    if (const auto result = scalarResult(*function, inputs)) return Value(*result);
+  }
+  Arrays results = callHost(name.name, arguments, arraysFrom(std::move(inputs)), 1);
+  return results.empty() ? Value() : Value(std::move(results[0]));
+}
+
+/// Calls the method of one of the inputs, or else the function of the host.
+Arrays Interpreter::callHost(const MemberName& name, const IndexStep* arguments, Arrays&& inputs,
+                             int outputCount) {
   const MethodInfo* method = inputs.empty() ? nullptr : findMethodOf(inputs[0], name);
-  if (!method || findScriptFunction(name.text())) return call(name.text(), std::move(inputs), outputCount);
-  const auto* variable = std::get_if<NameReference>(&arguments->arguments[0]->node);
-  const bool isChange = method->changesObject && objectClass(inputs[0])->isValueClass() && inputs[0].isScalar();
-  if (isChange && variable && frame_->slots[variable->slot].isDefined()) {
-    inputs[0] = HostArray();  // The variable must be the only one that holds the object.
-    return callChangingMethod(*method, variable->slot, std::move(inputs), outputCount);
+  if (arguments && method && method->changesObject && objectClass(inputs[0])->isValueClass() &&
+      inputs[0].isScalar()) {
+    const auto* variable = std::get_if<NameReference>(&arguments->arguments[0]->node);
+    if (variable && frame_->slots[variable->slot].isDefined()) {
+      inputs[0] = HostArray();  // The variable must be the only one that holds the object.
+      return callChangingMethod(*method, variable->slot, std::move(inputs), outputCount);
+    }
   }
   const CallDepth depth(*this);
-  return firstResults(method->function, inputs, outputCount);
+  Arrays results = callMember(name, std::move(inputs), outputCount);
+  keepFirst(results, outputCount);
+  return results;
 }
 
 /// Calls a method that changes the object of a variable; another variable with the same object keeps it as it
@@ -132,10 +213,10 @@ Arrays Interpreter::callChangingMethod(const MethodInfo& method, int slot, Array
 }
 
 Arrays Interpreter::call(const std::string& name, Arrays&& inputs, int outputCount) {
-  const CallDepth depth(*this);
   if (const FunctionCode* code = findScriptFunction(name)) {
     return callScriptFunction(*code, std::move(inputs), outputCount);
   }
+  const CallDepth depth(*this);
   if (name.find('.') != std::string::npos) return {requireClass(name).create(std::move(inputs))};
   Arrays results = tessel::callFunction(name, std::move(inputs), outputCount);
   keepFirst(results, outputCount);
@@ -148,50 +229,56 @@ Arrays Interpreter::call(const HostArray& function, Arrays&& inputs, int outputC
   return call(function.toText(), std::move(inputs), outputCount);
 }
 
-Arrays Interpreter::callValue(const FunctionValue& function, Arrays&& inputs, int outputCount) {
-  if (const auto* named = dynamic_cast<const NamedFunctionValue*>(&function)) {
-    return call(named->name(), std::move(inputs), outputCount);
-  }
-  if (const auto* anonymous = dynamic_cast<const AnonymousFunctionValue*>(&function)) {
-    const CallDepth depth(*this);
-    return callAnonymous(*anonymous, std::move(inputs), outputCount);
-  }
+namespace {
+
+/// What a function value stands for: the one or the other is not null.
+struct Callee {
+  const NamedFunctionValue* named;
+  const AnonymousFunctionValue* anonymous;
+};
+
+Callee calleeOf(const FunctionValue& function) {
+  if (typeid(function) == typeid(AnonymousFunctionValue))
+    return {nullptr, static_cast<const AnonymousFunctionValue*>(&function)};
+  if (typeid(function) == typeid(NamedFunctionValue))
+    return {static_cast<const NamedFunctionValue*>(&function), nullptr};
   raiseError("Tessel:mustBeFunction", "This function value cannot be called.");
 }
 
+}  // namespace
+
+Arrays Interpreter::callValue(const FunctionValue& function, Arrays&& inputs, int outputCount) {
+  const auto [named, anonymous] = calleeOf(function);
+  return named ? call(named->name().name.text(), std::move(inputs), outputCount)
+               : callAnonymous(*anonymous, std::move(inputs), outputCount);
+}
+
+Value Interpreter::valueOfCall(const FunctionValue& function, const IndexStep* arguments) {
+  const auto [named, anonymous] = calleeOf(function);
+  if (anonymous) {
+    return runAnonymous(
+        *anonymous, [&](CallFrame& frame) { giveArguments(arguments, frame); }, 1,
+        [&](const Expression& expression) { return evaluate(expression); });
+  }
+  if (named->name().name.text().find('.') == std::string::npos) return valueOfCall(named->name(), arguments);
+  Arrays results = callValue(function, arraysFrom(evaluateArguments(arguments)), 1);
+  return results.empty() ? Value() : Value(std::move(results[0]));
+}
+
 Arrays Interpreter::callScriptFunction(const FunctionCode& code, Arrays&& inputs, int outputCount) {
-  if (outputCount > static_cast<int>(code.outputs.size()) && !code.hasVarargout) raiseTooManyOutputs();
-  Frame frame;
-  frame.code = &code;
-  frame.name = code.name;
-  frame.file = code.file;
-  frame.symbols = code.symbols.get();
-  frame.slots.resize(code.symbols->names().size());
-  frame.line = code.line;
-  frame.outputCount = outputCount;
-  bindInputs(code, inputs, frame);
-  const FrameScope scope(*this, frame);
-  execute(code.body);
-  return collectOutputs(code, frame);
+  return runFunction(
+      code, [&](CallFrame& frame) { giveInputs(std::move(inputs), frame); }, outputCount, collectOutputs);
 }
 
 Arrays Interpreter::callAnonymous(const AnonymousFunctionValue& function, Arrays&& inputs, int outputCount) {
-  const std::shared_ptr<const FunctionCode> code = function.code();
-  Frame frame;
-  frame.code = code.get();
-  frame.name = code->name;
-  frame.file = code->file;
-  frame.symbols = code->symbols.get();
-  frame.slots.resize(code->symbols->names().size());
-  frame.line = code->line;
-  frame.outputCount = outputCount;
-  for (const auto& capture : function.captures()) frame.slots[capture.slot] = capture.value;
-  bindInputs(*code, inputs, frame);
-  const FrameScope scope(*this, frame);
-  Arrays values;
-  evaluateAll(*code->expression, outputCount, values);
-  keepFirst(values, outputCount);
-  return values;
+  return runAnonymous(
+      function, [&](CallFrame& frame) { giveInputs(std::move(inputs), frame); }, outputCount,
+      [&](const Expression& expression) {
+        Arrays values;
+        evaluateAll(expression, outputCount, values);
+        keepFirst(values, outputCount);
+        return values;
+      });
 }
 
 }  // namespace tessel

@@ -53,7 +53,8 @@ HostArray cellOfRows(std::vector<Arrays> rows) {
 
 const MemberName Interpreter::kColon{"colon"};
 
-Value Interpreter::evaluate(const Expression& expression) {
+Value Interpreter::evaluateInner(const Expression& expression) {
+  if (const auto* operation = std::get_if<BinaryOperation>(&expression.node)) return evaluateNode(*operation);
   return std::visit([this](const auto& node) { return evaluateNode(node); }, expression.node);
 }
 
@@ -75,9 +76,9 @@ void Interpreter::evaluateAll(const Expression& expression, int outputCount, Arr
 
 Value Interpreter::evaluateNode(const NameReference& node) {
   if (const Value& variable = frame_->slots[node.slot]; variable.isDefined()) return variable;
-  Arrays results = callNamed(node, {}, 1);
-  if (results.empty()) raiseNoValue(node.name.text());
-  return Value(std::move(results[0]));
+  Value value = valueOfCall(node, nullptr);
+  if (!value.isDefined()) raiseNoValue(node.name.text());
+  return value;
 }
 
 Value Interpreter::evaluateNode(const LastElement&) {
@@ -87,24 +88,34 @@ Value Interpreter::evaluateNode(const LastElement&) {
 
 Value Interpreter::evaluateNode(const UnaryOperation& node) {
   Value operand = evaluate(*node.operand);
-  if (const auto number = operand.scalar()) {
-    if (Value result = scalarOperation(node.info->code, *number); result.isDefined()) return result;
-  }
-  return callOperator(node.method, arraysOf(std::move(operand).toArray()));
+  const auto byFunction = [&] { return callOperator(node.method, arraysOf(std::move(operand).toArray())); };
+  const double* number = operand.scalar();
+  return number ? scalarOperation(node.info->code, *number, byFunction) : byFunction();
 }
 
 Value Interpreter::evaluateNode(const BinaryOperation& node) {
   const Operator code = node.info->code;
-  if (code == Operator::AndAnd) return Value(isTrue(evaluate(*node.left)) && isTrue(evaluate(*node.right)));
-  if (code == Operator::OrOr) return Value(isTrue(evaluate(*node.left)) || isTrue(evaluate(*node.right)));
+  if (code == Operator::AndAnd || code == Operator::OrOr) return evaluateShortCircuit(node);
+  const Value *leftInPlace = valueInPlace(*node.left), *rightInPlace = valueInPlace(*node.right);
+  if (leftInPlace && rightInPlace) {
+    const auto byFunction = [&] { return callOperator(node.method, Value(*leftInPlace), Value(*rightInPlace)); };
+    const double *a = leftInPlace->scalar(), *b = rightInPlace->scalar();
+    return a && b ? scalarOperation(code, *a, *b, byFunction) : byFunction();
+  }
   Value left = evaluate(*node.left);
   Value right = evaluate(*node.right);
-  if (const auto a = left.scalar()) {
-    if (const auto b = right.scalar()) {
-      if (Value result = scalarOperation(code, *a, *b); result.isDefined()) return result;
-    }
-  }
-  return callOperator(node.method, arraysOf(std::move(left).toArray(), std::move(right).toArray()));
+  const auto byFunction = [&] { return callOperator(node.method, std::move(left), std::move(right)); };
+  const double *a = left.scalar(), *b = right.scalar();
+  return a && b ? scalarOperation(code, *a, *b, byFunction) : byFunction();
+}
+
+[[gnu::noinline]] Value Interpreter::evaluateShortCircuit(const BinaryOperation& node) {
+  const bool left = isTrue(evaluate(*node.left));
+  return Value(left == (node.info->code == Operator::OrOr) ? left : isTrue(evaluate(*node.right)));
+}
+
+[[gnu::noinline]] Value Interpreter::callOperator(const MemberName& method, Value&& left, Value&& right) {
+  return callOperator(method, arraysOf(std::move(left).toArray(), std::move(right).toArray()));
 }
 
 Value Interpreter::callOperator(const MemberName& method, Arrays&& operands) {
@@ -149,12 +160,21 @@ Value Interpreter::evaluateNode(const MatrixLiteral& node) {
 }
 
 Value Interpreter::evaluateNode(const IndexExpression& node) {
-  Value value = evaluateElementFast(node);
-  if (value.isDefined()) return value;
+  const Value& variable = frame_->slots[node.base.slot];
+  const bool isOneLevel = node.steps.size() == 1 && node.steps[0].kind == IndexStep::Kind::Paren;
+  const bool isCalled = !variable.isDefined() || (variable.array() && variable.array()->isFunction());
+  if (isCalled && isOneLevel && !node.steps[0].usesEnd) {
+    const std::shared_ptr<const FunctionValue> function =
+        variable.isDefined() ? variable.array()->functionValue() : nullptr;
+    Value result =
+        function ? valueOfCall(*function, node.steps.data()) : valueOfCall(node.base, node.steps.data());
+    if (!result.isDefined()) raiseNoValue(node.base.name.text());
+    return result;
+  }
+  if (Value value = evaluateElementFast(node); value.isDefined()) return value;
   Arrays values = evaluateIndexed(node, 1);
   if (values.empty()) raiseError("Tessel:noValue", "The expression gives no value.");
-  value = Value(std::move(values[0]));
-  return value;
+  return Value(std::move(values[0]));
 }
 
 Value Interpreter::evaluateNode(const PartExpression& node) {

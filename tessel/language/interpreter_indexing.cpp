@@ -80,7 +80,7 @@ std::optional<double> Interpreter::pureScalar(const Expression& expression) cons
     const auto left = pureScalar(*operation->left);
     const auto right = left ? pureScalar(*operation->right) : std::nullopt;
     if (!right) return std::nullopt;
-    const Value result = scalarOperation(operation->info->code, *left, *right);
+    const Value result = scalarOperation(operation->info->code, *left, *right, [] { return Value(); });
     if (const double* number = result.number()) return *number;
   }
   return std::nullopt;

@@ -1,15 +1,14 @@
 /// What the evaluator sets up and puts back around calls and assignments.
 #pragma once
 
-#include <sys/resource.h>
-
 #include <cstddef>
-#include <exception>
 #include <utility>
+#include <vector>
 
 #include "tessel/language/interpreter.h"
 #include "tessel/language/replaced.h"
 #include "tessel/messages.h"
+#include "tessel/registries.h"
 
 namespace tessel {
 
@@ -17,9 +16,7 @@ namespace tessel {
 class Interpreter::CallDepth {
  public:
   explicit CallDepth(Interpreter& interpreter) : interpreter_(interpreter) {
-    if (interpreter.callDepth_ >= kMaxDepth || !hasStack()) {
-      raiseError("Tessel:recursionLimit", "The calls are nested too deeply; is there a recursion without end?");
-    }
+    if (interpreter.callDepth_ >= kMaxDepth || !hasStack()) raiseTooDeep();
     ++interpreter.callDepth_;
   }
   ~CallDepth() { --interpreter_.callDepth_; }
@@ -29,49 +26,94 @@ class Interpreter::CallDepth {
  private:
   static constexpr int kMaxDepth = 256;
 
-  /// Three quarters of the stack may be in use; the rest is for one deep expression and the functions it calls.
   bool hasStack() const {
-    static const std::size_t allowed = [] {
-      rlimit limit{};
-      const bool isKnown = getrlimit(RLIMIT_STACK, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
-      return (isKnown ? static_cast<std::size_t>(limit.rlim_cur) : std::size_t{8} << 20) / 4 * 3;
-    }();
     const auto* here = static_cast<const char*>(__builtin_frame_address(0));
-    return here > interpreter_.stackBase_ || static_cast<std::size_t>(interpreter_.stackBase_ - here) < allowed;
+    return here > interpreter_.stackBase_ ||
+           static_cast<std::size_t>(interpreter_.stackBase_ - here) < interpreter_.stackAllowed_;
+  }
+  [[noreturn]] static void raiseTooDeep() {
+    raiseError("Tessel:recursionLimit", "The calls are nested too deeply; is there a recursion without end?");
   }
 
   Interpreter& interpreter_;
 };
 
-/// Makes `frame` the innermost one. When an error leaves it, the first such frame keeps where the error arose.
-class Interpreter::FrameScope {
+/// The variables of a call, in memory that calls before it have left.
+class Interpreter::CallFrame : public Frame {
  public:
-  FrameScope(Interpreter& interpreter, Frame& frame)
-      : interpreter_(interpreter),
-        exceptionCount_(std::uncaught_exceptions()),
-        noEnd_(interpreter.endContext_, nullptr) {
-    frame.caller = std::exchange(interpreter.frame_, &frame);
+  CallFrame(Interpreter& interpreter, const FunctionCode& function, int wantedCount)
+      : Frame(interpreter.nextCallMemory()),
+        interpreter_(interpreter),
+        fixedCount_(function.parameters.size() - (function.hasVarargin ? 1 : 0)) {
+    code = &function;
+    name = function.name;
+    file = function.file;
+    symbols = function.symbols.get();
+    line = function.line;
+    outputCount = wantedCount;
+    slots.resize(function.symbols->names().size());
   }
-  ~FrameScope() {
-    if (std::uncaught_exceptions() > exceptionCount_ && interpreter_.errorStack_.empty()) keepErrorStack();
-    interpreter_.frame_ = interpreter_.frame_->caller;
+  ~CallFrame() {
+    slots.clear();
+    --interpreter_.callMemoryUsed_;
   }
-  FrameScope(const FrameScope&) = delete;
-  FrameScope& operator=(const FrameScope&) = delete;
+  CallFrame(const CallFrame&) = delete;
+  CallFrame& operator=(const CallFrame&) = delete;
 
- private:
-  void keepErrorStack() noexcept {
-    try {
-      interpreter_.errorStack_ = interpreter_.callStack();
-    } catch (...) {
-      interpreter_.errorStack_.clear();  // Out of memory: the error keeps its text and loses its place.
+  /// Gives the next parameter its value; those without an input stay undefined.
+  void take(Value&& input) {
+    const auto place = static_cast<std::size_t>(inputCount++);
+    if (place < fixedCount_) {
+      if (code->parameters[place] >= 0) slots[code->parameters[place]] = std::move(input);
+    } else {
+      if (!code->hasVarargin) raiseTooManyInputs();
+      rest_.push_back(std::move(input).toArray());
     }
   }
+  /// All inputs are there.
+  void finishInputs() {
+    if (!code->hasVarargin) return;
+    HostArray rest = HostArray::cell({1, rest_.size()});
+    for (std::size_t i = 0; i < rest_.size(); ++i) rest.mutableCellAt(i) = std::move(rest_[i]);
+    slots[code->parameters.back()] = Value(std::move(rest));
+  }
 
+ private:
   Interpreter& interpreter_;
-  int exceptionCount_;
-  Replaced<const EndContext*> noEnd_;
+  std::size_t fixedCount_;
+  std::vector<HostArray> rest_;  ///< inputs beyond those that have a parameter of their own
 };
+
+/// Hands the values of the arguments of a call to `take`. An `end` in them belongs to the array around the
+/// call.
+template <class Take>
+void Interpreter::forEachArgument(const IndexStep* arguments, const Take& take) {
+  if (!arguments) return;
+  for (const ExpressionPtr& argument : arguments->arguments) {
+    if (!mayBeList(*argument)) {
+      take(evaluate(*argument));
+    } else {
+      Arrays list;
+      evaluateArgument(*argument, list);
+      for (HostArray& value : list) take(Value(std::move(value)));
+    }
+  }
+}
+
+/// Performs `action` with `frame` as the innermost one. When an error leaves it, the first such frame keeps
+/// where the error arose.
+template <class Action>
+auto Interpreter::inFrame(Frame& frame, const Action& action) {
+  frame.caller = frame_;
+  const Replaced<Frame*> inner(frame_, &frame);
+  const Replaced<const EndContext*> noEnd(endContext_, nullptr);
+  try {
+    return action();
+  } catch (...) {
+    if (errorStack_.empty()) keepErrorStack();
+    throw;
+  }
+}
 
 /// Takes the array out of a variable, so that it is not shared and can be changed in place, and puts it back.
 class Interpreter::BorrowedVariable {

@@ -8,6 +8,7 @@
 #include "tessel/runtime/arithmetic.h"
 #include "tessel/runtime/dispatch.h"
 #include "tessel/runtime/indexing.h"
+#include "tessel/runtime/interruption.h"
 
 namespace tessel {
 namespace {
@@ -44,7 +45,7 @@ Interpreter::Flow Interpreter::execute(const Statement& statement) {
   frame_->line = statement.line;
   // Whoever executes a statement has dealt with the error before it.
   if (!errorStack_.empty()) errorStack_.clear();
-  raiseIfInterrupted();
+  if (isInterruptionRequested()) raiseIfInterrupted();
   return std::visit([this](const auto& node) { return executeNode(node); }, statement.node);
 }
 
@@ -118,7 +119,7 @@ Interpreter::Flow Interpreter::executeNode(const WhileStatement& node) {
   while (isTrue(evaluate(*node.condition))) {
     if (const auto flow = executePass(node.body)) return *flow;
     frame_->line = line;
-    raiseIfInterrupted();
+    if (isInterruptionRequested()) raiseIfInterrupted();
   }
   return Flow::Normal;
 }
@@ -129,7 +130,7 @@ Interpreter::Flow Interpreter::executeLoop(const ForStatement& node, std::size_t
   for (std::size_t k = 0; k < count; ++k) {
     frame_->slots[node.slot] = valueAt(k);
     if (const auto flow = executePass(node.body)) return *flow;
-    raiseIfInterrupted();
+    if (isInterruptionRequested()) raiseIfInterrupted();
   }
   return Flow::Normal;
 }
@@ -207,10 +208,7 @@ HostArray Interpreter::errorValue(const ErrorRecord& error) {
   return value;
 }
 
-bool Interpreter::isTrue(const Value& condition) {
-  if (const bool* truth = condition.truth()) return *truth;
-  if (const double* number = condition.number(); number && *number == *number) return *number != 0;
-  HostArray value = condition.toArray();
+bool Interpreter::isTrueArray(HostArray value) {
   if (value.isObject()) value = tessel::callFunction("ne", {value, HostArray::scalar(0)}).at(0);
   if (!value.isNumeric() && !value.isLogical() && !value.isChar()) {
     raiseError("Tessel:conditionNotLogical",

@@ -1,6 +1,8 @@
 /// The operators: token, precedence, the method or function that each one calls, its meaning on scalars.
 #pragma once
 
+#include <cmath>
+
 #include "tessel/language/lexer.h"
 #include "tessel/language/value.h"
 
@@ -90,8 +92,41 @@ constexpr const OperatorInfo& operatorInfo(Operator code) {
   return kOperators[0];
 }
 
-/// The operator on real scalars, or no value where its result is no real scalar, or an error.
-Value scalarOperation(Operator code, double a, double b);
-Value scalarOperation(Operator code, double a);
+/// The operator on real scalars, or what `otherwise` gives where its result is no real scalar, or an error.
+template <class Otherwise>
+Value scalarOperation(Operator code, double a, double b, const Otherwise& otherwise) {
+  switch (code) {
+    case Operator::Plus: return Value(a + b);
+    case Operator::Minus: return Value(a - b);
+    case Operator::Times:
+    case Operator::DotTimes: return Value(a * b);
+    case Operator::Divide:
+    case Operator::DotDivide: return Value(a / b);
+    case Operator::LeftDivide:
+    case Operator::DotLeftDivide: return Value(b / a);
+    case Operator::Power:
+    case Operator::DotPower:
+      if (b == 2) return Value(a * a);  // as the operator on arrays
+      return a >= 0 || std::floor(b) == b ? Value(std::pow(a, b)) : otherwise();
+    case Operator::Less: return Value(a < b);
+    case Operator::LessEqual: return Value(a <= b);
+    case Operator::Greater: return Value(a > b);
+    case Operator::GreaterEqual: return Value(a >= b);
+    case Operator::Equal: return Value(a == b);
+    case Operator::NotEqual: return Value(a != b);
+    case Operator::And: return a == a && b == b ? Value(a != 0 && b != 0) : otherwise();
+    case Operator::Or: return a == a && b == b ? Value(a != 0 || b != 0) : otherwise();
+    default: return otherwise();
+  }
+}
+template <class Otherwise>
+Value scalarOperation(Operator code, double a, const Otherwise& otherwise) {
+  switch (code) {
+    case Operator::UnaryMinus: return Value(-a);
+    case Operator::UnaryPlus: return Value(a);
+    case Operator::Not: return a == a ? Value(a == 0) : otherwise();
+    default: return otherwise();
+  }
+}
 
 }  // namespace tessel

@@ -1,70 +1,108 @@
 /// A value while the evaluator works on it.
 #pragma once
 
-#include <optional>
+#include <cstdint>
+#include <memory>
 #include <utility>
-#include <variant>
+
+#include <boost/container/small_vector.hpp>
 
 #include "tessel/array.h"
 
 namespace tessel {
 
 /// An array, or nothing at all. Real double and logical scalars always stand unboxed, so that scalar arithmetic
-/// allocates nothing.
+/// allocates nothing; what they need is short enough to be inlined everywhere.
 class Value {
  public:
   /// No value: what a variable holds before its first assignment.
-  Value() = default;
-  explicit Value(double number) : content_(number) {}
-  explicit Value(bool truth) : content_(truth) {}
+  Value() {}
+  explicit Value(double number) : kind_(Kind::Number), number_(number) {}
+  explicit Value(bool truth) : kind_(Kind::Truth), number_(truth ? 1 : 0) {}
   explicit Value(HostArray array) {
     if (array.numel() == 1 && !array.isComplex()) {
       if (array.arrayClass() == ArrayClass::Double) {
-        content_ = *array.real<double>();
+        kind_ = Kind::Number;
+        number_ = *array.real<double>();
         return;
       }
       if (array.isLogical()) {
-        content_ = *array.real<bool>();
+        kind_ = Kind::Truth;
+        number_ = *array.real<bool>() ? 1 : 0;
         return;
       }
     }
-    content_ = std::move(array);
+    hold(std::move(array));
+  }
+  Value(const Value& other) {
+    if (other.kind_ == Kind::Array)
+      hold(other.array_);
+    else
+      takeScalar(other);
+  }
+  /// Leaves nothing of an array behind.
+  Value(Value&& other) noexcept { take(other); }
+  Value& operator=(const Value& other) { return *this = Value(other); }
+  Value& operator=(Value&& other) noexcept {
+    if (this == &other) return *this;
+    if (kind_ != Kind::Array) {
+      take(other);
+    } else {
+      const Value old(std::move(*this));  // its end may run a program that sees this variable
+      take(other);
+    }
+    return *this;
+  }
+  ~Value() {
+    if (kind_ == Kind::Array) std::destroy_at(&array_);
   }
 
-  bool isDefined() const { return content_.index() != 0; }
-  void clear() { content_ = std::monostate(); }
+  bool isDefined() const { return kind_ != Kind::Nothing; }
+  void clear() { *this = Value(); }
 
   /// The content as a real double scalar, or null.
-  const double* number() const { return std::get_if<double>(&content_); }
-  /// The content as a logical scalar, or null.
-  const bool* truth() const { return std::get_if<bool>(&content_); }
+  const double* number() const { return kind_ == Kind::Number ? &number_ : nullptr; }
+  /// A real double or logical scalar as a number, or null.
+  const double* scalar() const { return kind_ >= Kind::Number ? &number_ : nullptr; }
   /// The content as an array that is neither of them, or null.
-  const HostArray* array() const { return std::get_if<HostArray>(&content_); }
-  HostArray* array() { return std::get_if<HostArray>(&content_); }
-  /// A real double or logical scalar as a number.
-  std::optional<double> scalar() const {
-    if (const double* n = number()) return *n;
-    if (const bool* b = truth()) return *b ? 1.0 : 0.0;
-    return std::nullopt;
-  }
+  const HostArray* array() const { return kind_ == Kind::Array ? &array_ : nullptr; }
+  HostArray* array() { return kind_ == Kind::Array ? &array_ : nullptr; }
 
   /// The value as an array; it must be defined.
-  HostArray toArray() const& {
-    if (const HostArray* a = array()) return *a;
-    return boxed();
-  }
-  HostArray toArray() && {
-    if (HostArray* a = array()) return std::move(*a);
-    return boxed();
-  }
+  HostArray toArray() const& { return kind_ == Kind::Array ? array_ : boxed(); }
+  HostArray toArray() && { return kind_ == Kind::Array ? std::move(array_) : boxed(); }
 
  private:
+  enum class Kind : std::uint8_t { Nothing, Array, Number, Truth };
+
   HostArray boxed() const {
-    if (const bool* b = truth()) return HostArray::logical(*b);
-    return HostArray::scalar(*number());
+    return kind_ == Kind::Truth ? HostArray::logical(number_ != 0) : HostArray::scalar(number_);
+  }
+  template <class Source>
+  void hold(Source&& array) {
+    std::construct_at(&array_, std::forward<Source>(array));
+    kind_ = Kind::Array;
+  }
+  void takeScalar(const Value& other) {
+    kind_ = other.kind_;
+    number_ = other.number_;
+  }
+  /// Becomes what `other` was, which becomes nothing; holds no array before.
+  void take(Value& other) noexcept {
+    if (other.kind_ != Kind::Array) return takeScalar(other);
+    hold(std::move(other.array_));
+    other.kind_ = Kind::Nothing;
+    std::destroy_at(&other.array_);
   }
 
-  std::variant<std::monostate, double, bool, HostArray> content_;
+  Kind kind_ = Kind::Nothing;
+  union {
+    double number_ = 0;
+    HostArray array_;
+  };
 };
+
+/// Arguments of a call. A few stand in the list itself.
+using Values = boost::container::small_vector<Value, 4>;
 
 }  // namespace tessel

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "tessel/api.h"
 #include "tessel/array.h"
 #include "tessel/interpreter.h"
 #include "tessel/objects.h"
@@ -16,14 +17,25 @@ namespace tessel {
 /// it.
 const HostClass* objectClass(const HostArray& array);
 
-/// A name that members of classes have, such as an operator's. Knows what it named last, so that asking the
-/// same class again costs no search.
+/// Another number whenever a function has been registered.
+TESSEL_API std::uint64_t functionsVersion();
+
+/// A name that functions and members of classes have, such as an operator's. Knows what it named last, so that
+/// asking again costs no search.
 class MemberName {
  public:
   MemberName(std::string name = {}) : name_(std::move(name)) {}
   const std::string& text() const { return name_; }
   /// The class's method, or null.
   const MethodInfo* methodOf(const HostClass& hostClass) const { return found(hostClass).method; }
+  /// The registered function, or null.
+  const FunctionInfo* function() const {
+    if (functionVersion_ != functionsVersion()) {
+      function_ = findFunction(name_);
+      functionVersion_ = functionsVersion();
+    }
+    return function_;
+  }
   /// The class's property, or null.
   const PropertyInfo* propertyOf(const HostClass& hostClass) const { return found(hostClass).property; }
 
@@ -44,6 +56,8 @@ class MemberName {
 
   std::string name_;
   mutable Found last_;
+  mutable const FunctionInfo* function_ = nullptr;
+  mutable std::uint64_t functionVersion_ = 0;
 };
 
 /// The method of that name of the first object among `inputs` whose class has one, or null.

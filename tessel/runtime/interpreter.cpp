@@ -36,7 +36,9 @@ class FunctionRegistry {
     std::unique_ptr<FunctionInfo>& slot = functions_[info.name];
     if (slot != nullptr) replaced_.push_back(std::move(slot));
     slot = std::make_unique<FunctionInfo>(std::move(info));
+    ++version_;
   }
+  std::uint64_t version() const { return version_; }
 
   const FunctionInfo* find(std::string_view name) const {
     const auto found = functions_.find(name);
@@ -58,6 +60,7 @@ class FunctionRegistry {
   std::unordered_map<std::string, std::unique_ptr<FunctionInfo>, Hash, std::equal_to<>> functions_;
   // A function may be replaced while it runs.
   std::vector<std::unique_ptr<FunctionInfo>> replaced_;
+  std::uint64_t version_ = 0;
 };
 
 FunctionRegistry& registry() {
@@ -74,17 +77,20 @@ LanguageHooks& language() {
   raiseError("Tessel:noInterpreter", "No language is attached that could evaluate this.");
 }
 
-const FunctionInfo& requireFunction(std::string_view name) {
-  const FunctionInfo* function = registry().find(name);
+const FunctionInfo& requireFound(const FunctionInfo* function, std::string_view name) {
   if (function == nullptr) {
     raiseError("Tessel:UndefinedFunction", "Undefined function or variable '" + std::string(name) + "'.");
   }
   return *function;
 }
 
+const FunctionInfo& requireFunction(std::string_view name) { return requireFound(registry().find(name), name); }
+
 }  // namespace
 
 void registerFunction(FunctionInfo info) { registry().add(std::move(info)); }
+
+std::uint64_t functionsVersion() { return registry().version(); }
 
 const FunctionInfo* findFunction(std::string_view name) { return registry().find(name); }
 
@@ -122,7 +128,7 @@ Arrays callMember(const MemberName& name, Arrays&& inputs, int outputCount) {
     if (const MethodInfo* method = findMethodOf(input, name))
       return invoke(method->function, inputs, outputCount);
   }
-  return invoke(requireFunction(name.text()), inputs, outputCount);
+  return invoke(requireFound(name.function(), name.text()), inputs, outputCount);
 }
 
 Arrays callBuiltin(std::string_view name, Arrays inputs, int outputCount) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +23,10 @@ struct FunctionInfo {
   int maxInputs = -1;  ///< −1: any number
   int maxOutputs = 1;  ///< −1: any number
   std::string help;    ///< first line: a summary with the call's forms; further lines as wanted
+  /// What `call` gives for one or for two real double scalars and one result, where that is a real double
+  /// scalar itself, so that no lists need to be made; null where there is no such short form.
+  std::optional<double> (*ofScalar)(double) = nullptr;
+  std::optional<double> (*ofScalars)(double, double) = nullptr;
 };
 
 /// Adds or replaces a function that scripts can call by name.

@@ -33,7 +33,7 @@ Arrays func2str(const Arrays& inputs) {
   if (!inputs[0].isFunction()) raiseInvalidArgument("func2str", "the argument must be a function handle.");
   const FunctionValue& function = *inputs[0].functionValue();
   const auto* named = dynamic_cast<const NamedFunctionValue*>(&function);
-  return {HostArray::text(named ? named->name() : function.text())};
+  return {HostArray::text(named ? named->name().name.text() : function.text())};
 }
 
 Arrays str2func(Interpreter& interpreter, const Arrays& inputs) {

@@ -1,5 +1,6 @@
 // Elementary mathematics, element by element.
 #include <numbers>
+#include <optional>
 
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
@@ -23,13 +24,13 @@ bool allWithin(const HostArray& a, Domain domain) {
 }
 
 /// A function of real and complex numbers; a real argument outside the domain makes the whole result complex.
-template <class F>
-FunctionInfo analytic(const char* name, F f, Domain domain, const char* help) {
+template <Domain isWithin, class F>
+FunctionInfo analytic(const char* name, F f, const char* help) {
   return {name,
           [=](Arrays& in, int) {
             requireFloat(name, in[0]);
             const ArrayClass resultClass = numericClass(in[0].arrayClass());
-            if (in[0].isComplex() || allWithin(in[0], domain))
+            if (in[0].isComplex() || allWithin(in[0], isWithin))
               return Arrays{mapElements(in[0], resultClass, f)};
             HostArray widened = convertTo(in[0], resultClass);
             widened.mutableImagData();
@@ -38,7 +39,8 @@ FunctionInfo analytic(const char* name, F f, Domain domain, const char* help) {
           1,
           1,
           1,
-          help};
+          help,
+          [](double x) { return isWithin(x) ? std::optional(F{}(x)) : std::nullopt; }};
 }
 
 /// A function of real numbers that brings integers to integers, and works on both parts of complex numbers.
@@ -58,7 +60,8 @@ FunctionInfo rounding(const char* name, F f, const char* help) {
           1,
           1,
           1,
-          help};
+          help,
+          [](double x) { return std::optional(static_cast<double>(F{}(x))); }};
 }
 
 /// A function of one number, real or complex, of any numeric class.
@@ -72,7 +75,8 @@ FunctionInfo numeric(const char* name, F f, const char* help) {
           1,
           1,
           1,
-          help};
+          help,
+          [](double x) { return std::optional(static_cast<double>(F{}(x))); }};
 }
 
 /// A function of two real numbers with scalar expansion, in the class of arithmetic.
@@ -86,7 +90,9 @@ FunctionInfo binary(const char* name, F f, const char* help) {
           2,
           2,
           1,
-          help};
+          help,
+          nullptr,
+          [](double x, double y) { return std::optional(static_cast<double>(F{}(x, y))); }};
 }
 
 // The library has these for real numbers alone.
@@ -114,43 +120,42 @@ V binaryLogarithm(V x) {
 
 Builtins analyticFunctions() {
   return {
-      analytic(
-          "sqrt", [](auto x) { return std::sqrt(x); }, notNegative, "sqrt(x): the square root."),
-      analytic(
-          "exp", [](auto x) { return std::exp(x); }, everywhere, "exp(x): the exponential function."),
-      analytic(
-          "expm1", [](auto x) { return expMinusOne(x); }, everywhere, "expm1(x): exp(x) - 1, exact near zero."),
-      analytic(
-          "log", [](auto x) { return std::log(x); }, notNegative, "log(x): the natural logarithm."),
-      analytic(
-          "log10", [](auto x) { return std::log10(x); }, notNegative, "log10(x): the logarithm to base 10."),
-      analytic(
-          "log1p", [](auto x) { return logOfOnePlus(x); }, aboveMinusOne,
-          "log1p(x): log(1 + x), exact near zero."),
-      analytic(
-          "sin", [](auto x) { return std::sin(x); }, everywhere, "sin(x): the sine of x in radians."),
-      analytic(
-          "cos", [](auto x) { return std::cos(x); }, everywhere, "cos(x): the cosine of x in radians."),
-      analytic(
-          "tan", [](auto x) { return std::tan(x); }, everywhere, "tan(x): the tangent of x in radians."),
-      analytic(
-          "asin", [](auto x) { return std::asin(x); }, withinOne, "asin(x): the angle with sine x."),
-      analytic(
-          "acos", [](auto x) { return std::acos(x); }, withinOne, "acos(x): the angle with cosine x."),
-      analytic(
-          "atan", [](auto x) { return std::atan(x); }, everywhere, "atan(x): the angle with tangent x."),
-      analytic(
-          "sinh", [](auto x) { return std::sinh(x); }, everywhere, "sinh(x): the hyperbolic sine."),
-      analytic(
-          "cosh", [](auto x) { return std::cosh(x); }, everywhere, "cosh(x): the hyperbolic cosine."),
-      analytic(
-          "tanh", [](auto x) { return std::tanh(x); }, everywhere, "tanh(x): the hyperbolic tangent."),
-      analytic(
-          "asinh", [](auto x) { return std::asinh(x); }, everywhere, "asinh(x): the inverse of sinh."),
-      analytic(
-          "acosh", [](auto x) { return std::acosh(x); }, fromOne, "acosh(x): the inverse of cosh."),
-      analytic(
-          "atanh", [](auto x) { return std::atanh(x); }, withinOne, "atanh(x): the inverse of tanh."),
+      analytic<notNegative>(
+          "sqrt", [](auto x) { return std::sqrt(x); }, "sqrt(x): the square root."),
+      analytic<everywhere>(
+          "exp", [](auto x) { return std::exp(x); }, "exp(x): the exponential function."),
+      analytic<everywhere>(
+          "expm1", [](auto x) { return expMinusOne(x); }, "expm1(x): exp(x) - 1, exact near zero."),
+      analytic<notNegative>(
+          "log", [](auto x) { return std::log(x); }, "log(x): the natural logarithm."),
+      analytic<notNegative>(
+          "log10", [](auto x) { return std::log10(x); }, "log10(x): the logarithm to base 10."),
+      analytic<aboveMinusOne>(
+          "log1p", [](auto x) { return logOfOnePlus(x); }, "log1p(x): log(1 + x), exact near zero."),
+      analytic<everywhere>(
+          "sin", [](auto x) { return std::sin(x); }, "sin(x): the sine of x in radians."),
+      analytic<everywhere>(
+          "cos", [](auto x) { return std::cos(x); }, "cos(x): the cosine of x in radians."),
+      analytic<everywhere>(
+          "tan", [](auto x) { return std::tan(x); }, "tan(x): the tangent of x in radians."),
+      analytic<withinOne>(
+          "asin", [](auto x) { return std::asin(x); }, "asin(x): the angle with sine x."),
+      analytic<withinOne>(
+          "acos", [](auto x) { return std::acos(x); }, "acos(x): the angle with cosine x."),
+      analytic<everywhere>(
+          "atan", [](auto x) { return std::atan(x); }, "atan(x): the angle with tangent x."),
+      analytic<everywhere>(
+          "sinh", [](auto x) { return std::sinh(x); }, "sinh(x): the hyperbolic sine."),
+      analytic<everywhere>(
+          "cosh", [](auto x) { return std::cosh(x); }, "cosh(x): the hyperbolic cosine."),
+      analytic<everywhere>(
+          "tanh", [](auto x) { return std::tanh(x); }, "tanh(x): the hyperbolic tangent."),
+      analytic<everywhere>(
+          "asinh", [](auto x) { return std::asinh(x); }, "asinh(x): the inverse of sinh."),
+      analytic<fromOne>(
+          "acosh", [](auto x) { return std::acosh(x); }, "acosh(x): the inverse of cosh."),
+      analytic<withinOne>(
+          "atanh", [](auto x) { return std::atanh(x); }, "atanh(x): the inverse of tanh."),
   };
 }
 
