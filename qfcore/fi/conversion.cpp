@@ -3,8 +3,9 @@
 #include <utility>
 
 #include "qfcore/fi/assignmentlog.h"
+#include "qfcore/fi/display.h"
 #include "qfcore/fi/paths/elementwise.h"
-#include "tessel/interpreter.h"
+#include "tessel/console.h"
 
 namespace embedded {
 
@@ -113,10 +114,6 @@ void fi::replaceElements(fi&& source) {
   updateNumel();
 }
 
-void fi::disp() const {
-  tessel::callBuiltin("disp", {getDoubleHostArray()}, 0);
-  getNumericType().disp();
-  fimath_.disp();
-}
+void fi::disp() const { tessel::print(displayedValues(*this)); }
 
 }  // namespace embedded

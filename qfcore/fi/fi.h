@@ -132,7 +132,7 @@ class QFCORE_API fi : public HeldArray {
   void setDoubleHostArray(const HostArray& values);
   /// Takes a numeric or logical array. Raises "numforge:fi:data:notnumeric" for other classes.
   void setDataHostArray(const HostArray& values);
-  /// Prints values, numeric type and math settings on the console.
+  /// Prints the values on the console; see `displayedValues`.
   void disp() const;
 
   // ------------------------------------------------------------------------------------------- stored integers

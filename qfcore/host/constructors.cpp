@@ -12,6 +12,7 @@
 #include "qfcore/host/FimathObjClass.h"
 #include "qfcore/host/NumericTypeObjClass.h"
 #include "qfcore/host/QuantizerObjClass.h"
+#include "qfcore/host/preferences.h"
 #include "tessel/interpreter.h"
 
 namespace embedded::host {
@@ -28,8 +29,6 @@ constexpr Message kBadMathSignature{"numforge:fimath:constructor:badsignature",
                                     "FIMATH constructor signature not recognized."};
 constexpr Message kBadFiSignature{"numforge:fi:constructor:badsignature",
                                   "FI constructor signature not recognized."};
-constexpr Message kBadPrefSignature{"numforge:fipref:badsignature",
-                                    "FIPREF takes no arguments, or 'LoggingMode' and 'On' or 'Off'."};
 constexpr Message kNotNumeric{"numforge:fi:constructor:numeric", "FI constructor only valid for numeric data"};
 constexpr Message kTooShort{"Numforge:numerictype:InvalidSetting",
                             "Invalid WordLength specified; the WordLength must be greater than 0"};
@@ -219,6 +218,28 @@ fi quantizedValue(const FiRequest& request) {
   return value;
 }
 
+/// Warns of the values that the word did not hold: which a longer one holds otherwise.
+void warnOfOverflow(FiRequest request, const fi& value) {
+  constexpr int kMostBits = 65535, kMoreBits = 2;
+  NumericType& type = request.type;
+  if (!request.typeGiven || !type.isFixed() || type.isScalingUnspecified()) return;
+  if (type.wordLength() + kMoreBits > kMostBits) return;
+  type.setWordLength(type.wordLength() + kMoreBits);
+  request.math.setOverflowMode(OverflowModeEnum::saturate);
+  const struct WithoutLogging {
+    bool was = qlogger::getLogging();
+    ~WithoutLogging() { qlogger::setLogging(was); }
+  } guard;
+  qlogger::setLogging(false);
+  const fi longer = quantizedValue(request);
+  std::size_t count = 0;
+  for (unsigned k = 0; k < value.numel(); ++k) {
+    count += longer.realPart()[k] != value.realPart()[k] ? 1 : 0;
+    if (value.iscomplex()) count += longer.imagPart()[k] != value.imagPart()[k] ? 1 : 0;
+  }
+  reportCounts(count, 0, "construction");
+}
+
 /// Whether a property of an array is one of the forms of its values.
 bool givesValues(std::string_view name) {
   static constexpr std::string_view kForms[] = {"double", "data", "int", "intarray", "corvanearray",
@@ -240,31 +261,12 @@ Arrays makeFi(Arrays& inputs, int) {
   takePositional(request, inputs, positional);
   takePairs(request, inputs, positional);
   HostArray object = toHost(quantizedValue(request));
+  if (warnsOfOverflow()) warnOfOverflow(request, *unwrapped<fi>(object));
   for (const auto& [name, value] : request.later) {
     tessel::setProperty(object, name, value);
     if (givesValues(name)) unwrapped<fi>(object)->setDataSetByPair(true);
   }
   return {std::move(object)};
-}
-
-// ------------------------------------------------------------------------------------------------------ fipref
-
-Arrays fiPreferences(Arrays& inputs, int) {
-  if (inputs.size() == 2) {
-    const bool texts = inputs[0].isText() && inputs[1].isText();
-    const std::string value = texts ? inputs[1].toText() : "";
-    const bool on = equalIgnoringCase(value, "On");
-    if (!texts || !equalIgnoringCase(inputs[0].toText(), "LoggingMode") ||
-        (!on && !equalIgnoringCase(value, "Off"))) {
-      fail<kBadPrefSignature>();
-    }
-    qlogger::setLogging(on);
-    return {};
-  }
-  if (!inputs.empty()) fail<kBadPrefSignature>();
-  HostArray preferences = HostArray::structure();
-  preferences.mutableFieldAt("LoggingMode") = HostArray::text(qlogger::getLogging() ? "On" : "Off");
-  return {std::move(preferences)};
 }
 
 Arrays makeQuantizer(Arrays& inputs, int) { return {wrap(quantizerFrom(inputs))}; }
@@ -291,8 +293,7 @@ const Method kFunctions[] = {
      "with "
      "name/value pairs: an array of fixed-point values. Without a scaling the values choose the best "
      "precision."},
-    {"fipref", 0, 2, 1, fiPreferences,
-     "fipref('LoggingMode', 'On') and 'Off' switch logging; fipref shows the setting."},
+    {"fipref", 0, -1, 1, fiPreferences, kPreferencesHelp},
     {"isfi", 1, 1, 1, isObjectOf<fi>, "isfi(x): whether x is an array of fixed-point values."},
     {"isnumerictype", 1, 1, 1, isObjectOf<NumericType>, "isnumerictype(x): whether x is a numeric type."},
     {"isfimath", 1, 1, 1, isObjectOf<fimath>, "isfimath(x): whether x is an object of math settings."},

@@ -1,7 +1,9 @@
 /// Methods of `embedded.fi` that ask and show: kind, shape, parts, range, logs.
+#include "qfcore/fi/display.h"
 #include "qfcore/host/FiObjClass.h"
 #include "qfcore/host/FimathObjClass.h"
 #include "qfcore/host/NumericTypeObjClass.h"
+#include "tessel/console.h"
 #include "tessel/interpreter.h"
 
 namespace embedded::host {
@@ -74,6 +76,12 @@ Arrays bestPrecision(Arrays& inputs, int) {
   return {toHost(std::move(type))};
 }
 
+Arrays display(Arrays& inputs, int) {
+  const std::string name = inputs.size() > 1 ? inputs[1].toText() : "ans";
+  tessel::print(displayedArray(fiArgument(inputs[0]), name));
+  return {};
+}
+
 Arrays setProperties(Arrays& inputs, int) {
   fiArgument(inputs[0]);
   setPairs<fi, kBadPairs>(inputs);
@@ -81,7 +89,9 @@ Arrays setProperties(Arrays& inputs, int) {
 }
 
 const Method kMethods[] = {
-    {"disp", 1, 1, 0, disp<fi>, "disp(a): prints values, numeric type and math settings."},
+    {"disp", 1, 1, 0, disp<fi>, "disp(a): prints the values."},
+    {"display", 1, 2, 0, display,
+     "display(a, name): prints name, type, values and math settings, as fipref says."},
     {"set", 1, -1, 0, setProperties, "set(a, name, value, ...): sets properties, all or none.", true},
     {"copy", 1, 1, 1, copy, "copy(a): another array with the same values and settings."},
     {"isfi", 1, 1, 1, isFi, "isfi(a): true."},

@@ -245,6 +245,8 @@ class QFCORE_API number {
                   double bias) {
     return body_->base2fixed(text, base, isSigned, wordLength, slope, exponent, bias);
   }
+  std::string decimalText(int decimals) const { return body_->decimalText(decimals); }
+  int fractionBits() const { return body_->fractionBits(); }
   std::string float2base(int base, int wordLength, int exponentLength) const {
     return body_->float2base(base, wordLength, exponentLength);
   }

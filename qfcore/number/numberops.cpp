@@ -263,6 +263,24 @@ std::string numberops::fixed2sdec(const numberrepbody& a, bool, int, double, int
   return patternText(*stored, 10, 0);
 }
 
+std::string numberops::decimalText(const numberrepbody& a, int decimals) {
+  if (a.iszero()) return decimals > 0 ? "0." + std::string(static_cast<std::size_t>(decimals), '0') : "0";
+  return withMultiprecision(a, [&](const MpFloat& value) {
+    std::string text(static_cast<std::size_t>(mpfr_snprintf(nullptr, 0, "%.*Rf", decimals, value.get())) + 1,
+                     '\0');
+    mpfr_snprintf(text.data(), text.size(), "%.*Rf", decimals, value.get());
+    text.pop_back();
+    return text;
+  });
+}
+
+int numberops::fractionBits(const numberrepbody& a) {
+  return withMultiprecision(a, [](const MpFloat& value) {
+    if (!mpfr_regular_p(value.get())) return 0;
+    return static_cast<int>(std::max<mpfr_exp_t>(mpfr_min_prec(value.get()) - mpfr_get_exp(value.get()), 0));
+  });
+}
+
 std::string numberops::float2base(const numberrepbody& a, int base, int wordLength, int exponentLength) {
   MpIntegerScratch pattern;
   withMultiprecision(a, [&](const MpFloat& value) {

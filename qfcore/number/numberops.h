@@ -66,6 +66,10 @@ class QFCORE_API numberops {
   /// The stored integer as signed decimal text, without padding.
   static std::string fixed2sdec(const numberrepbody& a, bool isSigned, int wordLength, double slope,
                                 int exponent, double bias);
+  /// The value with so many decimals, rounded to nearest where they do not hold it; 0 without a sign.
+  static std::string decimalText(const numberrepbody& a, int decimals);
+  /// Bits behind the binary point that the value needs, and decimals; 0 for integers and what is not finite.
+  static int fractionBits(const numberrepbody& a);
   /// The bit pattern sign, exponent, fraction of a floating-point format of `wordLength` bits, of which
   /// `exponentLength` are the exponent's. Values between those of the format are rounded to nearest, ties to
   /// even.

@@ -41,6 +41,8 @@ bool numberrepbody::base2fixed(const char* text, int base, bool isSigned, int wo
                                int exponent, double bias) {
   return numberops::base2fixed(*this, text, base, isSigned, wordLength, slope, exponent, bias);
 }
+std::string numberrepbody::decimalText(int decimals) const { return numberops::decimalText(*this, decimals); }
+int numberrepbody::fractionBits() const { return numberops::fractionBits(*this); }
 std::string numberrepbody::float2base(int base, int wordLength, int exponentLength) const {
   return numberops::float2base(*this, base, wordLength, exponentLength);
 }

@@ -157,6 +157,8 @@ class QFCORE_API numberrepbody {
   bool base2float(const char* text, int base, int wordLength, int exponentLength);
   bool base2fixed(const char* text, int base, bool isSigned, int wordLength, double slope, int exponent,
                   double bias);
+  std::string decimalText(int decimals) const;
+  int fractionBits() const;
   std::string float2base(int base, int wordLength, int exponentLength) const;
   std::string fixed2base(int base, bool isSigned, int wordLength, double slope, int exponent,
                          double bias) const;

@@ -183,12 +183,7 @@ Arrays Interpreter::evaluateText(const std::string& text, int outputCount) {
 }
 
 void Interpreter::display(const HostArray& value, const std::string& name) {
-  if (!value.isObject() || !value.isScalar()) {
-    callBuiltin("display", {value, HostArray::text(name)}, 0);
-    return;
-  }
-  print('\n' + name + " =\n");
-  tessel::callFunction("disp", {value}, 0);
+  callBuiltin("display", {value, HostArray::text(name)}, 0);
 }
 
 }  // namespace tessel

@@ -1,5 +1,8 @@
 #include "tessel/console.h"
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <cstdarg>
 #include <cstdio>
 
@@ -9,7 +12,10 @@ namespace tessel {
 
 namespace {
 
+constexpr std::size_t kUsualWidth = 80;
+
 ConsoleRedirect* innermostRedirect = nullptr;
+NumberFormat currentFormat = NumberFormat::Short;
 
 }  // namespace
 
@@ -23,6 +29,17 @@ void print(std::string_view text) {
   else if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::ferror(stdout) != 0)
     raiseError("Tessel:outputLost", "The output could not be written.");
 }
+
+std::size_t lineWidth() {
+  winsize size{};
+  const bool isTerminal = innermostRedirect == nullptr && isatty(STDOUT_FILENO) == 1;
+  if (!isTerminal || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return kUsualWidth;
+  return size.ws_col;
+}
+
+NumberFormat numberFormat() { return currentFormat; }
+
+void setNumberFormat(NumberFormat format) { currentFormat = format; }
 
 void printFormatted(const char* format, ...) {
   va_list arguments, again;

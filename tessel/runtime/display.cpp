@@ -3,13 +3,12 @@
 #include <fmt/format.h>
 
 #include "tessel/console.h"
+#include "tessel/messages.h"
 #include "tessel/objects.h"
 #include "tessel/runtime/elements.h"
 
 namespace tessel {
 namespace {
-
-constexpr std::size_t kLineWidth = 80;
 
 std::string joined(const Dimensions& dims, const char* separator) {
   return fmt::format("{}", fmt::join(dims, separator));
@@ -38,14 +37,15 @@ struct Notation {
   std::size_t width = 0;
   int scaleExponent = 0;  ///< numbers are divided by this power of ten, which is shown above the matrix
   bool shortZero = false;
+  int decimals = 4;
 
   std::string text(double value) const {
     if (std::isnan(value)) return "NaN";
     if (std::isinf(value)) return value < 0 ? "-Inf" : "Inf";
     if (style == Style::Integer) return fmt::format("{:.0f}", value + 0.0);
-    if (style == Style::Exponent) return fmt::format("{:.4e}", value);
+    if (style == Style::Exponent) return fmt::format("{:.{}e}", value, decimals);
     if (value == 0 && shortZero) return "0";
-    return fmt::format("{:.4f}", scaled(value) + 0.0);
+    return fmt::format("{:.{}f}", scaled(value) + 0.0, decimals);
   }
 
  private:
@@ -59,6 +59,12 @@ constexpr std::size_t kIntegerWidth = 6;       // up to three digits
 constexpr std::size_t kLongIntegerWidth = 12;  // up to nine
 constexpr std::size_t kFixedWidth = 10;
 constexpr std::size_t kExponentWidth = 13;
+
+/// Behind the point, of numbers with at most three digits before it; one more than makes doubles tell apart.
+int decimalsShown(const HostArray& a) {
+  if (numberFormat() == NumberFormat::Short) return 4;
+  return a.arrayClass() == ArrayClass::Single ? 7 : 15;
+}
 
 /// `isNumber` tells that a single real or complex number is shown: it gets an exponent instead of a common
 /// factor.
@@ -103,7 +109,8 @@ Table floatTable(const HostArray& a) {
   const std::vector<double> re = realParts(a), im = a.isComplex() ? imaginaryParts(a) : std::vector<double>{};
   std::vector<double> both = re;
   both.insert(both.end(), im.begin(), im.end());
-  const Notation notation = notationFor(Survey(both), a.isScalar(), a.isComplex());
+  Notation notation = notationFor(Survey(both), a.isScalar(), a.isComplex());
+  notation.decimals = decimalsShown(a);
   Table table;
   if (notation.scaleExponent != 0) table.heading = fmt::format("   1.0e{:+03d} *\n\n", notation.scaleExponent);
   if (a.isComplex()) {
@@ -111,7 +118,8 @@ Table floatTable(const HostArray& a) {
     padLeft(table.texts, 0, 3);
   } else {
     for (double x : re) table.texts.push_back(notation.text(x));
-    padLeft(table.texts, notation.width, 1);
+    const bool isLong = numberFormat() == NumberFormat::Long && notation.style != Notation::Style::Integer;
+    padLeft(table.texts, notation.width, isLong ? 3 : 1);
   }
   return table;
 }
@@ -147,9 +155,9 @@ Table cellTable(const HostArray& a) {
 
 /// One past the last column that fits on a line with column `first`.
 std::size_t endOfGroup(const std::vector<std::string>& texts, std::size_t rows, std::size_t first,
-                       std::size_t columns) {
+                       std::size_t columns, std::size_t lineWidth) {
   std::size_t end = first, width = 0;
-  while (end < columns && (end == first || width + texts[end * rows].size() <= kLineWidth)) {
+  while (end < columns && (end == first || width + texts[end * rows].size() <= lineWidth)) {
     width += texts[end * rows].size();
     ++end;
   }
@@ -159,8 +167,9 @@ std::size_t endOfGroup(const std::vector<std::string>& texts, std::size_t rows, 
 /// The lines of a table with `rows` rows, its columns in groups that fit on a line.
 std::string laidOut(const Table& table, std::size_t rows, std::size_t columns) {
   std::string out = table.heading;
+  const std::size_t width = lineWidth();
   for (std::size_t first = 0, end = 0; first < columns; first = end) {
-    end = endOfGroup(table.texts, rows, first, columns);
+    end = endOfGroup(table.texts, rows, first, columns, width);
     const bool grouped = end - first < columns;
     if (grouped && first > 0) out += '\n';
     if (grouped && end - first > 1) out += fmt::format("  Columns {} through {}\n\n", first + 1, end);
@@ -200,14 +209,17 @@ HostArray pageOf(const HostArray& a, std::size_t page) {
   return rearranged(a, positions, {a.dim(0), a.dim(1)});
 }
 
-std::string pagesText(const HostArray& a, std::string_view name) {
+/// Pages, each under its name and subscripts; `textOf(page)` are the lines of one, counted from 0.
+template <class TextOf>
+std::string pagesText(const Dimensions& dims, std::string_view name, const TextOf& textOf) {
   std::string out;
-  std::vector<std::size_t> subscripts(a.dims().size() - 2, 1);
-  const std::size_t pages = a.numel() / (a.dim(0) * a.dim(1));
+  std::vector<std::size_t> subscripts(dims.size() - 2, 1);
+  std::size_t pages = 1;
+  for (std::size_t d = 2; d < dims.size(); ++d) pages *= dims[d];
   for (std::size_t page = 0; page < pages; ++page) {
     if (page > 0) out += "\n\n";
-    out += fmt::format("{}(:,:,{}) =\n\n{}", name, fmt::join(subscripts, ","), pageText(pageOf(a, page)));
-    for (std::size_t d = 0; d < subscripts.size() && ++subscripts[d] > a.dim(d + 2); ++d) subscripts[d] = 1;
+    out += fmt::format("{}(:,:,{}) =\n\n{}", name, fmt::join(subscripts, ","), textOf(page));
+    for (std::size_t d = 0; d < subscripts.size() && ++subscripts[d] > dims[d + 2]; ++d) subscripts[d] = 1;
   }
   return out;
 }
@@ -272,7 +284,18 @@ std::string displayBody(const HostArray& value, std::string_view name) {
   if (value.isObject()) return fmt::format("  {} {}\n", sizeText(value), value.className());
   if (value.isFunction()) return fmt::format("    {}\n", value.functionValue()->text());
   if (value.isEmpty()) return emptyText(value);
-  return showsPages(value) ? pagesText(value, name) : pageText(value);
+  if (!showsPages(value)) return pageText(value);
+  return pagesText(value.dims(), name, [&](std::size_t page) { return pageText(pageOf(value, page)); });
+}
+
+std::string tableText(std::vector<std::string> texts, const Dimensions& dims, std::string_view name) {
+  Table table{{}, std::move(texts)};
+  padLeft(table.texts, 0, 3);
+  if (dims.size() <= 2) return laidOut(table, dims[0], dims[1]);
+  return pagesText(dims, name, [&, size = dims[0] * dims[1]](std::size_t page) {
+    const auto first = table.texts.begin() + static_cast<std::ptrdiff_t>(page * size);
+    return laidOut({{}, {first, first + static_cast<std::ptrdiff_t>(size)}}, dims[0], dims[1]);
+  });
 }
 
 std::string displayText(const HostArray& value, std::string_view name) {
@@ -287,17 +310,30 @@ Arrays callDisp(Arrays& inputs, int) {
   return {};
 }
 
-/// An object whose class has a method `disp` shows itself by it.
+/// An object shows itself by a method of its class: by "display" with its name, or by "disp" under it.
 Arrays callDisplay(Arrays& inputs, int) {
   const std::string name = inputs.size() > 1 ? inputs[1].toText() : "ans";
   const HostArray& value = inputs[0];
-  if (value.isObject() && !value.isEmpty() && value.objectAt()->hostClass().findMethod("disp") != nullptr) {
-    print("\n" + name + " =\n\n");
+  const HostClass* hostClass = value.isObject() && !value.isEmpty() ? &value.objectAt()->hostClass() : nullptr;
+  if (hostClass && value.isScalar() && hostClass->findMethod("display")) {
+    callFunction("display", {value, HostArray::text(name)}, 0);
+  } else if (hostClass && hostClass->findMethod("disp")) {
+    print("\n" + name + " =\n");
+    if (!value.isScalar()) print("\n");
     callFunction("disp", {value}, 0);
-    print("\n");
+    if (!value.isScalar()) print("\n");
   } else {
     print(displayText(value, name));
   }
+  return {};
+}
+
+/// format, format('short'), format('long')
+Arrays callFormat(Arrays& inputs, int) {
+  const std::string wanted = inputs.empty() ? "short" : inputs[0].toText();
+  if (wanted != "short" && wanted != "long")
+    raiseError("Tessel:invalidArgument", "format: '" + wanted + "' is neither 'short' nor 'long'.");
+  setNumberFormat(wanted == "long" ? NumberFormat::Long : NumberFormat::Short);
   return {};
 }
 
@@ -306,8 +342,12 @@ Arrays callDisplay(Arrays& inputs, int) {
 std::vector<FunctionInfo> displayFunctions() {
   // A caller from C++ asks for one output unless it says otherwise, so both take the request and return
   // nothing.
-  return {{"disp", callDisp, 1, 1, 1, "disp(x): prints the value of x."},
-          {"display", callDisplay, 1, 2, 1, "display(x, name): prints the name and the value of x."}};
+  return {
+      {"disp", callDisp, 1, 1, 1, "disp(x): prints the value of x."},
+      {"display", callDisplay, 1, 2, 1, "display(x, name): prints the name and the value of x."},
+      {"format", callFormat, 0, 1, 0,
+       "format long, format short: numbers are shown with all their digits, or with few; format: the same as "
+       "format short."}};
 }
 
 }  // namespace tessel

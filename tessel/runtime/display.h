@@ -1,4 +1,4 @@
-/// How built-in arrays look to a reader: five significant digits, columns wrapped at 80 characters.
+/// How built-in arrays look to a reader: five significant digits or, as users say, all; columns wrapped.
 #pragma once
 
 #include <string>
@@ -20,7 +20,7 @@ std::string summaryText(const HostArray& value);
 /// "2x3", "1x2x4".
 std::string sizeText(const HostArray& value);
 
-/// The functions "disp" and "display".
+/// The functions "disp", "display" and "format".
 std::vector<FunctionInfo> displayFunctions();
 
 }  // namespace tessel
