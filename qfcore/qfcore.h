@@ -3,6 +3,7 @@
 #pragma once
 
 #include "qfcore/fi/fi.h"
+#include "qfcore/fi/filter.h"
 #include "qfcore/fi/fireference.h"
 #include "qfcore/host/exchange.h"
 #include "qfcore/host/module.h"

@@ -3,6 +3,7 @@
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/exactness.h"
+#include "qfcore/fi/fibers.h"
 #include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/resulttypes.h"
@@ -11,12 +12,6 @@
 namespace embedded {
 
 namespace {
-
-/// Sums along one dimension: of `length` elements that stand `stride` apart.
-struct Fibers {
-  std::size_t stride, length, count;
-  std::size_t first(std::size_t k) const { return k % stride + k / stride * stride * length; }
-};
 
 /// Which quantizations of a running sum change nothing and have nothing to record.
 struct Identities {
@@ -29,14 +24,22 @@ class FiberSums {
   FiberSums(const Fibers& fibers, const Identities& identity, const quantizer& q)
       : fibers_(fibers), identity_(identity), q_(q) {}
 
+  /// One sum a fiber; or, with `KeepsAll`, every partial sum where its last term stands.
+  template <bool KeepsAll>
   void run(const double* values, double* sums) const {
     if (fibers_.stride == 1) {
-      for (std::size_t k = 0; k < fibers_.count; ++k) sums[k] = alongBlock(values + k * fibers_.length);
+      for (std::size_t k = 0; k < fibers_.count; ++k) {
+        const std::size_t first = k * fibers_.length;
+        const double sum = alongBlock<KeepsAll>(values + first, sums + first);
+        if (!KeepsAll) sums[k] = sum;
+      }
       return;
     }
     for (std::size_t k = 0; k < fibers_.count; k += fibers_.stride) {
       for (std::size_t first = 0; first < fibers_.stride; first += kBlock) {
-        inStep(values + fibers_.first(k) + first, sums + k + first, std::min(kBlock, fibers_.stride - first));
+        const std::size_t place = fibers_.first(k) + first;
+        inStep<KeepsAll>(values + place, sums + (KeepsAll ? place : k + first),
+                         std::min(kBlock, fibers_.stride - first));
       }
     }
   }
@@ -48,7 +51,8 @@ class FiberSums {
     return room.data();
   }
 
-  double alongBlock(const double* values) const {
+  template <bool KeepsAll>
+  double alongBlock(const double* values, [[maybe_unused]] double* partial) const {
     Block room;
     double sum = 0;
     for (std::size_t first = 0; first < fibers_.length; first += kBlock) {
@@ -57,17 +61,25 @@ class FiberSums {
       for (std::size_t k = 0; k < count; ++k) {
         sum += terms[k];
         if (!identity_.sum) q_.quantize(&sum, 1);
+        if constexpr (KeepsAll) partial[first + k] = sum;
       }
     }
     return sum;
   }
 
+  template <bool KeepsAll>
   void inStep(const double* values, double* sums, std::size_t count) const {
     Block room;
-    std::fill_n(sums, count, 0.0);
+    Block zeros;
+    std::fill_n(KeepsAll ? zeros.data() : sums, count, 0.0);
+    const double* before = KeepsAll ? zeros.data() : sums;
     for (std::size_t k = 0; k < fibers_.length; ++k) {
-      combine<Add, false, false>(sums, sums, castTerms(values + k * fibers_.stride, room, count), count);
+      combine<Add, false, false>(sums, before, castTerms(values + k * fibers_.stride, room, count), count);
       if (!identity_.sum) q_.quantize(sums, count);
+      if constexpr (KeepsAll) {
+        before = sums;
+        sums += fibers_.stride;
+      }
     }
   }
 
@@ -77,17 +89,23 @@ class FiberSums {
 };
 
 /// The same for values of every kind, through the register.
-void sumFibers(const fi& x, const Fibers& fibers, fi& sumRegister, fi& result) {
+void sumFibers(const fi& x, const Fibers& fibers, bool keepsAll, fi& sumRegister, fi& result) {
   Scratch scratch(sumRegister.realPart().getprecision());
-  for (unsigned k = 0; k < fibers.count; ++k) {
+  const auto keep = [&](std::size_t place) {
+    const auto k = static_cast<unsigned>(place);
+    result.realPart()[k] = sumRegister.realPart();
+    if (x.iscomplex()) result.imagPart()[k] = sumRegister.imagPart();
+  };
+  for (std::size_t k = 0; k < fibers.count; ++k) {
     sumRegister.realPart() = 0.0;
     if (x.iscomplex()) sumRegister.imagPart() = 0.0;
     for (std::size_t term = 0; term < fibers.length; ++term) {
-      x.setIndex(static_cast<unsigned>(fibers.first(k) + term * fibers.stride));
+      const std::size_t place = fibers.first(k) + term * fibers.stride;
+      x.setIndex(static_cast<unsigned>(place));
       sumRegister.sumEquals(sumRegister, x, sumRegister, scratch);
+      if (keepsAll) keep(place);
     }
-    result.realPart()[k] = sumRegister.realPart();
-    if (x.iscomplex()) result.imagPart()[k] = sumRegister.imagPart();
+    if (!keepsAll) keep(k);
   }
 }
 
@@ -102,6 +120,27 @@ Identities identitiesOf(const fi& x, unsigned terms, const quantizer& q) {
 }  // namespace
 
 fi fi::leadingdimension_sum() const { return sumAlong(1); }
+
+struct fi::DimensionSums {
+  /// The sums along a dimension into `result`, of their type, by `name`.
+  template <bool KeepsAll>
+  static void into(fi& result, const fi& x, unsigned dimension, const char* name) {
+    const NumericType& type = result.getNumericType();
+    const unsigned precision = sumPrecision(type, x.getNumericType(), type, x.fimath_.castBeforeSum());
+    fi sumRegister = x.initializeSumRegister(type, x.fimath_, precision, x.iscomplex());
+    const Fibers fibers = Fibers::along(x, dimension);
+    if (choosePath({.hasBlocks = precision <= kMaxDoublePrecision}, x, result) == Path::Blocks) {
+      const quantizer& q = sumRegister.assignmentQuantizer_;
+      const FiberSums sums(fibers, identitiesOf(x, x.getDimension(dimension), q), q);
+      sums.run<KeepsAll>(valuesOf(x, x.realPart_), result.realPart_.doubles());
+      if (x.iscomplex()) sums.run<KeepsAll>(valuesOf(x, x.imagPart_), result.imagPart_.doubles());
+      sumRegister.getQlogger().nMathOperationsPlus(x.numel_);
+    } else {
+      sumFibers(x, fibers, KeepsAll, sumRegister, result);
+    }
+    x.finishRegisters(&result, name, {{RegisterLog::Sum, sumRegister}});
+  }
+};
 
 fi fi::sumAlong(unsigned dimension) const {
   const unsigned length = getDimension(dimension);
@@ -118,21 +157,18 @@ fi fi::sumAlong(unsigned dimension) const {
   const NumericType type = arithmeticState().sumType =
       resulttypes::sumOfTerms(getNumericType(), length, fimath_);
   fi result(dims, type, fimath_, iscomplex(), tag(), OperationTypeEnum::Sum);
-  const unsigned precision = sumPrecision(type, getNumericType(), type, fimath_.castBeforeSum());
-  fi sumRegister = initializeSumRegister(type, fimath_, precision, iscomplex());
-  Fibers fibers{1, length, numel_ / length};
-  for (unsigned d = 0; d + 1 < dimension && d < dims_.size(); ++d) fibers.stride *= dims_[d];
+  DimensionSums::into<false>(result, *this, dimension, "sum");
+  return result;
+}
 
-  if (choosePath({.hasBlocks = precision <= kMaxDoublePrecision}, *this, result) == Path::Blocks) {
-    const quantizer& q = sumRegister.assignmentQuantizer_;
-    const FiberSums sums(fibers, identitiesOf(*this, length, q), q);
-    sums.run(valuesOf(*this, realPart_), result.realPart_.doubles());
-    if (iscomplex()) sums.run(valuesOf(*this, imagPart_), result.imagPart_.doubles());
-    sumRegister.getQlogger().nMathOperationsPlus(numel_);
-  } else {
-    sumFibers(*this, fibers, sumRegister, result);
-  }
-  finishRegisters(&result, "sum", {{RegisterLog::Sum, sumRegister}});
+fi fi::cumulativeSumAlong(unsigned dimension) const {
+  errorIfBooleanMath(*this);
+  errorIfSlopeBiasMath(*this);
+  const unsigned length = getDimension(dimension);
+  if (isempty()) return unset(dims_, iscomplex());
+  const NumericType type = resulttypes::sumOfTerms(getNumericType(), length, fimath_);
+  fi result(dims_, type, fimath_, iscomplex(), tag(), OperationTypeEnum::Sum);
+  DimensionSums::into<true>(result, *this, dimension, "cumsum");
   return result;
 }
 

@@ -131,6 +131,13 @@ bool holdsSumsOfProducts(const NumericType& outer, const NumericType& a, const N
          partOfProduct(a, b, bothComplex).times(terms).liesWithin(outer);
 }
 
+bool holdsSumsOfEither(const NumericType& outer, const NumericType& a, unsigned added, const NumericType& b,
+                       unsigned subtracted) {
+  if (!isBinaryPoint(outer) || !isBinaryPoint(a) || !isBinaryPoint(b)) return false;
+  const Reach sums = Reach::of(a).times(added);
+  return (subtracted == 0 ? sums : sums + (-Reach::of(b)).times(subtracted)).liesWithin(outer);
+}
+
 bool holdsRoundedProducts(const NumericType& outer, const NumericType& a, const NumericType& b) {
   if (!isBinaryPoint(outer) || !isBinaryPoint(a) || !isBinaryPoint(b)) return false;
   // Rounding moves no product past a power of two that is on the grid, and none further than one step.

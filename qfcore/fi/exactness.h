@@ -37,6 +37,9 @@ bool holdsProducts(const NumericType& outer, const NumericType& a, const Numeric
 /// the sum or the difference of two.
 bool holdsSumsOfProducts(const NumericType& outer, const NumericType& a, const NumericType& b, unsigned terms,
                          bool bothComplex);
+/// Every sum of `added` values of type a less one of `subtracted` values of type b, and of fewer of either.
+bool holdsSumsOfEither(const NumericType& outer, const NumericType& a, unsigned added, const NumericType& b,
+                       unsigned subtracted);
 /// Every a · b, rounded to the grid of `outer` by whatever rule.
 bool holdsRoundedProducts(const NumericType& outer, const NumericType& a, const NumericType& b);
 

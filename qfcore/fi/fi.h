@@ -469,6 +469,8 @@ class QFCORE_API fi : public HeldArray {
   fi maxAlong(unsigned dimension, HostArray& positions) const;
   /// The sum along `dimension`, from 1, by the rules of `leadingdimension_sum`.
   fi sumAlong(unsigned dimension) const;
+  /// The partial sums that `sumAlong` forms.
+  fi cumulativeSumAlong(unsigned dimension) const;
   /// −1, 0 or 1 in this type. Refuses complex arrays, "numforge:fi:complexnotdefined".
   fi sign() const;
   /// The negated real-world values, brought into this type; `conj` negates imaginary parts alone and refuses
@@ -517,10 +519,12 @@ class QFCORE_API fi : public HeldArray {
   fi reinterpretcast(const NumericType& type) const;
 
  private:
+  friend class FilterRun;
   // What one source alone needs, defined there.
   struct Arranging;
   struct Bits;
   struct Comparison;
+  struct DimensionSums;
   struct Exchange;
   struct Extremes;
   struct Sums;

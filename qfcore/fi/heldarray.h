@@ -23,8 +23,9 @@ struct ArithmeticState;
 class ElementVisit;
 /// Selects the constructor that copies a single element.
 struct CopyElement {};
-/// The registers whose records are part of the left operand's, in the order of its log structure.
-enum class RegisterLog { Sum, Product, ProductSum };
+/// The registers whose records are part of the left operand's, in the order of its log structure; and those
+/// whose are not.
+enum class RegisterLog { Sum, Product, ProductSum, NotKept };
 inline constexpr std::size_t kRegisterLogs = 3;
 
 /// The parts of a `fi` and what belongs to them whatever is computed: cursor, complexity, precision, the

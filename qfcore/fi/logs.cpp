@@ -61,6 +61,7 @@ void HeldArray::finishRegisters(HeldArray* result, const char* name,
       result->getQlogger().share(record);
       result->getQlogger().markReported();
     }
+    if (kind == RegisterLog::NotKept) continue;
     std::optional<qlogger>& kept = arithmeticState().registerLogs[static_cast<std::size_t>(kind)];
     if (kept) {
       kept->setNumericType(record.numericType());

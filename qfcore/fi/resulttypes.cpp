@@ -154,7 +154,18 @@ NumericType sumOfProducts(const NumericType& a, const NumericType& b, const Nume
 
 NumericType sumOfTerms(const NumericType& a, unsigned terms, const fimath& math) {
   if (!a.isFixedOrScaledDouble()) return a;
-  return sumRegisterType(a.dataType(), a.isSigned(), false, math, grown(a, growthBits(terms)));
+  return sumOfEither(a, a, terms, math);
+}
+
+NumericType sumOfEither(const NumericType& a, const NumericType& b, unsigned terms, const fimath& math) {
+  const bool isSigned = a.isSigned() || b.isSigned();
+  // Beside signed values unsigned ones need a bit for the sign that they have not.
+  const auto integer = [&](const NumericType& type) {
+    return integerBits(type) + (isSigned && !type.isSigned());
+  };
+  const long fraction = std::max(fractionBits(a), fractionBits(b));
+  const long grown = std::max(integer(a), integer(b)) + growthBits(terms);
+  return sumRegisterType(dataType(a, b), isSigned, false, math, {grown + fraction, fraction, grown});
 }
 
 NumericType quotient(const NumericType& a, const NumericType& b) {

@@ -35,6 +35,9 @@ NumericType sumOfProducts(const NumericType& a, const NumericType& b, const Nume
 /// The sum of `terms` values, one at least, of a type that is binary-point.
 NumericType sumOfTerms(const NumericType& a, unsigned terms, const fimath& math);
 
+/// The sum of `terms` values, each of one of two types that are binary-point: sumOfTerms, with room for either.
+NumericType sumOfEither(const NumericType& a, const NumericType& b, unsigned terms, const fimath& math);
+
 /// a / b where no type is given: signed when either is, the longer word, and the fraction length that a's has
 /// over b's.
 NumericType quotient(const NumericType& a, const NumericType& b);

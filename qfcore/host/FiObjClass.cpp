@@ -227,6 +227,7 @@ void FiObjClass::init() {
   hostClass().setElementAccess(elementAccess());
   addMethods(hostClass(), shapeMethods());
   addMethods(hostClass(), arithmeticMethods());
+  addMethods(hostClass(), filterMethods());
   addMethods(hostClass(), comparisonMethods());
   addMethods(hostClass(), bitMethods());
 }

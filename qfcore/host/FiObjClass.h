@@ -27,6 +27,7 @@ std::span<const Method> conversionMethods();
 std::span<const Method> indexingMethods();
 std::span<const Method> shapeMethods();
 std::span<const Method> arithmeticMethods();
+std::span<const Method> filterMethods();
 std::span<const Method> comparisonMethods();
 std::span<const Method> bitMethods();
 /// What the methods subsref and subsasgn do to single existing elements.
