@@ -49,7 +49,6 @@ class FilterRun {
         owner_(b),
         hasFeedback_(backwardTerms > 0),
         isComplex_(b.iscomplex() || x.iscomplex() || (hasFeedback_ && a.iscomplex())),
-        forwardTerms_(forwardTerms),
         backwardTerms_(backwardTerms) {
     fi::errorIfMathMismatch(b, x);
     for (const fi* operand : {&b, &x}) fi::errorIfSlopeBiasMath(*operand);
@@ -259,7 +258,7 @@ class FilterRun {
   const char* name_;
   const fi& owner_;
   bool hasFeedback_, isComplex_;
-  unsigned forwardTerms_, backwardTerms_;
+  unsigned backwardTerms_;
   fi forward_, backward_, sum_, output_;
   std::unique_ptr<FilterKernel> kernel_;
   std::size_t forwardProducts_ = 0, backwardProducts_ = 0;

@@ -187,7 +187,7 @@ TEST_F(Filters, AreTheirLoops) {
     const std::string totals = totalsOf(
         [&] {
           for (unsigned fiber = 0; fiber < fibers; ++fiber) {
-            std::vector<fi> z(order + 1, loop.zero(fast.signal.iscomplex()));
+            std::vector<fi> z(order + 1, loop.zero(expected.signal.iscomplex()));
             for (unsigned k = 0; states && k < order; ++k)
               z[k].realPart() = initial.realPart()[fiber * order + k];
             loop.filter(b, a, x, rising(fiber * length, length), z, expected.signal);
