@@ -230,6 +230,7 @@ void FiObjClass::init() {
   addMethods(hostClass(), filterMethods());
   addMethods(hostClass(), comparisonMethods());
   addMethods(hostClass(), bitMethods());
+  addMethods(hostClass(), numberMethods());
 }
 
 }  // namespace embedded::host

@@ -30,6 +30,7 @@ std::span<const Method> arithmeticMethods();
 std::span<const Method> filterMethods();
 std::span<const Method> comparisonMethods();
 std::span<const Method> bitMethods();
+std::span<const Method> numberMethods();
 /// What the methods subsref and subsasgn do to single existing elements.
 tessel::ElementAccess elementAccess();
 /// Methods of fimath and of numerictype whose operands are arrays: add(F, a, b), ...

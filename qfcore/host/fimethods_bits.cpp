@@ -1,6 +1,7 @@
 /// Methods of `embedded.fi` on the bits of stored integers.
 #include <cmath>
 #include <limits>
+#include <map>
 
 #include "qfcore/host/FiObjClass.h"
 #include "qfcore/host/NumericTypeObjClass.h"
@@ -11,6 +12,8 @@ namespace {
 
 constexpr Message kNotInteger{"numforge:fi:shift:notinteger",
                               "The second argument of '%s' must be a real integer scalar."};
+
+constexpr Message kSizesDiffer{"numforge:fi:dimagree", "Matrix dimensions must agree."};
 
 /// The values of an argument, wrapped or not, as host numbers.
 HostArray valuesOf(const HostArray& argument) {
@@ -36,8 +39,32 @@ int integerArgument(const HostArray& argument, const char* name) {
   return static_cast<int>(number);
 }
 
+/// Every element shifted by its own count; `shifts` are numbers, and a scalar `x` is shifted by each of them.
+fi shiftedEach(const fi& x, const HostArray& shifts) {
+  tessel::Dimensions dims(x.dims().begin(), x.dims().end());
+  HostArray positions = HostArray::zeros(tessel::ArrayClass::Double, x.isscalar() ? shifts.dims() : dims);
+  double* to = positions.mutableReal<double>();
+  for (std::size_t k = 0; k < positions.numel(); ++k) to[k] = x.isscalar() ? 1 : static_cast<double>(k + 1);
+  if (positions.dims() != shifts.dims()) fail<kSizesDiffer>();
+  fi result = x.subscriptedReference(positions);
+  std::map<int, fi> shifted;
+  for (unsigned k = 0; k < result.numel(); ++k) {
+    const int count = integerArgument(HostArray::scalar(shifts.realAt(k)), "bitshift");
+    auto found = shifted.find(count);
+    if (found == shifted.end()) found = shifted.emplace(count, x.bitshift(count)).first;
+    const unsigned from = x.isscalar() ? 0 : k;
+    result.realPart()[k] = found->second.realPart()[from];
+    if (result.iscomplex()) result.imagPart()[k] = found->second.imagPart()[from];
+  }
+  return result;
+}
+
 Arrays bitshift(Arrays& inputs, int) {
-  return {toHost(fiArgument(inputs[0]).bitshift(integerArgument(inputs[1], "bitshift")))};
+  const fi& x = fiArgument(inputs[0]);
+  const HostArray shifts = valuesOf(inputs[1]);
+  const bool isArray = !shifts.isScalar() && (shifts.isNumeric() || shifts.isLogical()) && !shifts.isComplex();
+  if (isArray) return {toHost(shiftedEach(x, shifts))};
+  return {toHost(x.bitshift(integerArgument(shifts, "bitshift")))};
 }
 
 /// pow2(a, n), pow2(a, n, movesPoint)
@@ -62,7 +89,9 @@ const Method kMethods[] = {
     {"bitget", 2, 2, 1, bitget,
      "bitget(a, bit): one bit, 1 the least significant, as an unsigned word of 1 bit."},
     {"bitshift", 2, 2, 1, bitshift,
-     "bitshift(a, k): stored integers times 2^k, rounded down; the overflow mode brings them into range."},
+     "bitshift(a, k): stored integers times 2^k, rounded down; the overflow mode brings them into range. k is "
+     "a "
+     "number, or one for each element."},
     {"pow2", 2, 3, 1, pow2,
      "pow2(a, n), pow2(a, n, true): a times 2^n in the type of a; exactly, by moving the binary point."},
     {"intmin", 1, 1, 1, askArray<&fi::intmin>, "intmin(a): the smallest stored integer of the type."},

@@ -2,20 +2,50 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <deque>
 #include <new>
 #include <variant>
 
 #include "tessel/interruption.h"
 #include "tessel/messages.h"
+#include "tessel/runtime/dispatch.h"
 #include "tessel/runtime/elements.h"
 
 namespace tessel {
 namespace {
 
-using Item = std::variant<long double, std::string>;
+/// A number in as many digits as it has.
+struct Decimal {
+  std::string text;
+};
+
+using Item = std::variant<long double, std::string, Decimal>;
+
+const MemberName kDecimal{"decimal"};
+
+/// Where the imaginary part of a complex number's text begins, or its end where it is real.
+std::size_t imaginaryStart(const std::string& text) {
+  if (!text.ends_with('i')) return text.size();
+  std::size_t start = text.find_last_of("+-");
+  while (start != std::string::npos && start > 0 && text[start - 1] == 'e')
+    start = text.find_last_of("+-", start - 1);
+  return start;
+}
+
+void appendDecimals(std::deque<Item>& items, const HostArray& texts) {
+  for (std::size_t k = 0; k < texts.numel(); ++k) {
+    const std::string text = texts.cellAt(k).toText();
+    const std::size_t split = imaginaryStart(text);
+    items.emplace_back(Decimal{text.substr(0, split)});
+    if (split == text.size()) continue;
+    const std::size_t first = text[split] == '+' ? split + 1 : split;
+    items.emplace_back(Decimal{text.substr(first, text.size() - first - 1)});
+  }
+}
 
 void requireFormattable(const HostArray& value) {
+  if (findMethodOf(value, kDecimal)) return;
   if (!value.isNumeric() && !value.isLogical() && !value.isChar()) {
     raiseError("Tessel:invalidArgument", "Values of class '" + value.className() + "' cannot be formatted.");
   }
@@ -155,6 +185,16 @@ std::string printNumber(const Piece& piece, long double value) {
   return printed("%" + piece.text + conversion, static_cast<double>(value));
 }
 
+/// Texts as they are, and integers that no native type holds, digit by digit; other conversions as numbers.
+std::string printDecimal(const Piece& piece, const std::string& text) {
+  constexpr std::size_t kNativeDigits = 18;
+  const bool isInteger = piece.conversion == 'd' || piece.conversion == 'i' || piece.conversion == 'u';
+  const bool isLong = text.size() > kNativeDigits && text.find_first_not_of("-0123456789") == std::string::npos;
+  if (piece.conversion == 's' || (isInteger && isLong))
+    return printed(textDirective(piece.text, piece.conversion == 's'), text.c_str());
+  return printNumber(piece, std::strtold(text.c_str(), nullptr));
+}
+
 /// Walks through the elements while the format is applied.
 class Formatter {
  public:
@@ -186,6 +226,11 @@ class Formatter {
     constexpr std::size_t kAtOnce = 1024;
     while (items_.empty() && !values_.empty()) {
       const HostArray& value = values_.front();
+      if (const auto texts = decimalTexts(value)) {
+        appendDecimals(items_, *texts);
+        values_ = values_.subspan(1);
+        continue;
+      }
       const std::size_t count = value.isText() ? 1 : value.numel();
       if (taken_ >= count) {
         values_ = values_.subspan(1);
@@ -216,6 +261,9 @@ class Formatter {
     if (piece.conversion == 's' && std::holds_alternative<std::string>(items_.front())) {
       out_ += printText(piece, std::get<std::string>(items_.front()));
       items_.pop_front();
+    } else if (const auto* decimal = std::get_if<Decimal>(&items_.front())) {
+      out_ += printDecimal(piece, decimal->text);
+      items_.pop_front();
     } else if (splitText()) {
       out_ += printNumber(piece, takeNumber());
     }
@@ -237,7 +285,9 @@ class Formatter {
 
   long double takeNumber() {
     if (!splitText()) return 0;
-    const long double value = std::get<long double>(items_.front());
+    const auto* decimal = std::get_if<Decimal>(&items_.front());
+    const long double value =
+        decimal ? std::strtold(decimal->text.c_str(), nullptr) : std::get<long double>(items_.front());
     items_.pop_front();
     return value;
   }
@@ -251,6 +301,11 @@ class Formatter {
 };
 
 }  // namespace
+
+std::optional<HostArray> decimalTexts(const HostArray& value) {
+  if (!findMethodOf(value, kDecimal)) return std::nullopt;
+  return callMember(kDecimal, {value}).at(0);
+}
 
 std::string formatText(std::string_view format, std::span<const HostArray> values) {
   return Formatter(format, values).run();

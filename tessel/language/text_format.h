@@ -1,6 +1,7 @@
 /// printf-style formatting of arrays.
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -27,5 +28,9 @@ std::string unescaped(std::string_view text);
 /// One number by one printf directive for `double`, such as "%.5g"; infinities and NaN as "Inf", "-Inf",
 /// "NaN".
 std::string formatNumber(const char* directive, double value);
+
+/// The values of an object as texts, a cell in its shape, where its class has a method "decimal" that writes
+/// them exactly; nothing for other arrays.
+std::optional<HostArray> decimalTexts(const HostArray& value);
 
 }  // namespace tessel

@@ -208,8 +208,22 @@ HostArray times(const HostArray& a, const HostArray& b) { return arithmetic<Time
 HostArray rdivide(const HostArray& a, const HostArray& b) { return arithmetic<Divide>("rdivide", a, b); }
 HostArray ldivide(const HostArray& a, const HostArray& b) { return arithmetic<Divide>("ldivide", b, a); }
 
+/// 2^-n of an integer n is 0: of all that can happen to the scaling of a number the least wanted.
+void warnOfLostFraction(ArrayClass result, const HostArray& base, const HostArray& exponent) {
+  if (!isIntegerClass(result) || exponent.isComplex()) return;
+  const std::vector<double> exponents = realParts(exponent), bases = realParts(base);
+  const auto hasFraction = [](double x) { return std::abs(x) > 1; };
+  if (std::none_of(exponents.begin(), exponents.end(), [](double y) { return y < 0; })) return;
+  if (std::none_of(bases.begin(), bases.end(), hasFraction)) return;
+  const std::string name = HostArray::zeros(result, {1, 1}).className();
+  warn("Tessel:integerPower", "A power with a negative exponent is rounded to an integer of class '" + name +
+                                  "': double(n) as exponent keeps the fraction.");
+}
+
 HostArray power(const HostArray& a, const HostArray& b) {
-  if (!givesComplexPowers(a, b, arithmeticClass("power", a, b))) return arithmetic<Power>("power", a, b);
+  const ArrayClass resultClass = arithmeticClass("power", a, b);
+  warnOfLostFraction(resultClass, a, b);
+  if (!givesComplexPowers(a, b, resultClass)) return arithmetic<Power>("power", a, b);
   HostArray base = a;
   base.mutableImagData();
   return arithmetic<Power>("power", base, b);

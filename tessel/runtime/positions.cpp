@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <type_traits>
 
 #include "tessel/messages.h"
 #include "tessel/runtime/arraydata.h"
+#include "tessel/runtime/dispatch.h"
 #include "tessel/runtime/indexing.h"
 
 namespace tessel {
@@ -38,6 +40,16 @@ Positions maskPositions(const HostArray& mask) {
   return Positions::of(std::move(list));
 }
 
+const MemberName kDouble{"double"};
+
+/// The numbers that an object stands for by the method "double" of its class.
+std::optional<HostArray> numbersOf(const HostArray& subscript) {
+  if (!subscript.isObject() || !findMethodOf(subscript, kDouble)) return std::nullopt;
+  HostArray numbers = callMember(kDouble, {subscript}).at(0);
+  if (numbers.isObject()) raiseBadSubscript();
+  return numbers;
+}
+
 Positions numericPositions(const HostArray& subscript) {
   return visitElementType(subscript.arrayClass(), [&](auto zero) {
     using T = decltype(zero);
@@ -68,12 +80,14 @@ bool isColon(const HostArray& subscript) {
 Positions readSubscript(const HostArray& subscript, std::size_t extent) {
   if (isColon(subscript)) return Positions::run(0, extent);
   if (subscript.isLogical()) return maskPositions(subscript);
+  if (const auto numbers = numbersOf(subscript)) return readSubscript(*numbers, extent);
   if (!subscript.isNumeric() || subscript.isComplex()) raiseBadSubscript();
   return numericPositions(subscript);
 }
 
 Dimensions subscriptShape(const HostArray& subscript, std::size_t count) {
   if (isColon(subscript)) return {count, 1};
+  if (const auto numbers = numbersOf(subscript)) return numbers->dims();
   if (!subscript.isLogical()) return subscript.dims();
   const Dimensions& dims = subscript.dims();
   if (subscript.isScalar() || dims == Dimensions{0, 0}) return {count, count};

@@ -9,6 +9,7 @@
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
 #include "tessel/language/files.h"
+#include "tessel/language/text_format.h"
 #include "tessel/messages.h"
 
 namespace tessel {
@@ -92,15 +93,20 @@ std::string nameArgument(const char* function, const HostArray& argument) {
 
 /// Comma-separated, with as many digits as bring every value back.
 Arrays callWritematrix(Arrays& in, int) {
-  const HostArray& a = in[0];
-  requireReal("writematrix", a);
+  const auto decimals = decimalTexts(in[0]);
+  const HostArray& a = decimals ? *decimals : in[0];
+  if (!decimals) requireReal("writematrix", a);
   if (a.dims().size() > 2) raiseError("Tessel:mustBe2D", "The argument must have two dimensions.");
   const std::string name = nameArgument("writematrix", in[1]);
-  std::vector<long double> values(a.numel());
-  loadElements(a, false, 0, 1, values.size(), values.data());
+  std::vector<long double> values(decimals ? 0 : a.numel());
+  if (!decimals) loadElements(a, false, 0, 1, values.size(), values.data());
   std::string content;
   for (std::size_t row = 0; row < a.dim(0); ++row) {
     for (std::size_t column = 0; column < a.dim(1); ++column) {
+      if (decimals) {
+        content += (column > 0 ? "," : "") + a.cellAt(column * a.dim(0) + row).toText();
+        continue;
+      }
       const long double value = values[column * a.dim(0) + row];
       char text[64];
       const auto end = a.isInteger() ? std::to_chars(text, text + sizeof text, value).ptr

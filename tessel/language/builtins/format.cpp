@@ -94,10 +94,26 @@ std::string numberText(long double value, bool asInteger, int digits) {
   return asInteger && std::isfinite(value) ? integerText(value) : significantText(value, digits);
 }
 
+std::vector<std::string> textsIn(const HostArray& cell) {
+  std::vector<std::string> texts;
+  for (std::size_t k = 0; k < cell.numel(); ++k) texts.push_back(cell.cellAt(k).toText());
+  return texts;
+}
+
 /// num2str(x), num2str(x, digits), num2str(x, format)
 Arrays callNum2str(Arrays& in, int) {
+  if (in.size() == 1) {
+    if (const auto texts = decimalTexts(in[0])) {
+      if (texts->isEmpty()) return {HostArray::text("")};
+      return {alignedRows(textsIn(*texts), texts->dim(0), texts->numel() / texts->dim(0))};
+    }
+  } else if (in[0].isObject() && !in[1].isChar()) {
+    in[0] = callFunction("double", {in[0]}).at(0);
+  }
   const HostArray& a = in[0];
   if (a.isChar()) return {a};
+  if (in.size() > 1 && in[1].isChar() && a.isObject())
+    return {HostArray::text(formatText(textArgument("num2str", in[1]), {&a, 1}))};
   requireNumeric("num2str", a);
   if (a.isEmpty()) return {HostArray::text("")};
   if (in.size() > 1 && in[1].isChar())
@@ -111,9 +127,19 @@ Arrays callNum2str(Arrays& in, int) {
 }
 
 Arrays callInt2str(Arrays& in, int) {
-  requireNumeric("int2str", in[0]);
-  in[0] = callBuiltin("round", {in[0]})[0];
+  if (!in[0].isObject()) requireNumeric("int2str", in[0]);
+  in[0] = callFunction("round", {in[0]})[0];
   return callNum2str(in, 1);
+}
+
+std::string matrixLiteral(const std::vector<std::string>& texts, const Dimensions& dims) {
+  if (texts.empty()) return fmt::format("zeros({},{})", dims[0], dims[1]);
+  if (texts.size() == 1) return texts[0];
+  std::string out = "[";
+  for (std::size_t row = 0; row < dims[0]; ++row)
+    for (std::size_t column = 0; column < dims[1]; ++column)
+      out += (column > 0 ? " " : row > 0 ? ";" : "") + texts[column * dims[0] + row];
+  return out + "]";
 }
 
 /// The text of an array as the language reads it.
@@ -127,16 +153,12 @@ std::string literal(const HostArray& a, int digits) {
     }
     return rows.size() == 1 ? rows[0] : fmt::format("[{}]", fmt::join(rows, ";"));
   }
-  if (a.isEmpty()) return fmt::format("zeros({},{})", a.dim(0), a.dim(1));
-  const std::vector<std::string> texts = elementTexts(a, [&](long double x) -> std::string {
-    return a.isLogical() ? (x != 0 ? "true" : "false") : numberText(x, a.isInteger(), digits);
-  });
-  if (a.isScalar()) return texts[0];
-  std::string out = "[";
-  for (std::size_t row = 0; row < a.dim(0); ++row)
-    for (std::size_t column = 0; column < a.dim(1); ++column)
-      out += (column > 0 ? " " : row > 0 ? ";" : "") + texts[column * a.dim(0) + row];
-  return out + "]";
+  return matrixLiteral(elementTexts(a,
+                                    [&](long double x) -> std::string {
+                                      return a.isLogical() ? (x != 0 ? "true" : "false")
+                                                           : numberText(x, a.isInteger(), digits);
+                                    }),
+                       a.dims());
 }
 
 /// mat2str(a), mat2str(a, digits), mat2str(a, ..., 'class')
@@ -145,8 +167,12 @@ Arrays callMat2str(Arrays& in, int) {
   if (showsClass && textArgument("mat2str", in.back()) != "class")
     raiseInvalidArgument("mat2str", "the option is 'class'.");
   if (showsClass) in.pop_back();
-  requireNumeric("mat2str", in[0]);
-  if (in[0].dims().size() > 2) raiseError("Tessel:mustBe2D", "The argument must have two dimensions.");
+  const auto decimals = in.size() == 1 ? decimalTexts(in[0]) : std::nullopt;
+  if (!decimals && in[0].isObject()) in[0] = callFunction("double", {in[0]}).at(0);
+  if (!decimals) requireNumeric("mat2str", in[0]);
+  const Dimensions& dims = decimals ? decimals->dims() : in[0].dims();
+  if (dims.size() > 2) raiseError("Tessel:mustBe2D", "The argument must have two dimensions.");
+  if (decimals) return {HostArray::text(matrixLiteral(textsIn(*decimals), dims))};
   const std::string text = literal(
       in[0], in.size() > 1 ? static_cast<int>(std::min<std::size_t>(countArgument("mat2str", in[1]), 50)) : 15);
   const bool needsClass = showsClass && (in[0].isInteger() || in[0].arrayClass() == ArrayClass::Single);
