@@ -123,12 +123,7 @@ void lengthsByBlocks(const fi& x, number& target, const quantizer& q) {
 bool areLengthsByBlocks(const fi& x, number& target, const quantizer& q) {
   const NumericType& type = x.getNumericType();
   const int partBits = type.wordLength() - type.isSigned();
-  if (!takesBlocks(x) || !type.isFixed() || partBits > LongLength::kMaxPartBits ||
-      !GridFactors::exist(type.fractionLength())) {
-    return false;
-  }
-  // Infinity stands for values of words beyond the range of doubles, and is no integer.
-  if (!isNormalPow2(type.wordLength() - type.fractionLength())) return false;
+  if (!takesBlocks(x) || !type.isFixed() || partBits > LongLength::kMaxPartBits) return false;
   if (partBits <= ShortLength::kMaxPartBits) {
     lengthsByBlocks<ShortLength>(x, target, q);
   } else {

@@ -5,8 +5,10 @@
 #include <vector>
 
 #include "qfcore/fi/assignmentlog.h"
+#include "qfcore/fi/exactness.h"
 #include "qfcore/fi/expansion.h"
 #include "qfcore/fi/paths/patterns.h"
+#include "qfcore/fi/resulttypes.h"
 #include "qfcore/number/messages.h"
 #include "qfcore/number/wordconstants.h"
 
@@ -390,7 +392,7 @@ fi fi::pow2(int exponent, bool movesPoint) const {
   if (!movesPoint || getNumericType().isBuiltIn())
     return Bits::scaledByPow2(*this, exponent, fimath_.roundMode(), "pow2");
   NumericType type(getNumericType());
-  type.setFixedExponent(type.fixedExponent() + exponent);
+  type.setFractionLength(resulttypes::checkedFractionLength(exactness::fractionBits(type) - exponent));
   fi result(dims_.data(), numDims(), type, fimath_, iscomplex(), tag());
   withPow2(exponent, [&](auto times, auto) { transformParts(*this, result, times); });
   return result;

@@ -1,5 +1,6 @@
 /// How arrays are made, copied, resized and viewed.
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <limits>
 #include <optional>
@@ -9,6 +10,7 @@
 #include "qfcore/fi/elementvisit.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/paths/blocks.h"
+#include "qfcore/fi/resulttypes.h"
 
 namespace embedded {
 
@@ -43,8 +45,9 @@ const fi::Shape& scalarShape() {
 /// The bits in which arrays carry values of a type; arrays have none of a type that was stored unchecked.
 unsigned precisionOfValid(const NumericType& type) {
   // Asked for every array: the call is for those few types alone that are in doubt.
-  const bool isInDoubt = type.wordLength() < 1 || type.wordLength() > NumericType::kMaxWordLength;
-  if (isInDoubt) type.errorIfBadWordLength();
+  const bool isInDoubt = type.wordLength() < 1 || type.wordLength() > NumericType::kMaxWordLength ||
+                         type.fixedExponent() == INT_MIN;
+  if (isInDoubt) resulttypes::errorIfBadLengths(type);
   return fi::precisionOf(type);
 }
 

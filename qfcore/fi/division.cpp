@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "qfcore/fi/assignmentlog.h"
+#include "qfcore/fi/exactness.h"
 #include "qfcore/fi/expansion.h"
 #include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/resulttypes.h"
@@ -25,6 +26,19 @@ struct Bounds {
   explicit Bounds(const fi& result) : lower(result.lowerbound()), upper(result.upperbound()) {}
 };
 
+/// Whether doubles hold quotients of such values as they round them.
+bool haveNormalQuotients(const NumericType& x, const NumericType& y) {
+  return (!x.isFixed() || exactness::isNearOne(x)) && (!y.isFixed() || exactness::isNearOne(y));
+}
+
+/// Bits of quotients: those of the dividend.
+unsigned realPrecision(const fi& x, const fi& y) {
+  const unsigned precision = x.realPart().getprecision();
+  return haveNormalQuotients(x.getNumericType(), y.getNumericType())
+             ? precision
+             : std::max(precision, kMaxDoublePrecision + 1);
+}
+
 /// Bits that hold numerators and denominators of complex quotients exactly, and their quotient.
 unsigned complexPrecision(const fi& x, const fi& y) {
   const NumericType &tx = x.getNumericType(), &ty = y.getNumericType();
@@ -32,7 +46,7 @@ unsigned complexPrecision(const fi& x, const fi& y) {
   const unsigned numerator = fi::precisionOf(tx) + fi::precisionOf(ty) + 1,
                  denominator = 2 * fi::precisionOf(ty) + 1;
   const bool areExactDoubles = std::max(numerator, denominator) <= kMaxDoublePrecision &&
-                               x.realPart().gettype() == kDoubleRepresentation;
+                               haveNormalQuotients(tx, ty) && x.realPart().gettype() == kDoubleRepresentation;
   return areExactDoubles ? kMaxDoublePrecision : numerator + denominator + kSecondRoundingBits;
 }
 
@@ -40,7 +54,7 @@ unsigned complexPrecision(const fi& x, const fi& y) {
 class ElementQuotient {
  public:
   ElementQuotient(const fi& x, const fi& y, const Bounds& bounds, const quantizer& q)
-      : bounds_(bounds), q_(q), scratch_(x.realPart().getprecision()) {
+      : bounds_(bounds), q_(q), scratch_(realPrecision(x, y)) {
     if (x.isreal() && y.isreal()) return;
     const unsigned precision = complexPrecision(x, y);
     complex_.emplace(precision);
@@ -221,7 +235,8 @@ fi fi::over(const fi& b, const NumericType& type) const {
   bool byZero = false;
   result.assignLogged("divide", [&] {
     const quantizer& q = result.assignmentQuantizerInUse();
-    const bool hasBlocks = b.isreal() && !number::getDefaultForceMultiplePrecision();
+    const bool hasBlocks = b.isreal() && !number::getDefaultForceMultiplePrecision() &&
+                           haveNormalQuotients(getNumericType(), b.getNumericType());
     const bool byBlocks = choosePath({.hasBlocks = hasBlocks}, *this, b, result) == Path::Blocks;
     byZero =
         byBlocks ? divideByBlocks(*this, b, bounds, q, result) : divideByElements(*this, b, bounds, q, result);

@@ -147,7 +147,9 @@ bool holdsRoundedProducts(const NumericType& outer, const NumericType& a, const 
 }
 
 bool doublesHoldProducts(const NumericType& a, const NumericType& b) {
-  return !a.isFixed() || !b.isFixed() || a.wordLength() + b.wordLength() <= kMaxProductBits;
+  if (!a.isFixed() || !b.isFixed()) return true;
+  const int bits = a.wordLength() + b.wordLength();
+  return bits <= kMaxProductBits && doublesCarry(bits, fractionBits(a) + fractionBits(b));
 }
 
 bool doublesHoldSumsOfProducts(const NumericType& a, const NumericType& b, unsigned terms, bool bothComplex) {

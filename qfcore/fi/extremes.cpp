@@ -74,7 +74,9 @@ class OrderingKey {
 
  private:
   static unsigned precisionFor(const fi& x) {
-    return x.getNumericType().isFixed() ? 2 * x.getPrecision() + 1 : kMaxDoublePrecision;
+    const NumericType& type = x.getNumericType();
+    return type.isFixed() ? carryingPrecision(2 * type.wordLength() + 1, 2 * exactness::fractionBits(type))
+                          : kMaxDoublePrecision;
   }
 
   const fi& x_;

@@ -5,6 +5,7 @@
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/messages.h"
+#include "qfcore/fi/resulttypes.h"
 
 namespace embedded {
 
@@ -156,7 +157,7 @@ void HeldArray::coordinateComplexity(bool isComplex, unsigned count) {
 }
 
 unsigned HeldArray::precisionOf(const NumericType& type) {
-  return type.isFixed() ? static_cast<unsigned>(type.wordLength()) : kMaxDoublePrecision;
+  return type.isFixed() ? carryingPrecision(type.wordLength(), type.fractionLength()) : kMaxDoublePrecision;
 }
 
 unsigned HeldArray::getPrecision() const {
@@ -171,7 +172,7 @@ void HeldArray::setPrecision(unsigned precision) {
 }
 
 void HeldArray::updateAssignmentQuantizer(const NumericType& type) {
-  type.errorIfBadWordLength();
+  resulttypes::errorIfBadLengths(type);
   errorIfViewCannotTake(dims_, type, iscomplex());
   if (target_) return target_->updateAssignmentQuantizer(type);
   assignmentQuantizer_.set(type, fimath_.roundMode(), fimath_.overflowMode());

@@ -78,8 +78,9 @@ class QFCORE_API HeldArray : public ArrayShape {
   /// Resizes the storage to the element count at `precision` bits; values survive where the precision stays.
   void setPrecision(unsigned precision);
   void updatePrecision() { setPrecision(getPrecision()); }
-  /// Bits in which values of `type` are carried: the word length of Fixed types; the double threshold for the
-  /// types whose arithmetic is native double arithmetic, whatever word length they show.
+  /// Bits in which values of `type` are carried: the word length of Fixed types, and more than doubles get
+  /// where their step or range is not well inside the normal doubles; the double threshold for the types whose
+  /// arithmetic is native double arithmetic, whatever word length they show.
   static unsigned precisionOf(const NumericType& type);
   /// Rebuilds the assignment quantizer from the type and the rounding and overflow modes.
   void updateAssignmentQuantizer();

@@ -59,10 +59,7 @@ struct Growth {
   long integerBits;     ///< KeepMSB
 };
 
-int exponentOf(long fractionLength) {
-  if (std::abs(fractionLength) > INT_MAX) fail<kFractionLengthBeyondInt>(fractionLength);
-  return static_cast<int>(-fractionLength);
-}
+int exponentOf(long fractionLength) { return -resulttypes::checkedFractionLength(fractionLength); }
 
 template <const Message& MaxExceeded>
 NumericType registerType(DataTypeEnum dataType, bool isSigned, bool isSlopeBias,
@@ -118,6 +115,16 @@ Growth grown(const NumericType& type, int bits) {
 }  // namespace
 
 namespace resulttypes {
+
+int checkedFractionLength(long fractionLength) {
+  if (std::abs(fractionLength) > INT_MAX) fail<kFractionLengthBeyondInt>(fractionLength);
+  return static_cast<int>(fractionLength);
+}
+
+void errorIfBadLengths(const NumericType& type) {
+  type.errorIfBadWordLength();
+  if (type.isFixedOrScaledDouble()) checkedFractionLength(-long{type.fixedExponent()});
+}
 
 DataTypeEnum dataType(const NumericType& a, const NumericType& b) {
   return b.isScaledDouble() ? DataTypeEnum::ScaledDouble : a.dataType();

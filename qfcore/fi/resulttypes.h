@@ -14,6 +14,13 @@ namespace embedded::resulttypes {
 
 using EmbeddedTypeSystem::NumericType;
 
+/// The fraction length of a result, as the `int` that types have.
+int checkedFractionLength(long fractionLength);
+
+/// Refuses a type that was stored unchecked: of a word length that no setter takes, or a fraction length beyond
+/// what an `int` holds.
+void errorIfBadLengths(const NumericType& type);
+
 /// The data type of an operation on two compatible types: ScaledDouble when the right one is, else the left
 /// one's.
 EmbeddedTypeSystem::DataTypeEnum dataType(const NumericType& a, const NumericType& b);

@@ -28,13 +28,15 @@ unsigned sumPrecision(const NumericType& a, const NumericType& b, const NumericT
   const unsigned precision = std::max({fi::precisionOf(a), fi::precisionOf(b), fi::precisionOf(result)});
   if (castBeforeSum || !a.isFixed() || !b.isFixed()) return precision;
   const long fraction = std::max(fractionBits(a), fractionBits(b));
-  return std::max(precision, limited(std::max(integerBits(a), integerBits(b)) + fraction + 1));
+  const unsigned bits = limited(std::max(integerBits(a), integerBits(b)) + fraction + 1);
+  return std::max(precision, carryingPrecision(bits, fraction));
 }
 
 unsigned productPrecision(const NumericType& a, const NumericType& b, const NumericType& product) {
   const unsigned precision = fi::precisionOf(product);
   if (!product.isFixed()) return precision;
-  return std::max(precision, limited(a.wordLength() + b.wordLength()));
+  return std::max(precision,
+                  carryingPrecision(a.wordLength() + b.wordLength(), fractionBits(a) + fractionBits(b)));
 }
 
 unsigned productPrecision(const fi& a, const fi& b, const NumericType& product, const NumericType& sum) {

@@ -99,7 +99,8 @@ class Bisection {
     candidate_ = 0.0;
     if (x.iszero()) return candidate_;
     step_ = 1.0;
-    step_.pow2(format_.bits - 1 - format_.fractionLength);
+    step_.pow2(format_.bits - 1);
+    step_.pow2(-format_.fractionLength);
     for (int bit = 0; bit < format_.bits; ++bit) {
       trial_ = candidate_;
       trial_ += step_;

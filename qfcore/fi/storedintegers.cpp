@@ -143,7 +143,7 @@ HostArray exportedIntegers(const fi& x) {
 
 /// The stored integers rounded to doubles; of data types without rounding, the values in units of the grid.
 HostArray storedDoubles(const fi& x) {
-  const int exponent = -x.getNumericType().fixedExponent();
+  const int exponent = x.getNumericType().fractionLength();
   return exportedParts<double>(x, {x.dims().begin(), x.dims().end()}, [&](const number& part, double* target) {
     if (takesBlocks(x)) {
       withPow2(exponent,

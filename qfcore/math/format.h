@@ -16,10 +16,9 @@ struct IntegerRange {
 /// last two, which no other format uses; `greatest` and `least` are for modes without a grid.
 /// Without a value until they are derived: a quantizer carries them along that may never be asked to quantize.
 struct DoubleFormat {
-  GridFactors grid;   ///< 2^f and 2^(−f)
-  bool factorsExist;  ///< both of them, and `range`, are normal doubles
+  GridFactors grid;  ///< 2^f and 2^(−f)
   IntegerRange stored;
-  int wordLength, fractionLength;  ///< w and f
+  int fractionLength;  ///< f
   double eps, max, min;
   double greatest, least;      ///< of the doubles in the range: `max` is rounded where none holds it
   double range, inverseRange;  ///< the wrap modulus 2^(w−f) and its reciprocal

@@ -31,11 +31,6 @@ struct Outcome {
   bool overflow, underflow;
 };
 
-struct Pow2 {
-  double factor;
-  int exponent;
-};
-
 /// `yes` or `no`. As bits, since a choice between values would have the compiler branch around the rounding and
 /// keep the loop from vectorising.
 double choice(bool which, double yes, double no) {
@@ -57,7 +52,7 @@ struct SaturateInteger {
     return choice(x == 0, x, notAbove < f.stored.min ? f.stored.min : notAbove);  // zeros keep their sign
   }
   static bool isOverflow(double landed, double q, double) { return std::islessgreater(landed, q); }
-  static Pow2 unit(const DoubleFormat& f) { return {f.grid.unit, -f.fractionLength}; }
+  static double unit(const DoubleFormat& f) { return f.grid.unit; }
 };
 
 /// Two's-complement wrapping into [min, min + modulus), in units of the modulus: it is a power of two, so every
@@ -71,29 +66,21 @@ struct WrapInteger {
     return positive - (positive > f.stored.maxTurns ? 1.0 : 0.0);
   }
   static bool isOverflow(double landed, double turns, double x) { return both(landed != turns, x == x); }
-  static Pow2 unit(const DoubleFormat& f) { return {f.range, f.wordLength - f.fractionLength}; }
+  static double unit(const DoubleFormat& f) { return f.range; }
 };
 
-// Ways between values and stored integers. `up` may end at an infinity, but at zero only for a zero.
+// Ways from values to stored integers. They may end at an infinity, but at zero only for a zero.
 
 struct FineScale {  // of f >= 0
   static double up(double x, const DoubleFormat& f) { return x * f.grid.unitsPerOne; }
-  static double down(double landed, Pow2 unit) { return landed * unit.factor; }
 };
 
-struct CoarseScale : FineScale {
+struct CoarseScale {
   // What is lost was so small that x itself rounds as its multiple would.
   static double up(double x, const DoubleFormat& f) {
     const double scaled = FineScale::up(x, f);
     return scaled == 0 ? x : scaled;
   }
-};
-
-struct FarScale {  // of an f whose factors are no normal doubles
-  static double up(double x, const DoubleFormat& f) {
-    return detail::unlessLost(std::ldexp(x, f.fractionLength), x);
-  }
-  static double down(double landed, Pow2 unit) { return std::ldexp(landed, unit.exponent); }
 };
 
 /// Fixed point; the stored integer is rounded by `Rounding` and brought into range by `Overflow`.
@@ -114,7 +101,7 @@ struct Fixed {
         : rounded(Rounding::integer(Scale::up(x, f))),
           units(Overflow::inUnits(rounded, f)),
           landed(Overflow::land(units, x, f)) {}
-    double value(const DoubleFormat& f) const { return Scale::down(landed, Overflow::unit(f)); }
+    double value(const DoubleFormat& f) const { return landed * Overflow::unit(f); }
   };
 };
 
@@ -249,7 +236,6 @@ void execute(const DoubleFormat& format, const double* from, double* to, std::si
 
 template <class Rounding, class Overflow>
 void executeFixed(const DoubleFormat& format, const double* from, double* to, std::size_t count, Tally* tally) {
-  if (!format.factorsExist) return execute<Fixed<Rounding, Overflow, FarScale>>(format, from, to, count, tally);
   if constexpr (traceDecides<Rounding>()) {
     if (format.fractionLength < 0)
       return execute<Fixed<Rounding, Overflow, CoarseScale>>(format, from, to, count, tally);

@@ -266,12 +266,10 @@ void quantizer::derive() const {
 }
 
 void quantizer::deriveFixed(DoubleFormat& format) const {
-  const int w = settings_.wordLength, f = settings_.fractionLength;
-  const auto power = [](int exponent) { return timesPow2(1.0, exponent); };
-  format.wordLength = w;
-  format.fractionLength = f;
-  format.grid = GridFactors(f);
-  format.factorsExist = GridFactors::exist(f) && isNormalPow2(w - f);
+  const long w = settings_.wordLength, f = settings_.fractionLength;
+  const auto power = [](long exponent) { return timesPow2(1.0, exponent); };
+  format.fractionLength = settings_.fractionLength;
+  format.grid = GridFactors(GridFactors::exist(f) ? settings_.fractionLength : 0);
   format.eps = power(-f);
   format.range = power(w - f);
   format.inverseRange = power(f - w);

@@ -122,12 +122,13 @@ class QFCORE_API quantizer {
   unsigned constantPrecision() const;
   /// Whether values of the format are carried in doubles.
   bool isDoubleBacked() const {
-    constexpr int kBits = static_cast<int>(kMaxDoublePrecision), kMaxDoubleExponentLength = 11;
+    constexpr int kMaxDoubleExponentLength = 11;
     const bool isFixed =
         settings_.mode == QuantizerModeEnum::fixed || settings_.mode == QuantizerModeEnum::ufixed;
-    if (isFixed) return settings_.wordLength <= kBits;
+    if (isFixed) return doublesCarry(settings_.wordLength, settings_.fractionLength);
     return settings_.mode != QuantizerModeEnum::floatMode ||
-           (settings_.exponentLength <= kMaxDoubleExponentLength && fractionLength() <= kBits);
+           (settings_.exponentLength <= kMaxDoubleExponentLength &&
+            fractionLength() <= static_cast<int>(kMaxDoublePrecision));
   }
 
   /// Derives the constants and chooses the kernel now. Setters leave that to when a value or a constant is

@@ -23,9 +23,9 @@ constexpr std::uint16_t growthsOf() {
 /// Makes powers of two that hold differences of `bits` bits.
 struct PowersOfTwo {
   int bits;
-  number operator()(int exponent) const {
+  number operator()(long exponent) const {
     number result(1.0, std::max(static_cast<unsigned>(bits) + 1, kMaxDoublePrecision + 1), true);
-    result.pow2(exponent);
+    result.multiprecision()->getmodifiableelement().scaleByPow2(exponent);
     return result;
   }
 };
@@ -57,8 +57,9 @@ LimbOutcome quantizeIn(const WideFormat& format, const WideRounding& rounding, O
 
 WideFormat WideFormat::ofFixedPoint(bool isSigned, int wordLength, int fractionLength) {
   const PowersOfTwo power{wordLength + 1};
-  const int w = wordLength, f = fractionLength;
-  WideFormat format{f, f, 0, power(-f), power(w - f - isSigned), power(0), power(w - f), w, isSigned};
+  const long w = wordLength, f = fractionLength;
+  WideFormat format{fractionLength, fractionLength, 0,          power(-f), power(w - f - isSigned),
+                    power(0),       power(w - f),   wordLength, isSigned};
   format.min = isSigned ? -format.max : number(0.0, format.max.getprecision(), true);
   format.max -= format.eps;
   constexpr unsigned kLimbBits = GMP_NUMB_BITS;

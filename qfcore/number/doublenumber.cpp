@@ -117,7 +117,7 @@ doublenumber& doublenumber::pow2(int exponent) { return setvalue(timesPow2(curre
 doublenumber& doublenumber::abs() { return setvalue(std::fabs(current())); }
 
 doublenumber& doublenumber::stripscaling(double, int exponent, double) {
-  return setvalue(std::round(timesPow2(current(), -exponent)));
+  return setvalue(std::round(timesPow2(current(), -long{exponent})));
 }
 
 void doublenumber::stridesort(bool ascending, unsigned stride, unsigned length) {

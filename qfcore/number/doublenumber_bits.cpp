@@ -27,7 +27,7 @@ unsigned long long doublenumber::convertToUnsignedInteger(double, int exponent, 
                                                           unsigned long long twoToWordLength) const {
   const double x = current();
   if (x == 0) return 0;
-  double stored = std::round(timesPow2(x, -exponent));
+  double stored = std::round(timesPow2(x, -long{exponent}));
   if (x < 0) stored += static_cast<double>(twoToWordLength);
   return lowBits(stored);
 }

@@ -48,12 +48,12 @@ bool combineLimbs(MpFloat& x, const MpFloat& y, bool isSigned, unsigned wordLeng
       limbs,
       [&](auto size) {
         StoredInteger<size()> a, b;
-        if (!a.takeExactly(x, -exponent) || !b.takeExactly(y, -exponent)) return false;
+        if (!a.takeExactly(x, -long{exponent}) || !b.takeExactly(y, -long{exponent})) return false;
         a.toPattern(wordLength);
         b.toPattern(wordLength);
         for (unsigned i = 0; i < size(); ++i) a.limbs[i] = combine(a.limbs[i], b.limbs[i]);
         a.fromPattern(wordLength, isSigned);
-        return a.store(x, -exponent);
+        return a.store(x, -long{exponent});
       },
       false);
 }

@@ -98,7 +98,7 @@ unsigned truncatedStored32(const numberrepbody& a, int fractionLength) {
 /// text.
 bool storedInteger64(const numberrepbody& a, int exponent, long long& stored) {
   if (!isDouble(a)) return false;
-  const double integer = std::round(timesPow2(asDouble(a), -exponent));
+  const double integer = std::round(timesPow2(asDouble(a), -long{exponent}));
   if (!(std::fabs(integer) < 9223372036854775808.0)) return false;
   stored = static_cast<long long>(integer);
   return true;

@@ -97,7 +97,7 @@ void wordPattern(std::uint64_t* pattern, const MpFloat& value, int wordLength, i
       std::max(limbCount(value.bits()), limbCount(bits + 1)),
       [&](auto size) {
         StoredInteger<size()> stored;
-        if (!stored.takeExactly(value, -exponent)) return false;
+        if (!stored.takeExactly(value, -long{exponent})) return false;
         stored.toPattern(bits);
         std::copy_n(stored.limbs.begin(), limbCount(bits), pattern);
         return true;
@@ -121,7 +121,7 @@ bool setFromWordPattern(MpFloat& value, const std::uint64_t* pattern, bool isSig
         stored.limbs.fill(0);
         std::copy_n(pattern, limbCount(bits), stored.limbs.begin());
         stored.fromPattern(bits, isSigned);
-        if (stored.store(value, -exponent)) return true;
+        if (stored.store(value, -long{exponent})) return true;
         const bool isZero = std::all_of(stored.limbs.begin(), stored.limbs.end(), std::logical_not<>());
         if (isZero) mpfr_set_zero(value.get(), 1);
         return isZero;

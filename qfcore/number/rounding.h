@@ -5,6 +5,7 @@
 /// compiled with -O3 -fno-math-errno -fno-trapping-math for a target that rounds in hardware.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdint>
@@ -86,7 +87,7 @@ struct Round {
 };
 
 /// True when 2^exponent is a normal double. Multiplying by it is then what ldexp does, only faster.
-constexpr bool isNormalPow2(int exponent) { return exponent >= -1022 && exponent <= 1023; }
+constexpr bool isNormalPow2(long exponent) { return exponent >= -1022 && exponent <= 1023; }
 constexpr double normalPow2(int exponent) {
   return std::bit_cast<double>(static_cast<std::uint64_t>(exponent + 1023) << 52);
 }
@@ -99,14 +100,17 @@ constexpr bool traceDecides() {
 }
 
 /// x * 2^exponent, rounded once.
-inline double timesPow2(double x, int exponent) {
-  return isNormalPow2(exponent) ? x * normalPow2(exponent) : std::ldexp(x, exponent);
+inline double timesPow2(double x, long exponent) {
+  constexpr long kBeyondAll = 10000;  // any double becomes infinite, or zero
+  return isNormalPow2(exponent)
+             ? x * normalPow2(static_cast<int>(exponent))
+             : std::ldexp(x, static_cast<int>(std::clamp(exponent, -kBeyondAll, kBeyondAll)));
 }
 
 /// The factors between values and units of a grid of 2^-fractionBits, for fraction bits of which `exist` is
 /// true.
 struct GridFactors {
-  static constexpr bool exist(int fractionBits) {
+  static constexpr bool exist(long fractionBits) {
     return isNormalPow2(fractionBits) && isNormalPow2(-fractionBits);
   }
   GridFactors() = default;
@@ -134,7 +138,7 @@ inline double unlessLost(double scaled, double x) {
 template <class Policy>
 inline double rounded(double x, int fractionBits) {
   const double scaled = detail::unlessLost(timesPow2(x, fractionBits), x);
-  return detail::unlessInfinite(scaled, timesPow2(Policy::integer(scaled), -fractionBits), x);
+  return detail::unlessInfinite(scaled, timesPow2(Policy::integer(scaled), -long{fractionBits}), x);
 }
 
 /// Rounds `x` to a multiple of 2^-fractionBits in place, exactly by the rule.

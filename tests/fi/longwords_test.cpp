@@ -1,4 +1,5 @@
-/// Words of up to 1,000 bits, some of 4,096 and 65,535: what works on stored integers, beside exact rationals.
+/// Words of up to 1,000 bits, some of 4,096 and 65,535, and shorter ones with binary points beyond the doubles:
+/// what works on stored integers, beside exact rationals.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -19,30 +20,35 @@ using tessel::HostArray;
 
 class LongWords : public ::testing::Test {
  protected:
-  /// Calls `check(word length)` for random lengths and the very long ones.
+  /// Calls `check(word length)` for random lengths, the very long ones, and short ones far from the point.
   void forLengths(int trials, const std::function<void(int)>& check) {
     for (int trial = 0; trial < trials; ++trial) {
-      const int wordLength = trial % 40 == 39 ? 4096 : trial % 80 == 38 ? 65535 : random.integer(53, 1000);
+      const bool isFar = trial % 3 == 0;
+      origin_ = isFar ? (random.coin() ? 1 : -1) * random.integer(900, 2500) : 0;
+      const int wordLength = trial % 40 == 39   ? 4096
+                             : trial % 80 == 38 ? 65535
+                                                : random.integer(isFar ? 1 : 53, isFar ? 52 : 1000);
       SCOPED_TRACE(wordLength);
       check(wordLength);
       if (HasFailure()) return;
     }
   }
   NumericType type(int wordLength) {
-    return NumericType(random.coin(), wordLength, random.integer(-8, wordLength + 8));
+    return NumericType(random.coin(), wordLength, origin_ + random.integer(-8, wordLength + 8));
   }
   fi array(const NumericType& ofType, const fimath& math = {}) {
     return random.array({1, 3}, ofType, math, false);
   }
 
   reference::Random random;
+  int origin_ = 0;
 };
 
 TEST_F(LongWords, AreQuantizedAndAddedExactly) {
   forLengths(160, [&](int wordLength) {
     fimath math(random.roundMode(), random.overflowMode());
     math.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
-    math.setSumFormat(random.integer(1, wordLength), random.integer(-8, wordLength));
+    math.setSumFormat(random.integer(1, wordLength), origin_ + random.integer(-8, wordLength));
     const auto quantized = [&](const mpq_class& value, const NumericType& into) {
       return reference::quantized(value, into, math.roundMode(), math.overflowMode());
     };

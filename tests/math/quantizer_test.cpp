@@ -32,8 +32,8 @@ void compare(const NumericType& type, RoundModeEnum round, OverflowModeEnum over
              const std::vector<double>& values) {
   SCOPED_TRACE(type.tostring() + " round " + std::to_string(static_cast<int>(round)) + " overflow " +
                std::to_string(static_cast<int>(overflow)));
-  const bool inDoubles = static_cast<unsigned>(type.wordLength()) <= kMaxDoublePrecision;
   const quantizer byArray(type, round, overflow), byElement(type, round, overflow);
+  const bool inDoubles = byArray.isDoubleBacked();
   std::vector<double> results = values;
   if (inDoubles) byArray.quantize(results.data(), results.size());
   Counts counts;
@@ -41,7 +41,7 @@ void compare(const NumericType& type, RoundModeEnum round, OverflowModeEnum over
   for (std::size_t i = 0; i < values.size(); ++i) {
     const mpq_class expected =
         reference::quantized(mpq_class(values[i]), type, round, overflow, &counts, inDoubles);
-    number element(values[i], static_cast<unsigned>(type.wordLength()), false);
+    number element(values[i], carryingPrecision(type.wordLength(), type.fractionLength()), false);
     byElement.quantize(element);
     ASSERT_EQ(reference::valueOf(element), expected) << "element path, value " << values[i];
     if (inDoubles) {

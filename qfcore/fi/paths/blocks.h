@@ -140,12 +140,12 @@ struct InRange {
   double max, min, range;
 };
 
-/// Whether that is all that quantizing does to such values: nothing is logged, the format's constants are
-/// exact, and adding one half to a stored integer beyond the range does not round it.
+/// Whether that is all that quantizing does to such values: nothing is logged, and adding one half to a stored
+/// integer beyond the range does not round it.
 inline bool onlyBringsIntoRange(const quantizer& q) {
   constexpr int kMaxWordLength = 51;
   return !q.logger().isOn() && q.isDoubleBacked() && q.numericType().isFixed() &&
-         q.wordLength() <= kMaxWordLength && q.doubleFormat().factorsExist;
+         q.wordLength() <= kMaxWordLength;
 }
 
 template <class Visit>

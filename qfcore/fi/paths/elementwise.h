@@ -31,7 +31,8 @@ struct FarPow2 {
 /// Calls `visit` with the multiplication by 2^exponent and that by 2^-exponent.
 template <class Visit>
 auto withPow2(int exponent, Visit visit) {
-  if (!GridFactors::exist(exponent)) return visit(FarPow2{exponent}, FarPow2{-exponent});
+  if (!GridFactors::exist(exponent))
+    return visit(FarPow2{exponent}, FarPow2{EmbeddedTypeSystem::negatedExponent(exponent)});
   const GridFactors factors(exponent);
   return visit(NearPow2{exponent, factors.unitsPerOne}, NearPow2{-exponent, factors.unit});
 }
@@ -79,10 +80,15 @@ void transformPart(const fi& x, const number& source, number& target, const Oper
   if (takesBlocks(x, target)) {
     return transformValues(valuesOf(x, source), target.doubles(), count, operation);
   }
+  // A double could not hold a wide value on its way.
+  const bool isWide = areDoubles(target) && !areDoubles(source);
+  Scratch scratch(isWide ? source.getprecision() : target.getprecision());
   for (unsigned k = 0; k < count; ++k) {
     x.setIndex(k);
-    target[k] = source;
-    operation(target);
+    number& value = isWide ? scratch : target[k];
+    value = source;
+    operation(value);
+    if (isWide) target[k] = value;
   }
 }
 
