@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <climits>
 #include <cstdint>
 #include <cstdlib>
 
@@ -144,6 +145,15 @@ bool holdsRoundedProducts(const NumericType& outer, const NumericType& a, const 
   const Reach products = Reach::of(a) * Reach::of(b), range = Reach::of(outer);
   const Reach rounded{range.grid, products.below.reached(), products.above.reached()};
   return range.grid < range.above.exponent() && rounded.liesWithin(outer);
+}
+
+std::optional<NumericType> integersOf(int bits, long fractionLength) {
+  if (std::abs(fractionLength) > INT_MAX) return std::nullopt;
+  return NumericType(true, bits, static_cast<int>(fractionLength));
+}
+
+bool integersHold(int bits, const NumericType& type) {
+  return isBinaryPoint(type) && type.wordLength() <= bits - !type.isSigned();
 }
 
 bool doublesHoldProducts(const NumericType& a, const NumericType& b) {

@@ -6,6 +6,8 @@
 /// bounds are powers of two, so that a word just wide enough may be refused.
 #pragma once
 
+#include <optional>
+
 #include "qfcore/types/numerictype.h"
 
 namespace embedded {
@@ -42,6 +44,15 @@ bool holdsSumsOfEither(const NumericType& outer, const NumericType& a, unsigned 
                        unsigned subtracted);
 /// Every a · b, rounded to the grid of `outer` by whatever rule.
 bool holdsRoundedProducts(const NumericType& outer, const NumericType& a, const NumericType& b);
+
+// ------------------------------------------------------------------------------------ values of native
+// integers
+
+/// The words that signed native integers of so many bits are, in units of 2^-fractionLength; none where no type
+/// has that fraction length.
+std::optional<NumericType> integersOf(int bits, long fractionLength);
+/// Whether such integers are stored integers of the type.
+bool integersHold(int bits, const NumericType& type);
 
 // ------------------------------------------------------------------------------------------- values of doubles
 // For types that are carried in doubles.

@@ -10,6 +10,7 @@
 #include "qfcore/fi/elementproduct.h"
 #include "qfcore/fi/exactness.h"
 #include "qfcore/fi/messages.h"
+#include "qfcore/fi/paths/integerproducts.h"
 #include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/paths/productkernel.h"
 #include "qfcore/fi/resulttypes.h"
@@ -80,15 +81,17 @@ bool multiplyExactly(const fi& a, const fi& b, const NumericType& product, fi& r
   const unsigned longest = std::max({a.rows(), a.cols(), b.cols()});
   const bool hasBlocks =
       longest <= INT_MAX && exactness::doublesHoldSumsOfProducts(ta, tb, a.cols(), bothComplex);
-  const Path path =
-      choosePath({.isExact = true, .hasBlocks = hasBlocks, .wideLoops = WideLoops::OfAny}, a, b, result);
-  if (path == Path::Elements) return false;
-  if (path == Path::PlainDoubles) {
-    multiplyExactDoubles(a, b, result);
-  } else {
-    multiplyExactNumbers(a, b, result);
+  const IntegerSizes sizes = hasBlocks ? IntegerSizes::None : integersForExact(ta, tb, result.getNumericType());
+  switch (choosePath({.isExact = true,
+                      .hasBlocks = hasBlocks,
+                      .hasIntegers = sizes != IntegerSizes::None,
+                      .wideLoops = WideLoops::OfAny},
+                     a, b, result)) {
+    case Path::PlainDoubles: multiplyExactDoubles(a, b, result); return true;
+    case Path::Integers: multiplyMatricesExactly(a, b, sizes, result); return true;
+    case Path::PlainWide: multiplyExactNumbers(a, b, result); return true;
+    default: return false;
   }
-  return true;
 }
 
 // ------------------------------------------------------------------------------------------ blocks of doubles
@@ -306,14 +309,21 @@ fi fi::mtimes(const fi& b) const {
   const quantizer& productSums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
   const bool hasBlocks =
       precision <= kMaxDoublePrecision && BlockProduct::applies(*this, b, products, productSums);
-  if (choosePath({.hasBlocks = hasBlocks}, *this, b, result) == Path::Blocks) {
+  const quantizer& sums = accumulator.assignmentQuantizer_;
+  const ProductRules rules{*this, b, products, productSums};
+  const IntegerSizes sizes = hasBlocks ? IntegerSizes::None : integersFor(rules, type);
+  const Path path =
+      choosePath({.hasBlocks = hasBlocks, .hasIntegers = sizes != IntegerSizes::None}, *this, b, result);
+  if (path == Path::Blocks) {
     const std::optional<quantizer> cheaper = saturating(products, *this, b);
-    MatrixBlocks(*this, b, cheaper ? *cheaper : products, productSums, accumulator.assignmentQuantizer_, result)
-        .run();
-    accumulator.getQlogger().nMathOperationsPlus(std::size_t{result.numel_} * cols_);
+    MatrixBlocks(*this, b, cheaper ? *cheaper : products, productSums, sums, result).run();
+  } else if (path == Path::Integers) {
+    multiplyMatricesByIntegers(rules, sums, sizes, result);
   } else {
     mtimesByElements(*this, b, productRegister, productSums, accumulator, accumulator.zeroValue(), result);
   }
+  // Element by element the accumulator has counted its own.
+  if (path != Path::Elements) sums.logger().nMathOperationsPlus(std::size_t{result.numel_} * cols_);
   products.logger().nMathOperationsPlus(std::size_t{result.numel_} * cols_);
   finishRegisters(&result, "mtimes",
                   {{RegisterLog::Product, productRegister},

@@ -109,16 +109,28 @@ void qlogger::setNumericType(const NumericType& type) {
 
 void qlogger::updateminmax(const number& value) const {
   if (!isOn()) return;
+  keep(value, value);
+  ++toWrite().counts.operations;
+}
+
+void qlogger::keep(const number& min, const number& max) const {
   LogRecord& record = toWrite();
-  ++record.counts.operations;
   if (recordsRealWorld(record)) {
-    const double moved = realWorld(value.todouble());
-    record.max.keep(moved);
-    record.min.keep(moved);
+    record.max.keep(realWorld(max.todouble()));
+    record.min.keep(realWorld(min.todouble()));
   } else {
-    record.max.keep(value);
-    record.min.keep(value);
+    record.max.keep(max);
+    record.min.keep(min);
   }
+}
+
+void qlogger::record(const Tally& tally, const number& min, const number& max) const {
+  if (!isOn() || tally.values == 0) return;
+  keep(min, max);
+  LogCounts& counts = toWrite().counts;
+  counts.operations += tally.values;
+  counts.overflows += tally.overflows;
+  counts.underflows += tally.underflows;
 }
 
 void qlogger::record(const Tally& tally) const {

@@ -95,6 +95,8 @@ class QFCORE_API qlogger {
   void setNMathOperations(std::size_t count) const { toWrite().counts.mathOperations = count; }
   /// What an array kernel met, as if each of its values had come one by one.
   void record(const Tally& tally) const;
+  /// The same with extremes that doubles may not hold; those of the tally do not count.
+  void record(const Tally& tally, const number& min, const number& max) const;
   /// Adds another logger's record to this one, whatever the switches: extremes cover both, in real-world units
   /// where the types hold values differently, counts add up.
   void merge(const qlogger& other) const;
@@ -148,6 +150,7 @@ class QFCORE_API qlogger {
   void add(std::size_t LogCounts::*what, std::size_t count) const {
     if (isOn()) toWrite().counts.*what += count;
   }
+  void keep(const number& min, const number& max) const;
   void mergeExtremes(const qlogger& other) const;
   /// Makes place for another logger's record, which began before this one where this one is new.
   LogRecord& toMergeInto(const LogRecord& other) const;

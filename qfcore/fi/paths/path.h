@@ -8,6 +8,7 @@ namespace embedded {
 enum class Path {
   PlainDoubles,  ///< contiguous doubles, no quantizer: one operation, exact as it is
   Blocks,        ///< contiguous doubles in blocks, each step one vectorised pass
+  Integers,      ///< stored integers of up to 128 bits in native ones, in blocks
   PlainWide,     ///< values of any length one after the other, no quantizer
   Wide,          ///< values of any length one after the other, without cursors
   Elements       ///< element by element with cursors: the meaning, which serves every operand
@@ -23,6 +24,8 @@ struct Ways {
   bool isExact = false;
   /// Doubles hold, or round as they ought to, all that is formed on the way to a result.
   bool hasBlocks = true;
+  /// Native integers do, and the operation has loops over them.
+  bool hasIntegers = false;
   WideLoops wideLoops = WideLoops::None;
 };
 
@@ -44,6 +47,7 @@ template <class... Arrays>
 Path choosePath(const Ways& ways, const Arrays&... arrays) {
   if (elementPathOnly()) return Path::Elements;
   if (ways.hasBlocks && (areDoubles(arrays) && ...)) return ways.isExact ? Path::PlainDoubles : Path::Blocks;
+  if (ways.hasIntegers) return Path::Integers;
   if (ways.wideLoops == WideLoops::None) return Path::Elements;
   if constexpr ((requires { areWide(arrays); } && ...)) {
     if (ways.wideLoops == WideLoops::OfWide && !(areWide(arrays) && ...)) return Path::Elements;
