@@ -40,7 +40,8 @@ def _build() -> pathlib.Path:
 def _files(folder: pathlib.Path) -> dict[str, bytes]:
     """Names in the wheel, and contents. A library goes by the name that the extension asks for."""
     package = folder / "python" / "qfcore"
-    files = {f"qfcore/{path.name}": path.read_bytes() for path in sorted(package.iterdir()) if path.is_file()}
+    sources = (path for path in sorted(package.rglob("*")) if path.is_file() and path.suffix != ".pyc")
+    files = {f"qfcore/{path.relative_to(package)}": path.read_bytes() for path in sources}
     for library in ("qfcore", "tessel"):
         # Of the names with a version that lead to one file it is the shortest.
         path = min((folder / "lib").glob(f"lib{library}.so.*"), key=lambda each: len(each.name))

@@ -188,6 +188,14 @@ py::object values(py::handle self) {
 /// Another object with the same values, settings and record; what both hold is copied when one is changed.
 py::object copied(py::handle self) { return wrap(arrayArgument(self).array, arrayArgument(self).ndim); }
 
+/// The Python object that shows one array shows what another holds; who refers to it sees that.
+void become(py::handle self, py::handle other) {
+  const Object& source = arrayArgument(other);
+  Object& object = arrayArgument(self);
+  object.array = source.array;
+  object.ndim = source.ndim;
+}
+
 }  // namespace
 
 std::vector<PyType_Slot> elementSlots() {
@@ -202,6 +210,7 @@ void addElementFunctions(py::module_& module) {
   module.def("reshaped", reshaped, "The elements, column by column, in other sizes.");
   module.def("values", values, "The real-world values: a read-only view, or a copy where none is possible.");
   module.def("copied", copied, "Another array with the same content.");
+  module.def("become", become, "Gives an array the content of another.");
 }
 
 }  // namespace face

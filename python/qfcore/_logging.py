@@ -5,53 +5,20 @@ from __future__ import annotations
 from typing import Any
 
 from . import _qfcore
+from ._table import Table
 
 _COLUMNS = ("name", "operation", "type", "values", "overflows", "underflows", "smallest", "largest")
 
 
-class Report:
+class Report(Table):
     """What was met, one row an array and one a kind of operation."""
 
     def __init__(self, rows: list[tuple[Any, ...]]) -> None:
-        self.rows = [dict(zip(_COLUMNS, row)) for row in rows]
-
-    def __len__(self) -> int:
-        return len(self.rows)
+        super().__init__(_COLUMNS, (dict(zip(_COLUMNS, row)) for row in rows), texts=3)
 
     def __getitem__(self, name: str) -> dict[str, Any]:
         """The first row of that name."""
         return next(row for row in self.rows if row["name"] == name)
-
-    def __str__(self) -> str:
-        cells = [list(_COLUMNS)] + [[_cell(row[column]) for column in _COLUMNS] for row in self.rows]
-        widths = [max(len(row[k]) for row in cells) for k in range(len(_COLUMNS))]
-        left = 3
-        return "\n".join(
-            "  ".join(text.ljust(w) if k < left else text.rjust(w) for k, (text, w) in enumerate(zip(row, widths))).rstrip()
-            for row in cells
-        )
-
-    __repr__ = __str__
-
-    def _repr_html_(self) -> str:
-        import html
-
-        def line(tag: str, values: Any) -> str:
-            return "<tr>" + "".join(f"<{tag}>{html.escape(_cell(value))}</{tag}>" for value in values) + "</tr>"
-
-        return "<table>" + line("th", _COLUMNS) + "".join(line("td", row.values()) for row in self.rows) + "</table>"
-
-    def to_pandas(self) -> Any:
-        """The rows as a pandas frame."""
-        import pandas
-
-        return pandas.DataFrame(self.rows, columns=list(_COLUMNS))
-
-
-def _cell(value: Any) -> str:
-    if value is None:
-        return ""
-    return f"{value:.6g}" if isinstance(value, float) else str(value)
 
 
 class logging:

@@ -8,14 +8,13 @@ import numpy as np
 
 from . import _qfcore
 from ._objects import classes
+from ._table import needed
 
 
 def _axes(axes: Any) -> Any:
     if axes is not None:
         return axes
-    from matplotlib import pyplot
-
-    return pyplot.subplots(layout="constrained")[1]
+    return needed("matplotlib.pyplot", "a picture").subplots(layout="constrained")[1]
 
 
 def _limits(a: Any) -> tuple[float, float, float]:
