@@ -9,6 +9,7 @@ it is tried again alone before it is called a failure.
 from __future__ import annotations
 
 import collections
+import queue
 import time
 import uuid
 from typing import Any, Iterator
@@ -27,75 +28,94 @@ class _Tasks:
     """Futures of one call, by the key of their point."""
 
     def __init__(self, points: dict[str, Point], task: Task, client: Any) -> None:
-        self.points, self.task, self.client = points, task, client
+        self._points, self._task, self._client = points, task, client
         self.futures: dict[str, list[Any]] = {}
-        self.began: dict[str, float] = {}
+        self._since: dict[str, tuple[set[str], float]] = {}
+        self._results: queue.SimpleQueue[tuple[str, Any, Result | None]] = queue.SimpleQueue()
         self._name = uuid.uuid4().hex[:12]
         self._count = 0
 
     def start(self, key: str, workers: list[str] | None = None) -> None:
         self._count += 1
-        future = self.client.submit(self.task, self.points[key], key=f"qfcore-{self._name}-{self._count}", pure=False,
-                                    workers=workers)
+        future = self._client.submit(self._task, self._points[key], key=f"qfcore-{self._name}-{self._count}", pure=False,
+                                     workers=workers)
         self.futures.setdefault(key, []).append(future)
-        self.began[key] = time.monotonic()
+        self._since[key] = set(), time.monotonic()
+        self._client.loop.add_callback(self._fetch, key, future)
+
+    async def _fetch(self, key: str, future: Any) -> None:
+        """Waits on the client's own loop, so that nothing else waits for a result on a worker that stands still."""
+        import distributed
+
+        result: Result | None
+        try:
+            result = await self._client.gather(future, asynchronous=True)
+        except (distributed.KilledWorker, distributed.CancelledError):
+            result = None
+        except Exception as error:
+            result = failure(f"{type(error).__name__}: {error}")
+        self._results.put((key, future, result))
+
+    def finished(self) -> Iterator[tuple[str, Result | None]]:
+        """Points and results, None for those that went down with their workers; waits for the first, half a second at
+        most. Raises ConnectionError when the scheduler is gone."""
+        timeout = 0.5
+        while True:
+            try:
+                key, future, result = self._results.get(timeout=timeout)
+            except queue.Empty:
+                break
+            timeout = 0.0
+            if future in self.futures.get(key, ()):
+                self.forget(key)
+                yield key, result
+        if self._client.status != "running":
+            raise ConnectionError("the scheduler is gone; a second start with the same store goes on from what is done")
 
     def forget(self, key: str) -> None:
         for future in self.futures.pop(key):
-            if not future.done():
-                future.cancel()
-        del self.began[key]
+            future.cancel()
+        del self._since[key]
 
     def start_copies(self, slowest: float) -> None:
-        """Starts late runs again on workers that do not have them."""
+        """Starts runs again that have been on one living worker for too long. Those that it has died over move on by
+        themselves: what ends workers is not multiplied."""
         now, limit = time.monotonic(), max(_LEAST, _LATE * slowest)
-        late = [key for key, began in self.began.items() if now - began > limit and len(self.futures[key]) < _COPIES]
+        late = [key for key, (_, since) in self._since.items() if now - since > limit and len(self.futures[key]) < _COPIES]
         if not late:
             return
-        holders = {task: worker for worker, tasks in self.client.processing().items() for task in tasks}
-        everyone = set(self.client.scheduler_info()["workers"])
+        processing = self._client.processing()
+        holders = {task: {worker} for worker, tasks in processing.items() for task in tasks}
+        done = [future for key in late for future in self.futures[key] if future.done()]
+        holders |= {task: set(workers) for task, workers in self._client.who_has(done).items()} if done else {}
         for key in late:
-            free = everyone - {holders.get(future.key) for future in self.futures[key]}
-            if free:
+            latest = holders.get(self.futures[key][-1].key, set())
+            free = set(processing).difference(*(holders.get(future.key, set()) for future in self.futures[key]))
+            if not latest or latest != self._since[key][0]:
+                self._since[key] = latest, now
+            elif free:
                 self.start(key, sorted(free))
-
-    def outcome(self, future: Any) -> Result | None:
-        """What a run gave; None where it went down with its workers."""
-        import distributed
-
-        if future.status == "finished":
-            try:
-                return future.result()  # type: ignore[no-any-return]
-            except Exception:  # the worker that held the result has died
-                return None
-        if future.status == "error":
-            error = future.exception()
-            return None if isinstance(error, distributed.KilledWorker) else failure(f"{type(error).__name__}: {error}")
-        if self.client.status != "running":
-            raise ConnectionError("the scheduler is gone; a second start with the same store goes on from what is done")
-        return None
 
 
 def cluster(points: dict[str, Point], task: Task, client: Any) -> Iterator[tuple[str, Result]]:
     """As tasks of a `dask.distributed` client; one thread a worker is what functions with logging need."""
-    waiting, alone = collections.deque(points), collections.deque[str]()
+    waiting, suspects = collections.deque(points), collections.deque[str]()
     tasks = _Tasks(points, task, client)
+    alone: str | None = None
     slowest = 0.0
     try:
-        while waiting or alone or tasks.futures:
+        while waiting or suspects or tasks.futures:
             room = _HELD * max(1, sum(client.nthreads().values()))
             while waiting and len(tasks.futures) < room:
                 tasks.start(waiting.popleft())
-            is_alone = not tasks.futures
-            if is_alone:
-                tasks.start(alone.popleft())
-            for key, future in _finished(tasks):
-                result = tasks.outcome(future)
-                if result is None and is_alone:
+            if not tasks.futures:
+                alone = suspects.popleft()
+                tasks.start(alone)
+            for key, result in tasks.finished():
+                if result is None and key == alone:
                     result = failure("its workers died, each time that it ran")
-                tasks.forget(key)
                 if result is None:
-                    alone.append(key)
+                    suspects.append(key)
                 else:
                     slowest = max(slowest, result["seconds"] or 0.0)
                     yield key, result
@@ -104,18 +124,3 @@ def cluster(points: dict[str, Point], task: Task, client: Any) -> Iterator[tuple
     finally:
         for key in list(tasks.futures):
             tasks.forget(key)
-
-
-def _finished(tasks: _Tasks) -> list[tuple[str, Any]]:
-    """One finished future for each point that has one; waits for the first, half a second at most."""
-    import distributed
-
-    try:
-        distributed.wait([each for futures in tasks.futures.values() for each in futures], timeout=0.5,
-                         return_when="FIRST_COMPLETED")
-    except (TimeoutError, distributed.TimeoutError):
-        return []
-    except distributed.CancelledError:
-        pass
-    found = ((key, [each for each in futures if each.done()]) for key, futures in tasks.futures.items())
-    return [(key, done[0]) for key, done in found if done]
