@@ -10,8 +10,8 @@ fuzz := build/fuzz
 # Seconds for each fuzz target.
 FUZZ_SECONDS ?= 60
 
-.PHONY: build run python test fuzz bench bench-build bench-instructions performance docs install setup setup-check format check-format \
-  check-clang tidy clean
+.PHONY: build run python test fuzz bench bench-build bench-instructions performance docs install setup setup-test setup-check \
+  format check-format check-clang tidy clean
 .DEFAULT_GOAL := build
 
 build: $(release)/build.ninja
@@ -25,7 +25,7 @@ python: $(release)/build.ninja
 	cmake --build --preset release --target python
 	@echo 'PYTHONPATH=$(CURDIR)/$(release)/python'
 
-test: build/$(preset)/build.ninja
+test: setup-test build/$(preset)/build.ninja
 	cmake --build --preset $(preset)
 	ctest --preset $(preset) -j $(cores)
 
@@ -55,6 +55,9 @@ install: build
 
 setup:
 	@cmake/setup.sh
+
+setup-test:
+	@cmake/setup.sh test
 
 setup-check:
 	@cmake/setup.sh check

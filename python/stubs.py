@@ -7,7 +7,7 @@ import sys
 from typing import Any
 
 import qfcore
-from qfcore import _names, _qfcore
+from qfcore import _names, _qfcore, _table
 
 TYPES = {"int32": "int", "double": "float", "bool": "bool", "string": "str"}
 HEADER = '''# Generated from the tables of the classes.
@@ -17,7 +17,7 @@ import enum
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
-from . import plot as plot
+from . import design as design, plot as plot
 
 __version__: str
 '''
@@ -183,8 +183,10 @@ def main(folder: str) -> None:
         lines += [f"    {member.name} = {member.value!r}" for member in enumeration]
     for name, table in _qfcore.tables().items():
         lines += class_lines(name, table)
-    for shown in (qfcore.Report, qfcore.logging):
-        lines += ["", f"class {shown.__name__}:"] + own_lines(shown)[1]
+    for shown in (_table.Table, qfcore.Report, qfcore.logging):
+        base = shown.__base__
+        lines += ["", f"class {shown.__name__}" + (f"({base.__name__})" if base is not object else "") + ":"]
+        lines += own_lines(shown)[1]
     lines += ["", "def feature(name: str, value: Any = ...) -> Any: ..."]
     with open(f"{folder}/__init__.pyi", "w", encoding="utf-8") as stub:
         stub.write("\n".join(lines) + "\n")

@@ -29,11 +29,11 @@ globals().update({name: each for name, each in _classes.items() if name != "fi"}
 
 
 def __getattr__(name: str) -> _typing.Any:
-    # matplotlib takes longer to load than everything else together.
-    if name == "plot":
+    # What not every program needs, and what would load libraries that take longer than everything else together.
+    if name in ("blocks", "design", "hardware", "plot"):
         import importlib
 
-        return importlib.import_module("qfcore.plot")
+        return importlib.import_module(f"qfcore.{name}")
     import difflib
 
     near = difflib.get_close_matches(name, list(globals()), 1)

@@ -74,7 +74,8 @@ class _Tasks:
 
     def forget(self, key: str) -> None:
         for future in self.futures.pop(key):
-            future.cancel()
+            if not future.done():
+                future.cancel()
         del self._since[key]
 
     def start_copies(self, slowest: float) -> None:

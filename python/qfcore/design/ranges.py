@@ -203,7 +203,14 @@ def _lengthened(short_name: str, bits: int) -> str:
 
 
 def _best_fraction(extremes: list[float], is_signed: bool, word_length: int) -> int:
-    return int(fi(extremes, is_signed, word_length).fraction_length)
+    """Bits behind the point of the finest grid on which no extreme overflows."""
+    numeric_type = classes["numerictype"](is_signed, word_length, 0)
+    fractions = []
+    for extreme in extremes:
+        if extreme != 0:
+            numeric_type.set_best_fraction_length(extreme)
+            fractions.append(int(numeric_type.fraction_length))
+    return min(fractions)
 
 
 def _fraction_for(watched: Watched, snr: float) -> int:
