@@ -10,7 +10,7 @@ fuzz := build/fuzz
 # Seconds for each fuzz target.
 FUZZ_SECONDS ?= 60
 
-.PHONY: build run python test fuzz bench bench-build bench-instructions performance docs install setup setup-test setup-check \
+.PHONY: build run python test fuzz bench bench-build bench-instructions performance docs pictures install setup setup-test setup-check \
   format check-format check-clang tidy clean
 .DEFAULT_GOAL := build
 
@@ -49,6 +49,10 @@ bench-instructions: setup-check bench-build
 docs: $(release)/build.ninja
 	cmake --build --preset release --target reference
 	$(release)/bin/reference docs/reference
+
+# The pages of docs that are programs run; their pictures stand beside them.
+pictures: setup-test python
+	PYTHONPATH=$(CURDIR)/$(release)/python /usr/bin/python3 python/tests/pages.py
 
 install: build
 	cmake --install $(release) --prefix "$(PREFIX)"

@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import ast
 import inspect
+import pathlib
 import sys
 from typing import Any
 
@@ -11,13 +13,13 @@ from qfcore import _names, _qfcore, _table
 
 TYPES = {"int32": "int", "double": "float", "bool": "bool", "string": "str"}
 HEADER = '''# Generated from the tables of the classes.
-from typing import Any, Iterator, TypeAlias, overload
+from typing import Any, Iterable, Iterator, Mapping, Sequence, TypeAlias, overload
 
 import enum
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
-from . import design as design, plot as plot
+from . import blocks as blocks, design as design, hardware as hardware, plot as plot
 
 __version__: str
 '''
@@ -159,19 +161,56 @@ def class_lines(name: str, table: dict[str, Any]) -> list[str]:
     return lines
 
 
-def write_pictures(folder: str) -> None:
-    import ast
-    import pathlib
+# Modules that programs import by name, and the sources of which they show what has no underscore.
+MODULES = {
+    "plot.pyi": ["plot.py"],
+    "blocks.pyi": ["blocks.py"],
+    "hardware.pyi": ["hardware.py"],
+    "design/__init__.pyi": ["_table.py", "design/observe.py", "design/ranges.py", "design/runs.py", "design/search.py"],
+}
+IMPORTS = """import contextlib
+import os
+from typing import Any, Callable, Iterable, Iterator, Mapping, Sequence, Union
 
-    tree = ast.parse(pathlib.Path(qfcore.__file__).with_name("plot.py").read_text())
-    functions = [node for node in tree.body if isinstance(node, ast.FunctionDef) and not node.name.startswith("_")]
-    lines = ["from typing import Any", ""]
-    lines += [f"def {each.name}({ast.unparse(each.args)}) -> {ast.unparse(each.returns or ast.Name('Any'))}: ..." for each in functions]
-    pathlib.Path(folder, "plot.pyi").write_text("\n".join(lines) + "\n")
+import numpy as np
+
+"""
+
+
+def source_lines(node: ast.stmt, indent: str = "") -> list[str]:
+    """What a statement shows to who imports its module."""
+    if isinstance(node, ast.FunctionDef) and node.name != "__init__" and (not node.name.startswith("_") or indent and node.name.startswith("__")):
+        decorators = [f"{indent}@{ast.unparse(each)}" for each in node.decorator_list]
+        result = ast.unparse(node.returns) if node.returns else "Any"
+        return [*decorators, f"{indent}def {node.name}({ast.unparse(node.args)}) -> {result}: ..."]
+    if isinstance(node, ast.AnnAssign) and indent:
+        return [f"{indent}{ast.unparse(node.target)}: {ast.unparse(node.annotation)}"]
+    if isinstance(node, ast.Assign) and isinstance(node.value, ast.Subscript) and ast.unparse(node)[0] != "_" and not indent:
+        return [ast.unparse(node)]  # another name of a type
+    if isinstance(node, ast.ClassDef) and not node.name.startswith("_"):
+        bases = f"({', '.join(map(ast.unparse, node.bases))})" if node.bases else ""
+        body = [line for each in node.body for line in source_lines(each, "    ")]
+        made = next((each for each in node.body if isinstance(each, ast.FunctionDef) and each.name == "__init__"), node)
+        body += [f"    {each.target.attr}: {ast.unparse(each.annotation)}" for each in ast.walk(made)
+                 if isinstance(each, ast.AnnAssign) and isinstance(each.target, ast.Attribute) and not each.target.attr.startswith("_")]
+        return [f"class {node.name}{bases}:", *(body or ["    ..."])]
+    return []
+
+
+def write_modules(folder: pathlib.Path) -> None:
+    for name, sources in MODULES.items():
+        trees = [ast.parse((folder / source).read_text()) for source in sources]
+        nodes = [node for tree in trees for node in tree.body]
+        if name.endswith("__init__.pyi"):
+            front = ast.parse((folder / name.removesuffix("i")).read_text())
+            known = {alias.name for node in ast.walk(front) if isinstance(node, ast.ImportFrom) for alias in node.names} | {"Table"}
+            nodes = [node for node in nodes if getattr(node, "name", None) in known or isinstance(node, ast.Assign)]
+        lines = [line for node in nodes for line in source_lines(node)]
+        (folder / name).write_text(IMPORTS + "\n".join(lines) + "\n")
 
 
 def main(folder: str) -> None:
-    write_pictures(folder)
+    write_modules(pathlib.Path(folder))
     lines = [HEADER, "_int: TypeAlias = int"]
     for name in ("Error", "FixedPointWarning"):
         base = {"Error": "ValueError", "FixedPointWarning": "UserWarning"}[name]

@@ -24,8 +24,8 @@ class Table:
     formats: Mapping[str, str] = {}
 
     def __init__(self, columns: Sequence[str], rows: Iterable[dict[str, Any]], texts: int = 1) -> None:
-        self.columns = list(columns)
-        self.rows = list(rows)
+        self.columns: list[str] = list(columns)
+        self.rows: list[dict[str, Any]] = list(rows)
         self._texts = texts
 
     def __len__(self) -> int:

@@ -7,6 +7,7 @@ import subprocess
 import sys
 
 import numpy as np
+import pages
 import pytest
 import qfcore as qf
 
@@ -64,23 +65,16 @@ def test_wheel_works_in_a_fresh_environment(tmp_path):
     assert len(libraries) == 2 and all(name.startswith(str(tmp_path.resolve())) for name in libraries)
 
 
-def test_pages_hold_true(tmp_path, monkeypatch, capsys):
-    """Every block runs, in order, and prints what stands behind it."""
-    pytest.importorskip("matplotlib").use("Agg")
+@pytest.mark.parametrize("page", pages.PAGES)
+def test_pages_hold_true(page, tmp_path, monkeypatch):
+    """Every block runs, in order, and prints what stands behind it; pictures are made, and are in the folder."""
+    pytest.importorskip("matplotlib")
     monkeypatch.chdir(tmp_path)
-    (tmp_path / "examples").symlink_to(ROOT / "examples")
-    page = ROOT / "docs" / "python.md"
-    pieces = re.findall(r"^```(python|text)\n(.*?)^```$", page.read_text(), re.S | re.M)
-    names = {}
-    for place, (kind, text) in enumerate(pieces):
-        if kind == "text":
-            continue
-        exec(compile(text, f"{page}, block {place}", "exec"), names)
-        printed = capsys.readouterr().out
-        follower = pieces[place + 1 : place + 2]
-        expected = follower[0][1] if follower and follower[0][0] == "text" else ""
-        assert printed == expected, text
-    assert sum(1 for _ in tmp_path.glob("*.png")) == 1
+    pages.enter(tmp_path)
+    for text, printed, said in pages.run(page):
+        assert printed == said, text
+    assert {path.name for path in tmp_path.glob("*.png")} == set(pages.pictures(page))
+    assert all((ROOT / "docs" / name).exists() for name in pages.pictures(page))
 
 
 def test_pictures():

@@ -231,6 +231,7 @@ void FiObjClass::init() {
   addMethods(hostClass(), comparisonMethods());
   addMethods(hostClass(), bitMethods());
   addMethods(hostClass(), numberMethods());
+  addMethods(hostClass(), fileMethods());
 }
 
 }  // namespace embedded::host

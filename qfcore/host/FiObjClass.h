@@ -31,11 +31,14 @@ std::span<const Method> filterMethods();
 std::span<const Method> comparisonMethods();
 std::span<const Method> bitMethods();
 std::span<const Method> numberMethods();
+std::span<const Method> fileMethods();
 /// What the methods subsref and subsasgn do to single existing elements.
 tessel::ElementAccess elementAccess();
 /// Methods of fimath and of numerictype whose operands are arrays: add(F, a, b), ...
 std::span<const Method> fimathArithmeticMethods();
 std::span<const Method> numericTypeArithmeticMethods();
+/// Methods of numerictype that make arrays from files.
+std::span<const Method> numericTypeFileMethods();
 
 /// The array that an argument wraps. Raises "numforge:fi:mustBeFi" / "This parameter must be a fi.".
 fi& fiArgument(const HostArray& array);

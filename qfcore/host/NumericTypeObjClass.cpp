@@ -240,6 +240,9 @@ void NumericTypeObjClass::init() {
   addMethods(hostClass(), kMethods);
 }
 
-void NumericTypeObjClass::init_fi_methods() { addMethods(hostClass(), numericTypeArithmeticMethods()); }
+void NumericTypeObjClass::init_fi_methods() {
+  addMethods(hostClass(), numericTypeArithmeticMethods());
+  addMethods(hostClass(), numericTypeFileMethods());
+}
 
 }  // namespace embedded::host

@@ -47,8 +47,8 @@ class Ranges(Table):
 
     def __init__(self, function: Callable[..., Any], data: tuple[Any, ...], ideal: Observer, typed: Observer,
                  result: Any) -> None:
-        self.result = result
-        self.types = {tag: str(each.qpointstr()) for tag, each in typed.types.items()}
+        self.result: Any = result
+        self.types: dict[str, str] = {tag: str(each.qpointstr()) for tag, each in typed.types.items()}
         self.problems: list[str] = []
         self._run = function, data
         self._ideal, self._typed = ideal, typed

@@ -23,9 +23,9 @@ class Runs(Table):
         flat = [dict.fromkeys(columns) | row["point"] | row["scores"] | {k: row[k] for k in ("cost", "seconds", "error")}
                 for row in rows]
         super().__init__(columns, flat, texts=0)
-        self.names = list(names)
-        self.score = next(iter(scores))
-        self.is_complete = is_complete
+        self.names: list[str] = list(names)
+        self.score: str = next(iter(scores))
+        self.is_complete: bool = is_complete
         self._sign = 1 if larger_is_better else -1
 
     @property
@@ -67,6 +67,6 @@ class Cheapest(Runs):
     """
 
     best: dict[str, Any] | None = None
-    is_proved = False
+    is_proved: bool = False
     gap: float | None = None
     exceptions: list[tuple[dict[str, Any], dict[str, Any]]]
