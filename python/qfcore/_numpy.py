@@ -201,15 +201,11 @@ def _convolve(a: Any, v: Any, mode: str = "full") -> Any:
     """Each result is one sum of products, in the type that the settings give to it."""
     if len(v) > len(a):
         a, v = v, a
-    model = a if isinstance(a, Array) else v
-    edge = np.zeros(len(v) - 1)
-    padded = joined([edge, a, edge], np.concatenate) if isinstance(a, Array) else np.concatenate([edge, a, edge])
-    count = len(a) + len(v) - 1
-    first, last = {"full": (0, count), "valid": (len(v) - 1, len(a)),
-                   "same": ((len(v) - 1) // 2, (len(v) - 1) // 2 + len(a))}[mode]
-    windows = padded[np.arange(first, last)[:, None] + np.arange(len(v))]
-    assert isinstance(model, Array)
-    return windows @ v[::-1]
+    if mode == "valid":
+        return shaped(_qfcore.call("conv", a, v, mode), (len(a) - len(v) + 1,))
+    full = shaped(_qfcore.call("conv", a, v), (len(a) + len(v) - 1,))
+    before = (len(v) - 1) // 2
+    return full if mode == "full" else full[before : before + len(a)]
 
 
 def _mean(a: Any, axis: Any = None, keepdims: bool = False) -> Any:
