@@ -1,6 +1,7 @@
 #include "qfcore/fi/paths/filterkernel.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "qfcore/fi/exactness.h"
@@ -115,14 +116,9 @@ class Term {
         lift_(formats.cast ? 0 : static_cast<int>(formats.grid() - formats.rounded().fraction)),
         sumLift_(static_cast<int>(formats.grid() - formats.sum().fraction)),
         casts_(formats.cast) {
-    if (casts_) cast_ = IntegerStep<Integer>(formats.rounded(), formats.sums);
+    if (casts_) cast_ = CheapestStep<Integer>(formats.rounded(), formats.sums);
   }
   void leaveSumsUnchecked() { sum_.leaveRangeUnchecked(); }
-  /// Whether a term is added as it is.
-  bool isPlain() const {
-    return product_.isIdentity() && cast_.isIdentity() && sum_.isIdentity() && lift_ == 0 && sumLift_ == 0;
-  }
-
   /// The sum, or with `Subtracts` the difference, of a sum and the product of two stored integers.
   template <bool Subtracts, bool Counts>
   Integer added(Integer sum, std::int64_t x, std::int64_t y, IntegerTally<Integer>* products,
@@ -131,14 +127,16 @@ class Term {
     if (casts_) {
       if constexpr (Counts) sums->take(sum);
       term = cast_.template apply<Counts>(term, sums);
+    } else {
+      term <<= lift_;
+      sum <<= sumLift_;
     }
-    term <<= lift_;
-    sum <<= sumLift_;
     return sum_.template apply<Counts>(Subtracts ? sum - term : sum + term, sums);
   }
 
  private:
-  IntegerStep<Integer> product_, cast_, sum_;
+  IntegerStep<Integer> product_, sum_;
+  CheapestStep<Integer> cast_;
   int lift_, sumLift_;
   bool casts_;
 };
@@ -162,8 +160,13 @@ class IntegerFilter final : public FilterKernel {
     const auto run = [&](auto counts, auto size) {
       withStates(states, counts, [&](const Terms& terms, Integer* z, Tallies& met) {
         const Taps<size()> taps(b, a);
+        // Where their number is known they stay in registers.
+        std::array<Integer, size()> known;
+        std::copy_n(z, size(), known.begin());
+        Integer* current = size() > 0 ? known.data() : z;
         for (std::int64_t& sample : signal)
-          sample = taps.template step<counts()>(terms, output_, z, sample, met);
+          sample = taps.template step<counts()>(terms, output_, current, sample, met);
+        std::copy_n(known.begin(), size(), z);
       });
     };
     if (isLogging()) return run(std::true_type(), std::integral_constant<std::size_t, 0>());
@@ -228,8 +231,8 @@ class IntegerFilter final : public FilterKernel {
           states(std::max(forward, backward) - 1) {}
 
     template <bool Counts>
-    [[gnu::always_inline]] std::int64_t step(const Terms& terms, const IntegerStep<Integer>& output, Integer* z,
-                                             std::int64_t x, Tallies& met) const {
+    [[gnu::always_inline]] std::int64_t step(const Terms& terms, const CheapestStep<Integer>& output,
+                                             Integer* z, std::int64_t x, Tallies& met) const {
       const Integer sum = terms.forward.template added<false, Counts>(z[0], b[0], x, &met.forward, &met.sums);
       const auto y = static_cast<std::int64_t>(output.template apply<Counts>(sum, &met.output));
       for (std::size_t k = 1; k <= states; ++k) {
@@ -269,7 +272,7 @@ class IntegerFilter final : public FilterKernel {
   FilterFormats formats_;
   int sumFraction_;
   Term<Integer> forward_, backward_;
-  IntegerStep<Integer> output_;
+  CheapestStep<Integer> output_;
   bool sumsFit_;
 };
 
