@@ -64,6 +64,7 @@ std::vector<Job> exchangeJobs();
 std::vector<Job> wideJobs();
 std::vector<Job> scalarJobs();
 std::vector<Job> textJobs();
+std::vector<Job> filterJobs();
 std::vector<Job> scriptJobs();
 #ifdef QFCORE_PYTHON_PACKAGE
 std::vector<Job> pythonJobs();
