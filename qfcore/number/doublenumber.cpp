@@ -14,6 +14,10 @@
 
 namespace embedded {
 
+namespace {
+[[maybe_unused]] const bool emptied = FreeList<doublenumber>::emptyAtThreadEnd();
+}
+
 void* doublenumber::operator new(std::size_t) { return FreeList<doublenumber>::take(); }
 void doublenumber::operator delete(void* freed) noexcept { FreeList<doublenumber>::give(freed); }
 

@@ -21,10 +21,17 @@ class FreeList {
     return block;
   }
 
+  /// Has this thread's blocks freed at its end. The C library ends the process where it has no memory to note
+  /// that, so the thread that loads the module asks for it at once.
+  static bool emptyAtThreadEnd() noexcept {
+    list_.emptiedAtThreadEnd = &emptier_;
+    return true;
+  }
+
   static void give(void* freed) noexcept {
     List& list = list_;
     if (list.count == kKept) return ::operator delete(freed);
-    if (!list.emptiedAtThreadEnd) list.emptiedAtThreadEnd = &emptier_;
+    if (!list.emptiedAtThreadEnd) emptyAtThreadEnd();
     list.first = new (freed) Block{list.first};
     ++list.count;
   }

@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "qfcore/number/messages.h"
+#include "qfcore/number/mpmemory.h"
 #include "qfcore/number/precision.h"
 
 namespace embedded {
@@ -18,6 +19,8 @@ namespace {
 // Floating-point formats with 31 exponent bits have values beyond MPFR's default exponents.
 [[maybe_unused]] const bool exponentRangeWidened =
     mpfr_set_emin(mpfr_get_emin_min()) == 0 && mpfr_set_emax(mpfr_get_emax_max()) == 0;
+
+const MpReserve whileLoaded;
 
 /// Placed values that have limbs of their own. They are few, and whoever ends the life of one has seen it grow.
 constinit std::atomic<std::size_t> placedWithLimbs{0};
@@ -39,6 +42,13 @@ class ScratchStack {
   }
   void push() { ++depth_; }
   void pop() { --depth_; }
+  /// Asks for the thread's values to be freed at its end. The C library ends the process where it has no memory
+  /// to note that, so the thread that loads the module asks at once.
+  bool cleanAtThreadEnd() {
+    static thread_local Cleaner cleaner;
+    cleaner.stack = this;
+    return true;
+  }
 
  private:
   struct Cleaner {
@@ -49,8 +59,7 @@ class ScratchStack {
   };
 
   void addOne() {
-    static thread_local Cleaner cleaner;
-    cleaner.stack = this;
+    cleanAtThreadEnd();
     assert(made_ < std::size(values_));
     if constexpr (std::is_same_v<T, MpFloat>) {
       values_[made_] = new T(kDoubleBits);
@@ -68,6 +77,8 @@ class ScratchStack {
 // A loaded module would otherwise look its thread's copy up by a call, which costs as much as an addition.
 [[gnu::tls_model("initial-exec")]] constinit thread_local ScratchStack<MpFloat> floatScratch{};
 [[gnu::tls_model("initial-exec")]] constinit thread_local ScratchStack<MpInteger> integerScratch{};
+
+[[maybe_unused]] const bool cleaned = floatScratch.cleanAtThreadEnd() && integerScratch.cleanAtThreadEnd();
 
 }  // namespace
 
@@ -182,7 +193,10 @@ MpIntegerScratch::MpIntegerScratch() : value_(&integerScratch.next()) {
   integerScratch.push();
 }
 
-MpIntegerScratch::~MpIntegerScratch() { integerScratch.pop(); }
+MpIntegerScratch::~MpIntegerScratch() {
+  if (MpReserve::isInUse()) value_->forgetRoom();
+  integerScratch.pop();
+}
 
 void modulo(MpFloat& x, const MpFloat& y) {
   if (y.isZero()) return;

@@ -144,6 +144,11 @@ class QFCORE_API MpInteger {
   MpInteger(const MpInteger&) = delete;
   MpInteger& operator=(const MpInteger&) = delete;
   ~MpInteger() { mpz_clear(value_); }
+  /// Becomes 0 and gives its limbs back.
+  void forgetRoom() {
+    mpz_clear(value_);
+    mpz_init(value_);
+  }
   mpz_ptr get() { return value_; }
   mpz_srcptr get() const { return value_; }
 
