@@ -15,6 +15,7 @@
 #include "qfcore/fi/paths/productkernel.h"
 #include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
+#include "tessel/interruption.h"
 
 namespace embedded {
 
@@ -25,13 +26,28 @@ constexpr Message kInnerDimensions{"numforge:fi:innerdim", "Inner matrix dimensi
 
 // --------------------------------------------------------------------------------------------- exact products
 
+/// So many multiplications are done at once, about a tenth of a second, but those of a few columns in any case:
+/// fewer would make the library slow.
+constexpr double kMultiplicationsAtOnce = 4e8;
+constexpr int kLeastColumns = 8;
+/// The same of terms that take a microsecond each.
+constexpr unsigned kTermsAtOnce = 4096;
+
 /// target (+)= factor · a · b for column-major matrices.
 void addProduct(const fi& a, const double* left, const fi& b, const double* right, double factor, double keep,
                 double* target) {
   const auto rows = static_cast<int>(a.rows()), inner = static_cast<int>(a.cols()),
              cols = static_cast<int>(b.cols());
-  cblas_dgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, rows, cols, inner, factor, left, std::max(rows, 1),
-              right, std::max(inner, 1), keep, target, std::max(rows, 1));
+  const double wanted = kMultiplicationsAtOnce / std::max(1.0, static_cast<double>(rows) * inner);
+  const int atOnce = static_cast<int>(std::clamp<double>(wanted, kLeastColumns, std::max(cols, kLeastColumns)));
+  for (int first = 0;; first += atOnce) {
+    const auto column = static_cast<std::size_t>(first);
+    cblas_dgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, rows, std::min(atOnce, cols - first), inner, factor,
+                left, std::max(rows, 1), right + column * inner, std::max(inner, 1), keep,
+                target + column * rows, std::max(rows, 1));
+    tessel::raiseIfInterrupted();
+    if (cols - first <= atOnce) return;
+  }
 }
 
 void multiplyExactDoubles(const fi& a, const fi& b, fi& result) {
@@ -59,6 +75,7 @@ void multiplyExactNumbers(const fi& a, const fi& b, fi& result) {
     for (unsigned row = 0; row < a.rows(); ++row) {
       result.setIndex(column * a.rows() + row);
       for (unsigned k = 0; k < a.cols(); ++k) {
+        if (k % kTermsAtOnce == 0) tessel::raiseIfInterrupted();
         a.setIndex(k * a.rows() + row);
         b.setIndex(column * b.rows() + k);
         addTerm(result.realPart(), a.realPart(), b.realPart(), false);
@@ -177,6 +194,7 @@ class MatrixBlocks {
     FactorRoom leftRoom, rightRoom;
     double* terms = im_ ? termIm.data() : nullptr;
     for (std::size_t k = 0; k < inner_; ++k) {
+      tessel::raiseIfInterrupted();
       OperandParts left = a_.at(k * rows_ + row), right = b_.at(column * inner_ + k);
       if (rows < kLongColumn && columns > 1) {
         expand(left, right, rows, columns, leftRoom, rightRoom);
@@ -228,6 +246,7 @@ class MatrixBlocks {
     FactorRoom leftRoom;
     double re = 0, im = 0;
     for (std::size_t first = 0; first < inner_; first += kBlock) {
+      tessel::raiseIfInterrupted();
       const std::size_t size = std::min(kBlock, inner_ - first);
       const OperandParts from = a_.at(first * rows_ + row);
       for (std::size_t k = 0; k < size; ++k) {
@@ -267,6 +286,7 @@ void mtimesByElements(const fi& a, const fi& b, fi& productRegister, const quant
       accumulator.realPart() = zero;
       if (accumulator.iscomplex()) accumulator.imagPart() = zero;
       for (unsigned k = 0; k < a.cols(); ++k) {
+        if (k % kTermsAtOnce == 0) tessel::raiseIfInterrupted();
         a.setIndex(k * a.rows() + row);
         b.setIndex(column * b.rows() + k);
         product(a, b, productRegister.realPart(), productRegister.imagPart());

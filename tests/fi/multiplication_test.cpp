@@ -1,8 +1,10 @@
 /// Products against exact rationals, on the element path and on the array path, with counts and extremes.
+#include <ctime>
 #include <functional>
 
 #include "qfcore/fi/scratch.h"
 #include "qfcore/logging/filog.h"
+#include "tessel/runtime/interruption.h"
 #include "tests/fi/arrays.h"
 #include "tests/fi/meter.h"
 
@@ -319,6 +321,34 @@ TEST_F(Multiplication, OfSlopeBiasValuesIsThatOfRealWorldValuesRoundedOnce) {
     const double product = a.realWorldReal() * b.realWorldReal() / type.slopeAdjustmentFactor();
     EXPECT_NEAR(held, product, 1e-9 * (1 + std::abs(product)));
     math.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
+  }
+}
+
+TEST_F(Multiplication, OfMatricesCanBeInterrupted) {
+  qlogger::setLogging(false);
+  fimath full, kept;
+  full.setMaxProductWordLength(65535);
+  full.setMaxSumWordLength(65535);
+  kept.setProductMode(ArithmeticModeEnum::KeepMSB);
+  kept.setProductWordLength(60);
+  kept.setSumMode(ArithmeticModeEnum::KeepMSB);
+  kept.setSumWordLength(16);
+  struct Case {
+    unsigned size;
+    NumericType type;
+    const fimath& math;
+  };
+  // Each would take some seconds.
+  for (const Case& each :
+       {Case{2500, {true, 12, 4}, full}, Case{700, {true, 16, 4}, kept}, Case{300, {true, 70, 60}, full},
+        Case{700, {true, 50, 40}, kept}, Case{160, {true, 200, 190}, kept}}) {
+    const unsigned dims[] = {each.size, each.size};
+    const fi a(0.75, dims, 2, each.type, each.math);
+    tessel::requestInterruption();
+    const std::clock_t before = std::clock();
+    EXPECT_EQ(reference::errorOf([&] { (void)a.mtimes(a); }), "Tessel:interrupted") << each.type.tostring();
+    EXPECT_LT(std::clock() - before, CLOCKS_PER_SEC / 2) << each.type.tostring();
+    tessel::clearInterruption();
   }
 }
 

@@ -39,8 +39,8 @@ const std::vector<Rule>& rules() {
         {"qfcore/number/", {"qfcore/number/", boundary("console.h"), boundary("memory.h")}},
     };
     std::vector<std::string> lower = {"qfcore/number/"};
-    for (const char* header :
-         {"api.h", "array.h", "arrangement.h", "console.h", "interpreter.h", "memory.h", "messages.h"})
+    for (const char* header : {"api.h", "array.h", "arrangement.h", "console.h", "interpreter.h",
+                               "interruption.h", "memory.h", "messages.h"})
       lower.push_back(boundary(header));
     for (const char* folder : {"qfcore/types/", "qfcore/logging/", "qfcore/math/", "qfcore/fi/"}) {
       lower.push_back(folder);

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "qfcore/fi/paths/integerblocks.h"
+#include "tessel/interruption.h"
 
 namespace embedded {
 
@@ -187,6 +188,7 @@ class IntegerTiles {
       for (std::size_t j = 0; j < columns; ++j) std::fill_n(to + j * rows, rows, from[j]);
     };
     for (std::size_t k = 0; k < inner_; ++k) {
+      tessel::raiseIfInterrupted();
       FactorBlock<Factor> a = a_.read(leftColumn, k * rows_ + row, rows);
       if (columns > 1) a = spread(a, left, spreadLeft);
       const FactorBlock<Factor> b = b_.read(rightRow, column * inner_ + k, columns, inner_);
