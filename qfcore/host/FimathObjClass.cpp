@@ -245,7 +245,7 @@ const Method kMethods[] = {
     {"ctranspose", 1, 1, 1, refuse<kNoCTranspose>, "F': not defined."},
     {"set", 1, -1, 0, setProperties, "set(F, name, value, ...): sets properties, all or none."},
     {"AddToFimathDictionary", 0, -1, 0, addToDictionary,
-     "AddToFimathDictionary(F, tag): keeps a copy of F under a tag."},
+     "AddToFimathDictionary(F, tag): keeps a copy of F under a tag, in memory until the module ends."},
     {"GetFromFimathDictionary", 0, -1, 1, getFromDictionary,
      "GetFromFimathDictionary(F, tag): the settings kept under a tag."},
     {"FimathDictionaryTagExists", 0, -1, 1, tagExists,

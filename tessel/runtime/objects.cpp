@@ -274,6 +274,7 @@ std::vector<const HostClass*> Package::classes() const {
 void Package::terminate() {
   // Objects and the program's tree go on naming their classes, so that these are forgotten but never freed.
   static std::vector<std::unique_ptr<HostClass>> forgotten;
+  forgotten.reserve(forgotten.size() + classes_.size());
   std::move(classes_.begin(), classes_.end(), std::back_inserter(forgotten));
   classes_.clear();
 }

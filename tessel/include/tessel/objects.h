@@ -104,7 +104,7 @@ struct NamedRows {
   std::unordered_map<std::string_view, const Row*> byName;  ///< the keys are the rows' own texts
 };
 
-/// A class of a package. References to classes stay valid until the package terminates.
+/// A class of a package. References to it stay valid while the host runs, after the package has terminated too.
 class TESSEL_API HostClass {
  public:
   HostClass(Package& package, std::string name, const HostClass* superclass);
@@ -180,7 +180,7 @@ class TESSEL_API Package {
   HostClass* findClass(std::string_view name) const;
   /// In order of creation.
   std::vector<const HostClass*> classes() const;
-  /// Forgets all classes; no instance may be left.
+  /// Forgets all classes: they are found no more. Instances that are left keep theirs, which is never freed.
   void terminate();
 
  private:

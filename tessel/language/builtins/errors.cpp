@@ -119,7 +119,7 @@ void registerErrorBuiltins(Interpreter& interpreter) {
       {"warning", [](Arrays& inputs, int) { return warning(inputs); }, 1, -1, 0,
        "warning(text), warning(format, ...), warning(identifier, format, ...): issues a warning.\n"
        "warning('off', identifier), warning('on', identifier): switches the warnings of one identifier, or of "
-       "'all'."},
+       "'all'. Identifiers switched stay in memory until 'all' is switched."},
       {"lastwarn", [](Arrays& inputs, int n) { return lastwarn(inputs, n); }, 0, 2, 2,
        "[text, identifier] = lastwarn, lastwarn(text, identifier): reads or sets the last warning."},
       {"assert", [i](Arrays& inputs, int) { return assertTrue(*i, inputs); }, 1, -1, 0,

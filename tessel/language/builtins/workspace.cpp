@@ -201,7 +201,8 @@ void registerWorkspaceBuiltins(Interpreter& interpreter) {
       {"feature", [](Arrays& inputs, int n) { return feature(inputs, n); }, 1, -1, -1,
        "v = feature(name), feature(name, value): reads or sets a feature switch of a module."},
       {"addlistener", [i](Arrays& inputs, int) { return addListener(*i, inputs); }, 3, 3, 0,
-       "addlistener(object, property, f): calls f(object, property) after each change of the property."},
+       "addlistener(object, property, f): calls f(object, property) after each change of the property. The "
+       "object keeps f as long as it lives."},
   });
 }
 
