@@ -274,7 +274,6 @@ struct fi::Sums {
 
   template <class Operation>
   static fi& inPlace(fi& a, const fi& b) {
-    if (&b != &a && a.sharesElementsWith(b)) return inPlace<Operation>(a, b.detached());
     errorIfMathMismatch(a, b);
     errorIfScaledDoubleSlopeBiasMath(a, b);
     const bool slopeBias = a.isSlopeBias() || b.isSlopeBias();
@@ -284,31 +283,34 @@ struct fi::Sums {
     const unsigned precision =
         sumPrecision(a.getNumericType(), b.getNumericType(), a.getNumericType(), a.fimath_.castBeforeSum());
     number scratch(0.0, precision, number::getDefaultForceMultiplePrecision());
-    if (b.iscomplex() && a.isreal()) a.coordinateComplexity(true, a.numel_);
-    fi sumRegister = a.initializeSumRegister(a.getNumericType(), a.fimath_, precision, a.iscomplex());
+    fi sums = a.detached();
+    if (b.iscomplex() && a.isreal()) sums.coordinateComplexity(true, a.numel_);
+    fi sumRegister = a.initializeSumRegister(a.getNumericType(), a.fimath_, precision, sums.iscomplex());
     sumRegister.setLogging(a.getQlogger().isAlwaysOn());
     const auto copyElement = [](const fi& from, fi& to) {
       to.realPart_ = from.realPart_;
       if (to.iscomplex()) to.imagPart_ = from.imagPart_;
     };
-    // This array takes the register's place wherever its storage holds the exact sum.
+    // The sums take the register's place wherever their storage holds the exact sum.
     const bool isOwnRegister =
-        precision <= std::max(a.realPart_.getprecision(), kMaxDoublePrecision) || slopeBias;
-    a.assignWith(sumRegister.assignmentQuantizer_, [&] {
+        precision <= std::max(sums.realPart_.getprecision(), kMaxDoublePrecision) || slopeBias;
+    sums.assignWith(sumRegister.assignmentQuantizer_, [&] {
       for (unsigned k = 0; k < a.numel_; ++k) {
-        a.setIndex(k);
+        sums.setIndex(k);
         b.setIndex(b.isscalar() ? 0 : k);
         if (isOwnRegister) {
-          formSum<Operation>(a, b, a, scratch);
+          formSum<Operation>(sums, b, sums, scratch);
           continue;
         }
-        copyElement(a, sumRegister);
+        copyElement(sums, sumRegister);
         formSum<Operation>(sumRegister, b, sumRegister, scratch);
-        copyElement(sumRegister, a);
+        copyElement(sumRegister, sums);
       }
     });
+    RegisterRecords records(a, &a, Operation::kName, {{RegisterLog::Sum, sumRegister}});
     a.getQlogger().nMathOperationsPlus(a.numel_);
-    a.finishRegisters(&a, Operation::kName, {{RegisterLog::Sum, sumRegister}});
+    a.takeElements(sums);
+    records.complete();
     return a;
   }
 };

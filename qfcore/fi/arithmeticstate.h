@@ -42,4 +42,19 @@ struct ArithmeticState {
   std::unique_ptr<fi> sumRegister;
 };
 
+/// The records of an operation's registers on their way to the result, if there is one, to the module's totals,
+/// to the user, in one warning of overflows and one of underflows, and to the left operand's `registerLogs`.
+/// What may fail is done at construction; unless it is completed nothing has changed.
+class HeldArray::RegisterRecords {
+ public:
+  RegisterRecords(const HeldArray& left, HeldArray* result, const char* name,
+                  std::initializer_list<FinishedRegister> registers);
+  void complete() noexcept;
+
+ private:
+  RecordsKept kept_;
+  ArithmeticState* left_ = nullptr;
+  std::array<std::optional<qlogger>, kRegisterLogs> logs_;
+};
+
 }  // namespace embedded

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 
 namespace embedded {
 
@@ -22,6 +23,19 @@ ArrayShape::ArrayShape(const Shape& dims) : dims_(dims) {
     if (count > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
   }
   if (dims_.size() < 2) dims_.resize(2, 1U);
+  updateNumel();
+}
+
+void ArrayShape::takeSizes(ArrayShape& other) noexcept {
+  std::destroy_at(&dims_);
+  std::construct_at(&dims_, std::move(other.dims_));
+  other.becomeZeroByZero();
+  updateNumel();
+}
+
+void ArrayShape::becomeZeroByZero() noexcept {
+  std::destroy_at(&dims_);
+  std::construct_at(&dims_, Shape::size_type{2}, 0U);
   updateNumel();
 }
 

@@ -1,6 +1,8 @@
 /// The sizes of an array, and what can be asked of them alone.
 #pragma once
 
+#include <utility>
+
 #include <boost/container/small_vector.hpp>
 
 #include "qfcore/number/errors.h"
@@ -54,6 +56,16 @@ class QFCORE_API ArrayShape {
   ~ArrayShape() = default;
   ArrayShape(const ArrayShape&) = default;
   ArrayShape& operator=(const ArrayShape&) = default;
+  /// Copies the sizes, or takes them: `other` is to become 0-by-0 then.
+  ArrayShape(ArrayShape& other, bool copies)
+      : dims_(copies ? Shape(other.dims_) : Shape(std::move(other.dims_))),
+        numel_(other.numel_),
+        maxDim_(other.maxDim_),
+        rows_(other.rows_),
+        cols_(other.cols_) {}
+  // Without memory, which assigning to sizes may need.
+  void takeSizes(ArrayShape& other) noexcept;
+  void becomeZeroByZero() noexcept;
   /// With a second size, 1, where there is but one.
   static Shape padded(Shape dims);
 

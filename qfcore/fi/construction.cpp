@@ -174,7 +174,7 @@ fi::fi(const HostArray* values, const NumericType& type, const fimath& math, con
 }
 
 fi::fi(const fi& other) : HeldArray(other) {}
-fi::fi(fi&& other) noexcept : HeldArray(std::move(other)) {}
+fi::fi(fi&& other) : HeldArray(std::move(other)) {}
 
 fi& fi::operator=(const fi& other) {
   if (this != &other) *this = fi(other);
@@ -210,9 +210,10 @@ fi fi::replacement(const Shape& dims, bool isComplex) const {
 
 void fi::takeElements(const fi& source) {
   const bool keepsImaginaryParts = iscomplex() && !seesAll();
+  const number zero = zeroValue();
   if (source.iscomplex() || !keepsImaginaryParts) coordinateComplexity(source.iscomplex(), numel_);
   source.copyElements(*this, ElementVisit::from(0), ElementVisit::from(0), numel_);
-  if (source.isreal()) overwriteWithZeroValue(imagPart_, ElementVisit::from(0), imagPart_.numel());
+  if (source.isreal()) fillWith(zero, imagPart_, 0);
 }
 
 void fi::setNumericType(const NumericType& type) {
@@ -225,12 +226,12 @@ void fi::setNumericType(const NumericType& type) {
   moved.setLogging(getQlogger().isAlwaysOn());
   requireSuited(*this, target);
   moved.storeQuantized(moved, ElementVisit::from(0), *this, ElementVisit::from(0), numel_);
-  moved.recordInTotal();
   // The record goes on where it began.
   qlogger record(getQlogger());
   record.setNumericType(target);
   record.merge(moved.getQlogger());
   record.markReported();
+  moved.recordInTotal();
   moved.assignmentQuantizer_.logger() = std::move(record);
   moved.arithmeticState_ = std::move(arithmeticState_);
   moved.isAutoScaled_ = type.isScalingUnspecified();
@@ -242,24 +243,26 @@ void fi::setNumericType(const NumericType& type) {
 void fi::resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, const NumericType& type,
                        const fimath& math, bool isComplex) {
   const unsigned precision = precisionOfValid(type);
-  errorIfViewCannotTake(padded(Shape(dims, dims + numDims)), Signed(type), isComplex);
+  Shape shape = padded(Shape(dims, dims + numDims));
+  errorIfViewCannotTake(shape, Signed(type), isComplex);
   if (isView_) {
     coordinateComplexity(isComplex || (iscomplex() && !seesAll()), numel_);
     return setFimath(math);
   }
-  number::setDefaultPrecision(precision, false);
   const bool fits =
       numel == numel_ && (realPart_.getprecision() >= precision || precision <= kMaxDoublePrecision);
-  if (fits) {
-    if (isComplex) imagPart_.resize(numel);
-  } else {
-    realPart_.resize(numel, precision);
-    imagPart_.resize(isComplex ? numel : 0, precision);
-  }
+  const bool imagFits = fits && (!isComplex || imagPart_.numel() == numel);
+  number real(fits ? 0U : numel, precision, NumberVector{});
+  number imag(isComplex && !imagFits ? numel : 0U, fits ? realPart_.getprecision() : precision, NumberVector{});
+  assignmentQuantizer_.set(Signed(type), math.roundMode(), math.overflowMode());
+  // Nothing fails any more.
+  number::setDefaultPrecision(precision, false);
+  if (!fits) realPart_.swap(real);
+  if (!imagFits) imagPart_.swap(imag);
   setIsReal(!isComplex);
   fimath_ = math;
-  updateAssignmentQuantizer(Signed(type));
-  copyDimensions(dims, numDims);
+  dims_ = std::move(shape);
+  updateNumel();
 }
 
 void fi::resizeAndZero(unsigned rows, unsigned cols, const NumericType& type, const fimath& math,

@@ -50,8 +50,7 @@ struct fi::Exchange {
 
   static void set(fi& x, const HostArray& values, ValueMeaning meaning) {
     fi replaced = x.replacement(shapeOf(values), values.isComplex());
-    replaced.assignLogged(kAssignment, [&] { replaced.storeHostValues(values, meaning); });
-    x.replaceElements(std::move(replaced));
+    x.replaceLogged(replaced, [&] { replaced.storeHostValues(values, meaning); });
   }
 };
 
@@ -100,18 +99,12 @@ void fi::setIntHostArray(const HostArray& stored) {
   Exchange::set(*this, stored, ValueMeaning::StoredInteger);
 }
 
-void fi::replaceElements(fi&& source) {
-  if (isView_) {
-    takeElements(source);
-    getQlogger().merge(source.getQlogger());
-    return;
-  }
+void fi::replaceElements(fi& source) {
+  if (isView_) return takeElements(source);
   realPart_.swap(source.realPart_);
   imagPart_.swap(source.imagPart_);
   setIsReal(source.isreal());
-  getQlogger().merge(source.getQlogger());
-  dims_ = std::move(source.dims_);
-  updateNumel();
+  takeSizes(source);
 }
 
 void fi::disp() const { tessel::print(displayedValues(*this)); }

@@ -81,7 +81,7 @@ class QFCORE_API fi : public HeldArray {
   /// A deep copy; of a view, of the elements that it sees.
   fi(const fi& other);
   /// The other array is empty afterwards; a view is copied.
-  fi(fi&& other) noexcept;
+  fi(fi&& other);
   /// Becomes what `other` is. A view, whose shape and type stay, takes its elements alone.
   fi& operator=(const fi& other);
   fi& operator=(fi&& other);
@@ -393,7 +393,7 @@ class QFCORE_API fi : public HeldArray {
                          number& scratch1, number& scratch2);
   /// Matrix product; element-wise where one operand is scalar. Each result element sums its products in the
   /// order of the inner dimension. Raises "numforge:fi:castbeforesumfalseslopebiasnotdefined",
-  /// "numforge:fi:mtimes:inputsMustBe2D" and "numforge:fi:innerdim" besides.
+  /// "numforge:fi:mtimes:inputsMustBe2D" and "numforge:fi:innerdim" besides; the host, "Tessel:interrupted".
   fi mtimes(const fi& b) const;
   /// A 1-by-1 register for products of the type derived last, or of `productType`; its sum register, of
   /// `sumType`, records the sums of complex products. Holds words of `precision` bits.
@@ -543,7 +543,8 @@ class QFCORE_API fi : public HeldArray {
   /// An array of this type to fill and then `replaceElements` with: as `unset`, once that is known to be
   /// allowed.
   fi replacement(const Shape& dims, bool isComplex) const;
-  /// The view's elements and, as far as it sees all, its target's complexity become those of `source`.
+  /// The elements and, as far as a view sees all of its target's, the complexity become those of `source`, an
+  /// array of this shape and type. Where it fails, it does so before anything changes.
   void takeElements(const fi& source);
   void setChunks(const HostArray& chunks, const Shape& dims, unsigned chunksEach);
   /// Copies elements of this array to `into`, an array of this type; `kNoElement` leaves a place as it is.
@@ -559,6 +560,15 @@ class QFCORE_API fi : public HeldArray {
   /// With `products`, what these have recorded is warned of besides, in the same warnings.
   template <class Assign>
   void assignLogged(const char* operation, Assign assign, const qlogger* products = nullptr);
+  /// The same for elements that there are already: `assign` only makes what `complete` puts into their place
+  /// at last. That changes everything it is to change or, where it fails, nothing; nor do records change then.
+  template <class Assign, class Complete>
+  void assignLogged(const char* operation, Assign assign, Complete complete, const qlogger* products = nullptr);
+  /// The same for all elements: `fill` fills `replaced`, which `replacement` made, and its elements are taken.
+  template <class Fill>
+  void replaceLogged(fi& replaced, Fill fill);
+  /// Assigns elements of `rhs` to those at `targets`, logged.
+  void overwrite(const std::vector<unsigned>& targets, const fi& rhs, const ElementVisit& sources);
   /// Runs `assign` with another assignment quantizer than the array's own.
   template <class Assign>
   void assignWith(const quantizer& lent, Assign assign);
@@ -571,8 +581,8 @@ class QFCORE_API fi : public HeldArray {
   void conjugate();
   fi sortedComplex(bool ascending, unsigned stride, unsigned length, double* index) const;
   bool base2numByBlocks(const HostArray& text, int base);
-  /// Takes the elements, shape and complexity of an array of this type, and adds its record.
-  void replaceElements(fi&& source);
+  /// Takes the elements, shape and complexity of an array of this type; of a view, as `takeElements`.
+  void replaceElements(fi& source);
   void storeRealWorld(number& part, const double* values);
   void fillWithRealWorld(number& part, double value);
   void storeHostValues(const HostArray& values, ValueMeaning meaning = ValueMeaning::RealWorld);

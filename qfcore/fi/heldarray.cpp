@@ -53,8 +53,8 @@ HeldArray::HeldArray(const HeldArray& other)
   copyRegisterLogs(other);
 }
 
-HeldArray::HeldArray(HeldArray&& other) noexcept
-    : ArrayShape(other),
+HeldArray::HeldArray(HeldArray&& other)
+    : ArrayShape(other, other.isView_),
       realPart_(taken(other.realPart_, other.isView_)),
       imagPart_(taken(other.imagPart_, other.isView_)),
       isReal_(other.isView_ ? other.isreal() : other.isReal_),
@@ -69,7 +69,7 @@ HeldArray::HeldArray(HeldArray&& other) noexcept
 }
 
 void HeldArray::take(HeldArray& other) noexcept {
-  ArrayShape::operator=(other);
+  takeSizes(other);
   realPart_.swap(other.realPart_);
   imagPart_.swap(other.imagPart_);
   isReal_ = other.isReal_;
@@ -85,8 +85,7 @@ void HeldArray::take(HeldArray& other) noexcept {
 void HeldArray::becomeEmpty() noexcept {
   for (number* part : {&realPart_, &imagPart_}) [[maybe_unused]] const number released(std::move(*part));
   isReal_ = true;
-  dims_.assign(2, 0U);
-  updateNumel();
+  becomeZeroByZero();
 }
 
 HeldArray::HeldArray(const HeldArray& other, CopyIndex)
@@ -151,9 +150,15 @@ void HeldArray::coordinateComplexity(bool isComplex, unsigned count) {
   if (isView_ && isComplex != iscomplex()) fail<message::viewChangesTarget>();
   if (isView_) return;
   const unsigned before = imagPart_.numel();
-  imagPart_.resize(isComplex ? count : 0);
-  setIsReal(!isComplex);
-  fillWithZeroValue(imagPart_, before);
+  if (!isComplex || count <= before || !isSlopeBias()) {
+    imagPart_.resize(isComplex ? count : 0);
+    setIsReal(!isComplex);
+    return fillWithZeroValue(imagPart_, before);
+  }
+  const number zero = zeroValue();
+  imagPart_.resize(count);
+  setIsReal(false);
+  fillWith(zero, imagPart_, before);
 }
 
 unsigned HeldArray::precisionOf(const NumericType& type) {
@@ -167,8 +172,13 @@ unsigned HeldArray::getPrecision() const {
 void HeldArray::setPrecision(unsigned precision) {
   if (isView_ && precision != realPart_.getprecision()) fail<message::viewChangesTarget>();
   if (isView_) return;
+  number resizedImag(0U, imagPart_.getprecision(), NumberVector{});
+  if (iscomplex()) {
+    if (precision == imagPart_.getprecision()) number(imagPart_, NumberVector{}).swap(resizedImag);
+    resizedImag.resize(numel_, precision);
+  }
   realPart_.resize(numel_, precision);
-  if (iscomplex()) imagPart_.resize(numel_, precision);
+  if (iscomplex()) imagPart_.swap(resizedImag);
 }
 
 void HeldArray::updateAssignmentQuantizer(const NumericType& type) {

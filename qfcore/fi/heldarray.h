@@ -44,7 +44,8 @@ class QFCORE_API HeldArray : public ArrayShape {
   virtual void setIndex(unsigned index) const;
   virtual const quantizer& getAssignmentQuantizer() const { return assignmentQuantizer_; }
   virtual ~HeldArray();
-  /// Makes the array complex or real with `count` imaginary parts; parts that are new represent 0.
+  /// Makes the array complex or real with `count` imaginary parts; parts that are new represent 0. Making it
+  /// real takes no memory.
   virtual void coordinateComplexity(bool isComplex, unsigned count);
   virtual bool isreal() const { return isReal_; }
   virtual bool iscomplex() const { return !isReal_; }
@@ -131,7 +132,8 @@ class QFCORE_API HeldArray : public ArrayShape {
   /// The same in the type and settings of `model`, with its tag and logging switch and nothing recorded.
   HeldArray(const HeldArray& model, const Shape& dims, bool isComplex);
   HeldArray(const HeldArray& other);
-  HeldArray(HeldArray&& other) noexcept;
+  /// Fails only where `other` is a view, which is copied.
+  HeldArray(HeldArray&& other);
   HeldArray& operator=(const HeldArray&) = delete;
   HeldArray(const HeldArray& other, CopyIndex);
   HeldArray(const HeldArray& other, CopyElement);
@@ -158,10 +160,22 @@ class QFCORE_API HeldArray : public ArrayShape {
   /// The held value that reads as real-world 0.
   number zeroValue() const;
   /// For new values from `first` on, of which multiprecision ones are 0 already.
-  void fillWithZeroValue(number& part, unsigned first = 0);
+  void fillWithZeroValue(number& part, unsigned first = 0) const;
+  static void fillWith(const number& value, number& part, unsigned first);
   /// For values that may be anything.
   void overwriteWithZeroValue(number& part, const ElementVisit& targets, unsigned count) const;
   void assignPart(number& target, const number& value, const NumericType& from) const;
+  /// What an element of `array` is to become: the one at the cursor of `source`, brought into the type and
+  /// logged. Making it may fail, putting it in its place does not.
+  class NewElement {
+   public:
+    NewElement(const HeldArray& array, const HeldArray& source, bool isComplex);
+    /// At the cursor of the array, which is complex by then if it is to be.
+    void put(HeldArray& array) const;
+
+   private:
+    number real_, imag_;
+  };
   /// Makes a real array complex; the cursor stays.
   void becomeComplex();
 
@@ -176,8 +190,8 @@ class QFCORE_API HeldArray : public ArrayShape {
     RegisterLog kind;
     const HeldArray& finished;
   };
-  /// Hands the records of an operation's registers on: to the result, if given, the module's totals, the user,
-  /// in one warning of overflows and one of underflows, and this array's `registerLogs`.
+  class RegisterRecords;
+  /// Makes `RegisterRecords` and completes them.
   void finishRegisters(HeldArray* result, const char* name,
                        std::initializer_list<FinishedRegister> registers) const;
 

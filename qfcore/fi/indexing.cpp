@@ -1,6 +1,7 @@
 /// Indexing with parentheses: the host indexes arrays of positions, elements move where the positions say.
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/elementvisit.h"
@@ -270,6 +271,18 @@ void fi::storeQuantized(fi& into, const ElementVisit& targets, const fi& rhs, co
   overwriteWithZeroValue(into.imagPart_, targets, count);
 }
 
+namespace {
+
+/// Whether assigning takes no memory, so that elements may be changed in their place.
+bool assignsInPlace(const fi& x, const fi& rhs) {
+  const quantizer& q = x.assignmentQuantizerInUse();
+  return !q.logger().isOn() && q.isDoubleBacked() && x.realPart().doubles() && rhs.realPart().doubles() &&
+         x.iscomplex() == rhs.iscomplex() && !x.getNumericType().isSlopeBias() &&
+         !rhs.getNumericType().isSlopeBias();
+}
+
+}  // namespace
+
 fi& fi::subsasgn(const HostArray& index, const fi& rhs) {
   const HostArray& subscripts = subscriptsOf<kAssignmentParenLast>(index);
   if (rhs.sharesElementsWith(*this)) return subsasgn(index, fi(rhs));
@@ -301,11 +314,15 @@ void fi::subsasgnScalarIndexing(unsigned position, double rhs) {
   checkIndex(position);
   number held(1U, realPart_.getprecision(), NumberVector{});
   storeRealWorld(held, &rhs);
-  assignLogged(kAssignment, [&] {
-    setIndex(position);
-    realPart_ = assignmentQuantizerInUse_->quantize(held);
-    if (iscomplex()) imagPart_ = zeroValue();
-  });
+  std::optional<number> zero;
+  if (iscomplex()) zero.emplace(zeroValue());
+  assignLogged(
+      kAssignment, [&] { assignmentQuantizerInUse_->quantize(held); },
+      [&] {
+        setIndex(position);
+        realPart_ = held;
+        if (zero) imagPart_ = *zero;
+      });
 }
 
 void fi::subsasgnScalarIndexing(unsigned position, const fi& rhs) {
@@ -313,12 +330,20 @@ void fi::subsasgnScalarIndexing(unsigned position, const fi& rhs) {
   rhs.checkIndex(0);
   if (&rhs == this) return subsasgnScalarIndexing(position, elementAt(0));
   errorIfNotAssignable(rhs);
-  if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
-  assignLogged(kAssignment, [&] {
+  rhs.setIndex(0);
+  if (isreal() && assignsInPlace(*this, rhs)) {
     setIndex(position);
-    rhs.setIndex(0);
-    assignElement(rhs);
-  });
+    assignmentQuantizerInUse_->quantize(rhs.realPart_, realPart_);
+    return;
+  }
+  std::optional<NewElement> element;
+  assignLogged(
+      kAssignment, [&] { element.emplace(*this, rhs, iscomplex() || rhs.iscomplex()); },
+      [&] {
+        if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
+        setIndex(position);
+        element->put(*this);
+      });
 }
 
 void fi::subsasgnGeneralIndexing(const HostArray& index, const fi& rhs) {
@@ -348,12 +373,20 @@ bool fi::overwriteExisting(const HostArray& index, const fi& rhs) {
       isLinear ? positions.numel() == rhs.numel_ : withoutOnes(selected) == withoutOnes(rhs.dims_);
   if (positions.isEmpty() || !(rhs.isscalar() || sameSize)) return false;
   const std::vector<unsigned> targets = checkedPositions(*this, positions);
-  if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
-  assignLogged(kAssignment, [&] {
-    const ElementVisit sources = rhs.isscalar() ? ElementVisit::same(0) : ElementVisit::from(0);
-    storeQuantized(*this, targets, rhs, sources, static_cast<unsigned>(targets.size()));
-  });
+  overwrite(targets, rhs, rhs.isscalar() ? ElementVisit::same(0) : ElementVisit::from(0));
   return true;
+}
+
+void fi::overwrite(const std::vector<unsigned>& targets, const fi& rhs, const ElementVisit& sources) {
+  const auto count = static_cast<unsigned>(targets.size());
+  if (assignsInPlace(*this, rhs)) return storeQuantized(*this, targets, rhs, sources, count);
+  fi assigned = unset({count, 1U}, iscomplex() || rhs.iscomplex());
+  assignLogged(
+      kAssignment, [&] { storeQuantized(assigned, ElementVisit::from(0), rhs, sources, count); },
+      [&] {
+        if (assigned.iscomplex() && isreal()) coordinateComplexity(true, numel_);
+        assigned.copyElements(*this, targets, ElementVisit::from(0), count);
+      });
 }
 
 void fi::subscriptedOverwriteAssignment(const HostArray& positions, const fi& rhs) {
@@ -361,10 +394,7 @@ void fi::subscriptedOverwriteAssignment(const HostArray& positions, const fi& rh
   errorIfNotAssignable(rhs);
   if (positions.numel() != numel_) fail<kBadIndex>();
   const AssignmentMap map(positions, *this, rhs);
-  if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
-  assignLogged(kAssignment, [&] {
-    storeQuantized(*this, map.targets, rhs, map.sources, static_cast<unsigned>(map.targets.size()));
-  });
+  overwrite(map.targets, rhs, map.sources);
 }
 
 void fi::subscriptedOverwriteAssignment(const HostArray& positions, const HostArray& rhs) {
@@ -378,10 +408,10 @@ void fi::subscriptedGrowAssignment(const HostArray& positions, const fi& rhs) {
   errorIfViewCannotTake(shapeOf(positions), getNumericType(), isComplex);
   fi grown = blank(shapeOf(positions), isComplex);
   copyElements(grown, ElementVisit::from(0), map.kept, grown.numel_);
-  assignLogged(kAssignment, [&] {
-    storeQuantized(grown, map.targets, rhs, map.sources, static_cast<unsigned>(map.targets.size()));
-  });
-  replaceElements(std::move(grown));
+  assignLogged(
+      kAssignment,
+      [&] { storeQuantized(grown, map.targets, rhs, map.sources, static_cast<unsigned>(map.targets.size())); },
+      [&] { replaceElements(grown); });
 }
 
 void fi::subscriptedGrowAssignment(const HostArray& positions, const HostArray& rhs) {
@@ -394,7 +424,8 @@ void fi::subscriptedGrowAssignmentFromStruct(const HostArray& index, const fi& r
 
 void fi::subscriptedDelete(const HostArray& positions) {
   errorIfViewCannotTake(shapeOf(positions), getNumericType(), iscomplex());
-  replaceElements(rearranged(shapeOf(positions), checkedPositions(*this, positions)));
+  fi kept = rearranged(shapeOf(positions), checkedPositions(*this, positions));
+  replaceElements(kept);
 }
 
 void fi::subscriptedDeleteFromStruct(const HostArray& index) {
@@ -404,10 +435,10 @@ void fi::subscriptedDeleteFromStruct(const HostArray& index) {
 void fi::copydata(const fi& source) {
   errorIfNotAssignable(source);
   fi replaced = replacement(source.dims_, source.iscomplex());
-  assignLogged(kAssignment, [&] {
-    storeQuantized(replaced, ElementVisit::from(0), source, ElementVisit::from(0), source.numel_);
-  });
-  replaceElements(std::move(replaced));
+  assignLogged(
+      kAssignment,
+      [&] { storeQuantized(replaced, ElementVisit::from(0), source, ElementVisit::from(0), source.numel_); },
+      [&] { replaceElements(replaced); });
 }
 
 }  // namespace embedded

@@ -45,34 +45,58 @@ void HeldArray::recordInTotal() const {
   // What construction met is no news to a later assignment.
   record.markReported();
   if (qlogger::getLogType() != LogTypeEnum::Global) return;
-  if (const qlogger* total = qlogger::global(record.operationType())) total->merge(record);
+  const qlogger* total = qlogger::global(record.operationType());
+  if (!total) return;
+  RecordsKept kept;
+  kept.keep(total);
+  total->merge(record);
+  kept.complete();
 }
 
-void HeldArray::finishRegisters(HeldArray* result, const char* name,
-                                std::initializer_list<FinishedRegister> registers) const {
+HeldArray::RegisterRecords::RegisterRecords(const HeldArray& left, HeldArray* result, const char* name,
+                                            std::initializer_list<FinishedRegister> registers) {
   if (!registers.begin()->finished.getQlogger().isOn()) return;
+  left_ = &left.arithmeticState();
+  if (result) kept_.keep(&result->getQlogger());
   std::size_t overflows = 0, underflows = 0;
   for (const auto& [kind, finished] : registers) {
     const qlogger& record = finished.getQlogger();
     overflows += record.takeNewOverflows();
     underflows += record.takeNewUnderflows();
-    if (qlogger::getLogType() == LogTypeEnum::Global) qlogger::global(record.operationType())->merge(record);
+    if (qlogger::getLogType() == LogTypeEnum::Global) {
+      const qlogger* total = qlogger::global(record.operationType());
+      kept_.keep(total);
+      total->merge(record);
+    }
     if (result) {
       result->getQlogger().share(record);
       result->getQlogger().markReported();
     }
     if (kind == RegisterLog::NotKept) continue;
-    std::optional<qlogger>& kept = arithmeticState().registerLogs[static_cast<std::size_t>(kind)];
-    if (kept) {
-      kept->setNumericType(record.numericType());
-      kept->setTag(record.tag());
-      kept->share(record);
+    std::optional<qlogger>& log = logs_[static_cast<std::size_t>(kind)];
+    if (!log) log = left_->registerLogs[static_cast<std::size_t>(kind)];
+    if (log) {
+      log->setNumericType(record.numericType());
+      log->setTag(record.tag());
+      log->share(record);
     } else {
-      kept = record;
+      log = record;
     }
   }
   reportCounts(overflows, underflows, name,
                registers.begin()->kind == RegisterLog::Product ? ReportKind::Product : ReportKind::Plain);
+}
+
+void HeldArray::RegisterRecords::complete() noexcept {
+  kept_.complete();
+  for (std::size_t kind = 0; kind < kRegisterLogs; ++kind) {
+    if (logs_[kind]) left_->registerLogs[kind].swap(logs_[kind]);
+  }
+}
+
+void HeldArray::finishRegisters(HeldArray* result, const char* name,
+                                std::initializer_list<FinishedRegister> registers) const {
+  RegisterRecords(*this, result, name, registers).complete();
 }
 
 void fi::finishProducts(fi* result, const fi& productRegister, const char* name) const {
@@ -91,10 +115,12 @@ void HeldArray::copyRegisterLogs(const HeldArray& other) {
 
 void HeldArray::setTag(const std::string& tag) {
   HeldArray& own = owner();
-  own.assignmentQuantizer_.logger().setTag(tag);
+  std::array<std::string, 1 + kRegisterLogs> copies;  // made before the first is given away
+  copies.fill(tag);
+  own.assignmentQuantizer_.logger().setTag(std::move(copies.back()));
   if (!own.arithmeticState_) return;
-  for (std::optional<qlogger>& log : own.arithmeticState_->registerLogs) {
-    if (log) log->setTag(tag);
+  for (std::size_t kind = 0; kind < kRegisterLogs; ++kind) {
+    if (auto& log = own.arithmeticState_->registerLogs[kind]) log->setTag(std::move(copies[kind]));
   }
 }
 

@@ -136,7 +136,6 @@ fi fi::operator*(const fi& b) const {
 }
 
 fi& fi::operator*=(const fi& b) {
-  if (sharesElementsWith(b)) return *this *= b.detached();
   errorIfMathMismatch(*this, b);
   errorIfScaledDoubleSlopeBiasMath(*this, b);
   const bool slopeBias = isSlopeBias() || b.isSlopeBias();
@@ -150,20 +149,19 @@ fi& fi::operator*=(const fi& b) {
   const quantizer& products = productRegister.assignmentQuantizer_;
   const quantizer& sums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
   ElementProduct product(*this, b, products, sums);
-  const bool becomesComplex = isreal() && b.iscomplex();
-  number newImag(becomesComplex ? numel_ : 0, realPart_.getprecision(), NumberVector{});
+  fi multiplied = unset(dims_, iscomplex() || b.iscomplex());
   for (unsigned k = 0; k < numel_; ++k) {
     setIndex(k);
     b.setIndex(b.isscalar() ? 0 : k);
-    product(*this, b, realPart_, becomesComplex ? newImag[k] : imagPart_);
-  }
-  if (becomesComplex) coordinateComplexity(true, realPart_.numel());
-  for (unsigned k = 0; k < newImag.numel(); ++k) {
-    setIndex(k);
-    imagPart_ = newImag[k];
+    multiplied.setIndex(k);
+    product(*this, b, multiplied.realPart_, multiplied.imagPart_);
   }
   products.logger().nMathOperationsPlus(numel_);
-  finishProducts(this, productRegister, "times");
+  RegisterRecords records(*this, this, "times",
+                          {{RegisterLog::Product, productRegister},
+                           {RegisterLog::ProductSum, *productRegister.arithmeticState().sumRegister}});
+  takeElements(multiplied);
+  records.complete();
   return *this;
 }
 

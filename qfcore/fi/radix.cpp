@@ -169,8 +169,9 @@ bool fi::base2numByBlocks(const HostArray& text, int base) {
   if (!take(table->re, replaced.realPart_) || (table->isComplex && !take(table->im, replaced.imagPart_)))
     return false;
   // Of wide patterns, which are words of the type as they are, only the record needs a quantizer.
-  if (!isWide || getQlogger().isOn()) replaced.assignLogged(kAssignment, [&] { replaced.quantizeAll(); });
-  replaceElements(std::move(replaced));
+  replaceLogged(replaced, [&] {
+    if (!isWide || getQlogger().isOn()) replaced.quantizeAll();
+  });
   return true;
 }
 
@@ -186,7 +187,7 @@ void fi::base2num(const HostArray& text, int base) {
       failInvalid(row, place);
   };
   const unsigned step = table.isComplex ? 2 : 1;
-  replaced.assignLogged(kAssignment, [&] {
+  replaceLogged(replaced, [&] {
     for (unsigned column = 0; column < table.valuesEach; ++column) {
       for (unsigned row = 0; row < rows; ++row) {
         replaced.setIndex(column * rows + row);
@@ -195,7 +196,6 @@ void fi::base2num(const HostArray& text, int base) {
       }
     }
   });
-  replaceElements(std::move(replaced));
 }
 
 }  // namespace embedded

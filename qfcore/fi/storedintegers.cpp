@@ -234,8 +234,7 @@ void fi::setChunks(const HostArray& chunks, const Shape& dims, unsigned chunksPe
   };
   storePart(replaced.realPart_, chunks.real<std::uint32_t>());
   if (chunks.isComplex()) storePart(replaced.imagPart_, chunks.imag<std::uint32_t>());
-  replaced.assignLogged(kAssignment, [&] { replaced.quantizeAll(); });
-  replaceElements(std::move(replaced));
+  replaceLogged(replaced, [&] { replaced.quantizeAll(); });
 }
 
 // ---------------------------------------------------------------------------------------------- Corvane layout
@@ -281,8 +280,7 @@ void fi::setCorvaneIntArray(const HostArray& stored) {
     };
     storePart(replaced.realPart_, stored.realData());
     if (stored.isComplex()) storePart(replaced.imagPart_, stored.imagData());
-    replaced.assignLogged(kAssignment, [&] { replaced.quantizeAll(); });
-    return replaceElements(std::move(replaced));
+    return replaceLogged(replaced, [&] { replaced.quantizeAll(); });
   }
   if (usesCorvaneWords(type)) {
     HostArray chunks = convert64BitIntArrayTo32BitIntArray(stored, type);

@@ -18,13 +18,14 @@ number HeldArray::zeroValue() const {
   return zero;
 }
 
-void HeldArray::fillWithZeroValue(number& part, unsigned first) {
+void HeldArray::fillWithZeroValue(number& part, unsigned first) const {
   if (first >= part.numel()) return;
-  if (!isSlopeBias()) {
-    if (double* plain = part.doubles()) std::fill(plain + first, plain + part.numel(), 0.0);
-    return;
-  }
-  overwriteWithZeroValue(part, ElementVisit::from(first), part.numel() - first);
+  if (isSlopeBias()) return fillWith(zeroValue(), part, first);
+  if (double* plain = part.doubles()) std::fill(plain + first, plain + part.numel(), 0.0);
+}
+
+void HeldArray::fillWith(const number& value, number& part, unsigned first) {
+  for (unsigned k = first; k < part.numel(); ++k) part[k] = value;
 }
 
 void HeldArray::overwriteWithZeroValue(number& part, const ElementVisit& targets, unsigned count) const {
@@ -212,13 +213,28 @@ void HeldArray::quantizeAll() {
 void HeldArray::assignElement(const HeldArray& source) {
   requireElements();
   source.requireElements();
-  assignPart(realPart_, source.realPart_, source.getNumericType());
-  if (isreal()) return;
+  RecordsKept kept;
+  const qlogger& record = assignmentQuantizerInUse_->logger();
+  if (record.isOn()) kept.keep(&record);
+  NewElement(*this, source, iscomplex()).put(*this);
+  kept.complete();
+}
+
+HeldArray::NewElement::NewElement(const HeldArray& array, const HeldArray& source, bool isComplex)
+    : real_(1U, array.realPart_.getprecision(), NumberVector{}),
+      imag_(isComplex ? 1U : 0U, array.realPart_.getprecision(), NumberVector{}) {
+  array.assignPart(real_, source.realPart_, source.getNumericType());
+  if (!isComplex) return;
   if (source.iscomplex()) {
-    assignPart(imagPart_, source.imagPart_, source.getNumericType());
+    array.assignPart(imag_, source.imagPart_, source.getNumericType());
   } else {
-    imagPart_ = zeroValue();
+    imag_ = array.zeroValue();
   }
+}
+
+void HeldArray::NewElement::put(HeldArray& array) const {
+  array.realPart_ = real_;
+  if (!imag_.isempty()) array.imagPart_ = imag_;
 }
 
 void HeldArray::assignPart(number& target, const number& value, const NumericType& from) const {

@@ -189,8 +189,10 @@ class LentType : public Holder<NumericType> {
  public:
   explicit LentType(NumericType& type) : Holder(*hostClassOf<NumericType>), type_(type) {}
   std::shared_ptr<HostObject> clone() const override {
-    return std::make_shared<Wrapped<NumericType>>(hostClass(),
-                                                  [this]() -> const NumericType& { return type_; });
+    return translated([this] {
+      return std::make_shared<Wrapped<NumericType>>(hostClass(),
+                                                    [this]() -> const NumericType& { return type_; });
+    });
   }
   NumericType& held() override { return type_; }
 

@@ -9,6 +9,7 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <new>
 #include <optional>
 #include <span>
 #include <string>
@@ -19,6 +20,7 @@
 #include <vector>
 
 #include "qfcore/number/errors.h"
+#include "qfcore/number/messages.h"
 #include "qfcore/types/enumtable.h"
 #include "qfcore/types/type.h"
 #include "tessel/array.h"
@@ -34,13 +36,16 @@ using tessel::HostArray;
 using tessel::HostClass;
 using tessel::HostObject;
 
-/// Runs `action`; an ErrorIdException leaves as an error of the host with the same identifier and text.
+/// Runs `action`; an ErrorIdException leaves as an error of the host with the same identifier and text, and so
+/// does the lack of memory, whoever met it.
 template <class Action>
 decltype(auto) translated(Action&& action) {
   try {
     return std::forward<Action>(action)();
   } catch (const ErrorIdException& error) {
     tessel::raiseError(error.identifier(), error.text());
+  } catch (const std::bad_alloc&) {
+    tessel::raiseError(message::outOfMemory.identifier, message::outOfMemory.text);
   }
 }
 
@@ -93,7 +98,9 @@ class Wrapped : public Holder<T> {
     if constexpr (std::derived_from<T, EmbeddedTypeSystem::Type>) value.setHostObject(this);
   }
   std::shared_ptr<HostObject> clone() const override {
-    return std::make_shared<Wrapped>(this->hostClass(), [this]() -> const T& { return value; });
+    return translated([this] {
+      return std::make_shared<Wrapped>(this->hostClass(), [this]() -> const T& { return value; });
+    });
   }
   T& held() override { return value; }
   T value;

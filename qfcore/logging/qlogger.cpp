@@ -1,5 +1,6 @@
 #include "qfcore/logging/qlogger.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "qfcore/types/features.h"
@@ -195,6 +196,17 @@ qlogger qlogger::collected() const {
   left.record_->isRealWorld = record_->isRealWorld;
   left.mergeExtremes(*this);
   return left;
+}
+
+RecordsKept::~RecordsKept() {
+  for (Kept& each : kept_) each.logger->record_ = std::move(each.record);
+}
+
+void RecordsKept::keep(const qlogger* logger) {
+  const auto isThis = [logger](const Kept& each) { return each.logger == logger; };
+  if (!logger || std::any_of(kept_.begin(), kept_.end(), isThis)) return;
+  // Not what `copiedRecord` makes: nobody else is to share what comes back.
+  kept_.push_back({logger, logger->record_ ? std::make_unique<LogRecord>(*logger->record_) : nullptr});
 }
 
 std::size_t qlogger::takeNewOverflows() const {

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include <boost/container/small_vector.hpp>
+
 #include "qfcore/logging/logrecord.h"
 #include "qfcore/logging/operationtype.h"
 #include "qfcore/number/number.h"
@@ -171,8 +173,29 @@ class QFCORE_API qlogger {
   EmbeddedTypeSystem::NumericType type_;
   OperationTypeEnum operationType_ = OperationTypeEnum::Unspecified;
   bool alwaysOn_ = false;
+  friend class RecordsKept;
   mutable std::unique_ptr<LogRecord> record_;  // null until something is recorded: most arrays never log
   static const LogRecord sNothing;
+};
+
+/// Gives loggers back what they had recorded, unless the operation that records is completed: one that fails
+/// leaves records as they were.
+class QFCORE_API RecordsKept {
+ public:
+  RecordsKept() = default;
+  RecordsKept(const RecordsKept&) = delete;
+  RecordsKept& operator=(const RecordsKept&) = delete;
+  ~RecordsKept();
+  /// To be called before the logger, which null is none of, records; it outlives this.
+  void keep(const qlogger* logger);
+  void complete() noexcept { kept_.clear(); }
+
+ private:
+  struct Kept {
+    const qlogger* logger;
+    std::unique_ptr<LogRecord> record;
+  };
+  boost::container::small_vector<Kept, 4> kept_;
 };
 
 /// Which words the warnings about new counts use.

@@ -67,6 +67,7 @@ RegularExpression::RegularExpression(std::string function, const std::string& pa
   code->compiled.reset(pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(), options,
                                      &error, &place, nullptr));
   if (!code->compiled) {
+    if (error == PCRE2_ERROR_HEAP_FAILED) throw std::bad_alloc();
     raiseError("Tessel:badExpression",
                fmt::format("Function '{}': '{}' is no regular expression.", function_, pattern_));
   }

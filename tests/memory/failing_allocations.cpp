@@ -1,0 +1,92 @@
+// The allocation functions of the program. They stand apart from those who allocate, so that no compiler takes
+// the ones for the others' partners.
+#include "tests/memory/failing_allocations.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <new>
+
+// What really allocates: the C library, or the sanitizer that stands before it.
+#ifdef __SANITIZE_ADDRESS__
+#define UNDERLYING(function) __interceptor_##function
+#else
+#define UNDERLYING(function) __libc_##function
+#endif
+extern "C" {
+void* UNDERLYING(malloc)(std::size_t bytes);
+void* UNDERLYING(calloc)(std::size_t count, std::size_t bytesEach);
+void* UNDERLYING(realloc)(void* block, std::size_t bytes);
+void UNDERLYING(free)(void* block);
+}
+
+namespace {
+
+constinit thread_local int left = 0;  // allocations up to the one that fails; 0 when none is to
+constinit thread_local bool failsForGood = false, failed = false;
+constinit thread_local std::ptrdiff_t blocks = 0;
+
+bool fails() {
+  if (left == 0) return false;
+  if (left > 1) return --left, false;
+  failed = true;
+  if (!failsForGood) left = 0;
+  errno = ENOMEM;
+  return true;
+}
+
+void* counted(void* block) {
+  if (block) ++blocks;
+  return block;
+}
+
+}  // namespace
+
+namespace memory_tests {
+
+FailingAllocation::FailingAllocation(int which, bool forGood) {
+  failed = false;
+  failsForGood = forGood;
+  left = which;
+}
+
+FailingAllocation::~FailingAllocation() { left = 0; }
+
+bool FailingAllocation::hasFailed() const { return failed; }
+
+std::ptrdiff_t blocksInUse() { return blocks; }
+
+}  // namespace memory_tests
+
+extern "C" {
+
+void* malloc(std::size_t bytes) { return fails() ? nullptr : counted(UNDERLYING(malloc)(bytes)); }
+
+void* calloc(std::size_t count, std::size_t bytesEach) {
+  return fails() ? nullptr : counted(UNDERLYING(calloc)(count, bytesEach));
+}
+
+void* realloc(void* block, std::size_t bytes) {
+  if (fails()) return nullptr;
+  void* moved = UNDERLYING(realloc)(block, bytes);
+  return block ? moved : counted(moved);
+}
+
+void free(void* block) {
+  if (block) --blocks;
+  UNDERLYING(free)(block);
+}
+}
+
+void* operator new(std::size_t bytes) {
+  if (void* block = std::malloc(bytes == 0 ? 1 : bytes)) return block;
+  throw std::bad_alloc();
+}
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  return std::malloc(bytes == 0 ? 1 : bytes);
+}
+void* operator new[](std::size_t bytes) { return operator new(bytes); }
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
+void operator delete[](void* block) noexcept { std::free(block); }
+void operator delete[](void* block, std::size_t) noexcept { std::free(block); }
