@@ -20,6 +20,18 @@ namespace tessel {
 
 namespace {
 
+/// How many calls of functions and methods are active on this thread. A loaded library would otherwise look its
+/// thread's counter up by a call.
+[[gnu::tls_model("initial-exec")]] constinit thread_local int activeCalls = 0;
+
+class ActiveCall {
+ public:
+  ActiveCall() { ++activeCalls; }
+  ~ActiveCall() { --activeCalls; }
+  ActiveCall(const ActiveCall&) = delete;
+  ActiveCall& operator=(const ActiveCall&) = delete;
+};
+
 class FunctionRegistry {
  public:
   /// Holds the runtime's own functions from the start.
@@ -33,8 +45,9 @@ class FunctionRegistry {
   }
 
   void add(FunctionInfo info) {
+    if (activeCalls == 0) replaced_.clear();
     std::unique_ptr<FunctionInfo>& slot = functions_[info.name];
-    if (slot != nullptr) replaced_.push_back(std::move(slot));
+    if (slot != nullptr && activeCalls > 0) replaced_.push_back(std::move(slot));
     slot = std::make_unique<FunctionInfo>(std::move(info));
     ++version_;
   }
@@ -58,7 +71,7 @@ class FunctionRegistry {
     std::size_t operator()(std::string_view name) const { return std::hash<std::string_view>()(name); }
   };
   std::unordered_map<std::string, std::unique_ptr<FunctionInfo>, Hash, std::equal_to<>> functions_;
-  // A function may be replaced while it runs.
+  /// A function may be replaced while it runs, so these live until none does.
   std::vector<std::unique_ptr<FunctionInfo>> replaced_;
   std::uint64_t version_ = 0;
 };
@@ -115,6 +128,7 @@ Arrays invoke(const FunctionInfo& function, Arrays& inputs, int outputCount) {
   if (function.maxInputs >= 0 && inputCount > function.maxInputs) raiseTooManyInputs();
   if (inputCount < function.minInputs) raiseError("Tessel:NotEnoughInputs", "Not enough input arguments.");
   if (function.maxOutputs >= 0 && outputCount > function.maxOutputs) raiseTooManyOutputs();
+  const ActiveCall active;
   return function.call(inputs, outputCount);
 }
 

@@ -31,7 +31,8 @@ struct FunctionInfo {
 
 /// Adds or replaces a function that scripts can call by name.
 TESSEL_API void registerFunction(FunctionInfo info);
-/// The registered function of that name, or null.
+/// The registered function of that name, or null. It lives until the name is registered again and no function
+/// runs.
 TESSEL_API const FunctionInfo* findFunction(std::string_view name);
 /// Names of all registered functions, sorted.
 TESSEL_API std::vector<std::string> functionNames();
