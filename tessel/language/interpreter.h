@@ -95,6 +95,9 @@ class Interpreter {
   /// `lastError` knows it.
   void run(const Program& program);
   void run(const Statement& statement);
+  /// From here on so many statements, passes of loops and calls may be executed; what goes on after them is
+  /// interrupted, as by the user. For programs of which nobody knows whether they end.
+  void limitSteps(std::uint64_t count) { stepsLeft_ = count; }
   const ErrorRecord& lastError() const { return lastError_; }
   void setLastError(ErrorRecord error) { lastError_ = std::move(error); }
 
@@ -143,6 +146,9 @@ class Interpreter {
   using Steps = std::vector<IndexStep>;
   using StepRange = std::span<const IndexStep>;
   static const MemberName kColon;
+
+  /// Counts one step; raises "Tessel:interrupted" after the last one, and when the user interrupts.
+  void countStep();
 
   // Statements
   Flow execute(const Block& block);
@@ -253,6 +259,7 @@ class Interpreter {
   Frame* frame_ = &workspace_;
   const EndContext* endContext_ = nullptr;
   int callDepth_ = 0;
+  std::uint64_t stepsLeft_ = UINT64_MAX;
   /// Where the stack stood at the beginning, and how much of it calls may use.
   const char* stackBase_;
   std::size_t stackAllowed_;

@@ -98,7 +98,9 @@ Value Interpreter::evaluateNode(const BinaryOperation& node) {
   if (code == Operator::AndAnd || code == Operator::OrOr) return evaluateShortCircuit(node);
   const Value *leftInPlace = valueInPlace(*node.left), *rightInPlace = valueInPlace(*node.right);
   if (leftInPlace && rightInPlace) {
-    const auto byFunction = [&] { return callOperator(node.method, Value(*leftInPlace), Value(*rightInPlace)); };
+    const auto byFunction = [&] {
+      return callOperator(node.method, Value(*leftInPlace), Value(*rightInPlace));
+    };
     const double *a = leftInPlace->scalar(), *b = rightInPlace->scalar();
     return a && b ? scalarOperation(code, *a, *b, byFunction) : byFunction();
   }

@@ -5,18 +5,27 @@
 #include <utility>
 #include <vector>
 
+#include "tessel/interruption.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/language/replaced.h"
 #include "tessel/messages.h"
 #include "tessel/registries.h"
+#include "tessel/runtime/interruption.h"
 
 namespace tessel {
+
+inline void Interpreter::countStep() {
+  if (stepsLeft_ == 0) requestInterruption();
+  if (isInterruptionRequested()) raiseIfInterrupted();
+  --stepsLeft_;
+}
 
 /// One call, or one text being evaluated. Raises "Tessel:recursionLimit" when too many are active.
 class Interpreter::CallDepth {
  public:
   explicit CallDepth(Interpreter& interpreter) : interpreter_(interpreter) {
     if (interpreter.callDepth_ >= kMaxDepth || !hasStack()) raiseTooDeep();
+    interpreter.countStep();
     ++interpreter.callDepth_;
   }
   ~CallDepth() { --interpreter_.callDepth_; }

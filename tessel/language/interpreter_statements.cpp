@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 #include "tessel/interpreter.h"
-#include "tessel/interruption.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/language/interpreter_scopes.h"
 #include "tessel/runtime/arithmetic.h"
@@ -45,7 +44,7 @@ Interpreter::Flow Interpreter::execute(const Statement& statement) {
   frame_->line = statement.line;
   // Whoever executes a statement has dealt with the error before it.
   if (!errorStack_.empty()) errorStack_.clear();
-  if (isInterruptionRequested()) raiseIfInterrupted();
+  countStep();
   return std::visit([this](const auto& node) { return executeNode(node); }, statement.node);
 }
 
@@ -119,7 +118,7 @@ Interpreter::Flow Interpreter::executeNode(const WhileStatement& node) {
   while (isTrue(evaluate(*node.condition))) {
     if (const auto flow = executePass(node.body)) return *flow;
     frame_->line = line;
-    if (isInterruptionRequested()) raiseIfInterrupted();
+    countStep();
   }
   return Flow::Normal;
 }
@@ -130,7 +129,7 @@ Interpreter::Flow Interpreter::executeLoop(const ForStatement& node, std::size_t
   for (std::size_t k = 0; k < count; ++k) {
     frame_->slots[node.slot] = valueAt(k);
     if (const auto flow = executePass(node.body)) return *flow;
-    if (isInterruptionRequested()) raiseIfInterrupted();
+    countStep();
   }
   return Flow::Normal;
 }

@@ -277,7 +277,10 @@ TEST(Interpreter, CanBeInterrupted) {
                     },
                     0, 0, 0, ""});
   for (const char* source :
-       {"while true, interruptNow(), end", "while true, try, interruptNow(), x = 1; catch, end, end"}) {
+       {"while true, interruptNow(), end", "while true, try, interruptNow(), x = 1; catch, end, end",
+        "while true, end", "for k = 1:1e9, end", "while true, try, x = 1; catch, end, end",
+        "function r = f(n), r = 0; if n > 0, r = f(n - 1) + f(n - 1); end, end\nf(60);"}) {
+    interpreter.limitSteps(1000);
     try {
       interpreter.run(interpreter.load(source, "test"));
       ADD_FAILURE();
@@ -285,6 +288,28 @@ TEST(Interpreter, CanBeInterrupted) {
       EXPECT_EQ(error.identifier(), "Tessel:interrupted");
     }
   }
+}
+
+/// However often a name is registered anew, only what runs outlives that.
+TEST(Interpreter, ForgetsReplacedFunctions) {
+  const auto token = std::make_shared<int>(7);
+  const auto replace = [](std::shared_ptr<int> held) {
+    registerFunction(
+        {"replaced", [held](Arrays&, int) -> Arrays { return {HostArray::scalar(*held)}; }, 0, 0, 1, ""});
+  };
+  for (int k = 0; k < 100; ++k) replace(token);
+  EXPECT_EQ(token.use_count(), 2);
+  registerFunction({"replaced",
+                    [held = token, replace](Arrays&, int) -> Arrays {
+                      replace(std::make_shared<int>(8));
+                      replace(std::make_shared<int>(9));
+                      return {HostArray::scalar(*held)};
+                    },
+                    0, 0, 1, ""});
+  EXPECT_EQ(callFunction("replaced", {}).at(0).scalarValue(), 7);
+  EXPECT_EQ(callFunction("replaced", {}).at(0).scalarValue(), 9);
+  replace(token);
+  EXPECT_EQ(token.use_count(), 2);
 }
 
 }  // namespace
