@@ -46,8 +46,9 @@ const fi::Shape& scalarShape() {
 unsigned precisionOfValid(const NumericType& type) {
   // Asked for every array: the call is for those few types alone that are in doubt.
   const bool isInDoubt = type.wordLength() < 1 || type.wordLength() > NumericType::kMaxWordLength ||
-                         type.fixedExponent() == INT_MIN;
-  if (isInDoubt) resulttypes::errorIfBadLengths(type);
+                         type.fixedExponent() == INT_MIN ||
+                         !std::isfinite(type.slopeAdjustmentFactor() + type.bias());
+  if (isInDoubt) resulttypes::errorIfUnfit(type);
   return fi::precisionOf(type);
 }
 

@@ -182,7 +182,7 @@ void HeldArray::setPrecision(unsigned precision) {
 }
 
 void HeldArray::updateAssignmentQuantizer(const NumericType& type) {
-  resulttypes::errorIfBadLengths(type);
+  resulttypes::errorIfUnfit(type);
   errorIfViewCannotTake(dims_, type, iscomplex());
   if (target_) return target_->updateAssignmentQuantizer(type);
   assignmentQuantizer_.set(type, fimath_.roundMode(), fimath_.overflowMode());

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <climits>
+#include <cmath>
 #include <cstdlib>
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/exactness.h"
 #include "qfcore/fi/fi.h"
+#include "qfcore/types/numerictype_messages.h"
 
 namespace embedded {
 
@@ -121,9 +123,13 @@ int checkedFractionLength(long fractionLength) {
   return static_cast<int>(fractionLength);
 }
 
-void errorIfBadLengths(const NumericType& type) {
+void errorIfUnfit(const NumericType& type) {
   type.errorIfBadWordLength();
-  if (type.isFixedOrScaledDouble()) checkedFractionLength(-long{type.fixedExponent()});
+  if (!type.isFixedOrScaledDouble()) return;
+  checkedFractionLength(-long{type.fixedExponent()});
+  if (!std::isfinite(type.slopeAdjustmentFactor()))
+    fail<EmbeddedTypeSystem::msg::invalidSlopeAdjustmentFactor>();
+  if (!std::isfinite(type.bias())) fail<EmbeddedTypeSystem::msg::biasNotFinite>();
 }
 
 DataTypeEnum dataType(const NumericType& a, const NumericType& b) {

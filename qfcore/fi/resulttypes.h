@@ -17,9 +17,9 @@ using EmbeddedTypeSystem::NumericType;
 /// The fraction length of a result, as the `int` that types have.
 int checkedFractionLength(long fractionLength);
 
-/// Refuses a type that was stored unchecked: of a word length that no setter takes, or a fraction length beyond
-/// what an `int` holds.
-void errorIfBadLengths(const NumericType& type);
+/// Refuses a type that arrays cannot have, which what stores unchecked gives: of a word length that no setter
+/// takes, a fraction length beyond what an `int` holds, or a slope or bias that is no finite number.
+void errorIfUnfit(const NumericType& type);
 
 /// The data type of an operation on two compatible types: ScaledDouble when the right one is, else the left
 /// one's.

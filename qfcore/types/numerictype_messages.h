@@ -20,6 +20,8 @@ inline constexpr Message invalidSlope{
 inline constexpr Message slopeNoPowerOfTwo{
     QFCORE_INVALID_SETTING,
     "Invalid total slope specified; for binary point scaling, the total slope must be an exact power of two"};
+inline constexpr Message biasNotFinite{QFCORE_INVALID_SETTING,
+                                       "Invalid Bias specified; the Bias must be finite"};
 inline constexpr Message invalidSlopeAdjustmentFactor{
     QFCORE_INVALID_SETTING,
     "Invalid SlopeAdjustmentFactor specified; the SlopeAdjustmentFactor must be greater than or equal to 1 and "

@@ -37,14 +37,30 @@ TEST(Construction, EmptyArrayHasTheDefaults) {
   EXPECT_EQ(empty.numel() + empty.maxDim(), 0U);
 }
 
-TEST(Construction, RefusesWordLengthsThatNoTypeHasAndPadsShapes) {
-  for (const int wordLength : {0, -5, 65536, 70000}) {
-    const NumericType unchecked(true, wordLength, 0);
-    const char* text = wordLength < 1 ? "Invalid WordLength specified; the WordLength must be greater than 0"
-                                      : "Invalid WordLength specified; the WordLength must be less than 65536";
-    const auto refuses = [&](auto action) { expectError(action, "Numforge:numerictype:InvalidSetting", text); };
+TEST(Construction, RefusesTypesThatNoArrayHasAndPadsShapes) {
+  const double nan = std::nan(""), infinity = HUGE_VAL;
+  const std::string
+      tooSmall = "WordLength specified; the WordLength must be greater than 0",
+      tooBig = "WordLength specified; the WordLength must be less than 65536",
+      bias = "Bias specified; the Bias must be finite",
+      factor =
+          "SlopeAdjustmentFactor specified; the SlopeAdjustmentFactor must be greater than or equal "
+          "to 1 and less than 2";
+  const std::pair<NumericType, std::string> unfit[] = {
+      {NumericType(true, 0, 0), tooSmall},
+      {NumericType(true, -5, 0), tooSmall},
+      {NumericType(true, 65536, 0), tooBig},
+      {NumericType(true, 70000, 0), tooBig},
+      {NumericType(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, true, 16, 1.5, 0, nan), bias},
+      {NumericType(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, true, 70, 1, 0, -infinity), bias},
+      {NumericType(DataTypeEnum::ScaledDouble, ScalingEnum::SlopeBias, true, 16, nan, 0, 1), factor},
+  };
+  for (const auto& [unchecked, text] : unfit) {
+    const auto refuses = [&, reason = "Invalid " + text](auto action) {
+      expectError(action, "Numforge:numerictype:InvalidSetting", reason.c_str());
+    };
     fi x(1.0, NumericType());
-    refuses([&] { fi(1.0, true, wordLength, 0); });
+    refuses([&] { fi(1.0, unchecked); });
     refuses([&] { fi(2U, 3U, unchecked); });
     refuses([&] { x.setNumericType(unchecked); });
     refuses([&] { x.resizeAndZero(1, 1, unchecked, fimath(), false); });
