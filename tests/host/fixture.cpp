@@ -61,6 +61,7 @@ HostArray freshObject(const HostClass& hostClass) {
 std::string textOf(const HostArray& value) {
   std::string text;
   if (value.isText() && !value.isEmpty()) return value.toText();
+  if (value.isFunction()) return value.functionValue()->text();
   for (const std::size_t size : value.dims()) text += std::to_string(size) + "x";
   text += ": ";
   for (std::size_t i = 0; i < value.numel(); ++i) {
