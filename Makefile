@@ -11,7 +11,7 @@ fuzz := build/fuzz
 FUZZ_SECONDS ?= 60
 
 .PHONY: build run python test fuzz bench bench-build bench-instructions performance docs pictures install setup setup-test setup-check \
-  format check-format check-clang tidy clean
+  format check-format check-clang lint cppcheck tidy clean
 .DEFAULT_GOAL := build
 
 build: $(release)/build.ninja
@@ -77,6 +77,12 @@ check-format: setup-check
 
 check-clang: setup-check build/clang/build.ninja
 	cmake --build --preset clang
+
+lint: cppcheck tidy
+
+cppcheck: setup-check
+	cppcheck --quiet -j$(cores) --std=c++20 --language=c++ --error-exitcode=1 --enable=warning,performance,portability \
+	  --suppressions-list=cmake/cppcheck.txt -DQFCORE_DOUBLE_PRECISION_LIMIT=52 -I. -Itessel/include tessel qfcore python/extension
 
 tidy: setup-check build/clang/build.ninja
 	run-clang-tidy -quiet -p build/clang '$(CURDIR)/(tessel|qfcore)/'
