@@ -10,7 +10,7 @@ fuzz := build/fuzz
 # Seconds for each fuzz target.
 FUZZ_SECONDS ?= 60
 
-.PHONY: build run python test fuzz bench bench-build bench-instructions performance docs pictures install setup setup-test setup-check \
+.PHONY: build run python test coverage fuzz reliability bench bench-build bench-instructions performance docs pictures install setup setup-test setup-check \
   format check-format check-clang lint cppcheck tidy clean
 .DEFAULT_GOAL := build
 
@@ -28,6 +28,10 @@ python: $(release)/build.ninja
 test: setup-test build/$(preset)/build.ninja
 	cmake --build --preset $(preset)
 	ctest --preset $(preset) -j $(cores)
+
+# The figures of the page come from the last `make test`, and from `make fuzz`.
+reliability:
+	docs/reliability.sh docs/reliability.md $(release) $(fuzz)
 
 # Findings are written to build/fuzz/findings; what one shows is mended, and its file joins the corpus.
 fuzz: setup-check $(fuzz)/build.ninja
@@ -68,6 +72,15 @@ setup-check:
 
 build/%/build.ninja: CMakePresets.json | setup
 	cmake --preset $*
+
+# What no test reaches is listed in build/coverage/untaken.txt; branches of exceptions that a call may throw do not count.
+coverage: setup-check build/coverage/build.ninja
+	cmake --build --preset coverage
+	find build/coverage -name '*.gcda' -delete
+	ctest --preset coverage -j $(cores)
+	gcovr --root . --object-directory build/coverage --filter 'qfcore/' --filter 'tessel/' --exclude-throw-branches \
+	  --exclude-unreachable-branches --exclude-branches-by-pattern '.*\bassert\(.*' --json build/coverage/coverage.json --txt build/coverage/coverage.txt --print-summary -j $(cores)
+	tests/untaken.py build/coverage/coverage.json . >build/coverage/untaken.txt
 
 format: setup-check
 	$(sources) | xargs clang-format -i
