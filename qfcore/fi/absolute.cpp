@@ -85,9 +85,9 @@ void mapRealWorld(const fi& x, const number& source, number& target, const quant
                   const Operation& operation) {
   const RealWorldScaling scaling(x.getNumericType());
   number scratch(0.0, scaling.heldPrecision(BitRange::ofRealWorld(x.getNumericType())), true);
+  const number reader(source, Reading{});
   for (unsigned k = 0; k < x.numel(); ++k) {
-    x.setIndex(k);
-    scratch = source;
+    scratch = reader[k];
     scaling.fromHeld(scratch);
     operation(scratch);
     scaling.toHeld(scratch);
@@ -154,9 +154,10 @@ fi fi::abs() const {
     // double's last bit is not reliable.
     const bool isNative = !getNumericType().isFixed();
     number length(0.0, isNative ? kMaxDoublePrecision : 2 * getPrecision() + 8, !isNative);
+    const fi reader(*this, Reading{});
     for (unsigned k = 0; k < numel_; ++k) {
-      setIndex(k);
-      abs(length);
+      reader.setIndex(k);
+      reader.abs(length);
       result.realPart_[k] = q.quantize(length);
     }
   });
@@ -200,9 +201,10 @@ fi fi::sign() const {
     if (!isSlopeBias())
       return mapPart(*this, realPart_, result.realPart_, result.assignmentQuantizerInUse(), Sign{});
     std::vector<double> signs(numel_);
+    const fi reader(*this, Reading{});
     for (unsigned k = 0; k < numel_; ++k) {
-      setIndex(k);
-      signs[k] = Sign{}(realWorldReal());
+      reader.setIndex(k);
+      signs[k] = Sign{}(reader.realWorldReal());
     }
     result.storeRealWorld(result.realPart_, signs.data());
     result.quantizeAll();

@@ -80,12 +80,11 @@ template <class Operation>
   const auto sumPart = [&](number& target, const number& left, const number& right) {
     const WideOperand x(a, left), y(b, right);
     if (x.isWide() && y.isWide() && target.multiprecision()) return combineWide<Operation>(target, x, y);
+    const number p(left, Reading{}), q(right, Reading{});
     for (unsigned k = 0; k < result.numel(); ++k) {
-      a.setIndex(a.isscalar() ? 0 : k);
-      b.setIndex(b.isscalar() ? 0 : k);
       target.setIndex(k);
-      if (!left.isempty()) target = left;
-      if (!right.isempty()) Operation::apply(target, right);
+      if (!p.isempty()) target = p[a.isscalar() ? 0 : k];
+      if (!q.isempty()) Operation::apply(target, q[b.isscalar() ? 0 : k]);
     }
   };
   sumPart(result.realPart(), a.realPart(), b.realPart());
@@ -189,12 +188,13 @@ struct fi::Sums {
 
   template <class Operation>
   static void byElements(const fi& a, const fi& b, fi& sumRegister, fi& result) {
+    const fi left(a, Reading{}), right(b, Reading{});
     number scratch(0.0, sumRegister.realPart_.getprecision(), number::getDefaultForceMultiplePrecision());
     for (unsigned k = 0; k < result.numel_; ++k) {
-      a.setIndex(a.isscalar() ? 0 : k);
-      b.setIndex(b.isscalar() ? 0 : k);
+      left.setIndex(a.isscalar() ? 0 : k);
+      right.setIndex(b.isscalar() ? 0 : k);
       result.setIndex(k);
-      ofElements<Operation>(result, a, b, sumRegister, scratch);
+      ofElements<Operation>(result, left, right, sumRegister, scratch);
     }
   }
 
@@ -294,16 +294,17 @@ struct fi::Sums {
     // The sums take the register's place wherever their storage holds the exact sum.
     const bool isOwnRegister =
         precision <= std::max(sums.realPart_.getprecision(), kMaxDoublePrecision) || slopeBias;
+    const fi right(b, Reading{});
     sums.assignWith(sumRegister.assignmentQuantizer_, [&] {
       for (unsigned k = 0; k < a.numel_; ++k) {
         sums.setIndex(k);
-        b.setIndex(b.isscalar() ? 0 : k);
+        right.setIndex(b.isscalar() ? 0 : k);
         if (isOwnRegister) {
-          formSum<Operation>(sums, b, sums, scratch);
+          formSum<Operation>(sums, right, sums, scratch);
           continue;
         }
         copyElement(sums, sumRegister);
-        formSum<Operation>(sumRegister, b, sumRegister, scratch);
+        formSum<Operation>(sumRegister, right, sumRegister, scratch);
         copyElement(sumRegister, sums);
       }
     });

@@ -269,10 +269,10 @@ struct fi::Bits {
       });
       return result;
     }
+    const number source(x.realPart_, Reading{});
     for (unsigned k = 0; k < result.numel_; ++k) {
-      x.setIndex(x.isscalar() ? 0 : k);
       number& target = result.realPart_[k];
-      target = x.realPart_;
+      target = source[x.isscalar() ? 0 : k];
       setBit(target, static_cast<int>(positions[k]), values[k] != 0, word);
     }
     return result;
@@ -300,15 +300,16 @@ struct fi::Bits {
       });
       return result;
     }
+    const fi left(a, Reading{}), right(b, Reading{});
     for (unsigned k = 0; k < result.numel_; ++k) {
-      a.setIndex(a.isscalar() ? 0 : k);
-      b.setIndex(b.isscalar() ? 0 : k);
+      left.setIndex(a.isscalar() ? 0 : k);
+      right.setIndex(b.isscalar() ? 0 : k);
       result.setIndex(k);
-      result.realPart_ = a.realPart_;
-      Operation::onNumbers(result.realPart_, b.realPart_, word);
+      result.realPart_ = left.realPart_;
+      Operation::onNumbers(result.realPart_, right.realPart_, word);
       if (result.isreal()) continue;
-      result.imagPart_ = a.isreal() ? zero : a.imagPart_;
-      Operation::onNumbers(result.imagPart_, b.isreal() ? zero : b.imagPart_, word);
+      result.imagPart_ = a.isreal() ? zero : left.imagPart_;
+      Operation::onNumbers(result.imagPart_, b.isreal() ? zero : right.imagPart_, word);
     }
     return result;
   }
@@ -357,9 +358,9 @@ fi fi::bitget(const HostArray& bit) const {
     });
     return result;
   }
+  const number source(realPart_, Reading{});
   for (unsigned k = 0; k < result.numel_; ++k) {
-    setIndex(isscalar() ? 0 : k);
-    result.realPart_[k] = getBit(realPart_, static_cast<int>(positions[k]), word) ? 1.0 : 0.0;
+    result.realPart_[k] = getBit(source[isscalar() ? 0 : k], static_cast<int>(positions[k]), word) ? 1.0 : 0.0;
   }
   return result;
 }

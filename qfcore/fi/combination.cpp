@@ -119,8 +119,8 @@ fi fi::stridesort(bool ascending, unsigned stride, unsigned length, HostArray* i
 class ComplexOrder {
  public:
   explicit ComplexOrder(const fi& values)
-      : re_(values.realPart(), CopyIndex{}),
-        im_(values.imagPart(), CopyIndex{}),
+      : re_(values.realPart(), Reading{}),
+        im_(values.imagPart(), Reading{}),
         squares_(values.numel(), 2 * std::max(values.realPart().getprecision(), 26U) + 1, NumberVector{}),
         other_(squares_, CopyIndex{}) {
     number square(0.0, squares_.getprecision(), false);

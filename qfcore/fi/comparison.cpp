@@ -63,16 +63,17 @@ void compareParts(bool* result, const BlockOperand& a, const BlockOperand& b, st
   });
 }
 
-/// Logical array of `holds(k)`, with both cursors at element k.
+/// Logical array of `holds(x, y)` for elements at the cursors of `x` and `y`.
 template <class Holds>
 HostArray compareElements(const fi& a, const fi& b, Holds holds) {
   const fi& shape = shapeOfResult(a, b);
   HostArray result = logicalLike(shape);
   bool* out = result.mutableReal<bool>();
+  const fi x(a, Reading{}), y(b, Reading{});
   for (unsigned k = 0; k < shape.numel(); ++k) {
-    a.setIndex(a.isscalar() ? 0 : k);
-    b.setIndex(b.isscalar() ? 0 : k);
-    out[k] = holds();
+    x.setIndex(a.isscalar() ? 0 : k);
+    y.setIndex(b.isscalar() ? 0 : k);
+    out[k] = holds(x, y);
   }
   return result;
 }
@@ -92,7 +93,8 @@ HostArray compareReal(const fi& a, const fi& b) {
   const Path path = pathOfComparison(a, b);
   if (path == Path::Wide) return compareWide<Relation>(a, b);
   if (path == Path::Elements) {
-    return compareElements(a, b, [&] { return Relation()(a.realPart(), fi::getAdjustedReal(b, a)); });
+    return compareElements(
+        a, b, [](const fi& x, const fi& y) { return Relation()(x.realPart(), fi::getAdjustedReal(y, x)); });
   }
   const fi& shape = shapeOfResult(a, b);
   HostArray result = logicalLike(shape);
@@ -107,7 +109,7 @@ HostArray compareBoth(const fi& a, const fi& b) {
   if (a.isreal() && b.isreal()) return compareReal<Relation>(a, b);
   // A missing part is real-world zero, which with slope and bias is not held as 0.
   if (pathOfComparison(a, b) != Path::Blocks || a.getNumericType().isSlopeBias()) {
-    return compareElements(a, b, [&] { return Relation()(a, b); });
+    return compareElements(a, b, Relation());
   }
   HostArray result = compareReal<Relation>(a, b);
   compareParts<Relation, true>(result.mutableReal<bool>(), BlockOperand::imag(a), BlockOperand::imag(b),
@@ -216,10 +218,11 @@ bool fi::isequal(const fi& b) const {
     }
     return true;
   }
+  const fi own(*this, Reading{}), other(b, Reading{});
   for (unsigned k = 0; k < numel_; ++k) {
-    setIndex(k);
-    b.setIndex(k);
-    if (!(*this == b)) return false;
+    own.setIndex(k);
+    other.setIndex(k);
+    if (!(own == other)) return false;
   }
   return true;
 }

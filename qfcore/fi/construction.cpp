@@ -195,7 +195,9 @@ fi& fi::operator=(fi&& other) {
 }
 
 fi::fi(const fi& other, CopyIndex) : HeldArray(other, CopyIndex{}) {}
-fi::fi(const fi& other, CopyElement) : HeldArray(other, CopyElement{}) {}
+fi::fi(const fi& other, Reading) : HeldArray(other, Reading{}) {}
+fi::fi(const fi& other, CopyElement) : fi(other, CopyElement{}, other.realPart_.getIndex()) {}
+fi::fi(const fi& other, CopyElement, unsigned position) : HeldArray(other, CopyElement{}, position) {}
 fi::fi(const fi& other, CopyReal) : HeldArray(other, CopyReal{}) {}
 fi::fi(const fi& other, CopyImag)
     : fi(other.dims_.data(), other.numDims(), other.getNumericType(), other.fimath_) {

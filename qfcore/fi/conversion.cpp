@@ -37,7 +37,8 @@ struct fi::Exchange {
     const tessel::Dimensions dims(x.dims_.begin(), x.dims_.end());
     return exportedParts<Element>(x, dims, [&](const number& part, Element* target) {
       if (!takesBlocks(x)) {
-        for (unsigned k = 0; k < x.numel_; ++k) target[k] = convert(x.realWorld(part[k]));
+        const number reader(part, Reading{});
+        for (unsigned k = 0; k < x.numel_; ++k) target[k] = convert(x.realWorld(reader[k]));
       } else if (x.isSlopeBias()) {
         const double factor = type.slopeAdjustmentFactor(), bias = type.bias();
         transformValues(valuesOf(x, part), target, x.numel_,
@@ -65,17 +66,17 @@ HostArray fi::getSingleHostArray() const {
 HostArray fi::getBooleanHostArray() const {
   using EmbeddedTypeSystem::DataTypeEnum;
   NumericType::errorIfComplexLogical(DataTypeEnum::Boolean, iscomplex());
+  const number reader(realPart_, Reading{});
   const bool isOneByOne = !takesBlocks(*this) || isSlopeBias();
   if (isOneByOne ||
       anyOf(valuesOf(*this, realPart_), numel_, [](double value) { return !std::isfinite(value); })) {
-    for (unsigned k = 0; k < numel_; ++k)
-      NumericType::checkNaNInf(DataTypeEnum::Boolean, realWorld(realPart_[k]));
+    for (unsigned k = 0; k < numel_; ++k) NumericType::checkNaNInf(DataTypeEnum::Boolean, realWorld(reader[k]));
   }
   HostArray result = Exchange::taken<bool>(*this, [](double value) { return value != 0; });
   // A wide value may be smaller than every double.
   if (numel_ == 0 || !realPart_.multiprecision() || isSlopeBias()) return result;
   bool* truths = result.mutableReal<bool>();
-  for (unsigned k = 0; k < numel_; ++k) truths[k] = !realPart_[k].iszero();
+  for (unsigned k = 0; k < numel_; ++k) truths[k] = !reader[k].iszero();
   return result;
 }
 

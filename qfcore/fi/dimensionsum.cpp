@@ -89,7 +89,8 @@ class FiberSums {
 };
 
 /// The same for values of every kind, through the register.
-void sumFibers(const fi& x, const Fibers& fibers, bool keepsAll, fi& sumRegister, fi& result) {
+void sumFibers(const fi& terms, const Fibers& fibers, bool keepsAll, fi& sumRegister, fi& result) {
+  const fi x(terms, Reading{});
   Scratch scratch(sumRegister.realPart().getprecision());
   const auto keep = [&](std::size_t place) {
     const auto k = static_cast<unsigned>(place);
@@ -154,8 +155,7 @@ fi fi::sumAlong(unsigned dimension) const {
 
   errorIfBooleanMath(*this);
   errorIfSlopeBiasMath(*this);
-  const NumericType type = arithmeticState().sumType =
-      resulttypes::sumOfTerms(getNumericType(), length, fimath_);
+  const NumericType type = resulttypes::sumOfTerms(getNumericType(), length, fimath_);
   fi result(dims, type, fimath_, iscomplex(), tag(), OperationTypeEnum::Sum);
   DimensionSums::into<false>(result, *this, dimension, "sum");
   return result;

@@ -143,7 +143,9 @@ class ElementQuotient {
   std::optional<Parts> complex_;
 };
 
-bool divideByElements(const fi& x, const fi& y, const Bounds& bounds, const quantizer& q, fi& result) {
+bool divideByElements(const fi& dividend, const fi& divisor, const Bounds& bounds, const quantizer& q,
+                      fi& result) {
+  const fi x(dividend, Reading{}), y(divisor, Reading{});
   ElementQuotient divide(x, y, bounds, q);
   bool anyByZero = false, byZero = false;
   for (unsigned k = 0; k < result.numel(); ++k) {

@@ -1,6 +1,7 @@
 /// Minima and maxima: of two arrays, of all elements, along one dimension.
 #include <algorithm>
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include "qfcore/fi/exactness.h"
@@ -139,9 +140,7 @@ class ExtremeFinder {
       : x_(x),
         path_(choosePath(waysOfExtremes(x.getNumericType(), x.iscomplex()), x)),
         keys_(x),
-        wide_(x, x.realPart()),
-        key_(x, x.iscomplex()),
-        best_(std::max(2 * x.getPrecision() + 1, x.realPart().getprecision())) {}
+        wide_(x, x.realPart()) {}
 
   /// The place of the extreme among `count` elements, from 0.
   unsigned operator()(unsigned first, unsigned stride, unsigned count) {
@@ -189,11 +188,12 @@ class ExtremeFinder {
   }
 
   unsigned placeOfElement(unsigned first, unsigned stride, unsigned count) {
+    if (!elements_) elements_.emplace(x_);
+    number& best = elements_->best;
     unsigned place = 0;
-    number& best = best_;
     for (unsigned k = 0; k < count; ++k) {
-      x_.setIndex(first + k * stride);
-      const number& candidate = key_();
+      elements_->x.setIndex(first + k * stride);
+      const number& candidate = elements_->key();
       if (k != 0 && !Extreme::replaces(candidate, best)) continue;
       best = candidate;
       place = k;
@@ -205,8 +205,17 @@ class ExtremeFinder {
   Path path_;
   KeyBlocks keys_;
   WideOperand wide_;
-  OrderingKey key_;
-  Scratch best_;
+  /// What goes through elements one by one; most arrays never do.
+  struct Elements {
+    explicit Elements(const fi& values)
+        : x(values, Reading{}),
+          key(x, x.iscomplex()),
+          best(std::max(2 * x.getPrecision() + 1, x.realPart().getprecision())) {}
+    const fi x;
+    OrderingKey key;
+    Scratch best;
+  };
+  std::optional<Elements> elements_;
 };
 
 /// result[i] = b[i] where its key replaces that of a[i], else a[i].
@@ -272,12 +281,13 @@ struct fi::Extremes {
       }
       return result;
     }
-    OrderingKey ownKey(a, isComplex), otherKey(b, isComplex);
+    const fi own(a, Reading{}), other(b, Reading{});
+    OrderingKey ownKey(own, isComplex), otherKey(other, isComplex);
     for (unsigned k = 0; k < result.numel_; ++k) {
-      a.setIndex(a.isscalar() ? 0 : k);
-      b.setIndex(b.isscalar() ? 0 : k);
+      own.setIndex(a.isscalar() ? 0 : k);
+      other.setIndex(b.isscalar() ? 0 : k);
       result.setIndex(k);
-      const fi& chosen = Extreme::replaces(otherKey(), ownKey()) ? b : a;
+      const fi& chosen = Extreme::replaces(otherKey(), ownKey()) ? other : own;
       result.realPart_ = chosen.realPart_;
       if (chosen.iscomplex()) {
         result.imagPart_ = chosen.imagPart_;

@@ -88,8 +88,13 @@ class QFCORE_API fi : public HeldArray {
   /// A view: own header and cursor, the elements shared with `other`, whose assignment quantizer it uses. It
   /// cannot become complex.
   fi(const fi& other, CopyIndex);
-  /// A single element: the one at the cursor of `other`, every dimension 1.
+  /// A reader: own header and cursor over the elements of `other`, which knows nothing of it, must outlive it
+  /// and must not change meanwhile. Only what reads is defined.
+  fi(const fi& other, Reading);
+  /// A single element: the one at the cursor of `other`, or at `position`, from 0; every dimension 1. Raises
+  /// "numforge:fi:badindex".
   fi(const fi& other, CopyElement);
+  fi(const fi& other, CopyElement, unsigned position);
   /// A real array of the real parts; of the imaginary parts, zeros where `other` is real.
   fi(const fi& other, CopyReal);
   fi(const fi& other, CopyImag);
@@ -591,9 +596,11 @@ class QFCORE_API fi : public HeldArray {
   void assignValues(const Element* re, const Element* im, ValueMeaning meaning);
   /// `wordsEach` words stand for an element; those beyond the word length are passed over.
   void storeWords(number& part, const unsigned* words, unsigned wordsEach);
-  /// What `getNumericTypeForAddOp` and `getProductTypeForMpyOp` give, without keeping it.
+  // What `getNumericTypeForAddOp` and the like give, without keeping it.
   NumericType sumTypeWith(const fi& b) const;
   NumericType productTypeWith(const fi& b) const;
+  NumericType sumTypeOfProductsWith(const fi& b, const NumericType& productType) const;
+  NumericType matrixSumTypeWith(const fi& b, const NumericType& productType) const;
   static void oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister, bool subtracts);
   /// `finishRegisters` of a product register and its sum register.
   void finishProducts(fi* result, const fi& productRegister, const char* name) const;

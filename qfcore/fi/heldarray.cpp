@@ -101,14 +101,25 @@ HeldArray::HeldArray(const HeldArray& other, CopyIndex)
       assignmentQuantizer_(other.getAssignmentQuantizer()),
       assignmentQuantizerInUse_(&other.getAssignmentQuantizer()) {}
 
-HeldArray::HeldArray(const HeldArray& other, CopyElement)
+HeldArray::HeldArray(const HeldArray& other, Reading)
+    : ArrayShape(other),
+      realPart_(other.realPart_, Reading{}),
+      imagPart_(other.imagPart_, Reading{}),
+      isReal_(other.isreal()),
+      isView_(true),
+      fimath_(other.fimath_),
+      assignmentQuantizer_(other.getAssignmentQuantizer(), false) {}
+
+HeldArray::HeldArray(const HeldArray& other, CopyElement, unsigned position)
     : ArrayShape(Shape(other.dims_.size(), 1)),
-      realPart_(other.realPart_),
-      imagPart_(other.isreal() ? number(0, other.realPart_.getprecision(), NumberVector{}) : other.imagPart_),
+      realPart_(1, other.realPart_.getprecision(), NumberVector{}),
+      imagPart_(other.isreal() ? 0 : 1, other.realPart_.getprecision(), NumberVector{}),
       isReal_(other.isreal()),
       fimath_(other.fimath_),
       assignmentQuantizer_(other.getAssignmentQuantizer()) {
-  other.requireElements();
+  other.checkIndex(position);
+  realPart_.copyValue(other.realPart_, position);
+  if (!isReal_) imagPart_.copyValue(other.imagPart_, position);
 }
 
 HeldArray::HeldArray(const HeldArray& other, CopyReal)

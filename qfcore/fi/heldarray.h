@@ -136,7 +136,8 @@ class QFCORE_API HeldArray : public ArrayShape {
   HeldArray(HeldArray&& other);
   HeldArray& operator=(const HeldArray&) = delete;
   HeldArray(const HeldArray& other, CopyIndex);
-  HeldArray(const HeldArray& other, CopyElement);
+  HeldArray(const HeldArray& other, Reading);
+  HeldArray(const HeldArray& other, CopyElement, unsigned position);
   HeldArray(const HeldArray& other, CopyReal);
   /// Becomes what `other` was, which is empty afterwards; neither is a view.
   void take(HeldArray& other) noexcept;

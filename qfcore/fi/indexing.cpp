@@ -150,9 +150,7 @@ long long scalarPosition(const fi& x, const HostArray& subscripts, BeyondEnd bey
 // --------------------------------------------------------------------------------------------------- reference
 
 fi fi::elementAt(unsigned position) const {
-  checkIndex(position);
-  setIndex(position);
-  fi element(*this, CopyElement{});
+  fi element(*this, CopyElement{}, position);
   if (element.numDims() != 2) {
     const unsigned dims[] = {1, 1};
     element.copyDimensions(dims, 2);
@@ -192,8 +190,9 @@ void fi::copyElements(fi& into, const ElementVisit& targets, const ElementVisit&
         if (const unsigned s = sources[k]; s != kNoElement) target[targets[k]] = source[s];
       }
     } else {
+      const number reader(from, Reading{});
       for (unsigned k = 0; k < count; ++k) {
-        if (const unsigned s = sources[k]; s != kNoElement) to[targets[k]] = from[s];
+        if (const unsigned s = sources[k]; s != kNoElement) to[targets[k]] = reader[s];
       }
     }
   };
@@ -216,9 +215,10 @@ void fi::errorIfNotAssignable(const fi& rhs) const {
   const DataTypeEnum dataType = getNumericType().dataType();
   NumericType::errorIfComplexLogical(dataType, rhs.iscomplex());
   if (!rhs.getNumericType().isFloat() && !rhs.getNumericType().isScaledDouble()) return;
+  const number re(rhs.realPart_, Reading{}), im(rhs.imagPart_, Reading{});
   for (unsigned k = 0; k < rhs.numel_; ++k) {
-    NumericType::checkNaNInf(dataType, rhs.realPart_[k].todouble());
-    if (rhs.iscomplex()) NumericType::checkNaNInf(dataType, rhs.imagPart_[k].todouble());
+    NumericType::checkNaNInf(dataType, re[k].todouble());
+    if (rhs.iscomplex()) NumericType::checkNaNInf(dataType, im[k].todouble());
   }
 }
 
@@ -228,8 +228,9 @@ void fi::storePart(number& to, const ElementVisit& targets, const fi& rhs, const
   double* target = to.doubles();
   const double* source = from.doubles();
   if (isSlopeBias() || rhs.isSlopeBias()) {
+    const number reader(from, Reading{});
     for (unsigned k = 0; k < count; ++k) {
-      assignPart(to[targets[k]], from[sources[k]], rhs.getNumericType());
+      assignPart(to[targets[k]], reader[sources[k]], rhs.getNumericType());
     }
     return;
   }
@@ -240,7 +241,8 @@ void fi::storePart(number& to, const ElementVisit& targets, const fi& rhs, const
     if (path == Path::Wide) {
       return q.quantize(from, sources[0], to, targets[0], count);
     }
-    for (unsigned k = 0; k < count; ++k) q.quantize(from[sources[k]], to[targets[k]]);
+    const number reader(from, Reading{});
+    for (unsigned k = 0; k < count; ++k) q.quantize(reader[sources[k]], to[targets[k]]);
     return;
   }
   Block block;
@@ -330,15 +332,10 @@ void fi::subsasgnScalarIndexing(unsigned position, const fi& rhs) {
   rhs.checkIndex(0);
   if (&rhs == this) return subsasgnScalarIndexing(position, elementAt(0));
   errorIfNotAssignable(rhs);
-  rhs.setIndex(0);
-  if (isreal() && assignsInPlace(*this, rhs)) {
-    setIndex(position);
-    assignmentQuantizerInUse_->quantize(rhs.realPart_, realPart_);
-    return;
-  }
+  const fi first(rhs, Reading{});
   std::optional<NewElement> element;
   assignLogged(
-      kAssignment, [&] { element.emplace(*this, rhs, iscomplex() || rhs.iscomplex()); },
+      kAssignment, [&] { element.emplace(*this, first, iscomplex() || rhs.iscomplex()); },
       [&] {
         if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
         setIndex(position);

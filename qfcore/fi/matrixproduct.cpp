@@ -59,8 +59,9 @@ void multiplyExactDoubles(const fi& a, const fi& b, fi& result) {
   if (left.im && right.im) addProduct(a, left.im, b, right.im, -1, 1, re);
 }
 
-/// Sums of products without quantizers, for values of any kind. `b` has a cursor of its own.
-void multiplyExactNumbers(const fi& a, const fi& b, fi& result) {
+/// Sums of products without quantizers, for values of any kind.
+void multiplyExactNumbers(const fi& left, const fi& right, fi& result) {
+  const fi a(left, Reading{}), b(right, Reading{});
   Scratch term(result.getPrecision());
   const auto addTerm = [&](number& sum, const number& x, const number& y, bool subtract) {
     term = x;
@@ -277,8 +278,9 @@ unsigned accumulatorPrecision(const fi& a, const fi& b, const NumericType& produ
 }
 
 /// The product in the order of its meaning; `zero` is where a sum starts.
-void mtimesByElements(const fi& a, const fi& b, fi& productRegister, const quantizer& productSums,
+void mtimesByElements(const fi& left, const fi& right, fi& productRegister, const quantizer& productSums,
                       fi& accumulator, const number& zero, fi& result) {
+  const fi a(left, Reading{}), b(right, Reading{});
   ElementProduct product(a, b, productRegister.getAssignmentQuantizer(), productSums);
   Scratch scratch(accumulator.realPart().getprecision());
   for (unsigned column = 0; column < b.cols(); ++column) {
@@ -312,11 +314,9 @@ fi fi::mtimes(const fi& b) const {
   if (isscalar() || b.isscalar()) return times(b);
   if (numDims() > 2 || b.numDims() > 2) fail<kInputsMustBe2D>();
   if (cols_ != b.rows_) fail<kInnerDimensions>();
-  // Both factors move a cursor, so they must not be one object.
-  if (&b == this) return mtimes(detached());
 
-  const NumericType productType = getProductTypeForMpyOp(b);
-  const NumericType type = getSumNumericTypeForMatrixMultiply(b, productType);
+  const NumericType productType = productTypeWith(b);
+  const NumericType type = matrixSumTypeWith(b, productType);
   if (slopeBias) errorIfScaledDoubleSlopeBiasMath(*this, b);
   fi result(rows_, b.cols_, type, fimath_, complexResult, tag(), OperationTypeEnum::Product);
   if (multiplyExactly(*this, b, productType, result)) return result;

@@ -104,7 +104,7 @@ fi& fi::timesEquals(const fi& b, const quantizer& productQuantizer, const quanti
 fi fi::times(const fi& b) const {
   const bool bothComplex = iscomplex() && b.iscomplex(), complexResult = iscomplex() || b.iscomplex();
   const NumericType productType = productTypeWith(b);
-  const NumericType type = bothComplex ? getSumTypeForMpyOp(b, productType) : productType;
+  const NumericType type = bothComplex ? sumTypeOfProductsWith(b, productType) : productType;
   errorIfScaledDoubleSlopeBiasMath(*this, b);
   const bool slopeBias =
       isSlopeBias() || b.isSlopeBias() || fimath_.isProductSlopeBiasScaled() || fimath_.isSumSlopeBiasScaled();
@@ -116,12 +116,13 @@ fi fi::times(const fi& b) const {
   const quantizer& products = productRegister.assignmentQuantizer_;
   const quantizer& sums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
   if (!multiplyByBlocks(*this, b, products, sums, result)) {
-    ElementProduct product(*this, b, products, sums);
+    const fi left(*this, Reading{}), right(b, Reading{});
+    ElementProduct product(left, right, products, sums);
     for (unsigned k = 0; k < result.numel_; ++k) {
-      setIndex(isscalar() ? 0 : k);
-      b.setIndex(b.isscalar() ? 0 : k);
+      left.setIndex(isscalar() ? 0 : k);
+      right.setIndex(b.isscalar() ? 0 : k);
       result.setIndex(k);
-      product(*this, b, result.realPart_, result.imagPart_);
+      product(left, right, result.realPart_, result.imagPart_);
     }
   }
   products.logger().nMathOperationsPlus(result.numel_);
@@ -148,13 +149,14 @@ fi& fi::operator*=(const fi& b) {
     each->setLogging(getQlogger().isAlwaysOn());
   const quantizer& products = productRegister.assignmentQuantizer_;
   const quantizer& sums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
-  ElementProduct product(*this, b, products, sums);
+  const fi right(b, Reading{});
+  ElementProduct product(*this, right, products, sums);
   fi multiplied = unset(dims_, iscomplex() || b.iscomplex());
   for (unsigned k = 0; k < numel_; ++k) {
     setIndex(k);
-    b.setIndex(b.isscalar() ? 0 : k);
+    right.setIndex(b.isscalar() ? 0 : k);
     multiplied.setIndex(k);
-    product(*this, b, multiplied.realPart_, multiplied.imagPart_);
+    product(*this, right, multiplied.realPart_, multiplied.imagPart_);
   }
   products.logger().nMathOperationsPlus(numel_);
   RegisterRecords records(*this, this, "times",

@@ -99,10 +99,10 @@ HostArray textMatrix(const fi& x, unsigned digits, TextOf textOf) {
       target += x.rows();
     }
   };
+  const number re(x.realPart(), Reading{}), im(x.imagPart(), Reading{});
   for (unsigned k = 0; k < x.numel(); ++k) {
-    x.setIndex(k);
-    write(x.realPart(), k, layout.real());
-    if (x.iscomplex()) write(x.imagPart(), k, layout.imaginary());
+    write(re[k], k, layout.real());
+    if (x.iscomplex()) write(im[k], k, layout.imaginary());
   }
   return result;
 }

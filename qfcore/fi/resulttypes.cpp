@@ -258,16 +258,23 @@ const NumericType& fi::getProductTypeForMpyOp(const fi& b) const {
   return arithmeticState().productType = productTypeWith(b);
 }
 
+NumericType fi::sumTypeOfProductsWith(const fi& b, const NumericType& productType) const {
+  return resulttypes::sumOfTwoProducts(getDataTypeForMathOp(*this, b), productType, fimath_);
+}
+
+NumericType fi::matrixSumTypeWith(const fi& b, const NumericType& productType) const {
+  errorIfMathMismatch(*this, b);
+  const unsigned terms = cols_ + (iscomplex() && b.iscomplex());
+  return resulttypes::sumOfProducts(getNumericType(), b.getNumericType(), productType, std::max(terms, 1U),
+                                    fimath_);
+}
+
 const NumericType& fi::getSumTypeForMpyOp(const fi& b, const NumericType& productType) const {
-  const DataTypeEnum dataType = getDataTypeForMathOp(*this, b);
-  return arithmeticState().sumType = resulttypes::sumOfTwoProducts(dataType, productType, fimath_);
+  return arithmeticState().sumType = sumTypeOfProductsWith(b, productType);
 }
 
 const NumericType& fi::getSumNumericTypeForMatrixMultiply(const fi& b, const NumericType& productType) const {
-  errorIfMathMismatch(*this, b);
-  const unsigned terms = cols_ + (iscomplex() && b.iscomplex());
-  return arithmeticState().sumType = resulttypes::sumOfProducts(getNumericType(), b.getNumericType(),
-                                                                productType, std::max(terms, 1U), fimath_);
+  return arithmeticState().sumType = matrixSumTypeWith(b, productType);
 }
 
 const NumericType& fi::getNumericTypeForLeadingDimensionSum() const {

@@ -63,7 +63,7 @@ void transposeDoubles(const double* from, double* to, std::size_t rows, std::siz
 
 /// Whether element `i` of `a` and element `j` of `b` are different values.
 bool differ(const fi& a, unsigned i, const fi& b, unsigned j) {
-  const fi left = (a.setIndex(i), fi(a, CopyElement{})), right = (b.setIndex(j), fi(b, CopyElement{}));
+  const fi left(a, CopyElement{}, i), right(b, CopyElement{}, j);
   if (a.getNumericType().isSlopeBias() || b.getNumericType().isSlopeBias()) {
     return left.realWorldReal() != right.realWorldReal() || left.realWorldImag() != right.realWorldImag();
   }

@@ -306,10 +306,8 @@ class DirectWideRoot {
 
 template <class Root>
 void rootsOf(const fi& x, fi& result, Root root) {
-  for (unsigned k = 0; k < x.numel(); ++k) {
-    x.setIndex(k);
-    result.realPart()[k] = root(x.realPart());
-  }
+  const number reader(x.realPart(), Reading{});
+  for (unsigned k = 0; k < x.numel(); ++k) result.realPart()[k] = root(reader[k]);
 }
 
 void directRoots(const fi& x, fi& result, const RootFormat& format) {
@@ -331,10 +329,8 @@ void directRoots(const fi& x, fi& result, const RootFormat& format) {
 /// Types without a word: the native root.
 void nativeRoots(const fi& x, fi& result, const quantizer& q) {
   double* to = result.realPart().doubles();
-  for (unsigned k = 0; k < x.numel(); ++k) {
-    x.setIndex(k);
-    to[k] = std::sqrt(x.realPart().todouble());
-  }
+  const number reader(x.realPart(), Reading{});
+  for (unsigned k = 0; k < x.numel(); ++k) to[k] = std::sqrt(reader[k].todouble());
   q.quantize(to, x.numel());
 }
 
@@ -344,9 +340,9 @@ bool fi::isAnyElementNegative() const {
   if (takesBlocks(*this) && !isSlopeBias()) {
     return anyOf(valuesOf(*this, realPart_), numel_, [](double value) { return value < 0; });
   }
+  const number reader(realPart_, Reading{});
   for (unsigned k = 0; k < numel_; ++k) {
-    setIndex(k);
-    if (isSlopeBias() ? realWorldReal() < 0 : realPart_.isnegative()) return true;
+    if (isSlopeBias() ? realWorld(reader[k]) < 0 : reader[k].isnegative()) return true;
   }
   return false;
 }

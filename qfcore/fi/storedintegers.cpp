@@ -134,8 +134,9 @@ HostArray exportedIntegers(const fi& x) {
                             [toStored](double value) { return static_cast<Element>(toStored(value)); });
           });
         } else {
+          const number reader(part, Reading{});
           for (unsigned k = 0; k < x.numel(); ++k) {
-            target[k] = static_cast<Element>(part[k].fixed2int64(type.wordLength(), type.fractionLength()));
+            target[k] = static_cast<Element>(reader[k].fixed2int64(type.wordLength(), type.fractionLength()));
           }
         }
       });
@@ -149,7 +150,8 @@ HostArray storedDoubles(const fi& x) {
       withPow2(exponent,
                [&](auto toStored, auto) { transformValues(valuesOf(x, part), target, x.numel(), toStored); });
     } else {
-      for (unsigned k = 0; k < x.numel(); ++k) target[k] = number(part[k]).pow2(exponent).todouble();
+      const number reader(part, Reading{});
+      for (unsigned k = 0; k < x.numel(); ++k) target[k] = number(reader[k]).pow2(exponent).todouble();
     }
   });
 }
@@ -202,9 +204,11 @@ HostArray fi::getIntArrayHostArray(IntArrayChunkMode chunkMode, IntArrayDimensio
             chunks, [&](auto each) { exportChunks<each()>(valuesOf(*this, part), target, numel_, patterns); });
       });
     }
+    const number reader(part, Reading{});
     for (unsigned k = 0; k < numel_; ++k, target += chunks) {
-      part[k].fixed2IntArray(target, static_cast<int>(chunks), type.wordLength(), type.slopeAdjustmentFactor(),
-                             type.fixedExponent(), type.bias(), constants.mpTwoToWordLength());
+      reader[k].fixed2IntArray(target, static_cast<int>(chunks), type.wordLength(),
+                               type.slopeAdjustmentFactor(), type.fixedExponent(), type.bias(),
+                               constants.mpTwoToWordLength());
     }
   });
 }

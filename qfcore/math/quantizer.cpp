@@ -384,6 +384,7 @@ void quantizer::quantize(const number& from, unsigned fromFirst, number& to, uns
   mpnumber* target = to.multiprecision();
   const bool byLimbs = source && target && kernel.wide == quantizeFixedWide && !logger_.isOn();
   const WideFormat* format = byLimbs ? &wideFormat() : nullptr;
+  const number reader(from, Reading{});
   for (unsigned k = 0; k < count; ++k) {
     const bool isDone =
         byLimbs &&
@@ -393,7 +394,7 @@ void quantizer::quantize(const number& from, unsigned fromFirst, number& to, uns
     if (&from == &to) {
       quantize(to[toFirst + k]);
     } else {
-      quantize(from[fromFirst + k], to[toFirst + k]);
+      quantize(reader[fromFirst + k], to[toFirst + k]);
     }
   }
 }

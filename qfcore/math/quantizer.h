@@ -149,7 +149,7 @@ class QFCORE_API quantizer {
   /// `to` could not hold is rounded by this quantizer alone.
   number& quantize(const number& from, number& to) const;
   /// The same for `count` neighbouring elements, from place `fromFirst` to place `toFirst`, or in place. Moves
-  /// both cursors.
+  /// the cursor of `to`.
   void quantize(const number& from, unsigned fromFirst, number& to, unsigned toFirst, unsigned count) const;
   /// Quantizes contiguous doubles from `from` to `to`, or in place. The format must be double-backed.
   void quantize(const double* from, double* to, std::size_t count) const;

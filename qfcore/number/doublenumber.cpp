@@ -53,12 +53,16 @@ doublenumber::doublenumber(const doublenumber* source, CopyIndex)
   seeAs(*source);
 }
 
+doublenumber::doublenumber(const doublenumber* source, Reading reading)
+    : numberrepbody(*source, reading), own_{} {}
+
 doublenumber::doublenumber(const doublenumber& source)
     : doublenumber(source.isempty() ? 0 : 1, kMaxDoublePrecision, NumberVector{}) {
   if (!isempty()) current() = source.current();
 }
 
 doublenumber::~doublenumber() {
+  if (isReader_) return;
   Storage& last = storage();
   if (--last.references > 0) return;
   last.free(last.values, last.count);
@@ -67,6 +71,7 @@ doublenumber::~doublenumber() {
 
 /// Storage with one reference more, for a view. It moves out of the body so that it can outlive it.
 doublenumber::Storage* doublenumber::share() const {
+  assert(!isReader_);
   if (shared_ == &own_) {
     auto* moved = new (std::nothrow) Storage(own_);
     if (!moved) fail<message::outOfMemory>();

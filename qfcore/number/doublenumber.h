@@ -25,6 +25,8 @@ class QFCORE_API doublenumber final : public numberrepbody {
   doublenumber(const doublenumber* source, NumberVector);
   /// A view: shares storage, count and precision with `source`, sees what it sees; starts at index 0.
   doublenumber(const doublenumber* source, CopyIndex);
+  /// A reader of what `source` sees, at index 0.
+  doublenumber(const doublenumber* source, Reading);
   /// A scalar of the current element at precision 52; empty when `source` is.
   doublenumber(const doublenumber& source);
   doublenumber& operator=(const doublenumber&) = delete;

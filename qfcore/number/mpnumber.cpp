@@ -68,18 +68,23 @@ mpnumber::mpnumber(const mpnumber* source, CopyIndex)
   seeAs(*source);
 }
 
+mpnumber::mpnumber(const mpnumber* source, Reading reading)
+    : numberrepbody(*source, reading), own_{{0, 0}, MpArray(0, constructedBits(0))} {}
+
 mpnumber::mpnumber(const mpnumber& source)
     : mpnumber(source.isempty() ? 0 : 1, source.precision(), NumberVector{}) {
   if (!isempty()) setvalue(source.current());
 }
 
 mpnumber::~mpnumber() {
+  if (isReader_) return;
   Storage& last = storage();
   if (--last.references == 0 && &last != &own_) delete &last;
 }
 
 /// Storage with one reference more, for a view. It moves out of the body so that it can outlive it.
 mpnumber::Storage* mpnumber::share() const {
+  assert(!isReader_);
   if (shared_ == &own_) {
     auto* moved = new (std::nothrow) Storage(std::move(own_));
     if (!moved) fail<message::outOfMemory>();

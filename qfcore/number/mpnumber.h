@@ -23,6 +23,8 @@ class QFCORE_API mpnumber final : public numberrepbody {
   mpnumber(const mpnumber* source, NumberVector);
   /// A view: shares storage, count and precision with `source`, sees what it sees; starts at index 0.
   mpnumber(const mpnumber* source, CopyIndex);
+  /// A reader of what `source` sees, at index 0.
+  mpnumber(const mpnumber* source, Reading);
   /// A scalar of the current element at the precision of `source`; empty when `source` is.
   mpnumber(const mpnumber& source);
   mpnumber& operator=(const mpnumber&) = delete;

@@ -6,8 +6,22 @@
 
 namespace embedded {
 
-unsigned number::sDefaultPrecision = kMaxDoublePrecision;
-bool number::sDefaultForceMultiplePrecision = false;
+namespace {
+
+struct Defaults {
+  unsigned precision = kMaxDoublePrecision;
+  bool forceMultiplePrecision = false;
+};
+[[gnu::tls_model("initial-exec")]] constinit thread_local Defaults defaults;
+
+}  // namespace
+
+unsigned number::getDefaultPrecision() { return defaults.precision; }
+bool number::getDefaultForceMultiplePrecision() { return defaults.forceMultiplePrecision; }
+void number::setDefaultPrecision(unsigned precision, bool forceMultiplePrecision) {
+  defaults = {precision, forceMultiplePrecision};
+}
+void number::setDefaultForceMultiplePrecision(bool force) { defaults.forceMultiplePrecision = force; }
 
 number::number(const number& source) : body_(nullptr), emptyPrecision_(source.getprecision()) {
   if (source.isempty()) return;
@@ -36,10 +50,16 @@ number& number::resize(unsigned count, unsigned precision) {
   return *this;
 }
 
+number& number::copyValue(const number& source, unsigned place) {
+  if (const double* values = source.doubles()) return setvalue(values[place]);
+  const number reader(source, Reading{});
+  return setvalue(reader[place]);
+}
+
 number& number::setvalue(const number& source, double slope, double bias) {
   setvalue(source);
-  if (slope != 1) *this *= number(slope, sDefaultPrecision, sDefaultForceMultiplePrecision);
-  if (bias != 0) *this += number(bias, sDefaultPrecision, sDefaultForceMultiplePrecision);
+  if (slope != 1) *this *= number(slope, defaults.precision, defaults.forceMultiplePrecision);
+  if (bias != 0) *this += number(bias, defaults.precision, defaults.forceMultiplePrecision);
   return *this;
 }
 

@@ -36,6 +36,10 @@ class QFCORE_API number {
   number(const number& source, CopyIndex tag, unsigned first, unsigned count) : number(source, tag) {
     body_->narrow(first, count);
   }
+  /// A reader: own cursor, at 0, over the values of a number that stays as it is.
+  number(const number& source, Reading tag)
+      : body_(source.body_ ? numberfactory::createnumber(source.body_, tag) : nullptr),
+        emptyPrecision_(source.emptyPrecision_) {}
   /// A deep copy.
   number(const number& source, NumberVector)
       : body_(source.isempty() ? nullptr : numberfactory::createnumberVector(source.body_)),
@@ -55,14 +59,11 @@ class QFCORE_API number {
     return body_->stripscaling(slope, exponent, bias), *this;
   }
 
-  /// Precision and representation of temporaries that are made from doubles.
-  static unsigned getDefaultPrecision() { return sDefaultPrecision; }
-  static void setDefaultPrecision(unsigned precision, bool forceMultiplePrecision) {
-    sDefaultPrecision = precision;
-    sDefaultForceMultiplePrecision = forceMultiplePrecision;
-  }
-  static bool getDefaultForceMultiplePrecision() { return sDefaultForceMultiplePrecision; }
-  static void setDefaultForceMultiplePrecision(bool force) { sDefaultForceMultiplePrecision = force; }
+  /// Precision and representation of temporaries that the calling thread makes from doubles.
+  static unsigned getDefaultPrecision();
+  static void setDefaultPrecision(unsigned precision, bool forceMultiplePrecision);
+  static bool getDefaultForceMultiplePrecision();
+  static void setDefaultForceMultiplePrecision(bool force);
 
   // Shape and cursor.
   unsigned numel() const { return body_ ? body_->numel() : 0; }
@@ -112,6 +113,8 @@ class QFCORE_API number {
   }
   number& setvalue(const number& other) { return body_->setvalue(*other.body_), *this; }
   number& operator=(const number& other) { return setvalue(other); }
+  /// The current element takes element `place` of `source`, whose cursor stays.
+  number& copyValue(const number& source, unsigned place);
   /// This = source * slope + bias; slope and bias are numbers of the default precision.
   number& setvalue(const number& source, double slope, double bias);
 
@@ -295,9 +298,6 @@ class QFCORE_API number {
   /// The body, made where there is none: views of an empty vector follow when it grows.
   const numberrepbody* shareable() const;
   doublenumber* asDoubles() const { return static_cast<doublenumber*>(body_); }
-
-  static unsigned sDefaultPrecision;
-  static bool sDefaultForceMultiplePrecision;
 
   mutable numberrepbody* body_;
   unsigned emptyPrecision_ = kMaxDoublePrecision;  // of a vector without a body

@@ -26,12 +26,25 @@ numberrepbody* numberfactory::createnumberVector(unsigned count, unsigned precis
   return new mpnumber(count, precision, NumberVector{});
 }
 
-numberrepbody* numberfactory::createnumber(const numberrepbody* source, CopyIndex tag) {
+namespace {
+
+template <class View>
+numberrepbody* viewOf(const numberrepbody* source, View tag) {
   switch (source->gettype()) {
     case kDoubleRepresentation: return new doublenumber(static_cast<const doublenumber*>(source), tag);
     case kMultiprecisionRepresentation: return new mpnumber(static_cast<const mpnumber*>(source), tag);
     default: return nullptr;
   }
+}
+
+}  // namespace
+
+numberrepbody* numberfactory::createnumber(const numberrepbody* source, CopyIndex tag) {
+  return viewOf(source, tag);
+}
+
+numberrepbody* numberfactory::createnumber(const numberrepbody* source, Reading tag) {
+  return viewOf(source, tag);
 }
 
 numberrepbody* numberfactory::createnumberVector(const numberrepbody* source) {

@@ -17,6 +17,8 @@ class QFCORE_API numberfactory {
   static numberrepbody* createnumberVector(unsigned count, unsigned precision, Unset);
   /// A view that shares the storage of `source`. Null for a body that is neither double nor multiprecision.
   static numberrepbody* createnumber(const numberrepbody* source, CopyIndex);
+  /// A reader of what `source` sees. Null likewise.
+  static numberrepbody* createnumber(const numberrepbody* source, Reading);
   /// A deep copy. Null for a body that is neither double nor multiprecision.
   static numberrepbody* createnumberVector(const numberrepbody* source);
 };

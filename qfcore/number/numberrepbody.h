@@ -18,6 +18,10 @@ struct NumberVector {};
 struct Unset {};
 /// Selects the constructors that make a view: storage shared with the source, an index of its own.
 struct CopyIndex {};
+/// Selects the constructors that make a reader: a view that the source knows nothing of, with an index of its
+/// own. Nothing is written through it or viewed through it, and it must not outlive the source or its values.
+/// Readers of one source may work in several threads at once.
+struct Reading {};
 
 /// Representation tags that `gettype` returns.
 enum RepresentationTag : int { kDoubleRepresentation = 0, kMultiprecisionRepresentation = 1 };
@@ -184,12 +188,21 @@ class QFCORE_API numberrepbody {
     index_ = first_ = source.first_;
     most_ = source.most_;
   }
+  /// The same for a reader.
+  numberrepbody(const numberrepbody& source, Reading)
+      : shared_(source.shared_),
+        index_(source.first_),
+        representation_(source.representation_),
+        isReader_(true),
+        first_(source.first_),
+        most_(source.most_) {}
 
   static constexpr unsigned kAll = std::numeric_limits<unsigned>::max();
 
   mutable SharedCounts* shared_;
   mutable unsigned index_ = 0;  // in the storage, as `first_`
   RepresentationTag representation_;
+  bool isReader_ = false;
   unsigned first_ = 0, most_ = kAll;
 
  private:

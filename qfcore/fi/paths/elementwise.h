@@ -51,9 +51,9 @@ void mapPart(const fi& x, const number& source, number& target, const quantizer&
     });
   }
   Scratch scratch(std::max(source.getprecision(), target.getprecision()));
+  const number reader(source, Reading{});
   for (unsigned k = 0; k < count; ++k) {
-    x.setIndex(k);
-    scratch = source;
+    scratch = reader[k];
     operation(scratch);
     target[k] = q.quantize(scratch);
   }
@@ -83,10 +83,10 @@ void transformPart(const fi& x, const number& source, number& target, const Oper
   // A double could not hold a wide value on its way.
   const bool isWide = areDoubles(target) && !areDoubles(source);
   Scratch scratch(isWide ? source.getprecision() : target.getprecision());
+  const number reader(source, Reading{});
   for (unsigned k = 0; k < count; ++k) {
-    x.setIndex(k);
     number& value = isWide ? scratch : target[k];
-    value = source;
+    value = reader[k];
     operation(value);
     if (isWide) target[k] = value;
   }

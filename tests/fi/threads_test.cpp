@@ -1,0 +1,71 @@
+/// Several threads over shared constant arrays, and each over arrays of its own: every operation gives each of
+/// them what it gives one alone. ThreadSanitizer, in the preset `tsan`, sees what a run happens not to show.
+#include <barrier>
+#include <thread>
+
+#include "qfcore/number/precision.h"
+#include "tests/fi/operations.h"
+
+namespace embedded {
+namespace {
+
+using namespace reference;
+
+class Threads : public OperationsTest {
+ protected:
+  static constexpr unsigned kThreads = 3;
+
+  /// What all operations give, one after the other; with `own`, of a copy that this thread then changes.
+  static std::vector<std::string> outcomes(const Operands& shared, bool own) {
+    std::vector<std::string> all;
+    const auto run = [&](const Operation& operation) {
+      std::string text;
+      const auto failure = failureOf([&] { text = operation.run(shared); });
+      all.push_back(failure ? failure->identifier : text);
+    };
+    for (const Operation& operation : kOperations) run(operation);
+    for (const Operation& operation : kProducts) run(operation);
+    if (!own) return all;
+    fi changed(shared.a);
+    for (const char* failure : {"sum", "product", "element"}) {
+      const auto raised = failureOf([&] {
+        if (*failure == 's') changed += shared.b;
+        if (*failure == 'p') changed *= shared.b;
+        if (*failure == 'e') changed.subsasgnScalarIndexing(0, shared.b);
+      });
+      all.push_back(raised ? raised->identifier : described(changed));
+    }
+    return all;
+  }
+};
+
+TEST_F(Threads, ReadSharedArraysAsOneDoesAlone) {
+  for (int trial = 0; trial < 24 && !HasFailure(); ++trial) {
+    longestWord_ = trial % 3 == 0 ? 52 : trial % 3 == 1 ? 120 : 300;
+    const Arrays arrays = anyArrays(trial % 8 == 7);
+    const Operands operands = arrays.operands();
+    setElementPathOnly(trial % 2 == 0);
+    const std::vector<std::string> expected = outcomes(operands, true);
+    std::barrier together(kThreads);
+    std::vector<std::vector<std::string>> found(kThreads);
+    std::vector<std::jthread> threads;
+    for (std::vector<std::string>& each : found) {
+      threads.emplace_back([&] {
+        together.arrive_and_wait();
+        each = outcomes(operands, true);
+      });
+    }
+    threads.clear();
+    setElementPathOnly(false);
+    for (const auto& each : found) {
+      for (std::size_t k = 0; k < expected.size(); ++k) {
+        ASSERT_EQ(each[k] == expected[k], true)
+            << "operation " << k << " of " << arrays.a.getNumericType().tostring() << ", "
+            << arrays.b.getNumericType().tostring() << arrays.a.getFimath().toString();
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace embedded
