@@ -111,13 +111,13 @@ struct fi::Sums {
   static fi ofArrays(const fi& a, const fi& b) {
     const NumericType type = a.sumTypeWith(b);
     const bool complexResult = a.iscomplex() || b.iscomplex();
-    const bool slopeBias = a.isSlopeBias() || b.isSlopeBias() || a.fimath_.isSumSlopeBiasScaled();
+    const bool slopeBias = a.isSlopeBias() || b.isSlopeBias() || a.getFimath().isSumSlopeBiasScaled();
     if (slopeBias) {
       errorIfScaledDoubleSlopeBiasMath(a, b);
-      refuseSlopeBias(a.fimath_, complexResult, Operation::kName);
+      refuseSlopeBias(a.getFimath(), complexResult, Operation::kName);
     }
     const fi& shape = shapeOfResult(a, b);
-    fi result(shape.dims_, type, a.fimath_, complexResult, a.tag(), OperationTypeEnum::Sum);
+    fi result(shape.dims_, type, a.getFimath(), complexResult, a.tag(), OperationTypeEnum::Sum);
     // Registers log whenever logging is on.
     if (!qlogger::getLogging() &&
         exactness::holdsSums(type, a.getNumericType(), b.getNumericType(), Operation::kSubtracts)) {
@@ -136,8 +136,8 @@ struct fi::Sums {
   [[gnu::noinline]] static void throughRegister(const fi& a, const fi& b, bool slopeBias, fi& result) {
     const NumericType& type = result.getNumericType();
     const unsigned precision =
-        sumPrecision(a.getNumericType(), b.getNumericType(), type, a.fimath_.castBeforeSum());
-    fi sumRegister = a.initializeSumRegister(type, a.fimath_, precision, result.iscomplex());
+        sumPrecision(a.getNumericType(), b.getNumericType(), type, a.getFimath().castBeforeSum());
+    fi sumRegister = a.initializeSumRegister(type, a.getFimath(), precision, result.iscomplex());
     const bool fitsDoubles = precision <= kMaxDoublePrecision;
     const Ways ways{.hasBlocks = !slopeBias && fitsDoubles,
                     .wideLoops = slopeBias || fitsDoubles ? WideLoops::None : WideLoops::OfAny};
@@ -225,7 +225,7 @@ struct fi::Sums {
   static void oneBinaryPointSum(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
     const bool copied = &sumRegister != &a;
     const quantizer& q = *sumRegister.assignmentQuantizerInUse_;
-    const bool cast = sumRegister.fimath_.castBeforeSum();
+    const bool cast = sumRegister.getFimath().castBeforeSum();
     if ((a.iscomplex() || b.iscomplex()) && sumRegister.isreal()) {
       sumRegister.becomeComplex();
     }
@@ -254,14 +254,14 @@ struct fi::Sums {
     requireEach({&target, &a, &b, &sumRegister});
     const NumericType& type = sumRegister.getNumericType();
     const unsigned precision =
-        sumPrecision(a.getNumericType(), b.getNumericType(), type, sumRegister.fimath_.castBeforeSum());
+        sumPrecision(a.getNumericType(), b.getNumericType(), type, sumRegister.getFimath().castBeforeSum());
     number scratch(0.0, precision, false);
     const bool slopeBias = a.isSlopeBias() || b.isSlopeBias() || type.isSlopeBias();
     if (slopeBias || precision <= std::max(sumRegister.realPart_.getprecision(), kMaxDoublePrecision))
       return ofElements<Operation>(target, a, b, sumRegister, scratch);
     // A wider register stands in for one that would round what is only to be quantized.
     fi wider =
-        target.initializeSumRegister(type, sumRegister.fimath_, precision, a.iscomplex() || b.iscomplex());
+        target.initializeSumRegister(type, sumRegister.getFimath(), precision, a.iscomplex() || b.iscomplex());
     wider.setLogging(sumRegister.getQlogger().isAlwaysOn());
     ofElements<Operation>(target, a, b, wider, scratch);
     sumRegister.getQlogger().merge(wider.getQlogger());
@@ -277,15 +277,15 @@ struct fi::Sums {
     errorIfMathMismatch(a, b);
     errorIfScaledDoubleSlopeBiasMath(a, b);
     const bool slopeBias = a.isSlopeBias() || b.isSlopeBias();
-    if (slopeBias) refuseSlopeBias(a.fimath_, a.iscomplex() || b.iscomplex(), Operation::kName);
+    if (slopeBias) refuseSlopeBias(a.getFimath(), a.iscomplex() || b.iscomplex(), Operation::kName);
     if (!b.isscalar()) a.checkElementwiseSize(b);
 
     const unsigned precision =
-        sumPrecision(a.getNumericType(), b.getNumericType(), a.getNumericType(), a.fimath_.castBeforeSum());
+        sumPrecision(a.getNumericType(), b.getNumericType(), a.getNumericType(), a.getFimath().castBeforeSum());
     number scratch(0.0, precision, number::getDefaultForceMultiplePrecision());
     fi sums = a.detached();
     if (b.iscomplex() && a.isreal()) sums.coordinateComplexity(true, a.numel_);
-    fi sumRegister = a.initializeSumRegister(a.getNumericType(), a.fimath_, precision, sums.iscomplex());
+    fi sumRegister = a.initializeSumRegister(a.getNumericType(), a.getFimath(), precision, sums.iscomplex());
     sumRegister.setLogging(a.getQlogger().isAlwaysOn());
     const auto copyElement = [](const fi& from, fi& to) {
       to.realPart_ = from.realPart_;

@@ -322,7 +322,7 @@ struct fi::Bits {
     result.assignLogged(name, [&] {
       const quantizer& inUse = result.assignmentQuantizerInUse();
       quantizer q(inUse, false);
-      q.set(NumericType(inUse.numericType()), roundMode, x.fimath_.overflowMode());
+      q.set(NumericType(inUse.numericType()), roundMode, x.getFimath().overflowMode());
       withPow2(exponent, [&](auto times, auto) { mapParts(x, result, q, times); });
       inUse.logger().merge(q.logger());
     });
@@ -347,7 +347,8 @@ fi fi::bitget(const HostArray& bit) const {
   const Word word(getNumericType());
   checkPositions<message::bitgetOutOfRange, message::bitgetOutOfRange>(positions, word.wordLength);
   const Shape dims = resultShape(*this, bit, nullptr);
-  fi result(dims.data(), static_cast<unsigned>(dims.size()), NumericType(false, 1, 0), fimath_, false, tag());
+  fi result(dims.data(), static_cast<unsigned>(dims.size()), NumericType(false, 1, 0), getFimath(), false,
+            tag());
   if (takesBlocks(*this)) {
     const BlockOperand own = BlockOperand::real(*this), places = positions.operand();
     withPatterns(getNumericType(), [&](auto patterns) {
@@ -391,10 +392,10 @@ fi fi::bitshift(int places) const {
 fi fi::pow2(int exponent, bool movesPoint) const {
   errorIfSlopeBiasMath(*this);
   if (!movesPoint || getNumericType().isBuiltIn())
-    return Bits::scaledByPow2(*this, exponent, fimath_.roundMode(), "pow2");
+    return Bits::scaledByPow2(*this, exponent, getFimath().roundMode(), "pow2");
   NumericType type(getNumericType());
   type.setFractionLength(resulttypes::checkedFractionLength(exactness::fractionBits(type) - exponent));
-  fi result(dims_.data(), numDims(), type, fimath_, iscomplex(), tag());
+  fi result(dims_.data(), numDims(), type, getFimath(), iscomplex(), tag());
   withPow2(exponent, [&](auto times, auto) { transformParts(*this, result, times); });
   return result;
 }
@@ -424,7 +425,7 @@ fi fi::intmax() const {
 
 fi fi::stripscaling() const {
   if (getNumericType().isBuiltIn()) return detached();
-  fi result(dims_.data(), numDims(), integerType(getNumericType()), fimath_, iscomplex(), tag());
+  fi result(dims_.data(), numDims(), integerType(getNumericType()), getFimath(), iscomplex(), tag());
   withPow2(getNumericType().fixedExponent(), [&](auto, auto toStored) {
     transformParts(*this, result, StripScaling<decltype(toStored)>{toStored});
   });
@@ -435,7 +436,7 @@ fi fi::reinterpretcast(const NumericType& type) const {
   requirePatterns(*this, "reinterpretcast");
   if (!type.isFixed()) fail<kFixedOnly>("reinterpretcast");
   if (type.wordLength() != getNumericType().wordLength()) fail<kWordLengthChanges>();
-  fi result(dims_.data(), numDims(), type, fimath_, iscomplex(), tag());
+  fi result(dims_.data(), numDims(), type, getFimath(), iscomplex(), tag());
   const Word from(getNumericType()), to(result.getNumericType());
   const number half = power(to.wordLength - 1), modulus = power(to.wordLength);
   const double range = modulus.todouble(), end = to.isSigned ? half.todouble() : range;

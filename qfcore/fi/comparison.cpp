@@ -147,7 +147,7 @@ struct fi::Comparison {
       const unsigned dims[] = {1, 1};
       kept = std::make_unique<Adjustment>(
           Adjustment{from, to, fromScaling, toScaling,
-                     fi(dims, 2, to, x.fimath_, true, {}, OperationTypeEnum::Unspecified,
+                     fi(dims, 2, to, x.getFimath(), true, {}, OperationTypeEnum::Unspecified,
                         std::max(precision, kDoubleBits))});
     }
     return kept->room;

@@ -21,35 +21,9 @@ using tessel::HostArray;
 namespace {
 
 constexpr Message kNotNumeric{"numforge:fi:constructor:numeric", "FI constructor only valid for numeric data"};
-/// A type's sign, made Signed where it is unspecified.
-class Signed {
- public:
-  explicit Signed(const NumericType& type) : type_(type) {
-    if (!type.isSignUnspecified()) return;
-    signed_.emplace(type);
-    signed_->setDataTypeProps(type.dataType(), type.scaling(), SignedEnum::Signed, type.wordLength(),
-                              type.slopeAdjustmentFactor(), type.fixedExponent(), type.bias());
-  }
-  operator const NumericType&() const { return signed_ ? *signed_ : type_; }
-
- private:
-  const NumericType& type_;
-  std::optional<NumericType> signed_;
-};
-
 const fi::Shape& scalarShape() {
   static const fi::Shape shape{1, 1};
   return shape;
-}
-
-/// The bits in which arrays carry values of a type; arrays have none of a type that was stored unchecked.
-unsigned precisionOfValid(const NumericType& type) {
-  // Asked for every array: the call is for those few types alone that are in doubt.
-  const bool isInDoubt = type.wordLength() < 1 || type.wordLength() > NumericType::kMaxWordLength ||
-                         type.fixedExponent() == INT_MIN ||
-                         !std::isfinite(type.slopeAdjustmentFactor() + type.bias());
-  if (isInDoubt) resulttypes::errorIfUnfit(type);
-  return fi::precisionOf(type);
 }
 
 bool holdsNumbers(const HostArray& array) { return array.isNumeric() || array.isLogical(); }
@@ -82,8 +56,11 @@ NumericType typeForValues(const HostArray* values, NumericType type) {
 
 fi::fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const std::string& tag,
        OperationTypeEnum operationType, unsigned precision)
-    : HeldArray(dims, Signed(type), math, isComplex, tag, operationType,
-                std::max(precisionOfValid(type), precision)) {}
+    : fi(dims, ArrayFormat::of(type, math), isComplex, tag, operationType, precision) {}
+
+fi::fi(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const std::string& tag,
+       OperationTypeEnum operationType, unsigned precision)
+    : HeldArray(dims, format, isComplex, tag, operationType, precision) {}
 
 fi fi::unset(const Shape& dims, bool isComplex) const { return fi(*this, dims, isComplex); }
 
@@ -156,6 +133,7 @@ fi::fi(const unsigned* dims, unsigned numDims, const NumericType& type, const fi
        const quantizer& assignment)
     : fi(dims, numDims, type, math, isComplex) {
   assignmentQuantizer_ = assignment;
+  format_ = ArrayFormat::of(assignment.numericType(), math);
 }
 
 fi::fi(const void* intData, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
@@ -200,7 +178,7 @@ fi::fi(const fi& other, CopyElement) : fi(other, CopyElement{}, other.realPart_.
 fi::fi(const fi& other, CopyElement, unsigned position) : HeldArray(other, CopyElement{}, position) {}
 fi::fi(const fi& other, CopyReal) : HeldArray(other, CopyReal{}) {}
 fi::fi(const fi& other, CopyImag)
-    : fi(other.dims_.data(), other.numDims(), other.getNumericType(), other.fimath_) {
+    : fi(other.dims_.data(), other.numDims(), other.getNumericType(), other.getFimath()) {
   if (other.iscomplex()) number(other.imagPart_, NumberVector{}).swap(realPart_);
 }
 
@@ -225,7 +203,7 @@ void fi::setNumericType(const NumericType& type) {
   NumericType target(type);
   if (type.isFixedOrScaledDouble() && type.isScalingUnspecified())
     target.setBestPrecision(getDoubleHostArray());
-  fi moved(dims_, target, fimath_, iscomplex(), tag(), getQlogger().operationType());
+  fi moved(dims_, target, getFimath(), iscomplex(), tag(), getQlogger().operationType());
   moved.setLogging(getQlogger().isAlwaysOn());
   requireSuited(*this, target);
   moved.storeQuantized(moved, ElementVisit::from(0), *this, ElementVisit::from(0), numel_);
@@ -245,9 +223,10 @@ void fi::setNumericType(const NumericType& type) {
 
 void fi::resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, const NumericType& type,
                        const fimath& math, bool isComplex) {
-  const unsigned precision = precisionOfValid(type);
+  const ArrayFormat::Ptr format = ArrayFormat::of(type, math);
+  const unsigned precision = format->precision();
   Shape shape = padded(Shape(dims, dims + numDims));
-  errorIfViewCannotTake(shape, Signed(type), isComplex);
+  errorIfViewCannotTake(shape, format->type(), isComplex);
   if (isView_) {
     coordinateComplexity(isComplex || (iscomplex() && !seesAll()), numel_);
     return setFimath(math);
@@ -257,13 +236,13 @@ void fi::resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, c
   const bool imagFits = fits && (!isComplex || imagPart_.numel() == numel);
   number real(fits ? 0U : numel, precision, NumberVector{});
   number imag(isComplex && !imagFits ? numel : 0U, fits ? realPart_.getprecision() : precision, NumberVector{});
-  assignmentQuantizer_.set(Signed(type), math.roundMode(), math.overflowMode());
+  assignmentQuantizer_.set(format->type(), format->rules());
+  format_ = format;
   // Nothing fails any more.
   number::setDefaultPrecision(precision, false);
   if (!fits) realPart_.swap(real);
   if (!imagFits) imagPart_.swap(imag);
   setIsReal(!isComplex);
-  fimath_ = math;
   dims_ = std::move(shape);
   updateNumel();
 }

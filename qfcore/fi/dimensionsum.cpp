@@ -127,8 +127,8 @@ struct fi::DimensionSums {
   template <bool KeepsAll>
   static void into(fi& result, const fi& x, unsigned dimension, const char* name) {
     const NumericType& type = result.getNumericType();
-    const unsigned precision = sumPrecision(type, x.getNumericType(), type, x.fimath_.castBeforeSum());
-    fi sumRegister = x.initializeSumRegister(type, x.fimath_, precision, x.iscomplex());
+    const unsigned precision = sumPrecision(type, x.getNumericType(), type, x.getFimath().castBeforeSum());
+    fi sumRegister = x.initializeSumRegister(type, x.getFimath(), precision, x.iscomplex());
     const Fibers fibers = Fibers::along(x, dimension);
     if (choosePath({.hasBlocks = precision <= kMaxDoublePrecision}, x, result) == Path::Blocks) {
       const quantizer& q = sumRegister.assignmentQuantizer_;
@@ -151,12 +151,12 @@ fi fi::sumAlong(unsigned dimension) const {
   while (dims.size() > 2 && dims.back() == 1) dims.pop_back();
   const auto numDims = static_cast<unsigned>(dims.size());
   if (isempty())
-    return fi(dims.data(), numDims, getNumericType(), fimath_, iscomplex(), tag(), OperationTypeEnum::Sum);
+    return fi(dims.data(), numDims, getNumericType(), getFimath(), iscomplex(), tag(), OperationTypeEnum::Sum);
 
   errorIfBooleanMath(*this);
   errorIfSlopeBiasMath(*this);
-  const NumericType type = resulttypes::sumOfTerms(getNumericType(), length, fimath_);
-  fi result(dims, type, fimath_, iscomplex(), tag(), OperationTypeEnum::Sum);
+  const NumericType type = resulttypes::sumOfTerms(getNumericType(), length, getFimath());
+  fi result(dims, type, getFimath(), iscomplex(), tag(), OperationTypeEnum::Sum);
   DimensionSums::into<false>(result, *this, dimension, "sum");
   return result;
 }
@@ -166,8 +166,8 @@ fi fi::cumulativeSumAlong(unsigned dimension) const {
   errorIfSlopeBiasMath(*this);
   const unsigned length = getDimension(dimension);
   if (isempty()) return unset(dims_, iscomplex());
-  const NumericType type = resulttypes::sumOfTerms(getNumericType(), length, fimath_);
-  fi result(dims_, type, fimath_, iscomplex(), tag(), OperationTypeEnum::Sum);
+  const NumericType type = resulttypes::sumOfTerms(getNumericType(), length, getFimath());
+  fi result(dims_, type, getFimath(), iscomplex(), tag(), OperationTypeEnum::Sum);
   DimensionSums::into<true>(result, *this, dimension, "cumsum");
   return result;
 }

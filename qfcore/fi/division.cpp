@@ -231,7 +231,7 @@ fi fi::over(const fi& b, const NumericType& type) const {
   errorIfSlopeBiasMath(*this);
   errorIfSlopeBiasMath(b);
   const fi& shape = shapeOfResult(*this, b);
-  fi result(shape.dims_.data(), shape.numDims(), type, fimath_, iscomplex() || b.iscomplex(), tag());
+  fi result(shape.dims_.data(), shape.numDims(), type, getFimath(), iscomplex() || b.iscomplex(), tag());
   errorIfSlopeBiasMath(result);
   const Bounds bounds(result);
   bool byZero = false;

@@ -258,7 +258,7 @@ struct fi::Extremes {
   template <class Extreme>
   static fi ofBoth(const fi& a, const fi& b) {
     if (!a.getNumericType().isequivalent(b.getNumericType())) fail<Extreme::kTypeMismatch>();
-    if (!a.fimath_.matches(b.fimath_)) fail<Extreme::kFimathMismatch>();
+    if (!a.getFimath().matches(b.getFimath())) fail<Extreme::kFimathMismatch>();
     const bool isComplex = a.iscomplex() || b.iscomplex();
     if (isComplex && a.isSlopeBias()) fail<message::complexSlopeBias>(Extreme::kName);
     const fi& shape = shapeOfResult(a, b);

@@ -420,8 +420,8 @@ class QFCORE_API fi : public HeldArray {
   /// `getNumericTypeForSqrtBisection`, without `math` the array's own. Squares are formed in the product type
   /// of `type` under `math`, whose overflows and underflows are warned of. Raises what `sqrtErrorMessage`
   /// raises and the errors of the product's type.
-  fi sqrtBisection() const { return sqrtBisection(getNumericTypeForSqrtBisection(), fimath_); }
-  fi sqrtBisection(const NumericType& type) const { return sqrtBisection(type, fimath_); }
+  fi sqrtBisection() const { return sqrtBisection(getNumericTypeForSqrtBisection(), getFimath()); }
+  fi sqrtBisection(const NumericType& type) const { return sqrtBisection(type, getFimath()); }
   fi sqrtBisection(const fimath& math) const { return sqrtBisection(getNumericTypeForSqrtBisection(), math); }
   fi sqrtBisection(const NumericType& type, const fimath& math) const;
   /// Raises "numforge:fi:sqrt:binarypointonly", "…:unspecifiedscaling", "…:unspecifiedsign", "…:nocomplex",
@@ -435,8 +435,8 @@ class QFCORE_API fi : public HeldArray {
   fi abs() const;
   /// Absolute values of a real array in `type`, without one in this type, rounded and brought into range by
   /// `math`. Raises "numforge:fi:abs:binarypointonly" and "numforge:fi:realabs:nocomplex".
-  fi realabs() const { return realabs(getNumericType(), fimath_); }
-  fi realabs(const NumericType& type) const { return realabs(type, fimath_); }
+  fi realabs() const { return realabs(getNumericType(), getFimath()); }
+  fi realabs(const NumericType& type) const { return realabs(type, getFimath()); }
   fi realabs(const fimath& math) const { return realabs(getNumericType(), math); }
   fi realabs(const NumericType& type, const fimath& math) const;
 
@@ -535,6 +535,8 @@ class QFCORE_API fi : public HeldArray {
   struct Sums;
   /// Values without meaning, which the maker sets.
   fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const std::string& tag,
+     OperationTypeEnum operationType, unsigned precision = 0);
+  fi(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const std::string& tag,
      OperationTypeEnum operationType, unsigned precision = 0);
   fi(const fi& model, const Shape& dims, bool isComplex) : HeldArray(model, dims, isComplex) {}
   /// What a host's value means: a real-world value, or a stored integer.

@@ -23,21 +23,21 @@ number taken(number& part, bool isView) {
 
 // ---------------------------------------------------------------------------------------------------- lifetime
 
-HeldArray::HeldArray(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex,
-                     const std::string& tag, OperationTypeEnum operationType, unsigned precision)
+HeldArray::HeldArray(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const std::string& tag,
+                     OperationTypeEnum operationType, unsigned precision)
     : ArrayShape(dims),
-      realPart_(numel_, precision, Unset{}),
-      imagPart_(isComplex ? numel_ : 0, precision, Unset{}),
+      realPart_(numel_, std::max(format->precision(), precision), Unset{}),
+      imagPart_(isComplex ? numel_ : 0, std::max(format->precision(), precision), Unset{}),
       isReal_(!isComplex),
-      fimath_(math),
-      assignmentQuantizer_(type, math.roundMode(), math.overflowMode(), tag, operationType) {}
+      format_(format),
+      assignmentQuantizer_(format->rules(), format->type(), tag, operationType) {}
 
 HeldArray::HeldArray(const HeldArray& model, const Shape& dims, bool isComplex)
     : ArrayShape(dims),
       realPart_(numel_, precisionOf(model.getNumericType()), Unset{}),
       imagPart_(isComplex ? numel_ : 0, realPart_.getprecision(), Unset{}),
       isReal_(!isComplex),
-      fimath_(model.fimath_),
+      format_(model.format()),
       assignmentQuantizer_(model.getAssignmentQuantizer(), false) {}
 
 HeldArray::HeldArray(const HeldArray& other)
@@ -48,7 +48,7 @@ HeldArray::HeldArray(const HeldArray& other)
       isAutoScaled_(other.isAutoScaled()),
       isDataSetByPair_(other.isDataSetByPair()),
       lastPropertySet_(other.getLastPropertySet()),
-      fimath_(other.fimath_),
+      format_(other.format()),
       assignmentQuantizer_(other.getAssignmentQuantizer()) {
   copyRegisterLogs(other);
 }
@@ -61,7 +61,7 @@ HeldArray::HeldArray(HeldArray&& other)
       isAutoScaled_(other.isAutoScaled()),
       isDataSetByPair_(other.isDataSetByPair()),
       lastPropertySet_(other.getLastPropertySet()),
-      fimath_(other.fimath_),
+      format_(other.format()),
       assignmentQuantizer_(other.isView_ ? quantizer(other.getAssignmentQuantizer())
                                          : quantizer(std::move(other.assignmentQuantizer_))),
       arithmeticState_(std::move(other.arithmeticState_)) {
@@ -76,7 +76,7 @@ void HeldArray::take(HeldArray& other) noexcept {
   isAutoScaled_ = other.isAutoScaled_;
   isDataSetByPair_ = other.isDataSetByPair_;
   lastPropertySet_ = other.lastPropertySet_;
-  fimath_ = other.fimath_;
+  format_ = other.format_;
   assignmentQuantizer_ = std::move(other.assignmentQuantizer_);
   arithmeticState_ = std::move(other.arithmeticState_);
   other.becomeEmpty();
@@ -97,7 +97,7 @@ HeldArray::HeldArray(const HeldArray& other, CopyIndex)
       isDataSetByPair_(other.isDataSetByPair()),
       isView_(true),
       lastPropertySet_(other.getLastPropertySet()),
-      fimath_(other.fimath_),
+      format_(other.format()),
       assignmentQuantizer_(other.getAssignmentQuantizer()),
       assignmentQuantizerInUse_(&other.getAssignmentQuantizer()) {}
 
@@ -107,7 +107,7 @@ HeldArray::HeldArray(const HeldArray& other, Reading)
       imagPart_(other.imagPart_, Reading{}),
       isReal_(other.isreal()),
       isView_(true),
-      fimath_(other.fimath_),
+      format_(other.format()),
       assignmentQuantizer_(other.getAssignmentQuantizer(), false) {}
 
 HeldArray::HeldArray(const HeldArray& other, CopyElement, unsigned position)
@@ -115,7 +115,7 @@ HeldArray::HeldArray(const HeldArray& other, CopyElement, unsigned position)
       realPart_(1, other.realPart_.getprecision(), NumberVector{}),
       imagPart_(other.isreal() ? 0 : 1, other.realPart_.getprecision(), NumberVector{}),
       isReal_(other.isreal()),
-      fimath_(other.fimath_),
+      format_(other.format()),
       assignmentQuantizer_(other.getAssignmentQuantizer()) {
   other.checkIndex(position);
   realPart_.copyValue(other.realPart_, position);
@@ -126,7 +126,7 @@ HeldArray::HeldArray(const HeldArray& other, CopyReal)
     : ArrayShape(other),
       realPart_(other.realPart_, NumberVector{}),
       imagPart_(0, other.realPart_.getprecision(), NumberVector{}),
-      fimath_(other.fimath_),
+      format_(other.format()),
       assignmentQuantizer_(other.getAssignmentQuantizer()) {}
 
 HeldArray::~HeldArray() = default;
@@ -195,16 +195,17 @@ void HeldArray::setPrecision(unsigned precision) {
 void HeldArray::updateAssignmentQuantizer(const NumericType& type) {
   resulttypes::errorIfUnfit(type);
   errorIfViewCannotTake(dims_, type, iscomplex());
-  if (target_) return target_->updateAssignmentQuantizer(type);
-  assignmentQuantizer_.set(type, fimath_.roundMode(), fimath_.overflowMode());
+  takeFormat(type, getFimath());
 }
 
-void HeldArray::updateAssignmentQuantizer() { updateAssignmentQuantizer(NumericType(getNumericType())); }
+void HeldArray::updateAssignmentQuantizer() { takeFormat(NumericType(getNumericType()), getFimath()); }
 
-void HeldArray::setFimath(const fimath& math) {
-  fimath_ = math;
-  if (target_) return target_->setFimath(math);
-  updateAssignmentQuantizer();
+void HeldArray::setFimath(const fimath& math) { takeFormat(NumericType(getNumericType()), math); }
+
+void HeldArray::takeFormat(const NumericType& type, const fimath& math) {
+  HeldArray& changed = owner();
+  changed.format_ = ArrayFormat::of(type, math);
+  changed.assignmentQuantizer_.set(changed.format_->type(), changed.format_->rules());
 }
 
 void HeldArray::becomeComplex() {

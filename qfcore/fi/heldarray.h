@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "qfcore/fi/arrayformat.h"
 #include "qfcore/fi/arrayshape.h"
 #include "qfcore/logging/qlogger.h"
 #include "qfcore/math/fimath.h"
@@ -53,7 +54,9 @@ class QFCORE_API HeldArray : public ArrayShape {
 
   // ----------------------------------------------------------------------------------------------------- parts
   const NumericType& getNumericType() const { return assignmentQuantizerInUse_->numericType(); }
-  const fimath& getFimath() const { return fimath_; }
+  const fimath& getFimath() const { return format()->math(); }
+  /// Type and settings with all that follows from them, which arrays share.
+  const ArrayFormat::Ptr& format() const { return owner().format_; }
   void setFimath(const fimath& math);
   number& realPart() { return realPart_; }
   const number& realPart() const { return realPart_; }
@@ -127,8 +130,8 @@ class QFCORE_API HeldArray : public ArrayShape {
 
  protected:
   /// Values without meaning, which the maker sets.
-  HeldArray(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex,
-            const std::string& tag, OperationTypeEnum operationType, unsigned precision);
+  HeldArray(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const std::string& tag,
+            OperationTypeEnum operationType, unsigned precision);
   /// The same in the type and settings of `model`, with its tag and logging switch and nothing recorded.
   HeldArray(const HeldArray& model, const Shape& dims, bool isComplex);
   HeldArray(const HeldArray& other);
@@ -157,6 +160,9 @@ class QFCORE_API HeldArray : public ArrayShape {
   bool sharesElementsWith(const HeldArray& other) const { return realPart_.sharesValuesWith(other.realPart_); }
   /// Raises "numforge:fi:FiReference:changesTarget" where this is a view that cannot take such elements.
   void errorIfViewCannotTake(const Shape& dims, const NumericType& type, bool isComplex) const;
+
+  /// Replaces type and settings; elements stay as they are held.
+  void takeFormat(const NumericType& type, const fimath& math);
 
   /// The held value that reads as real-world 0.
   number zeroValue() const;
@@ -201,7 +207,7 @@ class QFCORE_API HeldArray : public ArrayShape {
   bool isAutoScaled_ = false, isDataSetByPair_ = false;
   bool isView_ = false;
   PropertyEnum lastPropertySet_{-1};
-  fimath fimath_;
+  ArrayFormat::Ptr format_;
   quantizer assignmentQuantizer_;
   const quantizer* assignmentQuantizerInUse_ = &assignmentQuantizer_;
   HeldArray* target_ = nullptr;  // what an FiReference refers to

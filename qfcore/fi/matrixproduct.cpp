@@ -305,10 +305,10 @@ void mtimesByElements(const fi& left, const fi& right, fi& productRegister, cons
 
 fi fi::mtimes(const fi& b) const {
   const bool complexResult = iscomplex() || b.iscomplex();
-  const bool slopeBias =
-      isSlopeBias() || b.isSlopeBias() || fimath_.isSumSlopeBiasScaled() || fimath_.isProductSlopeBiasScaled();
+  const bool slopeBias = isSlopeBias() || b.isSlopeBias() || getFimath().isSumSlopeBiasScaled() ||
+                         getFimath().isProductSlopeBiasScaled();
   if (slopeBias && complexResult) fail<message::complexSlopeBias>("mtimes");
-  if (slopeBias && numel_ >= 2 && b.numel_ >= 2 && !fimath_.castBeforeSum()) {
+  if (slopeBias && numel_ >= 2 && b.numel_ >= 2 && !getFimath().castBeforeSum()) {
     fail<message::castBeforeSumFalse>("mtimes");
   }
   if (isscalar() || b.isscalar()) return times(b);
@@ -318,12 +318,12 @@ fi fi::mtimes(const fi& b) const {
   const NumericType productType = productTypeWith(b);
   const NumericType type = matrixSumTypeWith(b, productType);
   if (slopeBias) errorIfScaledDoubleSlopeBiasMath(*this, b);
-  fi result(rows_, b.cols_, type, fimath_, complexResult, tag(), OperationTypeEnum::Product);
+  fi result(rows_, b.cols_, type, getFimath(), complexResult, tag(), OperationTypeEnum::Product);
   if (multiplyExactly(*this, b, productType, result)) return result;
-  fi productRegister = initializeProductRegister(productType, type, fimath_, precisionOf(type));
+  fi productRegister = initializeProductRegister(productType, type, getFimath(), precisionOf(type));
   if (complexResult) productRegister.coordinateComplexity(true, 1);
   const unsigned precision = accumulatorPrecision(*this, b, productType, type);
-  fi accumulator = initializeSumRegister(type, fimath_, precision, complexResult);
+  fi accumulator = initializeSumRegister(type, getFimath(), precision, complexResult);
 
   const quantizer& products = productRegister.assignmentQuantizer_;
   const quantizer& productSums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;

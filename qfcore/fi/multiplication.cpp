@@ -74,7 +74,7 @@ fi& fi::complexTimesEquals(const fi& b, const quantizer& productQuantizer, const
   const number nothing(0.0, kMaxDoublePrecision, false);
   if (isreal()) becomeComplex();
   complexProduct(realPart_, imagPart_, b.realPart_, b.isreal() ? nothing : b.imagPart_, productQuantizer,
-                 sumQuantizer, fimath_.castBeforeSum(), scratch1, scratch2, realPart_, imagPart_);
+                 sumQuantizer, getFimath().castBeforeSum(), scratch1, scratch2, realPart_, imagPart_);
   getQlogger().nMathOperationsPlusOne();
   return *this;
 }
@@ -106,13 +106,13 @@ fi fi::times(const fi& b) const {
   const NumericType productType = productTypeWith(b);
   const NumericType type = bothComplex ? sumTypeOfProductsWith(b, productType) : productType;
   errorIfScaledDoubleSlopeBiasMath(*this, b);
-  const bool slopeBias =
-      isSlopeBias() || b.isSlopeBias() || fimath_.isProductSlopeBiasScaled() || fimath_.isSumSlopeBiasScaled();
+  const bool slopeBias = isSlopeBias() || b.isSlopeBias() || getFimath().isProductSlopeBiasScaled() ||
+                         getFimath().isSumSlopeBiasScaled();
   if (slopeBias && complexResult) fail<message::complexSlopeBias>("times");
   const fi& shape = shapeOfResult(*this, b);
-  fi result(shape.dims_, type, fimath_, complexResult, tag(), OperationTypeEnum::Product);
+  fi result(shape.dims_, type, getFimath(), complexResult, tag(), OperationTypeEnum::Product);
   if (!slopeBias && multiplyExactly(*this, b, result)) return result;
-  fi productRegister = initializeProductRegister(productType, type, fimath_, 0);
+  fi productRegister = initializeProductRegister(productType, type, getFimath(), 0);
   const quantizer& products = productRegister.assignmentQuantizer_;
   const quantizer& sums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
   if (!multiplyByBlocks(*this, b, products, sums, result)) {
@@ -144,7 +144,7 @@ fi& fi::operator*=(const fi& b) {
   if (!b.isscalar()) checkElementwiseSize(b);
 
   const NumericType type(getNumericType());
-  fi productRegister = initializeProductRegister(type, type, fimath_, 0);
+  fi productRegister = initializeProductRegister(type, type, getFimath(), 0);
   for (fi* each : {&productRegister, productRegister.arithmeticState().sumRegister.get()})
     each->setLogging(getQlogger().isAlwaysOn());
   const quantizer& products = productRegister.assignmentQuantizer_;

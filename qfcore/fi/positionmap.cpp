@@ -22,8 +22,8 @@ HostArray stepMap(const fi::Shape& dims, double first, double step) {
 HostArray positionMap(const fi::Shape& dims, double first) {
   if (first != 0) return stepMap(dims, first + 1, 1);
   // Loops over parts of one large array would otherwise spend their time on its map.
-  static HostArray kept;
-  static fi::Shape keptDims{0, 0};
+  static thread_local HostArray kept;
+  static thread_local fi::Shape keptDims{0, 0};
   if (dims == keptDims) return kept;
   HostArray map = stepMap(dims, 1, 1);
   if (map.numel() <= kMaxKeptMap) {

@@ -211,7 +211,7 @@ void fi::errorIfMixedMath(const fi& a, const fi& b) {
 }
 
 void fi::errorIfFimathMismatch(const fi& a, const fi& b) {
-  if (!a.fimath_.matches(b.fimath_)) fail<kFimathMismatch>();
+  if (!a.getFimath().matches(b.getFimath())) fail<kFimathMismatch>();
 }
 
 void fi::errorIfMathMismatch(const fi& a, const fi& b) {
@@ -242,12 +242,12 @@ DataTypeEnum fi::getDataTypeForMathOp(const fi& a, const fi& b) {
 
 NumericType fi::sumTypeWith(const fi& b) const {
   errorIfMathMismatch(*this, b);
-  return resulttypes::sum(getNumericType(), b.getNumericType(), fimath_);
+  return resulttypes::sum(getNumericType(), b.getNumericType(), getFimath());
 }
 
 NumericType fi::productTypeWith(const fi& b) const {
   errorIfMathMismatch(*this, b);
-  return resulttypes::product(getNumericType(), b.getNumericType(), fimath_);
+  return resulttypes::product(getNumericType(), b.getNumericType(), getFimath());
 }
 
 const NumericType& fi::getNumericTypeForAddOp(const fi& b) const {
@@ -259,14 +259,14 @@ const NumericType& fi::getProductTypeForMpyOp(const fi& b) const {
 }
 
 NumericType fi::sumTypeOfProductsWith(const fi& b, const NumericType& productType) const {
-  return resulttypes::sumOfTwoProducts(getDataTypeForMathOp(*this, b), productType, fimath_);
+  return resulttypes::sumOfTwoProducts(getDataTypeForMathOp(*this, b), productType, getFimath());
 }
 
 NumericType fi::matrixSumTypeWith(const fi& b, const NumericType& productType) const {
   errorIfMathMismatch(*this, b);
   const unsigned terms = cols_ + (iscomplex() && b.iscomplex());
   return resulttypes::sumOfProducts(getNumericType(), b.getNumericType(), productType, std::max(terms, 1U),
-                                    fimath_);
+                                    getFimath());
 }
 
 const NumericType& fi::getSumTypeForMpyOp(const fi& b, const NumericType& productType) const {
@@ -280,7 +280,8 @@ const NumericType& fi::getSumNumericTypeForMatrixMultiply(const fi& b, const Num
 const NumericType& fi::getNumericTypeForLeadingDimensionSum() const {
   errorIfBooleanMath(*this);
   errorIfSlopeBiasMath(*this);
-  return arithmeticState().sumType = resulttypes::sumOfTerms(getNumericType(), std::max(rows_, 1U), fimath_);
+  return arithmeticState().sumType =
+             resulttypes::sumOfTerms(getNumericType(), std::max(rows_, 1U), getFimath());
 }
 
 NumericType fi::getNumericTypeForSqrtBisection() const { return resulttypes::squareRoot(getNumericType()); }

@@ -1,6 +1,9 @@
 /// The math settings of fixed-point arrays: rounding, overflow, and how word lengths grow in arithmetic.
 #pragma once
 
+#include <array>
+#include <bit>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -51,6 +54,10 @@ struct QFCORE_API RegisterSettings {
   /// Equal in what the mode makes matter to a result; see `fimath::matches`.
   bool matches(const RegisterSettings& other) const;
   bool operator==(const RegisterSettings&) const = default;
+  bool isIdentical(const RegisterSettings& other) const {
+    using Bits = std::array<std::uint64_t, sizeof(RegisterSettings) / sizeof(std::uint64_t)>;
+    return std::bit_cast<Bits>(*this) == std::bit_cast<Bits>(other);
+  }
 
   /// The texts of the editing dialog.
   std::string wordLengthString() const;
@@ -158,6 +165,12 @@ class QFCORE_API fimath {
   bool matches(const fimath& other) const;
   /// All settings but PrecisionMode, which has no effect on arithmetic.
   bool isequal(const fimath& other) const;
+  /// All settings, those without an effect too, bit by bit.
+  bool isIdentical(const fimath& other) const {
+    return roundMode_ == other.roundMode_ && overflowMode_ == other.overflowMode_ &&
+           precisionMode_ == other.precisionMode_ && castBeforeSum_ == other.castBeforeSum_ &&
+           product_.isIdentical(other.product_) && sum_.isIdentical(other.sum_);
+  }
   friend bool operator==(const fimath& a, const fimath& b) { return a.isequal(b); }
 
   /// What `disp` prints.

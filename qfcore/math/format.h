@@ -14,7 +14,6 @@ struct IntegerRange {
 
 /// The constants of a format that is carried in doubles. Floating-point formats use `eps`, `max`, `min` and the
 /// last two, which no other format uses; `greatest` and `least` are for modes without a grid.
-/// Without a value until they are derived: a quantizer carries them along that may never be asked to quantize.
 struct DoubleFormat {
   GridFactors grid;  ///< 2^f and 2^(−f)
   IntegerRange stored;

@@ -6,52 +6,20 @@
 #include <string>
 
 #include "qfcore/logging/qlogger.h"
-#include "qfcore/math/format.h"
-#include "qfcore/math/modes.h"
+#include "qfcore/math/quantizerrules.h"
 #include "qfcore/number/number.h"
-#include "qfcore/types/enumtable.h"
 #include "qfcore/types/numerictype.h"
 
 namespace embedded {
 
-/// Named after the host's texts where C++ allows it.
-enum class QuantizerModeEnum : int {
-  doubleMode = 0,
-  floatMode,
-  fixed,
-  singleMode,
-  ufixed,
-  none,
-  boolean,
-  ScaledDouble,
-  UnsignedScaledDouble
-};
-
-namespace detail {
-
-inline constexpr EmbeddedTypeSystem::EnumRow kQuantizerModeRows[] = {
-    {0, "double"},  {1, "float"},        {2, "fixed"},
-    {3, "single"},  {4, "ufixed"},       {5, "none"},
-    {6, "boolean"}, {7, "ScaledDouble"}, {8, "UnsignedScaledDouble"}};
-inline constexpr EmbeddedTypeSystem::EnumTable kQuantizerModeTable{"quantizer Mode", "quantizer Mode",
-                                                                   kQuantizerModeRows};
-
-}  // namespace detail
-
-constexpr const EmbeddedTypeSystem::EnumTable& tableOf(QuantizerModeEnum) {
-  return detail::kQuantizerModeTable;
-}
-
-struct Kernel;
-struct WideFormat;
 struct WideOutcome;
 
 /// A format (mode and lengths), a rounding rule and an overflow rule, with the constants derived from them and
 /// the logger that records what the quantizations met.
 ///
-/// Quantizing is const: the settings stay, the logger records. One kernel is chosen for the settings, so a
-/// quantization itself decides nothing. Values carried in doubles go through array kernels,
-/// wide ones through the same rules on numbers; both round exactly once.
+/// Quantizing is const: the settings stay, the logger records. The kernel and the constants are those of the
+/// settings' rules, which quantizers share, so a quantization itself decides nothing. Values carried in doubles
+/// go through array kernels, wide ones through the same rules on numbers; both round exactly once.
 class QFCORE_API quantizer {
  public:
   /// Mode "fixed", "floor", "saturate", word length 16, fraction length 15.
@@ -60,17 +28,19 @@ class QFCORE_API quantizer {
   /// unspecified.
   quantizer(const EmbeddedTypeSystem::NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode,
             const std::string& tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
+  /// The quantizer of `type` under rules that are shared; they must be those of the type.
+  quantizer(const QuantizerRulesPtr& rules, const EmbeddedTypeSystem::NumericType& type, const std::string& tag,
+            OperationTypeEnum operationType)
+      : rules_(rules), logger_(tag, operationType, type) {}
   /// A copy, or with `keepRecord` false one that has recorded nothing.
   quantizer(const quantizer& other, bool keepRecord)
-      : settings_(other.settings_),
-        isDerived_(other.isDerived_),
-        derived_(other.derived_),
-        wide_(other.wide_),
-        logger_(other.logger_, keepRecord) {}
+      : rules_(other.rules_), logger_(other.logger_, keepRecord) {}
 
   /// Takes over a numeric type and the two modes; tag, operation kind and record stay. On error nothing
   /// changes.
   void set(const EmbeddedTypeSystem::NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode);
+  /// The same with rules that are shared.
+  void set(const EmbeddedTypeSystem::NumericType& type, const QuantizerRulesPtr& rules);
 
   void setMode(QuantizerModeEnum mode);
   void setRoundMode(RoundModeEnum roundMode);
@@ -86,19 +56,19 @@ class QFCORE_API quantizer {
   /// Word length and fraction length; in mode "float" word length and exponent length. All or nothing.
   void setFormat(double wordLength, double secondLength);
 
-  QuantizerModeEnum mode() const { return settings_.mode; }
-  RoundModeEnum roundMode() const { return settings_.roundMode; }
-  OverflowModeEnum overflowMode() const { return settings_.overflowMode; }
+  QuantizerModeEnum mode() const { return settings().mode; }
+  RoundModeEnum roundMode() const { return settings().roundMode; }
+  OverflowModeEnum overflowMode() const { return settings().overflowMode; }
   /// Bits; 64 and 32 in the modes "double" and "single".
-  int wordLength() const;
+  int wordLength() const { return settings().bits(); }
   /// Of a floating-point format: its fraction bits.
-  int fractionLength() const;
-  int exponentLength() const;
-  int exponentBias() const;
-  int exponentMin() const { return 1 - exponentBias(); }
+  int fractionLength() const { return settings().fractionBits(); }
+  int exponentLength() const { return settings().exponentBits(); }
+  int exponentBias() const { return settings().exponentBias(); }
+  int exponentMin() const { return settings().exponentMin(); }
   int exponentMax() const { return exponentBias(); }
-  bool isFloatingPoint() const;
-  bool isSigned() const;
+  bool isFloatingPoint() const { return settings().isFloatingPoint(); }
+  bool isSigned() const { return settings().isSigned(); }
   /// The numeric type that the settings amount to; the one given at construction or to `set`, if that is newer.
   const EmbeddedTypeSystem::NumericType& numericType() const { return logger_.numericType(); }
   bool isequal(const quantizer& other) const;
@@ -119,20 +89,11 @@ class QFCORE_API quantizer {
   /// The largest denormal, realmin − denormalmin; eps in fixed point.
   number denormalmax() const;
   /// Bits of the constants: the word length for "fixed", one more for "ufixed", the fraction bits for "float".
-  unsigned constantPrecision() const;
+  unsigned constantPrecision() const { return settings().constantPrecision(); }
   /// Whether values of the format are carried in doubles.
-  bool isDoubleBacked() const {
-    constexpr int kMaxDoubleExponentLength = 11;
-    const bool isFixed =
-        settings_.mode == QuantizerModeEnum::fixed || settings_.mode == QuantizerModeEnum::ufixed;
-    if (isFixed) return doublesCarry(settings_.wordLength, settings_.fractionLength);
-    return settings_.mode != QuantizerModeEnum::floatMode ||
-           (settings_.exponentLength <= kMaxDoubleExponentLength &&
-            fractionLength() <= static_cast<int>(kMaxDoublePrecision));
-  }
+  bool isDoubleBacked() const { return settings().isDoubleBacked(); }
 
-  /// Derives the constants and chooses the kernel now. Setters leave that to when a value or a constant is
-  /// first asked for, so nothing but the time it takes depends on this.
+  /// Makes the constants now that otherwise are made when wide values first need them.
   void updateparameters();
   /// What `updateparameters` does for signed fixed-point, unsigned fixed-point and floating-point modes;
   /// nothing in a mode of another kind.
@@ -141,7 +102,7 @@ class QFCORE_API quantizer {
   void updatefloatparameters();
 
   /// The constants as doubles; exact for a double-backed format.
-  const DoubleFormat& doubleFormat() const { return derived().format; }
+  const DoubleFormat& doubleFormat() const { return rules_->format; }
 
   /// Quantizes the current element in place and returns it.
   number& quantize(number& value) const;
@@ -176,11 +137,11 @@ class QFCORE_API quantizer {
     return run(kernelFor(QuantizerModeEnum::fixed, RoundModeEnum::round, OverflowModeEnum::overflow), x); \
   }                                                                                                       \
   number& QuantizeUfixed##Round##Overflow(number& x) const { return QuantizeFixed##Round##Overflow(x); }
-#define QFCORE_ROUNDED_KERNELS(Round, round)                                                              \
-  QFCORE_KERNEL(Round, round, Wrap, wrap)                                                                 \
-  QFCORE_KERNEL(Round, round, Saturate, saturate)                                                         \
-  number& QuantizeFloat##Round(number& x) const {                                                         \
-    return run(kernelFor(QuantizerModeEnum::floatMode, RoundModeEnum::round, settings_.overflowMode), x); \
+#define QFCORE_ROUNDED_KERNELS(Round, round)                                                      \
+  QFCORE_KERNEL(Round, round, Wrap, wrap)                                                         \
+  QFCORE_KERNEL(Round, round, Saturate, saturate)                                                 \
+  number& QuantizeFloat##Round(number& x) const {                                                 \
+    return run(kernelFor(QuantizerModeEnum::floatMode, RoundModeEnum::round, overflowMode()), x); \
   }
   QFCORE_ROUNDED_KERNELS(Round, round)
   QFCORE_ROUNDED_KERNELS(Nearest, nearest)
@@ -202,50 +163,20 @@ class QFCORE_API quantizer {
   std::size_t nunderflows() const { return logger_.nunderflows(); }
 
  private:
-  const Kernel& kernelFor(QuantizerModeEnum mode) const {
-    return kernelFor(mode, settings_.roundMode, settings_.overflowMode);
-  }
+  const QuantizerSettings& settings() const { return rules_->settings; }
+  const Kernel& kernelFor(QuantizerModeEnum mode) const { return kernelFor(mode, roundMode(), overflowMode()); }
   static const Kernel& kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMode,
                                  OverflowModeEnum overflowMode);
   number& run(const Kernel& kernel, number& value) const;
   number& recorded(const WideOutcome& outcome, number& quantized) const;
-  bool lengthsFit() const;
   bool hasPatterns() const;
   void requireFittingLengths() const;
-  void settingsChanged();
-  /// What follows from the settings: the kernel that they choose and the constants of the format.
-  struct Derived {
-    const Kernel* kernel;
-    DoubleFormat format;
-  };
-  const Derived& derived() const {
-    if (!isDerived_) derive();
-    return derived_;
-  }
-  void derive() const;
-  void deriveAnew();
-  void forgetDerived();
-  void deriveFixed(DoubleFormat& format) const;
-  void deriveFloat(DoubleFormat& format) const;
+  void change(const QuantizerSettings& changed);
   EmbeddedTypeSystem::NumericType typeOfSettings() const;
-  const WideFormat& wideFormat() const;
+  const WideFormat& wideFormat() const { return rules_->wide(); }
   number constant(double DoubleFormat::*plain, number WideFormat::*wide) const;
 
-  struct Settings {
-    QuantizerModeEnum mode = QuantizerModeEnum::fixed;
-    RoundModeEnum roundMode = RoundModeEnum::floor;
-    OverflowModeEnum overflowMode = OverflowModeEnum::saturate;
-    int wordLength = 16, fractionLength = 15, exponentLength = 5;
-    bool operator==(const Settings&) const = default;
-  };
-
-  Settings settings_;
-  // Made when a value is first quantized: many an array only stands for a type.
-  mutable bool isDerived_ = false;
-  mutable Derived derived_;
-  // Made when a wide value or a wide format first needs it; a pure function of the settings, so copies share
-  // it.
-  mutable std::shared_ptr<const WideFormat> wide_;
+  QuantizerRulesPtr rules_;
   qlogger logger_;
 };
 

@@ -21,22 +21,22 @@ constexpr unsigned kBitsPerDigit = 5;
 }  // namespace
 
 bool quantizer::hasPatterns() const {
-  return settings_.mode == QuantizerModeEnum::fixed || settings_.mode == QuantizerModeEnum::ufixed ||
-         settings_.mode == QuantizerModeEnum::boolean || isFloatingPoint();
+  return settings().mode == QuantizerModeEnum::fixed || settings().mode == QuantizerModeEnum::ufixed ||
+         settings().mode == QuantizerModeEnum::boolean || isFloatingPoint();
 }
 
 std::string quantizer::num2base(const number& value, int base) const {
   if (!hasPatterns()) fail<kNum2baseNotDefined>();
   requireFittingLengths();
   if (isFloatingPoint()) return value.float2base(base, wordLength(), exponentLength());
-  if (settings_.mode == QuantizerModeEnum::boolean) return value.fixed2base(base, false, 1, 1.0, 0, 0.0);
-  return value.fixed2base(base, isSigned(), settings_.wordLength, 1.0, -settings_.fractionLength, 0.0);
+  if (settings().mode == QuantizerModeEnum::boolean) return value.fixed2base(base, false, 1, 1.0, 0, 0.0);
+  return value.fixed2base(base, isSigned(), settings().wordLength, 1.0, -settings().fractionLength, 0.0);
 }
 
 std::string quantizer::num2sdec(const number& value) const {
   if (isFloatingPoint()) fail<kSdecFixedOnly>();
-  if (settings_.mode == QuantizerModeEnum::boolean) return value.fixed2sdec(false, 1, 1.0, 0, 0.0);
-  return value.fixed2sdec(isSigned(), settings_.wordLength, 1.0, -settings_.fractionLength, 0.0);
+  if (settings().mode == QuantizerModeEnum::boolean) return value.fixed2sdec(false, 1, 1.0, 0, 0.0);
+  return value.fixed2sdec(isSigned(), settings().wordLength, 1.0, -settings().fractionLength, 0.0);
 }
 
 bool quantizer::base2num(number& value, const char* text, int base) const {
@@ -51,9 +51,9 @@ bool quantizer::base2num(number& value, const char* text, int base) const {
   // More digits than the word has bits for are still quantized from the number that they write.
   const auto bits = static_cast<unsigned>(std::strlen(digits)) * kBitsPerDigit;
   number read(0.0, std::max(value.getprecision(), bits), false);
-  const bool isBoolean = settings_.mode == QuantizerModeEnum::boolean;
-  if (!read.base2fixed(digits, base, isSigned(), isBoolean ? 1 : settings_.wordLength, 1.0,
-                       isBoolean ? 0 : -settings_.fractionLength, 0.0)) {
+  const bool isBoolean = settings().mode == QuantizerModeEnum::boolean;
+  if (!read.base2fixed(digits, base, isSigned(), isBoolean ? 1 : settings().wordLength, 1.0,
+                       isBoolean ? 0 : -settings().fractionLength, 0.0)) {
     return false;
   }
   value = quantize(read);

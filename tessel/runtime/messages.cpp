@@ -45,7 +45,8 @@ void warn(std::string_view identifier, std::string_view text) {
 }
 
 Warning& lastWarning() {
-  static Warning last;
+  // A thread is told of its own warnings.
+  static thread_local Warning last;
   return last;
 }
 

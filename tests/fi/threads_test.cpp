@@ -23,7 +23,10 @@ class Threads : public OperationsTest {
       const auto failure = failureOf([&] { text = operation.run(shared); });
       all.push_back(failure ? failure->identifier : text);
     };
-    for (const Operation& operation : kOperations) run(operation);
+    for (const Operation& operation : kOperations) {
+      // Making a view moves the elements to where both can see them.
+      if (!std::strstr(operation.name, "CopyIndex")) run(operation);
+    }
     for (const Operation& operation : kProducts) run(operation);
     if (!own) return all;
     fi changed(shared.a);
@@ -44,6 +47,7 @@ TEST_F(Threads, ReadSharedArraysAsOneDoesAlone) {
     longestWord_ = trial % 3 == 0 ? 52 : trial % 3 == 1 ? 120 : 300;
     const Arrays arrays = anyArrays(trial % 8 == 7);
     const Operands operands = arrays.operands();
+    qlogger::setLogging(false);
     setElementPathOnly(trial % 2 == 0);
     const std::vector<std::string> expected = outcomes(operands, true);
     std::barrier together(kThreads);

@@ -55,11 +55,11 @@ const std::vector<Rule>& rules() {
       lower.push_back(header);
     rows.insert(rows.begin(), {kPaths, lower});
     // What the array shows of itself.
-    for (const char* face : {"qfcore/fi/fi.h", "qfcore/fi/heldarray.h", "qfcore/fi/arrayshape.h"})
-      rows.insert(rows.begin(),
-                  {face,
-                   {"qfcore/fi/fi", "qfcore/fi/heldarray.h", "qfcore/fi/arrayshape.h", "qfcore/math/",
-                    "qfcore/logging/", "qfcore/types/", "qfcore/number/", boundary()}});
+    for (const char* face :
+         {"qfcore/fi/fi.h", "qfcore/fi/heldarray.h", "qfcore/fi/arrayshape.h", "qfcore/fi/arrayformat.h"})
+      rows.insert(rows.begin(), {face,
+                                 {"qfcore/fi/fi", "qfcore/fi/heldarray.h", "qfcore/fi/array", "qfcore/math/",
+                                  "qfcore/logging/", "qfcore/types/", "qfcore/number/", boundary()}});
     rows.push_back({"qfcore/host/", {"qfcore/", boundary()}, {kPaths}});
     rows.push_back({"qfcore/qfcore.h", {"qfcore/"}, {kPaths}});
     // Python sees what a program of its own would: the boundary, arrays and records, and no binding but the

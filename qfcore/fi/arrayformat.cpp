@@ -1,0 +1,114 @@
+#include "qfcore/fi/arrayformat.h"
+
+#include <bit>
+#include <cstdint>
+#include <mutex>
+#include <unordered_map>
+
+#include "qfcore/fi/heldarray.h"
+#include "qfcore/fi/resulttypes.h"
+
+namespace embedded {
+
+using EmbeddedTypeSystem::NumericType;
+using EmbeddedTypeSystem::SignedEnum;
+
+namespace {
+
+/// A few megabytes.
+constexpr std::size_t kMostKept = 4096;
+
+/// The formats that are kept. Nobody frees them at the end of the program: arrays with static life need theirs
+/// later.
+struct Table {
+  std::mutex mutex;
+  std::unordered_multimap<std::size_t, const ArrayFormat*> formats;
+};
+
+Table& table() {
+  static Table& made = *new Table;
+  return made;
+}
+
+/// The formats that this thread found last, by hash.
+constexpr std::size_t kRecent = 64;
+[[gnu::tls_model("initial-exec")]] constinit thread_local const ArrayFormat* recent[kRecent] = {};
+
+/// Of what mostly tells formats apart.
+std::size_t hashOf(const NumericType& type, const fimath& math) {
+  const auto mixed = [](std::size_t hash, int next) {
+    return hash * 31 + static_cast<std::size_t>(static_cast<unsigned>(next));
+  };
+  std::size_t hash = static_cast<std::size_t>(static_cast<unsigned>(type.wordLength()));
+  hash = mixed(hash, type.fixedExponent());
+  hash = mixed(hash, static_cast<int>(type.dataTypeMode()) * 4 + static_cast<int>(type.signedEnum()));
+  hash = mixed(hash, static_cast<int>(math.roundMode()) * 2 + static_cast<int>(math.overflowMode()));
+  hash = mixed(hash, math.productWordLength() + static_cast<int>(math.productMode()));
+  hash = mixed(hash, math.sumWordLength() + static_cast<int>(math.sumMode()));
+  return hash ^ hash >> 12;
+}
+
+bool haveSameBits(double a, double b) {
+  return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+
+NumericType withSign(NumericType type) {
+  if (type.isSignUnspecified()) {
+    type.setDataTypeProps(type.dataType(), type.scaling(), SignedEnum::Signed, type.wordLength(),
+                          type.slopeAdjustmentFactor(), type.fixedExponent(), type.bias());
+  }
+  return type;
+}
+
+}  // namespace
+
+ArrayFormat::ArrayFormat(const NumericType& type, const fimath& math)
+    : type_(withSign(type)),
+      math_(math),
+      rules_(new QuantizerRules(quantizerSettings(type_, math.roundMode(), math.overflowMode()))),
+      precision_(HeldArray::precisionOf(type_)) {}
+
+ArrayFormat::~ArrayFormat() = default;
+
+bool ArrayFormat::isOf(const NumericType& type, const fimath& math) const {
+  // Bit by bit: -0 and NaN are what users gave, and are to be shown as they are.
+  return type_.wordLength() == type.wordLength() && type_.fixedExponent() == type.fixedExponent() &&
+         type_.signedEnum() == type.signedEnum() && type_.dataTypeMode() == type.dataTypeMode() &&
+         type_.dataType() == type.dataType() && type_.scaling() == type.scaling() &&
+         haveSameBits(type_.slopeAdjustmentFactor(), type.slopeAdjustmentFactor()) &&
+         haveSameBits(type_.bias(), type.bias()) && type_.readOnly() == type.readOnly() &&
+         type_.isVolatile() == type.isVolatile() && math_.isIdentical(math);
+}
+
+ArrayFormat::Ptr ArrayFormat::of(const NumericType& type, const fimath& math) {
+  if (type.isSignUnspecified()) return of(withSign(type), math);
+  const std::size_t hash = hashOf(type, math);
+  const ArrayFormat*& last = recent[hash % kRecent];
+  if (last && last->isOf(type, math)) return Ptr(last);
+  Table& kept = table();
+  const std::lock_guard lock(kept.mutex);
+  const auto [first, end] = kept.formats.equal_range(hash);
+  for (auto each = first; each != end; ++each) {
+    if (each->second->isOf(type, math)) return Ptr(last = each->second);
+  }
+  resulttypes::errorIfUnfit(type);
+  Ptr made(new ArrayFormat(type, math));
+  if (kept.formats.size() == kMostKept) return made;
+  kept.formats.emplace(hash, made.get());
+  made.keepForGood();
+  return Ptr(last = made.get());
+}
+
+ArrayFormat::Result ArrayFormat::remembered(Operation operation, const ArrayFormat& right,
+                                            Result result) const {
+  if (!isKept() || !right.isKept() || !result.format->isKept()) return result;
+  const Known* made = new Known{right, result};
+  for (auto& each : known_[static_cast<std::size_t>(operation)]) {
+    const Known* other = nullptr;
+    if (each.compare_exchange_strong(other, made, std::memory_order_acq_rel)) return result;
+  }
+  delete made;
+  return result;
+}
+
+}  // namespace embedded

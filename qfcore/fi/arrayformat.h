@@ -1,0 +1,76 @@
+/// What all arrays of one numeric type under one set of math settings have in common.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+
+#include "qfcore/math/fimath.h"
+#include "qfcore/math/quantizerrules.h"
+#include "qfcore/number/immutable.h"
+#include "qfcore/types/numerictype.h"
+
+namespace embedded {
+
+/// A numeric type and math settings, the rules of quantization under them, and the formats of results that were
+/// asked for before. Never changes, and mostly there is but one of its kind: arrays with the same type and
+/// settings find it and share it, in all threads. The first few thousand formats that a process meets are kept
+/// for good; those after them die with their last array, and nothing is remembered for them.
+class QFCORE_API ArrayFormat : public Immutable {
+ public:
+  using Ptr = ImmutablePtr<ArrayFormat>;
+  /// An unspecified sign becomes Signed. Raises what `NumericType::errorIfBadWordLength` and
+  /// `quantizerSettings` raise.
+  static Ptr of(const EmbeddedTypeSystem::NumericType& type, const fimath& math);
+
+  const EmbeddedTypeSystem::NumericType& type() const { return type_; }
+  const fimath& math() const { return math_; }
+  const QuantizerRulesPtr& rules() const { return rules_; }
+  /// Bits in which values are carried.
+  unsigned precision() const { return precision_; }
+
+  enum class Operation { Sum, Difference, Product };
+  /// What an operation of two real arrays gives. `isExact`: every result is a value of the format, so that
+  /// there is nothing to round; never where scaling is slope-bias.
+  struct Result {
+    Ptr format;
+    bool isExact;
+  };
+  /// That of an operation whose right operand has the format `right`: what `derive` returned when it was asked
+  /// for the first time. What `derive` raises passes on, and is not remembered.
+  template <class Derive>
+  Result result(Operation operation, const ArrayFormat& right, Derive derive) const {
+    const Known* known = find(operation, right);
+    return known ? known->result : remembered(operation, right, derive());
+  }
+
+ private:
+  struct Known {
+    const ArrayFormat& right;
+    Result result;
+  };
+  static constexpr std::size_t kOperations = 3, kKnown = 8;
+  using AllKnown = std::array<std::atomic<const Known*>, kKnown>;
+
+  friend class ImmutablePtr<ArrayFormat>;
+  ArrayFormat(const EmbeddedTypeSystem::NumericType& type, const fimath& math);
+  ~ArrayFormat();
+  static const ArrayFormat* found(const EmbeddedTypeSystem::NumericType& type, const fimath& math);
+  bool isOf(const EmbeddedTypeSystem::NumericType& type, const fimath& math) const;
+  const Known* find(Operation operation, const ArrayFormat& right) const {
+    for (const auto& each : known_[static_cast<std::size_t>(operation)]) {
+      const Known* known = each.load(std::memory_order_acquire);
+      if (!known || &known->right == &right) return known;
+    }
+    return nullptr;
+  }
+  Result remembered(Operation operation, const ArrayFormat& right, Result result) const;
+
+  EmbeddedTypeSystem::NumericType type_;
+  fimath math_;
+  QuantizerRulesPtr rules_;
+  unsigned precision_;
+  mutable std::array<AllKnown, kOperations> known_{};
+};
+
+}  // namespace embedded
