@@ -109,31 +109,39 @@ void sumExactly(const fi& a, const fi& b, Path path, fi& result) {
 struct fi::Sums {
   template <class Operation>
   static fi ofArrays(const fi& a, const fi& b) {
-    const NumericType type = a.sumTypeWith(b);
+    const ArrayFormat::Result sum = a.sumWith(b, Operation::kSubtracts);
     const bool complexResult = a.iscomplex() || b.iscomplex();
-    const bool slopeBias = a.isSlopeBias() || b.isSlopeBias() || a.getFimath().isSumSlopeBiasScaled();
-    if (slopeBias) {
-      errorIfScaledDoubleSlopeBiasMath(a, b);
-      refuseSlopeBias(a.getFimath(), complexResult, Operation::kName);
-    }
-    const fi& shape = shapeOfResult(a, b);
-    fi result(shape.dims_, type, a.getFimath(), complexResult, a.tag(), OperationTypeEnum::Sum);
+    const fi& shape = checkedShape<Operation>(a, b, sum.isExact, complexResult);
+    fi result(shape.dims_, sum.format, complexResult, a.tag(), OperationTypeEnum::Sum);
     // Registers log whenever logging is on.
-    if (!qlogger::getLogging() &&
-        exactness::holdsSums(type, a.getNumericType(), b.getNumericType(), Operation::kSubtracts)) {
+    if (sum.isExact && !qlogger::getLogging()) {
       const Path path = choosePath({.isExact = true, .wideLoops = WideLoops::OfAny}, a, b, result);
       if (path != Path::Elements) {
         sumExactly<Operation>(a, b, path, result);
         return result;
       }
     }
-    throughRegister<Operation>(a, b, slopeBias, result);
+    throughRegister<Operation>(a, b, result);
     return result;
+  }
+
+  static bool needsSlopeBias(const fi& a, const fi& b) {
+    return a.isSlopeBias() || b.isSlopeBias() || a.getFimath().isSumSlopeBiasScaled();
+  }
+
+  template <class Operation>
+  static const fi& checkedShape(const fi& a, const fi& b, bool isExact, bool isComplex) {
+    if (!isExact && needsSlopeBias(a, b)) {
+      errorIfScaledDoubleSlopeBiasMath(a, b);
+      refuseSlopeBias(a.getFimath(), isComplex, Operation::kName);
+    }
+    return shapeOfResult(a, b);
   }
 
   // Apart, so that a sum that needs no register does not pay for the room of one.
   template <class Operation>
-  [[gnu::noinline]] static void throughRegister(const fi& a, const fi& b, bool slopeBias, fi& result) {
+  [[gnu::noinline]] static void throughRegister(const fi& a, const fi& b, fi& result) {
+    const bool slopeBias = needsSlopeBias(a, b);
     const NumericType& type = result.getNumericType();
     const unsigned precision =
         sumPrecision(a.getNumericType(), b.getNumericType(), type, a.getFimath().castBeforeSum());

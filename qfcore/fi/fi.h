@@ -599,8 +599,11 @@ class QFCORE_API fi : public HeldArray {
   /// `wordsEach` words stand for an element; those beyond the word length are passed over.
   void storeWords(number& part, const unsigned* words, unsigned wordsEach);
   // What `getNumericTypeForAddOp` and the like give, without keeping it.
-  NumericType sumTypeWith(const fi& b) const;
-  NumericType productTypeWith(const fi& b) const;
+  ArrayFormat::Result sumWith(const fi& b, bool subtracts) const;
+  ArrayFormat::Result productWith(const fi& b) const;
+  NumericType productTypeWith(const fi& b) const { return productWith(b).format->type(); }
+  /// `times` by products of that type, whatever they meet.
+  fi timesThroughRegister(const fi& b, const NumericType& productType) const;
   NumericType sumTypeOfProductsWith(const fi& b, const NumericType& productType) const;
   NumericType matrixSumTypeWith(const fi& b, const NumericType& productType) const;
   static void oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister, bool subtracts);

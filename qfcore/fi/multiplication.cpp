@@ -28,12 +28,11 @@ bool multiplyByBlocks(const fi& a, const fi& b, const quantizer& products, const
   return true;
 }
 
-/// Products that are values of the result's type as they are: no register, nothing to round or to record.
+/// Products, not of two complex arrays, that are values of the result's type as they are: no register, nothing
+/// to round or to record.
 bool multiplyExactly(const fi& a, const fi& b, fi& result) {
   // Registers log whenever logging is on.
-  if (qlogger::getLogging() || (a.iscomplex() && b.iscomplex()) ||
-      !exactness::holdsProducts(result.getNumericType(), a.getNumericType(), b.getNumericType()))
-    return false;
+  if (qlogger::getLogging()) return false;
   const Path path = choosePath({.isExact = true, .wideLoops = WideLoops::OfWide}, a, b, result);
   if (path == Path::Elements) return false;
   const auto multiplyPart = [&](number& product, const number& x, const number& y) {
@@ -103,7 +102,16 @@ fi& fi::timesEquals(const fi& b, const quantizer& productQuantizer, const quanti
 
 fi fi::times(const fi& b) const {
   const bool bothComplex = iscomplex() && b.iscomplex(), complexResult = iscomplex() || b.iscomplex();
-  const NumericType productType = productTypeWith(b);
+  const ArrayFormat::Result product = productWith(b);
+  if (product.isExact && !bothComplex) {
+    fi result(shapeOfResult(*this, b).dims_, product.format, complexResult, tag(), OperationTypeEnum::Product);
+    if (multiplyExactly(*this, b, result)) return result;
+  }
+  return timesThroughRegister(b, product.format->type());
+}
+
+fi fi::timesThroughRegister(const fi& b, const NumericType& productType) const {
+  const bool bothComplex = iscomplex() && b.iscomplex(), complexResult = iscomplex() || b.iscomplex();
   const NumericType type = bothComplex ? sumTypeOfProductsWith(b, productType) : productType;
   errorIfScaledDoubleSlopeBiasMath(*this, b);
   const bool slopeBias = isSlopeBias() || b.isSlopeBias() || getFimath().isProductSlopeBiasScaled() ||
@@ -111,7 +119,6 @@ fi fi::times(const fi& b) const {
   if (slopeBias && complexResult) fail<message::complexSlopeBias>("times");
   const fi& shape = shapeOfResult(*this, b);
   fi result(shape.dims_, type, getFimath(), complexResult, tag(), OperationTypeEnum::Product);
-  if (!slopeBias && multiplyExactly(*this, b, result)) return result;
   fi productRegister = initializeProductRegister(productType, type, getFimath(), 0);
   const quantizer& products = productRegister.assignmentQuantizer_;
   const quantizer& sums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;

@@ -240,18 +240,41 @@ DataTypeEnum fi::getDataTypeForMathOp(const fi& a, const fi& b) {
   return resulttypes::dataType(a.getNumericType(), b.getNumericType());
 }
 
-NumericType fi::sumTypeWith(const fi& b) const {
-  errorIfMathMismatch(*this, b);
-  return resulttypes::sum(getNumericType(), b.getNumericType(), getFimath());
+namespace {
+
+/// Of operands that need, or get, slope-bias scaling.
+bool involvesSlopeBias(const NumericType& a, const NumericType& b, const RegisterSettings& settings) {
+  return a.isSlopeBias() || b.isSlopeBias() || settings.isSlopeBiasScaled();
 }
 
-NumericType fi::productTypeWith(const fi& b) const {
-  errorIfMathMismatch(*this, b);
-  return resulttypes::product(getNumericType(), b.getNumericType(), getFimath());
+}  // namespace
+
+ArrayFormat::Result fi::sumWith(const fi& b, bool subtracts) const {
+  const auto operation = subtracts ? ArrayFormat::Operation::Difference : ArrayFormat::Operation::Sum;
+  const ArrayFormat &left = *format(), &right = *b.format();
+  return left.result(operation, right, [&]() -> ArrayFormat::Result {
+    errorIfMathMismatch(*this, b);
+    const NumericType &ta = left.type(), &tb = right.type();
+    const NumericType type = resulttypes::sum(ta, tb, left.math());
+    return {ArrayFormat::of(type, left.math()),
+            !involvesSlopeBias(ta, tb, left.math().sum()) && exactness::holdsSums(type, ta, tb, subtracts)};
+  });
+}
+
+ArrayFormat::Result fi::productWith(const fi& b) const {
+  const ArrayFormat &left = *format(), &right = *b.format();
+  return left.result(ArrayFormat::Operation::Product, right, [&]() -> ArrayFormat::Result {
+    errorIfMathMismatch(*this, b);
+    const NumericType &ta = left.type(), &tb = right.type();
+    const NumericType type = resulttypes::product(ta, tb, left.math());
+    const bool slopeBias =
+        involvesSlopeBias(ta, tb, left.math().product()) || left.math().isSumSlopeBiasScaled();
+    return {ArrayFormat::of(type, left.math()), !slopeBias && exactness::holdsProducts(type, ta, tb)};
+  });
 }
 
 const NumericType& fi::getNumericTypeForAddOp(const fi& b) const {
-  return arithmeticState().sumType = sumTypeWith(b);
+  return arithmeticState().sumType = sumWith(b, false).format->type();
 }
 
 const NumericType& fi::getProductTypeForMpyOp(const fi& b) const {
