@@ -34,18 +34,18 @@ Table& table() {
 constexpr std::size_t kRecent = 64;
 [[gnu::tls_model("initial-exec")]] constinit thread_local const ArrayFormat* recent[kRecent] = {};
 
-/// Of what mostly tells formats apart.
+/// Of what mostly tells formats apart; asked for every array that is made of a type and settings.
 std::size_t hashOf(const NumericType& type, const fimath& math) {
-  const auto mixed = [](std::size_t hash, int next) {
-    return hash * 31 + static_cast<std::size_t>(static_cast<unsigned>(next));
+  const auto bits = [](auto value, int place) {
+    return static_cast<std::size_t>(static_cast<unsigned>(value)) << place;
   };
-  std::size_t hash = static_cast<std::size_t>(static_cast<unsigned>(type.wordLength()));
-  hash = mixed(hash, type.fixedExponent());
-  hash = mixed(hash, static_cast<int>(type.dataTypeMode()) * 4 + static_cast<int>(type.signedEnum()));
-  hash = mixed(hash, static_cast<int>(math.roundMode()) * 2 + static_cast<int>(math.overflowMode()));
-  hash = mixed(hash, math.productWordLength() + static_cast<int>(math.productMode()));
-  hash = mixed(hash, math.sumWordLength() + static_cast<int>(math.sumMode()));
-  return hash ^ hash >> 12;
+  const std::size_t ofType = bits(type.wordLength(), 0) ^ bits(type.fixedExponent(), 8) ^
+                             bits(type.dataTypeMode(), 20) ^ bits(type.signedEnum(), 24);
+  const std::size_t ofMath = bits(math.roundMode(), 0) ^ bits(math.overflowMode(), 3) ^
+                             bits(math.productMode(), 4) ^ bits(math.sumMode(), 6) ^
+                             bits(math.productWordLength(), 8) ^ bits(math.sumWordLength(), 16);
+  const std::size_t mixed = (ofType ^ ofMath << 32) * 0x9E3779B97F4A7C15U;
+  return mixed >> 32;
 }
 
 bool haveSameBits(double a, double b) {

@@ -80,16 +80,14 @@ fi::fi(double value, bool isSigned, int wordLength, int fractionLength, const fi
 fi::fi(double value, const NumericType& type, const fimath& math, unsigned precision, const std::string& tag,
        OperationTypeEnum operationType)
     : fi(scalarShape(), type, math, false, tag, operationType, precision) {
-  fillWithRealWorld(realPart_, value);
-  quantizeAll();
+  fillQuantized(value);
   recordInTotal();
 }
 
 fi::fi(double value, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
        const std::string& tag, OperationTypeEnum operationType)
     : fi(dims, numDims, type, math, false, tag, operationType, 0) {
-  fillWithRealWorld(realPart_, value);
-  quantizeAll();
+  fillQuantized(value);
   recordInTotal();
 }
 

@@ -592,6 +592,8 @@ class QFCORE_API fi : public HeldArray {
   void replaceElements(fi& source);
   void storeRealWorld(number& part, const double* values);
   void fillWithRealWorld(number& part, double value);
+  /// Every element becomes the value, quantized.
+  void fillQuantized(double value);
   void storeHostValues(const HostArray& values, ValueMeaning meaning = ValueMeaning::RealWorld);
   /// Stores the values of both parts, `im` null for a real array, through the assignment quantizer.
   template <class Element>
@@ -602,7 +604,8 @@ class QFCORE_API fi : public HeldArray {
   ArrayFormat::Result sumWith(const fi& b, bool subtracts) const;
   ArrayFormat::Result productWith(const fi& b) const;
   NumericType productTypeWith(const fi& b) const { return productWith(b).format->type(); }
-  /// `times` by products of that type, whatever they meet.
+  /// `times` where every product is a value of the format; and by products of that type, whatever they meet.
+  fi exactTimes(const fi& b, const ArrayFormat::Ptr& format) const;
   fi timesThroughRegister(const fi& b, const NumericType& productType) const;
   NumericType sumTypeOfProductsWith(const fi& b, const NumericType& productType) const;
   NumericType matrixSumTypeWith(const fi& b, const NumericType& productType) const;

@@ -31,8 +31,6 @@ bool multiplyByBlocks(const fi& a, const fi& b, const quantizer& products, const
 /// Products, not of two complex arrays, that are values of the result's type as they are: no register, nothing
 /// to round or to record.
 bool multiplyExactly(const fi& a, const fi& b, fi& result) {
-  // Registers log whenever logging is on.
-  if (qlogger::getLogging()) return false;
   const Path path = choosePath({.isExact = true, .wideLoops = WideLoops::OfWide}, a, b, result);
   if (path == Path::Elements) return false;
   const auto multiplyPart = [&](number& product, const number& x, const number& y) {
@@ -101,13 +99,18 @@ fi& fi::timesEquals(const fi& b, const quantizer& productQuantizer, const quanti
 // ------------------------------------------------------------------------------------------ public operations
 
 fi fi::times(const fi& b) const {
-  const bool bothComplex = iscomplex() && b.iscomplex(), complexResult = iscomplex() || b.iscomplex();
   const ArrayFormat::Result product = productWith(b);
-  if (product.isExact && !bothComplex) {
-    fi result(shapeOfResult(*this, b).dims_, product.format, complexResult, tag(), OperationTypeEnum::Product);
-    if (multiplyExactly(*this, b, result)) return result;
-  }
-  return timesThroughRegister(b, product.format->type());
+  // Registers log whenever logging is on.
+  if (!product.isExact || qlogger::getLogging() || (iscomplex() && b.iscomplex()))
+    return timesThroughRegister(b, product.format->type());
+  return exactTimes(b, product.format);
+}
+
+fi fi::exactTimes(const fi& b, const ArrayFormat::Ptr& format) const {
+  fi result(shapeOfResult(*this, b).dims_, format, iscomplex() || b.iscomplex(), tag(),
+            OperationTypeEnum::Product);
+  if (!multiplyExactly(*this, b, result)) result = timesThroughRegister(b, format->type());
+  return result;
 }
 
 fi fi::timesThroughRegister(const fi& b, const NumericType& productType) const {

@@ -61,6 +61,8 @@ class ToHeld {
         factor_(type.slopeAdjustmentFactor()),
         bias_(type.bias()) {}
   EmbeddedTypeSystem::DataTypeEnum dataType() const { return dataType_; }
+  /// Whether doubles are held as they are.
+  bool isIdentity() const { return !isStored_ && !isSlopeBias_; }
   template <class Element>
   void operator()(const Element* from, double* to, std::size_t count) const {
     if constexpr (std::is_floating_point_v<Element>) requireSuited(from, count);
@@ -84,7 +86,7 @@ class ToHeld {
     value /= number(factor_, value.getprecision(), false);
   }
 
- private:
+  /// Raises for a NaN or an infinity that the data type does not hold.
   template <class Element>
   void requireSuited(const Element* values, std::size_t count) const {
     const auto isNotFinite = [](Element value) {
@@ -94,6 +96,7 @@ class ToHeld {
     std::for_each_n(values, count, [this](Element value) { NumericType::checkNaNInf(dataType_, value); });
   }
 
+ private:
   EmbeddedTypeSystem::DataTypeEnum dataType_;
   bool isStored_, isSlopeBias_;
   int exponent_;
@@ -105,6 +108,12 @@ void assignDoubles(number& part, const Element* values, const ToHeld& toHeld, co
   const bool byBlocks = choosePath({.hasBlocks = q.isDoubleBacked()}, part) == Path::Blocks;
   double* held = part.doubles();
   forEachBlock(part.numel(), [&](std::size_t first, std::size_t size) {
+    if constexpr (std::is_same_v<Element, double>) {
+      if (byBlocks && toHeld.isIdentity()) {
+        toHeld.requireSuited(values + first, size);
+        return q.quantize(values + first, held + first, size);
+      }
+    }
     toHeld(values + first, held + first, size);
     if (byBlocks) q.quantize(held + first, size);
   });
@@ -154,6 +163,17 @@ void fi::fillWithRealWorld(number& part, double value) {
   number held(value, part.getprecision(), false);
   ToHeld(type).inPlace(held);
   for (unsigned i = 0; i < count; ++i) part[i] = held;
+}
+
+void fi::fillQuantized(double value) {
+  const quantizer& q = assignmentQuantizer_;
+  double* plain = realPart_.doubles();
+  if (numel_ == 1 && plain && q.isDoubleBacked() && !isSlopeBias() && !elementPathOnly()) {
+    NumericType::checkNaNInf(getNumericType().dataType(), value);
+    return q.quantize(&value, plain, 1);
+  }
+  fillWithRealWorld(realPart_, value);
+  quantizeAll();
 }
 
 void fi::storeWords(number& part, const unsigned* words, unsigned wordsEach) {

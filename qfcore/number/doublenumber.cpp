@@ -31,7 +31,7 @@ double* doublenumber::Storage::room(unsigned forCount, bool zeroed) {
 }
 
 void doublenumber::Storage::free(double* room, unsigned forCount) noexcept {
-  if (room != &single) tessel::freeElements(room, forCount * sizeof(double));
+  if (room != &single) freeValues(room, forCount * sizeof(double));
 }
 
 doublenumber::doublenumber(double value) : doublenumber(1, kMaxDoublePrecision, NumberVector{}) {

@@ -37,7 +37,7 @@ class FreeList {
   }
 
  private:
-#ifdef __SANITIZE_ADDRESS__
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   static constexpr unsigned kKept = 0;  // the sanitizer finds misuse only of what is really freed
 #else
   static constexpr unsigned kKept = 64;

@@ -31,7 +31,7 @@ MpArray& MpArray::operator=(MpArray&& other) noexcept {
 MpArray::~MpArray() {
   // Looking at each costs as much as making it.
   for (unsigned i = 0; i < count_ && MpFloat::placedOwnLimbs(); ++i) (*this)[i].endPlaced();
-  tessel::freeElements(block_, count_ * pitch_);
+  freeValues(block_, count_ * pitch_);
 }
 
 }  // namespace embedded

@@ -1,16 +1,14 @@
 /// Memory for the values of arrays.
 #pragma once
 
-#include "qfcore/number/messages.h"
-#include "tessel/memory.h"
+#include <cstddef>
 
 namespace embedded {
 
-/// The host's memory for elements, zeros if wanted. Raises "numforge:fi:outofmemory".
-inline void* allocateValues(std::size_t bytes, bool zeroed) {
-  void* start = tessel::allocateElements(bytes, zeroed);
-  if (!start) fail<message::outOfMemory>();
-  return start;
-}
+/// The host's memory for elements, zeros if wanted. Blocks of medium size are taken from those that the thread
+/// freed last: an operation on a thousand values takes less time than the allocator would.
+/// Raises "numforge:fi:outofmemory".
+void* allocateValues(std::size_t bytes, bool zeroed);
+void freeValues(void* start, std::size_t bytes) noexcept;
 
 }  // namespace embedded
