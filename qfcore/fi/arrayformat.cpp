@@ -31,7 +31,7 @@ Table& table() {
 }
 
 /// The formats that this thread found last, by hash.
-constexpr std::size_t kRecent = 64;
+constexpr std::size_t kRecent = 16;
 [[gnu::tls_model("initial-exec")]] constinit thread_local const ArrayFormat* recent[kRecent] = {};
 
 /// Of what mostly tells formats apart; asked for every array that is made of a type and settings.

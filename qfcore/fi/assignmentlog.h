@@ -11,7 +11,7 @@ namespace embedded {
 inline constexpr const char* kAssignment = "assignment";
 
 template <class Assign>
-void fi::assignWith(const quantizer& lent, Assign assign) {
+void HeldArray::assignWith(const quantizer& lent, Assign assign) {
   const struct Lent {
     const quantizer*& inUse;
     const quantizer* own;

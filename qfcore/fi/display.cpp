@@ -84,7 +84,8 @@ std::string exactText(const number& value, const NumericType& type) {
 /// The bits behind the binary point that the finest element needs.
 int fractionBits(const fi& array) {
   int bits = 0;
-  const auto scan = [&](const number& part) {
+  const auto scan = [&](const number& values) {
+    const number part(values, Reading{});
     for (unsigned k = 0; k < part.numel(); ++k) bits = std::max(bits, part[k].fractionBits());
   };
   scan(array.realPart());
@@ -256,6 +257,7 @@ std::vector<std::string> exactTexts(const fi& array) {
   const NumericType& type = array.getNumericType();
   std::vector<std::string> texts;
   const tessel::HostArray doubles = isOnBinaryGrid(type) ? tessel::HostArray() : array.getDoubleHostArray();
+  const number re(array.realPart(), Reading{}), im(array.imagPart(), Reading{});
   const auto text = [&](const number& part, unsigned k, bool isImaginary) {
     tessel::raiseIfInterrupted();
     if (isOnBinaryGrid(type)) return exactText(part[k], type);
@@ -263,9 +265,9 @@ std::vector<std::string> exactTexts(const fi& array) {
     return shortestText(value);
   };
   for (unsigned k = 0; k < array.numel(); ++k) {
-    texts.push_back(text(array.realPart(), k, false));
+    texts.push_back(text(re, k, false));
     if (array.isreal()) continue;
-    const std::string imaginary = text(array.imagPart(), k, true);
+    const std::string imaginary = text(im, k, true);
     texts.back() += (imaginary[0] == '-' ? "" : "+") + imaginary + 'i';
   }
   return texts;

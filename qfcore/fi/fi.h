@@ -532,6 +532,7 @@ class QFCORE_API fi : public HeldArray {
   struct DimensionSums;
   struct Exchange;
   struct Extremes;
+  struct Products;
   struct Sums;
   /// Values without meaning, which the maker sets.
   fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const std::string& tag,
@@ -545,7 +546,6 @@ class QFCORE_API fi : public HeldArray {
   fi blank(const Shape& dims, bool isComplex) const;
   /// The same with values that mean nothing until the maker has set them all.
   fi unset(const Shape& dims, bool isComplex) const;
-  /// The elements in an array of their own.
   fi detached() const;
   /// An array of this type to fill and then `replaceElements` with: as `unset`, once that is known to be
   /// allowed.
@@ -576,10 +576,10 @@ class QFCORE_API fi : public HeldArray {
   void replaceLogged(fi& replaced, Fill fill);
   /// Assigns elements of `rhs` to those at `targets`, logged.
   void overwrite(const std::vector<unsigned>& targets, const fi& rhs, const ElementVisit& sources);
-  /// Runs `assign` with another assignment quantizer than the array's own.
-  template <class Assign>
-  void assignWith(const quantizer& lent, Assign assign);
   void errorIfNotAssignable(const fi& rhs) const;
+  /// Assigns the real-world value to one existing element where that takes no more than a quantization in
+  /// doubles; false, and nothing done, where it takes more.
+  bool assignPlain(unsigned position, double value);
   bool overwriteExisting(const HostArray& index, const fi& rhs);
   /// The elements of all operands, one after the other in a column, in the type and settings of `model`.
   static fi pooled(const char* operation, const fi& model, const std::vector<const fi*>& operands);
@@ -592,7 +592,6 @@ class QFCORE_API fi : public HeldArray {
   void replaceElements(fi& source);
   void storeRealWorld(number& part, const double* values);
   void fillWithRealWorld(number& part, double value);
-  /// Every element becomes the value, quantized.
   void fillQuantized(double value);
   void storeHostValues(const HostArray& values, ValueMeaning meaning = ValueMeaning::RealWorld);
   /// Stores the values of both parts, `im` null for a real array, through the assignment quantizer.
@@ -603,15 +602,9 @@ class QFCORE_API fi : public HeldArray {
   // What `getNumericTypeForAddOp` and the like give, without keeping it.
   ArrayFormat::Result sumWith(const fi& b, bool subtracts) const;
   ArrayFormat::Result productWith(const fi& b) const;
-  NumericType productTypeWith(const fi& b) const { return productWith(b).format->type(); }
-  /// `times` where every product is a value of the format; and by products of that type, whatever they meet.
-  fi exactTimes(const fi& b, const ArrayFormat::Ptr& format) const;
-  fi timesThroughRegister(const fi& b, const NumericType& productType) const;
   NumericType sumTypeOfProductsWith(const fi& b, const NumericType& productType) const;
   NumericType matrixSumTypeWith(const fi& b, const NumericType& productType) const;
   static void oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister, bool subtracts);
-  /// `finishRegisters` of a product register and its sum register.
-  void finishProducts(fi* result, const fi& productRegister, const char* name) const;
 };
 
 }  // namespace embedded

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <numeric>
-#include <optional>
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/elementproduct.h"
@@ -145,7 +144,8 @@ class FilterRun {
     for (unsigned place = 0; place < y.numel(); ++place) products += bounds(place).second - bounds(place).first;
     countOperations(products, 0);
     if (kernel_) return kernel_->convolve(all(u), all(v), skipped, y);
-    ElementProduct product(u, v, quantizerOf(forward_), sumsOf(forward_));
+    const fi left(u, Reading{}), right(v, Reading{});
+    ElementProduct product(left, right, quantizerOf(forward_), sumsOf(forward_));
     Scratch scratch(sum_.realPart_.getprecision());
     fi sum = statesOf({1, 1});
     for (unsigned place = 0; place < y.numel(); ++place) {
@@ -153,9 +153,9 @@ class FilterRun {
       if (isComplex_) sum.imagPart_ = 0.0;
       const auto [begin, end] = bounds(place);
       for (unsigned k = begin; k < end; ++k) {
-        u.setIndex(k);
-        v.setIndex(place + skipped - k);
-        product(u, v, forward_.realPart_, forward_.imagPart_);
+        left.setIndex(k);
+        right.setIndex(place + skipped - k);
+        product(left, right, forward_.realPart_, forward_.imagPart_);
         sum_.sumEquals(sum, forward_, sum_, scratch);
         take(sum_, sum);
       }
@@ -213,8 +213,9 @@ class FilterRun {
     backwardProducts_ += backward;
   }
 
-  void byElements(const fi& b, const fi& a, const fi& x, const Fibers& fibers, std::size_t first, fi& z,
-                  fi& y) {
+  void byElements(const fi& numerator, const fi& denominator, const fi& signal, const Fibers& fibers,
+                  std::size_t first, fi& z, fi& y) {
+    const fi b(numerator, Reading{}), a(denominator, Reading{}), x(signal, Reading{});
     ElementProduct ahead(b, x, quantizerOf(forward_), sumsOf(forward_)),
         back(a, y, quantizerOf(backward_), sumsOf(backward_));
     Scratch scratch(sum_.realPart_.getprecision());
@@ -267,8 +268,8 @@ class FilterRun {
 namespace {
 
 void errorIfLeadingIsNotOne(const fi& a, unsigned first) {
-  a.setIndex(first);
-  if (a.realWorldReal() != 1 || a.realWorldImag() != 0) fail<kLeadingCoefficient>();
+  const fi leading(a, CopyElement{}, first);
+  if (leading.realWorldReal() != 1 || leading.realWorldImag() != 0) fail<kLeadingCoefficient>();
 }
 
 /// Initial states are a column for each fiber, or for one fiber any vector.
@@ -279,25 +280,9 @@ void errorIfNoStates(const fi* states, std::size_t rows, std::size_t columns) {
     fail<kStates>(static_cast<long>(rows), static_cast<long>(columns));
 }
 
-/// Every other operand moves a cursor of its own.
-class OwnCursor {
- public:
-  OwnCursor(const fi& x, std::initializer_list<const fi*> others) {
-    if (std::find(others.begin(), others.end(), &x) != others.end()) copy_.emplace(x);
-    x_ = copy_ ? &*copy_ : &x;
-  }
-  const fi& operator*() const { return *x_; }
-
- private:
-  std::optional<fi> copy_;
-  const fi* x_;
-};
-
 }  // namespace
 
-Filtered filter(const fi& b, const fi& denominator, const fi& signal, const fi* states, unsigned dimension) {
-  const OwnCursor ownA(denominator, {&b}), ownX(signal, {&b, &denominator});
-  const fi &a = *ownA, &x = *ownX;
+Filtered filter(const fi& b, const fi& a, const fi& x, const fi* states, unsigned dimension) {
   if (!isVector(b) || !isVector(a)) fail<kCoefficients>();
   errorIfLeadingIsNotOne(a, 0);
   const Fibers fibers = Fibers::along(x, dimensionOf(x, dimension));
@@ -355,9 +340,7 @@ Filtered sosfilt(const fi& sections, const fi& signal, const fi* states, unsigne
   return {std::move(y), std::move(left)};
 }
 
-fi conv(const fi& u, const fi& second, ConvolutionShape shape) {
-  const OwnCursor own(second, {&u});
-  const fi& v = *own;
+fi conv(const fi& u, const fi& v, ConvolutionShape shape) {
   if (!isVector(u) || !isVector(v)) fail<kVectors>();
   FilterRun run("conv", u, u, v, std::min(u.numel(), v.numel()), 0);
   unsigned length = u.numel() + v.numel() - 1, skipped = 0;
@@ -378,8 +361,7 @@ fi conv(const fi& u, const fi& second, ConvolutionShape shape) {
 fi dot(const fi& first, const fi& second, unsigned dimension) {
   const bool areVectors = first.isvector() && second.isvector() && dimension == 0;
   if (!areVectors || first.numel() != second.numel()) first.checkElementwiseSize(second);
-  const OwnCursor ownA(first, {&second});
-  const fi a = first.iscomplex() ? first.conj() : *ownA;
+  const fi a = first.iscomplex() ? first.conj() : first;
   const unsigned along = dimensionOf(first, dimension);
   const Fibers fibersA = areVectors ? Fibers{1, first.numel(), 1} : Fibers::along(first, along);
   const auto length = static_cast<unsigned>(fibersA.length);

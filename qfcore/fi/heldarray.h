@@ -202,6 +202,12 @@ class QFCORE_API HeldArray : public ArrayShape {
   void finishRegisters(HeldArray* result, const char* name,
                        std::initializer_list<FinishedRegister> registers) const;
 
+  /// The same for a product register and its sum register.
+  void finishProducts(HeldArray* result, const HeldArray& productRegister, const char* name) const;
+  /// Runs `assign` with another assignment quantizer than the array's own.
+  template <class Assign>
+  void assignWith(const quantizer& lent, Assign assign);
+
   number realPart_, imagPart_;
   bool isReal_ = true;
   bool isAutoScaled_ = false, isDataSetByPair_ = false;

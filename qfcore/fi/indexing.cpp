@@ -312,8 +312,19 @@ fi& fi::subsasgn(const HostArray& index, const HostArray& rhs) {
   return subsasgn(index, unquantized(rhs));
 }
 
+bool fi::assignPlain(unsigned position, double value) {
+  double* values = realPart_.doubles();
+  const quantizer& q = *assignmentQuantizerInUse_;
+  if (!values || iscomplex() || isSlopeBias() || !q.isDoubleBacked() || q.logger().isOn() || elementPathOnly())
+    return false;
+  NumericType::checkNaNInf(getNumericType().dataType(), value);
+  q.quantize(&value, values + position, 1);
+  return true;
+}
+
 void fi::subsasgnScalarIndexing(unsigned position, double rhs) {
   checkIndex(position);
+  if (assignPlain(position, rhs)) return;
   number held(1U, realPart_.getprecision(), NumberVector{});
   storeRealWorld(held, &rhs);
   std::optional<number> zero;
@@ -330,6 +341,8 @@ void fi::subsasgnScalarIndexing(unsigned position, double rhs) {
 void fi::subsasgnScalarIndexing(unsigned position, const fi& rhs) {
   checkIndex(position);
   rhs.checkIndex(0);
+  const double* value = rhs.isreal() && !rhs.isSlopeBias() ? rhs.realPart_.doubles() : nullptr;
+  if (value && assignPlain(position, *value)) return;
   if (&rhs == this) return subsasgnScalarIndexing(position, elementAt(0));
   errorIfNotAssignable(rhs);
   const fi first(rhs, Reading{});

@@ -146,7 +146,8 @@ class Remainders {
 fi roundedToIntegers(const fi& x, RoundModeEnum mode, const char* name) {
   requireBinaryPoint(x, name);
   fi result = arrayLike(x, x, integerType(x.getNumericType(), mode));
-  const auto round = [mode](const number& from, number& to) {
+  const auto round = [mode](const number& part, number& to) {
+    const number from(part, Reading{});
     for (unsigned k = 0; k < from.numel(); ++k) {
       tessel::raiseIfInterrupted();
       number value(from[k]);
@@ -162,10 +163,10 @@ fi remainder(const fi& x, const fi& y, RemainderSign sign, const char* name) {
   for (const fi* operand : {&x, &y}) requireBinaryPoint(*operand, name), requireReal(*operand, name);
   fi result = arrayLike(x, shapeOfResult(x, y), remainderType(x.getNumericType(), y.getNumericType()));
   const Remainders remainders(result, sign);
+  const number dividends(x.realPart(), Reading{}), divisors(y.realPart(), Reading{});
   for (unsigned k = 0; k < result.numel(); ++k) {
     tessel::raiseIfInterrupted();
-    remainders.take(x.realPart()[x.isscalar() ? 0 : k], y.realPart()[y.isscalar() ? 0 : k],
-                    result.realPart()[k]);
+    remainders.take(dividends[x.isscalar() ? 0 : k], divisors[y.isscalar() ? 0 : k], result.realPart()[k]);
   }
   return result;
 }
@@ -210,8 +211,9 @@ std::vector<int> leadingSigns(const fi& x, const char* name) {
   requireBinaryPoint(x, name);
   requireReal(x, name);
   std::vector<int> counts;
+  const number values(x.realPart(), Reading{});
   for (unsigned k = 0; k < x.numel(); ++k)
-    counts.push_back(type.wordLength() - (type.isSigned() ? 1 : 0) - bitsOf(x.realPart()[k], type));
+    counts.push_back(type.wordLength() - (type.isSigned() ? 1 : 0) - bitsOf(values[k], type));
   return counts;
 }
 
@@ -219,8 +221,8 @@ fi normalized(const fi& x, std::vector<int>& shifts) {
   shifts = leadingSigns(x, "normalize");
   fi result(x);
   for (unsigned k = 0; k < x.numel(); ++k) {
-    if (x.realPart()[k].iszero()) shifts[k] = 0;
-    result.realPart()[k].pow2(shifts[k]);
+    if (result.realPart()[k].iszero()) shifts[k] = 0;
+    result.realPart().pow2(shifts[k]);
   }
   return result;
 }

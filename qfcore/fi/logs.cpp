@@ -99,7 +99,7 @@ void HeldArray::finishRegisters(HeldArray* result, const char* name,
   RegisterRecords(*this, result, name, registers).complete();
 }
 
-void fi::finishProducts(fi* result, const fi& productRegister, const char* name) const {
+void HeldArray::finishProducts(HeldArray* result, const HeldArray& productRegister, const char* name) const {
   finishRegisters(result, name,
                   {{RegisterLog::Product, productRegister},
                    {RegisterLog::ProductSum, *productRegister.arithmeticState_->sumRegister}});

@@ -315,7 +315,7 @@ fi fi::mtimes(const fi& b) const {
   if (numDims() > 2 || b.numDims() > 2) fail<kInputsMustBe2D>();
   if (cols_ != b.rows_) fail<kInnerDimensions>();
 
-  const NumericType productType = productTypeWith(b);
+  const NumericType productType = productWith(b).format->type();
   const NumericType type = matrixSumTypeWith(b, productType);
   if (slopeBias) errorIfScaledDoubleSlopeBiasMath(*this, b);
   fi result(rows_, b.cols_, type, getFimath(), complexResult, tag(), OperationTypeEnum::Product);

@@ -98,46 +98,51 @@ fi& fi::timesEquals(const fi& b, const quantizer& productQuantizer, const quanti
 
 // ------------------------------------------------------------------------------------------ public operations
 
+/// Ways to element-wise products.
+struct fi::Products {
+  /// Where every product is a value of the format.
+  static fi exactly(const fi& a, const fi& b, const ArrayFormat::Ptr& format) {
+    fi result(shapeOfResult(a, b).dims_, format, a.iscomplex() || b.iscomplex(), a.tag(),
+              OperationTypeEnum::Product);
+    if (!multiplyExactly(a, b, result)) result = throughRegister(a, b, format->type());
+    return result;
+  }
+
+  /// Products of that type, whatever they meet.
+  static fi throughRegister(const fi& a, const fi& b, const NumericType& productType) {
+    const bool bothComplex = a.iscomplex() && b.iscomplex(), complexResult = a.iscomplex() || b.iscomplex();
+    const NumericType type = bothComplex ? a.sumTypeOfProductsWith(b, productType) : productType;
+    errorIfScaledDoubleSlopeBiasMath(a, b);
+    const bool slopeBias = a.isSlopeBias() || b.isSlopeBias() || a.getFimath().isProductSlopeBiasScaled() ||
+                           a.getFimath().isSumSlopeBiasScaled();
+    if (slopeBias && complexResult) fail<message::complexSlopeBias>("times");
+    const fi& shape = shapeOfResult(a, b);
+    fi result(shape.dims_, type, a.getFimath(), complexResult, a.tag(), OperationTypeEnum::Product);
+    fi productRegister = a.initializeProductRegister(productType, type, a.getFimath(), 0);
+    const quantizer& products = productRegister.assignmentQuantizer_;
+    const quantizer& sums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
+    if (!multiplyByBlocks(a, b, products, sums, result)) {
+      const fi left(a, Reading{}), right(b, Reading{});
+      ElementProduct product(left, right, products, sums);
+      for (unsigned k = 0; k < result.numel_; ++k) {
+        left.setIndex(a.isscalar() ? 0 : k);
+        right.setIndex(b.isscalar() ? 0 : k);
+        result.setIndex(k);
+        product(left, right, result.realPart_, result.imagPart_);
+      }
+    }
+    products.logger().nMathOperationsPlus(result.numel_);
+    a.finishProducts(&result, productRegister, "times");
+    return result;
+  }
+};
+
 fi fi::times(const fi& b) const {
   const ArrayFormat::Result product = productWith(b);
   // Registers log whenever logging is on.
   if (!product.isExact || qlogger::getLogging() || (iscomplex() && b.iscomplex()))
-    return timesThroughRegister(b, product.format->type());
-  return exactTimes(b, product.format);
-}
-
-fi fi::exactTimes(const fi& b, const ArrayFormat::Ptr& format) const {
-  fi result(shapeOfResult(*this, b).dims_, format, iscomplex() || b.iscomplex(), tag(),
-            OperationTypeEnum::Product);
-  if (!multiplyExactly(*this, b, result)) result = timesThroughRegister(b, format->type());
-  return result;
-}
-
-fi fi::timesThroughRegister(const fi& b, const NumericType& productType) const {
-  const bool bothComplex = iscomplex() && b.iscomplex(), complexResult = iscomplex() || b.iscomplex();
-  const NumericType type = bothComplex ? sumTypeOfProductsWith(b, productType) : productType;
-  errorIfScaledDoubleSlopeBiasMath(*this, b);
-  const bool slopeBias = isSlopeBias() || b.isSlopeBias() || getFimath().isProductSlopeBiasScaled() ||
-                         getFimath().isSumSlopeBiasScaled();
-  if (slopeBias && complexResult) fail<message::complexSlopeBias>("times");
-  const fi& shape = shapeOfResult(*this, b);
-  fi result(shape.dims_, type, getFimath(), complexResult, tag(), OperationTypeEnum::Product);
-  fi productRegister = initializeProductRegister(productType, type, getFimath(), 0);
-  const quantizer& products = productRegister.assignmentQuantizer_;
-  const quantizer& sums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
-  if (!multiplyByBlocks(*this, b, products, sums, result)) {
-    const fi left(*this, Reading{}), right(b, Reading{});
-    ElementProduct product(left, right, products, sums);
-    for (unsigned k = 0; k < result.numel_; ++k) {
-      left.setIndex(isscalar() ? 0 : k);
-      right.setIndex(b.isscalar() ? 0 : k);
-      result.setIndex(k);
-      product(left, right, result.realPart_, result.imagPart_);
-    }
-  }
-  products.logger().nMathOperationsPlus(result.numel_);
-  finishProducts(&result, productRegister, "times");
-  return result;
+    return Products::throughRegister(*this, b, product.format->type());
+  return Products::exactly(*this, b, product.format);
 }
 
 fi fi::operator*(const fi& b) const {

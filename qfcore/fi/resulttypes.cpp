@@ -278,7 +278,7 @@ const NumericType& fi::getNumericTypeForAddOp(const fi& b) const {
 }
 
 const NumericType& fi::getProductTypeForMpyOp(const fi& b) const {
-  return arithmeticState().productType = productTypeWith(b);
+  return arithmeticState().productType = productWith(b).format->type();
 }
 
 NumericType fi::sumTypeOfProductsWith(const fi& b, const NumericType& productType) const {

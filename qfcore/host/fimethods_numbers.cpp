@@ -126,7 +126,8 @@ HostArray hostIntegers(const fi& x) {
   HostArray result =
       HostArray::zeros(tessel::arrayClassOf<Integer>(), {x.dims().begin(), x.dims().end()}, x.iscomplex());
   const NumericType& type = x.getNumericType();
-  const auto read = [&](const number& part, Integer* to) {
+  const auto read = [&](const number& values, Integer* to) {
+    const number part(values, Reading{});
     for (unsigned k = 0; k < part.numel(); ++k) {
       const std::string text = part[k].fixed2sdec(type.isSigned(), type.wordLength(), 1, 0, 0);
       std::from_chars(text.data(), text.data() + text.size(), to[k]);

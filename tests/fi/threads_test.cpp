@@ -1,5 +1,6 @@
 /// Several threads over shared constant arrays, and each over arrays of its own: every operation gives each of
 /// them what it gives one alone. ThreadSanitizer, in the preset `tsan`, sees what a run happens not to show.
+#include <atomic>
 #include <barrier>
 #include <thread>
 
@@ -69,6 +70,23 @@ TEST_F(Threads, ReadSharedArraysAsOneDoesAlone) {
       }
     }
   }
+}
+
+TEST_F(Threads, MultiplyMatricesByTheLinearAlgebraLibrary) {
+  qlogger::setLogging(false);
+  const NumericType type(true, 16, 15);
+  const fi a = random.array({90, 90}, type, fimath(), false), b = random.array({90, 90}, type, fimath(), false);
+  const std::string expected = described(a.mtimes(b));
+  std::atomic<int> others = 0;
+  {
+    std::vector<std::jthread> threads;
+    for (unsigned k = 0; k < kThreads; ++k) {
+      threads.emplace_back([&] {
+        for (int trial = 0; trial < 100; ++trial) others += described(a.mtimes(b)) != expected;
+      });
+    }
+  }
+  EXPECT_EQ(others, 0);
 }
 
 }  // namespace
