@@ -15,8 +15,8 @@ using EmbeddedTypeSystem::SignedEnum;
 
 namespace {
 
-/// A few megabytes.
-constexpr std::size_t kMostKept = 4096;
+/// Less than a megabyte altogether.
+constexpr std::size_t kMostKept = 1024;
 
 /// The formats that are kept. Nobody frees them at the end of the program: arrays with static life need theirs
 /// later.

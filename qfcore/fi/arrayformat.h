@@ -14,7 +14,7 @@ namespace embedded {
 
 /// A numeric type and math settings, the rules of quantization under them, and the formats of results that were
 /// asked for before. Never changes, and mostly there is but one of its kind: arrays with the same type and
-/// settings find it and share it, in all threads. The first few thousand formats that a process meets are kept
+/// settings find it and share it, in all threads. The first thousand formats that a process meets are kept
 /// for good; those after them die with their last array, and nothing is remembered for them.
 class QFCORE_API ArrayFormat : public Immutable {
  public:
