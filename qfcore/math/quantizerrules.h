@@ -66,8 +66,8 @@ struct QFCORE_API QuantizerSettings {
     constexpr int kMaxDoubleExponentLength = 11;
     const bool isFixed = mode == QuantizerModeEnum::fixed || mode == QuantizerModeEnum::ufixed;
     if (isFixed) return doublesCarry(wordLength, fractionLength);
-    return mode != QuantizerModeEnum::floatMode ||
-           (exponentLength <= kMaxDoubleExponentLength && fractionBits() <= static_cast<int>(kMaxDoublePrecision));
+    return mode != QuantizerModeEnum::floatMode || (exponentLength <= kMaxDoubleExponentLength &&
+                                                    fractionBits() <= static_cast<int>(kMaxDoublePrecision));
   }
 };
 
