@@ -18,6 +18,7 @@ from qfcore import design
 values = st.lists(st.floats(-20, 20, width=32), min_size=1, max_size=30)
 
 
+@settings(max_examples=60)
 @given(values, values, st.integers(2, 14), st.integers(-2, 10))
 def test_ranges_are_those_of_the_values_whatever_the_types(first, later, word, fraction):
     def program(x, more):
@@ -84,7 +85,7 @@ def landscapes(draw):
     return score, weights, draw(st.integers(0, int(score.max()) + 1)), draw(st.integers(1, 20)), draw(st.booleans())
 
 
-@settings(max_examples=300)
+@settings(max_examples=200)
 @given(landscapes())
 def test_the_cheapest_point_is_that_of_the_grid(landscape):
     score, weights, bound, most_runs, downwards = landscape

@@ -83,15 +83,15 @@ def test_what_cannot_be_written_is_refused(tmp_path):
 
 @pytest.mark.parametrize("simulator", ["iverilog", "ghdl"])
 def test_the_filter_in_hardware_gives_the_model_s_bits(tmp_path, simulator):
-    said = subprocess.run([sys.executable, ROOT / "examples" / "hardware" / "fir.py", simulator, tmp_path, "3000"], text=True,
+    said = subprocess.run([sys.executable, ROOT / "examples" / "hardware" / "fir.py", simulator, tmp_path, "1500"], text=True,
                           capture_output=True)
     assert said.returncode == 0, said.stdout + said.stderr
-    assert "3000 words, 0 of them differ" in said.stdout
+    assert "1500 words, 0 of them differ" in said.stdout
     # A test that cannot fail proves nothing: one coefficient is changed behind the model's back.
     path = tmp_path / ("c.memh" if simulator == "iverilog" else "c.bits")
     lines = path.read_text().split()
     lines[32] = lines[31]
     path.write_text("\n".join(lines) + "\n")
-    said = subprocess.run([sys.executable, ROOT / "examples" / "hardware" / "fir.py", simulator, tmp_path, "3000", "--keep"], text=True,
+    said = subprocess.run([sys.executable, ROOT / "examples" / "hardware" / "fir.py", simulator, tmp_path, "1500", "--keep"], text=True,
                           capture_output=True)
     assert said.returncode == 1 and " 0 of them" not in said.stdout

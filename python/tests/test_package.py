@@ -26,6 +26,9 @@ a[0] = 3
 shape: tuple[int, ...] = b.shape
 with qf.logging(a=a) as log:
     c = a.plus(b)
+best: dict[str, object] | None = qf.design.minimize(lambda k: k, {"k": range(9)}, at_least=4).best
+assert best and best["k"] == 4
+qf.hardware.write_memh("/dev/null", a)
 c.fimath = qf.fimath(sum_mode=qf.ArithmeticMode.KEEP_LSB)
 print(log.report(), a.reshape(2, 2).T, np.asarray(a), a.int, float(a[0]), qf.quantizer("fixed", [16, 15]).quantize(0.1))
 """
