@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import collections
 import math
 import warnings
 from typing import Any, Callable, Mapping
@@ -130,10 +131,14 @@ class Ranges(Table):
         pyplot = needed("matplotlib.pyplot", "a picture")
         figure = figure or pyplot.figure(figsize=(8, 1 + 1.5 * len(self)), layout="constrained")
         places = figure.subplots(len(self), 1, sharex=True, squeeze=False)[:, 0]
-        for axes, row in zip(places, self.rows):
-            bits = row["leading_bits"]
+        types = [(self._typed.tags.get(row["tag"]) or self._ideal.tags[row["tag"]]).numeric_type for row in self.rows]
+        # Far below every type's step one bar stands for all.
+        lowest = min((each.fixed_exponent for each in types if each.isfixed()), default=LOWEST + 8) - 8
+        for axes, row, numeric_type in zip(places, self.rows, types):
+            bits = collections.Counter[int]()
+            for k, count in row["leading_bits"].items():
+                bits[max(k, lowest)] += count
             axes.bar(list(bits), list(bits.values()), width=0.9, color="tab:blue")
-            numeric_type = self._typed.tags[row["tag"]].numeric_type
             if numeric_type.isfixed():
                 top = numeric_type.word_length - bool(numeric_type.signed) + numeric_type.fixed_exponent - 1
                 axes.axvspan(numeric_type.fixed_exponent - 0.5, top + 0.5, color="tab:green", alpha=0.15)
@@ -141,7 +146,7 @@ class Ranges(Table):
                            fontsize="medium")
             axes.set_ylabel("values")
             axes.margins(x=0.02)
-        places[-1].set_xlabel("leading bit at 2^k; green: what the type covers")
+        places[-1].set_xlabel(f"leading bit at 2^k, or below 2^{lowest}; green: what the type covers")
         places[-1].invert_xaxis()
         return figure
 
