@@ -54,9 +54,9 @@ PyObject* getItem(PyObject* self, PyObject* key) {
   return guarded<PyObject*>(nullptr, [&]() -> PyObject* {
     const Object& object = asObject(self);
     if (const auto place = elementPlace(object, key)) {
-      const double subscript = static_cast<double>(*place) + 1;
+      const tessel::IndexRange position{*place};
       tessel::HostObject& held = *object.array.objectAt();
-      auto element = called([&] { return held.hostClass().elementAccess()->element(held, {&subscript, 1}); });
+      auto element = called([&] { return held.hostClass().elementAccess()->elements(held, {&position, 1}); });
       if (element) return wrap(std::move(*element), 0).release().ptr();
     }
     return hook("getitem")(py::handle(self), py::handle(key)).release().ptr();
@@ -71,11 +71,11 @@ int setItem(PyObject* self, PyObject* key, PyObject* value) {
     const bool isSingle = PyFloat_CheckExact(value) || PyLong_CheckExact(value) ||
                           (isArray(value) && asObject(value).ndim == 0 && value != self);
     if (place && isSingle) {
-      const double subscript = static_cast<double>(*place) + 1;
+      const tessel::IndexRange position{*place};
       const HostArray element = fromPython(value).array;
       const bool isAssigned = called([&] {
         tessel::HostObject& held = object.array.mutableObject();
-        return held.hostClass().elementAccess()->assign(held, {&subscript, 1}, element);
+        return held.hostClass().elementAccess()->assign(held, {&position, 1}, element);
       });
       if (isAssigned) return 0;
     }

@@ -2,6 +2,8 @@
 #include <algorithm>
 #include <limits>
 #include <numeric>
+#include <optional>
+#include <string_view>
 
 #include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/expansion.h"
@@ -49,8 +51,33 @@ fi fi::pooled(const char* operation, const fi& model, const std::vector<const fi
   return pool;
 }
 
+namespace {
+
+/// The size of what is joined, where the elements of the operands stand one behind the other in it: matrices of
+/// as many rows side by side, columns below each other. Nothing for others.
+std::optional<fi::Shape> sizeInOrder(std::string_view name, const std::vector<const fi*>& operands) {
+  const bool isRow = name == "horzcat";
+  if (!isRow && name != "vertcat") return std::nullopt;
+  fi::Shape dims{0, 0};
+  for (const fi* operand : operands) {
+    const bool isFirst = operand == operands.front();
+    const bool fits = isRow ? isFirst || operand->rows() == dims[0] : operand->cols() == 1;
+    if (operand->numDims() != 2 || operand->isempty() || !fits) return std::nullopt;
+    dims =
+        isRow ? fi::Shape{operand->rows(), dims[1] + operand->cols()} : fi::Shape{dims[0] + operand->rows(), 1};
+  }
+  return dims;
+}
+
+}  // namespace
+
 fi fi::joined(const char* name, const fi& model, const std::vector<const fi*>& operands,
               tessel::Arrays leading) {
+  if (const auto dims = sizeInOrder(name, operands)) {
+    fi pool = pooled(name, model, operands);
+    pool.copyDimensions(dims->data(), static_cast<unsigned>(dims->size()));
+    return pool;
+  }
   double first = 0;
   for (const fi* operand : operands) {
     leading.push_back(positionMap(operand->dims_, first));

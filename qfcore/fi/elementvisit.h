@@ -9,11 +9,12 @@ namespace embedded {
 /// A position that names no element.
 constexpr unsigned kNoElement = std::numeric_limits<unsigned>::max();
 
-/// Positions from 0: those of a list, which must outlive the visit, consecutive ones, or one again and again.
+/// Positions from 0: those of a list, which must outlive the visit, or equal steps, of which 0 is one position
+/// again and again and what is beyond 2^31 leads back.
 class ElementVisit {
  public:
   ElementVisit(const std::vector<unsigned>& list) : list_(list.data()) {}
-  static ElementVisit from(unsigned first) { return {first, 1}; }
+  static ElementVisit from(unsigned first, unsigned step = 1) { return {first, step}; }
   static ElementVisit same(unsigned position) { return {position, 0}; }
   /// Whether each position is the one after the one before.
   bool isInStep() const { return !list_ && step_ == 1; }

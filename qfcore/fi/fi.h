@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "qfcore/fi/heldarray.h"
+#include "tessel/ranges.h"
 
 namespace embedded {
 
@@ -210,6 +211,10 @@ class QFCORE_API fi : public HeldArray {
   fi subsref(const HostArray& index) const;
   /// One existing element, `position` from 0, as `subsref` gives it.
   fi elementAt(unsigned position) const;
+  /// The existing elements that ranges of positions select, as `subsref` gives them.
+  fi elementsAt(tessel::IndexRanges ranges) const;
+  /// Assigns to them: one element to all, or one each; else as `subsasgn`. `rhs` is another array.
+  void assignAt(tessel::IndexRanges ranges, const fi& rhs);
   /// Assigns to existing elements, grows with zeros, or deletes where the right-hand side is empty. Values of
   /// either kind are quantized once, by this array's quantizer, and logged; while logging is on what is new
   /// goes to the module's total of assignments and is warned of. A complex right-hand side makes the array

@@ -158,6 +158,31 @@ fi fi::elementAt(unsigned position) const {
   return element;
 }
 
+namespace {
+
+/// Calls `visit(count, positions)` for the positions that ranges select, a stretch of them at a time.
+template <class Visit>
+void forEachVisit(const fi::Shape& dims, tessel::IndexRanges ranges, const Visit& visit) {
+  tessel::forEachStretch(dims, ranges, [&](std::size_t first, std::ptrdiff_t step, std::size_t count) {
+    visit(static_cast<unsigned>(count),
+          ElementVisit::from(static_cast<unsigned>(first), static_cast<unsigned>(step)));
+  });
+}
+
+}  // namespace
+
+fi fi::elementsAt(tessel::IndexRanges ranges) const {
+  if (ranges.size() == 1 && ranges[0].count == 1) return elementAt(static_cast<unsigned>(ranges[0].first));
+  fi result = blank(tessel::selectedSizes(dims_, ranges), iscomplex());
+  unsigned place = 0;
+  forEachVisit(dims_, ranges, [&](unsigned count, const ElementVisit& sources) {
+    copyElements(result, ElementVisit::from(place), sources, count);
+    place += count;
+  });
+  result.assignmentQuantizer_ = getAssignmentQuantizer();
+  return result;
+}
+
 fi fi::subsref(const HostArray& index) const {
   const HostArray& subscripts = subscriptsOf<kReferenceParenLast>(index);
   if (const long long position = scalarPosition(*this, subscripts, BeyondEnd::Refused); position >= 0) {
@@ -354,6 +379,22 @@ void fi::subsasgnScalarIndexing(unsigned position, const fi& rhs) {
         setIndex(position);
         element->put(*this);
       });
+}
+
+void fi::assignAt(tessel::IndexRanges ranges, const fi& rhs) {
+  if (ranges.size() == 1 && ranges[0].count == 1)
+    return subsasgnScalarIndexing(static_cast<unsigned>(ranges[0].first), rhs);
+  if (rhs.sharesElementsWith(*this)) return assignAt(ranges, fi(rhs));
+  errorIfNotAssignable(rhs);
+  if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
+  assignLogged(kAssignment, [&] {
+    unsigned place = 0;
+    forEachVisit(dims_, ranges, [&](unsigned count, const ElementVisit& targets) {
+      const auto sources = rhs.isscalar() ? ElementVisit::same(0) : ElementVisit::from(place);
+      storeQuantized(*this, targets, rhs, sources, count);
+      place += count;
+    });
+  });
 }
 
 void fi::subsasgnGeneralIndexing(const HostArray& index, const fi& rhs) {

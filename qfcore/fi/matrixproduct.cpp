@@ -1,7 +1,5 @@
 /// Matrix products: element by element through registers, by blocks over doubles, and exact ones without
 /// quantizers.
-#include <cblas.h>
-
 #include <algorithm>
 #include <climits>
 #include <optional>
@@ -16,6 +14,7 @@
 #include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
 #include "tessel/interruption.h"
+#include "tessel/products.h"
 
 namespace embedded {
 
@@ -42,9 +41,8 @@ void addProduct(const fi& a, const double* left, const fi& b, const double* righ
   const int atOnce = static_cast<int>(std::clamp<double>(wanted, kLeastColumns, std::max(cols, kLeastColumns)));
   for (int first = 0;; first += atOnce) {
     const auto column = static_cast<std::size_t>(first);
-    cblas_dgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, rows, std::min(atOnce, cols - first), inner, factor,
-                left, std::max(rows, 1), right + column * inner, std::max(inner, 1), keep,
-                target + column * rows, std::max(rows, 1));
+    tessel::multiplyAdd(rows, std::min(atOnce, cols - first), inner, factor, left, right + column * inner, keep,
+                        target + column * rows);
     tessel::raiseIfInterrupted();
     if (cols - first <= atOnce) return;
   }

@@ -10,7 +10,7 @@ namespace embedded::host {
 
 namespace {
 
-using tessel::ElementAccess;
+using tessel::IndexRanges;
 
 constexpr Message kBadDimension{"numforge:fi:end:badDimension",
                                 "END needs a dimension from 1 to the count of subscripts."};
@@ -37,42 +37,31 @@ Arrays subsasgn(Arrays& inputs, int outputCount) {
   return arraysOf(std::move(inputs[0]));
 }
 
-/// The existing element, from 0, that scalar subscripts select; nothing for other subscripts.
-std::optional<unsigned> existingElement(const fi& x, ElementAccess::Subscripts subscripts) {
-  double position = subscripts[0];
-  if (!(position >= 1 && position == std::floor(position))) return std::nullopt;
-  if (subscripts.size() == 2) {
-    const double column = subscripts[1];
-    if (!(column >= 1 && column == std::floor(column)) || position > x.rows()) return std::nullopt;
-    position += (column - 1) * x.rows();
-  }
-  if (position > x.numel()) return std::nullopt;
-  return static_cast<unsigned>(position) - 1;
-}
-
-std::optional<HostArray> element(HostObject& object, ElementAccess::Subscripts subscripts) {
+std::optional<HostArray> elements(HostObject& object, IndexRanges ranges) {
   const fi& x = valueOf<fi>(object);
-  const auto position = existingElement(x, subscripts);
-  if (!position) return std::nullopt;
-  return translated([&] { return wrapResult([&] { return x.elementAt(*position); }); });
+  if (!tessel::hasPositions(x.dims(), ranges)) return std::nullopt;
+  return translated([&] { return wrapResult([&] { return x.elementsAt(ranges); }); });
 }
 
-bool assignElement(HostObject& object, ElementAccess::Subscripts subscripts, const HostArray& value) {
+bool assignElements(HostObject& object, IndexRanges ranges, const HostArray& value) {
   fi& x = valueOf<fi>(object);
   const fi* rhs = unwrapped<fi>(value);
-  if (rhs == &x) return false;
-  const bool isScalar =
-      rhs ? rhs->isscalar()
-          : value.arrayClass() == tessel::ArrayClass::Double && value.isScalar() && !value.isComplex();
-  const auto position = isScalar ? existingElement(x, subscripts) : std::nullopt;
-  if (!position) return false;
+  const bool isNumber = value.arrayClass() == tessel::ArrayClass::Double && !value.isComplex();
+  if (rhs == &x || !(rhs || isNumber) || value.isEmpty() || !tessel::hasPositions(x.dims(), ranges))
+    return false;
+  if (!(rhs ? tessel::fitsInto(ranges, rhs->dims()) : tessel::fitsInto(ranges, value.dims()))) return false;
+  const bool isOneNumber = !rhs && value.isScalar() && ranges.size() == 1 && ranges[0].count == 1;
   translated([&] {
-    if (rhs)
-      x.subsasgnScalarIndexing(*position, *rhs);
+    if (isOneNumber)
+      x.subsasgnScalarIndexing(static_cast<unsigned>(ranges[0].first), *value.real<double>());
     else
-      x.subsasgnScalarIndexing(*position, *value.real<double>());
+      x.assignAt(ranges, rhs ? *rhs : fi::unquantized(value));
   });
   return true;
+}
+
+std::size_t extent(HostObject& object, std::size_t place, std::size_t count) {
+  return tessel::extentOf(valueOf<fi>(object).dims(), place, count);
 }
 
 /// end(a, k, n): the last position in subscript k of n.
@@ -81,12 +70,8 @@ Arrays lastPosition(Arrays& inputs, int) {
   const double place = inputs[1].scalarValue(), count = inputs[2].scalarValue();
   if (!(place >= 1 && place <= count)) fail<kBadDimension>();
   if (place > x.numDims()) return {toHost(1U)};
-  const auto dimension = static_cast<unsigned>(place);
-  std::size_t last = x.getDimension(dimension);
-  if (place == count) {
-    for (unsigned d = dimension + 1; d <= x.numDims(); ++d) last *= x.getDimension(d);
-  }
-  return {toHost(last)};
+  return {
+      toHost(tessel::extentOf(x.dims(), static_cast<std::size_t>(place) - 1, static_cast<std::size_t>(count)))};
 }
 
 Arrays subscriptedReference(Arrays& inputs, int) {
@@ -173,6 +158,6 @@ const Method kMethods[] = {
 
 std::span<const Method> indexingMethods() { return kMethods; }
 
-tessel::ElementAccess elementAccess() { return {element, assignElement}; }
+tessel::ElementAccess elementAccess() { return {elements, assignElements, extent}; }
 
 }  // namespace embedded::host

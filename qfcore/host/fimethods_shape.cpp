@@ -41,11 +41,13 @@ Arrays join(const char* name, Arrays& inputs, std::size_t first) {
   std::vector<fi> converted;
   converted.reserve(inputs.size());
   std::vector<const fi*> operands;
+  operands.reserve(inputs.size());
   for (auto input = begin; input != inputs.end(); ++input) {
     const fi* value = unwrapped<fi>(*input);
     operands.push_back(value ? value : &converted.emplace_back(fi::unquantized(*input)));
   }
-  return {toHost(fi::joined(name, *unwrapped<fi>(*model), operands, Arrays(inputs.begin(), begin)))};
+  return resultOf(
+      [&] { return fi::joined(name, *unwrapped<fi>(*model), operands, Arrays(inputs.begin(), begin)); });
 }
 
 Arrays horzcat(Arrays& inputs, int) { return join("horzcat", inputs, 0); }

@@ -83,6 +83,8 @@ struct IndexStep {
   Expressions arguments;  ///< of a dynamic field: the one that gives its name
   MemberName field;
   bool usesEnd = false;
+  /// One argument of parentheses that is evaluated to one value without knowing the array.
+  bool hasPlainArgument = false;
 };
 /// A name that is indexed or called.
 struct IndexExpression {

@@ -273,6 +273,11 @@ IndexStep ExpressionParser::parseArguments(IndexStep::Kind kind, TokenKind close
   }
   expect(close, close == TokenKind::RightParen ? "')'" : "'}'");
   endUsers_.pop_back();
+  if (kind == IndexStep::Kind::Paren && step.arguments.size() == 1 && !step.usesEnd) {
+    const Expression& argument = *step.arguments[0];
+    step.hasPlainArgument = !std::holds_alternative<AllElements>(argument.node) &&
+                            !std::holds_alternative<RangeExpression>(argument.node) && !mayBeList(argument);
+  }
   return step;
 }
 

@@ -15,6 +15,7 @@
 #include "tessel/language/ast.h"
 #include "tessel/language/function_values.h"
 #include "tessel/language/parser.h"
+#include "tessel/language/subscripts.h"
 #include "tessel/language/value.h"
 #include "tessel/messages.h"
 #include "tessel/runtime/dispatch.h"
@@ -136,7 +137,7 @@ class Interpreter {
   enum class Flow { Normal, Break, Continue, Return };
   /// The array that `end` belongs to.
   struct EndContext {
-    HostArray array;
+    const HostArray& array;
     std::size_t position;  ///< of the subscript, from 0
     std::size_t count;
   };
@@ -169,8 +170,8 @@ class Interpreter {
   bool matches(const HostArray& subject, const HostArray& label);
   bool isTrueArray(HostArray value);
   void assignVariable(const AssignmentTarget& target, HostArray value, bool isSilent);
-  bool assignElementFast(Value& variable, const Steps& steps, const Value& value);
-  void assignSteps(const AssignmentTarget& target, const HostArray& value);
+  void assignSteps(const AssignmentTarget& target, Value&& value);
+  bool assignPart(const AssignmentTarget& target, Value& value, IndexPath& path);
 
   // Expressions
   [[gnu::always_inline]] Value evaluate(const Expression& expression) {
@@ -197,22 +198,18 @@ class Interpreter {
   Value evaluateNode(const UnaryOperation& node);
   Value evaluateNode(const BinaryOperation& node);
   Value evaluateNode(const RangeExpression& node);
-  /// First, last, and, where one is given, the step in between.
-  Arrays rangeEnds(const RangeExpression& node);
+  Range evaluateRange(const RangeExpression& node);
   Value evaluateNode(const MatrixLiteral& node);
   Value evaluateNode(const IndexExpression& node);
   Value evaluateNode(const PartExpression& node);
   Value evaluateNode(const NamedHandle& node);
   Value evaluateNode(const AnonymousFunction& node);
-  std::vector<Arrays> evaluateRows(const MatrixLiteral& node);
+  Arrays evaluateRow(const Expressions& elements);
   Value callOperator(const MemberName& method, Arrays&& operands);
   Value callOperator(const MemberName& method, Value&& left, Value&& right);
 
   // Indexing
   Arrays evaluateIndexed(const IndexExpression& node, int outputCount);
-  Value evaluateElementFast(const IndexExpression& node) const;
-  std::optional<double> pureScalar(const Expression& expression) const;
-  ScalarSubscripts pureSubscripts(const Steps& steps) const;
   /// Appends the values of an argument or an element of a matrix.
   void evaluateArgument(const Expression& expression, Arrays& values);
   Values evaluateArguments(const IndexStep* arguments);
@@ -220,11 +217,13 @@ class Interpreter {
   void forEachArgument(const IndexStep* arguments, const Take& take);
   void giveArguments(const IndexStep* arguments, CallFrame& frame);
   static void giveInputs(Arrays&& inputs, CallFrame& frame);
-  Arrays evaluateSubscripts(const IndexStep& step, const HostArray* indexed);
+  Subscripts evaluateSubscripts(const IndexStep& step, const HostArray* indexed);
+  void evaluateSubscript(const Expression& expression, Subscripts& subscripts);
+  Value evaluatePart(const IndexExpression& node);
   enum class PathUse { Read, Assign };
   IndexPath resolvePath(HostArray& base, StepRange steps, PathUse use);
   HostArray partAt(const HostArray& base, const IndexPath& path, PathUse use) const;
-  HostArray lastPosition(const EndContext& context) const;
+  Value lastPosition(const EndContext& context) const;
   Arrays referenceVariable(int slot, const Steps& steps, int outputCount);
   Arrays referenceFurther(HostArray base, StepRange steps, int outputCount);
 

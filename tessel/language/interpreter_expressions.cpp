@@ -83,7 +83,7 @@ Value Interpreter::evaluateNode(const NameReference& node) {
 
 Value Interpreter::evaluateNode(const LastElement&) {
   if (!endContext_) raiseError("Tessel:endOutsideIndex", "'end' stands in no subscript of an array.");
-  return Value(lastPosition(*endContext_));
+  return lastPosition(*endContext_);
 }
 
 Value Interpreter::evaluateNode(const UnaryOperation& node) {
@@ -128,37 +128,44 @@ Value Interpreter::callOperator(const MemberName& method, Arrays&& operands) {
   return Value(std::move(results[0]));
 }
 
-Arrays Interpreter::rangeEnds(const RangeExpression& node) {
-  Arrays ends = arraysOf(evaluate(*node.start).toArray());
-  if (node.step) ends.push_back(evaluate(*node.step).toArray());
-  ends.push_back(evaluate(*node.stop).toArray());
-  return ends;
+Range Interpreter::evaluateRange(const RangeExpression& node) {
+  Value first = evaluate(*node.start);
+  Value step = node.step ? evaluate(*node.step) : Value(1.0);
+  Value last = evaluate(*node.stop);
+  if (first.number() && step.number() && last.number()) {
+    if (const auto steps = doubleSteps(*first.number(), *step.number(), *last.number())) return {steps, {}};
+  }
+  Arrays ends = arraysOf(std::move(first).toArray());
+  if (node.step) ends.push_back(std::move(step).toArray());
+  ends.push_back(std::move(last).toArray());
+  return {std::nullopt, callOperator(kColon, std::move(ends))};
 }
 
-Value Interpreter::evaluateNode(const RangeExpression& node) { return callOperator(kColon, rangeEnds(node)); }
+Value Interpreter::evaluateNode(const RangeExpression& node) { return Value(evaluateRange(node).toArray()); }
 
-std::vector<Arrays> Interpreter::evaluateRows(const MatrixLiteral& node) {
-  std::vector<Arrays> rows;
-  for (const Expressions& elements : node.rows) {
-    Arrays row;
-    row.reserve(elements.size());
-    for (const ExpressionPtr& element : elements) evaluateArgument(*element, row);
-    if (!row.empty()) rows.push_back(std::move(row));
-  }
-  return rows;
+Arrays Interpreter::evaluateRow(const Expressions& elements) {
+  Arrays row;
+  row.reserve(elements.size());
+  for (const ExpressionPtr& element : elements) evaluateArgument(*element, row);
+  return row;
 }
 
 Value Interpreter::evaluateNode(const MatrixLiteral& node) {
-  std::vector<Arrays> rows = evaluateRows(node);
+  const auto joined = [&](const MemberName& method, Arrays&& parts) {
+    return parts.size() == 1 ? Value(std::move(parts[0])) : callOperator(method, std::move(parts));
+  };
+  std::vector<Arrays> rows;
+  for (const Expressions& elements : node.rows) {
+    Arrays row = evaluateRow(elements);
+    if (node.rows.size() == 1 && !node.isCell)
+      return row.empty() ? Value(HostArray()) : joined(kHorzcat, std::move(row));
+    if (!row.empty()) rows.push_back(std::move(row));
+  }
   if (node.isCell) return Value(cellOfRows(std::move(rows)));
   if (isScalarTable(rows)) return Value(matrixOfScalars(rows));
-  Arrays joined;
-  for (Arrays& row : rows) {
-    const bool isAlone = row.size() == 1;
-    joined.push_back(isAlone ? std::move(row[0]) : callOperator(kHorzcat, std::move(row)).toArray());
-  }
-  if (joined.empty()) return Value(HostArray());
-  return joined.size() == 1 ? Value(std::move(joined[0])) : callOperator(kVertcat, std::move(joined));
+  Arrays parts;
+  for (Arrays& row : rows) parts.push_back(joined(kHorzcat, std::move(row)).toArray());
+  return joined(kVertcat, std::move(parts));
 }
 
 Value Interpreter::evaluateNode(const IndexExpression& node) {
@@ -173,7 +180,9 @@ Value Interpreter::evaluateNode(const IndexExpression& node) {
     if (!result.isDefined()) raiseNoValue(node.base.name.text());
     return result;
   }
-  if (Value value = evaluateElementFast(node); value.isDefined()) return value;
+  if (!isCalled && node.steps.size() == 1) {
+    if (Value part = evaluatePart(node); part.isDefined()) return part;
+  }
   Arrays values = evaluateIndexed(node, 1);
   if (values.empty()) raiseError("Tessel:noValue", "The expression gives no value.");
   return Value(std::move(values[0]));

@@ -6,6 +6,7 @@
 #include "tessel/language/interpreter_scopes.h"
 #include "tessel/language/operators.h"
 #include "tessel/objects.h"
+#include "tessel/runtime/arraydata.h"
 #include "tessel/runtime/dispatch.h"
 
 namespace tessel {
@@ -31,31 +32,25 @@ const MethodInfo* changingMethod(const HostArray& object, std::span<const IndexS
   return method && method->changesObject ? method : nullptr;
 }
 
-/// The position from 0 that a subscript names in a dimension, or nothing where there is none.
-std::optional<std::size_t> positionWithin(double subscript, std::size_t extent) {
-  if (!(subscript >= 1 && subscript <= static_cast<double>(extent))) return std::nullopt;
-  const auto whole = static_cast<long long>(subscript);
-  return static_cast<double>(whole) == subscript ? std::optional(static_cast<std::size_t>(whole) - 1)
-                                                 : std::nullopt;
+/// The content of a chain of existing fields, for writing; null where a path has to be followed.
+HostArray* fieldsInPlace(Value& variable, std::span<const IndexStep> fields) {
+  HostArray* place = variable.array();
+  for (const IndexStep& step : fields) {
+    if (!place || step.kind != IndexStep::Kind::Field) return nullptr;
+    place = ArrayAccess::findMutableField(*place, step.field.text());
+  }
+  return place;
 }
 
-/// The linear position, from 0, of the one existing element that scalar subscripts select.
-std::optional<std::size_t> elementPosition(const HostArray& array, const ScalarSubscripts& subscripts) {
-  const auto [first, second] = subscripts.values;
-  if (subscripts.count == 1) return positionWithin(first, array.numel());
-  if (subscripts.count != 2 || array.dims().size() != 2) return std::nullopt;
-  const auto row = positionWithin(first, array.dim(0));
-  const auto column = row ? positionWithin(second, array.dim(1)) : std::nullopt;
-  return column ? std::optional(*column * array.dim(0) + *row) : std::nullopt;
+/// A field of one structure or a property of an object, where no path has to be followed; else nothing.
+std::optional<HostArray> member(const HostArray& array, const MemberName& name) {
+  if (array.isObject()) return directProperty(array, name);
+  const HostArray* field = array.isScalar() ? array.findField(name.text()) : nullptr;
+  return field ? std::optional(*field) : std::nullopt;
 }
 
-/// The array of a variable whose elements can be had without a path: of real doubles or one object.
-template <class Variable>
-auto* directArray(Variable& variable) {
-  auto* array = variable.array();
-  const bool isDirect =
-      array && (array->isObject() || (array->arrayClass() == ArrayClass::Double && !array->isComplex()));
-  return isDirect ? array : nullptr;
+IndexLevel::Kind levelKind(const IndexStep& step) {
+  return step.kind == IndexStep::Kind::Paren ? IndexLevel::Kind::Paren : IndexLevel::Kind::Brace;
 }
 
 }  // namespace
@@ -70,108 +65,87 @@ Arrays Interpreter::evaluateIndexed(const IndexExpression& node, int outputCount
   return results;
 }
 
-/// The value of a scalar expression that calls nothing, so that evaluating it again does no harm.
-std::optional<double> Interpreter::pureScalar(const Expression& expression) const {
-  if (const auto* constant = std::get_if<Constant>(&expression.node)) {
-    if (const double* number = constant->value.number()) return *number;
-  } else if (const auto* name = std::get_if<NameReference>(&expression.node)) {
-    if (const double* number = frame_->slots[name->slot].number()) return *number;
-  } else if (const auto* operation = std::get_if<BinaryOperation>(&expression.node)) {
-    const auto left = pureScalar(*operation->left);
-    const auto right = left ? pureScalar(*operation->right) : std::nullopt;
-    if (!right) return std::nullopt;
-    const Value result = scalarOperation(operation->info->code, *left, *right, [] { return Value(); });
-    if (const double* number = result.number()) return *number;
-  }
-  return std::nullopt;
-}
-
-/// The one or two scalar subscripts of a single level of parentheses, when none of them calls anything.
-ScalarSubscripts Interpreter::pureSubscripts(const Steps& steps) const {
-  ScalarSubscripts subscripts;
-  const Expressions& arguments = steps[0].arguments;
-  if (steps.size() != 1 || steps[0].kind != IndexStep::Kind::Paren) return subscripts;
-  if (arguments.size() > ScalarSubscripts::kMost) return subscripts;
-  for (std::size_t k = 0; k < arguments.size(); ++k) {
-    const auto value = pureScalar(*arguments[k]);
-    if (!value) return subscripts;
-    subscripts.values[k] = *value;
-  }
-  subscripts.count = arguments.size();
-  return subscripts;
-}
-
-/// One element or property of a variable, where no path has to be made to have it; else no value.
-Value Interpreter::evaluateElementFast(const IndexExpression& node) const {
-  const HostArray* array = directArray(frame_->slots[node.base.slot]);
-  if (!array) return {};
-  if (array->isObject() && node.steps[0].kind == IndexStep::Kind::Field) {
-    auto value = node.steps.size() == 1 ? directProperty(*array, node.steps[0].field) : std::nullopt;
+/// What one level of indexing selects of a variable; nothing where a field has to be asked for in another way.
+Value Interpreter::evaluatePart(const IndexExpression& node) {
+  const IndexStep& step = node.steps[0];
+  const auto variable = [&]() -> const Value& { return frame_->slots[node.base.slot]; };
+  if (step.kind == IndexStep::Kind::DynamicField) return {};
+  if (step.kind == IndexStep::Kind::Field) {
+    const HostArray* array = variable().array();
+    if (array && array->isStruct()) {
+      const HostArray* field = array->isScalar() ? array->findField(step.field.text()) : nullptr;
+      return field ? Value(*field) : Value();
+    }
+    auto value = array ? directProperty(*array, step.field) : std::nullopt;
     return value ? Value(*std::move(value)) : Value();
   }
-  const ScalarSubscripts subscripts = pureSubscripts(node.steps);
-  if (array->isObject()) {
-    auto element = directElement(*array, subscripts);
-    return element ? Value(*std::move(element)) : Value();
+  Subscripts subscripts;
+  if (step.hasPlainArgument) {
+    Value subscript = evaluate(*step.arguments[0]);
+    if (const double* number = subscript.number()) {
+      if (Value element = elementOf(variable(), *number); element.isDefined()) return element;
+    }
+    subscripts.push_back(Subscript(std::move(subscript)));
+  } else {
+    const HostArray indexed = step.usesEnd ? variable().toArray() : HostArray();
+    subscripts = evaluateSubscripts(step, step.usesEnd ? &indexed : nullptr);
   }
-  const auto position = elementPosition(*array, subscripts);
-  return position ? Value(array->real<double>()[*position]) : Value();
-}
-
-bool Interpreter::assignElementFast(Value& variable, const Steps& steps, const Value& value) {
-  HostArray* array = directArray(variable);
-  if (!array) return false;
-  const double* number = value.number();
-  if (array->isObject()) {
-    const HostArray* held = value.array();
-    const ScalarSubscripts subscripts = pureSubscripts(steps);
-    return held ? assignDirectElement(*array, subscripts, *held)
-                : assignDirectElement(*array, subscripts, value.toArray());
-  }
-  const auto position = number ? elementPosition(*array, pureSubscripts(steps)) : std::nullopt;
-  if (!position) return false;
-  array->mutableReal<double>()[*position] = *number;
-  return true;
+  if (!variable().isDefined()) return {};
+  if (auto part = partOf(variable().array(), levelKind(step), subscripts)) return Value(*std::move(part));
+  const IndexLevel level{levelKind(step), arraysFrom(subscripts), {}};
+  Arrays values = reference(variable().toArray(), {&level, 1});
+  if (values.empty()) raiseError("Tessel:noValue", "The expression gives no value.");
+  return Value(std::move(values[0]));
 }
 
 void Interpreter::evaluateArgument(const Expression& expression, Arrays& values) {
-  if (const auto number = pureScalar(expression)) {
-    values.push_back(HostArray::scalar(*number));
-    return;
+  if (mayBeList(expression)) return evaluateAll(expression, 1, values);
+  values.push_back(evaluate(expression).toArray());
+}
+
+void Interpreter::evaluateSubscript(const Expression& expression, Subscripts& subscripts) {
+  if (std::holds_alternative<AllElements>(expression.node)) {
+    subscripts.push_back(Subscript::colon());
+  } else if (const auto* range = std::get_if<RangeExpression>(&expression.node)) {
+    subscripts.push_back(Subscript(evaluateRange(*range)));
+  } else if (!mayBeList(expression)) {
+    subscripts.push_back(Subscript(evaluate(expression)));
+  } else {
+    Arrays list;
+    evaluateAll(expression, 1, list);
+    for (HostArray& value : list) subscripts.push_back(Subscript(Value(std::move(value))));
   }
-  const auto* index = std::get_if<IndexExpression>(&expression.node);
-  if (Value element = index ? evaluateElementFast(*index) : Value(); element.isDefined())
-    values.push_back(std::move(element).toArray());
-  else
-    evaluateAll(expression, 1, values);
 }
 
 /// The values of the arguments in parentheses or braces. `indexed` is the array that `end` belongs to; in the
 /// arguments of a function, which is not indexed, `end` belongs to the array around the call.
-Arrays Interpreter::evaluateSubscripts(const IndexStep& step, const HostArray* indexed) {
-  Arrays subscripts;
-  subscripts.reserve(step.arguments.size());
+Subscripts Interpreter::evaluateSubscripts(const IndexStep& step, const HostArray* indexed) {
+  Subscripts subscripts;
   for (std::size_t k = 0; k < step.arguments.size(); ++k) {
     if (indexed) {
       const EndContext context{*indexed, k, step.arguments.size()};
       const Replaced<const EndContext*> inner(endContext_, &context);
-      evaluateArgument(*step.arguments[k], subscripts);
+      evaluateSubscript(*step.arguments[k], subscripts);
     } else {
-      evaluateArgument(*step.arguments[k], subscripts);
+      evaluateSubscript(*step.arguments[k], subscripts);
     }
   }
   return subscripts;
 }
 
-/// The steps with the values of their subscripts. For reading, `base` moves along where a subscript with `end`
-/// needs the part before it, and the path starts there: nothing is called twice.
+/// The steps with the values of their subscripts. For reading, `base` moves along as far as single values can
+/// be had directly, and where a subscript with `end` needs the part before it: the path starts there.
 IndexPath Interpreter::resolvePath(HostArray& base, StepRange steps, PathUse use) {
   using Kind = IndexStep::Kind;
   IndexPath path;
   path.reserve(steps.size());
   for (const IndexStep& step : steps) {
+    const bool movesAlong = use == PathUse::Read && path.empty();
     if (step.kind == Kind::Field) {
-      path.push_back({IndexLevel::Kind::Field, {}, step.field.text()});
+      if (auto value = movesAlong ? member(base, step.field) : std::nullopt)
+        base = *std::move(value);
+      else
+        path.push_back({IndexLevel::Kind::Field, {}, step.field.text()});
     } else if (step.kind == Kind::DynamicField) {
       path.push_back({IndexLevel::Kind::Field, {}, evaluate(*step.arguments[0]).toArray().toText()});
     } else {
@@ -183,8 +157,13 @@ IndexPath Interpreter::resolvePath(HostArray& base, StepRange steps, PathUse use
           path.clear();
         }
       }
-      const auto kind = step.kind == Kind::Paren ? IndexLevel::Kind::Paren : IndexLevel::Kind::Brace;
-      path.push_back({kind, evaluateSubscripts(step, step.usesEnd ? &indexed : nullptr), {}});
+      const Subscripts subscripts = evaluateSubscripts(step, step.usesEnd ? &indexed : nullptr);
+      // What follows its parentheses is the business of an object's class.
+      const bool isWhole = movesAlong && (!base.isObject() || &step == &steps.back());
+      if (auto part = isWhole ? partOf(&base, levelKind(step), subscripts) : std::nullopt)
+        base = *std::move(part);
+      else
+        path.push_back({levelKind(step), arraysFrom(subscripts), {}});
     }
   }
   return path;
@@ -203,18 +182,15 @@ HostArray Interpreter::partAt(const HostArray& base, const IndexPath& path, Path
              "Only one value can be indexed further, but the expression selects none or several.");
 }
 
-HostArray Interpreter::lastPosition(const EndContext& context) const {
+Value Interpreter::lastPosition(const EndContext& context) const {
+  if (const auto extent = directExtent(context.array, context.position, context.count))
+    return Value(static_cast<double>(*extent));
   if (findMethodOf(context.array, kEnd)) {
     Arrays inputs = arraysOf(context.array, HostArray::scalar(static_cast<double>(context.position + 1)),
                              HostArray::scalar(static_cast<double>(context.count)));
-    return std::move(callMember(kEnd, std::move(inputs)).at(0));
+    return Value(std::move(callMember(kEnd, std::move(inputs)).at(0)));
   }
-  const Dimensions sizes = sizesOf(context.array);
-  std::size_t last = context.position < sizes.size() ? sizes[context.position] : 1;
-  if (context.position + 1 == context.count) {
-    for (std::size_t d = context.position + 1; d < sizes.size(); ++d) last *= sizes[d];
-  }
-  return HostArray::scalar(static_cast<double>(last));
+  return Value(static_cast<double>(extentOf(sizesOf(context.array), context.position, context.count)));
 }
 
 Arrays Interpreter::referenceVariable(int slot, const Steps& steps, int outputCount) {
@@ -224,7 +200,7 @@ Arrays Interpreter::referenceVariable(int slot, const Steps& steps, int outputCo
     base = HostArray();  // The variable must be the only one that holds the object.
     Arrays inputs(1);
     if (hasArguments) {
-      Arrays arguments = evaluateSubscripts(steps[1], nullptr);
+      Arrays arguments = arraysFrom(evaluateSubscripts(steps[1], nullptr));
       std::move(arguments.begin(), arguments.end(), std::back_inserter(inputs));
     }
     const StepRange rest = StepRange(steps).subspan(hasArguments ? 2 : 1);
@@ -236,6 +212,7 @@ Arrays Interpreter::referenceVariable(int slot, const Steps& steps, int outputCo
 
 Arrays Interpreter::referenceFurther(HostArray base, StepRange steps, int outputCount) {
   const IndexPath path = resolvePath(base, steps, PathUse::Read);
+  if (path.empty()) return arraysOf(std::move(base));
   // Only braces and fields list several values; a method may return more than it was asked for.
   const bool isList = path.back().kind == IndexLevel::Kind::Brace ||
                       (path.back().kind == IndexLevel::Kind::Field && !base.isObject());
@@ -244,10 +221,51 @@ Arrays Interpreter::referenceFurther(HostArray base, StepRange steps, int output
   return results;
 }
 
-void Interpreter::assignSteps(const AssignmentTarget& target, const HostArray& value) {
+/// Assigns where existing fields, or elements that ranges select below them, can be had directly. Otherwise
+/// false, and what was evaluated stands in `path`.
+bool Interpreter::assignPart(const AssignmentTarget& target, Value& value, IndexPath& path) {
+  const IndexStep& step = target.steps.back();
+  const StepRange fields(target.steps.begin(),
+                         target.steps.end() - (step.kind == IndexStep::Kind::Field ? 0 : 1));
+  const auto isField = [](const IndexStep& each) { return each.kind == IndexStep::Kind::Field; };
+  if (!std::ranges::all_of(fields, isField)) return false;
+  const auto place = [&] { return fieldsInPlace(frame_->slots[target.slot], fields); };
+  if (step.kind == IndexStep::Kind::Field) {
+    if (HostArray* field = place()) return *field = std::move(value).toArray(), true;
+    return false;
+  }
+  if (step.kind != IndexStep::Kind::Paren) return false;
+  Subscripts subscripts;
+  if (step.usesEnd) {
+    const HostArray* there = place();
+    if (!there) return false;
+    const HostArray indexed = *there;
+    subscripts = evaluateSubscripts(step, &indexed);
+  } else if (step.hasPlainArgument) {
+    Value subscript = evaluate(*step.arguments[0]);
+    HostArray* array = place();
+    if (array && subscript.number() && assignElement(*array, *subscript.number(), value)) return true;
+    subscripts.push_back(Subscript(std::move(subscript)));
+  } else {
+    subscripts = evaluateSubscripts(step, nullptr);
+  }
+  HostArray* array = place();
+  if (array) {
+    const SubscriptRanges ranges = rangesOf(subscripts, *array);
+    if (value.array() ? assignDirectElements(*array, ranges, *value.array())
+                      : assignDirectElements(*array, ranges, value.toArray()))
+      return true;
+  }
+  for (const IndexStep& each : fields) path.push_back({IndexLevel::Kind::Field, {}, each.field.text()});
+  path.push_back({IndexLevel::Kind::Paren, arraysFrom(subscripts), {}});
+  return false;
+}
+
+void Interpreter::assignSteps(const AssignmentTarget& target, Value&& value) {
   Frame& frame = *frame_;
   IndexPath path;
-  {
+  if (assignPart(target, value, path)) return;
+  if (path.empty()) {
     const Value& variable = frame.slots[target.slot];
     const bool usesEnd =
         std::any_of(target.steps.begin(), target.steps.end(), [](const auto& s) { return s.usesEnd; });
@@ -255,7 +273,7 @@ void Interpreter::assignSteps(const AssignmentTarget& target, const HostArray& v
     path = resolvePath(base, target.steps, PathUse::Assign);
   }
   BorrowedVariable variable(frame, target.slot);
-  assign(variable.array, path, value);
+  assign(variable.array, path, std::move(value).toArray());
   variable.define();
 }
 

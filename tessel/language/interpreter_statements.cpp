@@ -69,8 +69,8 @@ Interpreter::Flow Interpreter::executeNode(const Assignment& node) {
     Value value = evaluate(*node.value);
     if (target.steps.empty()) {
       frame_->slots[target.slot] = std::move(value);
-    } else if (!assignElementFast(frame_->slots[target.slot], target.steps, value)) {
-      assignSteps(target, std::move(value).toArray());
+    } else {
+      assignSteps(target, std::move(value));
     }
     if (!node.isSilent) display(frame_->slots[target.slot].toArray(), target.name);
     return Flow::Normal;
@@ -93,7 +93,7 @@ void Interpreter::assignVariable(const AssignmentTarget& target, HostArray value
   if (target.steps.empty())
     frame.slots[target.slot] = Value(std::move(value));
   else
-    assignSteps(target, value);
+    assignSteps(target, Value(std::move(value)));
   if (!isSilent) display(frame.slots[target.slot].toArray(), target.name);
 }
 
@@ -137,12 +137,12 @@ Interpreter::Flow Interpreter::executeLoop(const ForStatement& node, std::size_t
 Interpreter::Flow Interpreter::executeNode(const ForStatement& node) {
   HostArray range;
   if (const auto* literal = std::get_if<RangeExpression>(&node.range->node)) {
-    Arrays ends = rangeEnds(*literal);
+    Range ends = evaluateRange(*literal);
     // A row of numbers that nobody else sees is not made.
-    if (const auto steps = doubleSteps(ends)) {
-      return executeLoop(node, steps->count(), [&](std::size_t k) { return Value((*steps)[k]); });
+    if (ends.steps) {
+      return executeLoop(node, ends.steps->count(), [&](std::size_t k) { return Value((*ends.steps)[k]); });
     }
-    range = callOperator(kColon, std::move(ends)).toArray();
+    range = std::move(ends).toArray();
   } else {
     range = evaluate(*node.range).toArray();
   }

@@ -19,20 +19,11 @@ class Value {
   Value() {}
   explicit Value(double number) : kind_(Kind::Number), number_(number) {}
   explicit Value(bool truth) : kind_(Kind::Truth), number_(truth ? 1 : 0) {}
-  explicit Value(HostArray array) {
-    if (array.numel() == 1 && !array.isComplex()) {
-      if (array.arrayClass() == ArrayClass::Double) {
-        kind_ = Kind::Number;
-        number_ = *array.real<double>();
-        return;
-      }
-      if (array.isLogical()) {
-        kind_ = Kind::Truth;
-        number_ = *array.real<bool>() ? 1 : 0;
-        return;
-      }
-    }
-    hold(std::move(array));
+  explicit Value(const HostArray& array) {
+    if (!takeScalar(array)) hold(array);
+  }
+  explicit Value(HostArray&& array) {
+    if (!takeScalar(array)) hold(std::move(array));
   }
   Value(const Value& other) {
     if (other.kind_ == Kind::Array)
@@ -82,6 +73,14 @@ class Value {
   void hold(Source&& array) {
     std::construct_at(&array_, std::forward<Source>(array));
     kind_ = Kind::Array;
+  }
+  /// Becomes the real double or logical scalar that an array is; false for others.
+  bool takeScalar(const HostArray& array) {
+    const bool isNumber = array.arrayClass() == ArrayClass::Double;
+    if ((!isNumber && !array.isLogical()) || array.numel() != 1 || array.isComplex()) return false;
+    kind_ = isNumber ? Kind::Number : Kind::Truth;
+    number_ = isNumber ? *array.real<double>() : *array.real<bool>() ? 1 : 0;
+    return true;
   }
   void takeScalar(const Value& other) {
     kind_ = other.kind_;

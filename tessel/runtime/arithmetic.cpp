@@ -297,13 +297,16 @@ EqualSteps<E>::EqualSteps(E first, E step, E last, double precision) : first_(fi
   count_ = static_cast<std::size_t>(steps + 1);
 }
 
-std::optional<EqualSteps<double>> doubleSteps(const Arrays& ends) {
-  for (const HostArray& end : ends) {
-    const bool isNumber = end.arrayClass() == ArrayClass::Double && end.isScalar() && !end.isComplex();
-    if (!isNumber || std::isnan(end.realAt(0))) return std::nullopt;
-  }
-  return EqualSteps<double>(ends.front().realAt(0), ends.size() == 3 ? ends[1].realAt(0) : 1,
-                            ends.back().realAt(0), kDoublePrecision);
+std::optional<EqualSteps<double>> doubleSteps(double first, double step, double last) {
+  if (std::isnan(first) || std::isnan(step) || std::isnan(last)) return std::nullopt;
+  return EqualSteps<double>(first, step, last, kDoublePrecision);
+}
+
+HostArray rowOf(const EqualSteps<double>& steps) {
+  HostArray row = HostArray::unset(ArrayClass::Double, {1, steps.count()});
+  double* to = row.mutableReal<double>();
+  for (std::size_t k = 0; k < steps.count(); ++k) to[k] = steps[k];
+  return row;
 }
 
 HostArray colon(const HostArray& first, const HostArray& step, const HostArray& last) {

@@ -53,6 +53,7 @@ class EqualSteps {
   /// `precision` is that of the ends: passing `last` by their rounding errors does not count.
   EqualSteps(E first, E step, E last, double precision);
   std::size_t count() const { return count_; }
+  E step() const { return step_; }
   E operator[](std::size_t k) const {
     const E value = first_ + static_cast<E>(k) * step_;
     return step_ > 0 ? std::min(value, last_) : std::max(value, last_);
@@ -62,8 +63,10 @@ class EqualSteps {
   E first_, step_, last_;
   std::size_t count_;
 };
-/// The steps of `colon` on these arguments, when they are real double scalars and none is NaN.
-std::optional<EqualSteps<double>> doubleSteps(const Arrays& ends);
+/// The steps of `colon` on double scalars; nothing where one is NaN.
+std::optional<EqualSteps<double>> doubleSteps(double first, double step, double last);
+/// The row of them.
+HostArray rowOf(const EqualSteps<double>& steps);
 
 /// The operators above and those of matrices as functions of the host: "plus", "mtimes", "and", "colon", ….
 std::vector<FunctionInfo> arithmeticFunctions();

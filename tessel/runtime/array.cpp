@@ -42,7 +42,9 @@ auto& contentOf(const HostArray& array, Data* data, const char* wanted) {
 }
 
 std::size_t positionOf(const std::vector<std::string>& names, std::string_view name) {
-  return static_cast<std::size_t>(std::find(names.begin(), names.end(), name) - names.begin());
+  std::size_t position = 0;
+  while (position < names.size() && names[position] != name) ++position;
+  return position;
 }
 
 }  // namespace
@@ -509,6 +511,13 @@ const HostClass* ArrayAccess::hostClass(const HostArray& objects) {
 
 StructContent& ArrayAccess::fields(HostArray& structure) {
   return std::get<StructContent>(structure.unshared().content);
+}
+
+HostArray* ArrayAccess::findMutableField(HostArray& array, std::string_view name) {
+  if (!array.isStruct() || !array.isScalar()) return nullptr;
+  auto& content = std::get<StructContent>(array.unshared().content);
+  const std::size_t row = positionOf(content.names, name);
+  return row == content.names.size() ? nullptr : &content.values[row][0];
 }
 
 bool ArrayAccess::isShared(const HostArray& array) { return array.data_.use_count() > 1; }

@@ -100,6 +100,8 @@ struct ArrayAccess {
   static const HostClass* hostClass(const HostArray& objects);
   /// The fields of a structure array for writing.
   static StructContent& fields(HostArray& structure);
+  /// A field of a single structure for writing; null where there is none.
+  static HostArray* findMutableField(HostArray& array, std::string_view name);
   /// Whether another array has the same storage, so that writing would have to copy it.
   static bool isShared(const HostArray& array);
   /// The values of a field, one an element. Adds the field, with empty arrays, where the structure array, which

@@ -100,16 +100,30 @@ void place(HostArray& result, const HostArray& part, std::size_t dimension, std:
   });
 }
 
-bool isRealNumber(const HostArray& array) {
-  return array.arrayClass() == ArrayClass::Double && array.numel() == 1 && !array.isComplex();
+/// Whether the elements of the parts stand one behind the other in what they are joined to: matrices of one
+/// class and as many rows side by side, columns below each other.
+bool isInOrder(std::size_t dimension, const Arrays& parts) {
+  const HostArray& first = parts[0];
+  return first.arrayClass() <= ArrayClass::Char && std::ranges::all_of(parts, [&](const HostArray& part) {
+           const Dimensions& dims = part.dims();
+           return part.arrayClass() == first.arrayClass() && part.isComplex() == first.isComplex() &&
+                  !part.isEmpty() && dims.size() == 2 &&
+                  (dimension == 1 ? dims[0] == first.dims()[0] : dims[1] == 1);
+         });
 }
 
-/// Real double scalars in a row or a column, the commonest of all concatenations.
-HostArray joinedNumbers(std::size_t dimension, const Arrays& parts) {
-  HostArray result = HostArray::zeros(
-      ArrayClass::Double, dimension == 0 ? Dimensions{parts.size(), 1} : Dimensions{1, parts.size()});
-  std::transform(parts.begin(), parts.end(), result.mutableReal<double>(),
-                 [](const HostArray& part) { return *part.real<double>(); });
+HostArray joinedInOrder(std::size_t dimension, const Arrays& parts) {
+  std::size_t length = 0;
+  for (const HostArray& part : parts) length += part.dims()[dimension];
+  HostArray result = HostArray::unset(
+      parts[0].arrayClass(), dimension == 1 ? Dimensions{parts[0].dims()[0], length} : Dimensions{length, 1},
+      parts[0].isComplex());
+  std::size_t done = 0;
+  for (const HostArray& part : parts) {
+    forEachBuffer(result, part,
+                  [&](auto* to, const auto* from) { std::copy_n(from, part.numel(), to + done); });
+    done += part.numel();
+  }
   return result;
 }
 
@@ -126,9 +140,7 @@ Arrays callCat(Arrays& inputs, int) {
 }  // namespace
 
 HostArray concatenate(std::size_t dimension, const Arrays& parts) {
-  if (dimension < 2 && std::all_of(parts.begin(), parts.end(), isRealNumber) && !parts.empty()) {
-    return joinedNumbers(dimension, parts);
-  }
+  if (dimension < 2 && parts.size() > 1 && isInOrder(dimension, parts)) return joinedInOrder(dimension, parts);
   Arrays kept;
   std::copy_if(parts.begin(), parts.end(), std::back_inserter(kept),
                [](const auto& part) { return !isNothing(part); });

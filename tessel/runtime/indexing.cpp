@@ -48,9 +48,15 @@ Dimensions countsOf(const std::vector<Positions>& positions) {
   return counts;
 }
 
+/// An array like `array` of size `dims`, of which all elements are about to be set.
+HostArray blankOf(const HostArray& array, Dimensions dims) {
+  if (array.arrayClass() > ArrayClass::Char) return ArrayAccess::filled(array, std::move(dims));
+  return HostArray::unset(array.arrayClass(), std::move(dims), array.isComplex());
+}
+
 /// The elements of `array` at `positions`, in an array of size `dims`.
 HostArray gathered(const HostArray& array, const Positions& positions, Dimensions dims) {
-  HostArray result = ArrayAccess::filled(array, std::move(dims));
+  HostArray result = blankOf(array, std::move(dims));
   forEachBuffer(result, array, [&](auto* to, const auto* from) {
     if (positions.isRun()) {
       std::copy_n(from + positions.first, positions.count, to);
@@ -350,6 +356,44 @@ HostArray subsref(const HostArray& array, const Arrays& subscripts) {
     return gathered(array, positions[0], linearShape(array, subscripts[0], positions[0].count));
   }
   return gathered(array, combined(positions, extents), countsOf(positions));
+}
+
+std::optional<HostArray> elementsAt(const HostArray& array, IndexRanges ranges) {
+  if (array.isFunction() || !hasPositions(array.dims(), ranges)) return std::nullopt;
+  HostArray result = blankOf(array, selectedSizes(array.dims(), ranges));
+  forEachBuffer(result, array, [&](auto* to, const auto* from) {
+    forEachStretch(array.dims(), ranges, [&](std::size_t first, std::ptrdiff_t step, std::size_t count) {
+      if (step == 1) {
+        to = std::copy_n(from + first, count, to);
+      } else {
+        for (const auto* place = from + first; count > 0; --count, place += step) *to++ = *place;
+      }
+    });
+  });
+  return result;
+}
+
+bool assignAt(HostArray& array, IndexRanges ranges, const HostArray& rhs) {
+  const bool hasSameElements = array.arrayClass() == rhs.arrayClass() && array.isComplex() == rhs.isComplex() &&
+                               (array.arrayClass() <= ArrayClass::Char || array.isCell());
+  if (!hasSameElements || rhs.isEmpty() || !hasPositions(array.dims(), ranges) || !fitsInto(ranges, rhs.dims()))
+    return false;
+  if (selectedCount(ranges) == 0) return true;
+  const HostArray values = rhs;  // may share the array's elements
+  forEachBuffer(array, values, [&](auto* to, const auto* from) {
+    forEachStretch(array.dims(), ranges, [&](std::size_t first, std::ptrdiff_t step, std::size_t count) {
+      auto* place = to + first;
+      if (values.isScalar()) {
+        for (; count > 0; --count, place += step) *place = *from;
+      } else if (step == 1) {
+        std::copy_n(from, count, place);
+        from += count;
+      } else {
+        for (; count > 0; --count, place += step) *place = *from++;
+      }
+    });
+  });
+  return true;
 }
 
 void subsasgn(HostArray& array, const Arrays& subscripts, const HostArray& rhs) {

@@ -11,7 +11,10 @@
 /// function names its further ones. Whatever is raised, the array is as it was.
 #pragma once
 
+#include <optional>
+
 #include "tessel/array.h"
+#include "tessel/ranges.h"
 
 namespace tessel {
 
@@ -23,6 +26,10 @@ bool isColon(const HostArray& subscript);
 /// the positions that are true. Several subscripts give one dimension each. Without subscripts, the array
 /// itself. Raises "Tessel:badindex" for a position beyond the array.
 HostArray subsref(const HostArray& array, const Arrays& subscripts);
+
+/// The same for ranges, which need no lists of positions; nothing where `subsref` has to decide: for a position
+/// beyond the array and for function values.
+std::optional<HostArray> elementsAt(const HostArray& array, IndexRanges ranges);
 
 /// Assigns `rhs`, or a scalar `rhs` to every selected element, in place when the array does not share its data.
 ///
@@ -37,6 +44,10 @@ HostArray subsref(const HostArray& array, const Arrays& subscripts);
 /// "Tessel:cellRhsRequired", "Tessel:dissimilarStructures", "Tessel:conversionNotPossible" and what `convertTo`
 /// raises.
 void subsasgn(HostArray& array, const Arrays& subscripts, const HostArray& rhs);
+
+/// The same for ranges; returns false where `subsasgn` has to do it: where the array would grow, or `rhs` has
+/// another class or does not fit.
+bool assignAt(HostArray& array, IndexRanges ranges, const HostArray& rhs);
 
 /// Deletes the selected elements. A linear subscript leaves a column of a column and a row of anything else;
 /// with several subscripts all but one must be colons (or select their whole dimension), and that one's slices

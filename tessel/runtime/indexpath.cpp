@@ -89,17 +89,18 @@ bool isBuiltin(const HostArray& array, const IndexLevel& level, const MemberName
   return level.kind != Kind::Paren && elementAccess(array) != nullptr;
 }
 
-/// The subscripts of the last level of a path; none where they are no scalars.
-ScalarSubscripts lastScalars(IndexLevels path) {
-  const Arrays& subscripts = path[0].subscripts;
-  ScalarSubscripts scalars;
-  if (path.size() != 1 || subscripts.size() > ScalarSubscripts::kMost) return scalars;
-  const bool areScalars = std::ranges::all_of(subscripts, [](const HostArray& s) {
-    return s.arrayClass() == ArrayClass::Double && s.isScalar() && !s.isComplex();
-  });
-  if (!areScalars) return scalars;
-  for (const HostArray& subscript : subscripts) scalars.values[scalars.count++] = *subscript.real<double>();
-  return scalars;
+/// The subscripts of the last level of a path, where all are scalars; else none.
+SubscriptRanges lastScalars(IndexLevels path) {
+  SubscriptRanges ranges;
+  if (path.size() != 1) return ranges;
+  for (const HostArray& subscript : path[0].subscripts) {
+    const bool isNumber =
+        subscript.arrayClass() == ArrayClass::Double && subscript.isScalar() && !subscript.isComplex();
+    const auto range = isNumber ? IndexRange::at(*subscript.real<double>()) : std::nullopt;
+    if (!range) return {};
+    ranges.push_back(*range);
+  }
+  return ranges;
 }
 
 // Reference
@@ -343,9 +344,11 @@ HostArray makeIndexStructure(IndexLevels path) {
   return structure;
 }
 
-std::optional<HostArray> directElement(const HostArray& array, const ScalarSubscripts& subscripts) {
-  const ElementAccess* access = subscripts.count == 0 ? nullptr : elementAccess(array);
-  return access == nullptr ? std::nullopt : access->element(*array.objectAt(), subscripts.span());
+std::optional<HostArray> directElements(const HostArray& array, IndexRanges ranges) {
+  if (ranges.empty()) return std::nullopt;
+  if (!array.isObject()) return elementsAt(array, ranges);
+  if (const ElementAccess* access = elementAccess(array)) return access->elements(*array.objectAt(), ranges);
+  return findMethodOf(array, kSubsref) == nullptr ? elementsAt(array, ranges) : std::nullopt;
 }
 
 std::optional<HostArray> directProperty(const HostArray& array, const MemberName& name) {
@@ -356,14 +359,22 @@ std::optional<HostArray> directProperty(const HostArray& array, const MemberName
   return property == nullptr ? std::nullopt : std::optional(property->get(*object));
 }
 
-bool assignDirectElement(HostArray& array, const ScalarSubscripts& subscripts, const HostArray& value) {
-  const ElementAccess* access = subscripts.count == 0 ? nullptr : elementAccess(array);
-  return access != nullptr && access->assign(array.mutableObject(), subscripts.span(), value);
+bool assignDirectElements(HostArray& array, IndexRanges ranges, const HostArray& value) {
+  if (ranges.empty()) return false;
+  if (!array.isObject()) return assignAt(array, ranges, value);
+  const ElementAccess* access = elementAccess(array);
+  return access != nullptr && access->assign(array.mutableObject(), ranges, value);
+}
+
+std::optional<std::size_t> directExtent(const HostArray& array, std::size_t place, std::size_t count) {
+  if (!array.isObject()) return extentOf(array.dims(), place, count);
+  const ElementAccess* access = elementAccess(array);
+  return access == nullptr ? std::nullopt : std::optional(access->extent(*array.objectAt(), place, count));
 }
 
 Arrays reference(HostArray value, IndexLevels path, int outputCount) {
   if (path.empty() || isBuiltin(value, path[0], kSubsref)) return builtinReference(value, path, outputCount);
-  if (auto element = directElement(value, lastScalars(path))) return arraysOf(*std::move(element));
+  if (auto elements = directElements(value, lastScalars(path))) return arraysOf(*std::move(elements));
   const MethodInfo* method = findMethodOf(value, kSubsref);
   Arrays inputs = arraysOf(std::move(value), makeIndexStructure(path));
   Arrays results = invoke(method->function, inputs, outputCount);
@@ -384,7 +395,7 @@ Arrays builtinReference(const HostArray& value, IndexLevels path, int outputCoun
 
 void assign(HostArray& target, IndexLevels path, const HostArray& rhs) {
   if (path.empty() || isBuiltin(target, path[0], kSubsasgn)) return builtinAssign(target, path, rhs);
-  if (!assignDirectElement(target, lastScalars(path), rhs))
+  if (!assignDirectElements(target, lastScalars(path), rhs))
     assignByMethod(*findMethodOf(target, kSubsasgn), target, path, rhs);
 }
 

@@ -1,16 +1,18 @@
 /// Index expressions of several levels, such as `s(2).list{3}(1:4)`, for reference and assignment.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
+#include <boost/container/small_vector.hpp>
+
 #include "tessel/array.h"
 #include "tessel/interpreter.h"
 #include "tessel/objects.h"
+#include "tessel/ranges.h"
 #include "tessel/runtime/dispatch.h"
 
 namespace tessel {
@@ -58,20 +60,20 @@ void assign(HostArray& target, IndexLevels path, const HostArray& rhs);
 /// As `assign`, but passes over the method "subsasgn" of `target` itself.
 void builtinAssign(HostArray& target, IndexLevels path, const HostArray& rhs);
 
-/// The values of one or two scalar subscripts; none for others.
-struct ScalarSubscripts {
-  static constexpr std::size_t kMost = 2;
-  std::array<double, kMost> values{};
-  std::size_t count = 0;
-  ElementAccess::Subscripts span() const { return {values.data(), count}; }
+/// Ranges, of which a few stand in the list itself.
+struct SubscriptRanges : boost::container::small_vector<IndexRange, 3> {
+  operator IndexRanges() const { return {data(), size()}; }
 };
-/// The element of an object that `reference` gives for these subscripts, without an index structure; nothing
-/// where the class of the object has to be asked by its method.
-std::optional<HostArray> directElement(const HostArray& array, const ScalarSubscripts& subscripts);
+
+/// The elements that `reference` gives for ranges in parentheses, without lists and index structures; nothing
+/// where `reference` has to be called.
+std::optional<HostArray> directElements(const HostArray& array, IndexRanges ranges);
 /// The same for a property of an object.
 std::optional<HostArray> directProperty(const HostArray& array, const MemberName& name);
 /// The same for elements and `assign`: whether it has assigned.
-bool assignDirectElement(HostArray& array, const ScalarSubscripts& subscripts, const HostArray& value);
+bool assignDirectElements(HostArray& array, IndexRanges ranges, const HostArray& value);
+/// What `end` stands for in subscript `place`, from 0, of `count`; nothing where a method has to be asked.
+std::optional<std::size_t> directExtent(const HostArray& array, std::size_t place, std::size_t count);
 
 /// The functions "subsref", "subsasgn" and "builtin".
 std::vector<FunctionInfo> indexingFunctions();

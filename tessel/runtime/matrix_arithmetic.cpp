@@ -1,6 +1,5 @@
 #include "tessel/runtime/matrix_arithmetic.h"
 
-#include <cblas.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -8,9 +7,11 @@
 
 #include "tessel/interruption.h"
 #include "tessel/messages.h"
+#include "tessel/products.h"
 #include "tessel/runtime/arithmetic.h"
 #include "tessel/runtime/convert.h"
 #include "tessel/runtime/elements.h"
+#include "tessel/runtime/linearalgebra.h"
 
 // LAPACK, which comes with the BLAS library; texts carry their length as a hidden last argument.
 extern "C" {
@@ -37,6 +38,12 @@ void zgesvd_(const char* jobu, const char* jobvt, const int* m, const int* n, Co
 
 namespace tessel {
 namespace {
+
+/// Calls the library's function of that name and type.
+template <class Function, class... Arguments>
+void callLibrary(const char* name, Arguments... arguments) {
+  reinterpret_cast<Function*>(linearAlgebraFunction(name))(arguments...);
+}
 
 constexpr double kPrecision = std::numeric_limits<double>::epsilon();
 
@@ -87,9 +94,8 @@ void addProduct(const ProductSize& size, double factor, const DoublePart& a, con
       static_cast<int>(std::clamp<double>(wanted, kLeastColumns, std::max(size.columns, kLeastColumns)));
   for (int first = 0; first < size.columns; first += atOnce) {
     const auto column = static_cast<std::size_t>(first);
-    cblas_dgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, size.rows, std::min(atOnce, size.columns - first),
-                size.inner, factor, a.data(), size.rows, b.data() + column * size.inner, size.inner, 1.0,
-                product + column * size.rows, size.rows);
+    multiplyAdd(size.rows, std::min(atOnce, size.columns - first), size.inner, factor, a.data(),
+                b.data() + column * size.inner, 1.0, product + column * size.rows);
     raiseIfInterrupted();
   }
 }
@@ -127,16 +133,20 @@ HostArray integerProduct(const HostArray& a, const HostArray& b, ArrayClass resu
 }
 
 // The same names for real and complex matrices.
-void factorize(int n, double* a, int* pivots, int* info) { dgetrf_(&n, &n, a, &n, pivots, info); }
-void factorize(int n, Complex* a, int* pivots, int* info) { zgetrf_(&n, &n, a, &n, pivots, info); }
+void factorize(int n, double* a, int* pivots, int* info) {
+  callLibrary<decltype(dgetrf_)>("dgetrf_", &n, &n, a, &n, pivots, info);
+}
+void factorize(int n, Complex* a, int* pivots, int* info) {
+  callLibrary<decltype(zgetrf_)>("zgetrf_", &n, &n, a, &n, pivots, info);
+}
 
 void substitute(int n, int columns, const double* a, const int* pivots, double* b) {
   int info = 0;
-  dgetrs_("N", &n, &columns, a, &n, pivots, b, &n, &info, 1);
+  callLibrary<decltype(dgetrs_)>("dgetrs_", "N", &n, &columns, a, &n, pivots, b, &n, &info, 1);
 }
 void substitute(int n, int columns, const Complex* a, const int* pivots, Complex* b) {
   int info = 0;
-  zgetrs_("N", &n, &columns, a, &n, pivots, b, &n, &info, 1);
+  callLibrary<decltype(zgetrs_)>("zgetrs_", "N", &n, &columns, a, &n, pivots, b, &n, &info, 1);
 }
 
 double reciprocalCondition(int n, const double* factors, double norm) {
@@ -144,7 +154,8 @@ double reciprocalCondition(int n, const double* factors, double norm) {
   int info = 0;
   std::vector<double> work(4 * n);
   std::vector<int> integerWork(n);
-  dgecon_("1", &n, factors, &n, &norm, &rcond, work.data(), integerWork.data(), &info, 1);
+  callLibrary<decltype(dgecon_)>("dgecon_", "1", &n, factors, &n, &norm, &rcond, work.data(),
+                                 integerWork.data(), &info, 1);
   return rcond;
 }
 double reciprocalCondition(int n, const Complex* factors, double norm) {
@@ -152,20 +163,23 @@ double reciprocalCondition(int n, const Complex* factors, double norm) {
   int info = 0;
   std::vector<Complex> work(2 * n);
   std::vector<double> realWork(2 * n);
-  zgecon_("1", &n, factors, &n, &norm, &rcond, work.data(), realWork.data(), &info, 1);
+  callLibrary<decltype(zgecon_)>("zgecon_", "1", &n, factors, &n, &norm, &rcond, work.data(), realWork.data(),
+                                 &info, 1);
   return rcond;
 }
 
 void leastSquares(int m, int n, int columns, double* a, double* b, int ldb, int* pivots, double rcond,
                   double* work, int workLength) {
   int rank = 0, info = 0;
-  dgelsy_(&m, &n, &columns, a, &m, b, &ldb, pivots, &rcond, &rank, work, &workLength, &info);
+  callLibrary<decltype(dgelsy_)>("dgelsy_", &m, &n, &columns, a, &m, b, &ldb, pivots, &rcond, &rank, work,
+                                 &workLength, &info);
 }
 void leastSquares(int m, int n, int columns, Complex* a, Complex* b, int ldb, int* pivots, double rcond,
                   Complex* work, int workLength) {
   int rank = 0, info = 0;
   std::vector<double> realWork(2 * n);
-  zgelsy_(&m, &n, &columns, a, &m, b, &ldb, pivots, &rcond, &rank, work, &workLength, realWork.data(), &info);
+  callLibrary<decltype(zgelsy_)>("zgelsy_", &m, &n, &columns, a, &m, b, &ldb, pivots, &rcond, &rank, work,
+                                 &workLength, realWork.data(), &info);
 }
 
 template <class S>
@@ -294,8 +308,9 @@ std::vector<double> singularValues(const HostArray& a) {
   int info = 0;
   const auto call = [&](int workLength) {
     const int one = 1;  // the unwanted factors need a leading dimension all the same
-    zgesvd_("N", "N", &rows, &columns, elements.data(), &rows, values.data(), nullptr, &one, nullptr, &one,
-            work.data(), &workLength, realWork.data(), &info, 1, 1);
+    callLibrary<decltype(zgesvd_)>("zgesvd_", "N", "N", &rows, &columns, elements.data(), &rows, values.data(),
+                                   nullptr, &one, nullptr, &one, work.data(), &workLength, realWork.data(),
+                                   &info, 1, 1);
   };
   if (count == 0) return values;
   call(-1);

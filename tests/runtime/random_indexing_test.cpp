@@ -325,6 +325,11 @@ class Generator {
     for (std::size_t d : i.shape) count *= d;
     for (std::size_t k = 0; k < count; ++k)
       i.positions.push_back(static_cast<double>(1 + (most == 0 ? 0 : upTo(most - 1))));
+    if (count > 1 && oneIn(2)) {  // equal steps
+      const double step = most < 3 ? 0 : static_cast<double>(upTo(2)) - 1;
+      i.positions[0] = step < 0 ? 3 : 1;
+      for (std::size_t k = 1; k < count; ++k) i.positions[k] = i.positions[k - 1] + step;
+    }
     if (count > 0 && oneIn(25)) i.positions.back() = std::vector<double>{0, -1, 1.5}[upTo(2)];
     i.array = matrix(i.shape, i.positions);
     return i;
@@ -356,6 +361,28 @@ class Generator {
   std::mt19937 random_;
   unsigned last_ = 0;
 };
+
+/// The subscripts as ranges that need no lists, if they all are such; `dims` tell what colons stand for.
+std::vector<IndexRange> rangesOf(const Indices& indices, const Dimensions& dims) {
+  std::vector<IndexRange> ranges;
+  for (std::size_t k = 0; k < indices.size(); ++k) {
+    const auto& [array, isColon, shape, positions] = indices[k];
+    if (isColon) {
+      ranges.push_back(IndexRange::all(extentOf(dims, k, indices.size())));
+      continue;
+    }
+    IndexRange range{0, 1, positions.size()};
+    if (range.count > 0 && !IndexRange::at(positions[0])) return {};
+    if (range.count > 0) range.first = IndexRange::at(positions[0])->first;
+    if (range.count > 1) range.step = static_cast<std::ptrdiff_t>(positions[1] - positions[0]);
+    for (std::size_t i = 0; i < range.count; ++i) {
+      if (static_cast<double>(range[i] + 1) != positions[i]) return {};
+    }
+    if (array.isLogical() || shape.size() > 2 || shape[0] != 1) return {};
+    ranges.push_back(range);
+  }
+  return ranges;
+}
 
 Arrays arraysOf(const Indices& indices) {
   Arrays all;
@@ -403,18 +430,26 @@ constexpr int kRounds = 4000;
 
 TEST(RandomIndexing, Reference) {
   Generator g(kSeed);
+  int rangeCount = 0;
   for (int round = 0; round < kRounds && !HasFatalFailure(); ++round) {
     const Model a = g.model(g.dims());
     const Indices indices = g.indices(a.dims, g.oneIn(4));
     compare(
         a, "round " + std::to_string(round) + ": " + describe(a, indices),
         [&] { return modelReference(a, indices); },
-        [&](Kind, HostArray& array) { array = subsref(array, arraysOf(indices)); });
+        [&](Kind, HostArray& array) {
+          const std::vector<IndexRange> ranges = rangesOf(indices, array.dims());
+          auto direct = ranges.empty() ? std::nullopt : elementsAt(array, ranges);
+          rangeCount += direct.has_value();
+          array = direct ? *std::move(direct) : subsref(array, arraysOf(indices));
+        });
   }
+  EXPECT_GT(rangeCount, kRounds);
 }
 
 TEST(RandomIndexing, Assignment) {
   Generator g(kSeed + 1);
+  int rangeCount = 0;
   for (int round = 0; round < kRounds && !HasFatalFailure(); ++round) {
     Model a = g.model(g.dims());
     const Indices indices = g.indices(a.dims, g.oneIn(2));
@@ -438,8 +473,15 @@ TEST(RandomIndexing, Assignment) {
         "round " + std::to_string(round) + ": " + describe(a, indices) + " rhs " +
             testing::PrintToString(rhs.dims),
         [&] { return modelAssignment(a, indices, rhs); },
-        [&](Kind kind, HostArray& array) { subsasgn(array, arraysOf(indices), encoded(kind, rhs)); });
+        [&](Kind kind, HostArray& array) {
+          const std::vector<IndexRange> ranges = rangesOf(indices, array.dims());
+          const HostArray values = encoded(kind, rhs);
+          const bool isDone = !ranges.empty() && assignAt(array, ranges, values);
+          rangeCount += isDone;
+          if (!isDone) subsasgn(array, arraysOf(indices), values);
+        });
   }
+  EXPECT_GT(rangeCount, kRounds / 4);
 }
 
 TEST(RandomIndexing, Deletion) {

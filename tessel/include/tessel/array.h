@@ -78,7 +78,13 @@ class TESSEL_API HostArray {
         data_(std::move(other.data_)) {}
   HostArray& operator=(const HostArray&) = default;
   HostArray& operator=(HostArray&& other) noexcept {
-    HostArray(std::move(other)).swap(*this);
+    if (object_ || data_ || other.object_ || other.data_) {
+      HostArray(std::move(other)).swap(*this);  // what is held may hold `other`
+      return *this;
+    }
+    class_ = std::exchange(other.class_, ArrayClass::Double);
+    smallCount_ = std::exchange(other.smallCount_, std::uint8_t{0});
+    small_ = other.small_;
     return *this;
   }
   ~HostArray() = default;
@@ -157,7 +163,7 @@ class TESSEL_API HostArray {
   /// The element buffers; T must match the class. The imaginary buffer is null for a real array.
   template <class T>
   const T* real() const {
-    return static_cast<const T*>(realData());
+    return static_cast<const T*>(data_ == nullptr && class_ <= ArrayClass::Char ? small_.data() : realData());
   }
   template <class T>
   const T* imag() const {

@@ -5,7 +5,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -15,6 +14,7 @@
 #include "tessel/api.h"
 #include "tessel/array.h"
 #include "tessel/interpreter.h"
+#include "tessel/ranges.h"
 
 namespace tessel {
 
@@ -82,16 +82,17 @@ struct MethodInfo {
   bool hidden = false;
 };
 
-/// A direct way to single elements, for a class whose methods "subsref" and "subsasgn" leave everything but
-/// parentheses to the host's built-in indexing: the host then calls neither for single elements nor for
-/// members. `subscripts` are the values of one or two scalars, in general no positions of elements.
+/// A direct way to elements, for a class whose methods "subsref" and "subsasgn" leave everything but
+/// parentheses to the host's built-in indexing: the host then calls neither for members nor for elements that
+/// ranges select. The ranges may go beyond the array.
 struct ElementAccess {
-  using Subscripts = std::span<const double>;
   /// What "subsref" returns for these subscripts, or nothing where it has to be called.
-  std::optional<HostArray> (*element)(HostObject& object, Subscripts subscripts);
+  std::optional<HostArray> (*elements)(HostObject& object, IndexRanges ranges);
   /// Does what "subsasgn" does, or nothing where it has to be called; returns whether it has. Nobody shares an
   /// object of a value class.
-  bool (*assign)(HostObject& object, Subscripts subscripts, const HostArray& value);
+  bool (*assign)(HostObject& object, IndexRanges ranges, const HostArray& value);
+  /// What `end` stands for in subscript `place`, from 0, of `count`.
+  std::size_t (*extent)(HostObject& object, std::size_t place, std::size_t count);
 };
 
 /// One accepted list of constructor arguments, by type names as in PropertyInfo; the last may be `kRest`.

@@ -1,0 +1,95 @@
+#include "tessel/language/subscripts.h"
+
+#include <limits>
+
+namespace tessel {
+namespace {
+
+bool hasRealDoubles(const HostArray& array) {
+  return array.arrayClass() == ArrayClass::Double && !array.isComplex();
+}
+
+constexpr std::size_t kNowhere = std::numeric_limits<std::size_t>::max();
+
+/// The position from 0 that a subscript names among `count` elements, or kNowhere.
+std::size_t positionWithin(double subscript, std::size_t count) {
+  const auto whole = subscript >= 1 && subscript < 0x1p62 ? static_cast<long long>(subscript) : 0;
+  const std::size_t position = static_cast<std::size_t>(whole) - 1;
+  return position < count && static_cast<double>(whole) == subscript ? position : kNowhere;
+}
+
+/// The positions of steps from 1 on; nothing where they are no whole numbers.
+std::optional<IndexRange> rangeOf(const EqualSteps<double>& steps) {
+  if (steps.count() == 0) return IndexRange{0, 1, 0};
+  const auto first = IndexRange::at(steps[0]), last = IndexRange::at(steps[steps.count() - 1]);
+  if (!first || !last || steps.step() != std::floor(steps.step())) return std::nullopt;
+  return IndexRange{first->first, static_cast<std::ptrdiff_t>(steps.step()), steps.count()};
+}
+
+std::optional<IndexRange> rangeOf(const Subscript& subscript, const HostArray& array, std::size_t place,
+                                  std::size_t count) {
+  if (subscript.isColon) {
+    const auto extent = directExtent(array, place, count);
+    return extent ? std::optional(IndexRange::all(*extent)) : std::nullopt;
+  }
+  if (subscript.range.steps) return rangeOf(*subscript.range.steps);
+  const double* number = subscript.range.value.number();
+  return number ? IndexRange::at(*number) : std::nullopt;
+}
+
+}  // namespace
+
+Arrays arraysFrom(const Subscripts& subscripts) {
+  Arrays arrays;
+  arrays.reserve(subscripts.size());
+  for (const Subscript& subscript : subscripts) arrays.push_back(subscript.toArray());
+  return arrays;
+}
+
+SubscriptRanges rangesOf(const Subscripts& subscripts, const HostArray& array) {
+  SubscriptRanges ranges;
+  for (std::size_t k = 0; k < subscripts.size(); ++k) {
+    const auto range = rangeOf(subscripts[k], array, k, subscripts.size());
+    if (!range) return {};
+    ranges.push_back(*range);
+  }
+  return ranges;
+}
+
+Value elementOf(const Value& base, double subscript) {
+  const HostArray* array = base.array();
+  if (!array) return base.scalar() && subscript == 1 ? base : Value();
+  if (hasRealDoubles(*array)) {
+    const std::size_t position = positionWithin(subscript, array->numel());
+    return position == kNowhere ? Value() : Value(array->real<double>()[position]);
+  }
+  const auto range = array->isObject() ? IndexRange::at(subscript) : std::nullopt;
+  auto element = range ? directElements(*array, {&*range, 1}) : std::nullopt;
+  return element ? Value(*std::move(element)) : Value();
+}
+
+std::optional<HostArray> partOf(const HostArray* base, IndexLevel::Kind kind, const Subscripts& subscripts) {
+  if (!base) return std::nullopt;
+  const SubscriptRanges ranges = rangesOf(subscripts, *base);
+  if (kind == IndexLevel::Kind::Paren) return directElements(*base, ranges);
+  const bool isOneCell = base->isCell() && !ranges.empty() && selectedCount(ranges) == 1;
+  if (!isOneCell || !hasPositions(base->dims(), ranges)) return std::nullopt;
+  std::size_t position = 0;
+  forEachStretch(base->dims(), ranges, [&](std::size_t first, auto, auto) { position = first; });
+  return base->cellAt(position);
+}
+
+bool assignElement(HostArray& array, double subscript, const Value& value) {
+  if (hasRealDoubles(array)) {
+    const std::size_t position = value.number() ? positionWithin(subscript, array.numel()) : kNowhere;
+    if (position == kNowhere) return false;
+    array.mutableReal<double>()[position] = *value.number();
+    return true;
+  }
+  const auto range = array.isObject() ? IndexRange::at(subscript) : std::nullopt;
+  if (!range) return false;
+  return value.array() ? assignDirectElements(array, {&*range, 1}, *value.array())
+                       : assignDirectElements(array, {&*range, 1}, value.toArray());
+}
+
+}  // namespace tessel
