@@ -6,7 +6,7 @@
 
 #include <pybind11/embed.h>
 
-#include "bench/job.h"
+#include "bench/languages.h"
 #include "bench/operands.h"
 
 namespace bench {
@@ -22,21 +22,6 @@ void startPython() {
     return started;
   }();
   static_cast<void>(interpreter);
-}
-
-/// Calls a function of Python without arguments: `body` after `setUp` has made its variables, `n` among them.
-Prepare byPython(const std::string& setUp, const std::string& body) {
-  return [=](std::size_t elementCount) -> Work {
-    startPython();
-    py::dict names;
-    names["n"] = elementCount;
-    py::exec("import numpy as np, qfcore as qf\nrandom = np.random.default_rng(1)\n" + setUp +
-                 "\ndef work():\n " + body,
-             names);
-    // The dictionary goes with the work, the interpreter does not.
-    const auto kept = std::make_shared<py::dict>(names);
-    return [kept, work = (*kept)["work"].cast<py::object>()] { work(); };
-  };
 }
 
 Contender python(Prepare prepare, std::vector<Goal> goals = {}) {
@@ -86,6 +71,20 @@ constexpr const char* kVectors = "a, b = (qf.fi(random.uniform(-1, 1, n), 's16,1
 constexpr const char* kMatrices = "a, b = (qf.fi(random.uniform(-1, 1, (n, n)), 's16,15') for _ in range(2))";
 
 }  // namespace
+
+Prepare byPython(const std::string& setUp, const std::string& body) {
+  return [=](std::size_t elementCount) -> Work {
+    startPython();
+    py::dict names;
+    names["n"] = elementCount;
+    py::exec("import numpy as np, qfcore as qf\nrandom = np.random.default_rng(1)\n" + setUp +
+                 "\ndef work():\n " + body,
+             names);
+    // The dictionary goes with the work, the interpreter does not.
+    const auto kept = std::make_shared<py::dict>(names);
+    return [kept, work = (*kept)["work"].cast<py::object>()] { work(); };
+  };
+}
 
 std::vector<Job> pythonJobs() {
   const auto once = [](std::size_t) { return std::size_t{1}; };

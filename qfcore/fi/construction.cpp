@@ -195,13 +195,16 @@ void fi::takeElements(const fi& source) {
   if (source.isreal()) fillWith(zero, imagPart_, 0);
 }
 
-void fi::setNumericType(const NumericType& type) {
-  if (type.isequal(getNumericType())) return;
-  if (isView_) fail<message::viewChangesTarget>();
+fi fi::inType(const NumericType& type, const fimath& math) const {
+  if (type.isequal(getNumericType())) {
+    fi same(*this);
+    same.setFimath(math);
+    return same;
+  }
   NumericType target(type);
   if (type.isFixedOrScaledDouble() && type.isScalingUnspecified())
     target.setBestPrecision(getDoubleHostArray());
-  fi moved(dims_, target, getFimath(), iscomplex(), tag(), getQlogger().operationType());
+  fi moved(dims_, target, math, iscomplex(), tag(), getQlogger().operationType());
   moved.setLogging(getQlogger().isAlwaysOn());
   requireSuited(*this, target);
   moved.storeQuantized(moved, ElementVisit::from(0), *this, ElementVisit::from(0), numel_);
@@ -212,11 +215,17 @@ void fi::setNumericType(const NumericType& type) {
   record.markReported();
   moved.recordInTotal();
   moved.assignmentQuantizer_.logger() = std::move(record);
-  moved.arithmeticState_ = std::move(arithmeticState_);
+  moved.copyRegisterLogs(*this);
   moved.isAutoScaled_ = type.isScalingUnspecified();
-  moved.isDataSetByPair_ = isDataSetByPair_;
-  moved.lastPropertySet_ = lastPropertySet_;
-  *this = std::move(moved);
+  moved.isDataSetByPair_ = isDataSetByPair();
+  moved.lastPropertySet_ = getLastPropertySet();
+  return moved;
+}
+
+void fi::setNumericType(const NumericType& type) {
+  if (type.isequal(getNumericType())) return;
+  if (isView_) fail<message::viewChangesTarget>();
+  *this = inType(type, getFimath());
 }
 
 void fi::resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, const NumericType& type,

@@ -103,6 +103,8 @@ class QFCORE_API fi : public HeldArray {
   /// Brings every value into another type: its real-world value is quantized under the array's math settings.
   /// An unspecified scaling gets the best precision for the values.
   void setNumericType(const NumericType& type);
+  /// The array in that type under other settings, with its record.
+  fi inType(const NumericType& type, const fimath& math) const;
   /// Gives the array another shape, type and math settings; the storage is kept where it fits, its values have
   /// no meaning then and are to be overwritten. An unspecified sign becomes Signed.
   void resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, const NumericType& type,

@@ -206,12 +206,7 @@ void takePairs(FiRequest& request, const Arrays& inputs, std::size_t first) {
 fi quantizedValue(const FiRequest& request) {
   const NumericType& type = request.type;
   const fimath& math = request.math;
-  if (const fi* source = unwrapped<fi>(request.value)) {
-    fi value(*source);
-    value.setFimath(math);
-    if (request.typeGiven) value.setNumericType(type);
-    return value;
-  }
+  if (const fi* source = unwrapped<fi>(request.value)) return source->inType(type, math);
   if (!request.value.isNumeric() && !request.value.isLogical()) fail<kNotNumeric>();
   fi value(&request.value, type, math);
   value.setAutoScaled(type.isScalingUnspecified());
@@ -260,7 +255,7 @@ Arrays makeFi(Arrays& inputs, int) {
   const std::size_t positional = positionalEnd(inputs, 1);
   takePositional(request, inputs, positional);
   takePairs(request, inputs, positional);
-  HostArray object = toHost(quantizedValue(request));
+  HostArray object = wrapResult([&] { return quantizedValue(request); });
   if (warnsOfOverflow()) warnOfOverflow(request, *unwrapped<fi>(object));
   for (const auto& [name, value] : request.later) {
     tessel::setProperty(object, name, value);

@@ -32,7 +32,7 @@ Arrays divisionMethod(Arrays& inputs, int outputCount) {
   const fi* a = unwrapped<fi>(inputs[0]);
   const bool byNumber = a && !unwrapped<fi>(inputs[1]) && (Quotient == quotient || inputs[1].isScalar());
   if (!byNumber) return binaryMethod<Quotient>(inputs, outputCount);
-  return {toHost(a->over(operandBeside(inputs[1], *a), a->getNumericType()))};
+  return resultOf([&] { return a->over(operandBeside(inputs[1], *a), a->getNumericType()); });
 }
 
 fi leftQuotient(const fi& a, const fi& b) { return quotient(b, a); }
@@ -62,9 +62,9 @@ Arrays withTypeAndMath(Arrays& inputs, int) {
     fail<kBadArgument>(Name);
   }
   if (!x) fail<kBadArgument>(Name);
-  if (type && math) return {toHost((x->*Full)(*type, *math))};
-  if (type) return {toHost((x->*Typed)(*type))};
-  return {toHost(math ? (x->*Set)(*math) : (x->*Plain)())};
+  if (type && math) return resultOf([&] { return (x->*Full)(*type, *math); });
+  if (type) return resultOf([&] { return (x->*Typed)(*type); });
+  return resultOf([&] { return math ? (x->*Set)(*math) : (x->*Plain)(); });
 }
 
 constexpr char kSqrt[] = "sqrt", kRealabs[] = "realabs";
@@ -80,14 +80,16 @@ Arrays underSettings(Arrays& inputs, int) {
   fi a = operandBeside(inputs[1], *known), b = operandBeside(inputs[2], *known);
   a.setFimath(math);
   b.setFimath(math);
-  return {toHost((a.*Operation)(b))};
+  return resultOf([&] { return (a.*Operation)(b); });
 }
 
 /// divide(T, a, b)
 Arrays divide(Arrays& inputs, int) {
   const NumericType& type = numericTypeArgument(inputs[0]);
-  const fi* known = unwrapped<fi>(inputs[1]) ? unwrapped<fi>(inputs[1]) : &fiArgument(inputs[2]);
-  return {toHost(operandBeside(inputs[1], *known).over(operandBeside(inputs[2], *known), type))};
+  const fi *a = unwrapped<fi>(inputs[1]), *b = unwrapped<fi>(inputs[2]);
+  if (a && b) return resultOf([&] { return a->over(*b, type); });
+  const fi& known = a ? *a : fiArgument(inputs[2]);
+  return resultOf([&] { return operandBeside(inputs[1], known).over(operandBeside(inputs[2], known), type); });
 }
 
 // -------------------------------------------------------------------------------------------------------- sums
@@ -95,12 +97,12 @@ Arrays divide(Arrays& inputs, int) {
 /// sum(a), sum(a, dim)
 Arrays sum(Arrays& inputs, int) {
   const fi& x = fiArgument(inputs[0]);
-  if (inputs.size() == 1) return {toHost(x.sumAlong(x.firstNonSingleton()))};
+  if (inputs.size() == 1) return resultOf([&] { return x.sumAlong(x.firstNonSingleton()); });
   const double dimension = inputs[1].scalarValue();
   if (!(dimension >= 1 && dimension <= std::numeric_limits<int>::max()) || dimension != std::floor(dimension)) {
     fail<kBadDimension>();
   }
-  return {toHost(x.sumAlong(static_cast<unsigned>(dimension)))};
+  return resultOf([&] { return x.sumAlong(static_cast<unsigned>(dimension)); });
 }
 
 const Method kFimathMethods[] = {

@@ -24,11 +24,13 @@ HostArray valuesOf(const HostArray& argument) {
 /// bitset(a, bit), bitset(a, bit, value)
 Arrays bitset(Arrays& inputs, int) {
   const fi& x = fiArgument(inputs[0]);
-  if (inputs.size() == 2) return {toHost(x.bitset(valuesOf(inputs[1])))};
-  return {toHost(x.bitset(valuesOf(inputs[1]), valuesOf(inputs[2])))};
+  if (inputs.size() == 2) return resultOf([&] { return x.bitset(valuesOf(inputs[1])); });
+  return resultOf([&] { return x.bitset(valuesOf(inputs[1]), valuesOf(inputs[2])); });
 }
 
-Arrays bitget(Arrays& inputs, int) { return {toHost(fiArgument(inputs[0]).bitget(valuesOf(inputs[1])))}; }
+Arrays bitget(Arrays& inputs, int) {
+  return resultOf([&] { return fiArgument(inputs[0]).bitget(valuesOf(inputs[1])); });
+}
 
 int integerArgument(const HostArray& argument, const char* name) {
   const HostArray value = valuesOf(argument);
@@ -63,18 +65,18 @@ Arrays bitshift(Arrays& inputs, int) {
   const fi& x = fiArgument(inputs[0]);
   const HostArray shifts = valuesOf(inputs[1]);
   const bool isArray = !shifts.isScalar() && (shifts.isNumeric() || shifts.isLogical()) && !shifts.isComplex();
-  if (isArray) return {toHost(shiftedEach(x, shifts))};
-  return {toHost(x.bitshift(integerArgument(shifts, "bitshift")))};
+  if (isArray) return resultOf([&] { return shiftedEach(x, shifts); });
+  return resultOf([&] { return x.bitshift(integerArgument(shifts, "bitshift")); });
 }
 
 /// pow2(a, n), pow2(a, n, movesPoint)
 Arrays pow2(Arrays& inputs, int) {
   const bool movesPoint = inputs.size() > 2 && inputs[2].scalarValue() != 0;
-  return {toHost(fiArgument(inputs[0]).pow2(integerArgument(inputs[1], "pow2"), movesPoint))};
+  return resultOf([&] { return fiArgument(inputs[0]).pow2(integerArgument(inputs[1], "pow2"), movesPoint); });
 }
 
 Arrays reinterpretcast(Arrays& inputs, int) {
-  return {toHost(fiArgument(inputs[0]).reinterpretcast(numericTypeArgument(inputs[1])))};
+  return resultOf([&] { return fiArgument(inputs[0]).reinterpretcast(numericTypeArgument(inputs[1])); });
 }
 
 const Method kMethods[] = {

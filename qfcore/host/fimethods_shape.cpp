@@ -3,6 +3,7 @@
 #include <cmath>
 #include <iterator>
 #include <limits>
+#include <list>
 
 #include "qfcore/host/FiObjClass.h"
 #include "tessel/interpreter.h"
@@ -38,8 +39,7 @@ Arrays join(const char* name, Arrays& inputs, std::size_t first) {
       std::find_if(begin, inputs.end(), [](const HostArray& a) { return unwrapped<fi>(a) != nullptr; });
   const bool isCell = std::any_of(begin, inputs.end(), [](const HostArray& a) { return a.isCell(); });
   if (isCell || model == inputs.end()) return tessel::callBuiltin(name, inputs);
-  std::vector<fi> converted;
-  converted.reserve(inputs.size());
+  std::list<fi> converted;
   std::vector<const fi*> operands;
   operands.reserve(inputs.size());
   for (auto input = begin; input != inputs.end(); ++input) {

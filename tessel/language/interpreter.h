@@ -23,29 +23,39 @@
 
 namespace tessel {
 
-/// The values of variables: one a symbol; of names that the text given to `eval` adds, last.
+/// The values of variables: one a symbol; of names that the text given to `eval` adds, last. They stand in
+/// memory of which the rest holds no values.
 class Slots {
  public:
-  explicit Slots(std::vector<Value>& memory) : memory_(&memory), first_(memory.data()) {}
+  Slots(std::vector<Value>& memory, std::size_t count) : memory_(&memory) { resize(count); }
+  Slots(const Slots&) = delete;
+  Slots& operator=(const Slots&) = delete;
+  ~Slots() { clear(); }
   Value& operator[](std::size_t slot) { return first_[slot]; }
   const Value& operator[](std::size_t slot) const { return first_[slot]; }
-  std::size_t size() const { return memory_->size(); }
+  std::size_t size() const { return count_; }
+  /// Never to fewer.
   void resize(std::size_t count) {
-    memory_->resize(count);
+    if (memory_->size() < count) memory_->resize(count);
     first_ = memory_->data();
+    count_ = count;
   }
-  void clear() { memory_->clear(); }
+  /// Takes all values away.
+  void clear() {
+    for (Value& value : *this) value.clear();
+  }
   Value* begin() { return first_; }
-  Value* end() { return first_ + size(); }
+  Value* end() { return first_ + count_; }
 
  private:
   std::vector<Value>* memory_;
-  Value* first_;
+  Value* first_ = nullptr;
+  std::size_t count_ = 0;
 };
 
 /// The variables of one call of a function, or the workspace.
 struct Frame {
-  explicit Frame(std::vector<Value>& memory) : slots(memory) {}
+  explicit Frame(std::vector<Value>& memory, std::size_t slotCount = 0) : slots(memory, slotCount) {}
 
   const FunctionCode* code = nullptr;  ///< null: the workspace
   std::string_view name;               ///< of the function; of the workspace, the file
@@ -238,7 +248,6 @@ class Interpreter {
   // The same for one result, which makes no lists; nothing where there is none.
   Value valueOfCall(const NameReference& name, const IndexStep* arguments);
   Value valueOfCall(const FunctionValue& function, const IndexStep* arguments);
-  Value valueOfHostCall(const NameReference& name, Values&& inputs, const IndexStep* arguments);
   template <class GiveAll, class Collect>
   auto runFunction(const FunctionCode& code, const GiveAll& giveAll, int outputCount, const Collect& collect);
   template <class GiveAll, class Collect>

@@ -158,14 +158,12 @@ Arrays Interpreter::callWithArguments(const NameReference& name, const IndexStep
 }
 
 Value Interpreter::valueOfCall(const NameReference& name, const IndexStep* arguments) {
-  const FunctionCode* code = findScriptFunction(name);
-  if (!code) return valueOfHostCall(name, evaluateArguments(arguments), arguments);
-  return runFunction(
-      *code, [&](CallFrame& frame) { giveArguments(arguments, frame); }, 1, firstOutput);
-}
-
-/// `arguments` are where the inputs come from, if from there.
-Value Interpreter::valueOfHostCall(const NameReference& name, Values&& inputs, const IndexStep* arguments) {
+  if (const FunctionCode* code = findScriptFunction(name)) {
+    return runFunction(
+        *code, [&](CallFrame& frame) { giveArguments(arguments, frame); }, 1, firstOutput);
+  }
+  Values inputs;
+  forEachArgument(arguments, [&](Value&& value) { inputs.push_back(std::move(value)); });
   if (const FunctionInfo* function = name.name.function()) {
     if (const auto result = scalarResult(*function, inputs)) return Value(*result);
   }

@@ -51,7 +51,7 @@ class Interpreter::CallDepth {
 class Interpreter::CallFrame : public Frame {
  public:
   CallFrame(Interpreter& interpreter, const FunctionCode& function, int wantedCount)
-      : Frame(interpreter.nextCallMemory()),
+      : Frame(interpreter.nextCallMemory(), function.symbols->names().size()),
         interpreter_(interpreter),
         fixedCount_(function.parameters.size() - (function.hasVarargin ? 1 : 0)) {
     code = &function;
@@ -60,12 +60,8 @@ class Interpreter::CallFrame : public Frame {
     symbols = function.symbols.get();
     line = function.line;
     outputCount = wantedCount;
-    slots.resize(function.symbols->names().size());
   }
-  ~CallFrame() {
-    slots.clear();
-    --interpreter_.callMemoryUsed_;
-  }
+  ~CallFrame() { --interpreter_.callMemoryUsed_; }
   CallFrame(const CallFrame&) = delete;
   CallFrame& operator=(const CallFrame&) = delete;
 

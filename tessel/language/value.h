@@ -49,7 +49,12 @@ class Value {
   }
 
   bool isDefined() const { return kind_ != Kind::Nothing; }
-  void clear() { *this = Value(); }
+  void clear() {
+    if (kind_ == Kind::Array)
+      *this = Value();
+    else
+      kind_ = Kind::Nothing;
+  }
 
   /// The content as a real double scalar, or null.
   const double* number() const { return kind_ == Kind::Number ? &number_ : nullptr; }

@@ -18,7 +18,7 @@ namespace tessel {
 const HostClass* objectClass(const HostArray& array);
 
 /// Another number whenever a function has been registered.
-TESSEL_API std::uint64_t functionsVersion();
+extern TESSEL_API std::uint64_t functionsVersion;
 
 /// A name that functions and members of classes have, such as an operator's. Knows what it named last, so that
 /// asking again costs no search.
@@ -30,9 +30,9 @@ class MemberName {
   const MethodInfo* methodOf(const HostClass& hostClass) const { return found(hostClass).method; }
   /// The registered function, or null.
   const FunctionInfo* function() const {
-    if (functionVersion_ != functionsVersion()) {
+    if (functionVersion_ != functionsVersion) {
       function_ = findFunction(name_);
-      functionVersion_ = functionsVersion();
+      functionVersion_ = functionsVersion;
     }
     return function_;
   }

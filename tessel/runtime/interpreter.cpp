@@ -18,6 +18,8 @@
 
 namespace tessel {
 
+constinit std::uint64_t functionsVersion = 1;
+
 namespace {
 
 /// How many calls of functions and methods are active on this thread. A loaded library would otherwise look its
@@ -49,9 +51,8 @@ class FunctionRegistry {
     std::unique_ptr<FunctionInfo>& slot = functions_[info.name];
     if (slot != nullptr && activeCalls > 0) replaced_.push_back(std::move(slot));
     slot = std::make_unique<FunctionInfo>(std::move(info));
-    ++version_;
+    ++functionsVersion;
   }
-  std::uint64_t version() const { return version_; }
 
   const FunctionInfo* find(std::string_view name) const {
     const auto found = functions_.find(name);
@@ -73,7 +74,6 @@ class FunctionRegistry {
   std::unordered_map<std::string, std::unique_ptr<FunctionInfo>, Hash, std::equal_to<>> functions_;
   /// A function may be replaced while it runs, so these live until none does.
   std::vector<std::unique_ptr<FunctionInfo>> replaced_;
-  std::uint64_t version_ = 0;
 };
 
 FunctionRegistry& registry() {
@@ -102,8 +102,6 @@ const FunctionInfo& requireFunction(std::string_view name) { return requireFound
 }  // namespace
 
 void registerFunction(FunctionInfo info) { registry().add(std::move(info)); }
-
-std::uint64_t functionsVersion() { return registry().version(); }
 
 const FunctionInfo* findFunction(std::string_view name) { return registry().find(name); }
 

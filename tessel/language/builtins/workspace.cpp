@@ -80,7 +80,7 @@ Arrays clear(Interpreter& interpreter, const Arrays& inputs) {
       return clear(interpreter, {});
   }
   if (inputs.empty()) {
-    for (Value& variable : frame.slots) variable.clear();
+    frame.slots.clear();
   }
   return {};
 }
