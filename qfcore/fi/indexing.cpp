@@ -386,15 +386,28 @@ void fi::assignAt(tessel::IndexRanges ranges, const fi& rhs) {
     return subsasgnScalarIndexing(static_cast<unsigned>(ranges[0].first), rhs);
   if (rhs.sharesElementsWith(*this)) return assignAt(ranges, fi(rhs));
   errorIfNotAssignable(rhs);
-  if (rhs.iscomplex() && isreal()) coordinateComplexity(true, numel_);
-  assignLogged(kAssignment, [&] {
-    unsigned place = 0;
+  const auto sourcesFrom = [&](unsigned place) {
+    return rhs.isscalar() ? ElementVisit::same(0) : ElementVisit::from(place);
+  };
+  unsigned place = 0;
+  if (assignsInPlace(*this, rhs)) {
     forEachVisit(dims_, ranges, [&](unsigned count, const ElementVisit& targets) {
-      const auto sources = rhs.isscalar() ? ElementVisit::same(0) : ElementVisit::from(place);
-      storeQuantized(*this, targets, rhs, sources, count);
+      storeQuantized(*this, targets, rhs, sourcesFrom(place), count);
       place += count;
     });
-  });
+    return;
+  }
+  const auto total = static_cast<unsigned>(tessel::selectedCount(ranges));
+  fi assigned = unset({total, 1U}, iscomplex() || rhs.iscomplex());
+  assignLogged(
+      kAssignment, [&] { storeQuantized(assigned, ElementVisit::from(0), rhs, sourcesFrom(0), total); },
+      [&] {
+        if (assigned.iscomplex() && isreal()) coordinateComplexity(true, numel_);
+        forEachVisit(dims_, ranges, [&](unsigned count, const ElementVisit& targets) {
+          assigned.copyElements(*this, targets, ElementVisit::from(place), count);
+          place += count;
+        });
+      });
 }
 
 void fi::subsasgnGeneralIndexing(const HostArray& index, const fi& rhs) {
