@@ -61,6 +61,7 @@ std::vector<Job> matrixJobs();
 std::vector<Job> complexJobs();
 std::vector<Job> elementwiseJobs();
 std::vector<Job> exchangeJobs();
+std::vector<Job> integerJobs();
 std::vector<Job> wideJobs();
 std::vector<Job> scalarJobs();
 std::vector<Job> textJobs();

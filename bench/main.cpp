@@ -23,8 +23,9 @@ namespace bench {
 
 std::vector<Job> allJobs() {
   std::vector<Job> jobs;
-  for (const auto& table : {quantizeJobs, arithmeticJobs, matrixJobs, complexJobs, elementwiseJobs,
-                            exchangeJobs, wideJobs, scalarJobs, textJobs, filterJobs, scriptJobs}) {
+  for (const auto& table :
+       {quantizeJobs, arithmeticJobs, matrixJobs, complexJobs, elementwiseJobs, exchangeJobs, integerJobs,
+        wideJobs, scalarJobs, textJobs, filterJobs, scriptJobs}) {
     for (Job& job : table()) jobs.push_back(std::move(job));
   }
 #ifdef QFCORE_PYTHON_PACKAGE

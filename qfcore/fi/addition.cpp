@@ -7,6 +7,7 @@
 #include "qfcore/fi/expansion.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/paths/blocks.h"
+#include "qfcore/fi/paths/integersums.h"
 #include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/paths/wideloops.h"
 #include "qfcore/fi/scratch.h"
@@ -91,16 +92,37 @@ template <class Operation>
   if (result.iscomplex()) sumPart(result.imagPart(), a.imagPart(), b.imagPart());
 }
 
-/// For operands and sums of which every value is one of the result's type: nothing is left to quantize.
 template <class Operation>
-void sumExactly(const fi& a, const fi& b, Path path, fi& result) {
-  if (path == Path::PlainWide) return sumWideExactly<Operation>(a, b, result);
+[[gnu::noinline]] bool sumLongExactly(const fi& a, const fi& b, fi& result) {
+  const NumericType& type = result.getNumericType();
+  const IntegerSizes sizes =
+      integersForSums(a.getNumericType(), b.getNumericType(), type, false, Operation::kSubtracts);
+  const Ways ways{.isExact = true,
+                  .hasBlocks = false,
+                  .hasIntegers = sizes != IntegerSizes::None,
+                  .wideLoops = WideLoops::OfAny};
+  switch (choosePath(ways, a, b, result)) {
+    case Path::Integers:
+      sumByIntegers(a, b, result.getAssignmentQuantizer(), false, Operation::kSubtracts, sizes, result);
+      return true;
+    case Path::PlainWide: sumWideExactly<Operation>(a, b, result); return true;
+    default: return false;
+  }
+}
+
+/// For operands and sums of which every value is one of the result's type: nothing is left to quantize. False
+/// where the path is that of the elements.
+template <class Operation>
+bool sumExactly(const fi& a, const fi& b, fi& result) {
+  if (!areDoubles(result)) return sumLongExactly<Operation>(a, b, result);
+  if (choosePath({.isExact = true}, a, b, result) != Path::PlainDoubles) return false;
   const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right) {
     combine<Operation>(target.doubles(), left.values, left.isScalar, right.values, right.isScalar,
                        result.numel());
   };
   sumPart(result.realPart(), BlockOperand::real(a), BlockOperand::real(b));
   if (result.iscomplex()) sumPart(result.imagPart(), BlockOperand::imag(a), BlockOperand::imag(b));
+  return true;
 }
 
 }  // namespace
@@ -115,11 +137,7 @@ struct fi::Sums {
     fi result(shape.dims_, sum.format, complexResult, a.tag(), OperationTypeEnum::Sum);
     // Registers log whenever logging is on.
     if (sum.isExact && !qlogger::getLogging()) {
-      const Path path = choosePath({.isExact = true, .wideLoops = WideLoops::OfAny}, a, b, result);
-      if (path != Path::Elements) {
-        sumExactly<Operation>(a, b, path, result);
-        return result;
-      }
+      if (sumExactly<Operation>(a, b, result)) return result;
     }
     throughRegister<Operation>(a, b, result);
     return result;
@@ -147,10 +165,19 @@ struct fi::Sums {
         sumPrecision(a.getNumericType(), b.getNumericType(), type, a.getFimath().castBeforeSum());
     fi sumRegister = a.initializeSumRegister(type, a.getFimath(), precision, result.iscomplex());
     const bool fitsDoubles = precision <= kMaxDoublePrecision;
+    const bool cast = a.getFimath().castBeforeSum(), isWide = !slopeBias && !fitsDoubles;
+    const IntegerSizes sizes =
+        isWide ? integersForSums(a.getNumericType(), b.getNumericType(), type, cast, Operation::kSubtracts)
+               : IntegerSizes::None;
     const Ways ways{.hasBlocks = !slopeBias && fitsDoubles,
-                    .wideLoops = slopeBias || fitsDoubles ? WideLoops::None : WideLoops::OfAny};
+                    .hasIntegers = sizes != IntegerSizes::None,
+                    .wideLoops = isWide ? WideLoops::OfAny : WideLoops::None};
     switch (choosePath(ways, a, b, result)) {
       case Path::Blocks: byBlocks<Operation>(a, b, sumRegister, result); break;
+      case Path::Integers:
+        sumByIntegers(a, b, sumRegister.assignmentQuantizer_, cast, Operation::kSubtracts, sizes, result);
+        result.getQlogger().nMathOperationsPlus(result.numel_);
+        break;
       case Path::Wide: ofWide<Operation>(a, b, sumRegister, result); break;
       default: byElements<Operation>(a, b, sumRegister, result);
     }

@@ -6,6 +6,7 @@
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/expansion.h"
 #include "qfcore/fi/paths/blocks.h"
+#include "qfcore/fi/paths/integerblocks.h"
 #include "qfcore/fi/paths/wideloops.h"
 
 namespace embedded {
@@ -40,6 +41,19 @@ Path pathOfComparison(const fi& a, const fi& b) {
   const bool hasWide = areComparable && a.isreal() && b.isreal();
   return choosePath({.hasBlocks = areComparable, .wideLoops = hasWide ? WideLoops::OfWide : WideLoops::None}, a,
                     b);
+}
+
+/// The integers that words on one grid compare as, where not both are doubles.
+IntegerSizes integersOfComparison(const fi& a, const fi& b) {
+  const NumericType &ta = a.getNumericType(), &tb = b.getNumericType();
+  if (areDoubles(a) && areDoubles(b)) return IntegerSizes::None;
+  if (ta.fractionLength() != tb.fractionLength()) return IntegerSizes::None;
+  const IntegerSizes sizes = smallestIntegers([&](auto, auto stored) {
+    return exactness::integersHold(kBitsOf<decltype(stored)>, ta) &&
+           exactness::integersHold(kBitsOf<decltype(stored)>, tb);
+  });
+  const Path path = choosePath({.hasBlocks = false, .hasIntegers = sizes != IntegerSizes::None}, a, b);
+  return path == Path::Integers ? sizes : IntegerSizes::None;
 }
 
 /// result[i] = whether the relation holds between a[i] and b[i]; with `Besides` where that is decisive, else it
@@ -89,7 +103,26 @@ HostArray compareWide(const fi& a, const fi& b) {
 }
 
 template <class Relation>
+HostArray compareIntegers(const fi& a, const fi& b, IntegerSizes sizes) {
+  const fi& shape = shapeOfResult(a, b);
+  HostArray result = logicalLike(shape);
+  bool* out = result.mutableReal<bool>();
+  withIntegers(sizes, [&](auto, auto stored) {
+    using Stored = decltype(stored);
+    const IntegerOperand left(a, a.realPart()), right(b, b.realPart());
+    IntegerBlock<Stored> roomA, roomB;
+    forEachIntegerBlock(shape.numel(), [&](std::size_t first, std::size_t size) {
+      const Stored *x = left.read(roomA, first, size), *y = right.read(roomB, first, size);
+      for (std::size_t k = 0; k < size; ++k) out[first + k] = Relation()(x[k], y[k]);
+    });
+  });
+  return result;
+}
+
+template <class Relation>
 HostArray compareReal(const fi& a, const fi& b) {
+  if (const IntegerSizes sizes = integersOfComparison(a, b); sizes != IntegerSizes::None)
+    return compareIntegers<Relation>(a, b, sizes);
   const Path path = pathOfComparison(a, b);
   if (path == Path::Wide) return compareWide<Relation>(a, b);
   if (path == Path::Elements) {

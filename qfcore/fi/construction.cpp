@@ -10,6 +10,7 @@
 #include "qfcore/fi/elementvisit.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/paths/blocks.h"
+#include "qfcore/fi/paths/wideloops.h"
 #include "qfcore/fi/resulttypes.h"
 
 namespace embedded {
@@ -190,6 +191,8 @@ fi fi::replacement(const Shape& dims, bool isComplex) const {
 void fi::takeElements(const fi& source) {
   const bool keepsImaginaryParts = iscomplex() && !seesAll();
   const number zero = zeroValue();
+  makeValues(*this);
+  makeValues(source);
   if (source.iscomplex() || !keepsImaginaryParts) coordinateComplexity(source.iscomplex(), numel_);
   source.copyElements(*this, ElementVisit::from(0), ElementVisit::from(0), numel_);
   if (source.isreal()) fillWith(zero, imagPart_, 0);

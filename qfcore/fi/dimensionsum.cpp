@@ -5,6 +5,7 @@
 #include "qfcore/fi/exactness.h"
 #include "qfcore/fi/fibers.h"
 #include "qfcore/fi/paths/blocks.h"
+#include "qfcore/fi/paths/integersums.h"
 #include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
@@ -88,6 +89,84 @@ class FiberSums {
   const quantizer& q_;
 };
 
+/// The same for stored integers.
+template <class Stored>
+class IntegerFiberSums {
+ public:
+  IntegerFiberSums(const fi& x, const Fibers& fibers, const Identities& identity, const quantizer& q)
+      : x_(x),
+        fibers_(fibers),
+        isPlain_(identity.cast && identity.sum && q.fractionLength() == x.getNumericType().fractionLength()),
+        add_(q.numericType(), x.getNumericType(), q, x.getFimath().castBeforeSum(), false) {}
+
+  template <bool KeepsAll>
+  void run(const number& part, const NumericType& type, number& sums) {
+    const IntegerOperand from(x_, part);
+    const IntegerTarget to(sums, type);
+    // Fibers that start side by side, or one after the other.
+    const std::size_t neighbours = fibers_.stride == 1 ? fibers_.count : fibers_.stride;
+    for (std::size_t start = 0; start < fibers_.count; start += neighbours) {
+      forEachIntegerBlock(neighbours, [&](std::size_t first, std::size_t count) {
+        IntegerBlock<Stored> block{};
+        const std::size_t fiber = start + first;
+        if (fibers_.stride == 1 && (KeepsAll || count < kFewFibers)) {
+          for (std::size_t k = 0; k < count; ++k)
+            block[k] = along<KeepsAll>(from, fibers_.first(fiber + k), to);
+        } else {
+          inStep<KeepsAll>(from, fibers_.first(fiber), count, block.data(), to);
+        }
+        if constexpr (!KeepsAll) to.write(fiber, block.data(), count);
+      });
+    }
+  }
+  void record() const { add_.record(); }
+
+ private:
+  /// Fewer than these sum one after the other.
+  static constexpr std::size_t kFewFibers = 8;
+
+  template <bool KeepsAll>
+  Stored along(const IntegerOperand& from, std::size_t start, const IntegerTarget& to) {
+    IntegerBlock<Stored> room, partial;
+    Stored sum = 0;
+    forEachIntegerBlock(fibers_.length, [&](std::size_t first, std::size_t count) {
+      const Stored* terms = add_.prepare(from.read(room, start + first, count), count);
+      for (std::size_t k = 0; k < count; ++k) {
+        if (isPlain_) {
+          sum += terms[k];
+        } else {
+          add_.accumulatePrepared(&sum, &terms[k], 1);
+        }
+        if constexpr (KeepsAll) partial[k] = sum;
+      }
+      if constexpr (KeepsAll) to.write(start + first, partial.data(), count);
+    });
+    return sum;
+  }
+
+  template <bool KeepsAll>
+  void inStep(const IntegerOperand& from, std::size_t start, std::size_t count, Stored* sums,
+              const IntegerTarget& to) {
+    IntegerBlock<Stored> room;
+    const std::size_t apart = fibers_.stride == 1 ? fibers_.length : 1;
+    for (std::size_t k = 0; k < fibers_.length; ++k) {
+      const std::size_t place = start + k * fibers_.stride;
+      const Stored* terms = add_.prepare(from.read(room, place, count, apart), count);
+      if (isPlain_) {
+        for (std::size_t i = 0; i < count; ++i) sums[i] += terms[i];
+      } else {
+        add_.accumulatePrepared(sums, terms, count);
+      }
+      if constexpr (KeepsAll) to.write(place, sums, count);
+    }
+  }
+
+  const fi& x_;
+  Fibers fibers_;
+  bool isPlain_;
+  IntegerSum<Stored> add_;
+};
+
 /// The same for values of every kind, through the register.
 void sumFibers(const fi& terms, const Fibers& fibers, bool keepsAll, fi& sumRegister, fi& result) {
   const fi x(terms, Reading{});
@@ -130,15 +209,30 @@ struct fi::DimensionSums {
     const unsigned precision = sumPrecision(type, x.getNumericType(), type, x.getFimath().castBeforeSum());
     fi sumRegister = x.initializeSumRegister(type, x.getFimath(), precision, x.iscomplex());
     const Fibers fibers = Fibers::along(x, dimension);
-    if (choosePath({.hasBlocks = precision <= kMaxDoublePrecision}, x, result) == Path::Blocks) {
-      const quantizer& q = sumRegister.assignmentQuantizer_;
-      const FiberSums sums(fibers, identitiesOf(x, x.getDimension(dimension), q), q);
+    const quantizer& q = sumRegister.assignmentQuantizer_;
+    const bool hasBlocks = precision <= kMaxDoublePrecision;
+    const IntegerSizes sizes =
+        hasBlocks ? IntegerSizes::None
+                  : integersForSums(type, x.getNumericType(), type, x.getFimath().castBeforeSum(), false);
+    const Path path =
+        choosePath({.hasBlocks = hasBlocks, .hasIntegers = sizes != IntegerSizes::None}, x, result);
+    const auto identities = [&] { return identitiesOf(x, x.getDimension(dimension), q); };
+    if (path == Path::Blocks) {
+      const FiberSums sums(fibers, identities(), q);
       sums.run<KeepsAll>(valuesOf(x, x.realPart_), result.realPart_.doubles());
       if (x.iscomplex()) sums.run<KeepsAll>(valuesOf(x, x.imagPart_), result.imagPart_.doubles());
-      sumRegister.getQlogger().nMathOperationsPlus(x.numel_);
+    } else if (path == Path::Integers) {
+      withIntegers(sizes, [&](auto, auto stored) {
+        IntegerFiberSums<decltype(stored)> sums(x, fibers, identities(), q);
+        sums.template run<KeepsAll>(x.realPart_, type, result.realPart_);
+        if (x.iscomplex()) sums.template run<KeepsAll>(x.imagPart_, type, result.imagPart_);
+        sums.record();
+      });
     } else {
       sumFibers(x, fibers, KeepsAll, sumRegister, result);
     }
+    // Element by element the register has counted its own.
+    if (path != Path::Elements) q.logger().nMathOperationsPlus(x.numel_);
     x.finishRegisters(&result, name, {{RegisterLog::Sum, sumRegister}});
   }
 };

@@ -6,6 +6,7 @@
 #include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/elementvisit.h"
 #include "qfcore/fi/paths/blocks.h"
+#include "qfcore/fi/paths/integersums.h"
 #include "qfcore/fi/positionmap.h"
 #include "tessel/interpreter.h"
 #include "tessel/messages.h"
@@ -260,8 +261,14 @@ void fi::storePart(number& to, const ElementVisit& targets, const fi& rhs, const
     return;
   }
   const bool isInStep = sources.isInStep() && targets.isInStep();
-  const Path path = choosePath(
-      {.hasBlocks = q.isDoubleBacked(), .wideLoops = isInStep ? WideLoops::OfAny : WideLoops::None}, rhs, to);
+  const bool isWide = isInStep && !(areDoubles(from) && areDoubles(to));
+  const IntegerSizes sizes =
+      isWide ? integersForCast(rhs.getNumericType(), q.numericType()) : IntegerSizes::None;
+  const Path path = choosePath({.hasBlocks = q.isDoubleBacked(),
+                                .hasIntegers = sizes != IntegerSizes::None,
+                                .wideLoops = isInStep ? WideLoops::OfAny : WideLoops::None},
+                               rhs, to);
+  if (path == Path::Integers) return castByIntegers(rhs, from, sources[0], q, sizes, to, targets[0], count);
   if (path != Path::Blocks) {
     if (path == Path::Wide) {
       return q.quantize(from, sources[0], to, targets[0], count);
@@ -350,6 +357,7 @@ bool fi::assignPlain(unsigned position, double value) {
 void fi::subsasgnScalarIndexing(unsigned position, double rhs) {
   checkIndex(position);
   if (assignPlain(position, rhs)) return;
+  makeValues(*this);
   number held(1U, realPart_.getprecision(), NumberVector{});
   storeRealWorld(held, &rhs);
   std::optional<number> zero;
@@ -370,6 +378,7 @@ void fi::subsasgnScalarIndexing(unsigned position, const fi& rhs) {
   if (value && assignPlain(position, *value)) return;
   if (&rhs == this) return subsasgnScalarIndexing(position, elementAt(0));
   errorIfNotAssignable(rhs);
+  makeValues(*this);
   const fi first(rhs, Reading{});
   std::optional<NewElement> element;
   assignLogged(
@@ -444,9 +453,14 @@ bool fi::overwriteExisting(const HostArray& index, const fi& rhs) {
 void fi::overwrite(const std::vector<unsigned>& targets, const fi& rhs, const ElementVisit& sources) {
   const auto count = static_cast<unsigned>(targets.size());
   if (assignsInPlace(*this, rhs)) return storeQuantized(*this, targets, rhs, sources, count);
+  makeValues(*this);
   fi assigned = unset({count, 1U}, iscomplex() || rhs.iscomplex());
   assignLogged(
-      kAssignment, [&] { storeQuantized(assigned, ElementVisit::from(0), rhs, sources, count); },
+      kAssignment,
+      [&] {
+        storeQuantized(assigned, ElementVisit::from(0), rhs, sources, count);
+        makeValues(assigned);
+      },
       [&] {
         if (assigned.iscomplex() && isreal()) coordinateComplexity(true, numel_);
         assigned.copyElements(*this, targets, ElementVisit::from(0), count);

@@ -8,7 +8,7 @@
 #include "qfcore/fi/elementproduct.h"
 #include "qfcore/fi/exactness.h"
 #include "qfcore/fi/messages.h"
-#include "qfcore/fi/paths/integerproducts.h"
+#include "qfcore/fi/paths/integermatrix.h"
 #include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/paths/productkernel.h"
 #include "qfcore/fi/resulttypes.h"

@@ -6,6 +6,7 @@
 #include "qfcore/fi/exactness.h"
 #include "qfcore/fi/expansion.h"
 #include "qfcore/fi/messages.h"
+#include "qfcore/fi/paths/integerproducts.h"
 #include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/paths/productkernel.h"
 #include "qfcore/fi/paths/wideloops.h"
@@ -15,9 +16,7 @@ namespace embedded {
 
 namespace {
 
-bool multiplyByBlocks(const fi& a, const fi& b, const quantizer& products, const quantizer& sums, fi& result) {
-  if (choosePath({.hasBlocks = BlockProduct::applies(a, b, products, sums)}, a, b, result) != Path::Blocks)
-    return false;
+void multiplyByBlocks(const fi& a, const fi& b, const quantizer& products, const quantizer& sums, fi& result) {
   const BlockProduct multiply(a, b, products, sums);
   const OperandParts left = OperandParts::of(a), right = OperandParts::of(b);
   double *re = result.realPart().doubles(), *im = result.imagPart().doubles();
@@ -25,14 +24,29 @@ bool multiplyByBlocks(const fi& a, const fi& b, const quantizer& products, const
     multiply(re + first, im ? im + first : nullptr, left.at(first), right.at(first),
              std::min<std::size_t>(kBlock, result.numel() - first));
   }
-  return true;
+}
+
+void multiplyByElements(const fi& a, const fi& b, const quantizer& products, const quantizer& sums,
+                        fi& result) {
+  ElementProduct product(a, b, products, sums);
+  for (unsigned k = 0; k < result.numel(); ++k) {
+    a.setIndex(a.isscalar() ? 0 : k);
+    b.setIndex(b.isscalar() ? 0 : k);
+    result.setIndex(k);
+    product(a, b, result.realPart(), result.imagPart());
+  }
 }
 
 /// Products, not of two complex arrays, that are values of the result's type as they are: no register, nothing
 /// to round or to record.
 bool multiplyExactly(const fi& a, const fi& b, fi& result) {
-  const Path path = choosePath({.isExact = true, .wideLoops = WideLoops::OfWide}, a, b, result);
+  const IntegerSizes sizes =
+      areDoubles(result) ? IntegerSizes::None
+                         : integersForExact(a.getNumericType(), b.getNumericType(), result.getNumericType());
+  const Ways ways{.isExact = true, .hasIntegers = sizes != IntegerSizes::None, .wideLoops = WideLoops::OfWide};
+  const Path path = choosePath(ways, a, b, result);
   if (path == Path::Elements) return false;
+  if (path == Path::Integers) return multiplyExactlyByIntegers(a, b, sizes, result), true;
   const auto multiplyPart = [&](number& product, const number& x, const number& y) {
     if (path == Path::PlainWide) return combineWide<Multiply>(product, WideOperand(a, x), WideOperand(b, y));
     combine<Multiply>(product.doubles(), valuesOf(a, x), a.isscalar(), valuesOf(b, y), b.isscalar(),
@@ -121,15 +135,13 @@ struct fi::Products {
     fi productRegister = a.initializeProductRegister(productType, type, a.getFimath(), 0);
     const quantizer& products = productRegister.assignmentQuantizer_;
     const quantizer& sums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
-    if (!multiplyByBlocks(a, b, products, sums, result)) {
-      const fi left(a, Reading{}), right(b, Reading{});
-      ElementProduct product(left, right, products, sums);
-      for (unsigned k = 0; k < result.numel_; ++k) {
-        left.setIndex(a.isscalar() ? 0 : k);
-        right.setIndex(b.isscalar() ? 0 : k);
-        result.setIndex(k);
-        product(left, right, result.realPart_, result.imagPart_);
-      }
+    const bool hasBlocks = BlockProduct::applies(a, b, products, sums);
+    const ProductRules rules{a, b, products, sums};
+    const IntegerSizes sizes = hasBlocks ? IntegerSizes::None : integersFor(rules);
+    switch (choosePath({.hasBlocks = hasBlocks, .hasIntegers = sizes != IntegerSizes::None}, a, b, result)) {
+      case Path::Blocks: multiplyByBlocks(a, b, products, sums, result); break;
+      case Path::Integers: multiplyByIntegers(rules, sizes, result); break;
+      default: multiplyByElements(fi(a, Reading{}), fi(b, Reading{}), products, sums, result);
     }
     products.logger().nMathOperationsPlus(result.numel_);
     a.finishProducts(&result, productRegister, "times");

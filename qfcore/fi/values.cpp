@@ -5,6 +5,7 @@
 
 #include "qfcore/fi/elementvisit.h"
 #include "qfcore/fi/paths/elementwise.h"
+#include "qfcore/fi/paths/integerblocks.h"
 
 namespace embedded {
 
@@ -123,6 +124,9 @@ void assignDoubles(number& part, const Element* values, const ToHeld& toHeld, co
 template <class Element>
 void assignNumbers(number& part, const Element* values, const ToHeld& toHeld, const quantizer& q) {
   number exact(0.0, std::max(part.getprecision(), 65U), true);
+  const NumericType& type = q.numericType();
+  std::optional<IntegerTarget> stored;
+  if (!elementPathOnly() && exactness::integersHold(kBitsOf<Int128>, type)) stored.emplace(part, type);
   for (unsigned i = 0; i < part.numel(); ++i) {
     if constexpr (std::is_integral_v<Element> && sizeof(Element) == 8) {
       const auto pattern = static_cast<std::uint64_t>(values[i]);
@@ -133,7 +137,13 @@ void assignNumbers(number& part, const Element* values, const ToHeld& toHeld, co
       exact = static_cast<double>(values[i]);
     }
     toHeld.inPlace(exact);
-    q.quantize(exact, part[i]);
+    if (stored) {
+      q.quantize(exact);
+      const auto word = storedInteger<Int128>(exact.multiprecision()->getelement(), type.fractionLength());
+      stored->write(i, &word, 1);
+    } else {
+      q.quantize(exact, part[i]);
+    }
   }
 }
 
@@ -176,10 +186,33 @@ void fi::fillQuantized(double value) {
   quantizeAll();
 }
 
+namespace {
+
+/// Patterns of words that native integers hold, which become their stored integers.
+void readWords(number& part, const NumericType& type, const unsigned* words, unsigned wordsEach) {
+  const IntegerTarget to(part, type);
+  const int unused = kBitsOf<Int128> - type.wordLength(), count = (type.wordLength() + 31) / 32;
+  IntegerBlock<Int128> block;
+  forEachIntegerBlock(part.numel(), [&](std::size_t first, std::size_t size) {
+    for (std::size_t k = 0; k < size; ++k, words += wordsEach) {
+      Uint128 pattern = 0;
+      for (int i = count; i-- > 0;) pattern = pattern << 32 | words[i];
+      pattern <<= unused;
+      block[k] =
+          type.isSigned() ? static_cast<Int128>(pattern) >> unused : static_cast<Int128>(pattern >> unused);
+    }
+    to.write(first, block.data(), size);
+  });
+}
+
+}  // namespace
+
 void fi::storeWords(number& part, const unsigned* words, unsigned wordsEach) {
   const NumericType& type = getNumericType();
   const int wordsNeeded = (type.wordLength() + 31) / 32;
   boost::container::small_vector<unsigned, 8> pattern(static_cast<std::size_t>(wordsNeeded));
+  if (!elementPathOnly() && !areDoubles(part) && exactness::integersHold(kBitsOf<Int128>, type))
+    return readWords(part, type, words, wordsEach);
   const unsigned topBits = static_cast<unsigned>(type.wordLength()) % 32;
   for (unsigned i = 0; i < part.numel(); ++i, words += wordsEach) {
     std::copy(words, words + wordsNeeded, pattern.begin());

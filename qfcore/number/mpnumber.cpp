@@ -10,6 +10,7 @@
 #include "qfcore/number/freelist.h"
 #include "qfcore/number/messages.h"
 #include "qfcore/number/mpvalue.h"
+#include "qfcore/number/nativeinteger.h"
 #include "qfcore/number/precision.h"
 #include "qfcore/number/radix.h"
 #include "qfcore/number/rounding.h"
@@ -59,7 +60,16 @@ mpnumber::mpnumber(double value, unsigned precision) : mpnumber(1, precision, Nu
 
 mpnumber::mpnumber(const mpnumber* source, NumberVector tag)
     : mpnumber(source->numel(), source->precision(), tag) {
+  if (copyIntegers<std::int64_t>(*source) || copyIntegers<Int128>(*source)) return;
   for (unsigned i = 0; i < numel(); ++i) setelement(i, source->getelement(i));
+}
+
+template <class Integer>
+bool mpnumber::copyIntegers(const mpnumber& source) {
+  const long fractionLength = source.storage().values.integerFormat().fractionLength;
+  const Integer* from = source.integers<Integer>(fractionLength);
+  if (from) std::copy_n(from, numel(), modifiableIntegers<Integer>(fractionLength));
+  return from != nullptr;
 }
 
 mpnumber::mpnumber(const mpnumber* source, CopyIndex)
@@ -101,8 +111,9 @@ void mpnumber::resize(unsigned count) {
   Storage& resized = storage();
   if (count == resized.count) return;
   MpArray fresh(count, resized.values.bits());
+  if (count > 0) fresh.modifiable(0);  // what fills the values later needs no memory
   for (unsigned i = 0; i < std::min(count, resized.count); ++i)
-    fresh[i].assign(resized.values[i], fresh.bits());
+    fresh.modifiable(i).assign(std::as_const(resized.values)[i], fresh.bits());
   resized.values = std::move(fresh);
   resized.count = count;
 }

@@ -3,6 +3,7 @@
 
 #include <cassert>
 #include <cstddef>
+#include <utility>
 
 #include "qfcore/number/mparray.h"
 #include "qfcore/number/numberrepbody.h"
@@ -96,9 +97,24 @@ class QFCORE_API mpnumber final : public numberrepbody {
   mpnumber& setvalue(const MpFloat& value);
 
   const MpFloat& getelement() const { return current(); }
-  const MpFloat& getelement(unsigned index) const { return storage().values[first_ + index]; }
+  const MpFloat& getelement(unsigned index) const { return std::as_const(storage().values)[first_ + index]; }
   MpFloat& getmodifiableelement() { return current(); }
-  MpFloat& getmodifiableelement(unsigned index) { return storage().values[first_ + index]; }
+  MpFloat& getmodifiableelement(unsigned index) { return storage().values.modifiable(first_ + index); }
+  /// The stored integers from element 0 on, where such as `Integer` and of that unit, 2^-fractionLength, stand
+  /// for the values; else null.
+  template <class Integer>
+  const Integer* integers(long fractionLength) const {
+    const MpArray& values = storage().values;
+    const bool stand = values.integerFormat() == MpArray::IntegerFormat{sizeof(Integer), fractionLength};
+    return stand ? static_cast<const Integer*>(values.integers()) + first_ : nullptr;
+  }
+  /// The same to be changed; values that nobody has asked for yet become stored integers. Null where they have
+  /// been asked for. Raises "numforge:fi:outofmemory".
+  template <class Integer>
+  Integer* modifiableIntegers(long fractionLength) {
+    auto* all = static_cast<Integer*>(storage().values.makeIntegers({sizeof(Integer), fractionLength}));
+    return all ? all + first_ : nullptr;
+  }
   /// Takes `value` exactly into element `index`; the form for element loops.
   void setelement(unsigned index, const MpFloat& value);
 
@@ -156,11 +172,17 @@ class QFCORE_API mpnumber final : public numberrepbody {
     MpArray values;
   };
   Storage& storage() const { return *static_cast<Storage*>(shared_); }
-  MpFloat& current() const {
+  const MpFloat& current() const {
     assert(getIndex() < numel());
-    return storage().values[index_];
+    return std::as_const(storage().values)[index_];
+  }
+  MpFloat& current() {
+    assert(getIndex() < numel());
+    return storage().values.modifiable(index_);
   }
   Storage* share() const;
+  template <class Integer>
+  bool copyIntegers(const mpnumber& source);
   template <class Policy>
   mpnumber& roundCurrent();
   template <class Policy>

@@ -39,7 +39,9 @@ number& number::resize(unsigned count) {
   if (body_) {
     body_->resize(count);
   } else if (count > 0) {
-    body_ = numberfactory::createnumberVector(count, emptyPrecision_);
+    std::unique_ptr<numberrepbody> made(numberfactory::createnumberVector(0, emptyPrecision_));
+    made->resize(count);
+    body_ = made.release();
   }
   return *this;
 }

@@ -1,5 +1,7 @@
 #include "qfcore/number/numberfactory.h"
 
+#include <memory>
+
 #include "qfcore/number/doublenumber.h"
 #include "qfcore/number/mpnumber.h"
 #include "qfcore/number/precision.h"
@@ -18,7 +20,9 @@ numberrepbody* numberfactory::createnumberScalar(double value, unsigned precisio
 
 numberrepbody* numberfactory::createnumberVector(unsigned count, unsigned precision) {
   if (precision <= kMaxDoublePrecision) return new doublenumber(count, precision, NumberVector{});
-  return new mpnumber(count, precision, NumberVector{});
+  auto made = std::make_unique<mpnumber>(count, precision, NumberVector{});
+  if (count > 0) made->getmodifiableelement(0);  // a lack of memory shows now
+  return made.release();
 }
 
 numberrepbody* numberfactory::createnumberVector(unsigned count, unsigned precision, Unset tag) {

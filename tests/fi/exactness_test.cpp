@@ -149,6 +149,10 @@ Wide largestOf(const NumericType& type) {
 TEST(Exactness, DoublesHoldIntegersUpTo2To53) {
   constexpr Wide kLimit = Wide{1} << kDoubleBits;
   for (const NumericType& a : typesUpTo(static_cast<int>(kMaxDoublePrecision), {0})) {
+    for (int bits = 1; bits < 8; ++bits) {
+      const bool isHeld = exactness::holds(*exactness::integersOf(bits, a.fractionLength()), a);
+      EXPECT_EQ(exactness::integersHold(bits, a), isHeld) << textOf(a) << bits;
+    }
     EXPECT_TRUE(!exactness::doublesHoldSquaredMagnitudes(a) || 2 * largestOf(a) * largestOf(a) <= kLimit);
     for (const NumericType& b : typesUpTo(static_cast<int>(kMaxDoublePrecision), {0})) {
       const Wide product = largestOf(a) * largestOf(b);

@@ -7,6 +7,7 @@
 #include <limits>
 #include <vector>
 
+#include "qfcore/math/integerkernels.h"
 #include "qfcore/math/widekernels.h"
 #include "tests/fi/reference.h"
 #include "tests/number/reference.h"
@@ -60,6 +61,28 @@ void compare(const NumericType& type, RoundModeEnum round, OverflowModeEnum over
   }
 }
 
+/// The same for native integers on a grid of eighths of a step.
+template <class Carrier>
+void compareIntegers(const NumericType& type, RoundModeEnum round, OverflowModeEnum overflow,
+                     const std::vector<double>& values) {
+  const quantizer q(type, round, overflow);
+  const int grid = type.fractionLength() + 3;
+  std::vector<Carrier> stored;
+  for (const double value : values) stored.push_back(static_cast<Carrier>(std::ldexp(value, grid)));
+  IntegerQuantizer<Carrier> quantize(q, grid);
+  quantize(stored.data(), stored.data(), stored.size());
+  quantize.record();
+  Counts counts;
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const mpq_class expected = reference::quantized(mpq_class(values[i]), type, round, overflow, &counts);
+    const mpq_class found(static_cast<long>(stored[i]));
+    ASSERT_EQ(reference::scaled(found, -type.fractionLength()), expected) << type.tostring() << values[i];
+  }
+  EXPECT_EQ(q.noverflows(), counts.overflows);
+  EXPECT_EQ(q.nunderflows(), counts.underflows);
+  EXPECT_EQ(q.logger().noperations(), values.size());
+}
+
 TEST(Quantizer, IsExactOnEveryEighthOfAStepOfSmallWords) {
   const Logging logging;
   for (const bool isSigned : {true, false}) {
@@ -69,8 +92,12 @@ TEST(Quantizer, IsExactOnEveryEighthOfAStepOfSmallWords) {
         for (int eighth = -(16 << w); eighth <= (16 << w); ++eighth)
           values.push_back(std::ldexp(eighth / 8.0, -f));
         for (const auto round : kRoundModes) {
-          for (const auto overflow : kOverflowModes)
-            compare(NumericType(isSigned, w, f), round, overflow, values);
+          for (const auto overflow : kOverflowModes) {
+            const NumericType type(isSigned, w, f);
+            compare(type, round, overflow, values);
+            compareIntegers<std::int64_t>(type, round, overflow, values);
+            compareIntegers<Int128>(type, round, overflow, values);
+          }
         }
       }
     }

@@ -6,8 +6,8 @@
 
 #include "qfcore/fi/exactness.h"
 #include "qfcore/fi/paths/integersteps.h"
+#include "qfcore/number/nativeinteger.h"
 #include "qfcore/number/precision.h"
-#include "qfcore/number/storedinteger.h"
 
 namespace embedded {
 
@@ -20,35 +20,14 @@ template <class Integer>
 Integer storedOf(const number& part, unsigned k, int fractionLength) {
   if (const double* values = part.doubles())
     return static_cast<Integer>(static_cast<std::int64_t>(std::ldexp(values[k], fractionLength)));
-  StoredInteger<2> stored{false, {0, 0}};
-  const MpFloat& value = part.multiprecision()->getelement(k);
-  if (!stored.takeExactly(value, fractionLength)) {
-    // Carried in more bits than the word has.
-    MpScratch narrow(kBitsOf<Int128>);
-    narrow->assign(value, kBitsOf<Int128>);
-    stored.takeExactly(*narrow, fractionLength);
-  }
-  const auto magnitude = static_cast<Int128>(UnsignedInt128{stored.limbs[1]} << 64 | stored.limbs[0]);
-  return static_cast<Integer>(stored.isNegative ? -magnitude : magnitude);
-}
-
-void setStored(MpFloat& value, int fractionLength, Int128 stored) {
-  const auto magnitude = static_cast<UnsignedInt128>(stored < 0 ? -stored : stored);
-  StoredInteger<2> integer;
-  integer.isNegative = stored < 0;
-  integer.limbs = {static_cast<mp_limb_t>(magnitude), static_cast<mp_limb_t>(magnitude >> 64)};
-  if (stored == 0) return value.assign(0.0, value.bits());
-  if (integer.store(value, fractionLength)) return;
-  MpScratch narrow(kBitsOf<Int128>);
-  integer.store(*narrow, fractionLength);
-  value.assign(*narrow, value.bits());
+  return storedInteger<Integer>(part.multiprecision()->getelement(k), fractionLength);
 }
 
 void setStored(number& part, unsigned k, int fractionLength, Int128 stored) {
   if (double* values = part.doubles()) {
     values[k] = std::ldexp(static_cast<double>(static_cast<std::int64_t>(stored)), -fractionLength);
   } else {
-    setStored(part.multiprecision()->getmodifiableelement(k), fractionLength, stored);
+    setFromStored(part.multiprecision()->getmodifiableelement(k), stored, fractionLength);
   }
 }
 
@@ -58,28 +37,6 @@ std::vector<Integer> allStored(const fi& x) {
   for (unsigned k = 0; k < x.numel(); ++k)
     stored[k] = storedOf<Integer>(x.realPart(), k, x.getNumericType().fractionLength());
   return stored;
-}
-
-// --------------------------------------------------------------------------------------------------------
-// records
-
-template <class Integer>
-void record(const IntegerTally<Integer>& tally, const quantizer& q) {
-  if (tally.values == 0) return;
-  const qlogger& logger = q.logger();
-  const std::size_t operations = logger.noperations() + tally.values;
-  Tally counts;
-  counts.values = tally.values;
-  counts.overflows = tally.overflows;
-  counts.underflows = tally.underflows;
-  logger.record(counts);
-  for (const Integer extreme : {tally.min, tally.max}) {
-    number value(0.0, kBitsOf<Integer>, true);
-    setStored(value.multiprecision()->getmodifiableelement(), q.numericType().fractionLength(), extreme);
-    const number narrow(value.todouble(), kMaxDoublePrecision, false);
-    logger.updateminmax(q.isDoubleBacked() ? narrow : value);
-  }
-  logger.setNoperations(operations);
 }
 
 // -----------------------------------------------------------------------------------------------------------

@@ -19,57 +19,144 @@ inline constexpr std::size_t kIntegerBlock = 256;
 template <class Integer>
 using IntegerBlock = std::array<Integer, kIntegerBlock>;
 
+/// Calls `step(first, size)` for each block of `count` elements.
+template <class Step>
+void forEachIntegerBlock(std::size_t count, Step step) {
+  for (std::size_t first = 0; first < count; first += kIntegerBlock)
+    step(first, std::min(kIntegerBlock, count - first));
+}
+
+/// Which integers an operation takes for what it reads and for what it stores.
+enum class IntegerSizes { None, Short, Mixed, Long };
+
+template <class Visit>
+void withIntegers(IntegerSizes sizes, Visit visit) {
+  constexpr std::int64_t kShort = 0;
+  constexpr Int128 kLong = 0;
+  switch (sizes) {
+    case IntegerSizes::None: return;
+    case IntegerSizes::Short: return visit(kShort, kShort);
+    case IntegerSizes::Mixed: return visit(kShort, kLong);
+    case IntegerSizes::Long: return visit(kLong, kLong);
+  }
+}
+
+/// The smallest for which `test(factor, stored)`, asked with a value of each, is true.
+template <class Test>
+IntegerSizes smallestIntegers(Test test) {
+  for (const IntegerSizes sizes : {IntegerSizes::Short, IntegerSizes::Mixed, IntegerSizes::Long}) {
+    bool fit = false;
+    withIntegers(sizes, [&](auto factor, auto stored) { fit = test(factor, stored); });
+    if (fit) return sizes;
+  }
+  return IntegerSizes::None;
+}
+
 /// One part of an operand as stored integers of its type, an array or one value that stands for every element.
 class IntegerOperand {
  public:
   IntegerOperand(const fi& x, const number& part)
-      : wide_(x, part),
-        doubles_(valuesOf(x, part)),
+      : doubles_(valuesOf(x, part)),
         fractionLength_(x.getNumericType().fractionLength()),
-        isScalar_(x.isscalar()) {}
+        isScalar_(x.isscalar()) {
+    const mpnumber* wide = part.isempty() ? nullptr : part.multiprecision();
+    if (!wide) return;
+    short_ = wide->integers<std::int64_t>(fractionLength_);
+    long_ = wide->integers<Int128>(fractionLength_);
+    if (!short_ && !long_) wide_ = WideOperand(x, part);
+  }
 
-  /// Those of `count` elements from `first` on, `stride` apart. An `Integer` must hold them.
+  /// Those of at most a block of elements from `first` on, `stride` apart, in `room` or where they are. An
+  /// `Integer` must hold them. Null where there is no such part.
   template <class Integer>
-  void read(Integer* to, std::size_t first, std::size_t count, std::size_t stride = 1) const {
-    if (isScalar_) {
-      std::fill_n(to, count, element<Integer>(0));
-    } else if (doubles_) {
-      const double unitsPerOne = normalPow2(fractionLength_);
-      const double* from = doubles_ + first;
-      for (std::size_t k = 0; k < count; ++k) to[k] = static_cast<std::int64_t>(from[k * stride] * unitsPerOne);
-    } else {
+  const Integer* read(IntegerBlock<Integer>& room, std::size_t first, std::size_t count,
+                      std::size_t stride = 1) const {
+    if (const Integer* there = kept<Integer>(); there && stride == 1 && !isScalar_) return there + first;
+    Integer* to = room.data();
+    const auto convert = [&](const auto* from, auto toInteger) {
+      if (isScalar_) {
+        std::fill_n(to, count, toInteger(*from));
+      } else {
+        for (std::size_t k = 0; k < count; ++k) to[k] = toInteger(from[first + k * stride]);
+      }
+    };
+    const auto same = [](auto stored) { return static_cast<Integer>(stored); };
+    if (doubles_) {
+      convert(doubles_, [unitsPerOne = normalPow2(fractionLength_)](double value) {
+        return Integer{static_cast<std::int64_t>(value * unitsPerOne)};
+      });
+    } else if (short_) {
+      convert(short_, same);
+    } else if (long_) {
+      convert(long_, same);
+    } else if (wide_) {
       for (std::size_t k = 0; k < count; ++k)
-        to[k] = storedInteger<Integer>(wide_[static_cast<unsigned>(first + k * stride)], fractionLength_);
+        to[k] = storedInteger<Integer>((*wide_)[static_cast<unsigned>(first + k * stride)], fractionLength_);
+    } else {
+      return nullptr;
     }
+    return to;
   }
 
  private:
   template <class Integer>
-  Integer element(unsigned k) const {
-    return doubles_ ? Integer{static_cast<std::int64_t>(doubles_[k] * normalPow2(fractionLength_))}
-                    : storedInteger<Integer>(wide_[k], fractionLength_);
+  const Integer* kept() const {
+    if constexpr (std::is_same_v<Integer, Int128>) {
+      return long_;
+    } else {
+      return short_;
+    }
   }
 
-  WideOperand wide_;
   const double* doubles_;
+  const std::int64_t* short_ = nullptr;
+  const Int128* long_ = nullptr;
+  std::optional<WideOperand> wide_;
   int fractionLength_;
   bool isScalar_;
 };
 
-/// Elements of a part become the values of stored integers in units of 2^-fractionLength.
-template <class Integer>
-void writeIntegers(number& part, std::size_t first, const Integer* from, std::size_t count,
-                   int fractionLength) {
-  if (double* values = part.doubles()) {
-    const double unit = normalPow2(-fractionLength);
-    for (std::size_t k = 0; k < count; ++k)
-      values[first + k] = static_cast<double>(static_cast<std::int64_t>(from[k])) * unit;
-    return;
+/// One part of an array that takes stored integers of a type. Long words stay such integers where nobody has
+/// asked for their values.
+class IntegerTarget {
+ public:
+  IntegerTarget(number& part, const NumericType& type)
+      : doubles_(part.doubles()), values_(part.multiprecision()), fractionLength_(type.fractionLength()) {
+    if (!values_) return;
+    if (exactness::integersHold(kBitsOf<std::int64_t>, type)) {
+      short_ = values_->modifiableIntegers<std::int64_t>(fractionLength_);
+    } else {
+      long_ = values_->modifiableIntegers<Int128>(fractionLength_);
+    }
   }
-  mpnumber& values = *part.multiprecision();
-  for (std::size_t k = 0; k < count; ++k)
-    setFromStored(values.getmodifiableelement(static_cast<unsigned>(first + k)), from[k], fractionLength);
-}
+
+  template <class Integer>
+  void write(std::size_t first, const Integer* from, std::size_t count) const {
+    const auto convert = [&](auto* to, auto fromInteger) {
+      for (std::size_t k = 0; k < count; ++k) to[first + k] = fromInteger(from[k]);
+    };
+    if (doubles_) {
+      convert(doubles_, [unit = normalPow2(-fractionLength_)](Integer stored) {
+        return static_cast<double>(static_cast<std::int64_t>(stored)) * unit;
+      });
+    } else if (short_) {
+      convert(short_, [](Integer stored) { return static_cast<std::int64_t>(stored); });
+    } else if (long_) {
+      convert(long_, [](Integer stored) { return Int128{stored}; });
+    } else {
+      for (std::size_t k = 0; k < count; ++k)
+        setFromStored(values_->getmodifiableelement(static_cast<unsigned>(first + k)), from[k],
+                      fractionLength_);
+    }
+  }
+
+ private:
+  double* doubles_;
+  mpnumber* values_;
+  std::int64_t* short_ = nullptr;
+  Int128* long_ = nullptr;
+  int fractionLength_;
+};
 
 /// Brings values to a quantizer's format through 64 bits where these hold them on their way, else through 128.
 template <class Stored>
@@ -166,7 +253,8 @@ class IntegerSum {
       : casts_(casts),
         isDifference_(isDifference),
         sum_(q, casts ? q.fractionLength() : finerGrid(a, b),
-             casts ? carries(64, q.numericType(), q.numericType(), q.numericType(), isDifference)
+             casts ? carries(64, q.numericType(), q.numericType(), q.numericType(), isDifference) ||
+                         wrapsUnseen(q)
                    : carries(64, a, b, q.numericType(), isDifference)) {
     if (casts) {
       a_.cast.emplace(q, a.fractionLength());
@@ -186,14 +274,12 @@ class IntegerSum {
   }
   /// The same for a left term of the sum's type, which needs no cast.
   void accumulate(Stored* sums, const Stored* terms, std::size_t count) {
-    IntegerBlock<Stored> room;
-    add(sums, prepared(b_, terms, room, count), sums, count);
+    accumulatePrepared(sums, prepare(terms, count), count);
   }
-  /// The same for terms of one sum.
-  void accumulate(Stored& sum, const Stored* terms, std::size_t count) {
-    IntegerBlock<Stored> room;
-    const Stored* ready = prepared(b_, terms, room, count);
-    for (std::size_t k = 0; k < count; ++k) add(&sum, &ready[k], &sum, 1);
+  /// Its two steps: terms, cast where the settings say so, until the next such call; and their sums.
+  const Stored* prepare(const Stored* terms, std::size_t count) { return prepared(b_, terms, room_, count); }
+  void accumulatePrepared(Stored* sums, const Stored* terms, std::size_t count) {
+    add(sums, terms, sums, count);
   }
   void record() const {
     for (const Addend* addend : {&a_, &b_})
@@ -208,6 +294,11 @@ class IntegerSum {
     int raise = 0;
   };
 
+  /// Whether sums of words may lose what lies above 64 bits: wrapping drops it, and nothing is recorded.
+  static bool wrapsUnseen(const quantizer& q) {
+    return q.overflowMode() == OverflowModeEnum::wrap && !q.logger().isOn() &&
+           exactness::integersHold(64, q.numericType());
+  }
   static long finerGrid(const NumericType& a, const NumericType& b) {
     return std::max(exactness::fractionBits(a), exactness::fractionBits(b));
   }
@@ -239,7 +330,10 @@ class IntegerSum {
             return static_cast<U>(static_cast<Carrier>(x)) << raise;
           };
           const int raiseA = a_.raise, raiseB = b_.raise;
-          if (isDifference_) {
+          if (!isDifference_ && raiseA == 0 && raiseB == 0) {
+            for (std::size_t k = 0; k < size; ++k)
+              sums[k] = static_cast<Carrier>(raised(a[k], 0) + raised(b[k], 0));
+          } else if (isDifference_) {
             for (std::size_t k = 0; k < size; ++k)
               sums[k] = static_cast<Carrier>(raised(a[k], raiseA) - raised(b[k], raiseB));
           } else {
@@ -252,6 +346,7 @@ class IntegerSum {
 
   bool casts_, isDifference_;
   Addend a_, b_;
+  IntegerBlock<Stored> room_;
   AnyIntegerQuantizer<Stored> sum_;
 };
 

@@ -1,5 +1,4 @@
-/// Quantization of stored integers in native ones of 64 and 128 bits: the rules of rounding.h and of overflow
-/// as shifts, sums and comparisons that every mode shares.
+/// Quantization of stored integers value by value, for loops in which each depends on the one before.
 #pragma once
 
 #include <algorithm>
@@ -7,16 +6,9 @@
 #include <cstdint>
 #include <type_traits>
 
-#include "qfcore/math/quantizer.h"
-#include "qfcore/math/widekernels.h"
+#include "qfcore/math/integerkernels.h"
 
 namespace embedded {
-
-__extension__ typedef __int128 Int128;
-__extension__ typedef unsigned __int128 UnsignedInt128;
-
-template <class Integer>
-inline constexpr int kBitsOf = 8 * static_cast<int>(sizeof(Integer));
 
 /// Values on a grid of 2^-fraction: two's-complement integers of at most `bits` bits, the sign among them.
 struct IntegerValues {
@@ -37,47 +29,6 @@ struct IntegerValues {
   /// Sums, or differences.
   IntegerValues plus(const IntegerValues& other, bool subtracts) const {
     return {fraction, std::max(bits, other.bits) + 1, areSigned || other.areSigned || subtracts};
-  }
-};
-
-/// What rounding adds to the low bits of an integer that are shifted out. Of `Cut` only a few cases differ, so
-/// that one sum serves every rule: `base`, `ifNegative` besides, and `ifOdd` where what is left is odd.
-template <class Integer>
-struct RoundingAddend {
-  Integer base = 0, ifNegative = 0, ifOdd = 0;
-
-  RoundingAddend() = default;
-  RoundingAddend(const WideRounding& rounding, int shift) {
-    base = ofCase(rounding, false, false, shift);
-    ifNegative = ofCase(rounding, true, false, shift) - base;
-    ifOdd = ofCase(rounding, false, true, shift) - base;
-  }
-  bool dependsOnValue() const { return ifNegative != 0 || ifOdd != 0; }
-
- private:
-  /// `isOdd` is the last bit of the integer below. Of a negative value that is no integer the magnitude below
-  /// has the other one, and it grows where the value goes down.
-  static Integer ofCase(const WideRounding& rounding, bool isNegative, bool isOdd, int shift) {
-    const auto goesUp = [&](bool half, bool rest) {
-      return rounding.grows(Cut(isNegative, isOdd != isNegative, half, rest)) != isNegative;
-    };
-    const Integer half = Integer{1} << (shift - 1);
-    if (goesUp(isNegative, true)) return half + (half - 1);  // less than half a step above
-    if (goesUp(true, false)) return half;
-    return goesUp(!isNegative, true) ? half - 1 : 0;
-  }
-};
-
-/// What quantizations met, in stored integers.
-template <class Integer>
-struct IntegerTally {
-  std::size_t values = 0, overflows = 0, underflows = 0;
-  Integer min = 0, max = 0;
-
-  void take(Integer value) {
-    min = values == 0 || value < min ? value : min;
-    max = values == 0 || value > max ? value : max;
-    ++values;
   }
 };
 
@@ -143,7 +94,7 @@ class IntegerStep {
   }
 
  private:
-  using Unsigned = std::conditional_t<sizeof(Integer) == 8, std::uint64_t, UnsignedInt128>;
+  using Unsigned = embedded::Unsigned<Integer>;
   enum class Range { Holds, Saturates, Wraps };
 
   template <class Word>

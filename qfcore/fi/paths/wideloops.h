@@ -29,6 +29,15 @@ class WideValues {
   std::ptrdiff_t pitch_ = 0;
 };
 
+/// Makes the values of long words for which stored integers stand: what changes elements one after the other
+/// then needs no memory once it has begun. Raises "numforge:fi:outofmemory".
+inline void makeValues(const fi& x) {
+  for (const number* part : {&x.realPart(), &x.imagPart()}) {
+    const mpnumber* wide = part->isempty() ? nullptr : part->multiprecision();
+    if (wide) wide->getelement(0);
+  }
+}
+
 /// One part of an operand, an array or one value that stands for every element. A missing part is 0.
 class WideOperand {
  public:

@@ -1,0 +1,69 @@
+/// Element-wise sums, sums along one dimension and casts over native integers.
+#pragma once
+
+#include <cstddef>
+
+#include "qfcore/fi/paths/integerblocks.h"
+
+namespace embedded {
+
+/// For sums or differences of elements.
+inline IntegerSizes integersForSums(const NumericType& a, const NumericType& b, const NumericType& sum,
+                                    bool casts, bool isDifference) {
+  return smallestIntegers([&](auto, auto stored) {
+    using Stored = decltype(stored);
+    return exactness::integersHold(kBitsOf<Stored>, a) && exactness::integersHold(kBitsOf<Stored>, b) &&
+           exactness::integersHold(kBitsOf<Stored>, sum) &&
+           IntegerSum<Stored>::fits(a, b, sum, casts, isDifference);
+  });
+}
+
+/// Both parts of sums or differences, brought to the type of `q`, which is the result's.
+inline void sumByIntegers(const fi& a, const fi& b, const quantizer& q, bool casts, bool isDifference,
+                          IntegerSizes sizes, fi& result) {
+  withIntegers(sizes, [&](auto, auto stored) {
+    using Stored = decltype(stored);
+    IntegerSum<Stored> add(a.getNumericType(), b.getNumericType(), q, casts, isDifference);
+    const auto sumPart = [&](number& target, const number& left, const number& right) {
+      const IntegerOperand x(a, left), y(b, right);
+      const IntegerTarget to(target, result.getNumericType());
+      IntegerBlock<Stored> roomA, roomB, sums;
+      forEachIntegerBlock(result.numel(), [&](std::size_t first, std::size_t size) {
+        add(x.read(roomA, first, size), y.read(roomB, first, size), sums.data(), size);
+        to.write(first, sums.data(), size);
+      });
+    };
+    sumPart(result.realPart(), a.realPart(), b.realPart());
+    if (result.iscomplex()) sumPart(result.imagPart(), a.imagPart(), b.imagPart());
+    add.record();
+  });
+}
+
+/// For elements brought to another type.
+inline IntegerSizes integersForCast(const NumericType& from, const NumericType& to) {
+  return smallestIntegers([&](auto, auto stored) {
+    constexpr int kBits = kBitsOf<decltype(stored)>;
+    return exactness::integersHold(kBits, from) && exactness::integersHold(kBits, to) &&
+           integersCarry(kBits, exactness::fractionBits(from), to,
+                         [&](const NumericType& outer) { return exactness::holds(outer, from); });
+  });
+}
+
+/// Neighbouring elements of one part of `x`, from place `source` on, become those of `target` from `first` on.
+inline void castByIntegers(const fi& x, const number& part, std::size_t source, const quantizer& q,
+                           IntegerSizes sizes, number& target, std::size_t first, std::size_t count) {
+  withIntegers(sizes, [&](auto, auto stored) {
+    using Stored = decltype(stored);
+    IntegerQuantizer<Stored> cast(q, x.getNumericType().fractionLength());
+    const IntegerOperand from(x, part);
+    const IntegerTarget to(target, q.numericType());
+    IntegerBlock<Stored> room, cut;
+    forEachIntegerBlock(count, [&](std::size_t place, std::size_t size) {
+      cast(from.read(room, source + place, size), cut.data(), size);
+      to.write(first + place, cut.data(), size);
+    });
+    cast.record();
+  });
+}
+
+}  // namespace embedded
