@@ -139,6 +139,8 @@ def test_runs_that_go_wrong_are_rows(tmp_path):
     assert "seven" in retried.rows[0]["error"] and len(list(tmp_path.glob("*-*"))) == began + 1
     with pytest.raises(TypeError, match="numbers or texts"):
         design.sweep(eventful, [{"k": object()}])
+    with pytest.raises(ValueError, match="from 1 on"):
+        design.sweep(eventful, [], workers=0)
     with pytest.raises(ValueError, match="timeout"):
         design.sweep(eventful, [], timeout=1)
 

@@ -31,7 +31,7 @@ class Lattice:
         if not space or not all(space.values()):
             raise ValueError("every name needs values to choose from")
         self._study, self._space, self._sign, self._bound, self._cost = study, space, sign, bound, cost
-        self._breadth, self._most_runs = breadth, most_runs
+        self._breadth, self._most_runs = max(breadth, 1), most_runs  # a cluster may have no workers for a while
         self._top: Place = tuple(len(values) - 1 for values in space.values())
         self._low: Place = tuple(0 for _ in space)
         self._best: Place | None = None

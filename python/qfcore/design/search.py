@@ -30,6 +30,8 @@ class Study:
         if timeout is not None and (workers is None or not isinstance(workers, int)):
             raise ValueError("timeout takes local worker processes: workers=2, say; on a cluster a late run is started again "
                              "elsewhere, and in this process nothing could end one")
+        if isinstance(workers, int) and workers < 1:
+            raise ValueError("workers is a count of processes, from 1 on")
         self._task = Run(simulate, score)
         self._cost, self._workers, self._timeout, self._progress = cost, workers, timeout, progress
         self._store = Store(store, f"{fingerprint(simulate)}, {fingerprint(score)}")
