@@ -1,4 +1,5 @@
 /// Methods of `embedded.fi` that let an array stand where the host's functions take numbers.
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <numeric>
@@ -159,27 +160,33 @@ Arrays toIntegers(Arrays& inputs, int) {
 // ------------------------------------------------------------------------------------------------ other
 // functions
 
-/// [c, i, j] = unique(a): the host finds them among the places that the values have in order.
-Arrays unique(Arrays& inputs, int outputCount) {
+/// [c, i, j] = unique(a): c = a(i), a = c(j); equal values stand for the first of them.
+Arrays unique(Arrays& inputs, int) {
   const fi& x = fiArgument(inputs[0]);
   if (x.iscomplex()) fail<kRealUnique>("unique");
-  HostArray places = HostArray::zeros(ArrayClass::Double, {x.dims().begin(), x.dims().end()});
-  HostArray index;
-  const fi sorted = allElements(x).stridesort(true, 1, x.numel(), &index);
-  double place = 0;
+  HostArray order, placeOf = HostArray::zeros(ArrayClass::Double, {x.numel(), 1});
+  const fi sorted = allElements(x).stridesort(true, 1, x.numel(), &order);
+  std::vector<double> kept;
   number last(0.0, x.realPart().getprecision(), false);
   for (unsigned k = 0; k < x.numel(); ++k) {
     const number& value = sorted.realPart()[k];
-    if (k == 0 || value != last) ++place;
+    const double position = order.real<double>()[k];
+    if (k == 0 || value != last) kept.push_back(position);
     last = value;
-    places.mutableReal<double>()[static_cast<std::size_t>(index.real<double>()[k]) - 1] = place;
+    placeOf.mutableReal<double>()[static_cast<std::size_t>(position) - 1] = static_cast<double>(kept.size());
   }
-  Arrays found = tessel::callBuiltin("unique", {std::move(places)}, std::max(outputCount, 2));
-  HostArray positions = HostArray::zeros(ArrayClass::Double, found.at(0).dims());
-  std::copy_n(found.at(1).real<double>(), positions.numel(), positions.mutableReal<double>());
-  found[0] = toHost(x.subscriptedReference(positions));
-  return found;
+  const bool isEmpty = x.numel() == 0, isRow = x.isvector() && x.rows() == 1;
+  const auto places = [&](std::size_t rows, std::size_t columns) {
+    HostArray result = HostArray::zeros(ArrayClass::Double, {rows, columns});
+    std::ranges::copy(kept, result.mutableReal<double>());
+    return result;
+  };
+  fi values = isEmpty ? x : x.subscriptedReference(isRow ? places(1, kept.size()) : places(kept.size(), 1));
+  return {toHost(std::move(values)), places(kept.size(), 1), std::move(placeOf)};
 }
+
+constexpr std::string_view kNumberClasses[] = {"double", "single", "logical", "int8",   "int16", "int32",
+                                               "int64",  "uint8",  "uint16",  "uint32", "uint64"};
 
 /// cast(a, T), cast(a, 'like', b), cast(a, 'int8')
 Arrays cast(Arrays& inputs, int outputCount) {
@@ -198,9 +205,9 @@ Arrays cast(Arrays& inputs, int outputCount) {
     result.setNumericType(numericTypeArgument(model));
     return {toHost(std::move(result))};
   }
-  const bool isName = isLike ? model.isNumeric() || model.isLogical() : model.isText();
-  if (!x || !isName) fail<kBadCast>();
+  if (!x || !(isLike || model.isText())) fail<kBadCast>();
   const std::string name = isLike ? model.className() : model.toText();
+  if (std::ranges::find(kNumberClasses, name) == std::end(kNumberClasses)) fail<kBadCast>();
   return tessel::callFunction(name, {inputs[0]}, outputCount);
 }
 
@@ -231,13 +238,31 @@ Arrays decimal(Arrays& inputs, int) {
   return {std::move(cell)};
 }
 
+/// `Answer` for the elements whose parts, or one of them, have the property. Fixed-point values never do, also
+/// where no double is as large.
+template <bool (*Property)(double), bool Answer>
+Arrays elementsThat(Arrays& inputs, int) {
+  const fi& x = fiArgument(inputs[0]);
+  HostArray result = HostArray::zeros(ArrayClass::Logical, {x.dims().begin(), x.dims().end()});
+  bool* answers = result.mutableReal<bool>();
+  std::fill_n(answers, x.numel(), !Answer);
+  if (x.getNumericType().isFixed()) return {std::move(result)};
+  const HostArray values = x.getDataHostArray();
+  for (std::size_t k = 0; k < values.numel(); ++k)
+    if (Property(values.realAt(k)) || (values.isComplex() && Property(values.imagAt(k)))) answers[k] = Answer;
+  return {std::move(result)};
+}
+
+bool isNotANumber(double value) { return std::isnan(value); }
+bool isInfinite(double value) { return std::isinf(value); }
+bool isNotFinite(double value) { return !std::isfinite(value); }
+
 Arrays isNumeric(Arrays&, int) { return {toHost(true)}; }
 
 constexpr char kFloor[] = "floor", kCeil[] = "ceil", kFix[] = "fix", kRound[] = "round", kNearest[] = "nearest",
-               kConvergent[] = "convergent", kMod[] = "mod", kRem[] = "rem", kIsnan[] = "isnan",
-               kIsinf[] = "isinf", kIsfinite[] = "isfinite", kColon[] = "colon", kZeros[] = "zeros",
-               kOnes[] = "ones", kEye[] = "eye", kRand[] = "rand", kRandn[] = "randn", kCell[] = "cell",
-               kLinspace[] = "linspace";
+               kConvergent[] = "convergent", kMod[] = "mod", kRem[] = "rem", kColon[] = "colon",
+               kZeros[] = "zeros", kOnes[] = "ones", kEye[] = "eye", kRand[] = "rand", kRandn[] = "randn",
+               kCell[] = "cell";
 
 const Method kMethods[] = {
     {"floor", 1, 1, 1, rounded<kFloor, RoundModeEnum::floor>,
@@ -284,12 +309,11 @@ const Method kMethods[] = {
      "[b, k] = normalize(a): b = a .* 2.^k without leading signs, in the type of a; zeros stay."},
     {"decimal", 1, 1, 1, decimal, "decimal(a): a cell with the exact decimal text of every element."},
     {"isnumeric", 1, 1, 1, isNumeric, "isnumeric(a): true."},
-    {"isnan", 1, 1, 1, withNumbers<kIsnan>,
+    {"isnan", 1, 1, 1, elementsThat<isNotANumber, true>,
      "isnan(a): which elements are NaN; never those of fixed-point types."},
-    {"isinf", 1, 1, 1, withNumbers<kIsinf>, "isinf(a): which elements are infinite."},
-    {"isfinite", 1, 1, 1, withNumbers<kIsfinite>, "isfinite(a): which elements are finite."},
+    {"isinf", 1, 1, 1, elementsThat<isInfinite, true>, "isinf(a): which elements are infinite."},
+    {"isfinite", 1, 1, 1, elementsThat<isNotFinite, false>, "isfinite(a): which elements are finite."},
     {"colon", 2, 3, 1, withNumbers<kColon>, "colon(a, b), colon(a, step, b): a:step:b as doubles."},
-    {"linspace", 2, 3, 1, withNumbers<kLinspace>, "linspace(a, b, n): n doubles from a to b."},
     {"zeros", 1, -1, 1, withNumbers<kZeros>, "zeros(m, n, ...): zeros of the host, the sizes being a fi."},
     {"ones", 1, -1, 1, withNumbers<kOnes>, "ones(m, n, ...): ones of the host, the sizes being a fi."},
     {"eye", 1, -1, 1, withNumbers<kEye>, "eye(m, n): the unit matrix of the host, the sizes being a fi."},

@@ -40,7 +40,7 @@ const std::vector<Rule>& rules() {
     };
     std::vector<std::string> lower = {"qfcore/number/"};
     for (const char* header : {"api.h", "array.h", "arrangement.h", "console.h", "interpreter.h",
-                               "interruption.h", "memory.h", "messages.h"})
+                               "interruption.h", "memory.h", "messages.h", "products.h"})
       lower.push_back(boundary(header));
     for (const char* folder : {"qfcore/types/", "qfcore/logging/", "qfcore/math/", "qfcore/fi/"}) {
       lower.push_back(folder);
