@@ -193,8 +193,21 @@ void fi::takeElements(const fi& source) {
   const number zero = zeroValue();
   makeValues(*this);
   makeValues(source);
+  std::optional<number> real, imaginary;
+  if (!realPart_.doubles() || !source.realPart_.doubles()) {
+    real.emplace(source.realPart_, Reading{});
+    imaginary.emplace(source.imagPart_, Reading{});
+  }
   if (source.iscomplex() || !keepsImaginaryParts) coordinateComplexity(source.iscomplex(), numel_);
-  source.copyElements(*this, ElementVisit::from(0), ElementVisit::from(0), numel_);
+  const auto take = [&](number& to, const number& from, const std::optional<number>& reader) {
+    if (!reader) {
+      std::copy_n(from.doubles(), numel_, to.doubles());
+    } else {
+      for (unsigned k = 0; k < numel_; ++k) to[k] = (*reader)[k];
+    }
+  };
+  take(realPart_, source.realPart_, real);
+  if (source.iscomplex()) take(imagPart_, source.imagPart_, imaginary);
   if (source.isreal()) fillWith(zero, imagPart_, 0);
 }
 

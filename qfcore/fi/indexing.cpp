@@ -204,26 +204,39 @@ fi fi::rearranged(const Shape& dims, const std::vector<unsigned>& positions) con
   return result;
 }
 
+namespace {
+
+/// Copies what `from`, an array's part with its own cursor or a reader of it, has at `sources`.
+void copyPart(number& to, const number& from, const ElementVisit& targets, const ElementVisit& sources,
+              unsigned count) {
+  double* target = to.doubles();
+  const double* source = from.doubles();
+  if (target && source && targets.isInStep() && sources.isInStep()) {
+    std::copy_n(source + sources[0], count, target + targets[0]);
+  } else if (target && source) {
+    for (unsigned k = 0; k < count; ++k) {
+      if (const unsigned s = sources[k]; s != kNoElement) target[targets[k]] = source[s];
+    }
+  } else {
+    for (unsigned k = 0; k < count; ++k) {
+      if (const unsigned s = sources[k]; s != kNoElement) to[targets[k]] = from[s];
+    }
+  }
+}
+
+}  // namespace
+
 void fi::copyElements(fi& into, const ElementVisit& targets, const ElementVisit& sources,
                       unsigned count) const {
-  const auto copyPart = [&](number& to, const number& from) {
-    double* target = to.doubles();
-    const double* source = from.doubles();
-    if (target && source && targets.isInStep() && sources.isInStep()) {
-      std::copy_n(source + sources[0], count, target + targets[0]);
-    } else if (target && source) {
-      for (unsigned k = 0; k < count; ++k) {
-        if (const unsigned s = sources[k]; s != kNoElement) target[targets[k]] = source[s];
-      }
-    } else {
-      const number reader(from, Reading{});
-      for (unsigned k = 0; k < count; ++k) {
-        if (const unsigned s = sources[k]; s != kNoElement) to[targets[k]] = reader[s];
-      }
-    }
-  };
-  copyPart(into.realPart_, realPart_);
-  if (iscomplex()) copyPart(into.imagPart_, imagPart_);
+  if (into.realPart_.doubles() && realPart_.doubles()) {
+    copyPart(into.realPart_, realPart_, targets, sources, count);
+    if (iscomplex()) copyPart(into.imagPart_, imagPart_, targets, sources, count);
+    return;
+  }
+  // Both are made before the first is used: they may need memory.
+  const number real(realPart_, Reading{}), imaginary(imagPart_, Reading{});
+  copyPart(into.realPart_, real, targets, sources, count);
+  if (iscomplex()) copyPart(into.imagPart_, imaginary, targets, sources, count);
 }
 
 // -------------------------------------------------------------------------------------------------- assignment
@@ -413,7 +426,10 @@ void fi::assignAt(tessel::IndexRanges ranges, const fi& rhs) {
       [&] {
         if (assigned.iscomplex() && isreal()) coordinateComplexity(true, numel_);
         forEachVisit(dims_, ranges, [&](unsigned count, const ElementVisit& targets) {
-          assigned.copyElements(*this, targets, ElementVisit::from(place), count);
+          // By the cursors of the array itself, for readers of it would need memory.
+          copyPart(realPart_, assigned.realPart_, targets, ElementVisit::from(place), count);
+          if (assigned.iscomplex())
+            copyPart(imagPart_, assigned.imagPart_, targets, ElementVisit::from(place), count);
           place += count;
         });
       });
@@ -463,7 +479,9 @@ void fi::overwrite(const std::vector<unsigned>& targets, const fi& rhs, const El
       },
       [&] {
         if (assigned.iscomplex() && isreal()) coordinateComplexity(true, numel_);
-        assigned.copyElements(*this, targets, ElementVisit::from(0), count);
+        copyPart(realPart_, assigned.realPart_, targets, ElementVisit::from(0), count);
+        if (assigned.iscomplex())
+          copyPart(imagPart_, assigned.imagPart_, targets, ElementVisit::from(0), count);
       });
 }
 
