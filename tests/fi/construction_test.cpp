@@ -55,7 +55,8 @@ TEST(Construction, RefusesTypesThatNoArrayHasAndPadsShapes) {
       {NumericType(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, true, 70, 1, 0, -infinity), bias},
       {NumericType(DataTypeEnum::ScaledDouble, ScalingEnum::SlopeBias, true, 16, nan, 0, 1), factor},
   };
-  for (const auto& [unchecked, text] : unfit) {
+  for (const auto& [type, text] : unfit) {
+    const NumericType& unchecked = type;
     const auto refuses = [&, reason = "Invalid " + text](auto action) {
       expectError(action, "Numforge:numerictype:InvalidSetting", reason.c_str());
     };
