@@ -68,6 +68,18 @@ const Token& ExpressionParser::expect(TokenKind kind, std::string_view descripti
   failUnexpected();
 }
 
+void ExpressionParser::expectClosing(TokenKind close, const Token& opening) {
+  if (accept(close)) return;
+  if (!isAtAny({TokenKind::NewLine, TokenKind::EndOfText})) failUnexpected();
+  const std::string_view bracket = source_.substr(opening.begin, 1);
+  const char* missing = bracket == "(" ? ")" : bracket == "[" ? "]" : "}";
+  if (isAt(TokenKind::EndOfText))
+    throw SyntaxError(fmt::format("This '{}' has no '{}'.", bracket, missing), opening.line, opening.column,
+                      true);
+  failHere(fmt::format("'{}' is missing: the '{}' in line {}, column {} is open.", missing, bracket,
+                       opening.line, opening.column));
+}
+
 void ExpressionParser::fail(const std::string& text, const Token& token) const {
   throw SyntaxError(text, token.line, token.column, token.kind == TokenKind::EndOfText);
 }
@@ -78,16 +90,11 @@ void ExpressionParser::failUnexpected() const {
   failHere(fmt::format("Unexpected '{}'.", source_.substr(current().begin, current().end - current().begin)));
 }
 
-template <class Node>
-ExpressionPtr ExpressionParser::make(Node node, int height) {
+void ExpressionParser::requireHeight(int height) const {
   if (height > kMaxHeight) failHere("The expression is too long.");
-  auto expression = std::make_unique<Expression>();
-  expression->node = std::move(node);
-  expression->height = height;
-  return expression;
 }
 
-ExpressionPtr ExpressionParser::makeUnary(Operator code, ExpressionPtr operand) {
+ExpressionPtr ExpressionParser::makeUnary(Operator code, ExpressionPtr operand, int column) {
   if (auto* constant = std::get_if<Constant>(&operand->node); constant && code == Operator::UnaryMinus) {
     if (const double* number = constant->value.number()) {
       constant->value = Value(-*number);
@@ -95,7 +102,16 @@ ExpressionPtr ExpressionParser::makeUnary(Operator code, ExpressionPtr operand) 
     }
   }
   const int height = heightOf(operand) + 1;
-  return make(UnaryOperation{&operatorInfo(code), std::move(operand)}, height);
+  UnaryOperation node{&operatorInfo(code), std::move(operand)};
+  node.method.column = column;
+  return make(std::move(node), height);
+}
+
+ExpressionPtr ExpressionParser::makeBinary(Operator code, int column, ExpressionPtr left, ExpressionPtr right) {
+  const int height = std::max(heightOf(left), heightOf(right)) + 1;
+  BinaryOperation node{&operatorInfo(code), std::move(left), std::move(right)};
+  node.method.column = column;
+  return make(std::move(node), height);
 }
 
 bool ExpressionParser::isNewElement() const {
@@ -115,10 +131,8 @@ ExpressionPtr ExpressionParser::parseBinary(int minimumPrecedence) {
     if (isAt(TokenKind::Colon) && kRangePrecedence >= minimumPrecedence) {
       left = parseRange(std::move(left));
     } else if (const OperatorInfo* info = binaryOperatorHere(minimumPrecedence)) {
-      take();
-      ExpressionPtr right = parseBinary(info->precedence + 1);
-      const int height = std::max(heightOf(left), heightOf(right)) + 1;
-      left = make(BinaryOperation{info, std::move(left), std::move(right)}, height);
+      const int column = columnOf(take());
+      left = makeBinary(info->code, column, std::move(left), parseBinary(info->precedence + 1));
     } else {
       return left;
     }
@@ -139,9 +153,10 @@ ExpressionPtr ExpressionParser::parseRange(ExpressionPtr start) {
 
 ExpressionPtr ExpressionParser::parseUnary() {
   const Nesting nesting(*this);
-  if (accept(TokenKind::Minus)) return makeUnary(Operator::UnaryMinus, parseUnary());
-  if (accept(TokenKind::Plus)) return makeUnary(Operator::UnaryPlus, parseUnary());
-  if (accept(TokenKind::Not)) return makeUnary(Operator::Not, parseUnary());
+  const int column = columnOf(current());
+  if (accept(TokenKind::Minus)) return makeUnary(Operator::UnaryMinus, parseUnary(), column);
+  if (accept(TokenKind::Plus)) return makeUnary(Operator::UnaryPlus, parseUnary(), column);
+  if (accept(TokenKind::Not)) return makeUnary(Operator::Not, parseUnary(), column);
   return parsePostfix();
 }
 
@@ -153,10 +168,9 @@ ExpressionPtr ExpressionParser::parsePostfix() {
     } else if (accept(TokenKind::DotQuote)) {
       operand = makeUnary(Operator::Transpose, std::move(operand));
     } else if (isAtAny({TokenKind::Power, TokenKind::DotPower})) {
-      const Operator code = take().kind == TokenKind::Power ? Operator::Power : Operator::DotPower;
-      ExpressionPtr exponent = parseExponent();
-      const int height = std::max(heightOf(operand), heightOf(exponent)) + 1;
-      operand = make(BinaryOperation{&operatorInfo(code), std::move(operand), std::move(exponent)}, height);
+      const Token& sign = take();
+      const Operator code = sign.kind == TokenKind::Power ? Operator::Power : Operator::DotPower;
+      operand = makeBinary(code, columnOf(sign), std::move(operand), parseExponent());
     } else {
       return operand;
     }
@@ -197,9 +211,9 @@ ExpressionPtr ExpressionParser::parsePrimary() {
 
 ExpressionPtr ExpressionParser::parseParenthesized() {
   const Replaced<bool> spaces(spaceSeparates_, false);
-  take();
+  const Token& opening = take();
   ExpressionPtr inner = parseExpression();
-  expect(TokenKind::RightParen, "')'");
+  expectClosing(TokenKind::RightParen, opening);
   return inner;
 }
 
@@ -207,7 +221,7 @@ ExpressionPtr ExpressionParser::parseMatrix(TokenKind close) {
   const Nesting nesting(*this);
   const Replaced<bool> spaces(spaceSeparates_, true);
   const bool isCell = close == TokenKind::RightBrace;
-  take();
+  const Token& opening = take();
   std::vector<Expressions> rows(1);
   int height = 0;
   while (!accept(close)) {
@@ -216,20 +230,22 @@ ExpressionPtr ExpressionParser::parseMatrix(TokenKind close) {
       if (!rows.back().empty()) rows.emplace_back();
       continue;
     }
+    if (isAt(TokenKind::EndOfText)) expectClosing(close, opening);
     rows.back().push_back(parseExpression());
     height = std::max(height, heightOf(rows.back().back()));
     if (accept(TokenKind::Comma)) continue;
     const bool isSeparated =
         isAtAny({TokenKind::Semicolon, TokenKind::NewLine, close}) || current().spaceBefore;
-    if (isAt(TokenKind::EndOfText) || !isSeparated) expect(close, isCell ? "'}'" : "']'");
+    if (isAt(TokenKind::EndOfText) || !isSeparated) expectClosing(close, opening);
   }
   if (rows.back().empty()) rows.pop_back();
   return make(MatrixLiteral{std::move(rows), isCell}, height + 1);
 }
 
 ExpressionPtr ExpressionParser::parseNameWithSteps() {
-  const std::string& name = take().text;
-  NameReference reference{name, variables().slotOf(name)};
+  const Token& token = take();
+  NameReference reference{token.text, variables().slotOf(token.text)};
+  reference.name.column = columnOf(token);
   std::vector<IndexStep> steps;
   parseSteps(steps);
   if (steps.empty()) return make(std::move(reference));
@@ -266,12 +282,12 @@ IndexStep ExpressionParser::parseArguments(IndexStep::Kind kind, TokenKind close
   const Replaced<bool> spaces(spaceSeparates_, false);
   IndexStep step{kind, {}, {}, false};
   endUsers_.push_back(&step.usesEnd);
-  take();
+  const Token& opening = take();
   if (!isAt(close)) {
     do step.arguments.push_back(parseArgument(close));
     while (accept(TokenKind::Comma));
   }
-  expect(close, close == TokenKind::RightParen ? "')'" : "'}'");
+  expectClosing(close, opening);
   endUsers_.pop_back();
   if (kind == IndexStep::Kind::Paren && step.arguments.size() == 1 && !step.usesEnd) {
     const Expression& argument = *step.arguments[0];

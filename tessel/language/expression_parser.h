@@ -2,8 +2,10 @@
 #pragma once
 
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tessel/language/ast.h"
@@ -50,10 +52,26 @@ class ExpressionParser {
   /// Raises the error for a token that cannot stand where it stands.
   [[noreturn]] void failUnexpected() const;
 
+  /// The bracket `close` of the one that `opening` is.
+  void expectClosing(TokenKind close, const Token& opening);
+  /// Where a token stands in the line of its statement; 0 in another line, and in a text being evaluated.
+  int columnOf(const Token& token) const {
+    return line_ == 0 && token.line == statementLine_ ? token.column : 0;
+  }
+
   int lineOf(const Token& token) const { return line_ > 0 ? line_ : token.line; }
   SymbolTable& variables() { return *scopes_.back(); }
   /// Reads "(a, ~, varargin)" where it stands, and gives the names slots in the code's own table.
   void parseParameters(FunctionCode& code);
+
+  template <class Node>
+  ExpressionPtr make(Node node, int height = 1) {
+    requireHeight(height);
+    auto expression = std::make_unique<Expression>();
+    expression->node = std::move(node);
+    expression->height = height;
+    return expression;
+  }
 
   std::string_view source_;
   std::string file_;
@@ -62,10 +80,12 @@ class ExpressionParser {
   const std::vector<Token>& tokens_;
   std::size_t position_ = 0;
   std::vector<SymbolTable*> scopes_;
+  int statementLine_ = 0;
   /// White space ends an element here.
   bool spaceSeparates_ = false;
 
  private:
+  void requireHeight(int height) const;
   ExpressionPtr parseBinary(int minimumPrecedence);
   ExpressionPtr parseRange(ExpressionPtr start);
   ExpressionPtr parseUnary();
@@ -86,9 +106,8 @@ class ExpressionParser {
   std::string textSince(std::size_t first) const;
   const OperatorInfo* binaryOperatorHere(int minimumPrecedence) const;
 
-  template <class Node>
-  ExpressionPtr make(Node node, int height = 1);
-  ExpressionPtr makeUnary(Operator code, ExpressionPtr operand);
+  ExpressionPtr makeUnary(Operator code, ExpressionPtr operand, int column = 0);
+  ExpressionPtr makeBinary(Operator code, int column, ExpressionPtr left, ExpressionPtr right);
 
   int nesting_ = 0;
   /// The flags of the steps of indexing around the current token that learn of an `end` inside them.

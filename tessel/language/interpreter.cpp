@@ -43,6 +43,13 @@ Interpreter::Interpreter()
     for (const StackEntry& entry : callStack()) lines.push_back(fmt::format("{}:{}", entry.name, entry.line));
     return lines;
   };
+  hooks.names = [this] {
+    std::vector<std::string> names = scriptFunctionNames();
+    for (const std::string& name : frame_->symbols->names()) {
+      if (findVariable(name)) names.push_back(name);
+    }
+    return names;
+  };
   hooks.call = [this](const FunctionValue& function, Arrays inputs, int outputCount) {
     return callValue(function, std::move(inputs), outputCount);
   };
@@ -52,6 +59,7 @@ Interpreter::Interpreter()
 Interpreter::~Interpreter() { attachLanguage({}); }
 
 Program Interpreter::load(std::string_view source, const std::string& file) {
+  sources_[file] = source;
   Program program = parseProgram(source, file, workspaceSymbols_);
   workspace_.slots.resize(workspaceSymbols_.names().size());
   workspace_.name = workspace_.file = workspaceFile_ = file;
@@ -71,6 +79,7 @@ void Interpreter::run(const Statement& statement) {
 void Interpreter::runInWorkspace(const std::function<void()>& action) {
   clearInterruption();
   errorStack_.clear();
+  errorColumn_ = 0;
   if (const auto error = attempt(action)) raiseError(error->identifier, error->text);
 }
 
@@ -101,7 +110,8 @@ ErrorRecord Interpreter::recordCurrentException() {
   } catch (...) {
     error = {"Tessel:internalError", "An unknown exception.", {}};
   }
-  error.stack = errorStack_.empty() ? callStack() : std::exchange(errorStack_, {});
+  if (errorStack_.empty()) keepErrorStack();
+  error.stack = std::exchange(errorStack_, {});
   lastError_ = error;
   return error;
 }
@@ -142,9 +152,34 @@ const FunctionCode* Interpreter::findScriptFunction(const NameReference& name) c
 void Interpreter::keepErrorStack() noexcept {
   try {
     errorStack_ = callStack();
+    errorStack_.front().column = std::exchange(errorColumn_, 0);
   } catch (...) {
     errorStack_.clear();  // Out of memory: the error keeps its text and loses its place.
   }
+}
+
+void Interpreter::noteColumn(int column) noexcept {
+  if (errorStack_.empty()) {
+    if (errorColumn_ == 0) errorColumn_ = column;
+    return;
+  }
+  std::size_t depth = 0;
+  for (const Frame* frame = frame_; frame; frame = frame->caller) ++depth;
+  if (depth > errorStack_.size()) return;
+  StackEntry& entry = errorStack_[errorStack_.size() - depth];
+  if (entry.column == 0) entry.column = column;
+}
+
+std::optional<std::string_view> Interpreter::sourceLine(const std::string& file, int line) const {
+  const auto source = sources_.find(file);
+  if (source == sources_.end() || line < 1) return std::nullopt;
+  std::string_view rest = source->second;
+  for (int skipped = 1; skipped < line; ++skipped) {
+    const std::size_t end = rest.find('\n');
+    if (end == std::string_view::npos) return std::nullopt;
+    rest.remove_prefix(end + 1);
+  }
+  return rest.substr(0, rest.find_first_of("\r\n"));
 }
 
 std::vector<std::string> Interpreter::scriptFunctionNames() const {

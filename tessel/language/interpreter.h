@@ -73,6 +73,7 @@ struct StackEntry {
   std::string file;
   std::string name;
   int line;
+  int column = 0;  ///< 0 where it is not known
 };
 
 /// An error as `catch err` sees it.
@@ -132,6 +133,8 @@ class Interpreter {
   /// Raises `error` again, at the place where it arose first.
   [[noreturn]] void raiseAgain(ErrorRecord error);
   std::vector<StackEntry> callStack() const;
+  /// A line of a program that was loaded last under the name `file`, from 1; nothing where there is none.
+  std::optional<std::string_view> sourceLine(const std::string& file, int line) const;
   /// Is a value true as a condition: not empty and without a zero? Raises "Tessel:nologicalnan" and
   /// "Tessel:conditionNotLogical".
   bool isTrue(const Value& condition) {
@@ -258,6 +261,10 @@ class Interpreter {
   void keepErrorStack() noexcept;
 
   ErrorRecord recordCurrentException();
+  /// Keeps where the error that is on its way arose in the innermost function; what is kept already stays.
+  void noteColumn(int column) noexcept;
+  template <class Action>
+  auto located(int column, const Action& action);
   void runInWorkspace(const std::function<void()>& action);
 
   SymbolTable workspaceSymbols_;
@@ -283,6 +290,9 @@ class Interpreter {
   ErrorRecord lastError_;
   /// Where the error on its way arose; empty until a function has been left.
   std::vector<StackEntry> errorStack_;
+  /// Of the innermost function, as long as that has not been left.
+  int errorColumn_ = 0;
+  std::unordered_map<std::string, std::string> sources_;
 };
 
 }  // namespace tessel

@@ -152,23 +152,27 @@ Arrays Interpreter::callNamed(const NameReference& name, const Steps& steps, int
 
 Arrays Interpreter::callWithArguments(const NameReference& name, const IndexStep* arguments, int outputCount) {
   const FunctionCode* code = findScriptFunction(name);
-  if (!code) return callHost(name.name, arguments, arraysFrom(evaluateArguments(arguments)), outputCount);
-  return runFunction(
-      *code, [&](CallFrame& frame) { giveArguments(arguments, frame); }, outputCount, collectOutputs);
+  return located(name.name.column, [&] {
+    if (!code) return callHost(name.name, arguments, arraysFrom(evaluateArguments(arguments)), outputCount);
+    return runFunction(
+        *code, [&](CallFrame& frame) { giveArguments(arguments, frame); }, outputCount, collectOutputs);
+  });
 }
 
 Value Interpreter::valueOfCall(const NameReference& name, const IndexStep* arguments) {
-  if (const FunctionCode* code = findScriptFunction(name)) {
-    return runFunction(
-        *code, [&](CallFrame& frame) { giveArguments(arguments, frame); }, 1, firstOutput);
-  }
-  Values inputs;
-  forEachArgument(arguments, [&](Value&& value) { inputs.push_back(std::move(value)); });
-  if (const FunctionInfo* function = name.name.function()) {
-    if (const auto result = scalarResult(*function, inputs)) return Value(*result);
-  }
-  Arrays results = callHost(name.name, arguments, arraysFrom(std::move(inputs)), 1);
-  return results.empty() ? Value() : Value(std::move(results[0]));
+  return located(name.name.column, [&]() -> Value {
+    if (const FunctionCode* code = findScriptFunction(name)) {
+      return runFunction(
+          *code, [&](CallFrame& frame) { giveArguments(arguments, frame); }, 1, firstOutput);
+    }
+    Values inputs;
+    forEachArgument(arguments, [&](Value&& value) { inputs.push_back(std::move(value)); });
+    if (const FunctionInfo* function = name.name.function()) {
+      if (const auto result = scalarResult(*function, inputs)) return Value(*result);
+    }
+    Arrays results = callHost(name.name, arguments, arraysFrom(std::move(inputs)), 1);
+    return results.empty() ? Value() : Value(std::move(results[0]));
+  });
 }
 
 /// Calls the method of one of the inputs, or else the function of the host.

@@ -122,10 +122,12 @@ Value Interpreter::evaluateNode(const BinaryOperation& node) {
 
 Value Interpreter::callOperator(const MemberName& method, Arrays&& operands) {
   const CallDepth depth(*this);
-  Arrays results = callMember(method, std::move(operands));
-  if (results.empty())
-    raiseError("Tessel:noValue", fmt::format("The operator '{}' gives no value.", method.text()));
-  return Value(std::move(results[0]));
+  return located(method.column, [&] {
+    Arrays results = callMember(method, std::move(operands));
+    if (results.empty())
+      raiseError("Tessel:noValue", fmt::format("The operator '{}' gives no value.", method.text()));
+    return Value(std::move(results[0]));
+  });
 }
 
 Range Interpreter::evaluateRange(const RangeExpression& node) {

@@ -57,8 +57,10 @@ IndexLevel::Kind levelKind(const IndexStep& step) {
 
 Arrays Interpreter::evaluateIndexed(const IndexExpression& node, int outputCount) {
   const bool isVariable = frame_->slots[node.base.slot].isDefined();
-  Arrays results = isVariable ? referenceVariable(node.base.slot, node.steps, outputCount)
-                              : callNamed(node.base, node.steps, outputCount);
+  Arrays results = located(node.base.name.column, [&] {
+    return isVariable ? referenceVariable(node.base.slot, node.steps, outputCount)
+                      : callNamed(node.base, node.steps, outputCount);
+  });
   const bool mayBeNothing = outputCount == 0 || node.steps.back().kind != IndexStep::Kind::Paren;
   if (results.empty() && !mayBeNothing)
     raiseError("Tessel:noValue", "'" + node.base.name.text() + "' gives no value.");

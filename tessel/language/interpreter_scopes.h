@@ -120,6 +120,17 @@ auto Interpreter::inFrame(Frame& frame, const Action& action) {
   }
 }
 
+/// Performs `action`, which stands at `column` of the line that is being executed.
+template <class Action>
+auto Interpreter::located(int column, const Action& action) {
+  try {
+    return action();
+  } catch (...) {
+    noteColumn(column);
+    throw;
+  }
+}
+
 /// Takes the array out of a variable, so that it is not shared and can be changed in place, and puts it back.
 class Interpreter::BorrowedVariable {
  public:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <utility>
 
 namespace tessel {
 namespace {
@@ -46,6 +47,35 @@ constexpr Spelling kSymbols[] = {
     {">", TokenKind::Greater},       {"&", TokenKind::And},         {"|", TokenKind::Or},
 };
 
+/// Characters that typesetting puts in place of those of the language.
+constexpr std::pair<std::string_view, std::string_view> kForeign[] = {
+    {"\u2018", "' (apostrophe)"},
+    {"\u2019", "' (apostrophe)"},
+    {"\u201C", "\" (quotation mark)"},
+    {"\u201D", "\" (quotation mark)"},
+    {"\u201E", "\" (quotation mark)"},
+    {"\u00AB", "\" (quotation mark)"},
+    {"\u00BB", "\" (quotation mark)"},
+    {"`", "' (apostrophe)"},
+    {"\u2212", "- (hyphen)"},
+    {"\u2013", "- (hyphen)"},
+    {"\u2014", "- (hyphen)"},
+    {"\u00D7", "*"},
+    {"\u00B7", "*"},
+    {"\u00F7", "/"},
+    {"\u2264", "<="},
+    {"\u2265", ">="},
+    {"\u2260", "~="},
+    {"\u00B2", "^2"},
+    {"\u00B3", "^3"},
+    {"\u03C0", "pi"},
+    {"\u221E", "Inf"},
+    {"\u2026", "... (three points)"},
+    {"\u00A0", "a blank"},
+    {"\u202F", "a blank"},
+    {"\u00AC", "~"},
+};
+
 const Spelling* findKeyword(std::string_view text) {
   const auto* found = std::find_if(std::begin(kKeywords), std::end(kKeywords),
                                    [&](const Spelling& keyword) { return keyword.text == text; });
@@ -58,7 +88,10 @@ bool isWordCharacter(char c) { return isLetter(c) || isDigit(c) || c == '_'; }
 
 class Lexer {
  public:
-  explicit Lexer(std::string_view source) : source_(source) {}
+  explicit Lexer(std::string_view source) : source_(source) {
+    constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+    if (source_.starts_with(kByteOrderMark)) position_ = lineStart_ = kByteOrderMark.size();
+  }
 
   TokenList run() {
     while (skipBlanks(), position_ < source_.size()) lexToken();
@@ -116,6 +149,8 @@ class Lexer {
         spaceBefore_ = true;
       } else if (c == '%') {
         isAloneOnLine("%{") ? skipBlockComment() : skipComment();
+      } else if (c == '#') {
+        skipComment();
       } else if (startsWith("...")) {
         position_ += restOfLine().size();
         spaceBefore_ = true;
@@ -261,7 +296,22 @@ class Lexer {
       isAfterParameters_ = endsParameters;
       return;
     }
-    fail("Unexpected character.", position_);
+    failAtCharacter();
+  }
+
+  [[noreturn]] void failAtCharacter() const {
+    for (const auto& [character, instead] : kForeign) {
+      if (startsWith(character))
+        fail("Unexpected character '" + std::string(character) + "': write " + std::string(instead) + ".",
+             position_);
+    }
+    // All bytes of a character beyond ASCII; a byte that shows nothing by its code.
+    std::size_t end = position_ + 1;
+    while (end < source_.size() && (source_[end] & 0xC0) == 0x80) ++end;
+    const std::string text(source_.substr(position_, end - position_));
+    const auto code = static_cast<unsigned char>(text[0]);
+    if (code >= ' ' && code != 0x7F) fail("Unexpected character '" + text + "'.", position_);
+    fail("Unexpected character with the code " + std::to_string(code) + ".", position_);
   }
 
   /// Keeps account of open brackets; true when `kind` closes the parameters of an anonymous function, behind

@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 #include "tessel/language/expression_parser.h"
+#include "tessel/language/replaced.h"
 
 namespace tessel {
 namespace {
@@ -55,6 +56,7 @@ class Parser : private ExpressionParser {
     const Nesting nesting(*this);
     Statement statement;
     statement.line = lineOf(current());
+    const Replaced<int> line(statementLine_, current().line);
     switch (current().kind) {
       case TokenKind::If: statement.node = parseIf(); break;
       case TokenKind::While: statement.node = parseWhile(); break;
@@ -83,7 +85,40 @@ class Parser : private ExpressionParser {
     return {};
   }
 
+  /// `format long`: two words where no expression has them. The words behind the first are texts.
+  bool isCommand() const {
+    const Token& next = ahead();
+    if (!isAt(TokenKind::Name) || !next.spaceBefore || next.line != current().line) return false;
+    const bool isWord = next.kind == TokenKind::Name || isKeyword(wordOf(next));
+    if (current().text != "help" || isWord) return isWord;
+    const TokenKind last = ahead(2).kind;
+    return next.kind > TokenKind::At && next.kind != TokenKind::Assign &&
+           (last == TokenKind::NewLine || last == TokenKind::EndOfText);
+  }
+
+  ExpressionPtr parseCommand() {
+    NameReference command{current().text, variables().slotOf(current().text)};
+    command.name.column = columnOf(take());
+    IndexStep words{IndexStep::Kind::Paren, {}, {}, false};
+    while (!isAtAny({TokenKind::NewLine, TokenKind::Comma, TokenKind::Semicolon, TokenKind::EndOfText})) {
+      const Token& first = take();
+      while (!current().spaceBefore &&
+             !isAtAny({TokenKind::NewLine, TokenKind::Comma, TokenKind::Semicolon, TokenKind::EndOfText}))
+        take();
+      const std::string_view text = source_.substr(first.begin, previous().end - first.begin);
+      words.arguments.push_back(make(Constant{Value(HostArray::text(text))}));
+    }
+    std::vector<IndexStep> steps;
+    steps.push_back(std::move(words));
+    return make(IndexExpression{std::move(command), std::move(steps)}, 2);
+  }
+
   void parseSimple(Statement& statement) {
+    if (isCommand()) {
+      ExpressionPtr command = parseCommand();
+      statement.node = ExpressionStatement{std::move(command), isAt(TokenKind::Semicolon)};
+      return;
+    }
     if (isAt(TokenKind::LeftBracket) && isTargetList()) {
       statement.node = finishAssignment(parseTargetList());
       return;

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "tessel/messages.h"
+#include "tessel/runtime/terminal.h"
 
 namespace tessel {
 
@@ -30,10 +31,12 @@ void print(std::string_view text) {
     raiseError("Tessel:outputLost", "The output could not be written.");
 }
 
+bool hasTerminalConsole() { return innermostRedirect == nullptr && isatty(STDOUT_FILENO) == 1; }
+
 std::size_t lineWidth() {
   winsize size{};
-  const bool isTerminal = innermostRedirect == nullptr && isatty(STDOUT_FILENO) == 1;
-  if (!isTerminal || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return kUsualWidth;
+  if (!hasTerminalConsole() || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
+    return kUsualWidth;
   return size.ws_col;
 }
 

@@ -26,6 +26,8 @@ class MemberName {
  public:
   MemberName(std::string name = {}) : name_(std::move(name)) {}
   const std::string& text() const { return name_; }
+  /// Where it stands in its line, from 1; 0 where nobody knows.
+  int column = 0;
   /// The class's method, or null.
   const MethodInfo* methodOf(const HostClass& hostClass) const { return found(hostClass).method; }
   /// The registered function, or null.

@@ -1,13 +1,20 @@
 #include "tessel/runtime/elements.h"
 
 #include "tessel/messages.h"
+#include "tessel/objects.h"
 #include "tessel/runtime/convert.h"
+#include "tessel/runtime/dispatch.h"
+#include "tessel/runtime/display.h"
 
 namespace tessel {
 
 void raiseUndefinedFor(std::string_view function, const HostArray& argument) {
-  raiseError("Tessel:UndefinedFunction", "Undefined function '" + std::string(function) +
-                                             "' for input arguments of type '" + argument.className() + "'.");
+  std::string text = "Undefined function '" + std::string(function) + "' for input arguments of type '" +
+                     argument.className() + "'.";
+  const HostClass* hostClass = objectClass(argument);
+  if (hostClass && hostClass->findProperty("double"))
+    text += " It takes numbers: " + std::string(function) + "(a.double).";
+  raiseError("Tessel:UndefinedFunction", text);
 }
 
 void raiseComplexNotAllowed(std::string_view function) {
@@ -38,9 +45,13 @@ ArrayClass arithmeticClass(std::string_view function, const HostArray& a, const 
   return std::max(left, right);  // Double < Single
 }
 
+void raiseSizesDiffer(const HostArray& a, const HostArray& b) {
+  raiseError("Tessel:dimagree", "Matrix dimensions must agree: " + sizeText(a) + " and " + sizeText(b) + ".");
+}
+
 const Dimensions& commonSize(const HostArray& a, const HostArray& b) {
   if (a.isScalar()) return b.dims();
-  if (!b.isScalar() && a.dims() != b.dims()) raiseError("Tessel:dimagree", "Matrix dimensions must agree.");
+  if (!b.isScalar() && a.dims() != b.dims()) raiseSizesDiffer(a, b);
   return a.dims();
 }
 

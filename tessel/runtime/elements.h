@@ -22,6 +22,8 @@ namespace tessel {
 static_assert(std::numeric_limits<long double>::digits >= 64,
               "64-bit integers need a type that holds them exactly");
 
+/// Raises "Tessel:dimagree" with the sizes of both.
+[[noreturn]] void raiseSizesDiffer(const HostArray& a, const HostArray& b);
 /// Raises "Tessel:UndefinedFunction" / "Undefined function 'NAME' for input arguments of type 'CLASS'.".
 [[noreturn]] void raiseUndefinedFor(std::string_view function, const HostArray& argument);
 /// Refuses what is neither numeric nor logical nor char, with the error above.

@@ -341,6 +341,17 @@ void deleteSlices(HostArray& array, const Arrays& subscripts) {
   array = gathered(array, combined(kept, extents), countsOf(kept));
 }
 
+[[noreturn]] void raiseBadIndex(std::size_t position, std::size_t dimension, const Dimensions& extents) {
+  const std::string extent = std::to_string(extents[dimension]);
+  const std::string number = std::to_string(dimension + 1);
+  const std::string place = extents.size() == 1  ? extent + " elements"
+                            : extents.size() > 2 ? extent + " in dimension " + number
+                            : dimension == 0     ? extent + " rows"
+                                                 : extent + " columns";
+  raiseError("Tessel:badindex",
+             "Index exceeds matrix dimensions: " + std::to_string(position) + " of " + place + ".");
+}
+
 }  // namespace
 
 HostArray subsref(const HostArray& array, const Arrays& subscripts) {
@@ -350,7 +361,7 @@ HostArray subsref(const HostArray& array, const Arrays& subscripts) {
   const Dimensions extents = folded(array.dims(), subscripts.size());
   const std::vector<Positions> positions = readSubscripts(subscripts, extents);
   for (std::size_t d = 0; d < positions.size(); ++d) {
-    if (positions[d].needed > extents[d]) raiseError("Tessel:badindex", "Index exceeds matrix dimensions.");
+    if (positions[d].needed > extents[d]) raiseBadIndex(positions[d].needed, d, extents);
   }
   if (subscripts.size() == 1) {
     return gathered(array, positions[0], linearShape(array, subscripts[0], positions[0].count));

@@ -123,7 +123,8 @@ Arrays fieldContents(const HostArray& array, const std::string& field) {
                                                     "', which has no fields.");
   }
   if (!array.hasField(field)) {
-    raiseError("Tessel:nonExistentField", "Reference to non-existent field '" + field + "'.");
+    raiseError("Tessel:nonExistentField",
+               "Reference to non-existent field '" + field + "'." + suggestion(field, array.fieldNames()));
   }
   Arrays contents;
   for (std::size_t i = 0; i < array.numel(); ++i) contents.push_back(array.fieldAt(field, i));

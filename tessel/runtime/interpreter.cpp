@@ -92,7 +92,12 @@ LanguageHooks& language() {
 
 const FunctionInfo& requireFound(const FunctionInfo* function, std::string_view name) {
   if (function == nullptr) {
-    raiseError("Tessel:UndefinedFunction", "Undefined function or variable '" + std::string(name) + "'.");
+    std::vector<std::string> known = registry().names();
+    if (language().names) {
+      for (std::string& own : language().names()) known.push_back(std::move(own));
+    }
+    raiseError("Tessel:UndefinedFunction",
+               "Undefined function or variable '" + std::string(name) + "'." + suggestion(name, known));
   }
   return *function;
 }

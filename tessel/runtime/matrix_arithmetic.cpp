@@ -1,4 +1,5 @@
 #include "tessel/runtime/matrix_arithmetic.h"
+#include "tessel/runtime/display.h"
 
 #include <fmt/format.h>
 
@@ -275,7 +276,10 @@ HostArray mtimes(const HostArray& a, const HostArray& b) {
   const ArrayClass resultClass = arithmeticClass("mtimes", a, b);
   require2D("mtimes", a);
   require2D("mtimes", b);
-  if (a.dim(1) != b.dim(0)) raiseError("Tessel:innerdim", "Inner matrix dimensions must agree.");
+  if (a.dim(1) != b.dim(0)) {
+    raiseError("Tessel:innerdim",
+               "Inner matrix dimensions must agree: " + sizeText(a) + " and " + sizeText(b) + ".");
+  }
   if (isIntegerClass(resultClass)) return integerProduct(a, b, resultClass);
   return floatProduct(a, b, {libraryInt(a.dim(0)), libraryInt(a.dim(1)), libraryInt(b.dim(1))}, resultClass);
 }
@@ -286,7 +290,7 @@ HostArray mldivide(const HostArray& a, const HostArray& b) {
   if (isIntegerClass(resultClass)) raiseUndefinedFor("mldivide", a.isInteger() ? a : b);
   require2D("mldivide", a);
   require2D("mldivide", b);
-  if (a.dim(0) != b.dim(0)) raiseError("Tessel:dimagree", "Matrix dimensions must agree.");
+  if (a.dim(0) != b.dim(0)) raiseSizesDiffer(a, b);
   return a.isComplex() || b.isComplex() ? solve<Complex>(a, b, resultClass) : solve<double>(a, b, resultClass);
 }
 

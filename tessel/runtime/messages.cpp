@@ -1,8 +1,12 @@
 #include "tessel/messages.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <map>
 #include <utility>
+
+#include "tessel/runtime/terminal.h"
 
 namespace tessel {
 
@@ -41,7 +45,8 @@ void warn(std::string_view identifier, std::string_view text) {
   if (warningHandler()) return warningHandler()(lastWarning());
   // What was printed before the warning stands before it where both streams go to one place.
   std::fflush(stdout);
-  std::fprintf(stderr, "Warning: %s\n", lastWarning().text.c_str());
+  std::fprintf(stderr, "%s %s\n", coloured("Warning:", Colour::Yellow, STDERR_FILENO).c_str(),
+               lastWarning().text.c_str());
 }
 
 Warning& lastWarning() {

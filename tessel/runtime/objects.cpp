@@ -117,8 +117,11 @@ HostArray checkedEnumeration(const Target& target, const EnumeratedType& type, c
   for (const auto& entry : type.values) accepted += (accepted.empty() ? "'" : ", '") + entry.first + "'";
   const std::string given =
       value.isText() ? "'" + value.toText() + "'" : "A value of class '" + value.className() + "'";
+  std::vector<std::string> texts;
+  for (const auto& entry : type.values) texts.push_back(entry.first);
+  const std::string near = value.isText() ? suggestion(value.toText(), texts) : "";
   raiseError("Tessel:invalidEnumValue",
-             given + " is not a value of " + target.text() + ". The values are " + accepted + ".");
+             given + " is not a value of " + target.text() + "." + near + " The values are " + accepted + ".");
 }
 
 HostArray checkedObject(const Target& target, const HostArray& value) {
@@ -154,6 +157,17 @@ HostArray checkedValue(const Target& target, const HostArray& value) {
   return checkedObject(target, value);
 }
 
+std::vector<std::string> memberNames(const HostClass& hostClass) {
+  std::vector<std::string> names;
+  for (const PropertyInfo* property : hostClass.properties()) {
+    if (!property->hidden) names.push_back(property->name);
+  }
+  for (const MethodInfo* method : hostClass.methods()) {
+    if (!method->hidden) names.push_back(method->function.name);
+  }
+  return names;
+}
+
 /// The class of a scalar object and its property of that name.
 Target requireProperty(const HostArray& object, std::string_view name) {
   const HostClass* hostClass = objectClass(object);
@@ -164,8 +178,9 @@ Target requireProperty(const HostArray& object, std::string_view name) {
   }
   const PropertyInfo* property = hostClass->findProperty(name);
   if (property == nullptr) {
-    raiseError("Tessel:noSuchProperty",
-               "Class '" + hostClass->qualifiedName() + "' has no property '" + std::string(name) + "'.");
+    raiseError("Tessel:noSuchProperty", "Class '" + hostClass->qualifiedName() + "' has no property '" +
+                                            std::string(name) + "'." +
+                                            suggestion(name, memberNames(*hostClass)));
   }
   return {*property, *hostClass};
 }

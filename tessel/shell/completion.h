@@ -12,4 +12,13 @@ namespace tessel {
 /// methods of a variable or the classes of a package.
 std::vector<std::string> completions(Interpreter& interpreter, const std::string& word);
 
+/// Is the end of `line` inside a text literal?
+bool endsInText(const std::string& line);
+
+/// What can complete `word`, the end of a text literal that is an argument of a call: behind the name of a
+/// property with enumerated values these, else the properties of the class that the function makes or `set` is
+/// to change. `before` is the line up to the word.
+std::vector<std::string> textCompletions(Interpreter& interpreter, const std::string& before,
+                                         const std::string& word);
+
 }  // namespace tessel

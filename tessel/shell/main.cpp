@@ -13,6 +13,7 @@
 
 #include "tessel/language/builtins/support.h"
 #include "tessel/language/interpreter.h"
+#include "tessel/messages.h"
 #include "tessel/module.h"
 #include "tessel/runtime/interruption.h"
 #include "tessel/shell/interrupts.h"
@@ -26,6 +27,7 @@ struct Options {
   std::string text;
   bool hasText = false;
   bool withoutModule = false;
+  bool isInteractive = false;  ///< a prompt follows the program
   /// The script and its arguments; the arguments alone when there is a text.
   std::vector<std::string> rest;
 };
@@ -42,7 +44,14 @@ void provideArguments(std::vector<std::string> arguments) {
   registerFunction(std::move(info));
 }
 
+bool runInput(Interpreter& interpreter) {
+  const std::string source{std::istreambuf_iterator<char>(std::cin), {}};
+  return runProgram(interpreter, source, "stdin");
+}
+
+/// A script, or for "-" the program on standard input.
 bool runScript(Interpreter& interpreter, const std::string& file) {
+  if (file == "-") return runInput(interpreter);
   const auto source = readProgram(file);
   return source && runProgram(interpreter, *source, file);
 }
@@ -51,16 +60,19 @@ bool runOptions(Interpreter& interpreter, Options options) {
   const bool isScript = !options.hasText && !options.rest.empty();
   const auto firstArgument = options.rest.begin() + (isScript ? 1 : 0);
   provideArguments({firstArgument, options.rest.end()});
-  const bool isPrompt = !options.hasText && !isScript && isatty(STDIN_FILENO);
-  if (isPrompt) {
-    runPrompt(interpreter);
-    return true;
-  }
-  endOnInterrupt();
-  if (options.hasText) return runProgram(interpreter, options.text, "-e");
-  if (isScript) return runScript(interpreter, options.rest[0]);
-  const std::string source{std::istreambuf_iterator<char>(std::cin), {}};
-  return runProgram(interpreter, source, "stdin");
+  const bool isProgram = options.hasText || isScript;
+  const bool isPrompt = options.isInteractive || (!isProgram && isatty(STDIN_FILENO));
+  if (!isPrompt) endOnInterrupt();
+  bool isDone = true;
+  if (options.hasText)
+    isDone = runProgram(interpreter, options.text, "-e");
+  else if (isScript)
+    isDone = runScript(interpreter, options.rest[0]);
+  else if (!isPrompt)
+    isDone = runInput(interpreter);
+  if (!isPrompt) return isDone;
+  runPrompt(interpreter);
+  return true;
 }
 
 /// The exit status of a program that ends with `status`, once all that it printed is written. An error has been
@@ -98,14 +110,21 @@ int main(int argc, char** argv) {
   CLI::Option* text =
       app.add_option("-e", options.text, "Execute TEXT instead of a script")->option_text("TEXT");
   app.add_flag("--no-module", options.withoutModule, "Start without the module qfcore");
-  app.footer("A script and its arguments stand last: tessel [OPTIONS] [SCRIPT.tsl [ARGUMENT...]].");
+  app.add_flag("-i", options.isInteractive, "Open a prompt after the program, with its variables");
+  app.footer(
+      "A script and its arguments stand last: tessel [OPTIONS] [SCRIPT.tsl [ARGUMENT...]]. The script '-' is "
+      "read\n"
+      "from standard input. The status is 0; 1 after an error; 130 after an interruption; that of "
+      "exit(status).");
   app.prefix_command();
   CLI11_PARSE(app, argc, argv);
   options.hasText = text->count() > 0;
   options.rest = app.remaining();
   // What the parser does not know counts as the script; an option it does not know is a mistake.
-  if (!options.hasText && !options.rest.empty() && options.rest[0].starts_with("-")) {
-    tessel::printError("The option '" + options.rest[0] + "' is not known.");
+  if (!options.hasText && !options.rest.empty() && options.rest[0].starts_with("-") && options.rest[0] != "-") {
+    const std::vector<std::string> known{"-e", "-i", "--no-module", "--version", "--help"};
+    tessel::printError("The option '" + options.rest[0] + "' is not known." +
+                       tessel::suggestion(options.rest[0], known));
     return 1;
   }
   // Writing to a closed pipe is an error like others, not the silent end of the process.

@@ -1,9 +1,12 @@
 #include "tessel/shell/prompt.h"
 
+#include <sys/stat.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <utility>
@@ -47,34 +50,92 @@ std::optional<std::string> readLine(const char* prompt) {
   if (!line) return std::nullopt;
   std::string text = line;
   std::free(line);
-  if (!text.empty()) add_history(text.c_str());
   return text;
 }
 
-/// Runs `text` unless more lines can complete it; returns whether it is done with.
-bool tryToRun(Interpreter& interpreter, const std::string& text) {
+/// What is typed, kept from one session to the next in the file that the environment variable TESSEL_HISTORY
+/// names, or else in the user's folder; an empty name keeps nothing.
+class History {
+ public:
+  History() : file_(fileName()) {
+    using_history();
+    stifle_history(kMostEntries);
+    // Entries of several lines stay together only where times stand between the entries.
+    history_comment_char = '#';
+    history_write_timestamps = 1;
+    if (!file_.empty()) read_history(file_.c_str());
+  }
+
+  /// A statement with all its lines, without the line end behind it.
+  void add(std::string text) {
+    while (text.ends_with('\n')) text.pop_back();
+    if (text.find_first_not_of(" \t\n") == std::string::npos) return;
+    const HIST_ENTRY* last = history_length > 0 ? history_get(history_base + history_length - 1) : nullptr;
+    if (last && text == last->line) return;
+    add_history(text.c_str());
+    add_history_time(("#" + std::to_string(std::time(nullptr))).c_str());
+    save();
+  }
+
+ private:
+  static constexpr int kMostEntries = 2000;
+
+  static std::string fileName() {
+    if (const char* chosen = std::getenv("TESSEL_HISTORY")) return chosen;
+    const char* home = std::getenv("HOME");
+    return home && *home ? std::string(home) + "/.tessel_history" : "";
+  }
+
+  /// Written at once: a session that ends by `exit` or a signal keeps what was typed. Sessions beside each
+  /// other add to one file.
+  void save() const {
+    if (file_.empty()) return;
+    const mode_t before = umask(S_IRWXG | S_IRWXO);
+    if (append_history(1, file_.c_str()) != 0) write_history(file_.c_str());
+    umask(before);
+  }
+
+  std::string file_;
+};
+
+/// Runs `text` unless more lines can complete it; returns whether it is done with. What is done with goes into
+/// the history before it runs, since it may end the session.
+bool tryToRun(Interpreter& interpreter, const std::string& text, History& history) {
   try {
-    runLoaded(interpreter, interpreter.load(text, kPromptFile));
+    const Program program = interpreter.load(text, kPromptFile);
+    history.add(text);
+    runLoaded(interpreter, program);
   } catch (const SyntaxError& error) {
     if (error.isUnfinished()) return false;
-    printError(error, kPromptFile);
+    history.add(text);
+    printError(interpreter, error, kPromptFile);
   }
   return true;
 }
 
-char* nextCompletion(const char* word, int state) {
-  static std::vector<std::string> candidates;
+/// What ends a word for completion; inside a text its beginning alone, so that names of files are whole.
+char* breakCharacters() {
+  static char usual[] = " \t\n()[]{},;:=+-*/\\^<>~&|@'\"", insideText[] = "'\"";
+  return endsInText({rl_line_buffer, static_cast<std::size_t>(rl_point)}) ? insideText : usual;
+}
+
+std::vector<std::string> candidates;
+
+char* nextCompletion(const char*, int state) {
   static std::size_t next = 0;
-  if (state == 0) {
-    candidates = completions(*promptInterpreter, word);
-    next = 0;
-  }
+  if (state == 0) next = 0;
   return next < candidates.size() ? strdup(candidates[next++].c_str()) : nullptr;
 }
 
-char** complete(const char* word, int, int) {
+/// Inside a text the values or names that its call takes, or else names of files.
+char** complete(const char* word, int start, int) {
   rl_completion_append_character = '\0';
-  return rl_completion_matches(word, nextCompletion);
+  const std::string before(rl_line_buffer, static_cast<std::size_t>(start));
+  const bool isText = endsInText(before);
+  candidates =
+      isText ? textCompletions(*promptInterpreter, before, word) : completions(*promptInterpreter, word);
+  rl_attempted_completion_over = isText && candidates.empty() ? 0 : 1;
+  return candidates.empty() ? nullptr : rl_completion_matches(word, nextCompletion);
 }
 
 }  // namespace
@@ -83,15 +144,16 @@ void runPrompt(Interpreter& interpreter) {
   promptInterpreter = &interpreter;
   rl_attempted_completion_function = complete;
   rl_signal_event_hook = startAnew;
-  rl_completer_word_break_characters = " \t\n()[]{},;:=+-*/\\^<>~&|@'\"";
+  rl_completion_word_break_hook = breakCharacters;
   struct sigaction action {};
   action.sa_handler = onInterrupt;
   sigaction(SIGINT, &action, nullptr);
+  History history;
   std::string text;
   while (const auto line = readLine(text.empty() ? kPrompt : "   ")) {
     if (std::exchange(wasInterrupted, 0) != 0) text.clear();
     text += *line + '\n';
-    if (tryToRun(interpreter, text)) text.clear();
+    if (tryToRun(interpreter, text, history)) text.clear();
   }
   if (!text.empty()) runProgram(interpreter, text, kPromptFile);
   std::fputc('\n', stdout);

@@ -1,22 +1,87 @@
 #include "tessel/shell/session.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 
 #include <fmt/format.h>
 #include "tessel/language/files.h"
+#include "tessel/runtime/terminal.h"
 
 namespace tessel {
 
-void printError(std::string_view text, const std::string& place) {
-  std::fflush(stdout);
-  std::string line = fmt::format("Error: {}", text);
-  if (!place.empty()) line += fmt::format(" ({})", place);
-  line += '\n';
-  std::fwrite(line.data(), 1, line.size(), stderr);
+namespace {
+
+/// The columns up to `column` as blanks, tabulators as they are, so that what follows stands below.
+std::string blanksBefore(std::string_view line, std::size_t column) {
+  std::string blanks;
+  for (const char c : line.substr(0, column - 1)) {
+    const bool continuesCharacter = (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+    if (!continuesCharacter) blanks += c == '\t' ? '\t' : ' ';
+  }
+  return blanks;
 }
 
-void printError(const SyntaxError& error, const std::string& file) {
-  printError(error.what(), fmt::format("{}:{}:{}", file, error.line(), error.column()));
+/// A line of a program with a caret below one of its columns.
+std::string markedLine(std::string_view line, int column) {
+  const auto mark = std::min(static_cast<std::size_t>(column), line.size() + 1);
+  return fmt::format("  {}\n  {}^\n", line, blanksBefore(line, mark));
+}
+
+std::string placeText(const StackEntry& entry, int column) {
+  return column > 0 ? fmt::format("{}:{}:{}", entry.file, entry.line, column)
+                    : fmt::format("{}:{}", entry.file, entry.line);
+}
+
+/// The lines of a deep recursion say nothing after a few.
+constexpr std::size_t kCallsShown = 10;
+
+std::string callsText(const std::vector<StackEntry>& stack) {
+  std::string text;
+  const std::size_t shown = std::min(stack.size(), kCallsShown + 1);
+  for (std::size_t k = 1; k < shown; ++k) {
+    if (stack[k].file == kPromptFile) continue;
+    const bool isFunction = k + 1 < stack.size();
+    text += fmt::format("  called from {}{}\n", placeText(stack[k], stack[k].column),
+                        isFunction ? " in " + stack[k].name : "");
+  }
+  if (shown < stack.size()) text += fmt::format("  and from {} more\n", stack.size() - shown);
+  return text;
+}
+
+}  // namespace
+
+void printError(std::string_view text, const std::string& place, std::string_view details) {
+  std::fflush(stdout);
+  std::string lines = coloured("Error:", Colour::Red, STDERR_FILENO) + fmt::format(" {}", text);
+  if (!place.empty()) lines += fmt::format(" ({})", place);
+  lines += '\n';
+  lines += details;
+  std::fwrite(lines.data(), 1, lines.size(), stderr);
+}
+
+namespace {
+
+/// Errors of what was typed last name no place: the line stands right above.
+void printRunError(const Interpreter& interpreter, const ErrorRecord& error) {
+  if (error.stack.empty() || error.stack[0].file == kPromptFile) return printError(error.text);
+  const StackEntry& entry = error.stack[0];
+  const auto line = interpreter.sourceLine(entry.file, entry.line);
+  const std::size_t first = line ? line->find_first_not_of(" \t") : std::string_view::npos;
+  const int column =
+      entry.column > 0 || first == std::string_view::npos ? entry.column : static_cast<int>(first) + 1;
+  std::string place = placeText(entry, column);
+  if (error.stack.size() > 1) place += " in " + entry.name;
+  printError(error.text, place, (line && column > 0 ? markedLine(*line, column) : "") + callsText(error.stack));
+}
+
+}  // namespace
+
+void printError(const Interpreter& interpreter, const SyntaxError& error, const std::string& file) {
+  const auto line = interpreter.sourceLine(file, error.line());
+  printError(error.what(), fmt::format("{}:{}:{}", file, error.line(), error.column()),
+             line ? markedLine(*line, error.column()) : "");
 }
 
 bool runLoaded(Interpreter& interpreter, const Program& program) {
@@ -24,9 +89,7 @@ bool runLoaded(Interpreter& interpreter, const Program& program) {
     interpreter.run(program);
     return true;
   } catch (const HostError&) {
-    const ErrorRecord& error = interpreter.lastError();
-    const bool hasPlace = !error.stack.empty() && error.stack[0].file != kPromptFile;
-    printError(error.text, hasPlace ? fmt::format("{}:{}", error.stack[0].file, error.stack[0].line) : "");
+    printRunError(interpreter, interpreter.lastError());
   }
   return false;
 }
@@ -35,7 +98,7 @@ bool runProgram(Interpreter& interpreter, std::string_view source, const std::st
   try {
     return runLoaded(interpreter, interpreter.load(source, file));
   } catch (const SyntaxError& error) {
-    printError(error, file);
+    printError(interpreter, error, file);
   }
   return false;
 }

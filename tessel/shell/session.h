@@ -13,12 +13,14 @@ namespace tessel {
 /// What the prompt calls the text that a user types; errors there name no place.
 inline constexpr const char* kPromptFile = "prompt";
 
-/// Prints "Error: TEXT (PLACE)" on standard error, after what was printed before; an empty place is left out.
-void printError(std::string_view text, const std::string& place = {});
-/// Prints a syntax error with file, line and column.
-void printError(const SyntaxError& error, const std::string& file);
+/// Prints "Error: TEXT (PLACE)" and the lines `details` on standard error, after what was printed before; an
+/// empty place is left out.
+void printError(std::string_view text, const std::string& place = {}, std::string_view details = {});
+/// Prints an error of the program `file`, which was loaded last: file, line, column, and the line with a caret.
+void printError(const Interpreter& interpreter, const SyntaxError& error, const std::string& file);
 
-/// Executes a program that has been loaded; prints its error. False after an error.
+/// Executes a program that has been loaded; prints its error with the place, the line with a caret and the
+/// calls that led there. False after an error.
 bool runLoaded(Interpreter& interpreter, const Program& program);
 /// Loads and executes a program; prints its error. False after an error.
 bool runProgram(Interpreter& interpreter, std::string_view source, const std::string& file);

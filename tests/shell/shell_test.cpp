@@ -33,6 +33,8 @@ class Shell : public testing::Test {
  protected:
   Shell() : folder_(fs::temp_directory_path() / ("tessel_shell_test_" + std::to_string(getpid()))) {
     fs::create_directories(folder_);
+    setenv("TESSEL_HISTORY", (folder_ / "history").c_str(), 1);
+    setenv("NO_COLOR", "1", 1);
   }
   ~Shell() override { fs::remove_all(folder_); }
 
@@ -73,23 +75,54 @@ TEST_F(Shell, RunsAndReports) {
       {"good.tsl", "", {"good\n     0\n", "", 0}},
       {"good.tsl one --two", "", {"good\n     2\n--two\n", "", 0}},
       {"empty.tsl", "", {"", "", 0}},
-      {"bad.tsl", "", {"before\n", "Error: two\nlines (bad.tsl:3)\n", 1}},
-      {"syntax.tsl", "", {"", "Error: ')' is missing. (syntax.tsl:2:7)\n", 1}},
+      {"bad.tsl",
+       "",
+       {"before\n",
+        "Error: two\nlines (bad.tsl:3:3 in f)\n    error('an:id', 'two\\nlines')\n    ^\n  called from "
+        "bad.tsl:7:1\n",
+        1}},
+      {"syntax.tsl",
+       "",
+       {"",
+        "Error: ')' is missing: the '(' in line 2, column 5 is open. (syntax.tsl:2:7)\n  x = (1\n        ^\n",
+        1}},
       {"missing.tsl", "", {"", "Error: Cannot open file 'missing.tsl'.\n", 1}},
       {"folder.tsl", "", {"", "Error: Cannot read file 'folder.tsl'.\n", 1}},
       {"--nosuch", "", {"", "Error: The option '--nosuch' is not known.\n", 1}},
-      {"-e \"disp(3), error('boom')\"", "", {"     3\n", "Error: boom (-e:1)\n", 1}},
+      {"-e \"disp(3), error('boom')\"",
+       "",
+       {"     3\n", "Error: boom (-e:1:10)\n  disp(3), error('boom')\n           ^\n", 1}},
       {"-e \"disp(argv{1})\" word", "", {"word\n", "", 0}},
       {"-e \"warning('w:x', 'careful'), disp('on')\"", "", {"on\n", "Warning: careful\n", 0}},
       {"-e \"try, exit(3), catch, end, disp('never')\"", "", {"", "", 3}},
-      {"-e \"exit(256)\"", "", {"", "Error: Function 'exit': the status must be from 0 to 255. (-e:1)\n", 1}},
-      {"-e \"disp(1); x = ;\"", "", {"", "Error: Unexpected ';'. (-e:1:14)\n", 1}},
+      {"-e \"exit(256)\"",
+       "",
+       {"", "Error: Function 'exit': the status must be from 0 to 255. (-e:1:1)\n  exit(256)\n  ^\n", 1}},
+      {"-e \"disp(1); x = ;\"",
+       "",
+       {"", "Error: Unexpected ';'. (-e:1:14)\n  disp(1); x = ;\n               ^\n", 1}},
       {"-e \"eval('1 +')\"",
        "",
-       {"", "Error: The program ends unexpectedly. (line 1, column 4 of the evaluated text) (-e:1)\n", 1}},
+       {"",
+        "Error: The program ends unexpectedly. (line 1, column 4 of the evaluated text) (-e:1:1)\n  eval('1 "
+        "+')\n  ^\n",
+        1}},
       {"",
        "x = 2;\ndisp(x)\nnosuch\n",
-       {"     2\n", "Error: Undefined function or variable 'nosuch'. (stdin:3)\n", 1}},
+       {"     2\n", "Error: Undefined function or variable 'nosuch'. (stdin:3:1)\n  nosuch\n  ^\n", 1}},
+      {"- one", "disp(argv{1})", {"one\n", "", 0}},
+      {"-e \"# nothing\nx = zerso(2)\"",
+       "",
+       {"",
+        "Error: Undefined function or variable 'zerso'. Did you mean 'zeros'? (-e:2:5)\n  x = zerso(2)\n      "
+        "^\n",
+        1}},
+      {"-e \"y = \u201Ca\u201D\"",
+       "",
+       {"",
+        "Error: Unexpected character '\u201C': write \" (quotation mark). (-e:1:5)\n  y = "
+        "\u201Ca\u201D\n      ^\n",
+        1}},
   };
   for (const Case& c : cases) {
     const Result result = run(c.arguments, c.input);
@@ -103,7 +136,9 @@ TEST_F(Shell, RunsAndReports) {
 TEST_F(Shell, OutputAndErrorsKeepTheirOrder) {
   write("order.tsl", "disp('a'), warning('b'), disp('c'), error('d')");
   const Result result = runCommand(kShell + "order.tsl 2>&1");
-  EXPECT_EQ(result.output, "a\nWarning: b\nc\nError: d (order.tsl:1)\n");
+  EXPECT_EQ(result.output,
+            "a\nWarning: b\nc\nError: d (order.tsl:1:37)\n  disp('a'), warning('b'), disp('c'), error('d')\n" +
+                std::string(38, ' ') + "^\n");
 }
 
 TEST_F(Shell, LostOutputIsAnError) {
@@ -115,7 +150,7 @@ TEST_F(Shell, LostOutputIsAnError) {
     EXPECT_TRUE(result.errors.starts_with(lost)) << program << result.errors;
   }
   const Result result = runCommand("{ " + kShell + "-e 'while true, disp(1), end'; echo $? >&2; } | true");
-  EXPECT_EQ(result.errors, lost + " (-e:1)\n1\n");
+  EXPECT_EQ(result.errors, lost + " (-e:1:13)\n  while true, disp(1), end\n              ^\n1\n");
 }
 
 /// A shell at a terminal.
@@ -196,6 +231,7 @@ TEST_F(Shell, PromptGathersUnfinishedBlocks) {
     place = session.find(text, place);
     ASSERT_NE(place, std::string::npos) << text << " is missing in:\n" << session;
   }
+  EXPECT_NE(readAll(folder_ / "history").find("for k = 1:2\ndisp(k * 100)\nend\n#"), std::string::npos);
 }
 
 TEST_F(Shell, VersionAndHelp) {

@@ -55,6 +55,8 @@ struct LanguageHooks {
   std::function<HostArray(const std::string&)> evaluate;
   std::function<std::vector<std::string>()> stack;
   std::function<Arrays(const FunctionValue&, Arrays inputs, int outputCount)> call;
+  /// The names of variables and functions that the program has at this place.
+  std::function<std::vector<std::string>()> names = {};
 };
 TESSEL_API void attachLanguage(LanguageHooks hooks);
 

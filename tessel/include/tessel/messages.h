@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tessel/api.h"
 
@@ -24,6 +25,10 @@ class TESSEL_API HostError : public std::runtime_error {
 
 /// Raises a host error.
 [[noreturn]] TESSEL_API void raiseError(std::string identifier, const std::string& text);
+
+/// " Did you mean 'NAME'?" with the known name that a slip of the fingers turns into `wrong`, or nothing where
+/// none is that near.
+TESSEL_API std::string suggestion(std::string_view wrong, const std::vector<std::string>& known);
 
 /// Issues a warning: one line "Warning: TEXT" on standard error, unless `identifier` is switched off. Either
 /// way it is remembered for `lastWarning`.

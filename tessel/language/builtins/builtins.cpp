@@ -21,6 +21,7 @@ void registerLanguageBuiltins(Interpreter& interpreter) {
   registerMappingBuiltins(interpreter);
   registerErrorBuiltins(interpreter);
   registerWorkspaceBuiltins(interpreter);
+  registerHelpBuiltins(interpreter);
 }
 
 }  // namespace tessel

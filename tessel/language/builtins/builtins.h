@@ -28,5 +28,6 @@ void registerEvaluationBuiltins(Interpreter& interpreter);
 void registerMappingBuiltins(Interpreter& interpreter);
 void registerErrorBuiltins(Interpreter& interpreter);
 void registerWorkspaceBuiltins(Interpreter& interpreter);
+void registerHelpBuiltins(Interpreter& interpreter);
 
 }  // namespace tessel

@@ -93,63 +93,6 @@ bool isVariableName(const HostArray& input) {
          !isKeyword(name);
 }
 
-std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
-
-std::string helpOfClass(const HostClass& hostClass) {
-  std::string text = hostClass.help() + "\n\nProperties:\n";
-  for (const PropertyInfo* property : hostClass.properties()) {
-    if (!property->hidden)
-      text += fmt::format("  {} ({}): {}\n", property->name, property->type, firstLine(property->help));
-  }
-  text += "\nMethods:\n";
-  for (const MethodInfo* method : hostClass.methods()) {
-    if (!method->hidden)
-      text += fmt::format("  {}: {}\n", method->function.name, firstLine(method->function.help));
-  }
-  return text;
-}
-
-/// Help for "class.member"; empty where there is none.
-std::string helpOfMember(const std::string& name) {
-  const std::size_t point = name.rfind('.');
-  const HostClass* hostClass = point == std::string::npos ? nullptr : findClass(name.substr(0, point));
-  if (!hostClass) return {};
-  const std::string member = name.substr(point + 1);
-  if (const PropertyInfo* property = hostClass->findProperty(member)) return property->help;
-  const MethodInfo* method = hostClass->findMethod(member);
-  return method ? method->function.help : std::string();
-}
-
-std::string helpOf(Interpreter& interpreter, const std::string& name) {
-  if (const FunctionCode* code = interpreter.findScriptFunction(name)) {
-    return fmt::format("{} is a function of {}, line {}.", name, code->file, code->line);
-  }
-  const FunctionInfo* function = findFunction(name);
-  const HostClass* hostClass = findClass(name);
-  // The function that makes the objects of a class often has the name of the class.
-  if (function && hostClass) return function->help + "\n\n" + helpOfClass(*hostClass);
-  if (function) return function->help;
-  return hostClass ? helpOfClass(*hostClass) : helpOfMember(name);
-}
-
-std::string helpOfEverything() {
-  std::string text;
-  for (const std::string& name : functionNames()) {
-    text += fmt::format("  {:<20} {}\n", name, firstLine(findFunction(name)->help));
-  }
-  return text;
-}
-
-Arrays help(Interpreter& interpreter, const Arrays& inputs, int outputCount) {
-  const std::string name = inputs.empty() ? "" : textArgument("help", inputs[0]);
-  std::string text = inputs.empty() ? helpOfEverything() : helpOf(interpreter, name);
-  if (text.empty()) raiseError("Tessel:noHelp", fmt::format("There is no help for '{}'.", name));
-  if (outputCount > 0) return {HostArray::text(text)};
-  if (!text.ends_with('\n')) text += '\n';
-  print(text);
-  return {};
-}
-
 Arrays feature(const Arrays& inputs, int outputCount) {
   const std::string name = textArgument("feature", inputs[0]);
   const FeatureSetter setter = findFeature(name);
@@ -194,10 +137,6 @@ void registerWorkspaceBuiltins(Interpreter& interpreter) {
       {"isvarname",
        [](Arrays& inputs, int) -> Arrays { return {HostArray::logical(isVariableName(inputs[0]))}; }, 1, 1, 1,
        "t = isvarname(text): can a variable have this name?"},
-      {"help", [i](Arrays& inputs, int n) { return help(*i, inputs, n); }, 0, 1, 1,
-       "help(), help(name): describes the functions, or one function, class ('fi', 'embedded.fi'), property "
-       "or\n"
-       "method ('fi.plus')."},
       {"feature", [](Arrays& inputs, int n) { return feature(inputs, n); }, 1, -1, -1,
        "v = feature(name), feature(name, value): reads or sets a feature switch of a module."},
       {"addlistener", [i](Arrays& inputs, int) { return addListener(*i, inputs); }, 3, 3, 0,
