@@ -19,6 +19,7 @@ MpArray& MpArray::operator=(MpArray&& other) noexcept {
   std::swap(pitch_, other.pitch_);
   other.block_.store(block_.exchange(other.block_.load(std::memory_order_relaxed), std::memory_order_relaxed),
                      std::memory_order_relaxed);
+  std::swap(modifiable_, other.modifiable_);
   std::swap(integers_, other.integers_);
   std::swap(format_, other.format_);
   return *this;
@@ -53,6 +54,13 @@ std::byte* MpArray::makeValues() const {
   if (block_.compare_exchange_strong(others, made, std::memory_order_acq_rel)) return made;
   endValues(made);
   return others;
+}
+
+std::byte* MpArray::makeModifiable() {
+  std::byte* made = block_.load(std::memory_order_relaxed);
+  if (!made) made = makeValues();
+  if (integers_) freeIntegers();
+  return modifiable_ = made;
 }
 
 void* MpArray::makeIntegers(const IntegerFormat& format) {

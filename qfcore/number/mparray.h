@@ -29,9 +29,8 @@ class QFCORE_API MpArray {
   // The first call may raise "numforge:fi:outofmemory".
   const MpFloat& operator[](unsigned index) const { return at(index); }
   MpFloat& modifiable(unsigned index) {
-    MpFloat& value = at(index);
-    if (integers_) freeIntegers();
-    return value;
+    std::byte* block = modifiable_ ? modifiable_ : makeModifiable();
+    return *reinterpret_cast<MpFloat*>(block + index * pitch_);
   }
 
   /// How stored integers in units of 2^-fractionLength stand for the values.
@@ -53,11 +52,13 @@ class QFCORE_API MpArray {
   }
   std::byte* makeValues() const;
   void endValues(std::byte* block) const;
+  std::byte* makeModifiable();
   void freeIntegers();
 
   unsigned count_, bits_;
   std::size_t pitch_;  // bytes from value to value
   mutable std::atomic<std::byte*> block_ = nullptr;
+  std::byte* modifiable_ = nullptr;  // the block where no integers stand beside it
   void* integers_ = nullptr;
   IntegerFormat format_;
 };

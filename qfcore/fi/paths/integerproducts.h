@@ -124,7 +124,9 @@ inline IntegerSizes integersFor(const ProductRules& rules) {
   });
 }
 
-inline void multiplyByIntegers(const ProductRules& rules, IntegerSizes sizes, fi& result) {
+// The functions below stay out of their callers, whose frames would grow by the blocks also for scalars.
+
+[[gnu::noinline]] inline void multiplyByIntegers(const ProductRules& rules, IntegerSizes sizes, fi& result) {
   withIntegers(sizes, [&](auto factor, auto stored) {
     using Factor = decltype(factor);
     using Stored = decltype(stored);
@@ -153,7 +155,8 @@ inline IntegerSizes integersForExact(const NumericType& a, const NumericType& b,
 }
 
 /// Exact products, of which at most one factor is complex.
-inline void multiplyExactlyByIntegers(const fi& x, const fi& y, IntegerSizes sizes, fi& result) {
+[[gnu::noinline]] inline void multiplyExactlyByIntegers(const fi& x, const fi& y, IntegerSizes sizes,
+                                                        fi& result) {
   withIntegers(sizes, [&](auto factor, auto stored) {
     using Factor = decltype(factor);
     using Stored = decltype(stored);

@@ -19,8 +19,8 @@ inline IntegerSizes integersForSums(const NumericType& a, const NumericType& b, 
 }
 
 /// Both parts of sums or differences, brought to the type of `q`, which is the result's.
-inline void sumByIntegers(const fi& a, const fi& b, const quantizer& q, bool casts, bool isDifference,
-                          IntegerSizes sizes, fi& result) {
+[[gnu::noinline]] inline void sumByIntegers(const fi& a, const fi& b, const quantizer& q, bool casts,
+                                            bool isDifference, IntegerSizes sizes, fi& result) {
   withIntegers(sizes, [&](auto, auto stored) {
     using Stored = decltype(stored);
     IntegerSum<Stored> add(a.getNumericType(), b.getNumericType(), q, casts, isDifference);
@@ -50,8 +50,9 @@ inline IntegerSizes integersForCast(const NumericType& from, const NumericType& 
 }
 
 /// Neighbouring elements of one part of `x`, from place `source` on, become those of `target` from `first` on.
-inline void castByIntegers(const fi& x, const number& part, std::size_t source, const quantizer& q,
-                           IntegerSizes sizes, number& target, std::size_t first, std::size_t count) {
+[[gnu::noinline]] inline void castByIntegers(const fi& x, const number& part, std::size_t source,
+                                             const quantizer& q, IntegerSizes sizes, number& target,
+                                             std::size_t first, std::size_t count) {
   withIntegers(sizes, [&](auto, auto stored) {
     using Stored = decltype(stored);
     IntegerQuantizer<Stored> cast(q, x.getNumericType().fractionLength());
