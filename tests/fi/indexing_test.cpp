@@ -94,9 +94,17 @@ void expectSame(const fi& x, const HostArray& host, const std::string& what) {
   }
 }
 
+/// What failed, without the position that a message may go on to name.
+std::string reasonOf(const std::optional<Failure>& failure) {
+  if (!failure) return "none";
+  const std::string reason = failure->reason();
+  const std::size_t detail = reason.find(": ");
+  return detail == std::string::npos ? reason : reason.substr(0, detail) + ".";
+}
+
 void expectSameFailure(const std::optional<Failure>& mine, const std::optional<Failure>& hosts,
                        const std::string& what) {
-  EXPECT_EQ(mine ? mine->reason() : "none", hosts ? hosts->reason() : "none") << what;
+  EXPECT_EQ(reasonOf(mine), reasonOf(hosts)) << what;
 }
 
 struct Case {
