@@ -10,7 +10,7 @@ fuzz := build/fuzz
 # Seconds for each fuzz target.
 FUZZ_SECONDS ?= 60
 
-.PHONY: build run python test coverage fuzz reliability bench bench-build bench-instructions performance docs pictures install setup setup-test setup-check \
+.PHONY: build run python test coverage fuzz reliability bench bench-build bench-instructions performance docs install setup setup-test setup-check \
   format check-format check-clang lint cppcheck tidy clean
 .DEFAULT_GOAL := build
 
@@ -50,13 +50,11 @@ performance: bench-build
 bench-instructions: setup-check bench-build
 	bench/count_instructions.sh $(release)/bin/bench
 
-docs: $(release)/build.ninja
+# What the programs of all pages print stands behind them, and their pictures beside the pages.
+docs: setup-test build python
 	cmake --build --preset release --target reference
 	$(release)/bin/reference docs/reference
-
-# The pages of docs that are programs run; their pictures stand beside them.
-pictures: setup-test python
-	PYTHONPATH=$(CURDIR)/$(release)/python /usr/bin/python3 python/tests/pages.py
+	/usr/bin/python3 tests/docs/documents.py --renew $(release) *.md docs/*.md docs/*/*.md examples/*/*.md
 
 install: build
 	cmake --install $(release) --prefix "$(PREFIX)"

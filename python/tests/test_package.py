@@ -1,4 +1,4 @@
-"""The package as users get it: the wheel in a fresh environment, the stub under mypy, import, the pages of docs."""
+"""The package as users get it: the wheel in a fresh environment, the stub under mypy, import."""
 
 import os
 import pathlib
@@ -7,7 +7,6 @@ import subprocess
 import sys
 
 import numpy as np
-import pages
 import pytest
 import qfcore as qf
 
@@ -66,18 +65,6 @@ def test_wheel_works_in_a_fresh_environment(tmp_path):
     loaded = run(python, "-c", PROGRAM + "print(open('/proc/self/maps').read())", env=environment(), cwd=tmp_path)
     libraries = {line.split()[-1] for line in loaded.splitlines() if re.search(r"lib(qfcore|tessel)", line)}
     assert len(libraries) == 2 and all(name.startswith(str(tmp_path.resolve())) for name in libraries)
-
-
-@pytest.mark.parametrize("page", pages.PAGES)
-def test_pages_hold_true(page, tmp_path, monkeypatch):
-    """Every block runs, in order, and prints what stands behind it; pictures are made, and are in the folder."""
-    pytest.importorskip("matplotlib")
-    monkeypatch.chdir(tmp_path)
-    pages.enter(tmp_path)
-    for text, printed, said in pages.run(page):
-        assert printed == said, text
-    assert {path.name for path in tmp_path.glob("*.png")} == set(pages.pictures(page))
-    assert all((ROOT / "docs" / name).exists() for name in pages.pictures(page))
 
 
 def test_pictures():
