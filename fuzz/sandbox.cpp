@@ -21,8 +21,8 @@ constexpr std::uint64_t kMostSteps = 1500;
 constexpr std::size_t kMostTold = 1000;
 
 /// Those of the language's functions that reach outside of the program, or wait.
-constexpr const char* kOutside[] = {"delete",     "exist",    "fileread",   "pause",
-                                    "readmatrix", "tempname", "writematrix"};
+constexpr const char* kOutside[] = {"addpath", "delete",     "exist", "fileread", "path",     "pause",
+                                    "rmpath",  "readmatrix", "run",   "source",   "tempname", "writematrix"};
 
 const std::pair<const char*, std::vector<const char*>> kOutsideMethods[] = {
     {"fi", {"writememh", "writebits", "writeheader"}}, {"numerictype", {"readmemh", "readbits"}}};

@@ -12,15 +12,19 @@
 
 namespace tessel {
 
-/// `@name`: found again by its name at each call.
+/// `@name`: found again by its name at each call, unless it is local to its file.
 class NamedFunctionValue final : public FunctionValue {
  public:
-  explicit NamedFunctionValue(std::string name) : name_{std::move(name), -1} {}
+  /// `local` is the function of that name where only the file knows it in which the handle stands; else null.
+  explicit NamedFunctionValue(std::string name, std::shared_ptr<const FunctionCode> local = nullptr)
+      : name_{std::move(name), -1}, local_(std::move(local)) {}
   std::string text() const override { return '@' + name_.name.text(); }
   const NameReference& name() const { return name_; }
+  const std::shared_ptr<const FunctionCode>& local() const { return local_; }
 
  private:
   NameReference name_;
+  std::shared_ptr<const FunctionCode> local_;
 };
 
 /// `@(x) …` with the values that the variables of the surroundings had when it was made.

@@ -10,6 +10,7 @@
 #include "tessel/console.h"
 #include "tessel/interpreter.h"
 #include "tessel/language/builtins/builtins.h"
+#include "tessel/language/files.h"
 #include "tessel/language/interpreter_scopes.h"
 #include "tessel/language/replaced.h"
 #include "tessel/runtime/dispatch.h"
@@ -29,7 +30,12 @@ std::size_t allowedStack() {
 }  // namespace
 
 Interpreter::Interpreter()
-    : stackBase_(static_cast<const char*>(__builtin_frame_address(0))), stackAllowed_(allowedStack()) {
+    : stackBase_(static_cast<const char*>(__builtin_frame_address(0))),
+      stackAllowed_(allowedStack()),
+      files_([this](const std::string& file) {
+        SymbolTable variables;
+        return parsedFile(file, variables);
+      }) {
   workspace_.symbols = &workspaceSymbols_;
   registerBuiltins();
   registerLanguageBuiltins(*this);
@@ -48,6 +54,7 @@ Interpreter::Interpreter()
     for (const std::string& name : frame_->symbols->names()) {
       if (findVariable(name)) names.push_back(name);
     }
+    for (std::string& name : files_.names(frame_->file)) names.push_back(std::move(name));
     return names;
   };
   hooks.call = [this](const FunctionValue& function, Arrays inputs, int outputCount) {
@@ -63,9 +70,26 @@ Program Interpreter::load(std::string_view source, const std::string& file) {
   Program program = parseProgram(source, file, workspaceSymbols_);
   workspace_.slots.resize(workspaceSymbols_.names().size());
   workspace_.name = workspace_.file = workspaceFile_ = file;
-  for (const auto& code : program.functions) functions_[code->name] = code;
-  ++functionsVersion_;
+  define(program);
   return program;
+}
+
+void Interpreter::define(const Program& program) {
+  for (const auto& code : program.functions) {
+    std::shared_ptr<const FunctionCode>& place = functions_[code->name];
+    if (place) replacedFunctions_.push_back(std::move(place));
+    place = code;
+  }
+  if (!program.functions.empty()) ++functionsVersion_;
+}
+
+Program Interpreter::parsedFile(const std::string& file, SymbolTable& variables) {
+  const std::string& source = sources_[file] = readFile(file);
+  try {
+    return parseProgram(source, file, variables);
+  } catch (const SyntaxError& e) {
+    raiseError(e.identifier(), fmt::format("{} ({}:{}:{})", e.what(), file, e.line(), e.column()));
+  }
 }
 
 void Interpreter::run(const Program& program) {
@@ -80,6 +104,12 @@ void Interpreter::runInWorkspace(const std::function<void()>& action) {
   clearInterruption();
   errorStack_.clear();
   errorColumn_ = 0;
+  files_.refresh();
+  functionsChanged();
+  if (callDepth_ == 0) {
+    replacedFunctions_.clear();
+    files_.release();
+  }
   if (const auto error = attempt(action)) raiseError(error->identifier, error->text);
 }
 
@@ -137,8 +167,9 @@ const Value* Interpreter::findVariable(const std::string& name) const {
 }
 
 const FunctionCode* Interpreter::findScriptFunction(const std::string& name) const {
+  if (const auto local = files_.findLocal(frame_->file, name)) return local.get();
   const auto found = functions_.find(name);
-  return found == functions_.end() ? nullptr : found->second.get();
+  return found == functions_.end() ? files_.find(name, frame_->file) : found->second.get();
 }
 
 const FunctionCode* Interpreter::findScriptFunction(const NameReference& name) const {
@@ -199,8 +230,7 @@ Arrays Interpreter::evaluateText(const std::string& text, int outputCount) {
     raiseError(e.identifier(),
                fmt::format("{} (line {}, column {} of the evaluated text)", e.what(), e.line(), e.column()));
   }
-  if (!program.functions.empty())
-    raiseError("Tessel:syntaxError", "An evaluated text cannot define functions.");
+  define(program);
   frame.slots.resize(std::max(frame.slots.size(), frame.symbols->names().size()));
   const Replaced<const EndContext*> noEnd(endContext_, nullptr);
   if (outputCount == 0) {
@@ -215,6 +245,29 @@ Arrays Interpreter::evaluateText(const std::string& text, int outputCount) {
   evaluateAll(*statement->expression, outputCount, values);
   if (values.empty()) raiseError("Tessel:noValue", "The expression gives no value.");
   return values;
+}
+
+void Interpreter::runFile(const std::string& file) {
+  const CallDepth depth(*this);
+  Frame& frame = *frame_;
+  const Program program = parsedFile(file, *frame.symbols);
+  define(program);
+  frame.slots.resize(std::max(frame.slots.size(), frame.symbols->names().size()));
+  const StackEntry caller{std::string(frame.file), std::string(frame.name), frame.line};
+  const std::string_view name = sources_.find(file)->first;
+  const Replaced<std::string_view> inFile(frame.file, name);
+  const Replaced<std::string_view> named(frame.name, frame.code ? frame.name : name);
+  const Replaced<int> line(frame.line, frame.line);
+  const Replaced<const EndContext*> noEnd(endContext_, nullptr);
+  try {
+    execute(program.statements);
+  } catch (...) {
+    if (errorStack_.empty()) keepErrorStack();
+    std::size_t callers = 0;
+    for (const Frame* below = frame.caller; below; below = below->caller) ++callers;
+    if (callers <= errorStack_.size()) errorStack_.insert(errorStack_.end() - callers, caller);
+    throw;
+  }
 }
 
 void Interpreter::display(const HostArray& value, const std::string& name) {

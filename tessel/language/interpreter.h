@@ -13,6 +13,7 @@
 
 #include "tessel/array.h"
 #include "tessel/language/ast.h"
+#include "tessel/language/function_files.h"
 #include "tessel/language/function_values.h"
 #include "tessel/language/parser.h"
 #include "tessel/language/subscripts.h"
@@ -119,6 +120,7 @@ class Interpreter {
   Frame& frame() { return *frame_; }
   /// The value of a variable there, or null.
   const Value* findVariable(const std::string& name) const;
+  /// A function of the file being executed, of the program, or of a file.
   const FunctionCode* findScriptFunction(const std::string& name) const;
   const FunctionCode* findScriptFunction(const NameReference& name) const;
   std::vector<std::string> scriptFunctionNames() const;
@@ -127,6 +129,12 @@ class Interpreter {
   Arrays call(const std::string& name, Arrays&& inputs, int outputCount);
   /// Executes a text in the innermost function; with results wanted, it must be an expression.
   Arrays evaluateText(const std::string& text, int outputCount);
+  /// Executes the program in a file in the innermost function. Raises "Tessel:syntaxError" and what the program
+  /// raises.
+  void runFile(const std::string& file);
+  /// Functions in files. Whoever changes the folders that are searched tells it by `functionsChanged`.
+  FunctionFiles& files() const { return files_; }
+  void functionsChanged() { ++functionsVersion_; }
   /// Performs `action`. The error that it raises becomes the last one and is returned; interruption and
   /// ExitRequest pass on.
   std::optional<ErrorRecord> attempt(const std::function<void()>& action);
@@ -266,6 +274,9 @@ class Interpreter {
   template <class Action>
   auto located(int column, const Action& action);
   void runInWorkspace(const std::function<void()>& action);
+  /// The program of a file, whose lines are kept. Raises "Tessel:syntaxError" with the place.
+  Program parsedFile(const std::string& file, SymbolTable& variables);
+  void define(const Program& program);
 
   SymbolTable workspaceSymbols_;
   std::string workspaceFile_;
@@ -280,6 +291,10 @@ class Interpreter {
   std::size_t stackAllowed_;
   std::unordered_map<std::string, std::shared_ptr<const FunctionCode>> functions_;
   std::uint64_t functionsVersion_ = 1;  ///< another one whenever functions were added
+  /// Functions that others replaced while they may have been running.
+  std::vector<std::shared_ptr<const FunctionCode>> replacedFunctions_;
+  /// Looking a function up may read its file.
+  mutable FunctionFiles files_;
   /// Memory for the variables of calls; the first ones are in use.
   std::vector<std::unique_ptr<std::vector<Value>>> callMemory_;
   std::size_t callMemoryUsed_ = 0;

@@ -251,6 +251,7 @@ Callee calleeOf(const FunctionValue& function) {
 
 Arrays Interpreter::callValue(const FunctionValue& function, Arrays&& inputs, int outputCount) {
   const auto [named, anonymous] = calleeOf(function);
+  if (named && named->local()) return callScriptFunction(*named->local(), std::move(inputs), outputCount);
   return named ? call(named->name().name.text(), std::move(inputs), outputCount)
                : callAnonymous(*anonymous, std::move(inputs), outputCount);
 }
@@ -262,7 +263,8 @@ Value Interpreter::valueOfCall(const FunctionValue& function, const IndexStep* a
         *anonymous, [&](CallFrame& frame) { giveArguments(arguments, frame); }, 1,
         [&](const Expression& expression) { return evaluate(expression); });
   }
-  if (named->name().name.text().find('.') == std::string::npos) return valueOfCall(named->name(), arguments);
+  const bool isPlain = !named->local() && named->name().name.text().find('.') == std::string::npos;
+  if (isPlain) return valueOfCall(named->name(), arguments);
   Arrays results = callValue(function, arraysFrom(evaluateArguments(arguments)), 1);
   return results.empty() ? Value() : Value(std::move(results[0]));
 }

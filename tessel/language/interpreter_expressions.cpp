@@ -197,7 +197,8 @@ Value Interpreter::evaluateNode(const PartExpression& node) {
 }
 
 Value Interpreter::evaluateNode(const NamedHandle& node) {
-  return Value(HostArray::function(std::make_shared<NamedFunctionValue>(node.name)));
+  auto local = files_.findLocal(frame_->file, node.name);
+  return Value(HostArray::function(std::make_shared<NamedFunctionValue>(node.name, std::move(local))));
 }
 
 Value Interpreter::evaluateNode(const AnonymousFunction& node) {

@@ -42,7 +42,7 @@ std::string callsText(const std::vector<StackEntry>& stack) {
   const std::size_t shown = std::min(stack.size(), kCallsShown + 1);
   for (std::size_t k = 1; k < shown; ++k) {
     if (stack[k].file == kPromptFile) continue;
-    const bool isFunction = k + 1 < stack.size();
+    const bool isFunction = stack[k].name != stack[k].file;
     text += fmt::format("  called from {}{}\n", placeText(stack[k], stack[k].column),
                         isFunction ? " in " + stack[k].name : "");
   }
@@ -72,7 +72,7 @@ void printRunError(const Interpreter& interpreter, const ErrorRecord& error) {
   const int column =
       entry.column > 0 || first == std::string_view::npos ? entry.column : static_cast<int>(first) + 1;
   std::string place = placeText(entry, column);
-  if (error.stack.size() > 1) place += " in " + entry.name;
+  if (entry.name != entry.file) place += " in " + entry.name;
   printError(error.text, place, (line && column > 0 ? markedLine(*line, column) : "") + callsText(error.stack));
 }
 

@@ -22,6 +22,7 @@ void registerLanguageBuiltins(Interpreter& interpreter) {
   registerErrorBuiltins(interpreter);
   registerWorkspaceBuiltins(interpreter);
   registerHelpBuiltins(interpreter);
+  registerProgramBuiltins(interpreter);
 }
 
 }  // namespace tessel

@@ -29,5 +29,6 @@ void registerMappingBuiltins(Interpreter& interpreter);
 void registerErrorBuiltins(Interpreter& interpreter);
 void registerWorkspaceBuiltins(Interpreter& interpreter);
 void registerHelpBuiltins(Interpreter& interpreter);
+void registerProgramBuiltins(Interpreter& interpreter);
 
 }  // namespace tessel

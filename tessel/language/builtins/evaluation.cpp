@@ -75,7 +75,8 @@ void registerEvaluationBuiltins(Interpreter& interpreter) {
   const auto exitFunction = [](Arrays& inputs, int) { return exitShell(inputs); };
   registerAll({
       {"eval", [i](Arrays& inputs, int n) { return eval(*i, inputs, n); }, 1, 2, -1,
-       "eval(text), [...] = eval(expression), eval(text, onError): executes a text in place."},
+       "eval(text), [...] = eval(expression), eval(text, onError): executes a text in place. Functions that it "
+       "defines stay known."},
       {"evalc", [i](Arrays& inputs, int) { return evalc(*i, inputs); }, 1, 1, 1,
        "t = evalc(text): executes a text and returns what it prints."},
       {"feval", [i](Arrays& inputs, int n) { return feval(*i, inputs, n); }, 1, -1, -1,
