@@ -6,6 +6,7 @@
 #include "tessel/console.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/language/parser.h"
+#include "tessel/pictures/figure.h"
 #include "tessel/runtime/interruption.h"
 #include "tests/host/invariants.h"
 
@@ -21,8 +22,9 @@ constexpr std::uint64_t kMostSteps = 1500;
 constexpr std::size_t kMostTold = 1000;
 
 /// Those of the language's functions that reach outside of the program, or wait.
-constexpr const char* kOutside[] = {"addpath", "delete",     "exist", "fileread", "path",     "pause",
-                                    "rmpath",  "readmatrix", "run",   "source",   "tempname", "writematrix"};
+constexpr const char* kOutside[] = {"addpath", "delete", "drawnow", "exist",      "fileread",
+                                    "path",    "pause",  "print",   "readmatrix", "rmpath",
+                                    "run",     "saveas", "source",  "tempname",   "writematrix"};
 
 const std::pair<const char*, std::vector<const char*>> kOutsideMethods[] = {
     {"fi", {"writememh", "writebits", "writeheader"}}, {"numerictype", {"readmemh", "readbits"}}};
@@ -56,6 +58,7 @@ void forgetSettings(bool elementPathOnly) {
     const HostArray standard = HostArray::scalar(name == "Fi33PlusMemoryFootprint" ? 1 : 0);
     tessel::findFeature(name)(1, &before, 1, &standard);
   }
+  tessel::figures().closeAll();
   tessel::setWarningEnabled("all", true);
   tessel::lastWarning() = {};
   tessel::callBuiltin("rng", {HostArray::text("default")}, 0);

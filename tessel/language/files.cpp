@@ -11,15 +11,31 @@
 
 namespace tessel {
 
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
 void raiseFileNotFound(const std::string& name) {
   raiseError("Tessel:fileNotFound", "Cannot open file '" + name + "'.");
 }
 
-std::string readFile(const std::string& name) {
-  // The system would take what stands before the character for the name.
+namespace {
+
+/// Opens a file; empty where that fails. The system would take what stands before a NUL for the name.
+File opened(const std::string& name, const char* mode) {
   const bool isName = name.find('\0') == std::string::npos;
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(isName ? std::fopen(name.c_str(), "rb") : nullptr,
-                                                             std::fclose);
+  return {isName ? std::fopen(name.c_str(), mode) : nullptr, std::fclose};
+}
+
+}  // namespace
+
+void writeFile(const std::string& name, std::string_view content) {
+  const File file = opened(name, "wb");
+  if (!file || std::fwrite(content.data(), 1, content.size(), file.get()) != content.size() ||
+      std::fflush(file.get()) != 0)
+    raiseFileNotFound(name);
+}
+
+std::string readFile(const std::string& name) {
+  const File file = opened(name, "rb");
   if (!file) raiseFileNotFound(name);
   constexpr std::size_t kAtOnce = std::size_t{1} << 20;
   std::string content;

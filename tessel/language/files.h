@@ -1,7 +1,8 @@
-/// Reading files whole.
+/// Reading and writing files whole.
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace tessel {
 
@@ -9,6 +10,9 @@ namespace tessel {
 /// for what has no content to read, such as a folder, "Tessel:outOfMemory" for one that never ends, and
 /// "Tessel:interrupted".
 std::string readFile(const std::string& name);
+
+/// Makes `content` that of a file. Raises "Tessel:fileNotFound" for one that cannot be opened or written.
+void writeFile(const std::string& name, std::string_view content);
 
 [[noreturn]] void raiseFileNotFound(const std::string& name);
 

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 #include "tessel/language/files.h"
+#include "tessel/pictures/gnuplot.h"
 #include "tessel/runtime/terminal.h"
 
 namespace tessel {
@@ -76,6 +77,16 @@ void printRunError(const Interpreter& interpreter, const ErrorRecord& error) {
   printError(error.text, place, (line && column > 0 ? markedLine(*line, column) : "") + callsText(error.stack));
 }
 
+bool hasShownFigures() {
+  try {
+    showFigures();
+    return true;
+  } catch (const HostError& error) {
+    printError(error.what());
+  }
+  return false;
+}
+
 }  // namespace
 
 void printError(const Interpreter& interpreter, const SyntaxError& error, const std::string& file) {
@@ -85,13 +96,14 @@ void printError(const Interpreter& interpreter, const SyntaxError& error, const 
 }
 
 bool runLoaded(Interpreter& interpreter, const Program& program) {
+  bool isDone = true;
   try {
     interpreter.run(program);
-    return true;
   } catch (const HostError&) {
     printRunError(interpreter, interpreter.lastError());
+    isDone = false;
   }
-  return false;
+  return hasShownFigures() && isDone;
 }
 
 bool runProgram(Interpreter& interpreter, std::string_view source, const std::string& file) {

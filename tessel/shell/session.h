@@ -20,7 +20,7 @@ void printError(std::string_view text, const std::string& place = {}, std::strin
 void printError(const Interpreter& interpreter, const SyntaxError& error, const std::string& file);
 
 /// Executes a program that has been loaded; prints its error with the place, the line with a caret and the
-/// calls that led there. False after an error.
+/// calls that led there. Then the figures that it drew are shown. False after an error.
 bool runLoaded(Interpreter& interpreter, const Program& program);
 /// Loads and executes a program; prints its error. False after an error.
 bool runProgram(Interpreter& interpreter, std::string_view source, const std::string& file);

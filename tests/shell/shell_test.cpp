@@ -234,6 +234,29 @@ TEST_F(Shell, PromptGathersUnfinishedBlocks) {
   EXPECT_NE(readAll(folder_ / "history").find("for k = 1:2\ndisp(k * 100)\nend\n#"), std::string::npos);
 }
 
+/// A gnuplot that has windows and keeps what it is told.
+constexpr const char* kRecorder = "#!/bin/sh\ncat >>\"$0.log\"\necho ' qt svg '\n";
+
+TEST_F(Shell, FiguresAreShownInWindowsWhereThereIsAScreen) {
+  write("gnuplot", kRecorder);
+  fs::permissions(folder_ / "gnuplot", fs::perms::owner_all);
+  const std::string onScreen = "DISPLAY=:1 PATH=\"$PWD:$PATH\" " + kShell;
+  const Result shown = runCommand(onScreen + "-e \"plot([1 2]), figure(3), close(1), figure(2)\"; sleep 0.2");
+  EXPECT_EQ(shown.errors + shown.output, "");
+  const std::string told = readAll(folder_ / "gnuplot.log");
+  EXPECT_NE(told.find("set terminal qt 3 "), std::string::npos) << told;
+  EXPECT_NE(told.find("title 'Figure 2'"), std::string::npos) << told;
+  EXPECT_EQ(told.find("set terminal qt 1 "), std::string::npos) << told;
+  const Result without = runCommand("env -u DISPLAY -u WAYLAND_DISPLAY " + kShell + "-e \"plot(1)\"");
+  EXPECT_EQ(without.errors,
+            "Warning: No window can show the figure here; print('picture.svg') writes it to a file.\n");
+  for (const char* program : {"print('a.svg')", "plot(1)"}) {
+    const Result missing = runCommand("DISPLAY=:1 PATH=/nonexistent " + kShell + "-e \"" + program + "\"");
+    EXPECT_NE(missing.errors.find("Install the package gnuplot-nox."), std::string::npos) << missing.errors;
+    EXPECT_EQ(missing.status, 1);
+  }
+}
+
 TEST_F(Shell, VersionAndHelp) {
   EXPECT_EQ(run("--version").output.rfind("tessel ", 0), 0u);
   EXPECT_NE(run("--help").output.find("SCRIPT.tsl"), std::string::npos);

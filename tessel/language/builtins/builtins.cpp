@@ -14,6 +14,9 @@ void registerBuiltins() {
   registerFormatBuiltins();
   registerFileBuiltins();
   registerTimingBuiltins();
+  registerPlotBuiltins();
+  registerAxesBuiltins();
+  registerFigureBuiltins();
 }
 
 void registerLanguageBuiltins(Interpreter& interpreter) {

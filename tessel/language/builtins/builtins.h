@@ -19,6 +19,9 @@ void registerTextBuiltins();
 void registerFormatBuiltins();
 void registerFileBuiltins();
 void registerTimingBuiltins();
+void registerPlotBuiltins();
+void registerAxesBuiltins();
+void registerFigureBuiltins();
 
 /// Registers the functions that need the evaluator, its workspace or its call stack: `eval`, `feval`, `error`,
 /// `cellfun`, `who`, …. `interpreter` must outlive every call of them.

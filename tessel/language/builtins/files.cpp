@@ -3,7 +3,6 @@
 
 #include <charconv>
 #include <filesystem>
-#include <fstream>
 #include <random>
 
 #include "tessel/language/builtins/builtins.h"
@@ -115,8 +114,7 @@ Arrays callWritematrix(Arrays& in, int) {
     }
     content += '\n';
   }
-  std::ofstream file(name, std::ios::binary);
-  if (!(file << content << std::flush)) raiseFileNotFound(name);
+  writeFile(name, content);
   return {};
 }
 

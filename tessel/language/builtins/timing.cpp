@@ -8,6 +8,7 @@
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
+#include "tessel/pictures/gnuplot.h"
 
 namespace tessel {
 namespace {
@@ -85,6 +86,7 @@ Arrays callPause(Arrays& in, int) {
   const double seconds = numberArgument("pause", in[0]);
   if (!(seconds >= 0 && seconds <= 1e6))
     raiseInvalidArgument("pause", "the time must be from 0 to 1e6 seconds.");
+  showFigures();
   const auto end =
       Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
   constexpr Clock::duration kSlice = std::chrono::milliseconds(50);
