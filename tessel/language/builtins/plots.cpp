@@ -168,7 +168,6 @@ std::vector<Line> linesArguments(std::string_view function, const Arrays& in, Li
       lines.push_back(std::move(line));
     }
   }
-  if (lines.empty() && i > 0) return lines;
   if (i == 0) raiseInvalidArgument(function, "the first argument must be numbers.");
   while (i < in.size()) {
     const std::string name = textArgument(function, in[i++]);
