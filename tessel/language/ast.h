@@ -11,6 +11,7 @@
 
 #include "tessel/language/operators.h"
 #include "tessel/language/value.h"
+#include "tessel/runtime/arraydata.h"
 #include "tessel/runtime/dispatch.h"
 
 namespace tessel {
@@ -85,6 +86,7 @@ struct IndexStep {
   bool usesEnd = false;
   /// One argument of parentheses that is evaluated to one value without knowing the array.
   bool hasPlainArgument = false;
+  mutable FieldPlace place = {};  ///< of `field`
 };
 /// A name that is indexed or called.
 struct IndexExpression {

@@ -192,7 +192,9 @@ class Interpreter {
   bool isTrueArray(HostArray value);
   void assignVariable(const AssignmentTarget& target, HostArray value, bool isSilent);
   void assignSteps(const AssignmentTarget& target, Value&& value);
-  bool assignPart(const AssignmentTarget& target, Value& value, IndexPath& path);
+  void assignDeep(const AssignmentTarget& target, Value&& value);
+  void assignSelected(const AssignmentTarget& target, const Subscripts& subscripts, Value&& value);
+  void assignAt(int slot, const IndexPath& path, Value&& value);
 
   // Expressions
   [[gnu::always_inline]] Value evaluate(const Expression& expression) {
@@ -240,7 +242,10 @@ class Interpreter {
   static void giveInputs(Arrays&& inputs, CallFrame& frame);
   Subscripts evaluateSubscripts(const IndexStep& step, const HostArray* indexed);
   void evaluateSubscript(const Expression& expression, Subscripts& subscripts);
+  Value evaluateSteps(const IndexExpression& node);
   Value evaluatePart(const IndexExpression& node);
+  Value evaluateElement(const IndexExpression& node);
+  Value evaluateSelected(const IndexExpression& node, const Subscripts& subscripts);
   enum class PathUse { Read, Assign };
   IndexPath resolvePath(HostArray& base, StepRange steps, PathUse use);
   HostArray partAt(const HostArray& base, const IndexPath& path, PathUse use) const;

@@ -6,6 +6,7 @@
 #include "tessel/language/interpreter.h"
 #include "tessel/language/interpreter_scopes.h"
 #include "tessel/language/operators.h"
+#include "tessel/runtime/arraydata.h"
 
 namespace tessel {
 namespace {
@@ -55,6 +56,7 @@ const MemberName Interpreter::kColon{"colon"};
 
 Value Interpreter::evaluateInner(const Expression& expression) {
   if (const auto* operation = std::get_if<BinaryOperation>(&expression.node)) return evaluateNode(*operation);
+  if (const auto* index = std::get_if<IndexExpression>(&expression.node)) return evaluateNode(*index);
   return std::visit([this](const auto& node) { return evaluateNode(node); }, expression.node);
 }
 
@@ -171,6 +173,20 @@ Value Interpreter::evaluateNode(const MatrixLiteral& node) {
 }
 
 Value Interpreter::evaluateNode(const IndexExpression& node) {
+  // Elements and fields are what loops ask for most.
+  if (const HostArray* array = frame_->slots[node.base.slot].array(); array && node.steps.size() == 1) {
+    const IndexStep& step = node.steps[0];
+    if (step.hasPlainArgument && !array->isFunction()) {
+      if (Value element = evaluateElement(node); element.isDefined()) return element;
+    } else if (step.kind == IndexStep::Kind::Field) {
+      if (const HostArray* field = ArrayAccess::findField(*array, step.field.text(), step.place))
+        return Value(*field);
+    }
+  }
+  return evaluateSteps(node);
+}
+
+[[gnu::noinline]] Value Interpreter::evaluateSteps(const IndexExpression& node) {
   const Value& variable = frame_->slots[node.base.slot];
   const bool isOneLevel = node.steps.size() == 1 && node.steps[0].kind == IndexStep::Kind::Paren;
   const bool isCalled = !variable.isDefined() || (variable.array() && variable.array()->isFunction());

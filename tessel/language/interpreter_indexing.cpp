@@ -37,15 +37,15 @@ HostArray* fieldsInPlace(Value& variable, std::span<const IndexStep> fields) {
   HostArray* place = variable.array();
   for (const IndexStep& step : fields) {
     if (!place || step.kind != IndexStep::Kind::Field) return nullptr;
-    place = ArrayAccess::findMutableField(*place, step.field.text());
+    place = ArrayAccess::findMutableField(*place, step.field.text(), step.place);
   }
   return place;
 }
 
 /// A field of one structure or a property of an object, where no path has to be followed; else nothing.
-std::optional<HostArray> member(const HostArray& array, const MemberName& name) {
-  if (array.isObject()) return directProperty(array, name);
-  const HostArray* field = array.isScalar() ? array.findField(name.text()) : nullptr;
+std::optional<HostArray> member(const HostArray& array, const IndexStep& step) {
+  if (array.isObject()) return directProperty(array, step.field);
+  const HostArray* field = ArrayAccess::findField(array, step.field.text(), step.place);
   return field ? std::optional(*field) : std::nullopt;
 }
 
@@ -70,32 +70,36 @@ Arrays Interpreter::evaluateIndexed(const IndexExpression& node, int outputCount
 /// What one level of indexing selects of a variable; nothing where a field has to be asked for in another way.
 Value Interpreter::evaluatePart(const IndexExpression& node) {
   const IndexStep& step = node.steps[0];
-  const auto variable = [&]() -> const Value& { return frame_->slots[node.base.slot]; };
+  if (step.hasPlainArgument) return evaluateElement(node);
+  const Value& variable = frame_->slots[node.base.slot];
   if (step.kind == IndexStep::Kind::DynamicField) return {};
   if (step.kind == IndexStep::Kind::Field) {
-    const HostArray* array = variable().array();
-    if (array && array->isStruct()) {
-      const HostArray* field = array->isScalar() ? array->findField(step.field.text()) : nullptr;
-      return field ? Value(*field) : Value();
-    }
-    auto value = array ? directProperty(*array, step.field) : std::nullopt;
+    const HostArray* array = variable.array();
+    auto value = array && array->isObject() ? directProperty(*array, step.field) : std::nullopt;
     return value ? Value(*std::move(value)) : Value();
   }
-  Subscripts subscripts;
-  if (step.hasPlainArgument) {
-    Value subscript = evaluate(*step.arguments[0]);
-    if (const double* number = subscript.number()) {
-      if (Value element = elementOf(variable(), *number); element.isDefined()) return element;
-    }
-    subscripts.push_back(Subscript(std::move(subscript)));
-  } else {
-    const HostArray indexed = step.usesEnd ? variable().toArray() : HostArray();
-    subscripts = evaluateSubscripts(step, step.usesEnd ? &indexed : nullptr);
+  const HostArray indexed = step.usesEnd ? variable.toArray() : HostArray();
+  return evaluateSelected(node, evaluateSubscripts(step, step.usesEnd ? &indexed : nullptr));
+}
+
+/// The same where one plain argument selects, most often an element of an array of real doubles.
+Value Interpreter::evaluateElement(const IndexExpression& node) {
+  Value subscript = evaluate(*node.steps[0].arguments[0]);
+  if (const double* number = subscript.number()) {
+    if (Value element = elementOf(frame_->slots[node.base.slot], *number); element.isDefined()) return element;
   }
-  if (!variable().isDefined()) return {};
-  if (auto part = partOf(variable().array(), levelKind(step), subscripts)) return Value(*std::move(part));
-  const IndexLevel level{levelKind(step), arraysFrom(subscripts), {}};
-  Arrays values = reference(variable().toArray(), {&level, 1});
+  return evaluateSelected(node, Subscripts(1, Subscript(std::move(subscript))));
+}
+
+/// What the subscripts of its one level select of a variable; nothing where evaluating them has cleared it.
+[[gnu::noinline]] Value Interpreter::evaluateSelected(const IndexExpression& node,
+                                                      const Subscripts& subscripts) {
+  const Value& variable = frame_->slots[node.base.slot];
+  if (!variable.isDefined()) return {};
+  const IndexLevel::Kind kind = levelKind(node.steps[0]);
+  if (auto part = partOf(variable.array(), kind, subscripts)) return Value(*std::move(part));
+  const IndexLevel level{kind, arraysFrom(subscripts), {}};
+  Arrays values = reference(variable.toArray(), {&level, 1});
   if (values.empty()) raiseError("Tessel:noValue", "The expression gives no value.");
   return Value(std::move(values[0]));
 }
@@ -144,7 +148,7 @@ IndexPath Interpreter::resolvePath(HostArray& base, StepRange steps, PathUse use
   for (const IndexStep& step : steps) {
     const bool movesAlong = use == PathUse::Read && path.empty();
     if (step.kind == Kind::Field) {
-      if (auto value = movesAlong ? member(base, step.field) : std::nullopt)
+      if (auto value = movesAlong ? member(base, step) : std::nullopt)
         base = *std::move(value);
       else
         path.push_back({IndexLevel::Kind::Field, {}, step.field.text()});
@@ -223,58 +227,67 @@ Arrays Interpreter::referenceFurther(HostArray base, StepRange steps, int output
   return results;
 }
 
-/// Assigns where existing fields, or elements that ranges select below them, can be had directly. Otherwise
-/// false, and what was evaluated stands in `path`.
-bool Interpreter::assignPart(const AssignmentTarget& target, Value& value, IndexPath& path) {
-  const IndexStep& step = target.steps.back();
-  const StepRange fields(target.steps.begin(),
-                         target.steps.end() - (step.kind == IndexStep::Kind::Field ? 0 : 1));
-  const auto isField = [](const IndexStep& each) { return each.kind == IndexStep::Kind::Field; };
-  if (!std::ranges::all_of(fields, isField)) return false;
-  const auto place = [&] { return fieldsInPlace(frame_->slots[target.slot], fields); };
-  if (step.kind == IndexStep::Kind::Field) {
-    if (HostArray* field = place()) return *field = std::move(value).toArray(), true;
-    return false;
-  }
-  if (step.kind != IndexStep::Kind::Paren) return false;
-  Subscripts subscripts;
-  if (step.usesEnd) {
-    const HostArray* there = place();
-    if (!there) return false;
-    const HostArray indexed = *there;
-    subscripts = evaluateSubscripts(step, &indexed);
-  } else if (step.hasPlainArgument) {
+void Interpreter::assignSteps(const AssignmentTarget& target, Value&& value) {
+  // Elements and fields are what loops assign to most.
+  const IndexStep& step = target.steps[0];
+  if (target.steps.size() == 1 && step.kind == IndexStep::Kind::Field) {
+    if (HostArray* field = fieldsInPlace(frame_->slots[target.slot], target.steps)) {
+      *field = std::move(value).toArray();
+      return;
+    }
+  } else if (target.steps.size() == 1 && step.hasPlainArgument) {
     Value subscript = evaluate(*step.arguments[0]);
-    HostArray* array = place();
-    if (array && subscript.number() && assignElement(*array, *subscript.number(), value)) return true;
-    subscripts.push_back(Subscript(std::move(subscript)));
-  } else {
-    subscripts = evaluateSubscripts(step, nullptr);
+    HostArray* array = frame_->slots[target.slot].array();
+    if (array && subscript.number() && assignElement(*array, *subscript.number(), value)) return;
+    return assignSelected(target, Subscripts(1, Subscript(std::move(subscript))), std::move(value));
   }
-  HostArray* array = place();
-  if (array) {
+  assignDeep(target, std::move(value));
+}
+
+/// Assigns through any steps.
+[[gnu::noinline]] void Interpreter::assignDeep(const AssignmentTarget& target, Value&& value) {
+  const auto isField = [](const IndexStep& each) { return each.kind == IndexStep::Kind::Field; };
+  const StepRange steps(target.steps), fields = steps.first(steps.size() - 1);
+  const auto place = [&](StepRange chain) { return fieldsInPlace(frame_->slots[target.slot], chain); };
+  if (isField(steps.back())) {
+    if (HostArray* field = place(steps)) {
+      *field = std::move(value).toArray();
+      return;
+    }
+  } else if (steps.back().kind == IndexStep::Kind::Paren && std::ranges::all_of(fields, isField)) {
+    const HostArray* there = place(fields);
+    if (!steps.back().usesEnd || there) {
+      std::optional<HostArray> indexed;  // gone again before the elements are written: sharing would copy them
+      if (steps.back().usesEnd) indexed = *there;
+      const Subscripts subscripts = evaluateSubscripts(steps.back(), indexed ? &*indexed : nullptr);
+      indexed.reset();
+      return assignSelected(target, subscripts, std::move(value));
+    }
+  }
+  const Value& variable = frame_->slots[target.slot];
+  const bool usesEnd = std::ranges::any_of(steps, [](const IndexStep& each) { return each.usesEnd; });
+  HostArray base = usesEnd && variable.isDefined() ? variable.toArray() : HostArray();
+  assignAt(target.slot, resolvePath(base, steps, PathUse::Assign), std::move(value));
+}
+
+/// Assigns where subscripts select, after a chain of fields: in place where all that is there already.
+[[gnu::noinline]] void Interpreter::assignSelected(const AssignmentTarget& target, const Subscripts& subscripts,
+                                                   Value&& value) {
+  const StepRange fields = StepRange(target.steps).first(target.steps.size() - 1);
+  if (HostArray* array = fieldsInPlace(frame_->slots[target.slot], fields)) {
     const SubscriptRanges ranges = rangesOf(subscripts, *array);
     if (value.array() ? assignDirectElements(*array, ranges, *value.array())
                       : assignDirectElements(*array, ranges, value.toArray()))
-      return true;
+      return;
   }
+  IndexPath path;
   for (const IndexStep& each : fields) path.push_back({IndexLevel::Kind::Field, {}, each.field.text()});
   path.push_back({IndexLevel::Kind::Paren, arraysFrom(subscripts), {}});
-  return false;
+  assignAt(target.slot, path, std::move(value));
 }
 
-void Interpreter::assignSteps(const AssignmentTarget& target, Value&& value) {
-  Frame& frame = *frame_;
-  IndexPath path;
-  if (assignPart(target, value, path)) return;
-  if (path.empty()) {
-    const Value& variable = frame.slots[target.slot];
-    const bool usesEnd =
-        std::any_of(target.steps.begin(), target.steps.end(), [](const auto& s) { return s.usesEnd; });
-    HostArray base = usesEnd && variable.isDefined() ? variable.toArray() : HostArray();
-    path = resolvePath(base, target.steps, PathUse::Assign);
-  }
-  BorrowedVariable variable(frame, target.slot);
+void Interpreter::assignAt(int slot, const IndexPath& path, Value&& value) {
+  BorrowedVariable variable(*frame_, slot);
   assign(variable.array, path, std::move(value).toArray());
   variable.define();
 }

@@ -2,12 +2,10 @@
 
 #include <limits>
 
+#include "tessel/runtime/arraydata.h"
+
 namespace tessel {
 namespace {
-
-bool hasRealDoubles(const HostArray& array) {
-  return array.arrayClass() == ArrayClass::Double && !array.isComplex();
-}
 
 constexpr std::size_t kNowhere = std::numeric_limits<std::size_t>::max();
 
@@ -59,9 +57,9 @@ SubscriptRanges rangesOf(const Subscripts& subscripts, const HostArray& array) {
 Value elementOf(const Value& base, double subscript) {
   const HostArray* array = base.array();
   if (!array) return base.scalar() && subscript == 1 ? base : Value();
-  if (hasRealDoubles(*array)) {
-    const std::size_t position = positionWithin(subscript, array->numel());
-    return position == kNowhere ? Value() : Value(array->real<double>()[position]);
+  if (const auto elements = ArrayAccess::realDoubles(*array); !elements.empty()) {
+    const std::size_t position = positionWithin(subscript, elements.size());
+    return position == kNowhere ? Value() : Value(elements[position]);
   }
   const auto range = array->isObject() ? IndexRange::at(subscript) : std::nullopt;
   auto element = range ? directElements(*array, {&*range, 1}) : std::nullopt;
@@ -80,10 +78,12 @@ std::optional<HostArray> partOf(const HostArray* base, IndexLevel::Kind kind, co
 }
 
 bool assignElement(HostArray& array, double subscript, const Value& value) {
-  if (hasRealDoubles(array)) {
+  if (array.arrayClass() == ArrayClass::Double) {
     const std::size_t position = value.number() ? positionWithin(subscript, array.numel()) : kNowhere;
     if (position == kNowhere) return false;
-    array.mutableReal<double>()[position] = *value.number();
+    const auto elements = ArrayAccess::mutableRealDoubles(array);
+    if (elements.empty()) return false;
+    elements[position] = *value.number();
     return true;
   }
   const auto range = array.isObject() ? IndexRange::at(subscript) : std::nullopt;

@@ -41,12 +41,6 @@ auto& contentOf(const HostArray& array, Data* data, const char* wanted) {
   return *content;
 }
 
-std::size_t positionOf(const std::vector<std::string>& names, std::string_view name) {
-  std::size_t position = 0;
-  while (position < names.size() && names[position] != name) ++position;
-  return position;
-}
-
 }  // namespace
 
 FunctionValue::~FunctionValue() = default;
@@ -201,7 +195,7 @@ HostArray HostArray::structure(Dimensions dims, std::vector<std::string> fields)
   requireMemory(count, sizeof(HostArray) * std::max<std::size_t>(fields.size(), 1));
   StructContent content;
   content.values.assign(fields.size(), CellContent(count));
-  content.names = std::move(fields);
+  content.names = std::make_shared<FieldNames>(std::move(fields));
   a.data_ =
       std::make_shared<Data>(std::move(dims), count, std::in_place_type<StructContent>, std::move(content));
   return a;
@@ -391,18 +385,18 @@ HostArray& HostArray::mutableCellAt(std::size_t i) {
 }
 
 const std::vector<std::string>& HostArray::fieldNames() const {
-  return contentOf<StructContent>(*this, data_.get(), "structure").names;
+  return *contentOf<StructContent>(*this, data_.get(), "structure").names;
 }
 
 bool HostArray::hasField(std::string_view field) const {
-  return isStruct() && positionOf(fieldNames(), field) < fieldNames().size();
+  return isStruct() && std::ranges::find(fieldNames(), field) != fieldNames().end();
 }
 
 const HostArray* HostArray::findField(std::string_view field, std::size_t i) const {
   if (!isStruct()) return nullptr;
   const auto& content = std::get<StructContent>(data_->content);
-  const std::size_t row = positionOf(content.names, field);
-  if (row == content.names.size()) return nullptr;
+  const std::size_t row = content.rowOf(field);
+  if (row == content.names->size()) return nullptr;
   assert(i < numel());
   return &content.values[row][i];
 }
@@ -426,8 +420,10 @@ void HostArray::removeField(std::string_view field) {
     raiseError("Tessel:nonExistentField", "Reference to non-existent field '" + std::string(field) + "'.");
   }
   auto& content = std::get<StructContent>(unshared().content);
-  const auto row = static_cast<std::ptrdiff_t>(positionOf(content.names, field));
-  content.names.erase(content.names.begin() + row);
+  const auto row = static_cast<std::ptrdiff_t>(content.rowOf(field));
+  FieldNames names = *content.names;
+  names.erase(names.begin() + row);
+  content.names = std::make_shared<FieldNames>(std::move(names));
   content.values.erase(content.values.begin() + row);
 }
 
@@ -513,21 +509,15 @@ StructContent& ArrayAccess::fields(HostArray& structure) {
   return std::get<StructContent>(structure.unshared().content);
 }
 
-HostArray* ArrayAccess::findMutableField(HostArray& array, std::string_view name) {
-  if (!array.isStruct() || !array.isScalar()) return nullptr;
-  auto& content = std::get<StructContent>(array.unshared().content);
-  const std::size_t row = positionOf(content.names, name);
-  return row == content.names.size() ? nullptr : &content.values[row][0];
-}
-
-bool ArrayAccess::isShared(const HostArray& array) { return array.data_.use_count() > 1; }
-
 std::vector<HostArray>& ArrayAccess::addField(HostArray& structure, std::string_view name) {
   auto& content = contentOf<StructContent>(structure, &structure.unshared(), "structure");
-  const std::size_t row = positionOf(content.names, name);
-  if (row == content.names.size()) {
+  const std::size_t row = content.rowOf(name);
+  if (row == content.names->size()) {
+    FieldNames names = *content.names;
+    names.emplace_back(name);
+    auto grown = std::make_shared<FieldNames>(std::move(names));
     content.values.emplace_back(structure.numel());
-    content.names.emplace_back(name);
+    content.names = std::move(grown);
   }
   return content.values[row];
 }
@@ -535,10 +525,10 @@ std::vector<HostArray>& ArrayAccess::addField(HostArray& structure, std::string_
 void ArrayAccess::orderFields(HostArray& structure, const std::vector<std::string>& names) {
   if (structure.fieldNames() == names) return;
   auto& content = std::get<StructContent>(structure.unshared().content);
-  StructContent ordered{names, {}};
-  for (const std::string& name : names) {
-    ordered.values.push_back(std::move(content.values[positionOf(content.names, name)]));
-  }
+  StructContent ordered{std::make_shared<FieldNames>(names), {}};
+  ordered.values.reserve(names.size());
+  for (const std::string& name : names)
+    ordered.values.push_back(std::move(content.values[content.rowOf(name)]));
   content = std::move(ordered);
 }
 

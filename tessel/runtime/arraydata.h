@@ -1,9 +1,11 @@
 /// The storage behind HostArray, for the runtime's own kernels.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -43,9 +45,24 @@ struct NumericContent {
   const std::byte* realBytes() const { return owner ? adoptedReal : real.data(); }
   const std::byte* imagBytes() const { return owner ? adoptedImag : imag.data(); }
 };
+using FieldNames = std::vector<std::string>;
+/// Where a name of a field stood last: the same names are most often asked again.
+struct FieldPlace {
+  std::shared_ptr<const FieldNames> names;
+  std::size_t row = 0;
+};
 struct StructContent {
-  std::vector<std::string> names;
+  std::shared_ptr<const FieldNames> names;     ///< never changed, so that structures share them
   std::vector<std::vector<HostArray>> values;  ///< one row a name, one entry an element
+
+  /// The row of a name; their count where there is none.
+  std::size_t rowOf(std::string_view name) const {
+    return static_cast<std::size_t>(std::ranges::find(*names, name) - names->begin());
+  }
+  std::size_t rowOf(std::string_view name, FieldPlace& last) const {
+    if (last.names != names) last = {names, rowOf(name)};
+    return last.row;
+  }
 };
 struct ObjectContent {
   const HostClass* hostClass = nullptr;  ///< null when never known
@@ -100,10 +117,34 @@ struct ArrayAccess {
   static const HostClass* hostClass(const HostArray& objects);
   /// The fields of a structure array for writing.
   static StructContent& fields(HostArray& structure);
-  /// A field of a single structure for writing; null where there is none.
-  static HostArray* findMutableField(HostArray& array, std::string_view name);
+  /// A field of a single structure; null where there is none.
+  static const HostArray* findField(const HostArray& array, std::string_view name, FieldPlace& last) {
+    if (array.class_ != ArrayClass::Struct || array.data_->numel != 1) return nullptr;
+    const auto& content = *std::get_if<StructContent>(&array.data_->content);
+    const std::size_t row = content.rowOf(name, last);
+    return row == content.names->size() ? nullptr : content.values[row].data();
+  }
+  /// The same for writing.
+  static HostArray* findMutableField(HostArray& array, std::string_view name, FieldPlace& last) {
+    if (array.isStruct() && isShared(array)) array.unshared();
+    return const_cast<HostArray*>(findField(array, name, last));
+  }
+  /// The elements on the heap of an array of real doubles; none of other arrays.
+  static std::span<const double> realDoubles(const HostArray& array) {
+    if (array.class_ != ArrayClass::Double || !array.data_) return {};
+    const auto& content = *std::get_if<NumericContent>(&array.data_->content);
+    if (content.isComplex) return {};
+    return {reinterpret_cast<const double*>(content.realBytes()), array.data_->numel};
+  }
+  /// The same for writing; unshares them first.
+  static std::span<double> mutableRealDoubles(HostArray& array) {
+    if (realDoubles(array).empty()) return {};
+    auto* content = std::get_if<NumericContent>(&array.data_->content);
+    if (isShared(array) || content->owner) content = std::get_if<NumericContent>(&array.unshared().content);
+    return {reinterpret_cast<double*>(content->real.data()), array.data_->numel};
+  }
   /// Whether another array has the same storage, so that writing would have to copy it.
-  static bool isShared(const HostArray& array);
+  static bool isShared(const HostArray& array) { return array.data_.use_count() > 1; }
   /// The values of a field, one an element. Adds the field, with empty arrays, where the structure array, which
   /// may be empty, lacks it.
   static std::vector<HostArray>& addField(HostArray& structure, std::string_view name);
