@@ -86,6 +86,8 @@ struct IndexStep {
   bool usesEnd = false;
   /// One argument of parentheses that is evaluated to one value without knowing the array.
   bool hasPlainArgument = false;
+  /// Some argument may give none or several values.
+  bool mayHaveLists = false;
   mutable FieldPlace place = {};  ///< of `field`
 };
 /// A name that is indexed or called.

@@ -289,6 +289,8 @@ IndexStep ExpressionParser::parseArguments(IndexStep::Kind kind, TokenKind close
   }
   expectClosing(close, opening);
   endUsers_.pop_back();
+  step.mayHaveLists =
+      std::ranges::any_of(step.arguments, [](const ExpressionPtr& argument) { return mayBeList(*argument); });
   if (kind == IndexStep::Kind::Paren && step.arguments.size() == 1 && !step.usesEnd) {
     const Expression& argument = *step.arguments[0];
     step.hasPlainArgument = !std::holds_alternative<AllElements>(argument.node) &&

@@ -175,6 +175,7 @@ class Interpreter {
   // Statements
   Flow execute(const Block& block);
   Flow execute(const Statement& statement);
+  Flow executeHere(const Statement& statement);
   Flow executeNode(const ExpressionStatement& node);
   Flow executeNode(const Assignment& node);
   Flow executeNode(const IfStatement& node);
@@ -261,8 +262,10 @@ class Interpreter {
   Arrays callScriptFunction(const FunctionCode& code, Arrays&& inputs, int outputCount);
   Arrays callAnonymous(const AnonymousFunctionValue& function, Arrays&& inputs, int outputCount);
   Arrays callValue(const FunctionValue& function, Arrays&& inputs, int outputCount);
-  // The same for one result, which makes no lists; nothing where there is none.
+  // The same for one result, which makes no lists. Only the first one raises "Tessel:noValue" where there is
+  // none.
   Value valueOfCall(const NameReference& name, const IndexStep* arguments);
+  Value valueOfHost(const MemberName& name, const IndexStep* arguments);
   Value valueOfCall(const FunctionValue& function, const IndexStep* arguments);
   template <class GiveAll, class Collect>
   auto runFunction(const FunctionCode& code, const GiveAll& giveAll, int outputCount, const Collect& collect);

@@ -80,13 +80,11 @@ Arrays arraysFrom(Values&& values) {
   return arrays;
 }
 
-/// What the function of the host makes of real double scalars, where that is one of them.
+/// What the function of the host makes of two real double scalars, where that is one of them.
 std::optional<double> scalarResult(const FunctionInfo& function, const Values& inputs) {
-  const double* first = inputs.empty() ? nullptr : inputs[0].number();
-  if (!first) return std::nullopt;
-  if (inputs.size() == 1 && function.ofScalar) return function.ofScalar(*first);
-  const double* second = inputs.size() == 2 ? inputs[1].number() : nullptr;
-  return second && function.ofScalars ? function.ofScalars(*first, *second) : std::nullopt;
+  if (inputs.size() != 2 || !function.ofScalars) return std::nullopt;
+  const double *first = inputs[0].number(), *second = inputs[1].number();
+  return first && second ? function.ofScalars(*first, *second) : std::nullopt;
 }
 
 }  // namespace
@@ -146,7 +144,7 @@ Arrays Interpreter::callNamed(const NameReference& name, const Steps& steps, int
   Arrays results = isClass ? Arrays{requireClass(className).create(arraysFrom(evaluateArguments(arguments)))}
                            : callWithArguments(name, arguments, rest.empty() ? outputCount : 1);
   if (rest.empty()) return results;
-  if (results.empty()) raiseError("Tessel:noValue", fmt::format("'{}' gives no value.", name.name.text()));
+  if (results.empty()) raiseNoValue(name.name.text());
   return referenceFurther(std::move(results[0]), rest, outputCount);
 }
 
@@ -160,19 +158,33 @@ Arrays Interpreter::callWithArguments(const NameReference& name, const IndexStep
 }
 
 Value Interpreter::valueOfCall(const NameReference& name, const IndexStep* arguments) {
-  return located(name.name.column, [&]() -> Value {
-    if (const FunctionCode* code = findScriptFunction(name)) {
-      return runFunction(
-          *code, [&](CallFrame& frame) { giveArguments(arguments, frame); }, 1, firstOutput);
+  const FunctionCode* code = findScriptFunction(name);
+  Value value = located(
+      name.name.column, [&]() __attribute__((always_inline)) {
+        if (!code) return valueOfHost(name.name, arguments);
+        return runFunction(
+            *code, [&](CallFrame& frame) { giveArguments(arguments, frame); }, 1, firstOutput);
+      });
+  if (!value.isDefined()) raiseNoValue(name.name.text());
+  return value;
+}
+
+/// The one result of a method or a function of the host, or nothing.
+[[gnu::noinline]] Value Interpreter::valueOfHost(const MemberName& name, const IndexStep* arguments) {
+  const FunctionInfo* function = name.function();
+  Values inputs;
+  if (arguments && arguments->arguments.size() == 1 && !arguments->mayHaveLists) {
+    Value input = evaluate(*arguments->arguments[0]);
+    if (const double* number = input.number(); number && function && function->ofScalar) {
+      if (const auto result = function->ofScalar(*number)) return Value(*result);
     }
-    Values inputs;
-    forEachArgument(arguments, [&](Value&& value) { inputs.push_back(std::move(value)); });
-    if (const FunctionInfo* function = name.name.function()) {
-      if (const auto result = scalarResult(*function, inputs)) return Value(*result);
-    }
-    Arrays results = callHost(name.name, arguments, arraysFrom(std::move(inputs)), 1);
-    return results.empty() ? Value() : Value(std::move(results[0]));
-  });
+    inputs.push_back(std::move(input));
+  } else {
+    inputs = evaluateArguments(arguments);
+    if (const auto result = function ? scalarResult(*function, inputs) : std::nullopt) return Value(*result);
+  }
+  Arrays results = callHost(name, arguments, arraysFrom(std::move(inputs)), 1);
+  return results.empty() ? Value() : Value(std::move(results[0]));
 }
 
 /// Calls the method of one of the inputs, or else the function of the host.

@@ -46,10 +46,6 @@ HostArray cellOfRows(std::vector<Arrays> rows) {
   return cell;
 }
 
-[[noreturn]] void raiseNoValue(const std::string& name) {
-  raiseError("Tessel:noValue", fmt::format("'{}' gives no value.", name));
-}
-
 }  // namespace
 
 const MemberName Interpreter::kColon{"colon"};
@@ -78,9 +74,7 @@ void Interpreter::evaluateAll(const Expression& expression, int outputCount, Arr
 
 Value Interpreter::evaluateNode(const NameReference& node) {
   if (const Value& variable = frame_->slots[node.slot]; variable.isDefined()) return variable;
-  Value value = valueOfCall(node, nullptr);
-  if (!value.isDefined()) raiseNoValue(node.name.text());
-  return value;
+  return valueOfCall(node, nullptr);
 }
 
 Value Interpreter::evaluateNode(const LastElement&) {
@@ -173,12 +167,16 @@ Value Interpreter::evaluateNode(const MatrixLiteral& node) {
 }
 
 Value Interpreter::evaluateNode(const IndexExpression& node) {
-  // Elements and fields are what loops ask for most.
-  if (const HostArray* array = frame_->slots[node.base.slot].array(); array && node.steps.size() == 1) {
+  // Calls, elements and fields are what loops ask for most.
+  const Value& variable = frame_->slots[node.base.slot];
+  if (node.steps.size() == 1) {
     const IndexStep& step = node.steps[0];
-    if (step.hasPlainArgument && !array->isFunction()) {
+    const HostArray* array = variable.array();
+    if (!variable.isDefined()) {
+      if (step.kind == IndexStep::Kind::Paren && !step.usesEnd) return valueOfCall(node.base, &step);
+    } else if (step.hasPlainArgument && array && !array->isFunction()) {
       if (Value element = evaluateElement(node); element.isDefined()) return element;
-    } else if (step.kind == IndexStep::Kind::Field) {
+    } else if (step.kind == IndexStep::Kind::Field && array) {
       if (const HostArray* field = ArrayAccess::findField(*array, step.field.text(), step.place))
         return Value(*field);
     }
@@ -188,17 +186,15 @@ Value Interpreter::evaluateNode(const IndexExpression& node) {
 
 [[gnu::noinline]] Value Interpreter::evaluateSteps(const IndexExpression& node) {
   const Value& variable = frame_->slots[node.base.slot];
+  const bool isFunction = variable.array() && variable.array()->isFunction();
   const bool isOneLevel = node.steps.size() == 1 && node.steps[0].kind == IndexStep::Kind::Paren;
-  const bool isCalled = !variable.isDefined() || (variable.array() && variable.array()->isFunction());
-  if (isCalled && isOneLevel && !node.steps[0].usesEnd) {
-    const std::shared_ptr<const FunctionValue> function =
-        variable.isDefined() ? variable.array()->functionValue() : nullptr;
-    Value result =
-        function ? valueOfCall(*function, node.steps.data()) : valueOfCall(node.base, node.steps.data());
+  if (isFunction && isOneLevel && !node.steps[0].usesEnd) {
+    const std::shared_ptr<const FunctionValue> function = variable.array()->functionValue();
+    Value result = valueOfCall(*function, node.steps.data());
     if (!result.isDefined()) raiseNoValue(node.base.name.text());
     return result;
   }
-  if (!isCalled && node.steps.size() == 1) {
+  if (variable.isDefined() && !isFunction && node.steps.size() == 1) {
     if (Value part = evaluatePart(node); part.isDefined()) return part;
   }
   Arrays values = evaluateIndexed(node, 1);

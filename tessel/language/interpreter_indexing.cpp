@@ -62,8 +62,7 @@ Arrays Interpreter::evaluateIndexed(const IndexExpression& node, int outputCount
                       : callNamed(node.base, node.steps, outputCount);
   });
   const bool mayBeNothing = outputCount == 0 || node.steps.back().kind != IndexStep::Kind::Paren;
-  if (results.empty() && !mayBeNothing)
-    raiseError("Tessel:noValue", "'" + node.base.name.text() + "' gives no value.");
+  if (results.empty() && !mayBeNothing) raiseNoValue(node.base.name.text());
   return results;
 }
 

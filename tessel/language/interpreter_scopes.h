@@ -14,6 +14,10 @@
 
 namespace tessel {
 
+[[noreturn]] inline void raiseNoValue(const std::string& name) {
+  raiseError("Tessel:noValue", "'" + name + "' gives no value.");
+}
+
 inline void Interpreter::countStep() {
   if (stepsLeft_ == 0) requestInterruption();
   if (isInterruptionRequested()) raiseIfInterrupted();
@@ -95,7 +99,7 @@ template <class Take>
 void Interpreter::forEachArgument(const IndexStep* arguments, const Take& take) {
   if (!arguments) return;
   for (const ExpressionPtr& argument : arguments->arguments) {
-    if (!mayBeList(*argument)) {
+    if (!arguments->mayHaveLists || !mayBeList(*argument)) {
       take(evaluate(*argument));
     } else {
       Arrays list;
@@ -108,7 +112,7 @@ void Interpreter::forEachArgument(const IndexStep* arguments, const Take& take) 
 /// Performs `action` with `frame` as the innermost one. When an error leaves it, the first such frame keeps
 /// where the error arose.
 template <class Action>
-auto Interpreter::inFrame(Frame& frame, const Action& action) {
+[[gnu::always_inline]] inline auto Interpreter::inFrame(Frame& frame, const Action& action) {
   frame.caller = frame_;
   const Replaced<Frame*> inner(frame_, &frame);
   const Replaced<const EndContext*> noEnd(endContext_, nullptr);
@@ -122,7 +126,7 @@ auto Interpreter::inFrame(Frame& frame, const Action& action) {
 
 /// Performs `action`, which stands at `column` of the line that is being executed.
 template <class Action>
-auto Interpreter::located(int column, const Action& action) {
+[[gnu::always_inline]] inline auto Interpreter::located(int column, const Action& action) {
   try {
     return action();
   } catch (...) {
