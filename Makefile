@@ -18,7 +18,7 @@ build: $(release)/build.ninja
 	cmake --build --preset release --target tessel tessel_runtime qfcore
 
 run: build
-	$(release)/bin/tessel examples/ecg.tsl
+	cd build && release/bin/tessel ../examples/ecg.tsl
 
 # The package is complete in the build folder; who imports it says where that is.
 python: $(release)/build.ninja

@@ -161,12 +161,12 @@ constexpr LegendPlace kLegendPlaces[] = {{"northeast", "inside top right"},
                                          {"west", "inside center left"},
                                          {"northeastoutside", "outside right top"},
                                          {"eastoutside", "outside right center"},
-                                         {"southoutside", "outside bottom center horizontal"},
-                                         {"northoutside", "outside top center horizontal"},
+                                         {"southoutside", "bmargin center horizontal"},
+                                         {"northoutside", "tmargin center horizontal"},
                                          {"best", "inside top right"}};
 
 void writeAxes(Out out, const Axes& axes) {
-  fmt::format_to(out, "reset\nset encoding utf8\nset style data lines\nset border lw 0.8\n");
+  fmt::format_to(out, "reset\nset encoding utf8\nset style data lines\nset border lw 0.8\nset format '%g'\n");
   fmt::format_to(out, "set origin {},{}\nset size {}{},{}\n", axes.place.left, axes.place.bottom,
                  axes.hasEqualUnits ? "ratio -1 " : "", axes.place.width, axes.place.height);
   if (!axes.title.empty()) fmt::format_to(out, "set title {}\n", gnuplotText(axes.title));
@@ -178,6 +178,8 @@ void writeAxes(Out out, const Axes& axes) {
     fmt::format_to(out, "set key {} box lc rgb '#A0A0A0' opaque\n", place->key);
   else
     fmt::format_to(out, "unset key\n");
+  // gnuplot leaves no room for the axis's label above the key.
+  if (axes.legendPlace == "southoutside") fmt::format_to(out, "set bmargin 7\n");
   // The first and the last stem would stand on the border.
   const auto isStem = [](const Line& line) { return line.kind == LineKind::Stems; };
   if (std::any_of(axes.lines.begin(), axes.lines.end(), isStem))

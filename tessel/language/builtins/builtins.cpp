@@ -26,6 +26,7 @@ void registerLanguageBuiltins(Interpreter& interpreter) {
   registerWorkspaceBuiltins(interpreter);
   registerHelpBuiltins(interpreter);
   registerProgramBuiltins(interpreter);
+  registerFilenameBuiltins(interpreter);
 }
 
 }  // namespace tessel

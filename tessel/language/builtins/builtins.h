@@ -33,5 +33,6 @@ void registerErrorBuiltins(Interpreter& interpreter);
 void registerWorkspaceBuiltins(Interpreter& interpreter);
 void registerHelpBuiltins(Interpreter& interpreter);
 void registerProgramBuiltins(Interpreter& interpreter);
+void registerFilenameBuiltins(Interpreter& interpreter);
 
 }  // namespace tessel

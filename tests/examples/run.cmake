@@ -1,0 +1,32 @@
+# Runs EXAMPLE by SHELL in a folder below FOLDER; what it prints must be the text of KEPT/NAME.expected, and the pictures that it
+# speaks of must be there. With RENEW in the environment the text is kept instead.
+get_filename_component(name ${EXAMPLE} NAME_WE)
+set(folder ${FOLDER}/${name})
+file(REMOVE_RECURSE ${folder})
+file(MAKE_DIRECTORY ${folder})
+execute_process(COMMAND ${SHELL} ${EXAMPLE} WORKING_DIRECTORY ${folder} RESULT_VARIABLE status OUTPUT_VARIABLE output
+  ERROR_VARIABLE errors)
+if(NOT status EQUAL 0 OR errors)
+  message(FATAL_ERROR "${EXAMPLE} ends with ${status}\n${errors}")
+endif()
+string(REGEX REPLACE " +[0-9.]+ (ms|ns)" " TIME \\1" output "${output}")
+if(DEFINED ENV{RENEW})
+  file(WRITE ${KEPT}/${name}.expected "${output}")
+endif()
+file(WRITE ${folder}/printed "${output}")
+execute_process(COMMAND diff -u ${KEPT}/${name}.expected ${folder}/printed RESULT_VARIABLE status OUTPUT_VARIABLE difference)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "${EXAMPLE} prints something else:\n${difference}")
+endif()
+
+# A script that writes a picture says so in a call of print.
+file(READ ${EXAMPLE} program)
+string(REGEX MATCHALL "print\\('[a-z]+\\.svg'\\)" calls "${program}")
+foreach(call IN LISTS calls)
+  string(REGEX REPLACE "print\\('(.*)'\\)" "\\1" picture "${call}")
+  file(READ ${folder}/${picture} content)
+  if(NOT content MATCHES "gnuplot_plot_1a?\".*</svg>")
+    message(FATAL_ERROR "${EXAMPLE} leaves no picture in ${picture}")
+  endif()
+endforeach()
+file(REMOVE_RECURSE ${folder})
