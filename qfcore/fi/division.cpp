@@ -31,12 +31,12 @@ bool haveNormalQuotients(const NumericType& x, const NumericType& y) {
   return (!x.isFixed() || exactness::isNearOne(x)) && (!y.isFixed() || exactness::isNearOne(y));
 }
 
-/// Bits of quotients: those of the dividend.
-unsigned realPrecision(const fi& x, const fi& y) {
+/// Whether an array's words are short enough for doubles, wherever their binary point is.
+bool areShort(const fi& x) {
+  const NumericType& type = x.getNumericType();
   const unsigned precision = x.realPart().getprecision();
-  return haveNormalQuotients(x.getNumericType(), y.getNumericType())
-             ? precision
-             : std::max(precision, kMaxDoublePrecision + 1);
+  return precision <= kMaxDoublePrecision || (static_cast<unsigned>(type.wordLength()) <= kMaxDoublePrecision &&
+                                              precision == fi::precisionOf(type));
 }
 
 /// Bits that hold numerators and denominators of complex quotients exactly, and their quotient.
@@ -50,17 +50,16 @@ unsigned complexPrecision(const fi& x, const fi& y) {
   return areExactDoubles ? kMaxDoublePrecision : numerator + denominator + kSecondRoundingBits;
 }
 
-/// Quotients of elements of two arrays.
+/// Quotients of elements of two arrays, rounded to the bits of the dividend's values first. Short words far
+/// from one get the quotients that the same words have near one: rounded as doubles are, and those by long
+/// words to the bits of these before, as all operations of a double on a longer value are.
 class ElementQuotient {
  public:
   ElementQuotient(const fi& x, const fi& y, const Bounds& bounds, const quantizer& q)
-      : bounds_(bounds), q_(q), scratch_(realPrecision(x, y)) {
-    if (x.isreal() && y.isreal()) return;
-    const unsigned precision = complexPrecision(x, y);
-    complex_.emplace(precision);
-  }
+      : ElementQuotient(x, y, bounds, q,
+                        !haveNormalQuotients(x.getNumericType(), y.getNumericType()) && areShort(x)) {}
 
-  /// quotient = x / y, rounded to the precision of x and then quantized.
+  /// quotient = x / y, rounded and then quantized.
   void real(const number& x, const number& y, number& quotient, bool& divideByZero) {
     divideByZero = y.iszero();
     if (divideByZero) {
@@ -71,8 +70,10 @@ class ElementQuotient {
       }
       return;
     }
-    scratch_ = x;
-    scratch_ /= y;
+    number& ratio = mixed_ ? *mixed_ : scratch_;
+    ratio = x;
+    ratio /= y;
+    if (mixed_) roundToScratch(ratio);
     storeScratch(quotient);
   }
 
@@ -103,6 +104,16 @@ class ElementQuotient {
     Scratch xr, xi, numerator, denominator, term;
   };
 
+  ElementQuotient(const fi& x, const fi& y, const Bounds& bounds, const quantizer& q, bool isFarAndShort)
+      : bounds_(bounds),
+        q_(q),
+        scratch_(0.0, isFarAndShort ? kDoubleBits - 1 : x.realPart().getprecision(),
+                 isFarAndShort || number::getDefaultForceMultiplePrecision()) {
+    static_assert(constructedBits(kDoubleBits - 1) == kDoubleBits);
+    if (isFarAndShort && !areShort(y)) mixed_.emplace(y.realPart().getprecision());
+    if (x.iscomplex() || y.iscomplex()) complex_.emplace(complexPrecision(x, y));
+  }
+
   /// a · b ± c · d.
   void setProducts(number& sum, const number& a, const number& b, const number& c, const number& d,
                    bool subtract) {
@@ -121,10 +132,14 @@ class ElementQuotient {
   void storeRatio(number& part) {
     Parts& c = *complex_;
     c.numerator /= c.denominator;
-    scratch_ = 0.0;
-    // Adding rounds to the dividend's precision, where assigning would not.
-    scratch_ += c.numerator;
+    roundToScratch(c.numerator);
     storeScratch(part);
+  }
+
+  /// Adding rounds, where assigning would not.
+  void roundToScratch(const number& ratio) {
+    scratch_ = 0.0;
+    scratch_ += ratio;
   }
 
   /// A wide value is quantized before it meets a double, a double after it has met a wide one.
@@ -139,7 +154,8 @@ class ElementQuotient {
 
   const Bounds& bounds_;
   const quantizer& q_;
-  Scratch scratch_;
+  number scratch_;
+  std::optional<Scratch> mixed_;
   std::optional<Parts> complex_;
 };
 
