@@ -4,13 +4,14 @@
 #include <limits>
 #include <memory>
 
+#include "qfcore/fi/messages.h"
+
 namespace embedded {
 
 namespace {
 
 constexpr Message kBadDimension{"numforge:fi:getDimension:badDimension",
                                 "Dimension number must be a non-negative integer in the range 1 to 2^31."};
-constexpr Message kBadIndex{"numforge:fi:badindex", "Index exceeds matrix dimensions."};
 constexpr Message kDimensionsDisagree{"numforge:fi:dimagree", "Matrix dimensions must agree."};
 constexpr Message kTooManyElements{"numforge:fi:outofmemory", "Not enough memory to allocate new fi object."};
 
@@ -85,7 +86,7 @@ unsigned ArrayShape::firstNonSingleton() const {
 }
 
 void ArrayShape::checkIndex(unsigned index) const {
-  if (index >= numel_) fail<kBadIndex>();
+  if (index >= numel_) fail<message::badIndex>();
 }
 
 void ArrayShape::checkElementwiseSize(const ArrayShape& other) const {

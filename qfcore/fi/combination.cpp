@@ -126,21 +126,7 @@ fi fi::complex(const fi& imaginary) const {
 
 // ----------------------------------------------------------------------------------------------------- sorting
 
-fi fi::stridesort(bool ascending, unsigned stride, unsigned length, HostArray* index) const {
-  const std::size_t block = std::size_t{stride} * length;
-  if (numel_ > 0 && (block == 0 || numel_ % block != 0)) fail<kBadStride>();
-  HostArray places =
-      HostArray::zeros(tessel::ArrayClass::Double, tessel::Dimensions(dims_.begin(), dims_.end()));
-  fi result = unset(dims_, iscomplex());
-  if (numel_ > 0 && iscomplex()) {
-    result = sortedComplex(ascending, stride, length, places.mutableReal<double>());
-  } else if (numel_ > 0) {
-    copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
-    result.realPart_.stridesort2(places.mutableReal<double>(), ascending, stride, length);
-  }
-  if (index) *index = std::move(places);
-  return result;
-}
+namespace {
 
 /// Orders complex values by magnitude, then by angle from −π to π; exactly, by squares that lose no bit.
 class ComplexOrder {
@@ -174,11 +160,14 @@ class ComplexOrder {
   number squares_, other_;
 };
 
-fi fi::sortedComplex(bool ascending, unsigned stride, unsigned length, double* index) const {
-  if (isSlopeBias()) fail<message::complexSlopeBias>("sort");
-  const ComplexOrder order(*this);
-  std::vector<unsigned> positions(numel_), sequence(length);
-  forEachSequence(numel_, stride, length, [&](std::size_t start) {
+/// For each place, the element that a sort of the sequences puts there. Fills `index` with positions from 1 in
+/// each sequence.
+std::vector<unsigned> orderOfComplex(const fi& x, bool ascending, unsigned stride, unsigned length,
+                                     double* index) {
+  if (x.getNumericType().isSlopeBias()) fail<message::complexSlopeBias>("sort");
+  const ComplexOrder order(x);
+  std::vector<unsigned> positions(x.numel()), sequence(length);
+  forEachSequence(x.numel(), stride, length, [&](std::size_t start) {
     const auto at = [&](unsigned place) { return static_cast<unsigned>(start) + place * stride; };
     std::iota(sequence.begin(), sequence.end(), 0U);
     std::stable_sort(sequence.begin(), sequence.end(), [&](unsigned a, unsigned b) {
@@ -189,7 +178,25 @@ fi fi::sortedComplex(bool ascending, unsigned stride, unsigned length, double* i
       index[at(i)] = sequence[i] + 1.0;
     }
   });
-  return rearranged(dims_, positions);
+  return positions;
+}
+
+}  // namespace
+
+fi fi::stridesort(bool ascending, unsigned stride, unsigned length, HostArray* index) const {
+  const std::size_t block = std::size_t{stride} * length;
+  if (numel_ > 0 && (block == 0 || numel_ % block != 0)) fail<kBadStride>();
+  HostArray places =
+      HostArray::zeros(tessel::ArrayClass::Double, tessel::Dimensions(dims_.begin(), dims_.end()));
+  fi result = unset(dims_, iscomplex());
+  if (numel_ > 0 && iscomplex()) {
+    result = rearranged(dims_, orderOfComplex(*this, ascending, stride, length, places.mutableReal<double>()));
+  } else if (numel_ > 0) {
+    copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
+    result.realPart_.stridesort2(places.mutableReal<double>(), ascending, stride, length);
+  }
+  if (index) *index = std::move(places);
+  return result;
 }
 
 }  // namespace embedded

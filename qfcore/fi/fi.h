@@ -539,6 +539,7 @@ class QFCORE_API fi : public HeldArray {
   struct DimensionSums;
   struct Exchange;
   struct Extremes;
+  struct Indexing;
   struct Products;
   struct Sums;
   /// Values without meaning, which the maker sets.
@@ -547,8 +548,6 @@ class QFCORE_API fi : public HeldArray {
   fi(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const std::string& tag,
      OperationTypeEnum operationType, unsigned precision = 0);
   fi(const fi& model, const Shape& dims, bool isComplex) : HeldArray(model, dims, isComplex) {}
-  /// What a host's value means: a real-world value, or a stored integer.
-  enum class ValueMeaning { RealWorld, StoredInteger };
   /// Zeros of this type and these settings, with this array's tag and logging switch and nothing recorded.
   fi blank(const Shape& dims, bool isComplex) const;
   /// The same with values that mean nothing until the maker has set them all.
@@ -581,31 +580,12 @@ class QFCORE_API fi : public HeldArray {
   /// The same for all elements: `fill` fills `replaced`, which `replacement` made, and its elements are taken.
   template <class Fill>
   void replaceLogged(fi& replaced, Fill fill);
-  /// Assigns elements of `rhs` to those at `targets`, logged.
-  void overwrite(const std::vector<unsigned>& targets, const fi& rhs, const ElementVisit& sources);
   void errorIfNotAssignable(const fi& rhs) const;
-  /// Assigns the real-world value to one existing element where that takes no more than a quantization in
-  /// doubles; false, and nothing done, where it takes more.
-  bool assignPlain(unsigned position, double value);
-  bool overwriteExisting(const HostArray& index, const fi& rhs);
   /// The elements of all operands, one after the other in a column, in the type and settings of `model`.
   static fi pooled(const char* operation, const fi& model, const std::vector<const fi*>& operands);
-  fi transposed() const;
-  /// Negates the imaginary parts and brings them into the type; logs nothing.
-  void conjugate();
-  fi sortedComplex(bool ascending, unsigned stride, unsigned length, double* index) const;
   bool base2numByBlocks(const HostArray& text, int base);
   /// Takes the elements, shape and complexity of an array of this type; of a view, as `takeElements`.
   void replaceElements(fi& source);
-  void storeRealWorld(number& part, const double* values);
-  void fillWithRealWorld(number& part, double value);
-  void fillQuantized(double value);
-  void storeHostValues(const HostArray& values, ValueMeaning meaning = ValueMeaning::RealWorld);
-  /// Stores the values of both parts, `im` null for a real array, through the assignment quantizer.
-  template <class Element>
-  void assignValues(const Element* re, const Element* im, ValueMeaning meaning);
-  /// `wordsEach` words stand for an element; those beyond the word length are passed over.
-  void storeWords(number& part, const unsigned* words, unsigned wordsEach);
   // What `getNumericTypeForAddOp` and the like give, without keeping it.
   ArrayFormat::Result sumWith(const fi& b, bool subtracts) const;
   ArrayFormat::Result productWith(const fi& b) const;

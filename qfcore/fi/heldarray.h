@@ -172,6 +172,23 @@ class QFCORE_API HeldArray : public ArrayShape {
   /// For values that may be anything.
   void overwriteWithZeroValue(number& part, const ElementVisit& targets, unsigned count) const;
   void assignPart(number& target, const number& value, const NumericType& from) const;
+
+  // Values from outside. Those that a data type does not hold are refused; `assignValues`, `storeHostValues`
+  // and `fillQuantized` go through the assignment quantizer, which the others leave to their caller.
+
+  /// What a value from outside means: a real-world value, or a stored integer.
+  enum class ValueMeaning { RealWorld, StoredInteger };
+  void storeRealWorld(number& part, const double* values) const;
+  void fillWithRealWorld(number& part, double value) const;
+  void fillQuantized(double value);
+  /// All elements, from a host array of this shape and complexity.
+  void storeHostValues(const tessel::HostArray& values, ValueMeaning meaning = ValueMeaning::RealWorld);
+  /// All elements of both parts, `im` null for a real array.
+  template <class Element>
+  void assignValues(const Element* re, const Element* im, ValueMeaning meaning);
+  /// `wordsEach` words stand for an element; those beyond the word length are passed over.
+  void storeWords(number& part, const unsigned* words, unsigned wordsEach) const;
+
   /// What an element of `array` is to become: the one at the cursor of `source`, brought into the type and
   /// logged. Making it may fail, putting it in its place does not.
   class NewElement {

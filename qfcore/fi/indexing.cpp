@@ -5,6 +5,7 @@
 
 #include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/elementvisit.h"
+#include "qfcore/fi/messages.h"
 #include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/paths/integersums.h"
 #include "qfcore/fi/positionmap.h"
@@ -26,7 +27,6 @@ constexpr Message kAssignmentParenLast{"numforge:fi:subsasgn:parenlast",
 constexpr Message kDoubleIndex{"numforge:fi:subsref:double_index", "Index argument must be double."};
 constexpr Message kBadSubscript{"numforge:fi:badsubscript",
                                 "Subscript indices must either be real positive integers or logicals."};
-constexpr Message kBadIndex{"numforge:fi:badindex", "Index exceeds matrix dimensions."};
 constexpr Message kNotAssignable{
     "numforge:fi:subsasgn:notnumeric",
     "Only fi objects, numeric and logical arrays can be assigned to elements of a fi."};
@@ -113,7 +113,7 @@ void fi::checkNegativeSignedIndex(long long index) {
 
 void fi::checkSignedIndex(long long index) const {
   checkNegativeSignedIndex(index);
-  if (index >= static_cast<long long>(numel_)) fail<kBadIndex>();
+  if (index >= static_cast<long long>(numel_)) fail<message::badIndex>();
 }
 
 bool fi::isParenthesisIndex(const HostArray& index) {
@@ -330,6 +330,62 @@ bool assignsInPlace(const fi& x, const fi& rhs) {
 
 }  // namespace
 
+/// Assignments to elements that exist.
+struct fi::Indexing {
+  /// Assigns the real-world value to one where that takes no more than a quantization in doubles; false, and
+  /// nothing done, where it takes more.
+  static bool assignPlain(fi& x, unsigned position, double value) {
+    double* values = x.realPart_.doubles();
+    const quantizer& q = *x.assignmentQuantizerInUse_;
+    if (!values || x.iscomplex() || x.isSlopeBias() || !q.isDoubleBacked() || q.logger().isOn() ||
+        elementPathOnly())
+      return false;
+    NumericType::checkNaNInf(x.getNumericType().dataType(), value);
+    q.quantize(&value, values + position, 1);
+    return true;
+  }
+
+  /// Assigns elements of `rhs` to those at `targets`, logged.
+  static void overwrite(fi& x, const std::vector<unsigned>& targets, const fi& rhs,
+                        const ElementVisit& sources) {
+    const auto count = static_cast<unsigned>(targets.size());
+    if (assignsInPlace(x, rhs)) return x.storeQuantized(x, targets, rhs, sources, count);
+    makeValues(x);
+    fi assigned = x.unset({count, 1U}, x.iscomplex() || rhs.iscomplex());
+    x.assignLogged(
+        kAssignment,
+        [&] {
+          x.storeQuantized(assigned, ElementVisit::from(0), rhs, sources, count);
+          makeValues(assigned);
+        },
+        [&] {
+          if (assigned.iscomplex() && x.isreal()) x.coordinateComplexity(true, x.numel_);
+          copyPart(x.realPart_, assigned.realPart_, targets, ElementVisit::from(0), count);
+          if (assigned.iscomplex())
+            copyPart(x.imagPart_, assigned.imagPart_, targets, ElementVisit::from(0), count);
+        });
+  }
+
+  /// Overwrites without a pass over the whole array where the subscripts name existing elements, one for each
+  /// right-hand element or all for a scalar; the host decides about everything else.
+  static bool overwriteExisting(fi& x, const HostArray& index, const fi& rhs) {
+    HostArray positions;
+    try {
+      positions = callIndexing("subsref", {positionMap(x.dims_), index});
+    } catch (const tessel::HostError&) {
+      return false;
+    }
+    const Shape selected = shapeOf(positions);
+    const bool isLinear = index.fieldAt("subs").numel() == 1;
+    const bool sameSize =
+        isLinear ? positions.numel() == rhs.numel_ : withoutOnes(selected) == withoutOnes(rhs.dims_);
+    if (positions.isEmpty() || !(rhs.isscalar() || sameSize)) return false;
+    const std::vector<unsigned> targets = checkedPositions(x, positions);
+    overwrite(x, targets, rhs, rhs.isscalar() ? ElementVisit::same(0) : ElementVisit::from(0));
+    return true;
+  }
+};
+
 fi& fi::subsasgn(const HostArray& index, const fi& rhs) {
   const HostArray& subscripts = subscriptsOf<kAssignmentParenLast>(index);
   if (rhs.sharesElementsWith(*this)) return subsasgn(index, fi(rhs));
@@ -357,19 +413,9 @@ fi& fi::subsasgn(const HostArray& index, const HostArray& rhs) {
   return subsasgn(index, unquantized(rhs));
 }
 
-bool fi::assignPlain(unsigned position, double value) {
-  double* values = realPart_.doubles();
-  const quantizer& q = *assignmentQuantizerInUse_;
-  if (!values || iscomplex() || isSlopeBias() || !q.isDoubleBacked() || q.logger().isOn() || elementPathOnly())
-    return false;
-  NumericType::checkNaNInf(getNumericType().dataType(), value);
-  q.quantize(&value, values + position, 1);
-  return true;
-}
-
 void fi::subsasgnScalarIndexing(unsigned position, double rhs) {
   checkIndex(position);
-  if (assignPlain(position, rhs)) return;
+  if (Indexing::assignPlain(*this, position, rhs)) return;
   makeValues(*this);
   number held(1U, realPart_.getprecision(), NumberVector{});
   storeRealWorld(held, &rhs);
@@ -388,7 +434,7 @@ void fi::subsasgnScalarIndexing(unsigned position, const fi& rhs) {
   checkIndex(position);
   rhs.checkIndex(0);
   const double* value = rhs.isreal() && !rhs.isSlopeBias() ? rhs.realPart_.doubles() : nullptr;
-  if (value && assignPlain(position, *value)) return;
+  if (value && Indexing::assignPlain(*this, position, *value)) return;
   if (&rhs == this) return subsasgnScalarIndexing(position, elementAt(0));
   errorIfNotAssignable(rhs);
   makeValues(*this);
@@ -438,7 +484,7 @@ void fi::assignAt(tessel::IndexRanges ranges, const fi& rhs) {
 void fi::subsasgnGeneralIndexing(const HostArray& index, const fi& rhs) {
   if (rhs.isempty()) return subscriptedDeleteFromStruct(index);
   errorIfNotAssignable(rhs);
-  if (overwriteExisting(index, rhs)) return;
+  if (Indexing::overwriteExisting(*this, index, rhs)) return;
   const HostArray positions = callIndexing("subsasgn", {positionMap(dims_), index, sourceMap(rhs.dims_)});
   if (positions.numel() == numel_) {
     subscriptedOverwriteAssignment(positions, rhs);
@@ -447,50 +493,12 @@ void fi::subsasgnGeneralIndexing(const HostArray& index, const fi& rhs) {
   }
 }
 
-/// Overwrites without a pass over the whole array where the subscripts name existing elements, one for each
-/// right-hand element or all for a scalar; the host decides about everything else.
-bool fi::overwriteExisting(const HostArray& index, const fi& rhs) {
-  HostArray positions;
-  try {
-    positions = callIndexing("subsref", {positionMap(dims_), index});
-  } catch (const tessel::HostError&) {
-    return false;
-  }
-  const Shape selected = shapeOf(positions);
-  const bool isLinear = index.fieldAt("subs").numel() == 1;
-  const bool sameSize =
-      isLinear ? positions.numel() == rhs.numel_ : withoutOnes(selected) == withoutOnes(rhs.dims_);
-  if (positions.isEmpty() || !(rhs.isscalar() || sameSize)) return false;
-  const std::vector<unsigned> targets = checkedPositions(*this, positions);
-  overwrite(targets, rhs, rhs.isscalar() ? ElementVisit::same(0) : ElementVisit::from(0));
-  return true;
-}
-
-void fi::overwrite(const std::vector<unsigned>& targets, const fi& rhs, const ElementVisit& sources) {
-  const auto count = static_cast<unsigned>(targets.size());
-  if (assignsInPlace(*this, rhs)) return storeQuantized(*this, targets, rhs, sources, count);
-  makeValues(*this);
-  fi assigned = unset({count, 1U}, iscomplex() || rhs.iscomplex());
-  assignLogged(
-      kAssignment,
-      [&] {
-        storeQuantized(assigned, ElementVisit::from(0), rhs, sources, count);
-        makeValues(assigned);
-      },
-      [&] {
-        if (assigned.iscomplex() && isreal()) coordinateComplexity(true, numel_);
-        copyPart(realPart_, assigned.realPart_, targets, ElementVisit::from(0), count);
-        if (assigned.iscomplex())
-          copyPart(imagPart_, assigned.imagPart_, targets, ElementVisit::from(0), count);
-      });
-}
-
 void fi::subscriptedOverwriteAssignment(const HostArray& positions, const fi& rhs) {
   if (rhs.sharesElementsWith(*this)) return subscriptedOverwriteAssignment(positions, fi(rhs));
   errorIfNotAssignable(rhs);
-  if (positions.numel() != numel_) fail<kBadIndex>();
+  if (positions.numel() != numel_) fail<message::badIndex>();
   const AssignmentMap map(positions, *this, rhs);
-  overwrite(map.targets, rhs, map.sources);
+  Indexing::overwrite(*this, map.targets, rhs, map.sources);
 }
 
 void fi::subscriptedOverwriteAssignment(const HostArray& positions, const HostArray& rhs) {

@@ -12,6 +12,8 @@ inline constexpr Message castBeforeSumFalse{
     "numforge:fi:castbeforesumfalseslopebiasnotdefined",
     "Function '%s' is not defined for FI objects with slope and bias scaling when CastBeforeSum is false."};
 
+inline constexpr Message badIndex{"numforge:fi:badindex", "Index exceeds matrix dimensions."};
+
 inline constexpr Message viewChangesTarget{
     "numforge:fi:FiReference:changesTarget",
     "The shape, numeric type or storage of an array cannot be changed through a view of it."};

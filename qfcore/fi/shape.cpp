@@ -114,50 +114,6 @@ fi fi::squeeze() const {
   return result;
 }
 
-fi fi::transposed() const {
-  fi result = unset({cols_, rows_}, iscomplex());
-  if (isvector()) {
-    copyElements(result, ElementVisit::from(0), ElementVisit::from(0), numel_);
-  } else if (double* to = result.realPart_.doubles(); to && realPart_.doubles()) {
-    transposeDoubles(realPart_.doubles(), to, rows_, cols_);
-    if (iscomplex()) transposeDoubles(imagPart_.doubles(), result.imagPart_.doubles(), rows_, cols_);
-  } else {
-    std::vector<unsigned> row(cols_);
-    for (unsigned r = 0; r < rows_; ++r) {
-      for (unsigned c = 0; c < cols_; ++c) row[c] = c * rows_ + r;
-      copyElements(result, ElementVisit::from(r * cols_), row, cols_);
-    }
-  }
-  return result;
-}
-
-fi fi::transpose() const {
-  if (numDims() > 2) fail<kTransposeND>();
-  return transposed();
-}
-
-fi fi::ctranspose() const {
-  if (numDims() > 2) fail<kCtransposeND>();
-  if (iscomplex() && isSlopeBias()) fail<message::complexSlopeBias>("ctranspose");
-  fi result = transposed();
-  result.conjugate();
-  return result;
-}
-
-void fi::conjugate() {
-  if (isreal()) return;
-  if (double* parts = imagPart_.doubles()) {
-    for (unsigned k = 0; k < numel_; ++k) parts[k] = 0.0 - parts[k];
-  } else {
-    for (unsigned k = 0; k < numel_; ++k) {
-      if (!imagPart_[k].iszero()) imagPart_.negate();
-    }
-  }
-  // What this quantizer records goes with it: nothing is logged.
-  const quantizer silent(getAssignmentQuantizer());
-  silent.quantizeAll(imagPart_);
-}
-
 fi fi::rearrangedBy(const char* name, tessel::Arrays arguments) const {
   arguments.insert(arguments.begin(), positionMap(dims_));
   const HostArray positions = tessel::callBuiltin(name, std::move(arguments)).at(0);
@@ -167,8 +123,6 @@ fi fi::rearrangedBy(const char* name, tessel::Arrays arguments) const {
       [](double position) { return position == 0 ? kNoElement : static_cast<unsigned>(position - 1); });
   return rearranged(shapeOf(positions), indices);
 }
-
-// ------------------------------------------------------------------------------------- diagonals and triangles
 
 /// Elements put where the arrangements of matrices want them.
 struct fi::Arranging {
@@ -186,7 +140,59 @@ struct fi::Arranging {
     }
     return result;
   }
+
+  static fi transposed(const fi& x) {
+    fi result = x.unset({x.cols_, x.rows_}, x.iscomplex());
+    if (x.isvector()) {
+      x.copyElements(result, ElementVisit::from(0), ElementVisit::from(0), x.numel_);
+    } else if (double* to = result.realPart_.doubles(); to && x.realPart_.doubles()) {
+      transposeDoubles(x.realPart_.doubles(), to, x.rows_, x.cols_);
+      if (x.iscomplex()) transposeDoubles(x.imagPart_.doubles(), result.imagPart_.doubles(), x.rows_, x.cols_);
+    } else {
+      std::vector<unsigned> row(x.cols_);
+      for (unsigned r = 0; r < x.rows_; ++r) {
+        for (unsigned c = 0; c < x.cols_; ++c) row[c] = c * x.rows_ + r;
+        x.copyElements(result, ElementVisit::from(r * x.cols_), row, x.cols_);
+      }
+    }
+    return result;
+  }
 };
+
+namespace {
+
+/// Negates the imaginary parts and brings them into the type; logs nothing.
+void conjugate(fi& x) {
+  if (x.isreal()) return;
+  number& part = x.imagPart();
+  if (double* values = part.doubles()) {
+    for (unsigned k = 0; k < x.numel(); ++k) values[k] = 0.0 - values[k];
+  } else {
+    for (unsigned k = 0; k < x.numel(); ++k) {
+      if (!part[k].iszero()) part.negate();
+    }
+  }
+  // What this quantizer records goes with it: nothing is logged.
+  const quantizer silent(x.getAssignmentQuantizer());
+  silent.quantizeAll(part);
+}
+
+}  // namespace
+
+fi fi::transpose() const {
+  if (numDims() > 2) fail<kTransposeND>();
+  return Arranging::transposed(*this);
+}
+
+fi fi::ctranspose() const {
+  if (numDims() > 2) fail<kCtransposeND>();
+  if (iscomplex() && isSlopeBias()) fail<message::complexSlopeBias>("ctranspose");
+  fi result = Arranging::transposed(*this);
+  conjugate(result);
+  return result;
+}
+
+// ------------------------------------------------------------------------------------- diagonals and triangles
 
 fi fi::diag(double k) const {
   const std::ptrdiff_t diagonal = diagonalNumber(k);
@@ -214,7 +220,7 @@ fi fi::toeplitz() const {
   if (isempty()) fail<kToeplitzEmpty>("toeplitz");
   if (iscomplex() && isSlopeBias()) fail<message::complexSlopeBias>("toeplitz(c)");
   fi row(*this);
-  row.conjugate();
+  conjugate(row);
   return Arranging::assembled(pooled("toeplitz", *this, {this, &row}),
                               tessel::constantDiagonals(numel_, numel_, true));
 }

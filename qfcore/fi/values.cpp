@@ -149,7 +149,7 @@ void assignNumbers(number& part, const Element* values, const ToHeld& toHeld, co
 
 }  // namespace
 
-void fi::storeRealWorld(number& part, const double* values) {
+void HeldArray::storeRealWorld(number& part, const double* values) const {
   const ToHeld toHeld(getNumericType());
   const unsigned count = part.numel();
   if (double* plain = part.doubles()) return toHeld(values, plain, count);
@@ -160,7 +160,7 @@ void fi::storeRealWorld(number& part, const double* values) {
   }
 }
 
-void fi::fillWithRealWorld(number& part, double value) {
+void HeldArray::fillWithRealWorld(number& part, double value) const {
   const unsigned count = part.numel();
   if (count == 0) return;
   const NumericType& type = getNumericType();
@@ -175,7 +175,7 @@ void fi::fillWithRealWorld(number& part, double value) {
   for (unsigned i = 0; i < count; ++i) part[i] = held;
 }
 
-void fi::fillQuantized(double value) {
+void HeldArray::fillQuantized(double value) {
   const quantizer& q = assignmentQuantizer_;
   double* plain = realPart_.doubles();
   if (numel_ == 1 && plain && q.isDoubleBacked() && !isSlopeBias() && !elementPathOnly()) {
@@ -207,7 +207,7 @@ void readWords(number& part, const NumericType& type, const unsigned* words, uns
 
 }  // namespace
 
-void fi::storeWords(number& part, const unsigned* words, unsigned wordsEach) {
+void HeldArray::storeWords(number& part, const unsigned* words, unsigned wordsEach) const {
   const NumericType& type = getNumericType();
   const int wordsNeeded = (type.wordLength() + 31) / 32;
   boost::container::small_vector<unsigned, 8> pattern(static_cast<std::size_t>(wordsNeeded));
@@ -222,7 +222,7 @@ void fi::storeWords(number& part, const unsigned* words, unsigned wordsEach) {
   }
 }
 
-void fi::storeHostValues(const HostArray& values, ValueMeaning meaning) {
+void HeldArray::storeHostValues(const HostArray& values, ValueMeaning meaning) {
   NumericType::errorIfComplexLogical(getNumericType().dataType(), values.isComplex());
   tessel::visitElementType(values.arrayClass(), [&](auto element) {
     using Element = decltype(element);
@@ -231,7 +231,7 @@ void fi::storeHostValues(const HostArray& values, ValueMeaning meaning) {
 }
 
 template <class Element>
-void fi::assignValues(const Element* re, const Element* im, ValueMeaning meaning) {
+void HeldArray::assignValues(const Element* re, const Element* im, ValueMeaning meaning) {
   // An integer that no double holds is quantized as it is: a double on the way would be a rounding too many.
   const bool exactly = assignmentQuantizerInUse_->isDoubleBacked() && anyBeyondDoubles(re, im, numel_);
   const ToHeld toHeld(getNumericType(), meaning == ValueMeaning::StoredInteger);
@@ -246,7 +246,7 @@ void fi::assignValues(const Element* re, const Element* im, ValueMeaning meaning
   if (im) assignPart(imagPart_, im);
 }
 
-template void fi::assignValues(const double*, const double*, ValueMeaning);
+template void HeldArray::assignValues(const double*, const double*, ValueMeaning);
 
 void HeldArray::quantizeAll() {
   const quantizer& q = *assignmentQuantizerInUse_;
