@@ -28,7 +28,7 @@ struct RoundingAddend {
   bool dependsOnValue() const { return ifNegative != 0 || ifOdd != 0; }
   /// The value without its low `shift` bits, at most all but two, rounded.
   Integer rounded(Integer value, int shift) const {
-    const Integer sign = value >> (kBitsOf<Integer> - 1), below = value >> shift;
+    const Integer sign = value < 0 ? -1 : 0, below = value >> shift;
     // Added to these bits alone the addend cannot leave the integer.
     const Integer dropped = value & ((Integer{1} << shift) - 1);
     return below + ((dropped + base + (sign & ifNegative) + (below & ifOdd)) >> shift);

@@ -158,8 +158,7 @@ QuantizerRules::QuantizerRules(const QuantizerSettings& itsSettings)
 
 QuantizerRules::~QuantizerRules() { delete wide_.load(); }
 
-const WideFormat& QuantizerRules::wide() const {
-  if (const WideFormat* made = wide_.load(std::memory_order_acquire)) return *made;
+const WideFormat& QuantizerRules::makeWide() const {
   const int f = settings.fractionBits();
   auto made = std::make_unique<const WideFormat>(
       settings.isFloatingPoint()

@@ -84,13 +84,18 @@ class QFCORE_API QuantizerRules : public Immutable {
   ~QuantizerRules();
   /// The constants of a format that doubles do not hold, and of wide values in one that they hold; made when
   /// first asked for, by any thread.
-  const WideFormat& wide() const;
+  const WideFormat& wide() const {
+    const WideFormat* made = wide_.load(std::memory_order_acquire);
+    return made ? *made : makeWide();
+  }
 
   const QuantizerSettings settings;
   const Kernel& kernel;
   const DoubleFormat format;
 
  private:
+  const WideFormat& makeWide() const;
+
   mutable std::atomic<const WideFormat*> wide_ = nullptr;
 };
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstddef>
 #include <optional>
 
@@ -171,9 +172,10 @@ class AnyIntegerQuantizer {
     }
     wide_.emplace(q, fractionLength);
   }
-  /// `form(carriers, count)` makes the values.
+  /// `form(carriers, count)` makes the values, of which there is at least one.
   template <class Form>
   void operator()(Form form, Stored* to, std::size_t count) {
+    assert(count > 0);
     if constexpr (sizeof(Stored) == sizeof(std::int64_t)) {
       if (narrow_) return quantize(*narrow_, form, to, count);
     }

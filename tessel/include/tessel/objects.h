@@ -143,7 +143,7 @@ class TESSEL_API HostClass {
   void addProperty(PropertyInfo property);
   void addMethod(MethodInfo method);
   /// For objects of this class alone: a subclass may index in another way.
-  void setElementAccess(ElementAccess access) { elementAccess_ = access; }
+  void setElementAccess(const ElementAccess& access) { elementAccess_ = access; }
   const std::optional<ElementAccess>& elementAccess() const { return elementAccess_; }
   /// Own first, then the superclasses'; null when there is none. The name's case counts.
   const PropertyInfo* findProperty(std::string_view name) const;
