@@ -156,13 +156,6 @@ std::vector<filog> HeldArray::getlocalfilogs() const {
   return records;
 }
 
-void HeldArray::consolidatelocalfilogs() const {
-  for (const qlogger* logger : loggers()) {
-    if (!logger || logger->isreset()) continue;
-    const qlogger left = s_feature_fi_tag_logging ? logger->collected() : qlogger();
-    if (!left.isreset()) left.writeLogMap(filog::getLogMap());
-    logger->reset();
-  }
-}
+void HeldArray::consolidatelocalfilogs() const { filog::collect(loggers()); }
 
 }  // namespace embedded

@@ -37,6 +37,58 @@ std::vector<filog> filog::getglobalfilogs() {
   return records;
 }
 
+namespace {
+
+bool hasRecorded(const qlogger* logger) { return logger && !logger->isreset(); }
+
+/// What begins to be collected from the loggers, and is theirs again unless all of it is kept.
+class Collection {
+ public:
+  explicit Collection(std::span<const qlogger* const> loggers) : loggers_(loggers) {}
+  Collection(const Collection&) = delete;
+  Collection& operator=(const Collection&) = delete;
+  ~Collection() {
+    for (const qlogger* logger : loggers_) {
+      if (!hasRecorded(logger)) continue;
+      logger->endCollection(isKept_);
+      if (isKept_) logger->reset();
+    }
+  }
+  /// The records of `map` that change, as they become.
+  FilogMap changesOf(const FilogMap& map) const {
+    FilogMap changed;
+    for (const qlogger* logger : loggers_) {
+      if (!hasRecorded(logger)) continue;
+      const qlogger fresh = logger->beginCollection();
+      if (fresh.isreset()) continue;
+      const auto known = map.find(fresh.createFilogKey());
+      if (known != map.end()) changed.insert(*known);
+      fresh.writeLogMap(changed);
+    }
+    return changed;
+  }
+  void keep() noexcept { isKept_ = true; }
+
+ private:
+  std::span<const qlogger* const> loggers_;
+  bool isKept_ = false;
+};
+
+}  // namespace
+
+void filog::collect(std::span<const qlogger* const> loggers) {
+  Collection collection(loggers);
+  FilogMap changed;
+  if (s_feature_fi_tag_logging) changed = collection.changesOf(getLogMap());
+  // From here on nothing takes memory.
+  while (!changed.empty()) {
+    auto record = changed.extract(changed.begin());
+    getLogMap().erase(record.key());
+    getLogMap().insert(std::move(record));
+  }
+  collection.keep();
+}
+
 void qlogger::writeLogMap(FilogMap& map) const {
   if (!s_feature_fi_tag_logging) return;
   const auto [place, isNew] = map.try_emplace(createFilogKey(), tag_, *this);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,6 +50,9 @@ class QFCORE_API filog {
   /// The collection's records, in the order of their keys.
   static std::vector<filog> getglobalfilogs();
   static void clearglobalfilogs() { getLogMap().clear(); }
+  /// Moves the records of `loggers`, of which some may be null, to the collection; while the feature switch for
+  /// tags is off they are only forgotten. Where memory runs out all is as it was.
+  static void collect(std::span<const qlogger* const> loggers);
 
  private:
   qlogger record_;

@@ -72,7 +72,7 @@ void LogRecord::forgetUnshared() {
   if (shares_.size() < tidyAt_) return;
   std::erase_if(shares_, [this](const std::shared_ptr<CollectableCounts>& share) {
     if (share.use_count() > 1) return false;
-    if (share->areCollected) {
+    if (share->state != CollectableCounts::State::Open) {
       collected_ += share->counts;
     } else {
       shared_ -= share->counts;
@@ -83,15 +83,25 @@ void LogRecord::forgetUnshared() {
   tidyAt_ = std::max(kFew, 2 * shares_.size());
 }
 
-LogCounts LogRecord::collect() {
+LogCounts LogRecord::beginCollection() {
   share();
   LogCounts fresh(counts);
   fresh -= collected_;
   for (const std::shared_ptr<CollectableCounts>& share : shares_) {
-    if (share->areCollected) fresh -= share->counts;
-    share->areCollected = true;
+    if (share->state != CollectableCounts::State::Open) {
+      fresh -= share->counts;
+    } else {
+      share->state = CollectableCounts::State::BeingCollected;
+    }
   }
   return fresh;
+}
+
+void LogRecord::endCollection(bool isKept) noexcept {
+  using enum CollectableCounts::State;
+  for (const std::shared_ptr<CollectableCounts>& share : shares_) {
+    if (share->state == BeingCollected) share->state = isKept ? Collected : Open;
+  }
 }
 
 }  // namespace embedded

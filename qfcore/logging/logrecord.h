@@ -23,8 +23,9 @@ struct LogCounts {
 /// Counts that several records have in common: those of copies, of a result and of the register that it was
 /// formed in. Whichever is collected first brings them along, the others do not bring them again.
 struct CollectableCounts {
+  enum class State : unsigned char { Open, BeingCollected, Collected };
   LogCounts counts;
-  bool areCollected = false;
+  State state = State::Open;
 };
 
 /// The smallest or the largest value met; +realmax or −realmax, the mark of a reset record, before the first.
@@ -87,8 +88,10 @@ struct LogRecord {
   /// Adds another record's counts; `join` goes on sharing those that it shares.
   void add(const LogRecord& other) { counts += other.counts; }
   void join(const LogRecord& other);
-  /// What no record that shares it has collected; all of it is collected then.
-  LogCounts collect();
+  /// What no record that shares it has collected. It is being collected until `endCollection` tells whether it
+  /// has come to where it belongs.
+  LogCounts beginCollection();
+  void endCollection(bool isKept) noexcept;
 
  private:
   void forgetUnshared();

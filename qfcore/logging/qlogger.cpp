@@ -187,10 +187,10 @@ void qlogger::share(const qlogger& other) const {
   mergeExtremes(other);
 }
 
-qlogger qlogger::collected() const {
+qlogger qlogger::beginCollection() const {
   qlogger left(*this, false);
   if (!record_) return left;
-  const LogCounts counts = record_->collect();
+  const LogCounts counts = record_->beginCollection();
   if (counts == LogCounts() && record_->counts != LogCounts()) return left;
   left.toMergeInto(*record_).counts = counts;
   left.record_->isRealWorld = record_->isRealWorld;

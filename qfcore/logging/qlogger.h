@@ -105,8 +105,11 @@ class QFCORE_API qlogger {
   /// The same for a record that goes on beside this one: what both have then is collected once.
   void share(const qlogger& other) const;
   /// A logger with what is still to be collected: the counts that no logger sharing them has given out so.
-  /// Reset where nothing is left.
-  qlogger collected() const;
+  /// Reset where nothing is left. They are given out for good where `endCollection` says that they were kept.
+  qlogger beginCollection() const;
+  void endCollection(bool isKept) const noexcept {
+    if (record_) record_->endCollection(isKept);
+  }
 
   /// Held values; −realmax and +realmax while nothing is recorded.
   number maxlog() const { return held(toRead().max); }

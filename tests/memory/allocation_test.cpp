@@ -6,6 +6,8 @@
 #include "qfcore/fi/fireference.h"
 #include "qfcore/host/binding.h"
 #include "qfcore/host/module.h"
+#include "qfcore/logging/filog.h"
+#include "qfcore/types/features.h"
 #include "tessel/language/interpreter.h"
 #include "tests/fi/arrays.h"
 #include "tests/memory/failing_allocations.h"
@@ -14,6 +16,7 @@ namespace {
 
 using namespace reference;
 using embedded::FiColumnReference;
+using embedded::filog;
 using embedded::FiReference;
 using embedded::qlogger;
 using memory_tests::blocksInUse;
@@ -65,7 +68,10 @@ std::string stateOf(const Operands& x) {
   return stateOf(x.a) + " | " + stateOf(x.b) + " | " + stateOf(x.values);
 }
 std::string stateOf(const Operands& x, const Result& result) {
-  return stateOf(x) + " | " + stateOf(result.values) + (result.array ? stateOf(*result.array) : "");
+  std::string text = stateOf(x) + " | " + stateOf(result.values) + (result.array ? stateOf(*result.array) : "");
+  for (const auto& [key, record] : filog::getLogMap())
+    text += " | " + key + record.displayText() + std::to_string(record.noperations());
+  return text;
 }
 
 HostArray at(const HostArray& first, const HostArray& second) { return indexOf({first, second}); }
@@ -144,6 +150,7 @@ const Row kOperations[] = {
     {"type", [](Operands& x, Result&) { x.a.setNumericType(x.b.getNumericType()); }},
     {"settings",
      [](Operands& x, Result&) { x.a.setFimath(fimath(RoundModeEnum::ceil, OverflowModeEnum::wrap)); }},
+    {"collected records", [](Operands& x, Result&) { x.a.consolidatelocalfilogs(); }},
     {"tag", [](Operands& x, Result&) { x.a.setTag("a tag that is too long to be kept in place"); }},
     {"whole view",
      [](Operands& x, Result&) {
@@ -218,6 +225,8 @@ class Allocation : public testing::Test {
   void TearDown() override {
     tessel::setWarningEnabled("all", true);
     qlogger::setLogging(false);
+    embedded::s_feature_fi_tag_logging = false;
+    filog::clearglobalfilogs();
     // What is kept for the next values of a size, and what the host remembers.
     EXPECT_LE(blocksInUse() - blocks_, 400);
   }
@@ -249,6 +258,7 @@ TEST_F(Allocation, FailsInEveryOperation) {
   for (const Kind& kind : kinds()) {
     for (const bool isLogging : {false, true}) {
       qlogger::setLogging(isLogging);
+      embedded::s_feature_fi_tag_logging = isLogging;
       for (const Row& each : kOperations) {
         std::optional<Operands> x;
         Result result;
@@ -264,7 +274,11 @@ TEST_F(Allocation, FailsInEveryOperation) {
           math.setMaxProductWordLength(65535);
           x = {random.array({2, 2}, kind.left, math, kind.isLeftComplex),
                random.array({2, 2}, kind.right, math, kind.isRightComplex), row({0.3, 4096.7, -0.1})};
-          if (isLogging) x->a.quantizeAll();
+          filog::clearglobalfilogs();
+          for (fi* operand : {&x->b, &x->a}) {
+            // Of the left one some is collected already, and more to come.
+            if (isLogging) x->a.consolidatelocalfilogs(), operand->quantizeAll();
+          }
           if (isLogging && !isBiased) (void)x->a.plus(x->b);
           result = {};
         };
