@@ -15,8 +15,19 @@
 namespace embedded {
 
 namespace {
+
 [[maybe_unused]] const bool emptied = FreeList<doublenumber>::emptyAtThreadEnd();
+
+double storedInteger(const unsigned* words, int wordCount, bool isSigned, int wordLength) {
+  double stored = 0;
+  for (int i = wordCount - 1; i >= 0; --i) stored = stored * 4294967296.0 + words[i];
+  const int signBit = wordLength - 1;
+  const bool isNegative =
+      isSigned && signBit / 32 < wordCount && (words[signBit / 32] >> (signBit % 32) & 1) != 0;
+  return isNegative ? stored - timesPow2(1.0, wordLength) : stored;
 }
+
+}  // namespace
 
 void* doublenumber::operator new(std::size_t) { return FreeList<doublenumber>::take(); }
 void doublenumber::operator delete(void* freed) noexcept { FreeList<doublenumber>::give(freed); }
@@ -105,18 +116,12 @@ doublenumber& doublenumber::setvalue(double value) {
 
 doublenumber& doublenumber::setvalue(const unsigned* words, int wordCount, bool isSigned, int wordLength,
                                      int fractionLength) {
-  return setvalue(words, wordCount, isSigned, wordLength, 1.0, -fractionLength, 0.0);
+  return setvalue(timesPow2(storedInteger(words, wordCount, isSigned, wordLength), -long{fractionLength}));
 }
 
 doublenumber& doublenumber::setvalue(const unsigned* words, int wordCount, bool isSigned, int wordLength,
                                      double, int exponent, double) {
-  double stored = 0;
-  for (int i = wordCount - 1; i >= 0; --i) stored = stored * 4294967296.0 + words[i];
-  const int signBit = wordLength - 1;
-  const bool negative =
-      isSigned && signBit / 32 < wordCount && (words[signBit / 32] >> (signBit % 32) & 1) != 0;
-  if (negative) stored -= timesPow2(1.0, wordLength);
-  return setvalue(timesPow2(stored, exponent));
+  return setvalue(timesPow2(storedInteger(words, wordCount, isSigned, wordLength), exponent));
 }
 
 int doublenumber::sign() const { return (current() > 0) - (current() < 0); }

@@ -137,7 +137,9 @@ mpnumber& mpnumber::setvalue(double value) {
 
 mpnumber& mpnumber::setvalue(const unsigned* words, int wordCount, bool isSigned, int wordLength,
                              int fractionLength) {
-  return setvalue(words, wordCount, isSigned, wordLength, 1.0, -fractionLength, 0.0);
+  setvalue(words, wordCount, isSigned, wordLength, 1.0, 0, 0.0);
+  current().scaleByPow2(-long{fractionLength});
+  return *this;
 }
 
 mpnumber& mpnumber::setvalue(const unsigned* words, int wordCount, bool isSigned, int wordLength, double,

@@ -78,7 +78,7 @@ void store(numberrepbody& a, const MpFloat& value) {
 unsigned long long truncatedStored(const numberrepbody& a, int fractionLength) {
   if (isDouble(a)) return doublenumber::lowBits(timesPow2(asDouble(a), fractionLength));
   MpIntegerScratch stored;
-  truncatedInteger(*stored, asMultiprecision(a), -fractionLength);
+  truncatedInteger(*stored, asMultiprecision(a), -long{fractionLength});
   const unsigned long long magnitude = mpz_getlimbn(stored.get(), 0);
   return mpz_sgn(stored.get()) < 0 ? -magnitude : magnitude;
 }

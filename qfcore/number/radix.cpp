@@ -29,7 +29,7 @@ int digitValue(char digit) {
 
 /// Sets `mantissa` so that value * 2^-exponent = mantissa * 2^-result exactly; 0 for a value that is not
 /// finite.
-mp_bitcnt_t takeMantissa(MpInteger& mantissa, const MpFloat& value, int exponent) {
+mp_bitcnt_t takeMantissa(MpInteger& mantissa, const MpFloat& value, long exponent) {
   if (!mpfr_regular_p(value.get())) return mpz_set_ui(mantissa.get(), 0), 0;
   const long shift = mpfr_get_z_2exp(mantissa.get(), value.get()) - exponent;
   if (shift < 0) return static_cast<mp_bitcnt_t>(-shift);
@@ -78,7 +78,7 @@ void storedInteger(MpInteger& stored, const MpFloat& value, int exponent) {
   mpz_tdiv_q_2exp(stored.get(), stored.get(), dropped);
 }
 
-void truncatedInteger(MpInteger& stored, const MpFloat& value, int exponent) {
+void truncatedInteger(MpInteger& stored, const MpFloat& value, long exponent) {
   mpz_tdiv_q_2exp(stored.get(), stored.get(), takeMantissa(stored, value, exponent));
 }
 

@@ -26,7 +26,7 @@ bool readPattern(MpInteger& pattern, const char* text, int base);
 void storedInteger(MpInteger& stored, const MpFloat& value, int exponent);
 
 /// The same, truncated toward zero.
-void truncatedInteger(MpInteger& stored, const MpFloat& value, int exponent);
+void truncatedInteger(MpInteger& stored, const MpFloat& value, long exponent);
 
 /// The stored integer's two's-complement pattern: 2^wordLength is added to that of a negative value.
 void convertToUnsignedInteger(MpInteger& pattern, const MpFloat& value, int exponent,

@@ -2,9 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfloat>
+#include <climits>
 #include <cmath>
+#include <memory>
 #include <utility>
 
+#include "qfcore/number/numberfactory.h"
 #include "qfcore/number/wordconstants.h"
 #include "reference.h"
 
@@ -253,6 +257,15 @@ TEST(Operations, StoredIntegersComeOutAsNativeIntegersAndWords) {
     number back(0.0, wide ? kWidePrecision : kDoublePrecision, false);
     back.setvalue(words, wordCount, format.isSigned, w, 1, format.exponent, 0);
     EXPECT_EQ(valueOf(back), valueOf(n));
+  }
+  // The one fraction length whose exponent is no int: what it makes is below or beyond all values.
+  const unsigned one = 1;
+  for (const unsigned precision : {kDoublePrecision, kWidePrecision}) {
+    const std::unique_ptr<embedded::numberrepbody> body(
+        embedded::numberfactory::createnumberScalar(1.0, precision, false));
+    EXPECT_EQ(body->fixed2int64(16, INT_MIN), 0);
+    body->setvalue(&one, 1, true, 16, INT_MIN);
+    EXPECT_GT(body->todouble(), DBL_MAX);
   }
   const number large(4294967295.0, kDoublePrecision, false);
   EXPECT_EQ(large.fixed2uint32(32, 0), 4294967295U);
