@@ -117,7 +117,13 @@ int main(int argc, char** argv) {
       "from standard input. The status is 0; 1 after an error; 130 after an interruption; that of "
       "exit(status).");
   app.prefix_command();
-  CLI11_PARSE(app, argc, argv);
+  // Writing to a closed pipe is an error like others, not the silent end of the process.
+  std::signal(SIGPIPE, SIG_IGN);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& told) {
+    return tessel::finished(app.exit(told), false);
+  }
   options.hasText = text->count() > 0;
   options.rest = app.remaining();
   // What the parser does not know counts as the script; an option it does not know is a mistake.
@@ -127,7 +133,5 @@ int main(int argc, char** argv) {
                        tessel::suggestion(options.rest[0], known));
     return 1;
   }
-  // Writing to a closed pipe is an error like others, not the silent end of the process.
-  std::signal(SIGPIPE, SIG_IGN);
   return tessel::runShell(options);
 }
