@@ -12,6 +12,7 @@
 #include "qfcore/fi/paths/path.h"
 #include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
+#include "tessel/interruption.h"
 
 namespace embedded {
 
@@ -28,6 +29,9 @@ constexpr Message kSections{"numforge:fi:sosfilt:sections",
                             "Sections are rows of a matrix of six columns: [b0 b1 b2 1 a1 a2]."};
 constexpr Message kVectors{"numforge:fi:conv:vectors",
                            "A convolution takes two vectors with one element at least."};
+
+/// So many products of any kind take about a millisecond, after which the interrupt key is asked for.
+constexpr unsigned kProductsAtOnce = 4096;
 
 bool isVector(const fi& x) { return x.isvector() && !x.isempty(); }
 
@@ -153,6 +157,7 @@ class FilterRun {
       if (isComplex_) sum.imagPart_ = 0.0;
       const auto [begin, end] = bounds(place);
       for (unsigned k = begin; k < end; ++k) {
+        if (k % kProductsAtOnce == 0) tessel::raiseIfInterrupted();
         left.setIndex(k);
         right.setIndex(place + skipped - k);
         product(left, right, forward_.realPart_, forward_.imagPart_);
@@ -225,7 +230,9 @@ class FilterRun {
       ahead(b, x, forward_.realPart_, forward_.imagPart_);
       sum_.sumEquals(to, forward_, sum_, scratch);
     };
+    const std::size_t atOnce = std::max<std::size_t>(1, kProductsAtOnce / (std::size_t{1} + z.numel()));
     for (std::size_t n = 0; n < fibers.length; ++n) {
+      if (n % atOnce == 0) tessel::raiseIfInterrupted();
       const auto place = static_cast<unsigned>(first + n * fibers.stride);
       x.setIndex(place);
       y.setIndex(place);
