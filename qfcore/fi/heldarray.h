@@ -204,8 +204,11 @@ class QFCORE_API HeldArray : public ArrayShape {
   void becomeComplex();
 
   ArithmeticState& arithmeticState() const;
-  /// Hands what a new array has recorded to the module's total of its kind.
-  void recordInTotal() const;
+  /// Hands what a new array, which is no view, has recorded to the module's total of its kind.
+  void recordInTotal() const {
+    if (assignmentQuantizer_.logger().isOn()) addToTotal();
+  }
+  void addToTotal() const;
   /// This array's logger and those of `registerLogs`, null where arithmetic has not logged.
   std::array<const qlogger*, 1 + kRegisterLogs> loggers() const;
   /// Takes over what another array's registers have recorded.

@@ -39,9 +39,8 @@ void HeldArray::displayGlobalLog() {
   }
 }
 
-void HeldArray::recordInTotal() const {
-  const qlogger& record = getQlogger();
-  if (!record.isOn()) return;
+void HeldArray::addToTotal() const {
+  const qlogger& record = assignmentQuantizer_.logger();
   // What construction met is no news to a later assignment.
   record.markReported();
   if (qlogger::getLogType() != LogTypeEnum::Global) return;

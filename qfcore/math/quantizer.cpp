@@ -182,7 +182,8 @@ const Kernel& quantizer::kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMo
 number& quantizer::run(const Kernel& kernel, number& value) const {
   requireFittingLengths();
   if (kernel.wide && !(isDoubleBacked() && value.gettype() == kDoubleRepresentation)) {
-    return recorded(kernel.wide(wideFormat(), kernel.rounding, kernel.overflowMode, value), value);
+    const WideOutcome outcome = kernel.wide(wideFormat(), kernel.rounding, kernel.overflowMode, value);
+    return logger_.isOn() ? recorded(outcome, value) : value;
   }
   Tally tally;
   double quantized = value.todouble();
@@ -193,7 +194,6 @@ number& quantizer::run(const Kernel& kernel, number& value) const {
 }
 
 number& quantizer::recorded(const WideOutcome& outcome, number& quantized) const {
-  if (!logger_.isOn()) return quantized;
   if (outcome.overflow) logger_.nOverflowsPlusOne();
   if (outcome.underflow) logger_.nUnderflowsPlusOne();
   logger_.updateminmax(quantized);
@@ -207,7 +207,8 @@ number& quantizer::quantize(const number& from, number& to) const {
   if (source && target && kernel.wide == quantizeFixedWide) {
     const LimbOutcome outcome = quantizeFixedByLimbs(wideFormat(), kernel.rounding, kernel.overflowMode,
                                                      source->getelement(), target->getmodifiableelement());
-    if (outcome != LimbOutcome::NotDone) return recorded({outcome == LimbOutcome::Overflow, false}, to);
+    if (outcome != LimbOutcome::NotDone)
+      return logger_.isOn() ? recorded({outcome == LimbOutcome::Overflow, false}, to) : to;
   }
   if (!source || (target && from.getprecision() <= to.getprecision())) {
     to = from;

@@ -91,7 +91,7 @@ class QFCORE_API quantizer {
   /// Bits of the constants: the word length for "fixed", one more for "ufixed", the fraction bits for "float".
   unsigned constantPrecision() const { return settings().constantPrecision(); }
   /// Whether values of the format are carried in doubles.
-  bool isDoubleBacked() const { return settings().isDoubleBacked(); }
+  bool isDoubleBacked() const { return rules_->isDoubleBacked; }
 
   /// Makes the constants now that otherwise are made when wide values first need them.
   void updateparameters();

@@ -154,7 +154,8 @@ unsigned QuantizerSettings::constantPrecision() const {
 QuantizerRules::QuantizerRules(const QuantizerSettings& itsSettings)
     : settings(itsSettings),
       kernel(kernelFor(settings.mode, settings.roundMode, settings.overflowMode)),
-      format(settings.isFloatingPoint() ? floatFormat(settings) : fixedFormat(settings)) {}
+      format(settings.isFloatingPoint() ? floatFormat(settings) : fixedFormat(settings)),
+      isDoubleBacked(settings.isDoubleBacked()) {}
 
 QuantizerRules::~QuantizerRules() { delete wide_.load(); }
 

@@ -92,6 +92,7 @@ class QFCORE_API QuantizerRules : public Immutable {
   const QuantizerSettings settings;
   const Kernel& kernel;
   const DoubleFormat format;
+  const bool isDoubleBacked;
 
  private:
   const WideFormat& makeWide() const;
