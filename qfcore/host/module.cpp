@@ -10,6 +10,7 @@
 #include "qfcore/host/RefFimathObjClass.h"
 #include "qfcore/host/TypeObjClasses.h"
 #include "qfcore/host/constructors.h"
+#include "qfcore/host/examples.h"
 #include "qfcore/host/features.h"
 #include "qfcore/host/filogObjClass.h"
 #include "tessel/module.h"
@@ -54,6 +55,7 @@ void TesselInitialize_qfcore() {
   createClasses();
   embedded::host::registerConstructors();
   embedded::registerFeatures();
+  embedded::host::registerExamples();
   // Loaded once more by name, the module stays resident while the host runs.
   tessel::loadLibrary("qfcore");
   isInitialised = true;

@@ -252,6 +252,11 @@ const MethodInfo* HostClass::findMethod(std::string_view name) const {
   return own != nullptr || superclass_ == nullptr ? own : superclass_->findMethod(name);
 }
 
+const char* HostClass::findExample(std::string_view method) const {
+  const char* example = tessel::findExample(name_ + "." + std::string(method));
+  return example != nullptr || superclass_ == nullptr ? example : superclass_->findExample(method);
+}
+
 std::vector<const PropertyInfo*> HostClass::properties() const {
   auto all = superclass_ != nullptr ? superclass_->properties() : std::vector<const PropertyInfo*>{};
   appendRows(all, properties_);

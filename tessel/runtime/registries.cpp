@@ -26,6 +26,11 @@ std::vector<Feature>& features() {
   return all;
 }
 
+std::vector<Theme>& allThemes() {
+  static std::vector<Theme> all;
+  return all;
+}
+
 }  // namespace
 
 const std::pair<std::string, int>* EnumeratedType::find(std::string_view text) const {
@@ -77,6 +82,23 @@ std::vector<std::string> featureNames() {
   std::vector<std::string> names;
   for (const Feature& feature : features()) names.push_back(feature.name);
   return names;
+}
+
+void registerThemes(std::span<const Theme> added) {
+  auto& all = allThemes();
+  const auto isKnown = [&](const Theme& theme) { return theme.title == added[0].title; };
+  if (std::none_of(all.begin(), all.end(), isKnown)) all.insert(all.end(), added.begin(), added.end());
+}
+
+const std::vector<Theme>& themes() { return allThemes(); }
+
+const char* findExample(std::string_view name) {
+  for (const Theme& theme : allThemes()) {
+    for (const Example& example : theme.examples) {
+      if (example.name == name) return example.code;
+    }
+  }
+  return nullptr;
 }
 
 void raiseTooManyInputs() { raiseError("Tessel:TooManyInputs", "Too many input arguments."); }

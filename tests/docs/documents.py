@@ -2,6 +2,7 @@
 """Runs the blocks of documents and compares what they print with the text behind them.
 
     documents.py [--renew] BUILD PAGE...
+    documents.py --reference BUILD      whether the pages of docs/reference are those that the tables make
 
 BUILD is a build folder. A block is a program by the word at its fence; a `text` block behind it is what it prints:
 
@@ -155,6 +156,8 @@ def folder_for(build, page):
         for name in pictures_of(page):
             pathlib.Path(name).parent.mkdir(parents=True, exist_ok=True)
         os.environ.update(BUILD=str(build), PATH=f"{build}/bin:" + os.environ["PATH"], PYTHONPATH=f"{build}/python", MPLBACKEND="Agg")
+        for screen in ("DISPLAY", "WAYLAND_DISPLAY"):  # pages open no windows
+            os.environ.pop(screen, None)
         sys.path.insert(0, f"{build}/python")
         try:
             yield
@@ -217,13 +220,32 @@ def check(path, build, is_renewal):
     return count
 
 
+def report(faults):
+    if faults:
+        print("`make docs` writes what tables tell and blocks print; the difference is to be read.")
+    return faults > 0
+
+
+def check_reference(build):
+    """The number of reference pages that are not what `make docs` writes, and of functions without an example."""
+    with tempfile.TemporaryDirectory() as folder:
+        told, status = run([f"{build}/bin/reference", folder])
+        print(told, end="")
+        bare = lambda path: re.sub(r"\s+", " ", re.sub(r"^```text\n.*?^```$", "", path.read_text(), flags=re.S | re.M))
+        made = {path.name: bare(path) for path in pathlib.Path(folder).iterdir()}
+    kept = {path.name: bare(path) for path in (ROOT / "docs/reference").iterdir()}
+    changed = [name for name in made.keys() | kept.keys() if made.get(name) != kept.get(name)]
+    print("".join(f"docs/reference/{name} is not what the tables make\n" for name in sorted(changed)), end="")
+    return len(changed) + (status != 0)
+
+
 def main(arguments):
+    if arguments[:1] == ["--reference"]:
+        return report(check_reference(arguments[1]))
     is_renewal = arguments[:1] == ["--renew"]
     build, *pages = arguments[is_renewal:]
     faults = sum(check(pathlib.Path(page).resolve(), pathlib.Path(build).resolve(), is_renewal) for page in pages)
-    if faults:
-        print("`make docs` writes what blocks print; the difference is to be read.")
-    return faults > 0
+    return report(faults)
 
 
 if __name__ == "__main__":

@@ -153,6 +153,8 @@ class TESSEL_API HostClass {
   /// In registration order, the superclass's first.
   std::vector<const PropertyInfo*> properties() const;
   std::vector<const MethodInfo*> methods() const;
+  /// The example of a method, of this class or of the next one above it that has one; or null.
+  const char* findExample(std::string_view method) const;
   void setHelp(std::string help) { help_ = std::move(help); }
   const std::string& help() const { return help_; }
 

@@ -1,6 +1,7 @@
 /// What a module registers with the host besides classes: enumerated types and feature switches.
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -38,6 +39,26 @@ TESSEL_API void registerFeature(std::string_view name, double defaultValue, Feat
 TESSEL_API FeatureSetter findFeature(std::string_view name);
 /// Names of all switches in order of registration.
 TESSEL_API std::vector<std::string> featureNames();
+
+/// A line of a program that shows what a function does, or a method ("fi.plus"), or a class ("embedded.fi").
+struct Example {
+  const char* name;
+  const char* code;
+};
+
+/// Examples of what belongs together.
+struct Theme {
+  const char* title;
+  std::span<const Example> examples;
+};
+
+/// Adds themes for help and the reference pages; again, nothing. What they point at must live as long as the
+/// host.
+TESSEL_API void registerThemes(std::span<const Theme> added);
+/// All themes in order of registration.
+TESSEL_API const std::vector<Theme>& themes();
+/// The example of that name, or null.
+TESSEL_API const char* findExample(std::string_view name);
 
 /// Raise the host's errors for a wrong number of arguments:
 /// "Tessel:TooManyInputs" / "Too many input arguments." and "Tessel:TooManyOutputs" / "Too many output

@@ -17,6 +17,7 @@ void registerBuiltins() {
   registerPlotBuiltins();
   registerAxesBuiltins();
   registerFigureBuiltins();
+  registerExamples();
 }
 
 void registerLanguageBuiltins(Interpreter& interpreter) {

@@ -23,6 +23,9 @@ void registerPlotBuiltins();
 void registerAxesBuiltins();
 void registerFigureBuiltins();
 
+/// Registers an example for each of all these functions.
+void registerExamples();
+
 /// Registers the functions that need the evaluator, its workspace or its call stack: `eval`, `feval`, `error`,
 /// `cellfun`, `who`, …. `interpreter` must outlive every call of them.
 void registerLanguageBuiltins(Interpreter& interpreter);

@@ -34,6 +34,10 @@ constexpr std::pair<std::string_view, const char*> kWords[] = {
     {"return", "Leaves the function, or the program."},
 };
 
+std::string withExample(const std::string& help, const char* example) {
+  return example ? help + "\n\nExample:\n  " + example + "\n" : help;
+}
+
 std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
 
 /// A line of a list, cut where the screen ends.
@@ -75,7 +79,7 @@ std::string helpOfMember(const std::string& name) {
   const std::string member = name.substr(point + 1);
   if (const PropertyInfo* property = hostClass->findProperty(member)) return helpOfProperty(*property);
   const MethodInfo* method = hostClass->findMethod(member);
-  return method ? method->function.help : std::string();
+  return method ? withExample(method->function.help, hostClass->findExample(member)) : std::string();
 }
 
 /// The comment in a line, without its sign; nothing where the line is no comment.
@@ -131,8 +135,9 @@ std::string helpOf(const Interpreter& interpreter, const std::string& name) {
   const FunctionInfo* function = findFunction(name);
   const HostClass* hostClass = findClass(name);
   // The function that makes the objects of a class often has the name of the class.
-  if (function && hostClass) return function->help + "\n\n" + helpOfClass(*hostClass);
-  if (function) return function->help;
+  const std::string told = function ? withExample(function->help, findExample(name)) : "";
+  if (function && hostClass) return told + "\n" + helpOfClass(*hostClass);
+  if (function) return told;
   if (hostClass) return helpOfClass(*hostClass);
   const std::string member = helpOfMember(name);
   return member.empty() ? helpOfWord(name) : member;
@@ -140,8 +145,18 @@ std::string helpOf(const Interpreter& interpreter, const std::string& name) {
 
 std::string helpOfEverything() {
   std::string text;
-  for (const std::string& name : functionNames())
+  const auto tell = [&](const std::string& name) {
     text += summaryLine(fmt::format("  {:<20} {}", name, firstLine(findFunction(name)->help)));
+  };
+  for (const Theme& theme : themes()) {
+    if (!findFunction(theme.examples[0].name)) continue;  // methods
+    text += fmt::format("{}\n", theme.title);
+    for (const Example& example : theme.examples)
+      if (findFunction(example.name)) tell(example.name);
+  }
+  text += "Others\n";
+  for (const std::string& name : functionNames())
+    if (!findExample(name)) tell(name);
   return text;
 }
 
