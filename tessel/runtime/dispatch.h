@@ -1,6 +1,8 @@
 /// How calls find their function: the runtime's own entrances besides those of "tessel/interpreter.h".
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -49,15 +51,19 @@ class MemberName {
     const PropertyInfo* property = nullptr;
   };
   const Found& found(const HostClass& hostClass) const {
-    if (last_.hostClass != &hostClass || last_.version != HostClass::tablesVersion()) {
-      last_ = {&hostClass, HostClass::tablesVersion(), hostClass.findMethod(name_),
-               hostClass.findProperty(name_)};
+    for (const Found& each : last_) {
+      if (each.hostClass == &hostClass && each.version == HostClass::tablesVersion()) return each;
     }
-    return last_;
+    Found& oldest = last_[next_];
+    next_ = (next_ + 1) % last_.size();
+    return oldest = {&hostClass, HostClass::tablesVersion(), hostClass.findMethod(name_),
+                     hostClass.findProperty(name_)};
   }
 
   std::string name_;
-  mutable Found last_;
+  /// One for each argument that calls such as `fi(x, T, F)` have.
+  mutable std::array<Found, 3> last_;
+  mutable std::size_t next_ = 0;
   mutable const FunctionInfo* function_ = nullptr;
   mutable std::uint64_t functionVersion_ = 0;
 };
