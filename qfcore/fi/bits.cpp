@@ -7,6 +7,7 @@
 #include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/exactness.h"
 #include "qfcore/fi/expansion.h"
+#include "qfcore/fi/paths/integersums.h"
 #include "qfcore/fi/paths/patterns.h"
 #include "qfcore/fi/resulttypes.h"
 #include "qfcore/number/messages.h"
@@ -323,10 +324,29 @@ struct fi::Bits {
       const quantizer& inUse = result.assignmentQuantizerInUse();
       quantizer q(inUse, false);
       q.set(NumericType(inUse.numericType()), roundMode, x.getFimath().overflowMode());
-      withPow2(exponent, [&](auto times, auto) { mapParts(x, result, q, times); });
+      if (!scaleByIntegers(x, exponent, q, result))
+        withPow2(exponent, [&](auto times, auto) { mapParts(x, result, q, times); });
       inUse.logger().merge(q.logger());
     });
     return result;
+  }
+
+ private:
+  /// The same for stored integers of native size, read with fewer or more fraction bits; whether it has.
+  static bool scaleByIntegers(const fi& x, int exponent, const quantizer& q, fi& result) {
+    NumericType scaled(x.getNumericType());
+    if (areDoubles(x) || !exactness::integersHold(kBitsOf<Int128>, scaled)) return false;
+    const long fractionLength = exactness::fractionBits(scaled) - exponent;
+    if (fractionLength != static_cast<int>(fractionLength)) return false;
+    scaled.setFractionLength(static_cast<int>(fractionLength));
+    const IntegerSizes sizes = integersForCast(scaled, result.getNumericType());
+    if (choosePath({.hasIntegers = sizes != IntegerSizes::None}, x, result) != Path::Integers) return false;
+    const auto scale = [&](const number& part, number& target) {
+      castByIntegers(x, fractionLength, part, 0, q, sizes, target, 0, x.numel());
+    };
+    scale(x.realPart(), result.realPart());
+    if (x.iscomplex()) scale(x.imagPart(), result.imagPart());
+    return true;
   }
 };
 

@@ -224,6 +224,34 @@ void copyPart(number& to, const number& from, const ElementVisit& targets, const
   }
 }
 
+/// The same for both parts of `x` where stored integers such as `Integer` stand for their values, and in `into`
+/// may. Whether it has.
+template <class Integer>
+bool copyIntegers(fi& into, const fi& x, const ElementVisit& targets, const ElementVisit& sources,
+                  unsigned count) {
+  const long fractionLength = x.getNumericType().fractionLength();
+  const auto read = [&](const number& part) -> const Integer* {
+    const mpnumber* values = part.isempty() ? nullptr : part.multiprecision();
+    return values ? values->integers<Integer>(fractionLength) : nullptr;
+  };
+  const auto written = [&](number& part) -> Integer* {
+    mpnumber* values = part.multiprecision();
+    return values ? values->template modifiableIntegers<Integer>(fractionLength) : nullptr;
+  };
+  const bool isComplex = x.iscomplex();
+  const Integer *re = read(x.realPart()), *im = isComplex ? read(x.imagPart()) : nullptr;
+  if (!re || (isComplex && !im)) return false;
+  Integer *toRe = written(into.realPart()), *toIm = isComplex ? written(into.imagPart()) : nullptr;
+  if (!toRe || (isComplex && !toIm)) return false;
+  for (unsigned k = 0; k < count; ++k) {
+    const unsigned source = sources[k], target = targets[k];
+    if (source == kNoElement) continue;
+    toRe[target] = re[source];
+    if (isComplex) toIm[target] = im[source];
+  }
+  return true;
+}
+
 }  // namespace
 
 void fi::copyElements(fi& into, const ElementVisit& targets, const ElementVisit& sources,
@@ -233,6 +261,9 @@ void fi::copyElements(fi& into, const ElementVisit& targets, const ElementVisit&
     if (iscomplex()) copyPart(into.imagPart_, imagPart_, targets, sources, count);
     return;
   }
+  if (copyIntegers<std::int64_t>(into, *this, targets, sources, count) ||
+      copyIntegers<Int128>(into, *this, targets, sources, count))
+    return;
   // Both are made before the first is used: they may need memory.
   const number real(realPart_, Reading{}), imaginary(imagPart_, Reading{});
   copyPart(into.realPart_, real, targets, sources, count);
@@ -281,7 +312,10 @@ void fi::storePart(number& to, const ElementVisit& targets, const fi& rhs, const
                                 .hasIntegers = sizes != IntegerSizes::None,
                                 .wideLoops = isInStep ? WideLoops::OfAny : WideLoops::None},
                                rhs, to);
-  if (path == Path::Integers) return castByIntegers(rhs, from, sources[0], q, sizes, to, targets[0], count);
+  if (path == Path::Integers) {
+    return castByIntegers(rhs, rhs.getNumericType().fractionLength(), from, sources[0], q, sizes, to,
+                          targets[0], count);
+  }
   if (path != Path::Blocks) {
     if (path == Path::Wide) {
       return q.quantize(from, sources[0], to, targets[0], count);

@@ -50,12 +50,13 @@ inline IntegerSizes integersForCast(const NumericType& from, const NumericType& 
 }
 
 /// Neighbouring elements of one part of `x`, from place `source` on, become those of `target` from `first` on.
-[[gnu::noinline]] inline void castByIntegers(const fi& x, const number& part, std::size_t source,
-                                             const quantizer& q, IntegerSizes sizes, number& target,
-                                             std::size_t first, std::size_t count) {
+/// The stored integers of `x` have so many fraction bits: those of its type, or others, which scales them.
+[[gnu::noinline]] inline void castByIntegers(const fi& x, long fractionLength, const number& part,
+                                             std::size_t source, const quantizer& q, IntegerSizes sizes,
+                                             number& target, std::size_t first, std::size_t count) {
   withIntegers(sizes, [&](auto, auto stored) {
     using Stored = decltype(stored);
-    IntegerQuantizer<Stored> cast(q, x.getNumericType().fractionLength());
+    IntegerQuantizer<Stored> cast(q, fractionLength);
     const IntegerOperand from(x, part);
     const IntegerTarget to(target, q.numericType());
     IntegerBlock<Stored> room, cut;
