@@ -66,6 +66,7 @@ std::vector<Job> wideJobs();
 std::vector<Job> scalarJobs();
 std::vector<Job> textJobs();
 std::vector<Job> filterJobs();
+std::vector<Job> threadJobs();
 std::vector<Job> scriptJobs();
 #ifdef QFCORE_PYTHON_PACKAGE
 std::vector<Job> pythonJobs();

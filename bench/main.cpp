@@ -18,6 +18,7 @@
 #include "bench/instructions.h"
 #include "bench/job.h"
 #include "bench/table.h"
+#include "qfcore/math/parallel.h"
 
 namespace bench {
 
@@ -25,7 +26,7 @@ std::vector<Job> allJobs() {
   std::vector<Job> jobs;
   for (const auto& table :
        {quantizeJobs, arithmeticJobs, matrixJobs, complexJobs, elementwiseJobs, exchangeJobs, integerJobs,
-        wideJobs, scalarJobs, textJobs, filterJobs, scriptJobs}) {
+        wideJobs, scalarJobs, textJobs, filterJobs, threadJobs, scriptJobs}) {
     for (Job& job : table()) jobs.push_back(std::move(job));
   }
 #ifdef QFCORE_PYTHON_PACKAGE
@@ -126,6 +127,8 @@ int main(int argc, char** argv) {
   std::string defaults[] = {"--benchmark_repetitions=5", "--benchmark_min_time=0.03",
                             "--benchmark_enable_random_interleaving=true"};
   std::vector<char*> arguments(argv, argv + argc);
+  // Times are those of one core, but where a row tells otherwise.
+  embedded::setThreadCount(1);
   const std::vector<bench::Job> jobs = bench::allJobs();
   if (argc == 2 && arguments[1] == std::string_view("--instructions")) {
     bench::runCounted(jobs);

@@ -55,7 +55,8 @@ void forgetSettings(bool elementPathOnly) {
   embedded::qlogger::setLogging(false);
   for (const std::string& name : tessel::featureNames()) {
     HostArray before;
-    const HostArray standard = HostArray::scalar(name == "Fi33PlusMemoryFootprint" ? 1 : 0);
+    const bool isOne = name == "Fi33PlusMemoryFootprint" || name == "Threads";
+    const HostArray standard = HostArray::scalar(isOne ? 1 : 0);
     tessel::findFeature(name)(1, &before, 1, &standard);
   }
   tessel::figures().closeAll();

@@ -9,6 +9,7 @@
 #include "qfcore/host/module.h"
 #include "qfcore/logging/filog.h"
 #include "qfcore/math/fimathUserData.h"
+#include "qfcore/math/parallel.h"
 #include "qfcore/number/numberops.h"
 #include "qfcore/types/chartype.h"
 #include "qfcore/types/complextype.h"

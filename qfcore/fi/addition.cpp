@@ -1,5 +1,7 @@
 /// Addition and subtraction: element by element through the sum register, and by blocks over doubles.
 #include <algorithm>
+#include <array>
+#include <utility>
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/assignmentlog.h"
@@ -117,8 +119,10 @@ bool sumExactly(const fi& a, const fi& b, fi& result) {
   if (!areDoubles(result)) return sumLongExactly<Operation>(a, b, result);
   if (choosePath({.isExact = true}, a, b, result) != Path::PlainDoubles) return false;
   const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right) {
-    combine<Operation>(target.doubles(), left.values, left.isScalar, right.values, right.isScalar,
-                       result.numel());
+    double* const sums = target.doubles();
+    shareLoop(result.numel(), kSharedDoubles, [&](std::size_t first, std::size_t size) {
+      combine<Operation>(sums + first, left.at(first), left.isScalar, right.at(first), right.isScalar, size);
+    });
   };
   sumPart(result.realPart(), BlockOperand::real(a), BlockOperand::real(b));
   if (result.iscomplex()) sumPart(result.imagPart(), BlockOperand::imag(a), BlockOperand::imag(b));
@@ -189,8 +193,12 @@ struct fi::Sums {
     const Uncast isUncast = uncast(a, b, sumRegister);
     const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right,
                              const Uncast& isReady) {
-      sumArrays<Operation>(left, right, isReady, sumRegister.assignmentQuantizer_, target.doubles(),
-                           result.numel_);
+      double* const sums = target.doubles();
+      const std::array quantizers{&std::as_const(sumRegister.assignmentQuantizer_)};
+      shareLoop(
+          result.numel_, kSharedDoubles, quantizers, [&](std::size_t first, std::size_t size, const auto& own) {
+            sumArrays<Operation>(left.from(first), right.from(first), isReady, *own[0], sums + first, size);
+          });
     };
     sumPart(result.realPart_, BlockOperand::real(a), BlockOperand::real(b), isUncast);
     if (result.iscomplex())

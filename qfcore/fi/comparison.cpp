@@ -73,7 +73,10 @@ QFCORE_VECTORISED void compareDoubles(bool* result, const double* a, const doubl
 template <class Relation, bool Besides>
 void compareParts(bool* result, const BlockOperand& a, const BlockOperand& b, std::size_t count) {
   withFlags(a.isScalar, b.isScalar, [&](auto aIsScalar, auto bIsScalar) {
-    compareDoubles<Relation, Besides, aIsScalar(), bIsScalar()>(result, a.values, b.values, count);
+    shareLoop(count, kSharedDoubles, [&](std::size_t first, std::size_t size) {
+      compareDoubles<Relation, Besides, aIsScalar(), bIsScalar()>(result + first, a.at(first), b.at(first),
+                                                                  size);
+    });
   });
 }
 
@@ -98,7 +101,9 @@ HostArray compareWide(const fi& a, const fi& b) {
   HostArray result = logicalLike(shape);
   bool* out = result.mutableReal<bool>();
   const WideOperand left(a, a.realPart()), right(b, b.realPart());
-  for (unsigned k = 0; k < shape.numel(); ++k) out[k] = Relation()(left[k], right[k]);
+  shareLoop(shape.numel(), kSharedIntegers, [&](std::size_t first, std::size_t size) {
+    for (std::size_t k = first; k < first + size; ++k) out[k] = Relation()(left[k], right[k]);
+  });
   return result;
 }
 
@@ -110,10 +115,12 @@ HostArray compareIntegers(const fi& a, const fi& b, IntegerSizes sizes) {
   withIntegers(sizes, [&](auto, auto stored) {
     using Stored = decltype(stored);
     const IntegerOperand left(a, a.realPart()), right(b, b.realPart());
-    IntegerBlock<Stored> roomA, roomB;
-    forEachIntegerBlock(shape.numel(), [&](std::size_t first, std::size_t size) {
-      const Stored *x = left.read(roomA, first, size), *y = right.read(roomB, first, size);
-      for (std::size_t k = 0; k < size; ++k) out[first + k] = Relation()(x[k], y[k]);
+    shareLoop(shape.numel(), kSharedIntegers, [&](std::size_t begin, std::size_t count) {
+      IntegerBlock<Stored> roomA, roomB;
+      forEachIntegerBlock(begin, count, [&](std::size_t first, std::size_t size) {
+        const Stored *x = left.read(roomA, first, size), *y = right.read(roomB, first, size);
+        for (std::size_t k = 0; k < size; ++k) out[first + k] = Relation()(x[k], y[k]);
+      });
     });
   });
   return result;

@@ -1,5 +1,6 @@
 /// Sums along one dimension: element by element through the sum register, and by blocks over doubles.
 #include <algorithm>
+#include <array>
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/exactness.h"
@@ -19,30 +20,42 @@ struct Identities {
   bool cast, sum;
 };
 
+/// Calls `step(fiber, size)` for so many fibers from one on, at most `most` at once, which start side by side
+/// or, with a stride of 1, one after the other.
+template <class Step>
+void forEachNeighbours(const Fibers& fibers, std::size_t fiber, std::size_t count, std::size_t most,
+                       Step step) {
+  const std::size_t end = fiber + count;
+  while (fiber < end) {
+    const std::size_t neighbours = fibers.stride == 1 ? end : fibers.stride - fiber % fibers.stride;
+    const std::size_t size = std::min({most, neighbours, end - fiber});
+    step(fiber, size);
+    fiber += size;
+  }
+}
+
 /// Sums of doubles, each started at 0 and quantized after every term. Neighbouring fibers sum in step.
 class FiberSums {
  public:
   FiberSums(const Fibers& fibers, const Identities& identity, const quantizer& q)
       : fibers_(fibers), identity_(identity), q_(q) {}
 
-  /// One sum a fiber; or, with `KeepsAll`, every partial sum where its last term stands.
+  /// One sum a fiber, of so many from one on; or, with `KeepsAll`, every partial sum where its last term
+  /// stands.
   template <bool KeepsAll>
-  void run(const double* values, double* sums) const {
+  void run(const double* values, double* sums, std::size_t fiber, std::size_t count) const {
     if (fibers_.stride == 1) {
-      for (std::size_t k = 0; k < fibers_.count; ++k) {
+      for (std::size_t k = fiber; k < fiber + count; ++k) {
         const std::size_t first = k * fibers_.length;
         const double sum = alongBlock<KeepsAll>(values + first, sums + first);
         if (!KeepsAll) sums[k] = sum;
       }
       return;
     }
-    for (std::size_t k = 0; k < fibers_.count; k += fibers_.stride) {
-      for (std::size_t first = 0; first < fibers_.stride; first += kBlock) {
-        const std::size_t place = fibers_.first(k) + first;
-        inStep<KeepsAll>(values + place, sums + (KeepsAll ? place : k + first),
-                         std::min(kBlock, fibers_.stride - first));
-      }
-    }
+    forEachNeighbours(fibers_, fiber, count, kBlock, [&](std::size_t first, std::size_t size) {
+      const std::size_t place = fibers_.first(first);
+      inStep<KeepsAll>(values + place, sums + (KeepsAll ? place : first), size);
+    });
   }
 
  private:
@@ -94,30 +107,24 @@ template <class Stored>
 class IntegerFiberSums {
  public:
   IntegerFiberSums(const fi& x, const Fibers& fibers, const Identities& identity, const quantizer& q)
-      : x_(x),
-        fibers_(fibers),
+      : fibers_(fibers),
         isPlain_(identity.cast && identity.sum && q.fractionLength() == x.getNumericType().fractionLength()),
         add_(q.numericType(), x.getNumericType(), q, x.getFimath().castBeforeSum(), false) {}
 
   template <bool KeepsAll>
-  void run(const number& part, const NumericType& type, number& sums) {
-    const IntegerOperand from(x_, part);
-    const IntegerTarget to(sums, type);
-    // Fibers that start side by side, or one after the other.
-    const std::size_t neighbours = fibers_.stride == 1 ? fibers_.count : fibers_.stride;
-    for (std::size_t start = 0; start < fibers_.count; start += neighbours) {
-      forEachIntegerBlock(neighbours, [&](std::size_t first, std::size_t count) {
-        IntegerBlock<Stored> block{};
-        const std::size_t fiber = start + first;
-        if (fibers_.stride == 1 && (KeepsAll || count < kFewFibers)) {
-          for (std::size_t k = 0; k < count; ++k)
-            block[k] = along<KeepsAll>(from, fibers_.first(fiber + k), to);
-        } else {
-          inStep<KeepsAll>(from, fibers_.first(fiber), count, block.data(), to);
-        }
-        if constexpr (!KeepsAll) to.write(fiber, block.data(), count);
-      });
-    }
+  void run(const IntegerOperand& from, const IntegerTarget& to, std::size_t firstFiber,
+           std::size_t fiberCount) {
+    forEachNeighbours(fibers_, firstFiber, fiberCount, kIntegerBlock,
+                      [&](std::size_t fiber, std::size_t count) {
+                        IntegerBlock<Stored> block{};
+                        if (fibers_.stride == 1 && (KeepsAll || count < kFewFibers)) {
+                          for (std::size_t k = 0; k < count; ++k)
+                            block[k] = along<KeepsAll>(from, fibers_.first(fiber + k), to);
+                        } else {
+                          inStep<KeepsAll>(from, fibers_.first(fiber), count, block.data(), to);
+                        }
+                        if constexpr (!KeepsAll) to.write(fiber, block.data(), count);
+                      });
   }
   void record() const { add_.record(); }
 
@@ -129,7 +136,7 @@ class IntegerFiberSums {
   Stored along(const IntegerOperand& from, std::size_t start, const IntegerTarget& to) {
     IntegerBlock<Stored> room, partial;
     Stored sum = 0;
-    forEachIntegerBlock(fibers_.length, [&](std::size_t first, std::size_t count) {
+    forEachIntegerBlock(0, fibers_.length, [&](std::size_t first, std::size_t count) {
       const Stored* terms = add_.prepare(from.read(room, start + first, count), count);
       for (std::size_t k = 0; k < count; ++k) {
         if (isPlain_) {
@@ -161,7 +168,6 @@ class IntegerFiberSums {
     }
   }
 
-  const fi& x_;
   Fibers fibers_;
   bool isPlain_;
   IntegerSum<Stored> add_;
@@ -217,16 +223,30 @@ struct fi::DimensionSums {
     const Path path =
         choosePath({.hasBlocks = hasBlocks, .hasIntegers = sizes != IntegerSizes::None}, x, result);
     const auto identities = [&] { return identitiesOf(x, x.getDimension(dimension), q); };
+    const auto share = [&](std::size_t worthwhile, auto sumFibers) {
+      shareLoop(fibers.count, std::max<std::size_t>(worthwhile / fibers.length, 1), std::array{&q}, sumFibers);
+    };
     if (path == Path::Blocks) {
-      const FiberSums sums(fibers, identities(), q);
-      sums.run<KeepsAll>(valuesOf(x, x.realPart_), result.realPart_.doubles());
-      if (x.iscomplex()) sums.run<KeepsAll>(valuesOf(x, x.imagPart_), result.imagPart_.doubles());
+      const OperandParts from = OperandParts::of(x);
+      double *re = result.realPart_.doubles(), *im = result.imagPart_.doubles();
+      share(kSharedDoubles, [&](std::size_t first, std::size_t count, const auto& own) {
+        const FiberSums sums(fibers, identities(), *own[0]);
+        sums.run<KeepsAll>(from.re, re, first, count);
+        if (from.im) sums.run<KeepsAll>(from.im, im, first, count);
+      });
     } else if (path == Path::Integers) {
       withIntegers(sizes, [&](auto, auto stored) {
-        IntegerFiberSums<decltype(stored)> sums(x, fibers, identities(), q);
-        sums.template run<KeepsAll>(x.realPart_, type, result.realPart_);
-        if (x.iscomplex()) sums.template run<KeepsAll>(x.imagPart_, type, result.imagPart_);
-        sums.record();
+        const auto sumPart = [&](const number& part, number& target) {
+          const IntegerOperand from(x, part);
+          const IntegerTarget to(target, type);
+          share(kSharedIntegers, [&](std::size_t first, std::size_t count, const auto& own) {
+            IntegerFiberSums<decltype(stored)> sums(x, fibers, identities(), *own[0]);
+            sums.template run<KeepsAll>(from, to, first, count);
+            sums.record();
+          });
+        };
+        sumPart(x.realPart_, result.realPart_);
+        if (x.iscomplex()) sumPart(x.imagPart_, result.imagPart_);
       });
     } else {
       sumFibers(x, fibers, KeepsAll, sumRegister, result);

@@ -324,21 +324,26 @@ void fi::storePart(number& to, const ElementVisit& targets, const fi& rhs, const
     for (unsigned k = 0; k < count; ++k) q.quantize(reader[sources[k]], to[targets[k]]);
     return;
   }
-  Block block;
-  forEachBlock(count, [&](std::size_t begin, std::size_t size) {
-    const auto first = static_cast<unsigned>(begin);
-    if (sources.isInStep()) {
-      q.quantize(source + sources[first], block.data(), size);
-    } else {
-      for (unsigned i = 0; i < size; ++i) block[i] = source[sources[first + i]];
-      q.quantize(block.data(), size);
-    }
-    if (targets.isInStep()) {
-      std::copy_n(block.data(), size, target + targets[first]);
-    } else {
-      for (unsigned i = 0; i < size; ++i) target[targets[first + i]] = block[i];
-    }
-  });
+  const auto storeRange = [&](std::size_t begin, std::size_t length, const auto& own) {
+    Block block;
+    forEachBlock(length, [&](std::size_t offset, std::size_t size) {
+      const auto first = static_cast<unsigned>(begin + offset);
+      if (sources.isInStep()) {
+        own[0]->quantize(source + sources[first], block.data(), size);
+      } else {
+        for (unsigned i = 0; i < size; ++i) block[i] = source[sources[first + i]];
+        own[0]->quantize(block.data(), size);
+      }
+      if (targets.isInStep()) {
+        std::copy_n(block.data(), size, target + targets[first]);
+      } else {
+        for (unsigned i = 0; i < size; ++i) target[targets[first + i]] = block[i];
+      }
+    });
+  };
+  // Positions may repeat, and then the last value stays.
+  if (!targets.isInStep()) return storeRange(0, count, std::array{&q});
+  shareLoop(count, kSharedDoubles, std::array{&q}, storeRange);
 }
 
 void fi::storeQuantized(fi& into, const ElementVisit& targets, const fi& rhs, const ElementVisit& sources,

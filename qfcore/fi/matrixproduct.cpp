@@ -1,6 +1,7 @@
 /// Matrix products: element by element through registers, by blocks over doubles, and exact ones without
 /// quantizers.
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <optional>
 
@@ -11,6 +12,7 @@
 #include "qfcore/fi/paths/integermatrix.h"
 #include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/paths/productkernel.h"
+#include "qfcore/fi/paths/tiles.h"
 #include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
 #include "tessel/interruption.h"
@@ -29,23 +31,31 @@ constexpr Message kInnerDimensions{"numforge:fi:innerdim", "Inner matrix dimensi
 /// fewer would make the library slow.
 constexpr double kMultiplicationsAtOnce = 4e8;
 constexpr int kLeastColumns = 8;
+/// So many are worth a thread's while.
+constexpr double kSharedMultiplications = 4e6;
 /// The same of terms that take a microsecond each.
 constexpr unsigned kTermsAtOnce = 4096;
 
 /// target (+)= factor · a · b for column-major matrices.
 void addProduct(const fi& a, const double* left, const fi& b, const double* right, double factor, double keep,
                 double* target) {
-  const auto rows = static_cast<int>(a.rows()), inner = static_cast<int>(a.cols()),
-             cols = static_cast<int>(b.cols());
-  const double wanted = kMultiplicationsAtOnce / std::max(1.0, static_cast<double>(rows) * inner);
-  const int atOnce = static_cast<int>(std::clamp<double>(wanted, kLeastColumns, std::max(cols, kLeastColumns)));
-  for (int first = 0;; first += atOnce) {
-    const auto column = static_cast<std::size_t>(first);
-    tessel::multiplyAdd(rows, std::min(atOnce, cols - first), inner, factor, left, right + column * inner, keep,
-                        target + column * rows);
-    tessel::raiseIfInterrupted();
-    if (cols - first <= atOnce) return;
-  }
+  const auto rows = static_cast<int>(a.rows()), inner = static_cast<int>(a.cols());
+  const double each = std::max(1.0, static_cast<double>(rows) * inner);
+  const auto columnsFor = [&](double multiplications) {
+    return static_cast<std::size_t>(std::max(multiplications / each, double{kLeastColumns}));
+  };
+  const std::size_t atOnce = columnsFor(kMultiplicationsAtOnce);
+  const auto addColumns = [&](std::size_t begin, std::size_t count) {
+    const std::size_t end = begin + count;
+    do {
+      const std::size_t columns = std::min(atOnce, end - begin);
+      tessel::multiplyAdd(rows, static_cast<int>(columns), inner, factor, left, right + begin * inner, keep,
+                          target + begin * rows);
+      tessel::raiseIfInterrupted();
+      begin += columns;
+    } while (begin < end);
+  };
+  shareLoop(b.cols(), columnsFor(kSharedMultiplications), addColumns, kLeastColumns);
 }
 
 void multiplyExactDoubles(const fi& a, const fi& b, fi& result) {
@@ -141,8 +151,7 @@ class MatrixBlocks {
         re_(result.realPart().doubles()),
         im_(result.imagPart().doubles()),
         rows_(a.rows()),
-        inner_(a.cols()),
-        columns_(b.cols()) {
+        inner_(a.cols()) {
     const bool bothComplex = a.iscomplex() && b.iscomplex();
     const quantizer& terms = bothComplex ? productSums : products;
     const bool cast = a.getFimath().castBeforeSum(), isQuiet = !accumulator.logger().isOn();
@@ -151,13 +160,14 @@ class MatrixBlocks {
     sumsLieOnGrid_ = (cast || holdsTerms) && onlyBringsIntoRange(accumulator);
   }
 
-  void run() const {
-    if (rows_ * columns_ < kSmallTile) return sumEachElement();
-    const std::size_t tileRows = std::min(rows_, kBlock);
-    const std::size_t tileColumns = std::min(columns_, kBlock / tileRows);
-    for (std::size_t column = 0; column < columns_; column += tileColumns) {
-      for (std::size_t row = 0; row < rows_; row += tileRows) {
-        sumTile(row, std::min(tileRows, rows_ - row), column, std::min(tileColumns, columns_ - column));
+  void run(const Tile& part) const {
+    if (part.rows * part.columns < kSmallTile) return sumEachElement(part);
+    const std::size_t tileRows = std::min(part.rows, kBlock);
+    const std::size_t tileColumns = std::min(part.columns, kBlock / tileRows);
+    for (std::size_t column = 0; column < part.columns; column += tileColumns) {
+      for (std::size_t row = 0; row < part.rows; row += tileRows) {
+        sumTile(part.row + row, std::min(tileRows, part.rows - row), part.column + column,
+                std::min(tileColumns, part.columns - column));
       }
     }
   }
@@ -234,9 +244,9 @@ class MatrixBlocks {
     right = rightRoom.factor(right);
   }
 
-  void sumEachElement() const {
-    for (std::size_t column = 0; column < columns_; ++column) {
-      for (std::size_t row = 0; row < rows_; ++row) sumElement(row, column);
+  void sumEachElement(const Tile& part) const {
+    for (std::size_t column = 0; column < part.columns; ++column) {
+      for (std::size_t row = 0; row < part.rows; ++row) sumElement(part.row + row, part.column + column);
     }
   }
 
@@ -265,7 +275,7 @@ class MatrixBlocks {
   const quantizer& accumulator_;
   OperandParts a_, b_;
   double *re_, *im_;
-  std::size_t rows_, inner_, columns_;
+  std::size_t rows_, inner_;
   bool castIsIdentity_, sumsLieOnGrid_;
 };
 
@@ -334,7 +344,12 @@ fi fi::mtimes(const fi& b) const {
       choosePath({.hasBlocks = hasBlocks, .hasIntegers = sizes != IntegerSizes::None}, *this, b, result);
   if (path == Path::Blocks) {
     const std::optional<quantizer> cheaper = saturating(products, *this, b);
-    MatrixBlocks(*this, b, cheaper ? *cheaper : products, productSums, sums, result).run();
+    shareTiles(
+        result.rows_, result.cols_, cols_, kSharedRounded,
+        [&](const Tile& tile, const auto& own) {
+          MatrixBlocks(*this, b, *own[0], *own[1], *own[2], result).run(tile);
+        },
+        std::array{cheaper ? &*cheaper : &products, &productSums, &sums});
   } else if (path == Path::Integers) {
     multiplyMatricesByIntegers(rules, sums, sizes, result);
   } else {

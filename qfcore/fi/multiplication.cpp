@@ -1,5 +1,6 @@
 /// Element-wise products: element by element through the product register, and by blocks over doubles.
 #include <algorithm>
+#include <array>
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/elementproduct.h"
@@ -17,13 +18,16 @@ namespace embedded {
 namespace {
 
 void multiplyByBlocks(const fi& a, const fi& b, const quantizer& products, const quantizer& sums, fi& result) {
-  const BlockProduct multiply(a, b, products, sums);
   const OperandParts left = OperandParts::of(a), right = OperandParts::of(b);
   double *re = result.realPart().doubles(), *im = result.imagPart().doubles();
-  for (std::size_t first = 0; first < result.numel(); first += kBlock) {
-    multiply(re + first, im ? im + first : nullptr, left.at(first), right.at(first),
-             std::min<std::size_t>(kBlock, result.numel() - first));
-  }
+  shareLoop(result.numel(), kSharedDoubles, std::array{&products, &sums},
+            [&](std::size_t begin, std::size_t count, const auto& own) {
+              const BlockProduct multiply(a, b, *own[0], *own[1]);
+              forEachBlock(count, [&](std::size_t offset, std::size_t size) {
+                const std::size_t first = begin + offset;
+                multiply(re + first, im ? im + first : nullptr, left.at(first), right.at(first), size);
+              });
+            });
 }
 
 void multiplyByElements(const fi& a, const fi& b, const quantizer& products, const quantizer& sums,
@@ -49,8 +53,11 @@ bool multiplyExactly(const fi& a, const fi& b, fi& result) {
   if (path == Path::Integers) return multiplyExactlyByIntegers(a, b, sizes, result), true;
   const auto multiplyPart = [&](number& product, const number& x, const number& y) {
     if (path == Path::PlainWide) return combineWide<Multiply>(product, WideOperand(a, x), WideOperand(b, y));
-    combine<Multiply>(product.doubles(), valuesOf(a, x), a.isscalar(), valuesOf(b, y), b.isscalar(),
-                      result.numel());
+    const BlockOperand left{valuesOf(a, x), a.isscalar()}, right{valuesOf(b, y), b.isscalar()};
+    double* const products = product.doubles();
+    shareLoop(result.numel(), kSharedDoubles, [&](std::size_t first, std::size_t size) {
+      combine<Multiply>(products + first, left.at(first), left.isScalar, right.at(first), right.isScalar, size);
+    });
   };
   multiplyPart(result.realPart(), a.realPart(), b.realPart());
   if (a.iscomplex()) multiplyPart(result.imagPart(), a.imagPart(), b.realPart());

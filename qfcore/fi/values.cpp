@@ -108,43 +108,51 @@ template <class Element>
 void assignDoubles(number& part, const Element* values, const ToHeld& toHeld, const quantizer& q) {
   const bool byBlocks = choosePath({.hasBlocks = q.isDoubleBacked()}, part) == Path::Blocks;
   double* held = part.doubles();
-  forEachBlock(part.numel(), [&](std::size_t first, std::size_t size) {
-    if constexpr (std::is_same_v<Element, double>) {
-      if (byBlocks && toHeld.isIdentity()) {
-        toHeld.requireSuited(values + first, size);
-        return q.quantize(values + first, held + first, size);
-      }
-    }
-    toHeld(values + first, held + first, size);
-    if (byBlocks) q.quantize(held + first, size);
-  });
+  shareLoop(part.numel(), kSharedDoubles, std::array{&q},
+            [&](std::size_t begin, std::size_t count, const auto& own) {
+              forEachBlock(count, [&](std::size_t offset, std::size_t size) {
+                const std::size_t first = begin + offset;
+                if constexpr (std::is_same_v<Element, double>) {
+                  if (byBlocks && toHeld.isIdentity()) {
+                    toHeld.requireSuited(values + first, size);
+                    return own[0]->quantize(values + first, held + first, size);
+                  }
+                }
+                toHeld(values + first, held + first, size);
+                if (byBlocks) own[0]->quantize(held + first, size);
+              });
+            });
   for (unsigned i = 0; !byBlocks && i < part.numel(); ++i) q.quantize(part[i]);
 }
 
 template <class Element>
 void assignNumbers(number& part, const Element* values, const ToHeld& toHeld, const quantizer& q) {
-  number exact(0.0, std::max(part.getprecision(), 65U), true);
   const NumericType& type = q.numericType();
   std::optional<IntegerTarget> stored;
   if (!elementPathOnly() && exactness::integersHold(kBitsOf<Int128>, type)) stored.emplace(part, type);
-  for (unsigned i = 0; i < part.numel(); ++i) {
-    if constexpr (std::is_integral_v<Element> && sizeof(Element) == 8) {
-      const auto pattern = static_cast<std::uint64_t>(values[i]);
-      const unsigned words[] = {static_cast<unsigned>(pattern), static_cast<unsigned>(pattern >> 32)};
-      exact.setvalue(words, 2, std::is_signed_v<Element>, 64, 1.0, 0, 0.0);
-    } else {
-      NumericType::checkNaNInf(toHeld.dataType(), static_cast<double>(values[i]));
-      exact = static_cast<double>(values[i]);
+  const auto assignRange = [&](std::size_t first, std::size_t count, const auto& own) {
+    number exact(0.0, std::max(part.getprecision(), 65U), true);
+    for (std::size_t i = first; i < first + count; ++i) {
+      if constexpr (std::is_integral_v<Element> && sizeof(Element) == 8) {
+        const auto pattern = static_cast<std::uint64_t>(values[i]);
+        const unsigned words[] = {static_cast<unsigned>(pattern), static_cast<unsigned>(pattern >> 32)};
+        exact.setvalue(words, 2, std::is_signed_v<Element>, 64, 1.0, 0, 0.0);
+      } else {
+        NumericType::checkNaNInf(toHeld.dataType(), static_cast<double>(values[i]));
+        exact = static_cast<double>(values[i]);
+      }
+      toHeld.inPlace(exact);
+      if (stored) {
+        own[0]->quantize(exact);
+        const auto word = storedInteger<Int128>(exact.multiprecision()->getelement(), type.fractionLength());
+        stored->write(i, &word, 1);
+      } else {
+        own[0]->quantize(exact, part[static_cast<unsigned>(i)]);
+      }
     }
-    toHeld.inPlace(exact);
-    if (stored) {
-      q.quantize(exact);
-      const auto word = storedInteger<Int128>(exact.multiprecision()->getelement(), type.fractionLength());
-      stored->write(i, &word, 1);
-    } else {
-      q.quantize(exact, part[i]);
-    }
-  }
+  };
+  if (stored) return shareLoop(part.numel(), kSharedWide, std::array{&q}, assignRange);
+  assignRange(0, part.numel(), std::array{&q});
 }
 
 }  // namespace
@@ -192,16 +200,19 @@ namespace {
 void readWords(number& part, const NumericType& type, const unsigned* words, unsigned wordsEach) {
   const IntegerTarget to(part, type);
   const int unused = kBitsOf<Int128> - type.wordLength(), count = (type.wordLength() + 31) / 32;
-  IntegerBlock<Int128> block;
-  forEachIntegerBlock(part.numel(), [&](std::size_t first, std::size_t size) {
-    for (std::size_t k = 0; k < size; ++k, words += wordsEach) {
-      Uint128 pattern = 0;
-      for (int i = count; i-- > 0;) pattern = pattern << 32 | words[i];
-      pattern <<= unused;
-      block[k] =
-          type.isSigned() ? static_cast<Int128>(pattern) >> unused : static_cast<Int128>(pattern >> unused);
-    }
-    to.write(first, block.data(), size);
+  shareLoop(part.numel(), kSharedIntegers, [&](std::size_t begin, std::size_t length) {
+    IntegerBlock<Int128> block;
+    forEachIntegerBlock(begin, length, [&](std::size_t first, std::size_t size) {
+      for (std::size_t k = 0; k < size; ++k) {
+        const unsigned* const word = words + (first + k) * wordsEach;
+        Uint128 pattern = 0;
+        for (int i = count; i-- > 0;) pattern = pattern << 32 | word[i];
+        pattern <<= unused;
+        block[k] =
+            type.isSigned() ? static_cast<Int128>(pattern) >> unused : static_cast<Int128>(pattern >> unused);
+      }
+      to.write(first, block.data(), size);
+    });
   });
 }
 

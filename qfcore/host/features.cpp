@@ -1,8 +1,10 @@
 #include "qfcore/host/features.h"
 
+#include <cmath>
 #include <string>
 
 #include "qfcore/host/binding.h"
+#include "qfcore/math/parallel.h"
 #include "qfcore/types/features.h"
 #include "qfcore/types/numerictype.h"
 #include "tessel/registries.h"
@@ -14,6 +16,8 @@ using tessel::HostArray;
 namespace {
 
 constexpr Message kArgumentRequired{"Tessel:doubleOrCharArgRequired", "Double or Character argument required."};
+constexpr Message kBadThreads{"numforge:threads:badvalue",
+                              "The number of threads is an integer from 1 to 1024."};
 constexpr Message kMustBeOnOff{"Tessel:mustBe01OffOn", "Value must be 0, 1, off, or on."};
 
 bool switchValue(const HostArray& value) {
@@ -64,11 +68,26 @@ void setNumericTypeUnspecifiedSign(int outputCount, HostArray* outputs, int inpu
                 [](bool on) { EmbeddedTypeSystem::setNumericTypeUnspecifiedSign(on); });
 }
 
+void setThreads(int outputCount, HostArray* outputs, int inputCount, const HostArray* inputs) {
+  if (outputCount > 1) tessel::raiseTooManyOutputs();
+  if (inputCount > 1) tessel::raiseTooManyInputs();
+  if (inputCount == 1) {
+    host::translated([&] {
+      const bool isNumber = inputs[0].isNumeric() && inputs[0].isScalar() && !inputs[0].isComplex();
+      const double count = isNumber ? inputs[0].realAt(0) : 0;
+      if (!(count >= 1 && count <= kMaxThreads) || count != std::floor(count)) fail<kBadThreads>();
+      setThreadCount(static_cast<unsigned>(count));
+    });
+  }
+  outputs[0] = HostArray::scalar(static_cast<double>(threadCount()));
+}
+
 void registerFeatures() {
   tessel::registerFeature("FiTagLogging", 0, setFiTagLogging);
   tessel::registerFeature("FiStackTraceLogging", 0, setFiStackTraceLogging);
   tessel::registerFeature("Fi33PlusMemoryFootprint", 1, setFi33PlusMemoryFootprint);
   tessel::registerFeature("NumerictypeUnspecifiedSign", 0, setNumericTypeUnspecifiedSign);
+  tessel::registerFeature("Threads", threadCount(), setThreads);
 }
 
 }  // namespace embedded

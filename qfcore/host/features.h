@@ -17,6 +17,10 @@ void setFi33PlusMemoryFootprint(int outputCount, tessel::HostArray* outputs, int
 void setNumericTypeUnspecifiedSign(int outputCount, tessel::HostArray* outputs, int inputCount,
                                    const tessel::HostArray* inputs);
 
+/// How many threads share long loops, `threadCount`: a double from 1 to 1024. Raises
+/// "numforge:threads:badvalue".
+void setThreads(int outputCount, tessel::HostArray* outputs, int inputCount, const tessel::HostArray* inputs);
+
 /// Registers the switches with the host, each at its default.
 void registerFeatures();
 

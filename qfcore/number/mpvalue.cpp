@@ -8,6 +8,7 @@
 #include <new>
 #include <type_traits>
 
+#include "qfcore/number/exponentrange.h"
 #include "qfcore/number/messages.h"
 #include "qfcore/number/mpmemory.h"
 #include "qfcore/number/precision.h"
@@ -16,9 +17,7 @@ namespace embedded {
 
 namespace {
 
-// Floating-point formats with 31 exponent bits have values beyond MPFR's default exponents.
-[[maybe_unused]] const bool exponentRangeWidened =
-    mpfr_set_emin(mpfr_get_emin_min()) == 0 && mpfr_set_emax(mpfr_get_emax_max()) == 0;
+[[maybe_unused]] const bool exponentRangeWidened = (widenExponentRange(), true);
 
 const MpReserve whileLoaded;
 
@@ -218,6 +217,11 @@ void hypot(MpFloat& length, const MpFloat& a, const MpFloat& b) {
   const bool nan = a.isNan() || b.isNan();  // MPFR lets infinity win over NaN
   mpfr_hypot(length.get(), a.get(), b.get(), MPFR_RNDN);
   if (nan) mpfr_set_nan(length.get());
+}
+
+void widenExponentRange() {
+  mpfr_set_emin(mpfr_get_emin_min());
+  mpfr_set_emax(mpfr_get_emax_max());
 }
 
 }  // namespace embedded

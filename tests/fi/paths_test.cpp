@@ -1,5 +1,6 @@
 /// Every operation with an array path beside its element path: the same bits, records, warnings and errors; the
 /// same of views for operands, and of views for what an operation changes.
+#include "qfcore/math/parallel.h"
 #include "tests/fi/operations.h"
 
 namespace embedded {
@@ -57,6 +58,9 @@ const Change kChanges[] = {
 
 class Paths : public OperationsTest {
  protected:
+  Paths() { setThreadCount(3); }
+  ~Paths() override { setSharingShortLoops(false); }
+
   static std::string outcome(const Operation& operation, const Operands& operands) {
     constexpr OperationTypeEnum kKinds[] = {OperationTypeEnum::Assignment, OperationTypeEnum::Sum,
                                             OperationTypeEnum::Product};
@@ -76,7 +80,12 @@ class Paths : public OperationsTest {
       setElementPathOnly(true);
       const std::string expected = outcome(operation, operands);
       setElementPathOnly(false);
-      const std::string found = outcome(operation, operands), ofViews = outcome(operation, views);
+      // One of the two on three threads, the other on one.
+      const bool sharesFirst = random.coin();
+      setSharingShortLoops(sharesFirst);
+      const std::string found = outcome(operation, operands);
+      setSharingShortLoops(!sharesFirst);
+      const std::string ofViews = outcome(operation, views);
       ASSERT_TRUE(found == expected && ofViews == expected)
           << operation.name << (found == expected ? " of views" : "") << (isLogging ? ", logging, " : ", ")
           << operands.a.getNumericType().tostring() << ", " << operands.b.getNumericType().tostring() << " to "

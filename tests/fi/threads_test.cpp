@@ -4,6 +4,7 @@
 #include <barrier>
 #include <thread>
 
+#include "qfcore/math/parallel.h"
 #include "qfcore/number/precision.h"
 #include "tests/fi/operations.h"
 
@@ -14,6 +15,8 @@ using namespace reference;
 
 class Threads : public OperationsTest {
  protected:
+  Threads() { setThreadCount(kThreads); }
+
   static constexpr unsigned kThreads = 3;
 
   /// What all operations give, one after the other; with `own`, of a copy that this thread then changes.
@@ -51,6 +54,7 @@ TEST_F(Threads, ReadSharedArraysAsOneDoesAlone) {
     qlogger::setLogging(false);
     setElementPathOnly(trial % 2 == 0);
     const std::vector<std::string> expected = outcomes(operands, true);
+    setSharingShortLoops(trial % 4 == 1);  // then each shares its loops with threads of the module
     std::barrier together(kThreads);
     std::vector<std::vector<std::string>> found(kThreads);
     std::vector<std::jthread> threads;
@@ -62,6 +66,7 @@ TEST_F(Threads, ReadSharedArraysAsOneDoesAlone) {
     }
     threads.clear();
     setElementPathOnly(false);
+    setSharingShortLoops(false);
     for (const auto& each : found) {
       for (std::size_t k = 0; k < expected.size(); ++k) {
         ASSERT_EQ(each[k] == expected[k], true)

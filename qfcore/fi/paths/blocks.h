@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "qfcore/fi/paths/path.h"
+#include "qfcore/math/parallel.h"
 #include "qfcore/number/vectorised.h"
 
 namespace embedded {
@@ -30,6 +31,7 @@ struct BlockOperand {
     return x.isreal() ? BlockOperand{&kZero, true} : of(x, x.imagPart());
   }
   const double* at(std::size_t first) const { return isScalar ? values : values + first; }
+  BlockOperand from(std::size_t first) const { return {at(first), isScalar}; }
 
  private:
   static BlockOperand of(const fi& x, const number& part) { return {valuesOf(x, part), x.isscalar()}; }

@@ -45,10 +45,14 @@ void mapPart(const fi& x, const number& source, number& target, const quantizer&
   if (choosePath({.hasBlocks = q.isDoubleBacked()}, x, target) == Path::Blocks) {
     const double* from = valuesOf(x, source);
     double* to = target.doubles();
-    return forEachBlock(count, [&](std::size_t first, std::size_t size) {
-      transformValues(from + first, to + first, size, operation);
-      q.quantize(to + first, size);
-    });
+    return shareLoop(count, kSharedDoubles, std::array{&q},
+                     [&](std::size_t begin, std::size_t length, const auto& own) {
+                       forEachBlock(length, [&](std::size_t offset, std::size_t size) {
+                         const std::size_t first = begin + offset;
+                         transformValues(from + first, to + first, size, operation);
+                         own[0]->quantize(to + first, size);
+                       });
+                     });
   }
   Scratch scratch(std::max(source.getprecision(), target.getprecision()));
   const number reader(source, Reading{});
@@ -67,8 +71,11 @@ void mapPartOnGrid(const fi& x, const number& source, number& target, const quan
     return mapPart(x, source, target, q, operation);
   }
   withInRange(q, [&](auto inRange) {
-    transformValues(valuesOf(x, source), target.doubles(), x.numel(),
-                    [=](double value) { return inRange(operation(value)); });
+    const double* from = valuesOf(x, source);
+    double* const to = target.doubles();
+    shareLoop(x.numel(), kSharedDoubles, [&](std::size_t first, std::size_t size) {
+      transformValues(from + first, to + first, size, [=](double value) { return inRange(operation(value)); });
+    });
   });
 }
 
@@ -78,7 +85,11 @@ template <class Operation>
 void transformPart(const fi& x, const number& source, number& target, const Operation& operation) {
   const unsigned count = x.numel();
   if (takesBlocks(x, target)) {
-    return transformValues(valuesOf(x, source), target.doubles(), count, operation);
+    const double* from = valuesOf(x, source);
+    double* const to = target.doubles();
+    return shareLoop(count, kSharedDoubles, [&](std::size_t first, std::size_t size) {
+      transformValues(from + first, to + first, size, operation);
+    });
   }
   // A double could not hold a wide value on its way.
   const bool isWide = areDoubles(target) && !areDoubles(source);

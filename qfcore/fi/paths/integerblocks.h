@@ -20,11 +20,11 @@ inline constexpr std::size_t kIntegerBlock = 256;
 template <class Integer>
 using IntegerBlock = std::array<Integer, kIntegerBlock>;
 
-/// Calls `step(first, size)` for each block of `count` elements.
+/// Calls `step(first, size)` for each block of `count` elements from place `begin` on.
 template <class Step>
-void forEachIntegerBlock(std::size_t count, Step step) {
+void forEachIntegerBlock(std::size_t begin, std::size_t count, Step step) {
   for (std::size_t first = 0; first < count; first += kIntegerBlock)
-    step(first, std::min(kIntegerBlock, count - first));
+    step(begin + first, std::min(kIntegerBlock, count - first));
 }
 
 /// Which integers an operation takes for what it reads and for what it stores.
@@ -92,7 +92,7 @@ class IntegerOperand {
       convert(long_, same);
     } else if (wide_) {
       for (std::size_t k = 0; k < count; ++k)
-        to[k] = storedInteger<Integer>((*wide_)[static_cast<unsigned>(first + k * stride)], fractionLength_);
+        to[k] = storedInteger<Integer>((*wide_)[first + k * stride], fractionLength_);
     } else {
       return nullptr;
     }
@@ -118,7 +118,7 @@ class IntegerOperand {
 };
 
 /// One part of an array that takes stored integers of a type. Long words stay such integers where nobody has
-/// asked for their values.
+/// asked for their values. Several threads may write to different places.
 class IntegerTarget {
  public:
   IntegerTarget(number& part, const NumericType& type)
@@ -129,6 +129,8 @@ class IntegerTarget {
     } else {
       long_ = values_->modifiableIntegers<Int128>(fractionLength_);
     }
+    if (!short_ && !long_ && part.numel() > 0)
+      wide_ = {values_->getmodifiableelement(0), values_->getmodifiableelement(part.numel() > 1 ? 1 : 0)};
   }
 
   template <class Integer>
@@ -145,9 +147,7 @@ class IntegerTarget {
     } else if (long_) {
       convert(long_, [](Integer stored) { return Int128{stored}; });
     } else {
-      for (std::size_t k = 0; k < count; ++k)
-        setFromStored(values_->getmodifiableelement(static_cast<unsigned>(first + k)), from[k],
-                      fractionLength_);
+      for (std::size_t k = 0; k < count; ++k) setFromStored(wide_[first + k], from[k], fractionLength_);
     }
   }
 
@@ -156,7 +156,53 @@ class IntegerTarget {
   mpnumber* values_;
   std::int64_t* short_ = nullptr;
   Int128* long_ = nullptr;
+  WideValues<MpFloat> wide_;
   int fractionLength_;
+};
+
+/// Both parts of an operand in a block; `im` is null where it is real.
+template <class Integer>
+struct PartBlock {
+  const Integer *re, *im;
+};
+
+/// Both parts of an operand as stored integers.
+class IntegerOperands {
+ public:
+  explicit IntegerOperands(const fi& x) : re_(x, x.realPart()) {
+    if (x.iscomplex()) im_.emplace(x, x.imagPart());
+  }
+  template <class Factor>
+  struct Room {
+    IntegerBlock<Factor> re, im;
+  };
+  template <class Factor>
+  PartBlock<Factor> read(Room<Factor>& room, std::size_t first, std::size_t count,
+                         std::size_t stride = 1) const {
+    return {re_.read(room.re, first, count, stride), im_ ? im_->read(room.im, first, count, stride) : nullptr};
+  }
+
+ private:
+  IntegerOperand re_;
+  std::optional<IntegerOperand> im_;
+};
+
+/// Both parts of a result, real or complex.
+class IntegerResult {
+ public:
+  explicit IntegerResult(fi& x) : re_(x.realPart(), x.getNumericType()) {
+    if (x.iscomplex()) im_.emplace(x.imagPart(), x.getNumericType());
+  }
+  bool isComplex() const { return im_.has_value(); }
+  template <class Stored>
+  void write(std::size_t first, const Stored* re, const Stored* im, std::size_t count) const {
+    re_.write(first, re, count);
+    if (im_) im_->write(first, im, count);
+  }
+
+ private:
+  IntegerTarget re_;
+  std::optional<IntegerTarget> im_;
 };
 
 /// Brings values to a quantizer's format through 64 bits where these hold them on their way, else through 128.

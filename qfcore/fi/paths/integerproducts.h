@@ -1,6 +1,7 @@
 /// Element-wise and matrix products over native integers.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <optional>
 
@@ -18,12 +19,6 @@ struct ProductRules {
   bool casts() const { return a.getFimath().castBeforeSum(); }
   /// The quantizer that terms of a matrix product have passed last.
   const quantizer& terms() const { return bothComplex() ? productSums : products; }
-};
-
-/// One factor in a block; `im` is null where it is real.
-template <class Factor>
-struct FactorBlock {
-  const Factor *re, *im;
 };
 
 /// Quantized products of real or complex factors.
@@ -51,7 +46,7 @@ class IntegerProducts {
   }
 
   /// At most a block. `im` is null where both factors are real.
-  void operator()(const FactorBlock<Factor>& a, const FactorBlock<Factor>& b, Stored* re, Stored* im,
+  void operator()(const PartBlock<Factor>& a, const PartBlock<Factor>& b, Stored* re, Stored* im,
                   std::size_t count) {
     if (!a.im || !b.im) {
       multiply_(a.re, b.re, re, count);
@@ -78,45 +73,6 @@ class IntegerProducts {
   std::optional<IntegerSum<Stored>> subtract_, add_;
 };
 
-/// Both parts of an operand as stored integers.
-class IntegerOperands {
- public:
-  explicit IntegerOperands(const fi& x) : re_(x, x.realPart()) {
-    if (x.iscomplex()) im_.emplace(x, x.imagPart());
-  }
-  template <class Factor>
-  struct Room {
-    IntegerBlock<Factor> re, im;
-  };
-  template <class Factor>
-  FactorBlock<Factor> read(Room<Factor>& room, std::size_t first, std::size_t count,
-                           std::size_t stride = 1) const {
-    return {re_.read(room.re, first, count, stride), im_ ? im_->read(room.im, first, count, stride) : nullptr};
-  }
-
- private:
-  IntegerOperand re_;
-  std::optional<IntegerOperand> im_;
-};
-
-/// Both parts of a result, real or complex.
-class IntegerResult {
- public:
-  explicit IntegerResult(fi& x) : re_(x.realPart(), x.getNumericType()) {
-    if (x.iscomplex()) im_.emplace(x.imagPart(), x.getNumericType());
-  }
-  bool isComplex() const { return im_.has_value(); }
-  template <class Stored>
-  void write(std::size_t first, const Stored* re, const Stored* im, std::size_t count) const {
-    re_.write(first, re, count);
-    if (im_) im_->write(first, im, count);
-  }
-
- private:
-  IntegerTarget re_;
-  std::optional<IntegerTarget> im_;
-};
-
 /// For element-wise products.
 inline IntegerSizes integersFor(const ProductRules& rules) {
   return smallestIntegers([&](auto factor, auto stored) {
@@ -130,16 +86,19 @@ inline IntegerSizes integersFor(const ProductRules& rules) {
   withIntegers(sizes, [&](auto factor, auto stored) {
     using Factor = decltype(factor);
     using Stored = decltype(stored);
-    IntegerProducts<Factor, Stored> multiply(rules);
     const IntegerOperands a(rules.a), b(rules.b);
     const IntegerResult to(result);
-    IntegerOperands::Room<Factor> left, right;
-    IntegerBlock<Stored> re, im;
-    forEachIntegerBlock(result.numel(), [&](std::size_t first, std::size_t size) {
-      multiply(a.read(left, first, size), b.read(right, first, size), re.data(), im.data(), size);
-      to.write(first, re.data(), im.data(), size);
-    });
-    multiply.record();
+    const auto multiplyRange = [&](std::size_t begin, std::size_t count, const auto& own) {
+      IntegerProducts<Factor, Stored> multiply({rules.a, rules.b, *own[0], *own[1]});
+      IntegerOperands::Room<Factor> left, right;
+      IntegerBlock<Stored> re, im;
+      forEachIntegerBlock(begin, count, [&](std::size_t first, std::size_t size) {
+        multiply(a.read(left, first, size), b.read(right, first, size), re.data(), im.data(), size);
+        to.write(first, re.data(), im.data(), size);
+      });
+      multiply.record();
+    };
+    shareLoop(result.numel(), kSharedIntegers, std::array{&rules.products, &rules.productSums}, multiplyRange);
   });
 }
 
@@ -162,16 +121,18 @@ inline IntegerSizes integersForExact(const NumericType& a, const NumericType& b,
     using Stored = decltype(stored);
     const IntegerOperands a(x), b(y);
     const IntegerResult to(result);
-    IntegerOperands::Room<Factor> left, right;
-    IntegerBlock<Stored> re, im;
     const auto multiply = [](const Factor* u, const Factor* v, Stored* products, std::size_t count) {
       for (std::size_t k = 0; k < count; ++k) products[k] = Stored{u[k]} * v[k];
     };
-    forEachIntegerBlock(result.numel(), [&](std::size_t first, std::size_t size) {
-      const FactorBlock<Factor> u = a.read(left, first, size), v = b.read(right, first, size);
-      multiply(u.re, v.re, re.data(), size);
-      if (to.isComplex()) multiply(u.im ? u.im : u.re, v.im ? v.im : v.re, im.data(), size);
-      to.write(first, re.data(), im.data(), size);
+    shareLoop(result.numel(), kSharedIntegers, [&](std::size_t begin, std::size_t length) {
+      IntegerOperands::Room<Factor> left, right;
+      IntegerBlock<Stored> re, im;
+      forEachIntegerBlock(begin, length, [&](std::size_t first, std::size_t size) {
+        const PartBlock<Factor> u = a.read(left, first, size), v = b.read(right, first, size);
+        multiply(u.re, v.re, re.data(), size);
+        if (to.isComplex()) multiply(u.im ? u.im : u.re, v.im ? v.im : v.re, im.data(), size);
+        to.write(first, re.data(), im.data(), size);
+      });
     });
   });
 }

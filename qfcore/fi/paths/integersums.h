@@ -1,6 +1,7 @@
 /// Element-wise sums, sums along one dimension and casts over native integers.
 #pragma once
 
+#include <array>
 #include <cstddef>
 
 #include "qfcore/fi/paths/integerblocks.h"
@@ -23,19 +24,21 @@ inline IntegerSizes integersForSums(const NumericType& a, const NumericType& b, 
                                             bool isDifference, IntegerSizes sizes, fi& result) {
   withIntegers(sizes, [&](auto, auto stored) {
     using Stored = decltype(stored);
-    IntegerSum<Stored> add(a.getNumericType(), b.getNumericType(), q, casts, isDifference);
-    const auto sumPart = [&](number& target, const number& left, const number& right) {
-      const IntegerOperand x(a, left), y(b, right);
-      const IntegerTarget to(target, result.getNumericType());
-      IntegerBlock<Stored> roomA, roomB, sums;
-      forEachIntegerBlock(result.numel(), [&](std::size_t first, std::size_t size) {
-        add(x.read(roomA, first, size), y.read(roomB, first, size), sums.data(), size);
-        to.write(first, sums.data(), size);
+    const IntegerOperands x(a), y(b);
+    const IntegerResult to(result);
+    const auto sumRange = [&](std::size_t begin, std::size_t count, const auto& own) {
+      IntegerSum<Stored> add(a.getNumericType(), b.getNumericType(), *own[0], casts, isDifference);
+      IntegerOperands::Room<Stored> roomA, roomB;
+      IntegerBlock<Stored> re, im;
+      forEachIntegerBlock(begin, count, [&](std::size_t first, std::size_t size) {
+        const auto left = x.read(roomA, first, size), right = y.read(roomB, first, size);
+        add(left.re, right.re, re.data(), size);
+        if (to.isComplex()) add(left.im, right.im, im.data(), size);
+        to.write(first, re.data(), im.data(), size);
       });
+      add.record();
     };
-    sumPart(result.realPart(), a.realPart(), b.realPart());
-    if (result.iscomplex()) sumPart(result.imagPart(), a.imagPart(), b.imagPart());
-    add.record();
+    shareLoop(result.numel(), kSharedIntegers, std::array{&q}, sumRange);
   });
 }
 
@@ -56,15 +59,18 @@ inline IntegerSizes integersForCast(const NumericType& from, const NumericType& 
                                              number& target, std::size_t first, std::size_t count) {
   withIntegers(sizes, [&](auto, auto stored) {
     using Stored = decltype(stored);
-    IntegerQuantizer<Stored> cast(q, fractionLength);
     const IntegerOperand from(x, part);
     const IntegerTarget to(target, q.numericType());
-    IntegerBlock<Stored> room, cut;
-    forEachIntegerBlock(count, [&](std::size_t place, std::size_t size) {
-      cast(from.read(room, source + place, size), cut.data(), size);
-      to.write(first + place, cut.data(), size);
-    });
-    cast.record();
+    const auto castRange = [&](std::size_t begin, std::size_t length, const auto& own) {
+      IntegerQuantizer<Stored> cast(*own[0], fractionLength);
+      IntegerBlock<Stored> room, cut;
+      forEachIntegerBlock(begin, length, [&](std::size_t place, std::size_t size) {
+        cast(from.read(room, source + place, size), cut.data(), size);
+        to.write(first + place, cut.data(), size);
+      });
+      cast.record();
+    };
+    shareLoop(count, kSharedIntegers, std::array{&q}, castRange);
   });
 }
 

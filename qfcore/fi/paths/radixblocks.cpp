@@ -126,19 +126,21 @@ struct CustomPatterns {
 template <class Integer, class Convert, class Write>
 void writeFields(const double* values, std::size_t valueCount, const TextFields& fields, Convert convert,
                  Write write) {
-  std::array<Integer, kBlock> block;
-  std::size_t row = 0;
-  char* text = fields.text;
-  forEachBlock(valueCount, [&](std::size_t first, std::size_t size) {
-    transformValues(values + first, block.data(), size, convert);
-    for (std::size_t k = 0, count; k < size; k += count) {
-      count = std::min(size - k, fields.rows - row);
-      write(&block[k], count, text + row);
-      row += count;
-      if (row < fields.rows) continue;
-      row = 0;
-      text += fields.width * fields.rows;
-    }
+  shareLoop(valueCount, kSharedIntegers, [&](std::size_t begin, std::size_t length) {
+    std::array<Integer, kBlock> block;
+    std::size_t row = begin % fields.rows;
+    char* text = fields.at(begin - row);
+    forEachBlock(length, [&](std::size_t offset, std::size_t size) {
+      transformValues(values + begin + offset, block.data(), size, convert);
+      for (std::size_t k = 0, count; k < size; k += count) {
+        count = std::min(size - k, fields.rows - row);
+        write(&block[k], count, text + row);
+        row += count;
+        if (row < fields.rows) continue;
+        row = 0;
+        text += fields.width * fields.rows;
+      }
+    });
   });
 }
 

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "qfcore/fi/paths/path.h"
+#include "qfcore/math/parallel.h"
 #include "qfcore/number/mpvalue.h"
 
 namespace embedded {
@@ -51,7 +52,7 @@ class WideOperand {
   }
   /// Whether there are values, and multiprecision ones.
   bool isWide() const { return values_ != nullptr; }
-  const MpFloat& operator[](unsigned k) const { return wide_[k]; }
+  const MpFloat& operator[](std::size_t k) const { return wide_[k]; }
   /// x becomes element k, exactly.
   void copyTo(MpFloat& x, unsigned k, unsigned bits) const {
     if (values_) {
@@ -94,7 +95,9 @@ void combineWide(number& result, const WideOperand& a, const WideOperand& b) {
   mpnumber& results = *result.multiprecision();
   const WideValues<MpFloat> to(results.getmodifiableelement(0),
                                results.getmodifiableelement(count > 1 ? 1 : 0));
-  for (unsigned k = 0; k < count; ++k) Operation::apply(to[k], a[k], b[k]);
+  shareLoop(count, kSharedWide, [&](std::size_t first, std::size_t size) {
+    for (std::size_t k = first; k < first + size; ++k) Operation::apply(to[k], a[k], b[k]);
+  });
 }
 
 }  // namespace embedded

@@ -95,19 +95,22 @@ void negatePattern(std::vector<std::uint64_t>& pattern, int wordLength) {
   if (wordLength % 64 != 0) pattern.back() &= (std::uint64_t{1} << wordLength % 64) - 1;
 }
 
-/// Calls `write(k, digits, how many, whether negative)` with the digits of each pattern, or of each magnitude.
+/// Calls `write(k, digits, how many, whether negative)` with the digits of each pattern, or of each magnitude;
+/// on several threads for different elements.
 template <bool OfMagnitudes, class Write>
 void forEachDigits(const fi& x, const number& part, int base, Write write) {
   const int wordLength = x.getNumericType().wordLength(), exponent = x.getNumericType().fixedExponent();
   const WideOperand values(x, part);
-  std::vector<std::uint64_t> pattern(limbCount(static_cast<unsigned>(wordLength)));
-  std::vector<unsigned char> digits(pattern.size() * 64 + 1);
-  for (unsigned k = 0; k < x.numel(); ++k) {
-    wordPattern(pattern.data(), values[k], wordLength, exponent);
-    const bool isNegative = OfMagnitudes && values[k].isNegative();
-    if (isNegative) negatePattern(pattern, wordLength);
-    write(k, digits.data(), digitsOfPattern(digits.data(), pattern.data(), pattern.size(), base), isNegative);
-  }
+  shareLoop(x.numel(), kSharedWide, [&](std::size_t first, std::size_t size) {
+    std::vector<std::uint64_t> pattern(limbCount(static_cast<unsigned>(wordLength)));
+    std::vector<unsigned char> digits(pattern.size() * 64 + 1);
+    for (std::size_t k = first; k < first + size; ++k) {
+      wordPattern(pattern.data(), values[k], wordLength, exponent);
+      const bool isNegative = OfMagnitudes && values[k].isNegative();
+      if (isNegative) negatePattern(pattern, wordLength);
+      write(k, digits.data(), digitsOfPattern(digits.data(), pattern.data(), pattern.size(), base), isNegative);
+    }
+  });
 }
 
 // ----------------------------------------------------------------------------------------------------- reading
@@ -224,7 +227,7 @@ bool hasWideText(const fi& x) {
 void writeWidePatterns(const fi& x, const number& part, const TextFields& fields, int base) {
   if (!isPowerOfTwo(base)) {
     return forEachDigits<false>(
-        x, part, base, [&](unsigned k, const unsigned char* values, std::size_t count, bool) {
+        x, part, base, [&](std::size_t k, const unsigned char* values, std::size_t count, bool) {
           char* next = fields.at(k);
           for (std::size_t place = 0; place < fields.digits; ++place, next += fields.rows) {
             *next = place + count < fields.digits ? '0' : digitText(values[place + count - fields.digits]);
@@ -233,17 +236,19 @@ void writeWidePatterns(const fi& x, const number& part, const TextFields& fields
   }
   const int exponent = x.getNumericType().fixedExponent();
   const WideOperand values(x, part);
-  PatternBytes bytes(x.getNumericType().wordLength());
-  for (std::size_t k = 0, count; k < x.numel(); k += count) {
-    count = std::min(PatternBytes::kPatterns, fields.rows - k % fields.rows);
-    for (std::size_t i = 0; i < count; ++i) bytes.take(i, values[static_cast<unsigned>(k + i)], exponent);
-    writeDigitsOfBits(bytes.data(), count, fields.at(k), fields.rows, fields.digits,
-                      static_cast<unsigned>(std::countr_zero(static_cast<unsigned>(base))));
-  }
+  const auto bitsEach = static_cast<unsigned>(std::countr_zero(static_cast<unsigned>(base)));
+  shareLoop(x.numel(), kSharedWide, [&](std::size_t begin, std::size_t length) {
+    PatternBytes bytes(x.getNumericType().wordLength());
+    for (std::size_t k = begin, count; k < begin + length; k += count) {
+      count = std::min({PatternBytes::kPatterns, fields.rows - k % fields.rows, begin + length - k});
+      for (std::size_t i = 0; i < count; ++i) bytes.take(i, values[k + i], exponent);
+      writeDigitsOfBits(bytes.data(), count, fields.at(k), fields.rows, fields.digits, bitsEach);
+    }
+  });
 }
 void writeWideSigned(const fi& x, const number& part, const TextFields& fields) {
   forEachDigits<true>(x, part, 10,
-                      [&](unsigned k, const unsigned char* values, std::size_t count, bool isNegative) {
+                      [&](std::size_t k, const unsigned char* values, std::size_t count, bool isNegative) {
                         char* next = fields.at(k) + fields.digits * fields.rows;
                         const auto put = [&](char character) { *(next -= fields.rows) = character; };
                         for (std::size_t place = count; place-- > 0;) put(digitText(values[place]));

@@ -6,7 +6,7 @@
 namespace tessel {
 
 /// Raises "Tessel:interrupted" when the user has asked the running program to end. What may run for long calls
-/// it about every tenth of a second.
+/// it about every tenth of a second, on any thread.
 TESSEL_API void raiseIfInterrupted();
 
 }  // namespace tessel

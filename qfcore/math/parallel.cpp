@@ -1,0 +1,151 @@
+#include "qfcore/math/parallel.h"
+
+#include <pthread.h>
+#include <sched.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <mutex>
+
+#include "qfcore/math/threadpool.h"
+#include "qfcore/number/exponentrange.h"
+#include "qfcore/types/features.h"
+
+#ifdef __SANITIZE_THREAD__
+#define QFCORE_THREAD_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define QFCORE_THREAD_SANITIZER
+#endif
+#endif
+#ifdef QFCORE_THREAD_SANITIZER
+#include <sanitizer/tsan_interface.h>
+#endif
+
+namespace embedded {
+
+namespace {
+
+// The library that keeps the threads is not built with ThreadSanitizer, which therefore is told what each
+// thread sees when it begins, and what the caller sees in the end; nothing of what happens between pieces.
+#ifdef QFCORE_THREAD_SANITIZER
+void show(char& place) { __tsan_release(&place); }
+void see(char& place) { __tsan_acquire(&place); }
+#else
+void show(char&) {}
+void see(char&) {}
+#endif
+
+unsigned firstCount() {
+  const char* wanted = std::getenv("QFCORE_THREADS");
+  const long count = wanted ? std::strtol(wanted, nullptr, 10) : 0;
+  if (count >= 1) return static_cast<unsigned>(std::min(count, long{kMaxThreads}));
+  cpu_set_t processors;
+  if (sched_getaffinity(0, sizeof processors, &processors) != 0) return 1;
+  return static_cast<unsigned>(std::clamp(CPU_COUNT(&processors), 1, static_cast<int>(kMaxThreads)));
+}
+
+unsigned& count() {
+  static unsigned threads = firstCount();
+  return threads;
+}
+
+std::shared_ptr<ThreadPool> threads;
+std::mutex startsThreads;  // several threads of a program may compute at once
+/// Within a piece: what it calls runs on its thread alone.
+thread_local bool isInPiece = false;
+
+/// The child of a process that forks has no threads but its own: to wait for the others would never end, and
+/// programs fork as many children as they have processors.
+[[maybe_unused]] const int isToldOfForks = pthread_atfork(nullptr, nullptr, [] { count() = 1; });
+
+}  // namespace
+
+unsigned threadCount() { return count(); }
+
+void setThreadCount(unsigned wanted) { count() = std::clamp(wanted, 1U, kMaxThreads); }
+
+void setSharingShortLoops(bool on) { detail::sharesShortLoops = on; }
+
+namespace detail {
+
+bool sharesShortLoops = false;
+
+std::size_t piecesOfLong(std::size_t count, std::size_t worthwhile) {
+  constexpr std::size_t kPiecesEach = 4;
+  if (isInPiece) return 1;
+  if (sharesShortLoops) worthwhile = 1;
+  const unsigned wanted = threadCount();
+  // A record's stack trace is that of the caller's thread.
+  if (wanted == 1 || s_feature_fi_stack_trace_logging) return 1;
+  return std::min(kPiecesEach * wanted, std::max(count / worthwhile, std::size_t{1}));
+}
+
+namespace {
+
+/// Pieces of a loop, which threads take one after the other.
+class Pieces {
+ public:
+  Pieces(std::size_t count, const std::function<void(std::size_t piece)>& work)
+      : work_(work), count_(count), firstFailed_(count), failures_(count) {}
+
+  void runOnAll(ThreadPool& pool) {
+    show(begin_);
+    pool.run([](void* pieces) { static_cast<Pieces*>(pieces)->run(); }, this);
+    see(end_);
+  }
+  /// Until none is left.
+  void run() noexcept {
+    see(begin_);
+    isInPiece = true;
+    widenExponentRange();
+    // What comes behind a failure would not have been reached by one thread.
+    for (std::size_t piece; (piece = next_++) < firstFailed_;) {
+      try {
+        work_(piece);
+      } catch (...) {
+        failures_[piece] = std::current_exception();
+        std::size_t first = firstFailed_;
+        while (piece < first && !firstFailed_.compare_exchange_weak(first, piece)) {
+        }
+      }
+    }
+    isInPiece = false;
+    show(end_);
+  }
+  void throwFirstFailure() const {
+    if (firstFailed_ < count_) std::rethrow_exception(failures_[firstFailed_]);
+  }
+
+ private:
+  const std::function<void(std::size_t piece)>& work_;
+  std::size_t count_;
+  std::atomic<std::size_t> next_ = 0, firstFailed_;
+  std::vector<std::exception_ptr> failures_;
+  char begin_ = 0, end_ = 0;  // places for ThreadSanitizer
+};
+
+}  // namespace
+
+void runPieces(std::size_t count, const std::function<void(std::size_t piece)>& work) {
+  Pieces pieces(count, work);
+  try {
+    std::shared_ptr<ThreadPool> pool;
+    {
+      const std::lock_guard lock(startsThreads);
+      if (!threads || threads->count() != threadCount()) threads = std::make_shared<ThreadPool>(threadCount());
+      pool = threads;
+    }
+    pieces.runOnAll(*pool);
+  } catch (const std::exception&) {
+    // No memory for other threads, or too many of them in the system: this one does what is left.
+  }
+  pieces.run();
+  pieces.throwFirstFailure();
+}
+
+}  // namespace detail
+
+}  // namespace embedded
