@@ -4,8 +4,10 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "tessel/interpreter.h"
 #include "tessel/language/interpreter.h"
@@ -139,16 +141,25 @@ std::string pageOf(const tessel::Theme& theme) {
 
 std::string enumerationsOf(const tessel::Package& package) {
   std::string page =
-      "# Enumerations\n\nValues are texts; case does not count. A property takes one of its type's, and names "
-      "them all when it is given another.\n";
-  std::set<std::string> told;
+      "# Enumerations\n\nValues are texts; case does not count. A property names those of its type when it is "
+      "given another. What "
+      "they do is told in [types](../manual/types.md), [rounding](../manual/rounding.md) and "
+      "[growth](../manual/growth.md).\n";
+  std::vector<const tessel::EnumeratedType*> types;
+  std::map<const tessel::EnumeratedType*, std::set<std::string>> propertiesOfType;
   for (const HostClass* hostClass : package.classes()) {
     for (const PropertyInfo* property : hostClass->properties()) {
       const tessel::EnumeratedType* type = tessel::findEnumeratedType(property->type);
-      if (type == nullptr || property->hidden || !told.insert(type->name).second) continue;
-      page += "\n## " + type->name + "\n\nOf " + code(property->name) + ": " + escaped(property->help) + "\n\n";
-      for (const auto& [text, value] : type->values) page += "- " + code("'" + text + "'") + "\n";
+      if (type == nullptr || property->hidden) continue;
+      if (!propertiesOfType.contains(type)) types.push_back(type);
+      propertiesOfType[type].insert(code(property->name));
     }
+  }
+  for (const tessel::EnumeratedType* type : types) {
+    page += "\n## " + type->name + "\n\nOf";
+    for (const std::string& name : propertiesOfType[type]) page += " " + name;
+    page += ".\n\n";
+    for (const auto& [text, value] : type->values) page += "- " + code("'" + text + "'") + "\n";
   }
   return page;
 }
