@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "qfcore/fi/expansion.h"
+#include "qfcore/fi/messages.h"
 #include "tessel/interruption.h"
 
 namespace embedded {
@@ -15,7 +16,6 @@ namespace {
 
 constexpr Message kBinaryPointOnly{"numforge:fi:binarypointonly",
                                    "Function '%s' takes FI objects with binary-point scaling only."};
-constexpr Message kRealOnly{"numforge:fi:realonly", "Function '%s' takes real FI objects only."};
 constexpr Message kFixedOnly{"numforge:fi:fixedonly", "Function '%s' takes fixed-point FI objects only."};
 constexpr Message kNotSquare{"numforge:fi:mpower:square",
                              "A power of a matrix needs a square matrix; use .^ "
@@ -26,7 +26,7 @@ void requireBinaryPoint(const fi& x, const char* name) {
   if (x.getNumericType().isSlopeBias()) fail<kBinaryPointOnly>(name);
 }
 void requireReal(const fi& x, const char* name) {
-  if (x.iscomplex()) fail<kRealOnly>(name);
+  if (x.iscomplex()) fail<message::realOnly>(name);
 }
 
 fi arrayLike(const fi& x, const fi& shape, const NumericType& type) {

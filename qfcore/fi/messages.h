@@ -12,6 +12,7 @@ inline constexpr Message castBeforeSumFalse{
     "numforge:fi:castbeforesumfalseslopebiasnotdefined",
     "Function '%s' is not defined for FI objects with slope and bias scaling when CastBeforeSum is false."};
 
+inline constexpr Message realOnly{"numforge:fi:realonly", "Function '%s' takes real FI objects only."};
 inline constexpr Message badIndex{"numforge:fi:badindex", "Index exceeds matrix dimensions."};
 
 inline constexpr Message viewChangesTarget{

@@ -1,5 +1,7 @@
 #include "qfcore/host/FiObjClass.h"
 
+#include <cmath>
+#include <limits>
 #include <vector>
 
 #include "qfcore/host/FimathObjClass.h"
@@ -160,6 +162,14 @@ std::span<const Property<fi>> FiObjClass::properties() {
 fi& fiArgument(const HostArray& array) {
   if (fi* value = unwrapped<fi>(array)) return *value;
   fail<kMustBeFi>();
+}
+
+std::optional<unsigned> dimensionArgument(const HostArray& argument) {
+  const fi* x = unwrapped<fi>(argument);
+  const double dimension = x ? x->getDataHostArray().scalarValue() : argument.scalarValue();
+  const bool isOne =
+      dimension >= 1 && dimension <= std::numeric_limits<int>::max() && dimension == std::floor(dimension);
+  return isOne ? std::optional(static_cast<unsigned>(dimension)) : std::nullopt;
 }
 
 namespace {

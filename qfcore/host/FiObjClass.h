@@ -1,6 +1,8 @@
 /// Host class `embedded.fi`.
 #pragma once
 
+#include <optional>
+
 #include "qfcore/fi/fi.h"
 #include "qfcore/host/objclass.h"
 
@@ -42,6 +44,10 @@ std::span<const Method> numericTypeFileMethods();
 
 /// The array that an argument wraps. Raises "numforge:fi:mustBeFi" / "This parameter must be a fi.".
 fi& fiArgument(const HostArray& array);
+
+/// The dimension from 1 on that an argument, a number or an array of one element, names; nothing where it names
+/// none.
+std::optional<unsigned> dimensionArgument(const HostArray& argument);
 
 /// An operand of a binary operation beside the array `other`: the array it wraps, or a host number made an
 /// array of `other`'s signedness, word length and math settings, at best precision for its values.

@@ -1,6 +1,4 @@
 /// Methods of `embedded.fi` that compute.
-#include <cmath>
-#include <limits>
 
 #include "qfcore/host/FiObjClass.h"
 #include "qfcore/host/FimathObjClass.h"
@@ -98,11 +96,9 @@ Arrays divide(Arrays& inputs, int) {
 Arrays sum(Arrays& inputs, int) {
   const fi& x = fiArgument(inputs[0]);
   if (inputs.size() == 1) return resultOf([&] { return x.sumAlong(x.firstNonSingleton()); });
-  const double dimension = inputs[1].scalarValue();
-  if (!(dimension >= 1 && dimension <= std::numeric_limits<int>::max()) || dimension != std::floor(dimension)) {
-    fail<kBadDimension>();
-  }
-  return resultOf([&] { return x.sumAlong(static_cast<unsigned>(dimension)); });
+  const std::optional<unsigned> dimension = dimensionArgument(inputs[1]);
+  if (!dimension) fail<kBadDimension>();
+  return resultOf([&] { return x.sumAlong(*dimension); });
 }
 
 const Method kFimathMethods[] = {

@@ -1,7 +1,5 @@
 /// Methods of `embedded.fi` that compare.
 #include <algorithm>
-#include <cmath>
-#include <limits>
 
 #include "qfcore/host/FiObjClass.h"
 
@@ -40,10 +38,9 @@ Arrays extreme(Arrays& inputs, int outputCount) {
   if (inputs.size() == 2) return binaryMethod<OfTwo, operandInTypeOf>(inputs, outputCount);
   const fi& x = fiArgument(inputs[0]);
   if (inputs.size() == 1) return along<Operation>(x, x.firstNonSingleton());
-  const double dimension = inputs[2].scalarValue();
-  const bool isDimension = dimension >= 1 && dimension <= std::numeric_limits<int>::max();
-  if (!inputs[1].isEmpty() || !isDimension || dimension != std::floor(dimension)) fail<kBadArgument>();
-  return along<Operation>(x, static_cast<unsigned>(dimension));
+  const std::optional<unsigned> dimension = dimensionArgument(inputs[2]);
+  if (!inputs[1].isEmpty() || !dimension) fail<kBadArgument>();
+  return along<Operation>(x, *dimension);
 }
 
 template <OverAll Operation>

@@ -1,6 +1,4 @@
 /// Methods of `embedded.fi` that filter and accumulate.
-#include <cmath>
-#include <limits>
 #include <optional>
 
 #include "qfcore/fi/filter.h"
@@ -14,12 +12,11 @@ constexpr Message kBadDimension{"numforge:fi:filter:dimension", "%s takes a dime
 constexpr Message kBadShape{"numforge:fi:conv:shape", "CONV takes 'full', 'same' or 'valid'."};
 
 /// The dimension that argument `place` names; 0, the first that is not 1, where there is none.
-unsigned dimensionArgument(const Arrays& inputs, std::size_t place, const char* name) {
+unsigned dimensionAt(const Arrays& inputs, std::size_t place, const char* name) {
   if (inputs.size() <= place || inputs[place].isEmpty()) return 0;
-  const double dimension = inputs[place].scalarValue();
-  if (!(dimension >= 1 && dimension <= std::numeric_limits<int>::max()) || dimension != std::floor(dimension))
-    fail<kBadDimension>(name);
-  return static_cast<unsigned>(dimension);
+  const std::optional<unsigned> dimension = dimensionArgument(inputs[place]);
+  if (!dimension) fail<kBadDimension>(name);
+  return *dimension;
 }
 
 /// The first of so many arguments that is an array of this module.
@@ -50,7 +47,7 @@ Arrays callFilter(Arrays& inputs, int outputCount) {
   const std::optional<fi> states = statesArgument(inputs, 3);
   return outputsOf(
       filter(operandBeside(inputs[0], known), operandBeside(inputs[1], known), operandBeside(inputs[2], known),
-             states ? &*states : nullptr, dimensionArgument(inputs, 4, "FILTER")),
+             states ? &*states : nullptr, dimensionAt(inputs, 4, "FILTER")),
       outputCount);
 }
 
@@ -59,7 +56,7 @@ Arrays callSosfilt(Arrays& inputs, int outputCount) {
   const fi& known = firstArray(inputs, 2);
   const std::optional<fi> states = statesArgument(inputs, 2);
   return outputsOf(sosfilt(operandBeside(inputs[0], known), operandBeside(inputs[1], known),
-                           states ? &*states : nullptr, dimensionArgument(inputs, 3, "SOSFILT")),
+                           states ? &*states : nullptr, dimensionAt(inputs, 3, "SOSFILT")),
                    outputCount);
 }
 
@@ -82,16 +79,16 @@ Arrays callConv(Arrays& inputs, int) {
 /// dot(a, b, dim)
 Arrays callDot(Arrays& inputs, int) {
   const fi& known = firstArray(inputs, 2);
-  return {toHost(dot(operandBeside(inputs[0], known), operandBeside(inputs[1], known),
-                     dimensionArgument(inputs, 2, "DOT")))};
+  return {toHost(
+      dot(operandBeside(inputs[0], known), operandBeside(inputs[1], known), dimensionAt(inputs, 2, "DOT")))};
 }
 
 Arrays callCumsum(Arrays& inputs, int) {
-  return {toHost(cumsum(fiArgument(inputs[0]), dimensionArgument(inputs, 1, "CUMSUM")))};
+  return {toHost(cumsum(fiArgument(inputs[0]), dimensionAt(inputs, 1, "CUMSUM")))};
 }
 
 Arrays callMean(Arrays& inputs, int) {
-  return {toHost(mean(fiArgument(inputs[0]), dimensionArgument(inputs, 1, "MEAN")))};
+  return {toHost(mean(fiArgument(inputs[0]), dimensionAt(inputs, 1, "MEAN")))};
 }
 
 const Method kMethods[] = {

@@ -6,6 +6,7 @@
 
 #include "qfcore/fi/display.h"
 #include "qfcore/fi/integers.h"
+#include "qfcore/fi/messages.h"
 #include "qfcore/host/FiObjClass.h"
 #include "qfcore/host/NumericTypeObjClass.h"
 #include "tessel/interpreter.h"
@@ -28,7 +29,6 @@ constexpr Message kBadNorm{
 constexpr Message kBadCast{
     "numforge:fi:cast:badargument",
     "CAST takes an array and a numerictype, 'like' and an array, or the name of a class."};
-constexpr Message kRealUnique{"numforge:fi:realonly", "Function '%s' takes real FI objects only."};
 
 /// An argument as the host's numbers.
 HostArray numbersOf(const HostArray& argument) {
@@ -79,10 +79,10 @@ template <fi (*Along)(const fi&, unsigned), const auto& Name>
 Arrays along(Arrays& inputs, int) {
   const fi& x = fiArgument(inputs[0]);
   if (inputs.size() == 1) return {toHost(Along(x, x.firstNonSingleton()))};
-  constexpr double kMost = 255;
-  const double dimension = numbersOf(inputs[1]).scalarValue();
-  if (!(dimension >= 1 && dimension <= kMost) || dimension != std::floor(dimension)) fail<kBadDimension>(Name);
-  return {toHost(Along(x, static_cast<unsigned>(dimension)))};
+  constexpr unsigned kMost = 255;
+  const std::optional<unsigned> dimension = dimensionArgument(inputs[1]);
+  if (!dimension || *dimension > kMost) fail<kBadDimension>(Name);
+  return {toHost(Along(x, *dimension))};
 }
 
 fi allElements(const fi& x) {
@@ -163,7 +163,7 @@ Arrays toIntegers(Arrays& inputs, int) {
 /// [c, i, j] = unique(a): c = a(i), a = c(j); equal values stand for the first of them.
 Arrays unique(Arrays& inputs, int) {
   const fi& x = fiArgument(inputs[0]);
-  if (x.iscomplex()) fail<kRealUnique>("unique");
+  if (x.iscomplex()) fail<message::realOnly>("unique");
   HostArray order, placeOf = HostArray::zeros(ArrayClass::Double, {x.numel(), 1});
   const fi sorted = allElements(x).stridesort(true, 1, x.numel(), &order);
   std::vector<double> kept;
@@ -262,7 +262,7 @@ Arrays isNumeric(Arrays&, int) { return {toHost(true)}; }
 constexpr char kFloor[] = "floor", kCeil[] = "ceil", kFix[] = "fix", kRound[] = "round", kNearest[] = "nearest",
                kConvergent[] = "convergent", kMod[] = "mod", kRem[] = "rem", kColon[] = "colon",
                kZeros[] = "zeros", kOnes[] = "ones", kEye[] = "eye", kRand[] = "rand", kRandn[] = "randn",
-               kCell[] = "cell";
+               kCell[] = "cell", kLinspace[] = "linspace";
 
 const Method kMethods[] = {
     {"floor", 1, 1, 1, rounded<kFloor, RoundModeEnum::floor>,
@@ -314,6 +314,8 @@ const Method kMethods[] = {
     {"isinf", 1, 1, 1, elementsThat<isInfinite, true>, "isinf(a): which elements are infinite."},
     {"isfinite", 1, 1, 1, elementsThat<isNotFinite, false>, "isfinite(a): which elements are finite."},
     {"colon", 2, 3, 1, withNumbers<kColon>, "colon(a, b), colon(a, step, b): a:step:b as doubles."},
+    {"linspace", 2, 3, 1, withNumbers<kLinspace>,
+     "linspace(a, b), linspace(a, b, n): n (100) doubles from a to b in equal steps."},
     {"zeros", 1, -1, 1, withNumbers<kZeros>, "zeros(m, n, ...): zeros of the host, the sizes being a fi."},
     {"ones", 1, -1, 1, withNumbers<kOnes>, "ones(m, n, ...): ones of the host, the sizes being a fi."},
     {"eye", 1, -1, 1, withNumbers<kEye>, "eye(m, n): the unit matrix of the host, the sizes being a fi."},

@@ -13,6 +13,12 @@
 
 namespace embedded {
 
+/// -1 for a negative integer, else 0.
+template <class Integer>
+constexpr Integer signOf(Integer x) {
+  return x >> (8 * sizeof x - 1);
+}
+
 /// What rounding adds to the low bits of an integer that are shifted out. Of `Cut` only a few cases differ, so
 /// that one sum serves every rule: `base`, `ifNegative` besides, and `ifOdd` where what is left is odd.
 template <class Integer>
@@ -28,7 +34,7 @@ struct RoundingAddend {
   bool dependsOnValue() const { return ifNegative != 0 || ifOdd != 0; }
   /// The value without its low `shift` bits, at most all but two, rounded.
   Integer rounded(Integer value, int shift) const {
-    const Integer sign = value < 0 ? -1 : 0, below = value >> shift;
+    const Integer sign = signOf(value), below = value >> shift;
     // Added to these bits alone the addend cannot leave the integer.
     const Integer dropped = value & ((Integer{1} << shift) - 1);
     return below + ((dropped + base + (sign & ifNegative) + (below & ifOdd)) >> shift);

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "tessel/messages.h"
+#include "tessel/runtime/convert.h"
 
 namespace tessel {
 
@@ -71,6 +72,23 @@ Dimensions sizeArguments(std::string_view function, const Arrays& inputs, std::s
   }
   while (dims.size() > 2 && dims.back() == 1) dims.pop_back();
   return dims;
+}
+
+std::optional<ArrayClass> numericClassNamed(std::string_view name) {
+  for (int c = 0; c <= static_cast<int>(ArrayClass::Char); ++c) {
+    if (name == nameOf(static_cast<ArrayClass>(c))) return static_cast<ArrayClass>(c);
+  }
+  return std::nullopt;
+}
+
+ArrayClass takeClassArgument(std::string_view function, Arrays& inputs, ArrayClass fallback) {
+  if (inputs.empty() || !inputs.back().isChar()) return fallback;
+  const std::string name = textArgument(function, inputs.back());
+  const std::optional<ArrayClass> arrayClass = numericClassNamed(name);
+  if (!arrayClass || *arrayClass > ArrayClass::Uint64)
+    raiseInvalidArgument(function, "no numeric class '" + name + "'.");
+  inputs.pop_back();
+  return *arrayClass;
 }
 
 HostArray doubles(std::span<const double> values, Dimensions dims) {

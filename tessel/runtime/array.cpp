@@ -513,9 +513,10 @@ std::vector<HostArray>& ArrayAccess::addField(HostArray& structure, std::string_
   auto& content = contentOf<StructContent>(structure, &structure.unshared(), "structure");
   const std::size_t row = content.rowOf(name);
   if (row == content.names->size()) {
-    FieldNames names = *content.names;
-    names.emplace_back(name);
-    auto grown = std::make_shared<FieldNames>(std::move(names));
+    auto grown = std::make_shared<FieldNames>();
+    grown->reserve(row + 1);
+    *grown = *content.names;
+    grown->emplace_back(name);
     content.values.emplace_back(structure.numel());
     content.names = std::move(grown);
   }

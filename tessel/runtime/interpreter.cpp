@@ -10,6 +10,8 @@
 #include "tessel/registries.h"
 #include "tessel/runtime/arithmetic.h"
 #include "tessel/runtime/concatenate.h"
+#include "tessel/runtime/convert.h"
+#include "tessel/runtime/creation.h"
 #include "tessel/runtime/dispatch.h"
 #include "tessel/runtime/display.h"
 #include "tessel/runtime/indexpath.h"
@@ -38,12 +40,11 @@ class FunctionRegistry {
  public:
   /// Holds the runtime's own functions from the start.
   FunctionRegistry() {
-    for (FunctionInfo& info : indexingFunctions()) add(std::move(info));
-    for (FunctionInfo& info : concatenationFunctions()) add(std::move(info));
-    for (FunctionInfo& info : arithmeticFunctions()) add(std::move(info));
-    for (FunctionInfo& info : rearrangementFunctions()) add(std::move(info));
-    for (FunctionInfo& info : selectionFunctions()) add(std::move(info));
-    for (FunctionInfo& info : displayFunctions()) add(std::move(info));
+    for (const auto family :
+         {indexingFunctions, concatenationFunctions, arithmeticFunctions, creationFunctions, randomFunctions,
+          conversionFunctions, rearrangementFunctions, selectionFunctions, displayFunctions}) {
+      for (FunctionInfo& info : family()) add(std::move(info));
+    }
   }
 
   void add(FunctionInfo info) {

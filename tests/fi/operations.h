@@ -235,7 +235,11 @@ inline const Operation kProducts[] = {
     OPERATION(o.a.abs().sqrtBisection(o.type, o.a.getFimath())),
     OPERATION(o.a.times(o.b)),
     OPERATION(o.a.rows() < 80 ? o.a.mtimes(o.b.transpose()) : o.a.transpose().mtimes(o.b)),
-    OPERATION(o.a.rows() < 80 ? o.a.transpose().mtimes(o.b) : o.a.sumAlong(2)),
+    // Long inner dimensions or long columns, but not both sizes of the result: it would have millions of
+    // elements.
+    OPERATION(std::max(o.a.rows(), o.a.cols()) < 80
+                  ? o.a.transpose().mtimes(o.b)
+                  : o.a.mtimes(o.b.subsref(index({HostArray::scalar(1), HostArray::text(":")})).transpose())),
 };
 
 /// Makes random operands for the rows above.

@@ -42,10 +42,13 @@ const std::vector<Rule>& rules() {
         {"qfcore/number/", {"qfcore/number/", boundary("console.h"), boundary("memory.h")}},
     };
     std::vector<std::string> lower = {"qfcore/number/"};
-    for (const char* header : {"api.h", "array.h", "arrangement.h", "console.h", "interpreter.h",
-                               "interruption.h", "memory.h", "messages.h", "products.h"})
+    for (const char* header : {"api.h", "array.h", "console.h", "interpreter.h", "memory.h", "messages.h"})
       lower.push_back(boundary(header));
     for (const char* folder : {"qfcore/types/", "qfcore/logging/", "qfcore/math/", "qfcore/fi/"}) {
+      // What moves elements, runs for long or multiplies matrices is an operation of arrays.
+      if (folder == std::string("qfcore/fi/"))
+        for (const char* header : {"arrangement.h", "interruption.h", "products.h"})
+          lower.push_back(boundary(header));
       lower.push_back(folder);
       rows.push_back({folder, lower});
     }

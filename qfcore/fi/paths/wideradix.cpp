@@ -144,9 +144,10 @@ struct Field {
 std::vector<Field> fieldsOf(const HostArray& text, const std::array<unsigned char, 256>& meaning) {
   std::vector<Field> fields;
   const char* first = text.real<char>();
+  const std::size_t rows = text.dim(0), columns = text.dim(1);
   bool isInside = false;
-  for (std::size_t column = 0; column < text.dim(1); ++column) {
-    const unsigned char digit = meaning[static_cast<unsigned char>(first[column * text.dim(0)])];
+  for (std::size_t column = 0; column < columns; ++column) {
+    const unsigned char digit = meaning[static_cast<unsigned char>(first[column * rows])];
     if (digit == kInvalid) return {};
     if (digit != kDelimiter && !isInside) fields.push_back({column, 0});
     isInside = digit != kDelimiter;
@@ -264,7 +265,8 @@ std::optional<PatternTable> readWidePatterns(const HostArray& text, int base, in
   const std::vector<Field> fields = fieldsOf(text, meaning);
   if (fields.empty() || (isComplex && fields.size() % 2 != 0)) return std::nullopt;
   PatternBytes patterns(wordLength);
-  const std::size_t rows = text.dim(0), step = isComplex ? 2 : 1, limbsEach = patterns.limbCount();
+  const std::size_t rows = text.dim(0), columns = text.dim(1), step = isComplex ? 2 : 1,
+                    limbsEach = patterns.limbCount();
   PatternTable table{rows, fields.size() / step, isComplex, {}, {}};
   table.re.resize(rows * table.columns * limbsEach);
   if (isComplex) table.im.resize(table.re.size());
@@ -283,7 +285,7 @@ std::optional<PatternTable> readWidePatterns(const HostArray& text, int base, in
                                              : block.readDigits(field, base, wordLength, limbs);
       if (!isRead) return std::nullopt;
     }
-    for (; column < text.dim(1); ++column) {
+    for (; column < columns; ++column) {
       if (!block.areAll(column, kDelimiter)) return std::nullopt;
     }
   }

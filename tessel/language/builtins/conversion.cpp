@@ -11,20 +11,6 @@
 namespace tessel {
 namespace {
 
-/// The function named after a numeric class, which converts to it.
-FunctionInfo classFunction(ArrayClass target) {
-  const std::string name = nameOf(target);
-  return {name,
-          [=](Arrays& in, int) {
-            requireNumeric(name, in[0]);
-            return Arrays{convertTo(in[0], target)};
-          },
-          1,
-          1,
-          1,
-          name + "(a): the values of a in class " + name + ", brought into its range."};
-}
-
 /// char(numbers), char(text, ...), char(cell): several texts give one row each.
 Arrays callChar(Arrays& in, int) {
   if (in.size() == 1 && !in[0].isCell()) {
@@ -217,10 +203,6 @@ Arrays callStr2num(Arrays& in, int outputCount) {
 }  // namespace
 
 void registerConversionBuiltins() {
-  Builtins rows;
-  for (int c = 0; c <= static_cast<int>(ArrayClass::Logical); ++c)
-    rows.push_back(classFunction(static_cast<ArrayClass>(c)));
-  registerAll(std::move(rows));
   registerAll({
       {"char", callChar, 1, -1, 1,
        "char(codes), char(text, ...), char(cell): characters; several texts become rows."},

@@ -34,23 +34,6 @@ void requireFloat(std::string_view function, const HostArray& argument) {
   if (argument.isInteger()) raiseUndefinedFor(function, argument);
 }
 
-std::optional<ArrayClass> numericClassNamed(std::string_view name) {
-  for (int c = 0; c <= static_cast<int>(ArrayClass::Char); ++c) {
-    if (name == nameOf(static_cast<ArrayClass>(c))) return static_cast<ArrayClass>(c);
-  }
-  return std::nullopt;
-}
-
-ArrayClass takeClassArgument(std::string_view function, Arrays& inputs, ArrayClass fallback) {
-  if (inputs.empty() || !inputs.back().isChar()) return fallback;
-  const std::string name = textArgument(function, inputs.back());
-  const std::optional<ArrayClass> arrayClass = numericClassNamed(name);
-  if (!arrayClass || *arrayClass > ArrayClass::Uint64)
-    raiseInvalidArgument(function, "no numeric class '" + name + "'.");
-  inputs.pop_back();
-  return *arrayClass;
-}
-
 HostArray cellOfTexts(const std::vector<std::string>& texts, Dimensions dims) {
   HostArray cell = HostArray::cell(std::move(dims));
   for (std::size_t i = 0; i < texts.size(); ++i) cell.mutableCellAt(i) = HostArray::text(texts[i]);

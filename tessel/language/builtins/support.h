@@ -24,13 +24,6 @@ void requireFloat(std::string_view function, const HostArray& argument);
 /// The texts of a char matrix (one a row) or of a cell of texts; "Tessel:mustBeText" for anything else.
 std::vector<std::string> textsArgument(std::string_view function, const HostArray& argument);
 bool isCellOfTexts(const HostArray& argument);
-/// Takes a trailing class name, such as 'int8', off `inputs`; `fallback` when the last argument is no text.
-/// Raises "Tessel:invalidArgument" for a name that is not numeric.
-ArrayClass takeClassArgument(std::string_view function, Arrays& inputs, ArrayClass fallback);
-
-/// The class of a name such as "int8", "logical" or "char"; nothing for others.
-std::optional<ArrayClass> numericClassNamed(std::string_view name);
-
 /// A cell of texts; `dims` must hold as many elements.
 HostArray cellOfTexts(const std::vector<std::string>& texts, Dimensions dims);
 /// The floating-point class for values of `a`: single for single, else double.
