@@ -153,6 +153,7 @@ constexpr Example kShape[] = {
     {"fi.stridesort2", "stridesort2(fi([4 3 2 1]), true, 1, 4)"},
     {"fi.unique", "unique(fi([3 1 3]))"},
     {"fi.colon", "fi(1):fi(3)"},
+    {"fi.linspace", "linspace(fi(0), fi(1), fi(3))"},
     {"fi.zeros", "zeros(1, fi(3))"},
     {"fi.ones", "ones(1, fi(3))"},
     {"fi.eye", "eye(fi(2))"},

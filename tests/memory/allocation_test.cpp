@@ -219,6 +219,7 @@ void failEachAllocation(const std::string& name, const std::function<void()>& pr
   }
   const std::ptrdiff_t blocks = blocksInUse();
   for (int which = 1; failing(which) != Outcome::NothingFailed;) which = next(which);
+  EXPECT_EQ(state(), expected);
   EXPECT_EQ(blocksInUse(), blocks) << name;
 }
 
