@@ -10,7 +10,6 @@
 #include "tessel/registries.h"
 #include "tessel/runtime/arithmetic.h"
 #include "tessel/runtime/concatenate.h"
-#include "tessel/runtime/convert.h"
 #include "tessel/runtime/creation.h"
 #include "tessel/runtime/dispatch.h"
 #include "tessel/runtime/display.h"
