@@ -252,6 +252,8 @@ constexpr Example kNumberTexts[] = {
 constexpr Example kFiles[] = {
     {"writematrix", "writematrix([1 2; 3 4], 'm.csv')"},
     {"readmatrix", "writematrix([1 2; 3 4], 'm.csv'); readmatrix('m.csv')"},
+    {"save", "x = fi(pi, 1, 200, 190); save('x.sav', 'x'); exist('x.sav')"},
+    {"load", "x = fi(pi); save('x.sav', 'x'); clear x; load('x.sav'); x"},
     {"fileread", "writematrix([1 2], 'm.csv'); fileread('m.csv')"},
     {"delete", "writematrix(1, 'm.csv'); delete('m.csv'); exist('m.csv')"},
     {"fullfile", "fullfile('data', 'ecg.csv')"},
