@@ -8,6 +8,7 @@
 #include "qfcore/fi/paths/integersteps.h"
 #include "qfcore/number/nativeinteger.h"
 #include "qfcore/number/precision.h"
+#include "tessel/interruption.h"
 
 namespace embedded {
 
@@ -98,6 +99,22 @@ class Term {
   bool casts_;
 };
 
+/// Samples that take no time that anybody notices, between two questions for the interrupt key.
+std::size_t samplesAtOnce(std::size_t productsEach) {
+  constexpr std::size_t kProductsAtOnce = 1U << 20;
+  return std::max<std::size_t>(1, kProductsAtOnce / std::max<std::size_t>(1, productsEach));
+}
+
+/// Calls `run(first, end)` for stretches of so many samples.
+template <class Run>
+void inStretches(std::size_t samples, std::size_t productsEach, Run run) {
+  const std::size_t atOnce = samplesAtOnce(productsEach);
+  for (std::size_t first = 0; first < samples; first += atOnce) {
+    tessel::raiseIfInterrupted();
+    run(first, std::min(samples, first + atOnce));
+  }
+}
+
 template <class Integer>
 class IntegerFilter final : public FilterKernel {
  public:
@@ -121,8 +138,10 @@ class IntegerFilter final : public FilterKernel {
         std::array<Integer, size()> known;
         std::copy_n(z, size(), known.begin());
         Integer* current = size() > 0 ? known.data() : z;
-        for (std::int64_t& sample : signal)
-          sample = taps.template step<counts()>(terms, output_, current, sample, met);
+        inStretches(signal.size(), b.size() + a.size(), [&](std::size_t first, std::size_t end) {
+          for (std::size_t n = first; n < end; ++n)
+            signal[n] = taps.template step<counts()>(terms, output_, current, signal[n], met);
+        });
         std::copy_n(known.begin(), size(), z);
       });
     };
@@ -135,15 +154,16 @@ class IntegerFilter final : public FilterKernel {
               std::size_t stride) const override {
     const auto run = [&](auto counts) {
       withStates(states, counts, [&](const Terms& terms, Integer* z, Tallies& met) {
-        std::size_t place = first;
-        for (const std::int64_t sample : signal) {
-          const auto tap = [&](std::size_t k) {
-            return terms.forward.template added<false, counts()>(z[k], b[k], sample, &met.forward, &met.sums);
-          };
-          setStored(y.realPart(), static_cast<unsigned>(place), sumFraction_, tap(0));
-          for (std::size_t k = 1; k < b.size(); ++k) z[k - 1] = tap(k);
-          place += stride;
-        }
+        inStretches(signal.size(), b.size(), [&](std::size_t begin, std::size_t end) {
+          for (std::size_t n = begin; n < end; ++n) {
+            const auto tap = [&](std::size_t k) {
+              return terms.forward.template added<false, counts()>(z[k], b[k], signal[n], &met.forward,
+                                                                   &met.sums);
+            };
+            setStored(y.realPart(), static_cast<unsigned>(first + n * stride), sumFraction_, tap(0));
+            for (std::size_t k = 1; k < b.size(); ++k) z[k - 1] = tap(k);
+          }
+        });
       });
     };
     isLogging() ? run(std::true_type()) : run(std::false_type());
@@ -154,7 +174,9 @@ class IntegerFilter final : public FilterKernel {
       Tallies met;
       Term<Integer> term(forward_);
       if (sumsFit_) term.leaveSumsUnchecked();
+      const std::size_t atOnce = samplesAtOnce(std::min(u.size(), v.size()));
       for (unsigned k = 0; k < y.numel(); ++k) {
+        if (k % atOnce == 0) tessel::raiseIfInterrupted();
         const std::size_t n = k + skipped, begin = n < v.size() ? 0 : n - v.size() + 1;
         Integer sum = 0;
         for (std::size_t i = begin; i < std::min(u.size(), n + 1); ++i)
