@@ -47,8 +47,8 @@ unsigned firstCount() {
   return static_cast<unsigned>(std::clamp(CPU_COUNT(&processors), 1, static_cast<int>(kMaxThreads)));
 }
 
-unsigned& count() {
-  static unsigned threads = firstCount();
+std::atomic<unsigned>& count() {
+  static std::atomic<unsigned> threads = firstCount();
   return threads;
 }
 
@@ -57,13 +57,14 @@ std::mutex startsThreads;  // several threads of a program may compute at once
 /// Within a piece: what it calls runs on its thread alone.
 thread_local bool isInPiece = false;
 
-/// The child of a process that forks has no threads but its own: to wait for the others would never end, and
-/// programs fork as many children as they have processors.
-[[maybe_unused]] const int isToldOfForks = pthread_atfork(nullptr, nullptr, [] { count() = 1; });
+/// The child of a process that forks has no threads but its own, and the library that keeps them would wait for
+/// the others for ever. Programs fork as many children as they have processors anyway.
+bool isForked = false;
+[[maybe_unused]] const int isToldOfForks = pthread_atfork(nullptr, nullptr, [] { isForked = true; });
 
 }  // namespace
 
-unsigned threadCount() { return count(); }
+unsigned threadCount() { return isForked ? 1 : count().load(); }
 
 void setThreadCount(unsigned wanted) { count() = std::clamp(wanted, 1U, kMaxThreads); }
 

@@ -13,7 +13,8 @@
 namespace embedded {
 
 /// How many threads share a long loop, the caller's among them: at first what the environment variable
-/// QFCORE_THREADS says, or else as many as the process has processors. With 1 none are started.
+/// QFCORE_THREADS says, or else as many as the process has processors. With 1 none are started. A process that
+/// another one has forked has its own alone, whatever is set.
 QFCORE_API unsigned threadCount();
 inline constexpr unsigned kMaxThreads = 1024;
 /// From the next long loop on. `count` is from 1 to `kMaxThreads`.

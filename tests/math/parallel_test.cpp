@@ -1,6 +1,8 @@
 #include "qfcore/math/parallel.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <stdexcept>
@@ -58,6 +60,25 @@ TEST_F(ThreadsOfLoops, FailAsTheFirstRangeDoesAndStayUsable) {
       EXPECT_EQ(std::string(error.what()), "27");
     }
   }
+}
+
+TEST_F(ThreadsOfLoops, AreTheirOwnAloneInAForkedProcess) {
+  const auto visitAll = [] {
+    setThreadCount(2);
+    setSharingShortLoops(true);
+    std::atomic<std::size_t> met = 0;
+    shareLoop(100, 1, [&](std::size_t, std::size_t size) { met += size; });
+    return met == 100;
+  };
+  EXPECT_TRUE(visitAll());
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(20);  // where it would wait for the threads of its parent
+    _exit(visitAll() && threadCount() == 1 ? 0 : 1);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
 }
 
 }  // namespace
