@@ -10,7 +10,7 @@ fuzz := build/fuzz
 # Seconds for each fuzz target.
 FUZZ_SECONDS ?= 60
 
-.PHONY: build run python test coverage fuzz reliability bench bench-build bench-instructions performance docs install setup setup-test setup-check \
+.PHONY: build run python test coverage fuzz reliability bench bench-build bench-instructions performance docs package install setup setup-test setup-package setup-check \
   format check-format check-clang lint cppcheck tidy clean
 .DEFAULT_GOAL := build
 
@@ -56,6 +56,12 @@ docs: setup-test build python
 	$(release)/bin/reference docs/reference
 	/usr/bin/python3 tests/docs/documents.py --renew $(release) *.md docs/*.md docs/*/*.md examples/*/*.md
 
+# Debian packages, in build/package.
+package: setup-package $(release)/build.ninja
+	cmake --build --preset release --target tessel tessel_runtime qfcore python package_files
+	cd $(release) && cpack -G DEB -B $(CURDIR)/build/package
+	rm -rf build/package/_CPack_Packages
+
 install: build
 	cmake --install $(release) --prefix "$(PREFIX)"
 
@@ -63,7 +69,10 @@ setup:
 	@cmake/setup.sh
 
 setup-test:
-	@cmake/setup.sh test
+	@cmake/setup.sh test package
+
+setup-package:
+	@cmake/setup.sh package
 
 setup-check:
 	@cmake/setup.sh check

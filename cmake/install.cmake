@@ -17,16 +17,16 @@ set(CMAKE_INSTALL_RPATH "$ORIGIN" "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 # `pkg-config qfcore` gives the flags of the first.
 if(QFCORE_INSTALL)
   set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/qfcore)
-  install(EXPORT qfcoreTargets NAMESPACE qfcore:: DESTINATION ${package_folder})
+  install(EXPORT qfcoreTargets NAMESPACE qfcore:: DESTINATION ${package_folder} COMPONENT dev)
   configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/qfcoreConfig.cmake.in ${PROJECT_BINARY_DIR}/qfcoreConfig.cmake
     INSTALL_DESTINATION ${package_folder} NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
   write_basic_package_version_file(${PROJECT_BINARY_DIR}/qfcoreConfigVersion.cmake COMPATIBILITY SameMinorVersion)
   install(FILES ${PROJECT_BINARY_DIR}/qfcoreConfig.cmake ${PROJECT_BINARY_DIR}/qfcoreConfigVersion.cmake
-    DESTINATION ${package_folder})
+    DESTINATION ${package_folder} COMPONENT dev)
   set(pkgconfig_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
   file(RELATIVE_PATH prefix_from_pkgconfig /prefix/${pkgconfig_folder} /prefix)
   configure_file(${CMAKE_CURRENT_LIST_DIR}/qfcore.pc.in ${PROJECT_BINARY_DIR}/qfcore.pc @ONLY)
-  install(FILES ${PROJECT_BINARY_DIR}/qfcore.pc DESTINATION ${pkgconfig_folder})
+  install(FILES ${PROJECT_BINARY_DIR}/qfcore.pc DESTINATION ${pkgconfig_folder} COMPONENT dev)
 endif()
 
 # A shared library that programs link as qfcore::`exported_name`. Before version 1 a minor version may change what programs
@@ -36,7 +36,8 @@ function(publish_library target exported_name)
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
   add_library(qfcore::${exported_name} ALIAS ${target})
   if(QFCORE_INSTALL)
-    install(TARGETS ${target} EXPORT qfcoreTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    install(TARGETS ${target} EXPORT qfcoreTargets
+      LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT lib${exported_name} NAMELINK_COMPONENT dev
       INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
   endif()
 endfunction()
