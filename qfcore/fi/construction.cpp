@@ -15,8 +15,6 @@
 
 namespace embedded {
 
-using EmbeddedTypeSystem::SignedEnum;
-using tessel::ArrayClass;
 using tessel::HostArray;
 
 namespace {
