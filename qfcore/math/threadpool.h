@@ -5,8 +5,8 @@
 
 namespace embedded {
 
-/// The threads start with the first work. All pools of a process use the same; those that none needs sleep until
-/// the process ends.
+/// The threads start with the first work. All pools of a process use the same; those that none needs sleep
+/// until the process ends.
 class ThreadPool {
  public:
   /// For work on so many threads, the caller's among them.
