@@ -7,6 +7,7 @@
 #include "qfcore/host/FimathObjClass.h"
 #include "qfcore/host/NumericTypeObjClass.h"
 #include "qfcore/host/filogObjClass.h"
+#include "qfcore/host/storage.h"
 
 namespace embedded::host {
 
@@ -213,6 +214,7 @@ std::shared_ptr<HostObject> FiObjClass::createClassSpecificObject(Arrays& argume
 
 void FiObjClass::init() {
   hostClass().setHelp("An array of fixed-point values with a numeric type and math settings.");
+  hostClass().setPersistence(fiPersistence());
   const std::string array = property_type::kArray;
   for (std::size_t count = 0; count <= 3; ++count) {
     hostClass().addConstructor(tessel::ConstructorSignature(count, array));

@@ -4,6 +4,7 @@
 
 #include "qfcore/host/FiObjClass.h"
 #include "qfcore/host/dialog.h"
+#include "qfcore/host/storage.h"
 
 namespace embedded::host {
 
@@ -273,6 +274,7 @@ void FimathObjClass::init() {
     registeredEnum(*table);
   }
   hostClass().setHelp("Math settings: rounding, overflow, and how words grow in arithmetic.");
+  hostClass().setPersistence(fimathPersistence());
   hostClass().addConstructor({});
   hostClass().setArgumentError(errorText<kTooManyInputs>());
   addProperties(hostClass(), properties());

@@ -5,6 +5,7 @@
 #include "qfcore/host/FiObjClass.h"
 #include "qfcore/host/TypeObjClasses.h"
 #include "qfcore/host/dialog.h"
+#include "qfcore/host/storage.h"
 
 namespace embedded::host {
 
@@ -234,6 +235,7 @@ void NumericTypeObjClass::init() {
     registeredEnum(*table);
   }
   hostClass().setHelp("A numeric type: signedness, word length and scaling of fixed-point values.");
+  hostClass().setPersistence(numericTypePersistence());
   hostClass().addConstructor({});
   hostClass().setArgumentError(errorText<kTooManyInputs>());
   hostClass().setMismatchError(errorText<kMustBeNumericType>());

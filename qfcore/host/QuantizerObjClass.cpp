@@ -4,6 +4,7 @@
 
 #include "qfcore/fi/quantizertext.h"
 #include "qfcore/host/module.h"
+#include "qfcore/host/storage.h"
 #include "qfcore/types/printed.h"
 #include "tessel/console.h"
 
@@ -240,6 +241,7 @@ void QuantizerObjClass::init() {
   registeredEnum(tableOf(RoundModeEnum{}));
   registeredEnum(tableOf(OverflowModeEnum{}));
   hostClass().setHelp("Brings values into a number format and counts what falls outside it.");
+  hostClass().setPersistence(quantizerPersistence());
   hostClass().addConstructor({property_type::kRest});
   addProperties(hostClass(), properties());
   addMethods(hostClass(), kMethods);

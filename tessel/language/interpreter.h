@@ -120,6 +120,9 @@ class Interpreter {
   Frame& frame() { return *frame_; }
   /// The value of a variable there, or null.
   const Value* findVariable(const std::string& name) const;
+  void setVariable(const std::string& name, HostArray value) {
+    assignVariable({name, frame_->symbols->slotOf(name), {}}, std::move(value), true);
+  }
   /// A function of the file being executed, of the program, or of a file.
   const FunctionCode* findScriptFunction(const std::string& name) const;
   const FunctionCode* findScriptFunction(const NameReference& name) const;

@@ -95,6 +95,14 @@ struct ElementAccess {
   std::size_t (*extent)(HostObject& object, std::size_t place, std::size_t count);
 };
 
+/// How objects of a class are kept in files.
+struct Persistence {
+  /// What an object is made of: an array that files can keep, with other objects that they can keep in it.
+  HostArray (*state)(HostObject& object);
+  /// An object made of that again. Raises "Tessel:badFile" for what is no such state.
+  HostArray (*restored)(const HostArray& state);
+};
+
 /// One accepted list of constructor arguments, by type names as in PropertyInfo; the last may be `kRest`.
 using ConstructorSignature = std::vector<std::string>;
 
@@ -145,6 +153,9 @@ class TESSEL_API HostClass {
   /// For objects of this class alone: a subclass may index in another way.
   void setElementAccess(const ElementAccess& access) { elementAccess_ = access; }
   const std::optional<ElementAccess>& elementAccess() const { return elementAccess_; }
+  /// For objects of this class alone; one without it cannot be kept.
+  void setPersistence(Persistence persistence) { persistence_ = persistence; }
+  const std::optional<Persistence>& persistence() const { return persistence_; }
   /// Own first, then the superclasses'; null when there is none. The name's case counts.
   const PropertyInfo* findProperty(std::string_view name) const;
   const MethodInfo* findMethod(std::string_view name) const;
@@ -169,6 +180,7 @@ class TESSEL_API HostClass {
   NamedRows<PropertyInfo> properties_;
   NamedRows<MethodInfo> methods_;
   std::optional<ElementAccess> elementAccess_;
+  std::optional<Persistence> persistence_;
   std::string help_;
   static std::uint64_t tablesVersion_;
 };

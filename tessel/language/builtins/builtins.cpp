@@ -28,6 +28,7 @@ void registerLanguageBuiltins(Interpreter& interpreter) {
   registerHelpBuiltins(interpreter);
   registerProgramBuiltins(interpreter);
   registerFilenameBuiltins(interpreter);
+  registerStorageBuiltins(interpreter);
 }
 
 }  // namespace tessel

@@ -37,5 +37,6 @@ void registerWorkspaceBuiltins(Interpreter& interpreter);
 void registerHelpBuiltins(Interpreter& interpreter);
 void registerProgramBuiltins(Interpreter& interpreter);
 void registerFilenameBuiltins(Interpreter& interpreter);
+void registerStorageBuiltins(Interpreter& interpreter);
 
 }  // namespace tessel

@@ -82,21 +82,13 @@ Arrays callReadmatrix(Arrays& in, int) {
   return {result};
 }
 
-/// The name of a file to be changed: one with a NUL would reach another file, whose name ends there.
-std::string nameArgument(const char* function, const HostArray& argument) {
-  std::string name = textArgument(function, argument);
-  if (name.find('\0') != std::string::npos)
-    raiseInvalidArgument(function, "a file's name has no NUL character.");
-  return name;
-}
-
 /// Comma-separated, with as many digits as bring every value back.
 Arrays callWritematrix(Arrays& in, int) {
   const auto decimals = decimalTexts(in[0]);
   const HostArray& a = decimals ? *decimals : in[0];
   if (!decimals) requireReal("writematrix", a);
   if (a.dims().size() > 2) raiseError("Tessel:mustBe2D", "The argument must have two dimensions.");
-  const std::string name = nameArgument("writematrix", in[1]);
+  const std::string name = fileNameArgument("writematrix", in[1]);
   std::vector<long double> values(decimals ? 0 : a.numel());
   if (!decimals) loadElements(a, false, 0, 1, values.size(), values.data());
   std::string content;
@@ -129,7 +121,7 @@ Arrays callTempname(Arrays&, int) {
 }
 
 Arrays callDelete(Arrays& in, int) {
-  const std::string name = nameArgument("delete", in[0]);
+  const std::string name = fileNameArgument("delete", in[0]);
   std::error_code error;
   if (!std::filesystem::is_regular_file(name, error) || !std::filesystem::remove(name, error))
     raiseFileNotFound(name);

@@ -11,6 +11,13 @@ void registerAll(Builtins rows) {
   for (FunctionInfo& row : rows) registerFunction(std::move(row));
 }
 
+std::string fileNameArgument(std::string_view function, const HostArray& argument) {
+  std::string name = textArgument(function, argument);
+  if (name.find('\0') != std::string::npos)
+    raiseInvalidArgument(function, "a file's name has no NUL character.");
+  return name;
+}
+
 bool isCellOfTexts(const HostArray& argument) {
   if (!argument.isCell()) return false;
   for (std::size_t i = 0; i < argument.numel(); ++i) {

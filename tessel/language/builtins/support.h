@@ -23,6 +23,8 @@ void registerAll(Builtins rows);
 void requireFloat(std::string_view function, const HostArray& argument);
 /// The texts of a char matrix (one a row) or of a cell of texts; "Tessel:mustBeText" for anything else.
 std::vector<std::string> textsArgument(std::string_view function, const HostArray& argument);
+/// The name of a file to be changed: one with a NUL would reach another file, whose name ends there.
+std::string fileNameArgument(std::string_view function, const HostArray& argument);
 bool isCellOfTexts(const HostArray& argument);
 /// A cell of texts; `dims` must hold as many elements.
 HostArray cellOfTexts(const std::vector<std::string>& texts, Dimensions dims);
