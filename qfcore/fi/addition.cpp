@@ -118,6 +118,7 @@ template <class Operation>
 bool sumExactly(const fi& a, const fi& b, fi& result) {
   if (!areDoubles(result)) return sumLongExactly<Operation>(a, b, result);
   if (choosePath({.isExact = true}, a, b, result) != Path::PlainDoubles) return false;
+  if (combineOne<Operation>(result, a, b)) return true;
   const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right) {
     double* const sums = target.doubles();
     shareLoop(result.numel(), kSharedDoubles, [&](std::size_t first, std::size_t size) {

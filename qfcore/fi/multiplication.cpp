@@ -50,6 +50,7 @@ bool multiplyExactly(const fi& a, const fi& b, fi& result) {
   const Ways ways{.isExact = true, .hasIntegers = sizes != IntegerSizes::None, .wideLoops = WideLoops::OfWide};
   const Path path = choosePath(ways, a, b, result);
   if (path == Path::Elements) return false;
+  if (path == Path::PlainDoubles && combineOne<Multiply>(result, a, b)) return true;
   if (path == Path::Integers) return multiplyExactlyByIntegers(a, b, sizes, result), true;
   const auto multiplyPart = [&](number& product, const number& x, const number& y) {
     if (path == Path::PlainWide) return combineWide<Multiply>(product, WideOperand(a, x), WideOperand(b, y));

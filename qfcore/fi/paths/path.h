@@ -44,7 +44,7 @@ inline bool elementPathOnly() { return detail::elementPathOnly; }
 
 /// The way through `arrays`, all operands and results that loops touch: arrays, or parts of them.
 template <class... Arrays>
-Path choosePath(const Ways& ways, const Arrays&... arrays) {
+[[gnu::always_inline]] inline Path choosePath(const Ways& ways, const Arrays&... arrays) {
   if (elementPathOnly()) return Path::Elements;
   if (ways.hasBlocks && (areDoubles(arrays) && ...)) return ways.isExact ? Path::PlainDoubles : Path::Blocks;
   if (ways.hasIntegers) return Path::Integers;
