@@ -513,12 +513,14 @@ std::vector<HostArray>& ArrayAccess::addField(HostArray& structure, std::string_
   auto& content = contentOf<StructContent>(structure, &structure.unshared(), "structure");
   const std::size_t row = content.rowOf(name);
   if (row == content.names->size()) {
-    auto grown = std::make_shared<FieldNames>();
-    grown->reserve(row + 1);
-    *grown = *content.names;
-    grown->emplace_back(name);
-    content.values.emplace_back(structure.numel());
-    content.names = std::move(grown);
+    if (content.names.use_count() > 1) content.names = std::make_shared<FieldNames>(*content.names);
+    content.names->emplace_back(name);
+    try {
+      content.values.emplace_back(structure.numel());
+    } catch (...) {
+      content.names->pop_back();
+      throw;
+    }
   }
   return content.values[row];
 }

@@ -52,7 +52,7 @@ struct FieldPlace {
   std::size_t row = 0;
 };
 struct StructContent {
-  std::shared_ptr<const FieldNames> names;     ///< never changed, so that structures share them
+  std::shared_ptr<FieldNames> names;           ///< changed only where nobody shares them
   std::vector<std::vector<HostArray>> values;  ///< one row a name, one entry an element
 
   /// The row of a name; their count where there is none.
