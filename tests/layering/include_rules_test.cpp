@@ -72,7 +72,8 @@ const std::vector<Rule>& rules() {
     // tables.
     rows.push_back(
         {"python/",
-         {"python/", "qfcore/fi/fi.h", "qfcore/host/exchange.h", "qfcore/host/module.h", boundary()}});
+         {"python/", "qfcore/fi/fi.h", "qfcore/host/exchange.h", "qfcore/host/module.h",
+          "qfcore/logging/savedrecord.h", boundary()}});
     return rows;
   }();
   return table;
