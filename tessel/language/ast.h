@@ -145,6 +145,14 @@ struct Assignment {
   ExpressionPtr value;
   bool isSilent;
 };
+/// `x += 1`: what stands there already and the value give what is assigned.
+struct CompoundAssignment {
+  AssignmentTarget target;
+  const OperatorInfo* info;
+  ExpressionPtr value;
+  bool isSilent;
+  MemberName method{info->function};
+};
 struct Branch {
   ExpressionPtr condition;
   Block body;
@@ -178,7 +186,7 @@ struct ReturnStatement {};
 
 struct Statement {
   std::variant<ExpressionStatement, Assignment, IfStatement, WhileStatement, ForStatement, SwitchStatement,
-               TryStatement, BreakStatement, ContinueStatement, ReturnStatement>
+               TryStatement, BreakStatement, ContinueStatement, ReturnStatement, CompoundAssignment>
       node;
   int line = 0;
   int lastLine = 0;

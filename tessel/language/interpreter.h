@@ -181,6 +181,8 @@ class Interpreter {
   Flow executeHere(const Statement& statement);
   Flow executeNode(const ExpressionStatement& node);
   Flow executeNode(const Assignment& node);
+  Flow executeNode(const CompoundAssignment& node);
+  void updateSteps(const CompoundAssignment& node, Value&& operand);
   Flow executeNode(const IfStatement& node);
   Flow executeNode(const WhileStatement& node);
   Flow executeNode(const ForStatement& node);
@@ -232,6 +234,8 @@ class Interpreter {
   Value evaluateNode(const NamedHandle& node);
   Value evaluateNode(const AnonymousFunction& node);
   Arrays evaluateRow(const Expressions& elements);
+  Value operateHere(Operator code, const MemberName& method, Value&& left, Value&& right);
+  Value operate(Operator code, const MemberName& method, Value&& left, Value&& right);
   Value callOperator(const MemberName& method, Arrays&& operands);
   Value callOperator(const MemberName& method, Value&& left, Value&& right);
 

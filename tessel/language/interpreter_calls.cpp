@@ -27,10 +27,6 @@ Arrays firstResults(const FunctionInfo& function, Arrays& inputs, int outputCoun
   return results;
 }
 
-[[noreturn]] void raiseUndefined(const std::string& name) {
-  raiseError("Tessel:UndefinedFunction", fmt::format("Undefined function or variable '{}'.", name));
-}
-
 const HostClass& requireClass(const std::string& name) {
   const HostClass* hostClass = findClass(name);
   if (!hostClass) raiseUndefined(name);

@@ -89,6 +89,14 @@ Value Interpreter::evaluateNode(const UnaryOperation& node) {
   return number ? scalarOperation(node.info->code, *number, byFunction) : byFunction();
 }
 
+/// Applies a binary operator to values that are there.
+[[gnu::always_inline]] inline Value Interpreter::operateHere(Operator code, const MemberName& method,
+                                                             Value&& left, Value&& right) {
+  const auto byFunction = [&] { return callOperator(method, std::move(left), std::move(right)); };
+  const double *a = left.scalar(), *b = right.scalar();
+  return a && b ? scalarOperation(code, *a, *b, byFunction) : byFunction();
+}
+
 Value Interpreter::evaluateNode(const BinaryOperation& node) {
   const Operator code = node.info->code;
   if (code == Operator::AndAnd || code == Operator::OrOr) return evaluateShortCircuit(node);
@@ -101,10 +109,11 @@ Value Interpreter::evaluateNode(const BinaryOperation& node) {
     return a && b ? scalarOperation(code, *a, *b, byFunction) : byFunction();
   }
   Value left = evaluate(*node.left);
-  Value right = evaluate(*node.right);
-  const auto byFunction = [&] { return callOperator(node.method, std::move(left), std::move(right)); };
-  const double *a = left.scalar(), *b = right.scalar();
-  return a && b ? scalarOperation(code, *a, *b, byFunction) : byFunction();
+  return operateHere(code, node.method, std::move(left), evaluate(*node.right));
+}
+
+Value Interpreter::operate(Operator code, const MemberName& method, Value&& left, Value&& right) {
+  return operateHere(code, method, std::move(left), std::move(right));
 }
 
 [[gnu::noinline]] Value Interpreter::evaluateShortCircuit(const BinaryOperation& node) {

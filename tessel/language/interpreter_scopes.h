@@ -18,6 +18,10 @@ namespace tessel {
   raiseError("Tessel:noValue", "'" + name + "' gives no value.");
 }
 
+[[noreturn]] inline void raiseUndefined(const std::string& name) {
+  raiseError("Tessel:UndefinedFunction", "Undefined function or variable '" + name + "'.");
+}
+
 inline void Interpreter::countStep() {
   if (stepsLeft_ == 0) requestInterruption();
   if (isInterruptionRequested()) raiseIfInterrupted();

@@ -93,6 +93,53 @@ Interpreter::Flow Interpreter::executeNode(const Assignment& node) {
   return Flow::Normal;
 }
 
+Interpreter::Flow Interpreter::executeNode(const CompoundAssignment& node) {
+  const AssignmentTarget& target = node.target;
+  Value operand = evaluate(*node.value);
+  // A function of that name, such as `i`, is not what a sum begins with.
+  if (!frame_->slots[target.slot].isDefined()) raiseUndefined(target.name);
+  if (target.steps.empty())
+    frame_->slots[target.slot] =
+        operate(node.info->code, node.method, Value(frame_->slots[target.slot]), std::move(operand));
+  else
+    updateSteps(node, std::move(operand));
+  if (!node.isSilent) display(frame_->slots[target.slot].toArray(), target.name);
+  return Flow::Normal;
+}
+
+/// Changes what the steps of the target select; their subscripts are evaluated once.
+void Interpreter::updateSteps(const CompoundAssignment& node, Value&& operand) {
+  const AssignmentTarget& target = node.target;
+  const IndexStep& step = target.steps[0];
+  const auto changed = [&](Value&& old) {
+    return operate(node.info->code, node.method, std::move(old), std::move(operand));
+  };
+  IndexPath path;
+  if (target.steps.size() == 1 && step.hasPlainArgument) {
+    Value subscript = evaluate(*step.arguments[0]);
+    const double* position = subscript.number();
+    Value element = position ? elementOf(frame_->slots[target.slot], *position) : Value();
+    if (element.isDefined()) {
+      element = changed(std::move(element));
+      HostArray* array = frame_->slots[target.slot].array();
+      if (array && assignElement(*array, *position, element)) return;
+    }
+    path.push_back({IndexLevel::Kind::Paren, arraysOf(std::move(subscript).toArray()), {}});
+    if (element.isDefined()) return assignAt(target.slot, path, std::move(element));
+  } else {
+    HostArray base = frame_->slots[target.slot].toArray();
+    path = resolvePath(base, target.steps, PathUse::Assign);
+  }
+  const Value& variable = frame_->slots[target.slot];
+  if (!variable.isDefined()) raiseUndefined(target.name);
+  Arrays parts = reference(variable.toArray(), path);
+  if (parts.size() != 1) {
+    raiseError("Tessel:notOneValue",
+               fmt::format("'{}' selects {} values, but one is changed at a time.", target.name, parts.size()));
+  }
+  assignAt(target.slot, path, changed(Value(std::move(parts[0]))));
+}
+
 void Interpreter::assignVariable(const AssignmentTarget& target, HostArray value, bool isSilent) {
   Frame& frame = *frame_;
   if (static_cast<std::size_t>(target.slot) >= frame.slots.size()) frame.slots.resize(target.slot + 1);

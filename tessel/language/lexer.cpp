@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bitset>
 #include <cstdlib>
 #include <utility>
 
@@ -33,18 +34,46 @@ constexpr Spelling kKeywords[] = {
 
 /// A spelling that is the beginning of another stands after it.
 constexpr Spelling kSymbols[] = {
-    {".*", TokenKind::DotTimes},     {"./", TokenKind::DotDivide},  {".\\", TokenKind::DotLeftDivide},
-    {".^", TokenKind::DotPower},     {".'", TokenKind::DotQuote},   {"==", TokenKind::Equal},
-    {"~=", TokenKind::NotEqual},     {"!=", TokenKind::NotEqual},   {"<=", TokenKind::LessEqual},
-    {">=", TokenKind::GreaterEqual}, {"&&", TokenKind::AndAnd},     {"||", TokenKind::OrOr},
-    {",", TokenKind::Comma},         {";", TokenKind::Semicolon},   {"(", TokenKind::LeftParen},
-    {")", TokenKind::RightParen},    {"[", TokenKind::LeftBracket}, {"]", TokenKind::RightBracket},
-    {"{", TokenKind::LeftBrace},     {"}", TokenKind::RightBrace},  {"@", TokenKind::At},
-    {".", TokenKind::Dot},           {":", TokenKind::Colon},       {"=", TokenKind::Assign},
-    {"^", TokenKind::Power},         {"+", TokenKind::Plus},        {"-", TokenKind::Minus},
-    {"~", TokenKind::Not},           {"!", TokenKind::Not},         {"*", TokenKind::Times},
-    {"/", TokenKind::Divide},        {"\\", TokenKind::LeftDivide}, {"<", TokenKind::Less},
-    {">", TokenKind::Greater},       {"&", TokenKind::And},         {"|", TokenKind::Or},
+    {".*", TokenKind::DotTimes},
+    {"./", TokenKind::DotDivide},
+    {".\\", TokenKind::DotLeftDivide},
+    {".^", TokenKind::DotPower},
+    {".'", TokenKind::DotQuote},
+    {"==", TokenKind::Equal},
+    {"~=", TokenKind::NotEqual},
+    {"!=", TokenKind::NotEqual},
+    {"<=", TokenKind::LessEqual},
+    {"+=", TokenKind::PlusAssign},
+    {"-=", TokenKind::MinusAssign},
+    {"*=", TokenKind::TimesAssign},
+    {"/=", TokenKind::DivideAssign},
+    {">=", TokenKind::GreaterEqual},
+    {"&&", TokenKind::AndAnd},
+    {"||", TokenKind::OrOr},
+    {",", TokenKind::Comma},
+    {";", TokenKind::Semicolon},
+    {"(", TokenKind::LeftParen},
+    {")", TokenKind::RightParen},
+    {"[", TokenKind::LeftBracket},
+    {"]", TokenKind::RightBracket},
+    {"{", TokenKind::LeftBrace},
+    {"}", TokenKind::RightBrace},
+    {"@", TokenKind::At},
+    {".", TokenKind::Dot},
+    {":", TokenKind::Colon},
+    {"=", TokenKind::Assign},
+    {"^", TokenKind::Power},
+    {"+", TokenKind::Plus},
+    {"-", TokenKind::Minus},
+    {"~", TokenKind::Not},
+    {"!", TokenKind::Not},
+    {"*", TokenKind::Times},
+    {"/", TokenKind::Divide},
+    {"\\", TokenKind::LeftDivide},
+    {"<", TokenKind::Less},
+    {">", TokenKind::Greater},
+    {"&", TokenKind::And},
+    {"|", TokenKind::Or},
 };
 
 /// Characters that typesetting puts in place of those of the language.
@@ -226,14 +255,34 @@ class Lexer {
 
   void lexNumber() {
     const std::size_t begin = position_;
+    const bool isBinary = at(0) == '0' && (at(1) == 'b' || at(1) == 'B');
     const bool isHexadecimal = at(0) == '0' && (at(1) == 'x' || at(1) == 'X');
-    isHexadecimal ? skipHexadecimal() : skipDecimal();
+    isBinary ? skipBinary() : isHexadecimal ? skipHexadecimal() : skipDecimal();
     const std::string digits(source_.substr(begin, position_ - begin));
     const bool isImaginary = (at(0) == 'i' || at(0) == 'j') && !isWordCharacter(at(1));
     if (isImaginary) ++position_;
     if (isWordCharacter(at(0))) fail("A number and a name must be separated.", position_);
     push(isImaginary ? TokenKind::Imaginary : TokenKind::Number, begin).value =
-        std::strtod(digits.c_str(), nullptr);
+        isBinary ? valueOfBits(std::string_view(digits).substr(2)) : std::strtod(digits.c_str(), nullptr);
+  }
+
+  static bool isBit(char c) { return c == '0' || c == '1'; }
+
+  void skipBinary() {
+    position_ += 2;
+    if (!isBit(at(0))) fail("A binary number needs a digit.", position_);
+    while (isBit(at(0))) ++position_;
+    if (isDigit(at(0))) fail("A binary number has the digits 0 and 1 only.", position_);
+  }
+
+  /// Rounded once, as numbers in other bases are: by the same reader, in hexadecimal.
+  static double valueOfBits(std::string_view bits) {
+    std::string digits((4 - bits.size() % 4) % 4, '0');
+    digits += bits;
+    std::string hexadecimal = "0x";
+    for (std::size_t k = 0; k < digits.size(); k += 4)
+      hexadecimal += "0123456789abcdef"[std::bitset<4>(digits, k, 4).to_ulong()];
+    return std::strtod(hexadecimal.c_str(), nullptr);
   }
 
   void skipHexadecimal() {

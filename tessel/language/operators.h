@@ -84,6 +84,17 @@ constexpr const OperatorInfo* findBinaryOperator(TokenKind token) {
   return nullptr;
 }
 
+/// The operator that an assignment such as `+=` applies, or null.
+constexpr const OperatorInfo* findAssigningOperator(TokenKind token) {
+  switch (token) {
+    case TokenKind::PlusAssign: return findBinaryOperator(TokenKind::Plus);
+    case TokenKind::MinusAssign: return findBinaryOperator(TokenKind::Minus);
+    case TokenKind::TimesAssign: return findBinaryOperator(TokenKind::Times);
+    case TokenKind::DivideAssign: return findBinaryOperator(TokenKind::Divide);
+    default: return nullptr;
+  }
+}
+
 /// The row of an operator.
 constexpr const OperatorInfo& operatorInfo(Operator code) {
   for (const OperatorInfo& info : kOperators) {

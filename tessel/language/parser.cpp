@@ -129,6 +129,13 @@ class Parser : private ExpressionParser {
       std::vector<AssignmentTarget> targets;
       targets.push_back(asTarget(std::move(expression), first));
       statement.node = finishAssignment(std::move(targets));
+    } else if (const OperatorInfo* info = findAssigningOperator(current().kind)) {
+      AssignmentTarget target = asTarget(std::move(expression), first);
+      const int column = columnOf(take());
+      ExpressionPtr value = parseExpression();
+      CompoundAssignment node{std::move(target), info, std::move(value), isAt(TokenKind::Semicolon)};
+      node.method.column = column;
+      statement.node = std::move(node);
     } else {
       statement.node = ExpressionStatement{std::move(expression), isAt(TokenKind::Semicolon)};
     }

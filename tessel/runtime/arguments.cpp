@@ -55,6 +55,7 @@ Dimensions sizeArguments(std::string_view function, const Arrays& inputs, std::s
   std::vector<double> sizes;
   for (std::size_t i = first; i < inputs.size(); ++i) {
     requireReal(function, inputs[i]);
+    if (inputs[i].isChar()) raiseInvalidArgument(function, "sizes must be numbers.");
     const bool isWholeSize = inputs.size() == first + 1 && inputs[i].isVector();
     if (!isWholeSize && !inputs[i].isScalar())
       raiseInvalidArgument(function, "sizes must be scalars or one row.");
