@@ -70,10 +70,9 @@ const std::vector<Rule>& rules() {
     rows.push_back({"qfcore/qfcore.h", {"qfcore/"}, {kPaths}});
     // Python sees what a program of its own would: the boundary, arrays and records, and no binding but the
     // tables.
-    rows.push_back(
-        {"python/",
-         {"python/", "qfcore/fi/fi.h", "qfcore/host/exchange.h", "qfcore/host/module.h",
-          "qfcore/logging/savedrecord.h", boundary()}});
+    rows.push_back({"python/",
+                    {"python/", "qfcore/fi/fi.h", "qfcore/host/exchange.h", "qfcore/host/module.h",
+                     "qfcore/logging/savedrecord.h", boundary()}});
     return rows;
   }();
   return table;
