@@ -8,6 +8,7 @@
 #include "qfcore/host/exchange.h"
 #include "qfcore/host/module.h"
 #include "qfcore/logging/filog.h"
+#include "qfcore/logging/savedrecord.h"
 #include "qfcore/math/fimathUserData.h"
 #include "qfcore/math/parallel.h"
 #include "qfcore/number/numberops.h"
