@@ -258,6 +258,10 @@ HostArray logicalOr(const HostArray& a, const HostArray& b) {
   return logicalOperation("or", a, b, [](auto x, auto y) -> bool { return (x != 0) | (y != 0); });
 }
 
+HostArray logicalXor(const HostArray& a, const HostArray& b) {
+  return logicalOperation("xor", a, b, [](auto x, auto y) -> bool { return (x != 0) != (y != 0); });
+}
+
 HostArray logicalNot(const HostArray& a) {
   requireTruthValues("not", a);
   return mapElements(a, ArrayClass::Logical, [](auto x) -> bool { return x == decltype(x)(0); });
@@ -365,6 +369,7 @@ constexpr BinaryOperator kBinaryOperators[] = {
     {"mpower", mpower, "mpower(a, n): a square matrix to an integer power: a ^ n."},
     {"and", logicalAnd, "and(a, b): true where both elements are non-zero: a & b."},
     {"or", logicalOr, "or(a, b): true where an element is non-zero: a | b."},
+    {"xor", logicalXor, "xor(a, b): true where one element alone is non-zero."},
     {"eq", eq, "eq(a, b): true where elements are equal: a == b."},
     {"ne", ne, "ne(a, b): true where elements differ: a ~= b."},
     {"lt", lt, "lt(a, b): true where a is less: a < b."},

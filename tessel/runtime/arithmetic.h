@@ -38,6 +38,7 @@ HostArray ge(const HostArray& a, const HostArray& b);
 /// Not a number raises "Tessel:nologicalnan".
 HostArray logicalAnd(const HostArray& a, const HostArray& b);
 HostArray logicalOr(const HostArray& a, const HostArray& b);
+HostArray logicalXor(const HostArray& a, const HostArray& b);
 HostArray logicalNot(const HostArray& a);
 
 /// The row from `first` to at most `last` in steps; empty when the step leads away from `last` or is zero.

@@ -6,6 +6,7 @@
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
+#include "tessel/runtime/concatenate.h"
 
 namespace tessel {
 namespace {
@@ -22,6 +23,12 @@ bool comesBefore(const V& a, const V& b) {
   }
 }
 
+/// Is `a` larger (or smaller) than `best`? Every number is, where that is NaN.
+template <bool Largest, class V>
+bool surpasses(const V& a, const V& best) {
+  return !isNaN(a) && (isNaN(best) || (Largest ? comesBefore(best, a) : comesBefore(a, best)));
+}
+
 /// The largest (or smallest) element of each line, NaN only if there is nothing else, and where it first
 /// stands.
 template <bool Largest>
@@ -32,13 +39,27 @@ Arrays extremesAlong(const HostArray& a, std::size_t dimension) {
                           if (line.empty()) return;
                           std::size_t best = 0;
                           for (std::size_t k = 1; k < line.size(); ++k) {
-                            if (isNaN(line[k])) continue;
-                            if (isNaN(line[best]) ||
-                                (Largest ? comesBefore(line[best], line[k]) : comesBefore(line[k], line[best])))
-                              best = k;
+                            if (surpasses<Largest>(line[k], line[best])) best = k;
                           }
                           out[0] = line[best];
                           positions[0] = static_cast<double>(best + 1);
+                        });
+}
+
+/// cummax(x), cummax(x, dim): the extreme of all up to each element, and where it first stands.
+template <bool Largest>
+Arrays callRunningExtreme(Arrays& in, int) {
+  const char* name = Largest ? "cummax" : "cummin";
+  requireNumeric(name, in[0]);
+  const std::size_t d = workingDimension(name, in, 1);
+  return alongDimension(in[0], d, in[0].dim(d), numericClass(in[0].arrayClass()),
+                        [](const auto& line, auto& out, auto& positions) {
+                          std::size_t best = 0;
+                          for (std::size_t k = 0; k < line.size(); ++k) {
+                            if (surpasses<Largest>(line[k], line[best])) best = k;
+                            out[k] = line[best];
+                            positions[k] = static_cast<double>(best + 1);
+                          }
                         });
 }
 
@@ -193,6 +214,48 @@ Arrays callIsmember(Arrays& in, int) {
   return {mapElements(places, ArrayClass::Logical, [](auto p) -> bool { return p != decltype(p)(0); }), places};
 }
 
+enum class SetOperation { Union, Intersection, Difference };
+
+HostArray distinctValues(const HostArray& a) {
+  Arrays in{a};
+  return callUnique(in, 1)[0];
+}
+
+/// The values of both, one after the other: a row where both are rows.
+HostArray joinedValues(HostArray a, HostArray b, bool isRow) {
+  for (HostArray* each : {&a, &b})
+    each->reshape(isRow ? Dimensions{1, each->numel()} : Dimensions{each->numel(), 1});
+  return concatenate(isRow ? 1 : 0, {a, b});
+}
+
+/// union(a, b), intersect(a, b), setdiff(a, b): different values in order.
+template <SetOperation operation>
+Arrays callSetOperation(Arrays& in, int) {
+  const char* name = operation == SetOperation::Union          ? "union"
+                     : operation == SetOperation::Intersection ? "intersect"
+                                                               : "setdiff";
+  const bool areTexts = in[0].isCell() || in[1].isCell();
+  for (HostArray& set : in) {
+    if (!areTexts) {
+      requireReal(name, set);
+    } else {
+      const std::vector<std::string> texts = textsArgument(name, set);
+      set = cellOfTexts(texts, set.isCell() ? set.dims() : Dimensions{texts.size(), 1});
+    }
+  }
+  const auto fitsRow = [](const HostArray& a) { return a.dims().size() == 2 && a.dim(0) <= 1; };
+  if (operation == SetOperation::Union)
+    return {distinctValues(joinedValues(in[0], in[1], fitsRow(in[0]) && fitsRow(in[1])))};
+  const HostArray values = distinctValues(in[0]);
+  const std::vector<double> places = memberPlaces(values, in[1]);
+  std::vector<std::size_t> kept;
+  for (std::size_t k = 0; k < places.size(); ++k) {
+    if ((places[k] != 0) == (operation == SetOperation::Intersection)) kept.push_back(k);
+  }
+  const bool givesRow = fitsRow(in[0]) && (operation == SetOperation::Difference || fitsRow(in[1]));
+  return {rearranged(values, kept, givesRow ? Dimensions{1, kept.size()} : Dimensions{kept.size(), 1})};
+}
+
 }  // namespace
 
 void registerOrderingBuiltins() {
@@ -201,12 +264,22 @@ void registerOrderingBuiltins() {
        "[m, i] = max(x), max(x, [], dim), max(x, y): the largest values, and where they first stand."},
       {"min", callExtreme<false>, 1, 3, 2,
        "[m, i] = min(x), min(x, [], dim), min(x, y): the smallest values, and where they first stand."},
+      {"cummax", callRunningExtreme<true>, 1, 2, 2,
+       "[m, i] = cummax(x), cummax(x, dim): the largest value so far down each column, and where it stands."},
+      {"cummin", callRunningExtreme<false>, 1, 2, 2,
+       "[m, i] = cummin(x), cummin(x, dim): the smallest value so far down each column, and where it stands."},
       {"sort", callSort, 1, 3, 2,
        "[s, i] = sort(x), sort(x, dim), sort(..., 'descend'): the elements in order, and where they stood."},
       {"unique", callUnique, 1, 1, 3,
        "[u, ia, ic] = unique(x): the different values in order; u = x(ia), x = u(ic)."},
       {"ismember", callIsmember, 2, 2, 2,
        "[tf, place] = ismember(a, set): which numbers or texts stand in a set, and where."},
+      {"union", callSetOperation<SetOperation::Union>, 2, 2, 1,
+       "union(a, b): the different numbers or texts of both, in order."},
+      {"intersect", callSetOperation<SetOperation::Intersection>, 2, 2, 1,
+       "intersect(a, b): the different numbers or texts that stand in both, in order."},
+      {"setdiff", callSetOperation<SetOperation::Difference>, 2, 2, 1,
+       "setdiff(a, b): the different numbers or texts of a that do not stand in b, in order."},
   });
 }
 

@@ -61,6 +61,13 @@ V meanOf(const std::vector<V>& line) {
 }
 
 template <class V>
+V rootMeanSquareOf(const std::vector<V>& line) {
+  auto sum = std::norm(V{});
+  for (const V& x : line) sum += std::norm(x);
+  return V(std::sqrt(sum / static_cast<decltype(sum)>(line.size())));
+}
+
+template <class V>
 V medianOf(std::vector<V> line) {
   if constexpr (!std::is_arithmetic_v<V>) {
     raiseComplexNotAllowed("median");
@@ -119,6 +126,9 @@ Builtins reductions() {
       reduction(
           "mean", Result::Float, [](const auto& line) { return meanOf(line); },
           "mean(x), mean(x, dim): the mean of each column."),
+      reduction(
+          "rms", Result::Float, [](const auto& line) { return rootMeanSquareOf(line); },
+          "rms(x), rms(x, dim): the root of the mean square of each column."),
       reduction(
           "median", Result::Same, [](const auto& line) { return medianOf(line); },
           "median(x), median(x, dim): the middle value of each column."),
