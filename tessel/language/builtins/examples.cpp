@@ -96,6 +96,8 @@ constexpr Example kQuestions[] = {
     {"isequal", "isequal([1 2], [1 2], [1 2])"},
     {"isfield", "isfield(struct('a', 1), {'a', 'b'})"},
     {"fieldnames", "fieldnames(struct('a', 1, 'b', 2))"},
+    {"getfield", "getfield(struct('a', 1), 'a')"},
+    {"setfield", "setfield(struct('a', 1), 'b', 2)"},
     {"rmfield", "rmfield(struct('a', 1, 'b', 2), 'a')"},
     {"methods", "any(strcmp(methods('fi'), 'plus'))"},
     {"ismethod", "ismethod(fi(1), 'plus')"},

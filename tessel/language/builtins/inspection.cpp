@@ -168,12 +168,35 @@ Arrays callIsfield(Arrays& in, int) {
   return {result};
 }
 
+/// Refuses what is no single structure.
+void requireOneStructure(const char* function, const HostArray& a) {
+  requireStructure(function, a);
+  if (!a.isScalar()) raiseInvalidArgument(function, "one structure is needed.");
+}
+
+[[noreturn]] void raiseNoField(const std::string& name) {
+  raiseError("Tessel:nonExistentField", "Reference to non-existent field '" + name + "'.");
+}
+
+Arrays callGetfield(Arrays& in, int) {
+  requireOneStructure("getfield", in[0]);
+  const std::string name = textArgument("getfield", in[1]);
+  if (!in[0].hasField(name)) raiseNoField(name);
+  return {in[0].fieldAt(name)};
+}
+
+Arrays callSetfield(Arrays& in, int) {
+  requireOneStructure("setfield", in[0]);
+  HostArray result = in[0];
+  result.mutableFieldAt(textArgument("setfield", in[1])) = in[2];
+  return {result};
+}
+
 Arrays callRmfield(Arrays& in, int) {
   requireStructure("rmfield", in[0]);
   const std::vector<std::string> names = textsArgument("rmfield", in[1]);
   for (const std::string& name : names) {
-    if (!in[0].hasField(name))
-      raiseError("Tessel:nonExistentField", "Reference to non-existent field '" + name + "'.");
+    if (!in[0].hasField(name)) raiseNoField(name);
   }
   HostArray result = in[0];
   for (const std::string& name : names) result.removeField(name);
@@ -273,6 +296,9 @@ Builtins questions() {
       {"fieldnames", callFieldnames, 1, 1, 1, "fieldnames(s): the names of a structure's fields."},
       {"isfield", callIsfield, 2, 2, 1,
        "isfield(s, name), isfield(s, names): true for a field of structure s."},
+      {"getfield", callGetfield, 2, 2, 1, "getfield(s, name): the value of a field: s.(name)."},
+      {"setfield", callSetfield, 3, 3, 1,
+       "setfield(s, name, value): the structure with a field set, maybe a new one."},
       {"rmfield", callRmfield, 2, 2, 1, "rmfield(s, name): the structure without a field."},
       {"isequal", callIsequal, 2, -1, 1, "isequal(a, b, ...): true for arrays with the same sizes and values."},
       question("isnan", onReal([](auto x) { return x != x; }),
