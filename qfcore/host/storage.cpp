@@ -1,6 +1,8 @@
 #include "qfcore/host/storage.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 #include "qfcore/host/FiObjClass.h"
 #include "qfcore/host/FimathObjClass.h"
@@ -25,6 +27,15 @@ const HostArray& field(const HostArray& state, const char* name, const char* cla
   const HostArray* found = state.isStruct() && state.isScalar() ? state.findField(name) : nullptr;
   if (!found) raiseBadState(className);
   return *found;
+}
+
+/// A whole number of a state; the class of the object is named where it is none, or not within the limits.
+template <class Integer>
+Integer wholeNumber(const HostArray& numbers, std::size_t k, const char* className,
+                    double most = std::numeric_limits<int>::max(), double least = 0) {
+  const double value = numbers.realAt(k);
+  if (!(value >= least && value <= most && value == std::floor(value))) raiseBadState(className);
+  return static_cast<Integer>(value);
 }
 
 /// Nothing is recorded while it lives.
@@ -54,8 +65,10 @@ HostArray extremeState(const SavedRecord::Extreme& extreme) {
   return doublesOf(numbers);
 }
 
-SavedRecord::Extreme extremeFrom(const HostArray& numbers) {
-  SavedRecord::Extreme extreme{static_cast<int>(numbers.realAt(0)), {}};
+constexpr double kLargestInt = std::numeric_limits<int>::max(), kSmallestInt = std::numeric_limits<int>::min();
+
+SavedRecord::Extreme extremeFrom(const HostArray& numbers, const char* className) {
+  SavedRecord::Extreme extreme{wholeNumber<int>(numbers, 0, className, kLargestInt, kSmallestInt), {}};
   for (std::size_t k = 1; k < numbers.numel(); ++k) extreme.parts.push_back(numbers.realAt(k));
   return extreme;
 }
@@ -78,9 +91,10 @@ void restoreRecordFrom(const HostArray& state, const qlogger& logger, const char
   const HostArray& counts = field(state, "Counts", className);
   const HostArray &max = field(state, "Max", className), &min = field(state, "Min", className);
   if (counts.numel() != 5 || max.numel() < 2 || min.numel() < 2) raiseBadState(className);
-  const auto count = [&](std::size_t k) { return static_cast<std::size_t>(counts.realAt(k)); };
-  restoreRecord(logger, {count(0), count(1), count(2), count(3), static_cast<unsigned>(count(4)),
-                         extremeFrom(max), extremeFrom(min)});
+  const auto count = [&](std::size_t k) { return wholeNumber<std::size_t>(counts, k, className, 0x1p53); };
+  const auto precision = wholeNumber<unsigned>(counts, 4, className, 0x1p20);
+  restoreRecord(logger, {count(0), count(1), count(2), count(3), precision, extremeFrom(max, className),
+                         extremeFrom(min, className)});
 }
 
 // ----------------------------------------------------------------------------------------- types and settings
@@ -103,14 +117,13 @@ HostArray restoredNumericType(const HostArray& state) {
   return translated([&] {
     const HostArray& numbers = field(state, "Numbers", kNumericType);
     if (numbers.numel() != 4) raiseBadState(kNumericType);
-    const double wordLength = numbers.realAt(0);
-    if (!(wordLength >= 1 && wordLength <= NumericType::kMaxWordLength)) raiseBadState(kNumericType);
+    const int wordLength = wholeNumber<int>(numbers, 0, kNumericType, NumericType::kMaxWordLength, 1);
+    const int exponent = wholeNumber<int>(numbers, 2, kNumericType, kLargestInt, kSmallestInt);
     using namespace EmbeddedTypeSystem;
     return wrap(NumericType(fromHost<DataTypeEnum>(field(state, "DataType", kNumericType)),
                             fromHost<ScalingEnum>(field(state, "Scaling", kNumericType)),
-                            fromHost<SignedEnum>(field(state, "Sign", kNumericType)),
-                            static_cast<int>(wordLength), numbers.realAt(1),
-                            static_cast<int>(numbers.realAt(2)), numbers.realAt(3)));
+                            fromHost<SignedEnum>(field(state, "Sign", kNumericType)), wordLength,
+                            numbers.realAt(1), exponent, numbers.realAt(3)));
   });
 }
 
@@ -222,7 +235,8 @@ HostArray restoredFi(const HostArray& state) {
     fi x = arrayOf(field(state, "Values", kFi), type, math).reshape(field(state, "Size", kFi));
     x.setTag(field(state, "Tag", kFi).toText());
     x.setAutoScaled(marks.realAt(1) != 0);
-    x.setLastPropertySet(static_cast<fi::PropertyEnum>(marks.realAt(2)));
+    x.setLastPropertySet(
+        static_cast<fi::PropertyEnum>(wholeNumber<int>(marks, 2, kFi, fi::kLastProperty, fi::kFirstProperty)));
     x.getQlogger().reset();
     restoreRecordFrom(field(state, "Record", kFi), x.getQlogger(), kFi);
     x.setLogging(marks.realAt(0) != 0);
