@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "qfcore/math/kerneltable.h"
+#include "qfcore/number/widevalues.h"
 
 namespace embedded {
 
@@ -227,11 +228,16 @@ void quantizer::quantize(const number& from, unsigned fromFirst, number& to, uns
   const bool byLimbs = source && target && kernel.wide == quantizeFixedWide && !logger_.isOn();
   const WideFormat* format = byLimbs ? &wideFormat() : nullptr;
   const number reader(from, Reading{});
+  WideValues<const MpFloat> sources;
+  WideValues<MpFloat> targets;
+  if (byLimbs && count > 0) {
+    const unsigned step = count > 1 ? 1 : 0;
+    targets = {target->getmodifiableelement(toFirst), target->getmodifiableelement(toFirst + step)};
+    sources = {source->getelement(fromFirst), source->getelement(fromFirst + step)};
+  }
   for (unsigned k = 0; k < count; ++k) {
-    const bool isDone =
-        byLimbs &&
-        quantizeFixedByLimbs(*format, kernel.rounding, kernel.overflowMode, source->getelement(fromFirst + k),
-                             target->getmodifiableelement(toFirst + k)) != LimbOutcome::NotDone;
+    const bool isDone = byLimbs && quantizeFixedByLimbs(*format, kernel.rounding, kernel.overflowMode,
+                                                        sources[k], targets[k]) != LimbOutcome::NotDone;
     if (isDone) continue;
     if (&from == &to) {
       quantize(to[toFirst + k]);

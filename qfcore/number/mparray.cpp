@@ -39,17 +39,14 @@ void MpArray::endValues(std::byte* block) const {
 
 std::byte* MpArray::makeValues() const {
   auto* made = static_cast<std::byte*>(allocateValues(count_ * pitch_, false));
-  const auto make = [&](auto* integers) {
-    for (unsigned i = 0; i < count_; ++i) {
-      MpFloat* value = MpFloat::placeAt(made + i * pitch_, bits_);
-      if (integers) setFromStored(*value, integers[i], format_.fractionLength);
-    }
+  std::byte* const end = made + count_ * pitch_;
+  for (std::byte* place = made; place != end; place += pitch_) MpFloat::placeAt(place, bits_);
+  const auto fill = [&](const auto* integers) {
+    for (unsigned i = 0; i < count_; ++i)
+      setFromStored(*reinterpret_cast<MpFloat*>(made + i * pitch_), integers[i], format_.fractionLength);
   };
-  if (format_.bytesEach == sizeof(Int128)) {
-    make(static_cast<const Int128*>(integers_));
-  } else {
-    make(static_cast<const std::int64_t*>(integers_));
-  }
+  if (format_.bytesEach == sizeof(Int128)) fill(static_cast<const Int128*>(integers_));
+  if (format_.bytesEach == sizeof(std::int64_t)) fill(static_cast<const std::int64_t*>(integers_));
   std::byte* others = nullptr;
   if (block_.compare_exchange_strong(others, made, std::memory_order_acq_rel)) return made;
   endValues(made);

@@ -2,33 +2,13 @@
 #pragma once
 
 #include <cstddef>
-#include <type_traits>
 
 #include "qfcore/fi/paths/path.h"
 #include "qfcore/math/parallel.h"
 #include "qfcore/number/mpvalue.h"
+#include "qfcore/number/widevalues.h"
 
 namespace embedded {
-
-/// Values of a vector, all of which stand in one block: loops go from one to the next without asking it.
-/// `Value` is an MpFloat, const or not.
-template <class Value>
-class WideValues {
- public:
-  WideValues() = default;
-  /// From `first` on; where `second` is the same, that one at every place.
-  WideValues(Value& first, Value& second) : first_(addressOf(first)), pitch_(addressOf(second) - first_) {}
-  Value& operator[](std::size_t k) const {
-    return *reinterpret_cast<Value*>(first_ + static_cast<std::ptrdiff_t>(k) * pitch_);
-  }
-
- private:
-  using Byte = std::conditional_t<std::is_const_v<Value>, const std::byte, std::byte>;
-  static Byte* addressOf(Value& value) { return reinterpret_cast<Byte*>(&value); }
-
-  Byte* first_ = nullptr;
-  std::ptrdiff_t pitch_ = 0;
-};
 
 /// Makes the values of long words for which stored integers stand: what changes elements one after the other
 /// then needs no memory once it has begun. Raises "numforge:fi:outofmemory".
@@ -53,6 +33,7 @@ class WideOperand {
   /// Whether there are values, and multiprecision ones.
   bool isWide() const { return values_ != nullptr; }
   const MpFloat& operator[](std::size_t k) const { return wide_[k]; }
+  const WideValues<const MpFloat>& values() const { return wide_; }
   /// x becomes element k, exactly.
   void copyTo(MpFloat& x, unsigned k, unsigned bits) const {
     if (values_) {
@@ -95,8 +76,12 @@ void combineWide(number& result, const WideOperand& a, const WideOperand& b) {
   mpnumber& results = *result.multiprecision();
   const WideValues<MpFloat> to(results.getmodifiableelement(0),
                                results.getmodifiableelement(count > 1 ? 1 : 0));
-  shareLoop(count, kSharedWide, [&](std::size_t first, std::size_t size) {
-    for (std::size_t k = first; k < first + size; ++k) Operation::apply(to[k], a[k], b[k]);
+  const WideValues<const MpFloat> left = a.values(), right = b.values();
+  shareLoop(count, kSharedWide, [=](std::size_t first, std::size_t size) {
+    // Copies, which the loop can keep in registers.
+    const WideValues<MpFloat> into = to;
+    const WideValues<const MpFloat> x = left, y = right;
+    for (std::size_t k = first; k < first + size; ++k) Operation::apply(into[k], x[k], y[k]);
   });
 }
 
