@@ -216,13 +216,16 @@ struct fi::DimensionSums {
     fi sumRegister = x.initializeSumRegister(type, x.getFimath(), precision, x.iscomplex());
     const Fibers fibers = Fibers::along(x, dimension);
     const quantizer& q = sumRegister.assignmentQuantizer_;
-    const bool hasBlocks = precision <= kMaxDoublePrecision;
-    const IntegerSizes sizes =
-        hasBlocks ? IntegerSizes::None
-                  : integersForSums(type, x.getNumericType(), type, x.getFimath().castBeforeSum(), false);
-    const Path path =
-        choosePath({.hasBlocks = hasBlocks, .hasIntegers = sizes != IntegerSizes::None}, x, result);
     const auto identities = [&] { return identitiesOf(x, x.getDimension(dimension), q); };
+    // Where each sum waits for the one before, integers round and saturate sooner.
+    const bool isShort = precision <= kMaxDoublePrecision,
+               areInTurn = fibers.stride == 1 && fibers.length > 1 && !identities().sum;
+    const IntegerSizes sizes = isShort && !areInTurn ? IntegerSizes::None
+                                                     : integersForSums(type, x.getNumericType(), type,
+                                                                       x.getFimath().castBeforeSum(), false);
+    const bool hasIntegers = sizes != IntegerSizes::None,
+               hasBlocks = isShort && !(hasIntegers && areInTurn && areDoubles(x) && !q.logger().isOn());
+    const Path path = choosePath({.hasBlocks = hasBlocks, .hasIntegers = hasIntegers}, x, result);
     const auto share = [&](std::size_t worthwhile, auto sumFibers) {
       shareLoop(fibers.count, std::max<std::size_t>(worthwhile / fibers.length, 1), std::array{&q}, sumFibers);
     };

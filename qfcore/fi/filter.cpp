@@ -2,7 +2,6 @@
 #include "qfcore/fi/filter.h"
 
 #include <algorithm>
-#include <numeric>
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/elementproduct.h"
@@ -44,6 +43,10 @@ unsigned dimensionOf(const fi& x, unsigned dimension) {
 /// The registers of one filter or convolution, and its loops through them.
 class FilterRun {
  public:
+  struct Section {
+    fi b, a;
+  };
+
   /// Products of b and x, of which `forwardTerms` meet in one sum, and, unless `backwardTerms` is 0, of a and
   /// the signal that comes out. Raises the type rules' errors.
   FilterRun(const char* name, const fi& b, const fi& a, const fi& x, unsigned forwardTerms,
@@ -84,20 +87,16 @@ class FilterRun {
   const NumericType& sumType() const { return sum_.getNumericType(); }
   bool isComplex() const { return isComplex_; }
 
-  /// A signal or states to fill, of the type that comes out or that sums have.
+  /// A signal to fill, of the type that comes out.
   fi signalOf(const fi::Shape& dims) const { return made(dims, output_.getNumericType()); }
-  fi statesOf(const fi::Shape& dims) const { return made(dims, sumType()); }
-
-  /// Element `from` on of `states`, brought into their type; zeros without them. One more is always 0.
-  fi statesFrom(const fi* states, std::size_t from, unsigned count) const {
-    fi z = statesOf({count + 1, 1});
-    if (!states) return z;
-    std::vector<unsigned> positions(count);
-    std::iota(positions.begin(), positions.end(), static_cast<unsigned>(from));
-    fi given = picked(*states, {count, 1}, positions);
-    given.setFimath(math());
-    given.setNumericType(sumType());
-    copy(given, 0, count, z, 0);
+  /// `given` states, brought into the type of sums; zeros without them.
+  fi statesOf(const fi::Shape& dims, const fi* given = nullptr) const {
+    fi z = made(dims, sumType());
+    if (!given) return z;
+    fi brought(*given);
+    brought.setFimath(math());
+    brought.setNumericType(sumType());
+    copy(brought, 0, z.numel(), z, 0);
     return z;
   }
 
@@ -113,30 +112,32 @@ class FilterRun {
     }
   }
 
-  /// One fiber of x into that of y, for which there are K + 1 states.
-  void filterFiber(const fi& b, const fi& a, const fi& x, const Fibers& fibers, std::size_t fiber, fi& z,
-                   fi& y) {
-    const std::size_t first = fibers.first(fiber);
-    countOperations(std::size_t{b.numel()} * fibers.length, std::size_t{backwardTerms_} * fibers.length);
-    if (!kernel_) return byElements(b, a, x, fibers, first, z, y);
-    FilterKernel::Stored signal = FilterKernel::stored(x, first, fibers.stride, fibers.length);
-    if (!hasFeedback_) return kernel_->direct(all(b), signal, z, y, first, fibers.stride);
-    kernel_->recursive(all(b), all(a), signal, z);
-    FilterKernel::store(signal, y, first, fibers.stride);
-  }
-
-  /// The same through sections, from one to the next without the way through arrays. All of x is real.
-  bool cascade(const std::vector<fi>& b, const std::vector<fi>& a, const fi& x, const Fibers& fibers,
-               std::size_t fiber, std::vector<fi>& z, fi& y) {
-    if (!kernel_) return false;
-    const std::size_t first = fibers.first(fiber);
-    FilterKernel::Stored signal = FilterKernel::stored(x, first, fibers.stride, fibers.length);
-    for (std::size_t k = 0; k < b.size(); ++k) {
-      countOperations(3 * fibers.length, 2 * fibers.length);
-      kernel_->recursive(all(b[k]), all(a[k]), signal, z[k]);
+  /// Fibers of x into those of y, through the sections one after the other. `states` are those of each fiber
+  /// and section: first those that are given, zeros where it `isAtRest`, then those that are left.
+  void filter(const std::vector<Section>& sections, const fi& x, const Fibers& fibers, bool isAtRest,
+              fi& states, fi& y) {
+    const std::size_t samples = sections.size() * fibers.count * fibers.length;
+    forwardProducts_ += samples * sections[0].b.numel();
+    backwardProducts_ += samples * backwardTerms_;
+    if (kernel_) {
+      std::vector<FilterKernel::Section> stored;
+      for (const Section& section : sections)
+        stored.push_back({FilterKernel::stored(section.b), FilterKernel::stored(section.a)});
+      return kernel_->filter(stored, x, fibers, isAtRest, states, y);
     }
-    FilterKernel::store(signal, y, first, fibers.stride);
-    return true;
+    const auto order =
+        static_cast<unsigned>(states.numel() / std::max<std::size_t>(sections.size() * fibers.count, 1));
+    fi current = x;
+    for (std::size_t k = 0; k < sections.size(); ++k) {
+      for (std::size_t fiber = 0; fiber < fibers.count; ++fiber) {
+        const std::size_t place = (fiber * sections.size() + k) * order;
+        fi z = statesOf({order + 1, 1});
+        copy(states, static_cast<unsigned>(place), order, z, 0);
+        byElements(sections[k].b, sections[k].a, current, fibers, fibers.first(fiber), z, y);
+        copy(z, 0, order, states, place);
+      }
+      if (k + 1 < sections.size()) current = y;
+    }
   }
 
   void convolve(const fi& u, const fi& v, unsigned skipped, fi& y) {
@@ -144,10 +145,9 @@ class FilterRun {
       const unsigned n = place + skipped;
       return std::pair{n < v.numel() ? 0 : n - v.numel() + 1, std::min(u.numel(), n + 1)};
     };
-    std::size_t products = 0;
-    for (unsigned place = 0; place < y.numel(); ++place) products += bounds(place).second - bounds(place).first;
-    countOperations(products, 0);
-    if (kernel_) return kernel_->convolve(all(u), all(v), skipped, y);
+    for (unsigned place = 0; place < y.numel(); ++place)
+      forwardProducts_ += bounds(place).second - bounds(place).first;
+    if (kernel_) return kernel_->convolve(FilterKernel::stored(u), FilterKernel::stored(v), skipped, y);
     const fi left(u, Reading{}), right(v, Reading{});
     ElementProduct product(left, right, quantizerOf(forward_), sumsOf(forward_));
     Scratch scratch(sum_.realPart_.getprecision());
@@ -167,6 +167,14 @@ class FilterRun {
       y.setIndex(place);
       take(sum, y);
     }
+  }
+
+  /// Whether it has formed the sums of products of the fibers.
+  bool dot(const fi& a, const fi& b, const Fibers& fibers, fi& y) {
+    if (!kernel_) return false;
+    forwardProducts_ += fibers.count * fibers.length;
+    kernel_->dot(a, b, fibers, y);
+    return true;
   }
 
   /// Hands on what was recorded, to the result, the operand that the registers belong to, the totals, the user.
@@ -200,7 +208,6 @@ class FilterRun {
   static const quantizer& sumsOf(const fi& product) {
     return product.arithmeticState().sumRegister->assignmentQuantizer_;
   }
-  static FilterKernel::Stored all(const fi& x) { return FilterKernel::stored(x, 0, 1, x.numel()); }
   static void take(const fi& from, fi& to) {
     to.realPart_ = from.realPart_;
     if (to.iscomplex()) to.imagPart_ = from.imagPart_;
@@ -213,11 +220,6 @@ class FilterRun {
     return fi(dims.data(), static_cast<unsigned>(dims.size()), type, math(), isComplex_, owner_.tag(),
               hasFeedback_ ? OperationTypeEnum::Assignment : OperationTypeEnum::Sum);
   }
-  void countOperations(std::size_t forward, std::size_t backward) {
-    forwardProducts_ += forward;
-    backwardProducts_ += backward;
-  }
-
   void byElements(const fi& numerator, const fi& denominator, const fi& signal, const Fibers& fibers,
                   std::size_t first, fi& z, fi& y) {
     const fi b(numerator, Reading{}), a(denominator, Reading{}), x(signal, Reading{});
@@ -296,12 +298,8 @@ Filtered filter(const fi& b, const fi& a, const fi& x, const fi* states, unsigne
   const unsigned count = std::max(b.numel(), a.numel()) - 1;
   errorIfNoStates(states, count, fibers.count);
   FilterRun run("filter", b, a, x, b.numel(), a.numel() - 1);
-  fi y = run.signalOf(x.dims()), left = run.statesOf({count, static_cast<unsigned>(fibers.count)});
-  for (std::size_t k = 0; k < fibers.count; ++k) {
-    fi z = run.statesFrom(states, k * count, count);
-    run.filterFiber(b, a, x, fibers, k, z, y);
-    FilterRun::copy(z, 0, count, left, k * count);
-  }
+  fi y = run.signalOf(x.dims()), left = run.statesOf({count, static_cast<unsigned>(fibers.count)}, states);
+  run.filter({{b, a}}, x, fibers, !states, left, y);
   run.finish(y);
   return {std::move(y), std::move(left)};
 }
@@ -312,15 +310,14 @@ Filtered sosfilt(const fi& sections, const fi& signal, const fi* states, unsigne
   if (sections.numDims() > 2 || sections.cols() != 6 || rows == 0) fail<kSections>();
   // Every section then meets signals of one kind.
   const fi x = sections.iscomplex() && signal.isreal() ? signal.complex() : signal;
-  std::vector<fi> b, a;
+  std::vector<FilterRun::Section> each;
   for (unsigned row = 0; row < rows; ++row) {
     errorIfLeadingIsNotOne(sections, row + 3 * rows);
     const auto taken = [&](unsigned column) {
       const unsigned first = row + column * rows;
       return FilterRun::picked(sections, {1, 3}, {first, first + rows, first + 2 * rows});
     };
-    b.push_back(taken(0));
-    a.push_back(taken(3));
+    each.push_back({taken(0), taken(3)});
   }
   const Fibers fibers = Fibers::along(x, dimensionOf(x, dimension));
   const auto columns = static_cast<unsigned>(fibers.count);
@@ -328,21 +325,8 @@ Filtered sosfilt(const fi& sections, const fi& signal, const fi* states, unsigne
   FilterRun run("sosfilt", sections, sections, x, 3, 2);
   fi::Shape statesShape{kStatesEach, rows};
   if (columns != 1) statesShape.push_back(columns);
-  fi y = run.signalOf(x.dims()), left = run.statesOf(statesShape);
-  for (std::size_t fiber = 0; fiber < fibers.count; ++fiber) {
-    std::vector<fi> z;
-    for (unsigned k = 0; k < rows; ++k)
-      z.push_back(run.statesFrom(states, kStatesEach * (fiber * rows + k), kStatesEach));
-    if (!run.cascade(b, a, x, fibers, fiber, z, y)) {
-      fi current = x;
-      for (unsigned k = 0; k < rows; ++k) {
-        run.filterFiber(b[k], a[k], current, fibers, fiber, z[k], y);
-        current = y;
-      }
-    }
-    for (unsigned k = 0; k < rows; ++k)
-      FilterRun::copy(z[k], 0, kStatesEach, left, kStatesEach * (fiber * rows + k));
-  }
+  fi y = run.signalOf(x.dims()), left = run.statesOf(statesShape, states);
+  run.filter(each, x, fibers, !states, left, y);
   run.finish(y);
   return {std::move(y), std::move(left)};
 }
@@ -370,16 +354,20 @@ fi dot(const fi& first, const fi& second, unsigned dimension) {
   if (!areVectors || first.numel() != second.numel()) first.checkElementwiseSize(second);
   const fi a = first.iscomplex() ? first.conj() : first;
   const unsigned along = dimensionOf(first, dimension);
-  const Fibers fibersA = areVectors ? Fibers{1, first.numel(), 1} : Fibers::along(first, along);
-  const auto length = static_cast<unsigned>(fibersA.length);
+  const Fibers fibers = areVectors ? Fibers{1, first.numel(), 1} : Fibers::along(first, along);
+  const auto length = static_cast<unsigned>(fibers.length);
   FilterRun run("dot", a, a, second, length, 0);
   fi::Shape dims = areVectors ? fi::Shape{1, 1} : first.dims();
   if (along <= dims.size()) dims[along - 1] = 1;
   fi result = run.signalOf(dims);
+  if (run.dot(a, second, fibers, result)) {
+    run.finish(result);
+    return result;
+  }
   std::vector<unsigned> rising(length), falling(length);
-  for (std::size_t fiber = 0; fiber < fibersA.count; ++fiber) {
+  for (std::size_t fiber = 0; fiber < fibers.count; ++fiber) {
     for (unsigned k = 0; k < length; ++k) {
-      rising[k] = static_cast<unsigned>(fibersA.first(fiber) + k * fibersA.stride);
+      rising[k] = static_cast<unsigned>(fibers.first(fiber) + k * fibers.stride);
       falling[length - 1 - k] = rising[k];
     }
     fi sum = run.signalOf({1, 1});

@@ -105,6 +105,7 @@ void recordTally(const IntegerTally<Integer>& tally, const quantizer& q) {
 
 void record(const IntegerTally<std::int64_t>& tally, const quantizer& q) { recordTally(tally, q); }
 void record(const IntegerTally<Int128>& tally, const quantizer& q) { recordTally(tally, q); }
+void record(const IntegerTally<Int256>& tally, const quantizer& q) { recordTally(tally, q); }
 
 template <class Carrier, class Stored>
 IntegerQuantizer<Carrier, Stored>::IntegerQuantizer(const quantizer& q, long fractionLength)

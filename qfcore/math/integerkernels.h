@@ -9,7 +9,7 @@
 
 #include "qfcore/math/quantizer.h"
 #include "qfcore/math/widekernels.h"
-#include "qfcore/number/nativeinteger.h"
+#include "qfcore/number/int256.h"
 
 namespace embedded {
 
@@ -93,6 +93,7 @@ struct IntegerTally {
 /// Hands it to the logger of the quantizer whose stored integers they are.
 void record(const IntegerTally<std::int64_t>& tally, const quantizer& q);
 void record(const IntegerTally<Int128>& tally, const quantizer& q);
+void record(const IntegerTally<Int256>& tally, const quantizer& q);
 
 /// How a format's words are cut from values.
 template <class Carrier>

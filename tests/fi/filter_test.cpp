@@ -2,6 +2,7 @@
 /// values in exact rationals.
 #include "qfcore/fi/filter.h"
 
+#include "qfcore/math/parallel.h"
 #include "tests/fi/arrays.h"
 #include "tests/fi/meter.h"
 
@@ -65,6 +66,9 @@ class Loop {
 
 class Filters : public reference::ArithmeticTest {
  protected:
+  Filters() { setThreadCount(3); }
+  ~Filters() override { setSharingShortLoops(false); }
+
   fimath settings() {
     fimath math(random.roundMode(), random.overflowMode());
     math.setMaxProductWordLength(400);
@@ -72,15 +76,22 @@ class Filters : public reference::ArithmeticTest {
     math.setCastBeforeSum(random.coin());
     math.setProductMode(static_cast<ArithmeticModeEnum>(random.integer(0, 3)));
     math.setSumMode(static_cast<ArithmeticModeEnum>(random.integer(0, 3)));
-    math.setProductWordLength(random.integer(1, random.coin() ? 40 : 100));
-    math.setSumWordLength(random.integer(1, random.coin() ? 52 : 110));
+    math.setProductWordLength(word(40));
+    math.setSumWordLength(word(52));
     math.setProductFractionLength(random.integer(-4, 50));
     math.setSumFractionLength(random.integer(-4, 60));
     return math;
   }
   NumericType anyType() {
-    const int w = random.integer(1, random.coin() ? 24 : 70);
+    const int w =
+        random.integer(0, 2) == 0 ? 32 * random.integer(1, 2) : random.integer(1, random.coin() ? 24 : 70);
     return NumericType(random.integer(0, 3) > 0, w, random.integer(-3, w + 3));
+  }
+  /// Often a word that fills a native integer, or misses it by one.
+  int word(int most) {
+    static constexpr int kEnds[] = {63, 64, 65, 127, 128, 129};
+    if (random.integer(0, 2) == 0) return kEnds[random.integer(0, 5)];
+    return random.integer(1, random.coin() ? most : 140);
   }
   fi vector(unsigned count, const NumericType& type, const fimath& math) {
     const bool isComplex = random.integer(0, 9) == 0;
@@ -170,6 +181,7 @@ TEST_F(Filters, AreTheirLoops) {
     const NumericType sum = filter(b, a, x).states.getNumericType();
     const fi initial = random.array({order, fibers}, sum, math, false);
     const fi* states = random.coin() && order > 0 ? &initial : nullptr;
+    setSharingShortLoops(random.coin());
 
     const auto [fast, fastTotals] = outcome(states);
     setElementPathOnly(true);

@@ -1,6 +1,7 @@
 /// A row for every operation on arrays, what it needs for operands, and its outcome as text; random operands.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -8,6 +9,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "qfcore/fi/filter.h"
 #include "tests/fi/arrays.h"
 #include "tests/fi/meter.h"
 
@@ -77,6 +79,15 @@ struct Operands {
     fi result(1U, 1U, itsType, a.getFimath());
     set(result);
     return result;
+  }
+  /// Coefficients in a type that has a 1.
+  fi coefficients(const std::vector<double>& values) const {
+    const int w = std::max(b.getNumericType().wordLength(), 2);
+    return made(NumericType(true, w, std::clamp(type.fractionLength(), 0, w - 2)), [&](fi& x) {
+      HostArray row = HostArray::zeros(ArrayClass::Double, {1, values.size()});
+      std::copy(values.begin(), values.end(), row.mutableReal<double>());
+      x.setDoubleHostArray(row);
+    });
   }
   /// A copy of `x` with its values in another type.
   static fi moved(fi x, const NumericType& to) {
@@ -240,6 +251,15 @@ inline const Operation kProducts[] = {
     OPERATION(std::max(o.a.rows(), o.a.cols()) < 80
                   ? o.a.transpose().mtimes(o.b)
                   : o.a.mtimes(o.b.subsref(index({HostArray::scalar(1), HostArray::text(":")})).transpose())),
+    OPERATION(filter(o.coefficients({.5, -.3, .7, .9}), o.coefficients({1, -.75}), o.a).signal),
+    OPERATION(filter(o.coefficients({.5, -.3}), o.coefficients({1, -.75, .4, .1}), o.a).states),
+    OPERATION(filter(o.coefficients({.5, -.3, .7}), o.coefficients({1}), o.a, nullptr, 2).signal),
+    OPERATION(sosfilt(o.coefficients({.5, -.3, .7, 1, -.75, .4}), o.a).signal),
+    OPERATION(conv(o.coefficients({.5, -.3, .7}), o.a.subsref(index({HostArray::text(":")})))),
+    OPERATION(dot(o.a, o.sameType)),
+    OPERATION(dot(o.a, o.b, 2)),
+    OPERATION(cumsum(o.a, 1)),
+    OPERATION(mean(o.a, 2)),
 };
 
 /// Makes random operands for the rows above.
@@ -258,12 +278,16 @@ class OperationsTest : public ArithmeticTest {
   fimath settings() {
     fimath math(random.roundMode(), random.overflowMode());
     if (random.coin()) return math;
+    // Words that fill a native integer, or miss it by one.
+    static constexpr int kEnds[] = {52, 53, 63, 64, 65, 127, 128};
+    const auto end = [&] { return kEnds[random.integer(0, 6)]; };
+    const bool atEnd = random.integer(0, 3) == 0;
     math.setProductMode(static_cast<ArithmeticModeEnum>(random.integer(0, 3)));
     const bool isLong = random.coin();
-    math.setProductWordLength(random.integer(isLong ? 40 : 1, isLong ? 128 : 40));
+    math.setProductWordLength(atEnd ? end() : random.integer(isLong ? 40 : 1, isLong ? 128 : 40));
     math.setProductFractionLength(random.integer(-4, isLong ? 130 : 40));
     math.setSumMode(static_cast<ArithmeticModeEnum>(random.integer(0, 3)));
-    math.setSumWordLength(random.integer(isLong ? 40 : 1, isLong ? 128 : 52));
+    math.setSumWordLength(atEnd ? end() : random.integer(isLong ? 40 : 1, isLong ? 128 : 52));
     math.setSumFractionLength(random.integer(-4, isLong ? 130 : 40));
     math.setCastBeforeSum(random.coin());
     return math;

@@ -84,7 +84,7 @@ class IntegerOperand {
     const auto same = [](auto stored) { return static_cast<Integer>(stored); };
     if (doubles_) {
       convert(doubles_, [unitsPerOne = normalPow2(fractionLength_)](double value) {
-        return Integer{static_cast<std::int64_t>(value * unitsPerOne)};
+        return static_cast<Integer>(static_cast<std::int64_t>(value * unitsPerOne));
       });
     } else if (short_) {
       convert(short_, same);
@@ -104,8 +104,10 @@ class IntegerOperand {
   const Integer* kept() const {
     if constexpr (std::is_same_v<Integer, Int128>) {
       return long_;
-    } else {
+    } else if constexpr (std::is_same_v<Integer, std::int64_t>) {
       return short_;
+    } else {
+      return nullptr;
     }
   }
 
@@ -126,7 +128,7 @@ class IntegerTarget {
     if (!values_) return;
     if (exactness::integersHold(kBitsOf<std::int64_t>, type)) {
       short_ = values_->modifiableIntegers<std::int64_t>(fractionLength_);
-    } else {
+    } else if (exactness::integersHold(kBitsOf<Int128>, type)) {
       long_ = values_->modifiableIntegers<Int128>(fractionLength_);
     }
     if (!short_ && !long_ && part.numel() > 0)
@@ -145,10 +147,16 @@ class IntegerTarget {
     } else if (short_) {
       convert(short_, [](Integer stored) { return static_cast<std::int64_t>(stored); });
     } else if (long_) {
-      convert(long_, [](Integer stored) { return Int128{stored}; });
+      convert(long_, [](Integer stored) { return static_cast<Int128>(stored); });
     } else {
       for (std::size_t k = 0; k < count; ++k) setFromStored(wide_[first + k], from[k], fractionLength_);
     }
+  }
+  /// The same for elements that stand `stride` apart.
+  template <class Integer>
+  void write(std::size_t first, std::size_t stride, const Integer* from, std::size_t count) const {
+    if (stride == 1) return write(first, from, count);
+    for (std::size_t k = 0; k < count; ++k) write(first + k * stride, from + k, 1);
   }
 
  private:

@@ -10,25 +10,32 @@
 
 namespace embedded {
 
-/// Values on a grid of 2^-fraction: two's-complement integers of at most `bits` bits, the sign among them.
+/// Values on a grid of 2^-fraction, none beyond 2^reach steps: two's-complement integers of at most `bits`
+/// bits, the sign among them.
 struct IntegerValues {
   long fraction;
-  int bits;
+  int bits, reach;
   bool areSigned;
 
   static IntegerValues of(const NumericType& type) {
-    return {type.fractionLength(), type.wordLength() + !type.isSigned(), type.isSigned()};
+    const int reach = type.wordLength() - type.isSigned();
+    return {type.fractionLength(), reach + 1, reach, type.isSigned()};
   }
   IntegerValues operator*(const IntegerValues& other) const {
-    return {fraction + other.fraction, bits + other.bits, areSigned || other.areSigned};
+    // Of two that have a sign the least ones have the product 2^reach itself.
+    const int both = reach + other.reach;
+    return {fraction + other.fraction, both + 1 + (areSigned && other.areSigned), both,
+            areSigned || other.areSigned};
   }
   /// The same values on a grid that is no coarser.
   IntegerValues onGrid(long finer) const {
-    return {finer, bits + static_cast<int>(finer - fraction), areSigned};
+    const int places = static_cast<int>(finer - fraction);
+    return {finer, bits + places, reach + places, areSigned};
   }
   /// Sums, or differences.
   IntegerValues plus(const IntegerValues& other, bool subtracts) const {
-    return {fraction, std::max(bits, other.bits) + 1, areSigned || other.areSigned || subtracts};
+    return {fraction, std::max(bits, other.bits) + 1, std::max(reach, other.reach) + 1,
+            areSigned || other.areSigned || subtracts};
   }
 };
 
@@ -41,50 +48,40 @@ class IntegerStep {
   IntegerStep(const IntegerValues& from, const quantizer& to) {
     const NumericType& type = to.numericType();
     const IntegerValues target = IntegerValues::of(type);
-    shift_ = static_cast<int>(from.fraction - target.fraction);
-    if (shift_ > 0) addend_ = RoundingAddend<Integer>(WideRounding::of(to.roundMode()), shift_);
-    addsFirst_ = !addend_.dependsOnValue() && std::max(from.bits, shift_ + 1) < kBitsOf<Integer>;
-    const int rest = std::max(from.bits - shift_, 1) + (shift_ > 0);
-    const bool fits = rest <= target.bits && (target.areSigned || !from.areSigned);
-    range_ = fits                                          ? Range::Holds
-             : to.overflowMode() == OverflowModeEnum::wrap ? Range::Wraps
-                                                           : Range::Saturates;
-    span_ = (Unsigned{2} << (type.wordLength() - 1)) - 1;
-    min_ = type.isSigned() ? static_cast<Integer>(~Unsigned{0} << (type.wordLength() - 1)) : 0;
+    const int shift = static_cast<int>(from.fraction - target.fraction);
+    down_ = std::max(shift, 0);
+    up_ = std::max(-shift, 0);
+    if (down_ > 0) addend_ = RoundingAddend<Integer>(WideRounding::of(to.roundMode()), down_);
+    endsInHigh_ = down_ >= kHigh && target.bits <= kHigh;
+    isShort_ = std::max(down_, down_ > 0 ? from.reach : 0) <= kBitsOf<Integer> - 2;
+    const int rest = std::max(from.bits - shift, 1) + (down_ > 0);
+    if (rest <= target.bits && (target.areSigned || !from.areSigned)) return;
+    range_ = to.overflowMode() == OverflowModeEnum::wrap ? Range::Wraps : Range::Saturates;
+    span_ = (Unsigned{2} << (type.wordLength() - 1)) - Unsigned{1};
+    min_ = type.isSigned() ? static_cast<Integer>(~Unsigned{0} << (type.wordLength() - 1)) : Integer{0};
   }
 
   /// Bits that integers need for it; as many as no integer has where it cannot be taken.
   static int bitsFor(const IntegerValues& from, const NumericType& to) {
-    constexpr int kNone = 1000, kMaxShift = 126;
+    constexpr int kNone = 1000, kMaxShift = 254;
     const IntegerValues target = IntegerValues::of(to);
     const long shift = from.fraction - target.fraction;
     if (shift > kMaxShift || shift < -kMaxShift) return kNone;
     const int places = static_cast<int>(shift);
     return std::max({from.bits, target.bits, from.bits - places + (places > 0), places + 2});
   }
-  bool isIdentity() const { return shift_ == 0 && range_ == Range::Holds; }
-  /// For values that are known to be in range once they are on the grid.
-  void leaveRangeUnchecked() { range_ = Range::Holds; }
+  /// Whether values stay the same but for zeros behind them.
+  bool isExact() const { return down_ == 0 && range_ == Range::Holds; }
+  bool isIdentity() const { return isExact() && up_ == 0; }
+  int raise() const { return up_; }
+  /// Whether `applyShort` does it, and whether its rounding looks at the value.
+  bool isShort() const { return isShort_; }
+  bool dependsOnValue() const { return addend_.dependsOnValue(); }
 
   template <bool Counts>
   Integer apply(Integer value, [[maybe_unused]] IntegerTally<Integer>* tally) const {
-    Integer rounded = value;
-    if (shift_ > 0) {
-      if (addsFirst_) {
-        rounded = (value + addend_.base) >> shift_;
-      } else {
-        rounded >>= shift_;
-        // What was shifted out and what rounding adds to it carry 0 or 1; mostly in one machine word.
-        rounded += shift_ < 63 ? carry<std::uint64_t>(value, rounded) : carry<Unsigned>(value, rounded);
-      }
-    } else if (shift_ < 0) {
-      rounded <<= -shift_;
-    }
-    Integer landed = rounded;
-    // A branch, which is foreseen: the next sample need not wait for the comparison.
-    if (range_ != Range::Holds && static_cast<Unsigned>(rounded) - static_cast<Unsigned>(min_) > span_)
-        [[unlikely]]
-      landed = broughtIntoRange(rounded);
+    const Integer rounded = isShort_ ? roundedShort<true>(value) : roundedLong(value);
+    const Integer landed = inRange(rounded);
     if constexpr (Counts) {
       tally->underflows += rounded == 0 && value != 0;
       tally->overflows += landed != rounded;
@@ -92,32 +89,86 @@ class IntegerStep {
     }
     return landed;
   }
+  template <bool DependsOnValue>
+  [[gnu::always_inline]] Integer applyShort(Integer value) const {
+    if constexpr (std::is_same_v<Integer, Int128>) {
+      if (endsInHigh_) {
+        const auto rounded =
+            static_cast<std::int64_t>(withAddend<DependsOnValue>(value) >> kHigh) >> (down_ - kHigh);
+        if (static_cast<std::uint64_t>(rounded) - static_cast<std::uint64_t>(min_) >
+            static_cast<std::uint64_t>(span_)) [[unlikely]]
+          return broughtIntoRange(rounded);
+        return rounded;
+      }
+    }
+    return inRange(roundedShort<DependsOnValue>(value));
+  }
+  /// A sum or difference of integers of the type, on its grid, brought into range.
+  template <bool Subtracts>
+  [[gnu::always_inline]] Integer added(Integer sum, Integer term) const {
+    if constexpr (std::is_class_v<Integer>) {
+      return inRange(Subtracts ? sum - term : sum + term);
+    } else {
+      Integer total;
+      // The words may fill the integer.
+      const bool isLost =
+          Subtracts ? __builtin_sub_overflow(sum, term, &total) : __builtin_add_overflow(sum, term, &total);
+      if (isLost) [[unlikely]]
+        return range_ == Range::Wraps ? total : sum < 0 ? min_ : largest();
+      return inRange(total);
+    }
+  }
 
  private:
   using Unsigned = embedded::Unsigned<Integer>;
   enum class Range { Holds, Saturates, Wraps };
 
+  /// Adds what rounding adds to the whole value, which leaves room for it.
+  template <bool DependsOnValue>
+  [[gnu::always_inline]] Integer roundedShort(Integer value) const {
+    return withAddend<DependsOnValue>(value << up_) >> down_;
+  }
+  template <bool DependsOnValue>
+  [[gnu::always_inline]] Integer withAddend(Integer value) const {
+    if constexpr (!DependsOnValue) return value + addend_.base;
+    return value + ((signOf(value) & addend_.ifNegative) + ((value >> down_) & addend_.ifOdd) + addend_.base);
+  }
+  /// What is shifted out and what rounding adds to it carry 0 or 1; mostly in one machine word.
+  Integer roundedLong(Integer value) const {
+    const Integer below = value >> down_;
+    return below + (down_ < 63 ? carry<std::uint64_t>(value, below) : carry<Unsigned>(value, below));
+  }
   template <class Word>
   [[gnu::always_inline]] Integer carry(Integer value, Integer below) const {
     Word addend = static_cast<Word>(addend_.base);
     if (addend_.dependsOnValue())
-      addend += static_cast<Word>((value < 0 ? addend_.ifNegative : 0) + (below & addend_.ifOdd));
-    const Word rest = static_cast<Word>(value) & ((Word{1} << shift_) - 1);
-    return static_cast<Integer>((rest + addend) >> shift_);
+      addend += static_cast<Word>((signOf(value) & addend_.ifNegative) + (below & addend_.ifOdd));
+    const Word rest = static_cast<Word>(value) & ((Word{1} << down_) - Word{1});
+    return static_cast<Integer>((rest + addend) >> down_);
   }
 
+  [[gnu::always_inline]] Integer inRange(Integer value) const {
+    // A branch, which is foreseen: the next sample need not wait for the comparison.
+    if (static_cast<Unsigned>(value) - static_cast<Unsigned>(min_) > span_) [[unlikely]]
+      return broughtIntoRange(value);
+    return value;
+  }
   [[gnu::noinline]] Integer broughtIntoRange(Integer value) const {
     if (range_ == Range::Wraps)
       return static_cast<Integer>((static_cast<Unsigned>(value) - static_cast<Unsigned>(min_)) & span_) + min_;
-    return value < min_ ? min_ : min_ + static_cast<Integer>(span_);
+    return value < min_ ? min_ : largest();
   }
+  Integer largest() const { return min_ + static_cast<Integer>(span_); }
 
-  int shift_ = 0;
+  static constexpr int kHigh = 64;
+
+  int up_ = 0, down_ = 0;
+  bool isShort_ = true;
+  bool endsInHigh_ = false;  // no bit of the lower half is left of 128
   Range range_ = Range::Holds;
   RoundingAddend<Integer> addend_;
-  bool addsFirst_ = false;
   Integer min_ = 0;
-  Unsigned span_ = 0;  // from the smallest value to the largest
+  Unsigned span_ = ~Unsigned{0};  // from the smallest value to the largest
 };
 
 /// A step that is taken in 64 bits where these suffice.
@@ -129,13 +180,20 @@ class CheapestStep {
     constexpr int kNarrow = kBitsOf<std::int64_t>;
     isNarrow_ = kBitsOf<Integer> > kNarrow && wide_.bitsFor(from, to.numericType()) <= kNarrow;
     if (isNarrow_) narrow_ = IntegerStep<std::int64_t>(from, to);
+    isNarrow_ = isNarrow_ && narrow_.isShort();
   }
-  bool isIdentity() const { return wide_.isIdentity(); }
+  const IntegerStep<Integer>& whole() const { return wide_; }
   template <bool Counts>
   Integer apply(Integer value, IntegerTally<Integer>* tally) const {
     if (Counts || !isNarrow_) return wide_.template apply<Counts>(value, tally);
     return narrow_.template apply<false>(static_cast<std::int64_t>(value), nullptr);
   }
+  template <bool DependsOnValue>
+  [[gnu::always_inline]] Integer applyShort(Integer value) const {
+    if (!isNarrow_) return wide_.template applyShort<DependsOnValue>(value);
+    return narrow_.template applyShort<DependsOnValue>(static_cast<std::int64_t>(value));
+  }
+  bool isShort() const { return isNarrow_ || wide_.isShort(); }
 
  private:
   IntegerStep<Integer> wide_;
