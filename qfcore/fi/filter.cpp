@@ -69,8 +69,9 @@ class FilterRun {
         resulttypes::sumOfEither(ahead.term, back.term, std::max(forwardTerms + backwardTerms, 1U), math());
     const NumericType& output = hasFeedback_ ? tx : sum;
     const unsigned precision = std::max(precisionOf(ahead.term, sum), precisionOf(back.term, sum));
-    forward_ = b.initializeProductRegister(ahead.product, ahead.term, math(), 0);
-    backward_ = b.initializeProductRegister(back.product, back.term, math(), 0);
+    // Of complex factors a register holds the sum of two products, which may have more bits.
+    forward_ = b.initializeProductRegister(ahead.product, ahead.term, math(), fi::precisionOf(ahead.term));
+    backward_ = b.initializeProductRegister(back.product, back.term, math(), fi::precisionOf(back.term));
     forward_.coordinateComplexity(b.iscomplex() || x.iscomplex(), 1);
     backward_.coordinateComplexity(isComplex_, 1);
     fi::errorIfSlopeBiasMath(forward_);

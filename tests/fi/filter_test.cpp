@@ -93,15 +93,15 @@ class Filters : public reference::ArithmeticTest {
     if (random.integer(0, 2) == 0) return kEnds[random.integer(0, 5)];
     return random.integer(1, random.coin() ? most : 140);
   }
-  fi vector(unsigned count, const NumericType& type, const fimath& math) {
-    const bool isComplex = random.integer(0, 9) == 0;
+  fi vector(unsigned count, const NumericType& type, const fimath& math, int othersReal = 9) {
+    const bool isComplex = random.integer(0, othersReal) == 0;
     return random.array(random.coin() ? std::vector{1U, count} : std::vector{count, 1U}, type, math, isComplex);
   }
   unsigned count(int largest) { return static_cast<unsigned>(random.integer(1, largest)); }
   /// A denominator, whose type has a 1.
-  fi denominator(unsigned size, const fimath& math) {
+  fi denominator(unsigned size, const fimath& math, int othersReal = 9) {
     const int w = random.integer(2, 40);
-    fi a = vector(size, NumericType(true, w, random.integer(0, w - 2)), math);
+    fi a = vector(size, NumericType(true, w, random.integer(0, w - 2)), math, othersReal);
     a.realPart()[0] = 1.0;
     if (a.iscomplex()) a.imagPart()[0] = 0.0;
     return a;
@@ -163,9 +163,9 @@ class Filters : public reference::ArithmeticTest {
 
 TEST_F(Filters, AreTheirLoops) {
   int recursive = 0;
-  for (int trial = 0; trial < 600 && !HasFailure(); ++trial) {
+  for (int trial = 0; trial < 1500 && !HasFailure(); ++trial) {
     const fimath math = settings();
-    const fi b = vector(count(4), anyType(), math), a = denominator(trial % 3 == 0 ? 1 : count(4), math);
+    const fi b = vector(count(4), anyType(), math, 3), a = denominator(trial % 3 == 0 ? 1 : count(4), math, 3);
     const unsigned rows = count(6), columns = random.coin() ? 1 : count(3);
     const fi x = random.array({rows, columns}, anyType(), math, random.integer(0, 9) == 0);
     const unsigned order = std::max(b.numel(), a.numel()) - 1, dimension = rows > 1 ? 1 : 2,
@@ -245,6 +245,15 @@ TEST_F(Filters, InFullPrecisionLoseNothingBeforeTheOutput) {
   // Five products of two or three integer bits; and three, as in a matrix product.
   EXPECT_EQ(filter(b, a, x).states.getNumericType(), NumericType(true, 36, 30));
   EXPECT_EQ(conv(b, x).getNumericType(), NumericType(true, 34, 30));
+  // A term of complex factors with more bits than its products: the most that a sum holds, negated.
+  fimath longSums;
+  longSums.setProductMode(ArithmeticModeEnum::SpecifyPrecision);
+  longSums.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
+  longSums.setSumWordLength(65);
+  longSums.setSumFractionLength(45);
+  fi i(1U, 1U, NumericType(true, 32, 0), longSums, true);
+  i.imagPart()[0] = 0x1p30;
+  EXPECT_EQ(contents(conv(i, i)), contents(i.times(i)));
 }
 
 TEST_F(Filters, OfSectionsConvolutionsAndRunningSumsAreTheirLoops) {
