@@ -248,6 +248,7 @@ TEST_F(Filters, InFullPrecisionLoseNothingBeforeTheOutput) {
   // A term of complex factors with more bits than its products: the most that a sum holds, negated.
   fimath longSums;
   longSums.setProductMode(ArithmeticModeEnum::SpecifyPrecision);
+  longSums.setProductFractionLength(0);
   longSums.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
   longSums.setSumWordLength(65);
   longSums.setSumFractionLength(45);

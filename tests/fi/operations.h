@@ -62,6 +62,8 @@ inline std::string described(const fi& x) {
 inline std::string described(const HostArray& array) { return bytesOf(array); }
 inline std::string described(bool truth) { return truth ? "true" : "false"; }
 
+inline const fi kNone;
+
 /// What a random case consists of.
 struct Operands {
   const fi &a, &b, &sameType;
@@ -89,6 +91,8 @@ struct Operands {
       x.setDoubleHostArray(row);
     });
   }
+  /// An operand for operations that take long element by element.
+  const fi& few() const { return a.numel() < 200 ? a : sameType.numel() < 200 ? sameType : kNone; }
   /// A copy of `x` with its values in another type.
   static fi moved(fi x, const NumericType& to) {
     x.setNumericType(to);
@@ -251,11 +255,11 @@ inline const Operation kProducts[] = {
     OPERATION(std::max(o.a.rows(), o.a.cols()) < 80
                   ? o.a.transpose().mtimes(o.b)
                   : o.a.mtimes(o.b.subsref(index({HostArray::scalar(1), HostArray::text(":")})).transpose())),
-    OPERATION(filter(o.coefficients({.5, -.3, .7, .9}), o.coefficients({1, -.75}), o.a).signal),
-    OPERATION(filter(o.coefficients({.5, -.3}), o.coefficients({1, -.75, .4, .1}), o.a).states),
-    OPERATION(filter(o.coefficients({.5, -.3, .7}), o.coefficients({1}), o.a, nullptr, 2).signal),
-    OPERATION(sosfilt(o.coefficients({.5, -.3, .7, 1, -.75, .4}), o.a).signal),
-    OPERATION(conv(o.coefficients({.5, -.3, .7}), o.a.subsref(index({HostArray::text(":")})))),
+    OPERATION(filter(o.coefficients({.5, -.3, .7, .9}), o.coefficients({1, -.75}), o.few()).signal),
+    OPERATION(filter(o.coefficients({.5, -.3}), o.coefficients({1, -.75, .4, .1}), o.few()).states),
+    OPERATION(filter(o.coefficients({.5, -.3, .7}), o.coefficients({1}), o.few(), nullptr, 2).signal),
+    OPERATION(sosfilt(o.coefficients({.5, -.3, .7, 1, -.75, .4}), o.few()).signal),
+    OPERATION(conv(o.coefficients({.5, -.3, .7}), o.few().subsref(index({HostArray::text(":")})))),
     OPERATION(dot(o.a, o.sameType)),
     OPERATION(dot(o.a, o.b, 2)),
     OPERATION(cumsum(o.a, 1)),

@@ -71,12 +71,14 @@ class Term {
  public:
   explicit Term(const TermFormats& formats)
       : product_(formats.product, formats.products),
-        sum_(formats.total(), formats.sums),
         total_(formats.total(), formats.sums),
         lift_(formats.cast ? 0 : static_cast<int>(formats.grid() - formats.rounded().fraction)),
         sumLift_(static_cast<int>(formats.grid() - formats.sum().fraction)),
         casts_(formats.cast) {
-    if (casts_) cast_ = CheapestStep<Carrier>(formats.rounded(), formats.sums);
+    if (casts_) {
+      cast_ = CheapestStep<Carrier>(formats.rounded(), formats.sums);
+      sum_ = IntegerStep<Sum>(formats.total(), formats.sums);
+    }
     raise_ = casts_ ? cast_.whole().raise() : lift_;
   }
 
@@ -111,7 +113,7 @@ class Term {
         term <<= lift_;
         sum <<= sumLift_;
       }
-      return sum_.template apply<true>(Subtracts ? sum - term : sum + term, sums);
+      return total_.template apply<true>(Subtracts ? sum - term : sum + term, sums);
     } else if constexpr (kWay == Way::Any) {
       term = product_.template apply<false>(term, nullptr);
       if (!casts_) {
@@ -133,7 +135,7 @@ class Term {
  private:
   IntegerStep<Carrier> product_;
   CheapestStep<Carrier> cast_;
-  IntegerStep<Sum> sum_;
+  IntegerStep<Sum> sum_;  // of two values of the sum's type
   IntegerStep<Carrier> total_;
   int lift_, sumLift_, raise_;
   bool casts_;
