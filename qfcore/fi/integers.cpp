@@ -160,7 +160,11 @@ fi roundedToIntegers(const fi& x, RoundModeEnum mode, const char* name) {
 }
 
 fi remainder(const fi& x, const fi& y, RemainderSign sign, const char* name) {
-  for (const fi* operand : {&x, &y}) requireBinaryPoint(*operand, name), requireReal(*operand, name);
+  for (const fi* operand : {&x, &y}) {
+    fi::errorIfBooleanMath(*operand);
+    requireBinaryPoint(*operand, name);
+    requireReal(*operand, name);
+  }
   fi result = arrayLike(x, shapeOfResult(x, y), remainderType(x.getNumericType(), y.getNumericType()));
   const Remainders remainders(result, sign);
   const number dividends(x.realPart(), Reading{}), divisors(y.realPart(), Reading{});

@@ -18,7 +18,7 @@ QFCORE_API fi roundedToIntegers(const fi& x, RoundModeEnum mode, const char* nam
 enum class RemainderSign { OfDivisor, OfDividend };
 /// x − n·y with an integer n, smaller than y in magnitude; x where y is 0. Element by element with scalar
 /// expansion. The type holds the longer fraction and the longer integer part, signed where either is. Complex
-/// operands are refused ("numforge:fi:realonly").
+/// and boolean operands are refused ("numforge:fi:realonly", "numforge:fi:nobooleanmath").
 QFCORE_API fi remainder(const fi& x, const fi& y, RemainderSign sign, const char* name);
 
 /// x .^ n as n − 1 products from the left; 1 in a word of 1 bit (2 where signed) for n = 0.

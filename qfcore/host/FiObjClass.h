@@ -41,9 +41,17 @@ std::span<const Method> fimathArithmeticMethods();
 std::span<const Method> numericTypeArithmeticMethods();
 /// Methods of numerictype that make arrays from files.
 std::span<const Method> numericTypeFileMethods();
+/// Methods of numerictype that make arrays of numbers.
+std::span<const Method> numericTypeNumberMethods();
 
 /// The array that an argument wraps. Raises "numforge:fi:mustBeFi" / "This parameter must be a fi.".
 fi& fiArgument(const HostArray& array);
+
+/// An argument as the host's numbers.
+HostArray numbersOf(const HostArray& argument);
+
+/// Calls the host's function of that name with numbers in place of arrays.
+Arrays callWithNumbers(const char* name, const Arrays& inputs, int outputCount);
 
 /// The dimension from 1 on that an argument, a number or an array of one element, names; nothing where it names
 /// none.

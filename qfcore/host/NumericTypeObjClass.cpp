@@ -247,6 +247,7 @@ void NumericTypeObjClass::init() {
 void NumericTypeObjClass::init_fi_methods() {
   addMethods(hostClass(), numericTypeArithmeticMethods());
   addMethods(hostClass(), numericTypeFileMethods());
+  addMethods(hostClass(), numericTypeNumberMethods());
 }
 
 }  // namespace embedded::host

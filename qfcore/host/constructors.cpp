@@ -34,7 +34,7 @@ constexpr Message kTooShort{"Numforge:numerictype:InvalidSetting",
                             "Invalid WordLength specified; the WordLength must be greater than 0"};
 constexpr Message kTooLong{"Numforge:numerictype:InvalidSetting",
                            "Invalid WordLength specified; the WordLength must be less than 65536"};
-constexpr Message kUnknownProperty{"numforge:constructor:unknownproperty", "There is no property '%s'."};
+constexpr Message kUnknownProperty{"numforge:constructor:unknownproperty", "There is no property '%s'.%s"};
 
 bool isNumber(const HostArray& array) {
   return (array.isNumeric() || array.isLogical()) && array.isScalar() && !array.isComplex();
@@ -50,6 +50,14 @@ std::vector<std::pair<std::string, HostArray>> pairsFrom(const Arrays& inputs, s
     pairs.emplace_back(inputs[i].toText(), inputs[i + 1]);
   }
   return pairs;
+}
+
+/// Refuses a name that no row of the tables has.
+template <class... Tables>
+[[noreturn]] void failUnknown(const std::string& name, const Tables&... tables) {
+  std::vector<std::string> known;
+  (std::ranges::transform(tables, std::back_inserter(known), [](const auto& row) { return row.name; }), ...);
+  fail<kUnknownProperty>(name.c_str(), tessel::suggestion(name, known).c_str());
 }
 
 /// Sets a property with the host's check of the value, which takes an object.
@@ -133,7 +141,8 @@ Arrays makeNumericType(Arrays& inputs, int) {
     next = 1;
   }
   for (const auto& [name, value] : pairsFrom<kBadTypeSignature>(inputs, next)) {
-    if (!setByName(NumericTypeObjClass::properties(), type, name, value)) fail<kUnknownProperty>(name.c_str());
+    if (!setByName(NumericTypeObjClass::properties(), type, name, value))
+      failUnknown(name, NumericTypeObjClass::properties());
   }
   return {wrap(std::move(type))};
 }
@@ -143,7 +152,8 @@ Arrays makeFimath(Arrays& inputs, int) {
   std::size_t next = 0;
   if (!inputs.empty() && unwrapped<fimath>(inputs[0])) math = *unwrapped<fimath>(inputs[next++]);
   for (const auto& [name, value] : pairsFrom<kBadMathSignature>(inputs, next)) {
-    if (!setByName(FimathObjClass::properties(), math, name, value)) fail<kUnknownProperty>(name.c_str());
+    if (!setByName(FimathObjClass::properties(), math, name, value))
+      failUnknown(name, FimathObjClass::properties());
   }
   return {wrap(std::move(math))};
 }
@@ -198,7 +208,8 @@ void takePairs(FiRequest& request, const Arrays& inputs, std::size_t first) {
     } else if (const Property<fi>* own = findRow(FiObjClass::properties(), name)) {
       request.later.emplace_back(own->name, value);
     } else {
-      fail<kUnknownProperty>(name.c_str());
+      failUnknown(name, FimathObjClass::properties(), NumericTypeObjClass::properties(),
+                  FiObjClass::properties());
     }
   }
 }

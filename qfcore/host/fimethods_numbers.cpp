@@ -22,6 +22,8 @@ constexpr Message kBadExponent{
     "The exponent must be an integer from 0 on; 1 ./ a divides, and a.double.^x takes "
     "any."};
 constexpr Message kBadDimension{"numforge:fi:badargument", "Function '%s' takes a dimension from 1 on."};
+constexpr Message kBadTimes{"numforge:fi:diff:badargument",
+                            "DIFF takes an array, how many times, an integer from 0 on, and a dimension."};
 constexpr Message kBadNorm{
     "numforge:fi:norm:badargument",
     "NORM of a fi takes a vector and 1, 2 or Inf, or any array and 'fro'; norm(a.double) "
@@ -30,18 +32,9 @@ constexpr Message kBadCast{
     "numforge:fi:cast:badargument",
     "CAST takes an array and a numerictype, 'like' and an array, or the name of a class."};
 
-/// An argument as the host's numbers.
-HostArray numbersOf(const HostArray& argument) {
-  const fi* x = unwrapped<fi>(argument);
-  return x ? x->getDataHostArray() : argument;
-}
-
-/// Calls the host's function of the name with numbers in place of arrays.
 template <const auto& Name>
 Arrays withNumbers(Arrays& inputs, int outputCount) {
-  Arrays numbers;
-  for (const HostArray& input : inputs) numbers.push_back(numbersOf(input));
-  return tessel::callBuiltin(Name, std::move(numbers), outputCount);
+  return callWithNumbers(Name, inputs, outputCount);
 }
 
 template <const auto& Name, RoundModeEnum Mode>
@@ -54,13 +47,26 @@ fi remainderOf(const fi& a, const fi& b) {
   return remainder(a, b, Sign, Name);
 }
 
-unsigned exponentArgument(const HostArray& argument) {
+/// A count of operations from 0 on; nothing for what is none.
+std::optional<unsigned> countArgument(const HostArray& argument) {
   constexpr double kMost = 65535;
   const HostArray value = numbersOf(argument);
   const bool isNumber = (value.isNumeric() || value.isLogical()) && value.isScalar() && !value.isComplex();
-  const double exponent = isNumber ? value.realAt(0) : -1;
-  if (!(exponent >= 0 && exponent <= kMost) || exponent != std::floor(exponent)) fail<kBadExponent>();
-  return static_cast<unsigned>(exponent);
+  const double count = isNumber ? value.realAt(0) : -1;
+  if (!(count >= 0 && count <= kMost) || count != std::floor(count)) return std::nullopt;
+  return static_cast<unsigned>(count);
+}
+
+unsigned exponentArgument(const HostArray& argument) {
+  const std::optional<unsigned> exponent = countArgument(argument);
+  if (!exponent) fail<kBadExponent>();
+  return *exponent;
+}
+
+unsigned timesArgument(const HostArray& argument) {
+  const std::optional<unsigned> times = countArgument(argument);
+  if (!times) fail<kBadTimes>();
+  return *times;
 }
 
 constexpr char kPower[] = "power", kMpower[] = "mpower";
@@ -73,22 +79,36 @@ Arrays powerOf(Arrays& inputs, int outputCount) {
   return {toHost(Power(*base, exponentArgument(inputs[1])))};
 }
 
-constexpr char kProd[] = "prod", kDiff[] = "diff";
-
-template <fi (*Along)(const fi&, unsigned), const auto& Name>
-Arrays along(Arrays& inputs, int) {
-  const fi& x = fiArgument(inputs[0]);
-  if (inputs.size() == 1) return {toHost(Along(x, x.firstNonSingleton()))};
+/// The dimension that the input at `place` names, else the first one of `x` that is not 1.
+unsigned dimensionAt(const fi& x, const Arrays& inputs, std::size_t place, const char* name) {
+  if (inputs.size() <= place) return x.firstNonSingleton();
   constexpr unsigned kMost = 255;
-  const std::optional<unsigned> dimension = dimensionArgument(inputs[1]);
-  if (!dimension || *dimension > kMost) fail<kBadDimension>(Name);
-  return {toHost(Along(x, *dimension))};
+  const std::optional<unsigned> dimension = dimensionArgument(inputs[place]);
+  if (!dimension || *dimension > kMost) fail<kBadDimension>(name);
+  return *dimension;
 }
 
 fi allElements(const fi& x) {
   HostArray positions = HostArray::zeros(ArrayClass::Double, {x.numel(), 1});
   std::iota(positions.mutableReal<double>(), positions.mutableReal<double>() + x.numel(), 1.0);
   return x.subscriptedReference(positions);
+}
+
+/// prod(a), prod(a, dim); of no elements at all one, as the host has it.
+Arrays prod(Arrays& inputs, int) {
+  const fi& x = fiArgument(inputs[0]);
+  const bool isNothing = inputs.size() == 1 && x.numDims() == 2 && x.rows() == 0 && x.cols() == 0;
+  return {toHost(isNothing ? product(allElements(x), 1) : product(x, dimensionAt(x, inputs, 1, "prod")))};
+}
+
+/// diff(a), diff(a, n), diff(a, n, dim): n times the differences of neighbours.
+Arrays diff(Arrays& inputs, int) {
+  fi x = fiArgument(inputs[0]);
+  const bool isGiven = inputs.size() > 2;
+  const unsigned given = isGiven ? dimensionAt(x, inputs, 2, "diff") : 0;
+  for (unsigned times = inputs.size() > 1 ? timesArgument(inputs[1]) : 1; times > 0 && !x.isempty(); --times)
+    x = difference(x, isGiven ? given : x.firstNonSingleton());
+  return {toHost(std::move(x))};
 }
 
 fi largestOf(const fi& x) {
@@ -211,6 +231,11 @@ Arrays cast(Arrays& inputs, int outputCount) {
   return tessel::callFunction(name, {inputs[0]}, outputCount);
 }
 
+/// cast(x, T) of the host's numbers
+Arrays castNumbers(Arrays& inputs, int) {
+  return resultOf([&] { return fi(&inputs[0], numericTypeArgument(inputs[1]), fimath()); });
+}
+
 HostArray doublesOf(const std::vector<int>& values, const fi& shape) {
   HostArray result = HostArray::zeros(ArrayClass::Double, {shape.dims().begin(), shape.dims().end()});
   std::copy(values.begin(), values.end(), result.mutableReal<double>());
@@ -284,10 +309,12 @@ const Method kMethods[] = {
      "power(a, n), a .^ n: n - 1 products by the rule of times; n is an integer from 0 on."},
     {"mpower", 2, 2, 1, powerOf<matrixPower, kMpower>,
      "mpower(a, n), a ^ n: n - 1 products by the rule of mtimes."},
-    {"prod", 1, 2, 1, along<product, kProd>,
+    {"prod", 1, 2, 1, prod,
      "prod(a), prod(a, dim): the product along a dimension, by the rule of times from the first element on."},
-    {"diff", 1, 2, 1, along<difference, kDiff>,
-     "diff(a), diff(a, dim): differences of neighbours along a dimension, by the rule of minus."},
+    {"diff", 1, 3, 1, diff,
+     "diff(a), diff(a, n), diff(a, n, dim): differences of neighbours along a dimension, n times, by the rule "
+     "of "
+     "minus."},
     {"norm", 1, 2, 1, norm,
      "norm(v), norm(v, 1), norm(v, Inf), norm(a, 'fro'): by the rules of times, sum, sqrt, abs and max."},
     {"int8", 1, 1, 1, toIntegers<std::int8_t>, "int8(a): nearest integers of 8 bits, saturated."},
@@ -324,8 +351,24 @@ const Method kMethods[] = {
     {"cell", 1, -1, 1, withNumbers<kCell>, "cell(m, n, ...): an empty cell array, the sizes being a fi."},
 };
 
+const Method kNumericTypeMethods[] = {
+    {"cast", 2, 2, 1, castNumbers, "cast(x, T): the numbers x as an array of the type T, as fi(x, T)."},
+};
+
 }  // namespace
 
+HostArray numbersOf(const HostArray& argument) {
+  const fi* x = unwrapped<fi>(argument);
+  return x ? x->getDataHostArray() : argument;
+}
+
+Arrays callWithNumbers(const char* name, const Arrays& inputs, int outputCount) {
+  Arrays numbers;
+  for (const HostArray& input : inputs) numbers.push_back(numbersOf(input));
+  return tessel::callBuiltin(name, std::move(numbers), outputCount);
+}
+
 std::span<const Method> numberMethods() { return kMethods; }
+std::span<const Method> numericTypeNumberMethods() { return kNumericTypeMethods; }
 
 }  // namespace embedded::host

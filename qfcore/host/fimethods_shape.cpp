@@ -4,6 +4,7 @@
 #include <iterator>
 #include <limits>
 #include <list>
+#include <numeric>
 
 #include "qfcore/host/FiObjClass.h"
 #include "tessel/interpreter.h"
@@ -17,9 +18,14 @@ constexpr Message kBadSortArgument{"numforge:fi:sort:badargument",
 constexpr Message kSizesNotDouble{"numforge:fi:reshape:siz_not_double",
                                   "FI_RESHAPE expecting DOUBLE for the SIZ vector."};
 
-Arrays argumentsFrom(const Arrays& inputs, std::size_t first) {
-  return Arrays(inputs.begin() + static_cast<std::ptrdiff_t>(first), inputs.end());
+Arrays numbersFrom(const Arrays& inputs, std::size_t first) {
+  Arrays numbers;
+  std::transform(inputs.begin() + static_cast<std::ptrdiff_t>(first), inputs.end(), std::back_inserter(numbers),
+                 numbersOf);
+  return numbers;
 }
+
+tessel::Dimensions shapeOf(const fi& x) { return {x.dims().begin(), x.dims().end()}; }
 
 /// An argument as an array in the type of `model`, which it is quantized into once.
 fi inTypeOf(const fi& model, const HostArray& array) {
@@ -56,28 +62,54 @@ Arrays cat(Arrays& inputs, int) { return join("cat", inputs, 1); }
 
 // ------------------------------------------------------------------------------------- by the host's positions
 
+/// Sizes, counts and dimensions may be arrays; where nothing else is one, the host moves its own elements.
 template <const auto& Name>
-Arrays rearrange(Arrays& inputs, int) {
-  return {toHost(fiArgument(inputs[0]).rearrangedBy(Name, argumentsFrom(inputs, 1)))};
+Arrays rearrange(Arrays& inputs, int outputCount) {
+  const fi* x = unwrapped<fi>(inputs[0]);
+  if (!x) return callWithNumbers(Name, inputs, outputCount);
+  return {toHost(x->rearrangedBy(Name, numbersFrom(inputs, 1)))};
 }
 
 constexpr char kCircshift[] = "circshift", kFlip[] = "flip", kFliplr[] = "fliplr", kFlipud[] = "flipud",
                kIpermute[] = "ipermute", kPermute[] = "permute", kRepmat[] = "repmat", kRot90[] = "rot90";
 
 /// reshape(a, [m n ...]), reshape(a, m, n, ...): the host reads the sizes, on an array of the same count.
-Arrays reshape(Arrays& inputs, int) {
-  const fi& x = fiArgument(inputs[0]);
-  for (std::size_t k = 1; k < inputs.size(); ++k) {
-    if (inputs[k].arrayClass() != tessel::ArrayClass::Double) fail<kSizesNotDouble>();
+Arrays reshape(Arrays& inputs, int outputCount) {
+  const fi* known = unwrapped<fi>(inputs[0]);
+  if (!known) return callWithNumbers("reshape", inputs, outputCount);
+  const fi& x = *known;
+  Arrays arguments = numbersFrom(inputs, 1);
+  for (const HostArray& sizes : arguments) {
+    if (sizes.arrayClass() != tessel::ArrayClass::Double) fail<kSizesNotDouble>();
   }
-  if (inputs.size() == 2) return {toHost(x.reshape(inputs[1]))};
-  Arrays arguments = argumentsFrom(inputs, 0);
-  arguments[0] =
-      HostArray::zeros(tessel::ArrayClass::Logical, tessel::Dimensions(x.dims().begin(), x.dims().end()));
+  if (arguments.size() == 1) return {toHost(x.reshape(arguments[0]))};
+  arguments.insert(arguments.begin(), HostArray::zeros(tessel::ArrayClass::Logical, shapeOf(x)));
   const HostArray reshaped = tessel::callBuiltin("reshape", std::move(arguments)).at(0);
   HostArray sizes = HostArray::zeros(tessel::ArrayClass::Double, {1, reshaped.dims().size()});
   std::copy(reshaped.dims().begin(), reshaped.dims().end(), sizes.mutableReal<double>());
   return {toHost(x.reshape(sizes))};
+}
+
+/// Every element of `a` times all of `b`: the host's products of ones and of positions say which meet.
+fi kron(const fi& a, const fi& b) {
+  const auto ones = [](const fi& x) {
+    HostArray array = HostArray::zeros(tessel::ArrayClass::Double, shapeOf(x));
+    std::fill_n(array.mutableReal<double>(), x.numel(), 1.0);
+    return array;
+  };
+  HostArray positions = HostArray::zeros(tessel::ArrayClass::Double, shapeOf(b));
+  std::iota(positions.mutableReal<double>(), positions.mutableReal<double>() + b.numel(), 1.0);
+  const HostArray right = tessel::callBuiltin("kron", {ones(a), std::move(positions)}).at(0);
+  return a.rearrangedBy("kron", {ones(b)}).times(b.subscriptedReference(right));
+}
+
+/// num2cell(a): each element as an array of its own.
+Arrays num2cell(Arrays& inputs, int) {
+  const fi& x = fiArgument(inputs[0]);
+  HostArray cell = HostArray::cell(shapeOf(x));
+  for (unsigned k = 0; k < x.numel(); ++k)
+    cell.mutableCellAt(k) = toHost(x.subscriptedReference(HostArray::scalar(k + 1.0)));
+  return {std::move(cell)};
 }
 
 // -------------------------------------------------------------------------------------------- matrix structure
@@ -170,6 +202,9 @@ const Method kMethods[] = {
     {"circshift", 2, 3, 1, rearrange<kCircshift>, "circshift(a, k, dim): moved by k elements in a circle."},
     {"reshape", 2, -1, 1, reshape,
      "reshape(a, [m n ...]), reshape(a, m, n, ...): the elements in other sizes."},
+    {"kron", 2, 2, 1, binaryMethod<kron>,
+     "kron(a, b): the Kronecker product, a(i, j) * b for every element of a, by the rule of times."},
+    {"num2cell", 1, 1, 1, num2cell, "num2cell(a): a cell array with one element of a in each cell."},
     {"squeeze", 1, 1, 1, askArray<&fi::squeeze>, "squeeze(a): without dimensions of size 1."},
     {"transpose", 1, 1, 1, askArray<&fi::transpose>, "transpose(a), a.': rows and columns exchanged."},
     {"ctranspose", 1, 1, 1, askArray<&fi::ctranspose>, "ctranspose(a), a': transposed and conjugated."},

@@ -68,26 +68,45 @@ const Token& ExpressionParser::expect(TokenKind kind, std::string_view descripti
   failUnexpected();
 }
 
-void ExpressionParser::expectClosing(TokenKind close, const Token& opening) {
-  if (accept(close)) return;
-  if (!isAtAny({TokenKind::NewLine, TokenKind::EndOfText})) failUnexpected();
-  const std::string_view bracket = source_.substr(opening.begin, 1);
-  const char* missing = bracket == "(" ? ")" : bracket == "[" ? "]" : "}";
-  if (isAt(TokenKind::EndOfText))
-    throw SyntaxError(fmt::format("This '{}' has no '{}'.", bracket, missing), opening.line, opening.column,
-                      true);
-  failHere(fmt::format("'{}' is missing: the '{}' in line {}, column {} is open.", missing, bracket,
-                       opening.line, opening.column));
-}
-
 void ExpressionParser::fail(const std::string& text, const Token& token) const {
   throw SyntaxError(text, token.line, token.column, token.kind == TokenKind::EndOfText);
 }
 
+std::string ExpressionParser::hintHere() const {
+  using enum TokenKind;
+  const bool isClosing = isAtAny({RightParen, RightBracket, RightBrace});
+  if (opening_ && (isClosing || current().line != opening_->line)) return openingText();
+  return isAt(Assign) ? "== compares" : "";
+}
+
+std::string ExpressionParser::openingText() const {
+  return fmt::format("the '{}' in line {}, column {} is open", source_[opening_->begin], opening_->line,
+                     opening_->column);
+}
+
 void ExpressionParser::failUnexpected() const {
-  if (isAt(TokenKind::EndOfText)) failHere("The program ends unexpectedly.");
-  if (isAt(TokenKind::NewLine)) failHere("The line ends unexpectedly.");
-  failHere(fmt::format("Unexpected '{}'.", source_.substr(current().begin, current().end - current().begin)));
+  const TokenKind before = position_ > 1 ? previous().kind : TokenKind::EndOfText;
+  const bool isTwice = (before == TokenKind::Plus || before == TokenKind::Minus) && !previous().spaceBefore &&
+                       tokens_[position_ - 2].kind == before;
+  if (isTwice) {
+    const char sign = source_[previous().begin];
+    fail(fmt::format("There is no operator '{0}{0}': write {0}= 1.", sign), tokens_[position_ - 2]);
+  }
+  if (isAtAny({TokenKind::NewLine, TokenKind::EndOfText})) failAtEnd();
+  const std::string hint = hintHere();
+  failHere(fmt::format("Unexpected '{}'{}{}.", source_.substr(current().begin, current().end - current().begin),
+                       hint.empty() ? "" : ": ", hint));
+}
+
+/// More lines complete a program that ends inside a bracket.
+void ExpressionParser::failAtEnd() const {
+  const bool isLine = isAt(TokenKind::NewLine);
+  if (!opening_) failHere(isLine ? "The line ends unexpectedly." : "The program ends unexpectedly.");
+  const char bracket = source_[opening_->begin];
+  const char missing = bracket == '(' ? ')' : bracket == '[' ? ']' : '}';
+  if (isLine) failHere(fmt::format("'{}' is missing: {}.", missing, openingText()));
+  throw SyntaxError(fmt::format("This '{}' has no '{}'.", bracket, missing), opening_->line, opening_->column,
+                    true);
 }
 
 void ExpressionParser::requireHeight(int height) const {
@@ -211,9 +230,9 @@ ExpressionPtr ExpressionParser::parsePrimary() {
 
 ExpressionPtr ExpressionParser::parseParenthesized() {
   const Replaced<bool> spaces(spaceSeparates_, false);
-  const Token& opening = take();
+  const Replaced<const Token*> open(opening_, &take());
   ExpressionPtr inner = parseExpression();
-  expectClosing(TokenKind::RightParen, opening);
+  if (!accept(TokenKind::RightParen)) failUnexpected();
   return inner;
 }
 
@@ -221,7 +240,7 @@ ExpressionPtr ExpressionParser::parseMatrix(TokenKind close) {
   const Nesting nesting(*this);
   const Replaced<bool> spaces(spaceSeparates_, true);
   const bool isCell = close == TokenKind::RightBrace;
-  const Token& opening = take();
+  const Replaced<const Token*> open(opening_, &take());
   std::vector<Expressions> rows(1);
   int height = 0;
   while (!accept(close)) {
@@ -230,13 +249,12 @@ ExpressionPtr ExpressionParser::parseMatrix(TokenKind close) {
       if (!rows.back().empty()) rows.emplace_back();
       continue;
     }
-    if (isAt(TokenKind::EndOfText)) expectClosing(close, opening);
     rows.back().push_back(parseExpression());
     height = std::max(height, heightOf(rows.back().back()));
     if (accept(TokenKind::Comma)) continue;
     const bool isSeparated =
         isAtAny({TokenKind::Semicolon, TokenKind::NewLine, close}) || current().spaceBefore;
-    if (isAt(TokenKind::EndOfText) || !isSeparated) expectClosing(close, opening);
+    if (isAt(TokenKind::EndOfText) || !isSeparated) failUnexpected();
   }
   if (rows.back().empty()) rows.pop_back();
   return make(MatrixLiteral{std::move(rows), isCell}, height + 1);
@@ -282,12 +300,12 @@ IndexStep ExpressionParser::parseArguments(IndexStep::Kind kind, TokenKind close
   const Replaced<bool> spaces(spaceSeparates_, false);
   IndexStep step{kind, {}, {}, false};
   endUsers_.push_back(&step.usesEnd);
-  const Token& opening = take();
+  const Replaced<const Token*> open(opening_, &take());
   if (!isAt(close)) {
     do step.arguments.push_back(parseArgument(close));
     while (accept(TokenKind::Comma));
   }
-  expectClosing(close, opening);
+  if (!accept(close)) failUnexpected();
   endUsers_.pop_back();
   step.mayHaveLists =
       std::ranges::any_of(step.arguments, [](const ExpressionPtr& argument) { return mayBeList(*argument); });

@@ -49,11 +49,8 @@ class ExpressionParser {
   const Token& expect(TokenKind kind, std::string_view description);
   [[noreturn]] void fail(const std::string& text, const Token& token) const;
   [[noreturn]] void failHere(const std::string& text) const { fail(text, current()); }
-  /// Raises the error for a token that cannot stand where it stands.
+  /// Raises the error for a token that cannot stand where it stands, with what may be meant.
   [[noreturn]] void failUnexpected() const;
-
-  /// The bracket `close` of the one that `opening` is.
-  void expectClosing(TokenKind close, const Token& opening);
   /// Where a token stands in the line of its statement; 0 in another line, and in a text being evaluated.
   int columnOf(const Token& token) const {
     return line_ == 0 && token.line == statementLine_ ? token.column : 0;
@@ -81,10 +78,15 @@ class ExpressionParser {
   std::size_t position_ = 0;
   std::vector<SymbolTable*> scopes_;
   int statementLine_ = 0;
+  /// The innermost bracket that is open, or null.
+  const Token* opening_ = nullptr;
   /// White space ends an element here.
   bool spaceSeparates_ = false;
 
  private:
+  [[noreturn]] void failAtEnd() const;
+  std::string hintHere() const;
+  std::string openingText() const;
   void requireHeight(int height) const;
   ExpressionPtr parseBinary(int minimumPrecedence);
   ExpressionPtr parseRange(ExpressionPtr start);

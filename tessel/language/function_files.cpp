@@ -8,8 +8,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* kExtension = ".tsl";
-
 bool isFile(const fs::path& path) {
   std::error_code error;
   return fs::is_regular_file(path, error);
@@ -29,7 +27,7 @@ const FunctionCode* FunctionFiles::find(const std::string& name, std::string_vie
   const auto [known, isNew] = known_.try_emplace(fs::path(caller).replace_filename(name).string(), nullptr);
   if (!isNew) return known->second;
   forEachFolder(caller, [&, place = &known->second](const fs::path& folder) {
-    const fs::path path = folder / (name + kExtension);
+    const fs::path path = folder / (name + kProgramEnding);
     if (!isFile(path)) return false;
     const Functions& functions = fileAt(path).functions;
     const auto found = functions.find(name);
@@ -66,7 +64,7 @@ std::shared_ptr<const FunctionCode> FunctionFiles::findLocal(std::string_view fi
 
 std::string FunctionFiles::findProgram(const std::string& name, std::string_view caller) const {
   const auto inFolder = [&](const fs::path& folder) {
-    for (const std::string& file : {name, name + kExtension})
+    for (const std::string& file : {name, name + kProgramEnding})
       if (isFile(folder / file)) return (folder / file).string();
     return std::string();
   };
@@ -84,7 +82,7 @@ std::vector<std::string> FunctionFiles::names(std::string_view caller) const {
   forEachFolder(caller, [&](const fs::path& folder) {
     std::error_code error;
     for (const auto& entry : fs::directory_iterator(folder.empty() ? "." : folder, error))
-      if (entry.path().extension() == kExtension) all.push_back(entry.path().stem().string());
+      if (entry.path().extension() == kProgramEnding) all.push_back(entry.path().stem().string());
     return false;
   });
   return all;

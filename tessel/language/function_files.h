@@ -14,6 +14,9 @@
 
 namespace tessel {
 
+/// What names of program files end with.
+inline constexpr const char* kProgramEnding = ".tsl";
+
 /// A file NAME.tsl in a folder that is searched, with functions and no statements outside of them, defines the
 /// function NAME. Its other functions are known in that file alone.
 ///

@@ -90,7 +90,8 @@ template <class GiveAll, class Collect>
 auto Interpreter::runFunction(const FunctionCode& code, const GiveAll& giveAll, int outputCount,
                               const Collect& collect) {
   const CallDepth depth(*this);
-  if (outputCount > static_cast<int>(code.outputs.size()) && !code.hasVarargout) raiseTooManyOutputs();
+  const auto most = static_cast<int>(code.outputs.size());
+  if (outputCount > most && !code.hasVarargout) raiseTooManyOutputs(code.name, most);
   CallFrame frame(*this, code, outputCount);
   giveAll(frame);
   frame.finishInputs();

@@ -79,7 +79,7 @@ class Interpreter::CallFrame : public Frame {
     if (place < fixedCount_) {
       if (code->parameters[place] >= 0) slots[code->parameters[place]] = std::move(input);
     } else {
-      if (!code->hasVarargin) raiseTooManyInputs();
+      if (!code->hasVarargin) raiseTooManyInputs(code->name, static_cast<int>(fixedCount_));
       rest_.push_back(std::move(input).toArray());
     }
   }

@@ -236,8 +236,20 @@ class Lexer {
 
   bool isInMatrix() const { return !brackets_.empty() && brackets_.back().kind != TokenKind::LeftParen; }
 
+  /// `hold 'on'`: a quote between a blank and a letter, behind the first word of a statement.
+  bool isCommandText() const {
+    const auto& tokens = result_.tokens;
+    if (tokens.empty() || tokens.back().kind != TokenKind::Name || !spaceBefore_ || !brackets_.empty() ||
+        !isWordCharacter(at(1)) || restOfLine().substr(1).find('\'') == std::string_view::npos)
+      return false;
+    if (tokens.size() == 1) return true;
+    const TokenKind before = tokens[tokens.size() - 2].kind;
+    return before == TokenKind::NewLine || before == TokenKind::Semicolon || before == TokenKind::Comma;
+  }
+
   bool isTransposeHere() const {
-    if (result_.tokens.empty() || (isInMatrix() && spaceBefore_) || isAfterParameters_) return false;
+    if (result_.tokens.empty() || (isInMatrix() && spaceBefore_) || isAfterParameters_ || isCommandText())
+      return false;
     switch (result_.tokens.back().kind) {
       case TokenKind::Name:
       case TokenKind::Number:

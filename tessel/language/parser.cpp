@@ -89,7 +89,7 @@ class Parser : private ExpressionParser {
   bool isCommand() const {
     const Token& next = ahead();
     if (!isAt(TokenKind::Name) || !next.spaceBefore || next.line != current().line) return false;
-    const bool isWord = next.kind == TokenKind::Name || isKeyword(wordOf(next));
+    const bool isWord = next.kind == TokenKind::Name || next.kind == TokenKind::Text || isKeyword(wordOf(next));
     if (current().text != "help" || isWord) return isWord;
     const TokenKind last = ahead(2).kind;
     return next.kind > TokenKind::At && next.kind != TokenKind::Assign &&
@@ -105,7 +105,9 @@ class Parser : private ExpressionParser {
       while (!current().spaceBefore &&
              !isAtAny({TokenKind::NewLine, TokenKind::Comma, TokenKind::Semicolon, TokenKind::EndOfText}))
         take();
-      const std::string_view text = source_.substr(first.begin, previous().end - first.begin);
+      const bool isQuoted = first.kind == TokenKind::Text && first.end == previous().end;
+      const std::string_view text =
+          isQuoted ? first.text : source_.substr(first.begin, previous().end - first.begin);
       words.arguments.push_back(make(Constant{Value(HostArray::text(text))}));
     }
     std::vector<IndexStep> steps;
@@ -169,7 +171,7 @@ class Parser : private ExpressionParser {
   }
 
   std::vector<AssignmentTarget> parseTargetList() {
-    take();
+    const Replaced<const Token*> open(opening_, &take());
     const bool oldSpaces = std::exchange(spaceSeparates_, true);
     std::vector<AssignmentTarget> targets;
     while (!isAt(TokenKind::RightBracket)) {

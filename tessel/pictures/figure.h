@@ -59,7 +59,7 @@ struct Axes {
   std::string title = {};
   std::vector<Line> lines = {};
   bool isHeld = false, hasGrid = false, hasFrame = true, hasEqualUnits = false;
-  std::optional<std::string> legendPlace = {};  ///< where there is a legend: "northeast", …
+  std::optional<std::string> legendPlace = {};  ///< where there is a legend: one of `legendPlaces`
 
   /// Makes room for new lines, unless what is there is held: all but place and scales goes.
   void prepareForLines();

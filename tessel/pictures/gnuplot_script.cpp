@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include <fmt/format.h>
+#include "tessel/pictures/legend_place.h"
 #include "tessel/pictures/line_style.h"
 
 namespace tessel {
@@ -147,37 +148,18 @@ void writeAxis(Out out, const char* name, const Axis& axis, bool hasNoPoints) {
   fmt::format_to(out, "set {}tics ({})\n", name, fmt::join(ticks, ", "));
 }
 
-struct LegendPlace {
-  const char *name, *key;
-};
-
-constexpr LegendPlace kLegendPlaces[] = {{"northeast", "inside top right"},
-                                         {"northwest", "inside top left"},
-                                         {"southeast", "inside bottom right"},
-                                         {"southwest", "inside bottom left"},
-                                         {"north", "inside top center"},
-                                         {"south", "inside bottom center"},
-                                         {"east", "inside center right"},
-                                         {"west", "inside center left"},
-                                         {"northeastoutside", "outside right top"},
-                                         {"eastoutside", "outside right center"},
-                                         {"southoutside", "bmargin center horizontal"},
-                                         {"northoutside", "tmargin center horizontal"},
-                                         {"best", "inside top right"}};
-
-void writeAxes(Out out, const Axes& axes) {
+void writeAxes(Out out, const Axes& axes, const Figure& figure) {
   fmt::format_to(out, "reset\nset encoding utf8\nset style data lines\nset border lw 0.8\nset format '%g'\n");
   fmt::format_to(out, "set origin {},{}\nset size {}{},{}\n", axes.place.left, axes.place.bottom,
                  axes.hasEqualUnits ? "ratio -1 " : "", axes.place.width, axes.place.height);
   if (!axes.title.empty()) fmt::format_to(out, "set title {}\n", gnuplotText(axes.title));
   if (axes.hasGrid) fmt::format_to(out, "set grid back lt 1 lc rgb '#D8D8D8' lw 0.6\n");
   if (!axes.hasFrame) fmt::format_to(out, "unset border\nunset xtics\nunset ytics\n");
-  const auto* place = std::find_if(std::begin(kLegendPlaces), std::end(kLegendPlaces),
-                                   [&](const LegendPlace& p) { return p.name == axes.legendPlace; });
-  if (place != std::end(kLegendPlaces))
-    fmt::format_to(out, "set key {} box lc rgb '#A0A0A0' opaque\n", place->key);
-  else
+  const std::string key = legendKey(axes, figure.width, figure.height);
+  if (key.empty())
     fmt::format_to(out, "unset key\n");
+  else
+    fmt::format_to(out, "set key {} width 1 height 0.3 box lc rgb '#A0A0A0' opaque\n", key);
   // gnuplot leaves no room for the axis's label above the key.
   if (axes.legendPlace == "southoutside") fmt::format_to(out, "set bmargin 7\n");
   // The first and the last stem would stand on the border.
@@ -202,12 +184,6 @@ void writeAxes(Out out, const Axes& axes) {
 
 }  // namespace
 
-std::vector<std::string> legendPlaces() {
-  std::vector<std::string> names;
-  for (const LegendPlace& place : kLegendPlaces) names.emplace_back(place.name);
-  return names;
-}
-
 std::string gnuplotText(std::string_view text) {
   // Between single quotes nothing has a meaning but the quote. That one and new lines stand between double
   // quotes, alone.
@@ -230,7 +206,7 @@ std::string gnuplotScript(const Figure& figure) {
   const Out out(script);
   const bool isOne = figure.axes.size() == 1;
   if (!isOne) fmt::format_to(out, "set multiplot\n");
-  for (const Axes& axes : figure.axes) writeAxes(out, axes);
+  for (const Axes& axes : figure.axes) writeAxes(out, axes, figure);
   if (!isOne) fmt::format_to(out, "unset multiplot\n");
   return script;
 }

@@ -16,7 +16,4 @@ std::string gnuplotScript(const Figure& figure);
 /// An expression of gnuplot whose value is `text`, as far as a picture can show it.
 std::string gnuplotText(std::string_view text);
 
-/// What `Axes::legendPlace` may be.
-std::vector<std::string> legendPlaces();
-
 }  // namespace tessel

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "tessel/api.h"
 #include "tessel/array.h"
@@ -18,6 +19,9 @@ namespace tessel {
 /// The class of an object array, also of an empty one; null for other arrays and where an empty one has lost
 /// it.
 const HostClass* objectClass(const HostArray& array);
+
+/// The classes of all packages, in order of creation.
+TESSEL_API std::vector<const HostClass*> allClasses();
 
 /// Another number whenever a function has been registered.
 extern TESSEL_API std::uint64_t functionsVersion;
@@ -72,6 +76,11 @@ class MemberName {
 const MethodInfo* findMethodFor(std::string_view name, const Arrays& inputs);
 /// The method of that name of the array's class, or null.
 const MethodInfo* findMethodOf(const HostArray& array, const MemberName& name);
+
+/// Raise "Tessel:TooManyInputs" and "Tessel:TooManyOutputs" with the function's name, and how many it takes or
+/// gives at most.
+[[noreturn]] TESSEL_API void raiseTooManyInputs(std::string_view function, int most);
+[[noreturn]] TESSEL_API void raiseTooManyOutputs(std::string_view function, int most);
 
 /// Checks the numbers of inputs and outputs against what `function` takes, then calls it.
 /// Raises "Tessel:TooManyInputs", "Tessel:NotEnoughInputs", "Tessel:TooManyOutputs" and what the function

@@ -102,6 +102,17 @@ const FunctionInfo& requireFound(const FunctionInfo* function, std::string_view 
   return *function;
 }
 
+/// "Too many input arguments: 'f' takes 2 at most."
+std::string limitText(const char* what, std::string_view function, const char* verb, int most) {
+  const std::string count = most == 0 ? "none" : std::to_string(most) + " at most";
+  return std::string(what) + ": '" + std::string(function) + "' " + verb + ' ' + count + '.';
+}
+
+[[noreturn]] void raiseNotEnoughInputs(const FunctionInfo& function) {
+  raiseError("Tessel:NotEnoughInputs", "Not enough input arguments: '" + function.name + "' takes " +
+                                           std::to_string(function.minInputs) + " at least.");
+}
+
 const FunctionInfo& requireFunction(std::string_view name) { return requireFound(registry().find(name), name); }
 
 }  // namespace
@@ -126,11 +137,21 @@ const MethodInfo* findMethodOf(const HostArray& array, const MemberName& name) {
   return hostClass == nullptr ? nullptr : name.methodOf(*hostClass);
 }
 
+void raiseTooManyInputs(std::string_view function, int most) {
+  raiseError("Tessel:TooManyInputs", limitText("Too many input arguments", function, "takes", most));
+}
+
+void raiseTooManyOutputs(std::string_view function, int most) {
+  raiseError("Tessel:TooManyOutputs", limitText("Too many output arguments", function, "gives", most));
+}
+
 Arrays invoke(const FunctionInfo& function, Arrays& inputs, int outputCount) {
   const int inputCount = static_cast<int>(inputs.size());
-  if (function.maxInputs >= 0 && inputCount > function.maxInputs) raiseTooManyInputs();
-  if (inputCount < function.minInputs) raiseError("Tessel:NotEnoughInputs", "Not enough input arguments.");
-  if (function.maxOutputs >= 0 && outputCount > function.maxOutputs) raiseTooManyOutputs();
+  if (function.maxInputs >= 0 && inputCount > function.maxInputs)
+    raiseTooManyInputs(function.name, function.maxInputs);
+  if (inputCount < function.minInputs) raiseNotEnoughInputs(function);
+  if (function.maxOutputs >= 0 && outputCount > function.maxOutputs)
+    raiseTooManyOutputs(function.name, function.maxOutputs);
   const ActiveCall active;
   return function.call(inputs, outputCount);
 }

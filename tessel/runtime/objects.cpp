@@ -299,6 +299,13 @@ void Package::terminate() {
   classes_.clear();
 }
 
+std::vector<const HostClass*> allClasses() {
+  std::vector<const HostClass*> all;
+  for (const auto& package : packages())
+    for (const HostClass* hostClass : package->classes()) all.push_back(hostClass);
+  return all;
+}
+
 Package* findPackage(std::string_view name) {
   const auto found = std::find_if(packages().begin(), packages().end(),
                                   [&](const auto& each) { return each->name() == name; });

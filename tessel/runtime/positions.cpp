@@ -5,6 +5,7 @@
 #include <optional>
 #include <type_traits>
 
+#include <fmt/format.h>
 #include "tessel/messages.h"
 #include "tessel/runtime/arraydata.h"
 #include "tessel/runtime/dispatch.h"
@@ -14,8 +15,9 @@ namespace tessel {
 
 namespace {
 
-[[noreturn]] void raiseBadSubscript() {
-  raiseError("Tessel:badsubscript", "Subscript indices must either be real positive integers or logicals.");
+[[noreturn]] void raiseBadSubscript(const std::string& remark = "") {
+  raiseError("Tessel:badsubscript",
+             "Subscript indices must either be real positive integers or logicals" + remark + ".");
 }
 
 constexpr double kPositionLimit = 9007199254740992.0;  // from 2^53 on, doubles do not hold every integer
@@ -24,9 +26,10 @@ template <class T>
 std::size_t positionOf(T value) {
   if constexpr (std::is_floating_point_v<T>) {
     const double position = static_cast<double>(value);
-    if (!(position >= 1 && position <= kPositionLimit && position == std::floor(position))) raiseBadSubscript();
+    if (!(position >= 1 && position <= kPositionLimit && position == std::floor(position)))
+      raiseBadSubscript(fmt::format(": {}", position));
   } else {
-    if (value < 1) raiseBadSubscript();
+    if (value < 1) raiseBadSubscript(fmt::format(": {}", value));
   }
   return static_cast<std::size_t>(value) - 1;
 }
@@ -40,12 +43,14 @@ Positions maskPositions(const HostArray& mask) {
   return Positions::of(std::move(list));
 }
 
-const MemberName kDouble{"double"};
+const MemberName kDouble{"double"}, kLogical{"logical"}, kIsBoolean{"isboolean"};
 
-/// The numbers that an object stands for by the method "double" of its class.
+/// The numbers that an object stands for by the method "double" of its class; of truth values the mask.
 std::optional<HostArray> numbersOf(const HostArray& subscript) {
   if (!subscript.isObject() || !findMethodOf(subscript, kDouble)) return std::nullopt;
-  HostArray numbers = callMember(kDouble, {subscript}).at(0);
+  const bool isMask =
+      findMethodOf(subscript, kIsBoolean) && callMember(kIsBoolean, {subscript}).at(0).scalarValue() != 0;
+  HostArray numbers = callMember(isMask ? kLogical : kDouble, {subscript}).at(0);
   if (numbers.isObject()) raiseBadSubscript();
   return numbers;
 }
@@ -87,7 +92,7 @@ Positions readSubscript(const HostArray& subscript, std::size_t extent) {
 
 Dimensions subscriptShape(const HostArray& subscript, std::size_t count) {
   if (isColon(subscript)) return {count, 1};
-  if (const auto numbers = numbersOf(subscript)) return numbers->dims();
+  if (const auto numbers = numbersOf(subscript)) return subscriptShape(*numbers, count);
   if (!subscript.isLogical()) return subscript.dims();
   const Dimensions& dims = subscript.dims();
   if (subscript.isScalar() || dims == Dimensions{0, 0}) return {count, count};

@@ -2,8 +2,13 @@
 
 #include <algorithm>
 #include <cctype>
+#include <iterator>
+#include <optional>
+#include <regex>
+#include <sstream>
 
 #include "tessel/interpreter.h"
+#include "tessel/language/lexer.h"
 #include "tessel/objects.h"
 #include "tessel/registries.h"
 #include "tessel/runtime/dispatch.h"
@@ -11,20 +16,60 @@
 namespace tessel {
 namespace {
 
-std::vector<std::string> membersOf(Interpreter& interpreter, const std::string& owner) {
+/// What a path of members such as "a.numerictype" leads to: a structure, the class of an object, or nothing.
+/// No property is read: one that holds an object names its class by its type or by its own name.
+struct Owner {
+  std::optional<HostArray> structure;
+  const HostClass* hostClass = nullptr;
+};
+
+Owner ownerOf(HostArray value) {
+  const HostClass* hostClass = objectClass(value);
+  if (hostClass) return {std::nullopt, hostClass};
+  return {value.isStruct() ? std::optional(std::move(value)) : std::nullopt, nullptr};
+}
+
+Owner memberOf(const Owner& owner, const std::string& name) {
+  if (owner.structure) {
+    const bool isThere = owner.structure->isScalar() && owner.structure->hasField(name);
+    return isThere ? ownerOf(owner.structure->fieldAt(name, 0)) : Owner();
+  }
+  const PropertyInfo* property = owner.hostClass ? owner.hostClass->findProperty(name) : nullptr;
+  if (!property) return {};
+  const HostClass* byType = findClass(property->type);
+  return {std::nullopt, byType ? byType : findClass(name)};
+}
+
+Owner findOwner(Interpreter& interpreter, const std::string& path) {
+  std::istringstream names(path);
+  std::string name;
+  std::getline(names, name, '.');
+  const Value* variable = interpreter.findVariable(name);
+  Owner owner = variable ? ownerOf(variable->toArray()) : Owner();
+  while (std::getline(names, name, '.')) owner = memberOf(owner, name);
+  return owner;
+}
+
+void addProperties(const HostClass& hostClass, std::vector<std::string>& names) {
+  for (const PropertyInfo* property : hostClass.properties()) {
+    if (!property->hidden) names.push_back(property->name);
+  }
+}
+
+void addMethods(const HostClass& hostClass, std::vector<std::string>& names) {
+  for (const MethodInfo* method : hostClass.methods()) {
+    if (!method->hidden) names.push_back(method->function.name);
+  }
+}
+
+std::vector<std::string> membersOf(Interpreter& interpreter, const std::string& path) {
   std::vector<std::string> names;
-  if (const Value* variable = interpreter.findVariable(owner)) {
-    const HostArray value = variable->toArray();
-    if (value.isStruct()) return value.fieldNames();
-    const HostClass* hostClass = objectClass(value);
-    if (!hostClass) return names;
-    for (const PropertyInfo* property : hostClass->properties()) {
-      if (!property->hidden) names.push_back(property->name);
-    }
-    for (const MethodInfo* method : hostClass->methods()) {
-      if (!method->hidden) names.push_back(method->function.name);
-    }
-  } else if (const Package* package = findPackage(owner)) {
+  const Owner owner = findOwner(interpreter, path);
+  if (owner.structure) return owner.structure->fieldNames();
+  if (owner.hostClass) {
+    addProperties(*owner.hostClass, names);
+    addMethods(*owner.hostClass, names);
+  } else if (const Package* package = findPackage(path)) {
     for (const HostClass* hostClass : package->classes()) names.push_back(hostClass->name());
   }
   return names;
@@ -34,6 +79,7 @@ std::vector<std::string> globalNames(Interpreter& interpreter) {
   std::vector<std::string> names = functionNames();
   const std::vector<std::string> functions = interpreter.scriptFunctionNames();
   names.insert(names.end(), functions.begin(), functions.end());
+  for (const HostClass* hostClass : allClasses()) addMethods(*hostClass, names);
   for (const std::string& name : interpreter.frame().symbols->names()) {
     if (interpreter.findVariable(name)) names.push_back(name);
   }
@@ -82,8 +128,47 @@ bool scanLine(const std::string& line, std::vector<OpenCall>& calls) {
 
 const HostClass* classOfCall(Interpreter& interpreter, const OpenCall& call) {
   if (call.function != "set") return findClass(call.function);
-  const Value* variable = interpreter.findVariable(call.firstArgument);
-  return variable ? objectClass(variable->toArray()) : nullptr;
+  return findOwner(interpreter, call.firstArgument).hostClass;
+}
+
+void addValues(const PropertyInfo& property, std::vector<std::string>& names) {
+  const EnumeratedType* type = findEnumeratedType(property.type);
+  if (!type) return;
+  for (const auto& entry : type->values) names.push_back(entry.first);
+}
+
+/// The property in "a.RoundMode = "; null where the line ends otherwise.
+const PropertyInfo* assignedProperty(Interpreter& interpreter, const std::string& before) {
+  static const std::regex pattern(R"((?:^|[\s;,])([A-Za-z]\w*(?:\.\w+)*)\.(\w+)\s*=\s*['"]$)");
+  std::smatch parts;
+  if (!std::regex_search(before, parts, pattern)) return nullptr;
+  const HostClass* hostClass = findOwner(interpreter, parts[1]).hostClass;
+  return hostClass ? hostClass->findProperty(parts[2].str()) : nullptr;
+}
+
+/// What the help of a function tells of its texts: those between quotes, the names of settings that begin lines
+/// of a list, and those behind "Names:".
+void addWordsOfHelp(const std::string& function, std::vector<std::string>& names) {
+  const FunctionInfo* info = findFunction(function);
+  if (!info) return;
+  static const std::regex quoted("'([A-Za-z]\\w*)'"), listed(R"((?:^|\n)  ([A-Z]\w*)  )"), all("Names:([^.]*)"),
+      name("[A-Z]\\w+");
+  const auto addAll = [&](const std::string& text, const std::regex& pattern, int group) {
+    std::copy(std::sregex_token_iterator(text.begin(), text.end(), pattern, group),
+              std::sregex_token_iterator(), std::back_inserter(names));
+  };
+  addAll(info->help, quoted, 1);
+  addAll(info->help, listed, 1);
+  std::smatch named;
+  if (std::regex_search(info->help, named, all)) addAll(named[1], name, 0);
+}
+
+/// Keeps what begins as `word` does, in order.
+std::vector<std::string> thoseThatComplete(const std::string& word, std::vector<std::string> names) {
+  std::erase_if(names, [&](const std::string& name) { return !name.starts_with(word); });
+  std::sort(names.begin(), names.end());
+  names.erase(std::unique(names.begin(), names.end()), names.end());
+  return names;
 }
 
 }  // namespace
@@ -93,25 +178,27 @@ bool endsInText(const std::string& line) {
   return scanLine(line, calls);
 }
 
+bool endsInCommandWord(const std::string& line) {
+  static const std::regex pattern(
+      R"(\s*([A-Za-z]\w*)(?:\s+[\w./~][^\s()=;,'"]*)*\s+(?:[\w./~][^\s()=;,'"]*)?)");
+  std::smatch parts;
+  return std::regex_match(line, parts, pattern) && !isKeyword(parts[1].str());
+}
+
 std::vector<std::string> textCompletions(Interpreter& interpreter, const std::string& before,
                                          const std::string& word) {
+  std::vector<std::string> names;
+  if (const PropertyInfo* property = assignedProperty(interpreter, before)) addValues(*property, names);
   std::vector<OpenCall> calls;
   scanLine(before, calls);
-  const HostClass* hostClass = calls.empty() ? nullptr : classOfCall(interpreter, calls.back());
-  if (!hostClass) return {};
-  std::vector<std::string> names;
+  if (calls.empty()) return thoseThatComplete(word, std::move(names));
+  const HostClass* hostClass = classOfCall(interpreter, calls.back());
   const std::vector<std::string>& texts = calls.back().texts;
-  const PropertyInfo* last = texts.empty() ? nullptr : hostClass->findProperty(texts.back());
-  if (const EnumeratedType* type = last ? findEnumeratedType(last->type) : nullptr) {
-    for (const auto& entry : type->values) names.push_back(entry.first);
-  } else {
-    for (const PropertyInfo* property : hostClass->properties()) {
-      if (!property->hidden) names.push_back(property->name);
-    }
-  }
-  std::erase_if(names, [&](const std::string& name) { return !name.starts_with(word); });
-  std::sort(names.begin(), names.end());
-  return names;
+  const PropertyInfo* last = hostClass && !texts.empty() ? hostClass->findProperty(texts.back()) : nullptr;
+  if (last) addValues(*last, names);
+  if (names.empty() && hostClass) addProperties(*hostClass, names);
+  if (!last) addWordsOfHelp(calls.back().function, names);
+  return thoseThatComplete(word, std::move(names));
 }
 
 std::vector<std::string> completions(Interpreter& interpreter, const std::string& word) {
@@ -120,10 +207,7 @@ std::vector<std::string> completions(Interpreter& interpreter, const std::string
   std::vector<std::string> names =
       prefix.empty() ? globalNames(interpreter) : membersOf(interpreter, word.substr(0, point));
   for (std::string& name : names) name.insert(0, prefix);
-  std::erase_if(names, [&](const std::string& name) { return !name.starts_with(word); });
-  std::sort(names.begin(), names.end());
-  names.erase(std::unique(names.begin(), names.end()), names.end());
-  return names;
+  return thoseThatComplete(word, std::move(names));
 }
 
 }  // namespace tessel

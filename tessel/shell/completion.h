@@ -8,16 +8,19 @@
 
 namespace tessel {
 
-/// The names that can complete `word`: variables and functions, and behind a point the fields, properties and
+/// The names that can complete `word`: variables, functions and methods, and behind a point the fields, properties and
 /// methods of a variable or the classes of a package.
 std::vector<std::string> completions(Interpreter& interpreter, const std::string& word);
 
 /// Is the end of `line` inside a text literal?
 bool endsInText(const std::string& line);
+/// Is the end of `line` a word behind a command, as in `run prog`, which may name a file?
+bool endsInCommandWord(const std::string& line);
 
-/// What can complete `word`, the end of a text literal that is an argument of a call: behind the name of a
-/// property with enumerated values these, else the properties of the class that the function makes or `set` is
-/// to change. `before` is the line up to the word.
+/// What can complete `word`, the end of a text literal. Where that is assigned to a property with enumerated
+/// values, or stands in a call behind the name of such a property, these; else the properties of the class that
+/// the function makes or `set` is to change, and what the help of the function names. `before` is the line up
+/// to the word.
 std::vector<std::string> textCompletions(Interpreter& interpreter, const std::string& before,
                                          const std::string& word);
 

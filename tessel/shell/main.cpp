@@ -107,8 +107,9 @@ int main(int argc, char** argv) {
   CLI::App app("Runs a script of the Tessel language, a text, or, without either, an interactive session.",
                "tessel");
   app.set_version_flag("--version", "tessel " TESSEL_VERSION);
-  CLI::Option* text =
-      app.add_option("-e", options.text, "Execute TEXT instead of a script")->option_text("TEXT");
+  CLI::Option* text = app.add_option("-e", options.text, "Execute TEXT instead of a script")
+                          ->option_text("TEXT")
+                          ->multi_option_policy(CLI::MultiOptionPolicy::Join);
   app.add_flag("--no-module", options.withoutModule, "Start without the module qfcore");
   app.add_flag("-i", options.isInteractive, "Open a prompt after the program, with its variables");
   app.footer(
@@ -122,12 +123,17 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& told) {
-    return tessel::finished(app.exit(told), false);
+    if (told.get_exit_code() == 0) return tessel::finished(app.exit(told), false);
+    tessel::printError(std::string("The command line is not understood: ") + told.what() + '.');
+    return 1;
   }
   options.hasText = text->count() > 0;
   options.rest = app.remaining();
+  const bool isEndOfOptions = !options.rest.empty() && options.rest[0] == "--";
+  if (isEndOfOptions) options.rest.erase(options.rest.begin());
   // What the parser does not know counts as the script; an option it does not know is a mistake.
-  if (!options.hasText && !options.rest.empty() && options.rest[0].starts_with("-") && options.rest[0] != "-") {
+  if (!options.hasText && !isEndOfOptions && !options.rest.empty() && options.rest[0].starts_with("-") &&
+      options.rest[0] != "-") {
     const std::vector<std::string> known{"-e", "-i", "--no-module", "--version", "--help"};
     tessel::printError("The option '" + options.rest[0] + "' is not known." +
                        tessel::suggestion(options.rest[0], known));

@@ -113,10 +113,12 @@ bool tryToRun(Interpreter& interpreter, const std::string& text, History& histor
   return true;
 }
 
-/// What ends a word for completion; inside a text its beginning alone, so that names of files are whole.
+/// What ends a word for completion; inside a text its beginning alone, and behind a command blanks, so that
+/// names of files are whole.
 char* breakCharacters() {
-  static char usual[] = " \t\n()[]{},;:=+-*/\\^<>~&|@'\"", insideText[] = "'\"";
-  return endsInText({rl_line_buffer, static_cast<std::size_t>(rl_point)}) ? insideText : usual;
+  static char usual[] = " \t\n()[]{},;:=+-*/\\^<>~&|@'\"", insideText[] = "'\"", blanks[] = " \t\n";
+  const std::string line(rl_line_buffer, static_cast<std::size_t>(rl_point));
+  return endsInText(line) ? insideText : endsInCommandWord(line) ? blanks : usual;
 }
 
 std::vector<std::string> candidates;
@@ -127,14 +129,15 @@ char* nextCompletion(const char*, int state) {
   return next < candidates.size() ? strdup(candidates[next++].c_str()) : nullptr;
 }
 
-/// Inside a text the values or names that its call takes, or else names of files.
+/// Inside a text the values or names that its call takes, or else names of files, as behind a command.
 char** complete(const char* word, int start, int) {
   rl_completion_append_character = '\0';
   const std::string before(rl_line_buffer, static_cast<std::size_t>(start));
   const bool isText = endsInText(before);
   candidates =
       isText ? textCompletions(*promptInterpreter, before, word) : completions(*promptInterpreter, word);
-  rl_attempted_completion_over = isText && candidates.empty() ? 0 : 1;
+  const bool mayBeFile = isText || endsInCommandWord(before + word);
+  rl_attempted_completion_over = mayBeFile && candidates.empty() ? 0 : 1;
   return candidates.empty() ? nullptr : rl_completion_matches(word, nextCompletion);
 }
 

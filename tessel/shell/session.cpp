@@ -4,9 +4,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
+#include <system_error>
 
 #include <fmt/format.h>
 #include "tessel/language/files.h"
+#include "tessel/language/function_files.h"
 #include "tessel/pictures/gnuplot.h"
 #include "tessel/runtime/terminal.h"
 
@@ -116,10 +119,17 @@ bool runProgram(Interpreter& interpreter, std::string_view source, const std::st
 }
 
 std::optional<std::string> readProgram(const std::string& file) {
+  std::error_code unread;
+  if (std::filesystem::is_directory(file, unread)) {
+    printError(fmt::format("'{}' is a folder, not a program.", file));
+    return std::nullopt;
+  }
   try {
     return readFile(file);
   } catch (const HostError& error) {
-    printError(error.what());
+    const std::string whole = file + kProgramEnding;
+    const bool lacksEnding = std::filesystem::exists(whole, unread);
+    printError(error.what() + (lacksEnding ? fmt::format(" Did you mean '{}'?", whole) : ""));
   }
   return std::nullopt;
 }

@@ -25,7 +25,7 @@ TEST(Parser, ErrorsNameTheirPlace) {
       {"a = [1 2\n3 4", 1, 5, true},
       {"a = [1 2)", 1, 9, false},
       {"f(1, 2\n)", 1, 7, false},
-      {"f(1,", 1, 5, true},
+      {"f(1,", 1, 2, true},
       {"x = 'abc\ny", 1, 5, false},
       {"x = 3 $ 4", 1, 7, false},
       {"for k = 1:3\n  x\n", 1, 1, true},

@@ -70,6 +70,7 @@ TEST_F(Shell, RunsAndReports) {
       "function f(x)\n  y = x;\n  error('an:id', 'two\\nlines')\nend\ndisp('before')\n\nf(1)\ndisp('after')\n");
   write("syntax.tsl", "disp('never')\nx = (1\n");
   write("empty.tsl", "");
+  write("open.tsl", "a = [1 2\n3 4\nb = 5;\n");
   fs::create_directory(folder_ / "folder.tsl");
   const Case cases[] = {
       {"good.tsl", "", {"good\n     0\n", "", 0}},
@@ -87,8 +88,25 @@ TEST_F(Shell, RunsAndReports) {
         "Error: ')' is missing: the '(' in line 2, column 5 is open. (syntax.tsl:2:7)\n  x = (1\n        ^\n",
         1}},
       {"missing.tsl", "", {"", "Error: Cannot open file 'missing.tsl'.\n", 1}},
-      {"folder.tsl", "", {"", "Error: Cannot read file 'folder.tsl'.\n", 1}},
+      {"folder.tsl", "", {"", "Error: 'folder.tsl' is a folder, not a program.\n", 1}},
+      {"good", "", {"", "Error: Cannot open file 'good'. Did you mean 'good.tsl'?\n", 1}},
+      {"open.tsl",
+       "",
+       {"", "Error: Unexpected '=': the '[' in line 1, column 5 is open. (open.tsl:3:3)\n  b = 5;\n    ^\n",
+        1}},
       {"--nosuch", "", {"", "Error: The option '--nosuch' is not known.\n", 1}},
+      {"-e", "", {"", "Error: The command line is not understood: -e: 1 required TEXT missing.\n", 1}},
+      {"-e \"x = 2;\" -e \"disp(x)\"", "", {"     2\n", "", 0}},
+      {"-- good.tsl one", "", {"good\n     1\n", "", 0}},
+      {"-e \"x = 1; x++\"",
+       "",
+       {"", "Error: There is no operator '++': write += 1. (-e:1:9)\n  x = 1; x++\n          ^\n", 1}},
+      {"-e \"pause, disp(max(1, 2, 3, 4))\"",
+       "",
+       {"",
+        "Error: Too many input arguments: 'max' takes 3 at most. (-e:1:13)\n  pause, disp(max(1, 2, 3, 4))\n"
+        "              ^\n",
+        1}},
       {"-e \"disp(3), error('boom')\"",
        "",
        {"     3\n", "Error: boom (-e:1:10)\n  disp(3), error('boom')\n           ^\n", 1}},
@@ -215,6 +233,40 @@ TEST_F(Shell, InterruptEndsAProgram) {
   const Result result = runCommand(kShell + "-e 'disp(1), pause(100)' & sleep 1; kill -INT $!; wait $!");
   EXPECT_EQ(result.status, 130);
   EXPECT_EQ(result.output, "     1\n");
+}
+
+TEST_F(Shell, TabulatorCompletes) {
+  write("zero program.tsl", "");
+  write("zero.tsl", "");
+  fs::current_path(folder_);
+  Terminal terminal;
+  ASSERT_TRUE(terminal.await(">> "));
+  terminal.type("a = fi(1); s.one.two = 1;\n");
+  for (const auto& [typed, completed] : {std::pair{"a.WordL\t", "ength"},
+                                         {"a.RoundMode = 'conv\t", "ergent"},
+                                         {"fi(1, 'OverflowMode', 'sat\t", "urate"},
+                                         {"fipref('Log\t", "gingMode"},
+                                         {"plot(1, 'LineW\t", "idth"},
+                                         {"a.numerictype.SlopeA\t", "djustmentFactor"},
+                                         {"s.one.t\t", "wo"},
+                                         {"source zero.\t", "tsl"},
+                                         {"fileread('zero p\t", "rogram.tsl"},
+                                         {"leadings\t", "igns"}}) {
+    ASSERT_TRUE(terminal.await(">> ")) << typed;
+    terminal.type(typed);
+    EXPECT_TRUE(terminal.await(completed)) << typed;
+    terminal.type("\x15\n");
+  }
+  fs::current_path("/");
+}
+
+TEST_F(Shell, PauseWaitsForEnter) {
+  Terminal terminal;
+  ASSERT_TRUE(terminal.await(">> "));
+  terminal.type("disp(7 * 11111), pause, disp(7 * 22222)\n");
+  ASSERT_TRUE(terminal.await("77777"));
+  terminal.type("\n");
+  EXPECT_TRUE(terminal.await("155554"));
 }
 
 /// The prompt needs a terminal, which `script` gives.

@@ -7,7 +7,7 @@
 #include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
 #include "tessel/pictures/figure.h"
-#include "tessel/pictures/gnuplot_script.h"
+#include "tessel/pictures/legend_place.h"
 
 namespace tessel {
 namespace {
@@ -176,7 +176,7 @@ Arrays callLegend(Arrays& in, int) {
     else if (labels.empty() && label.empty())
       label = fmt::format("line {}", i + 1);
   }
-  axes.legendPlace = place.value_or(axes.legendPlace.value_or("northeast"));
+  axes.legendPlace = place.value_or(axes.legendPlace.value_or("best"));
   return {};
 }
 
@@ -225,8 +225,9 @@ void registerAxesBuiltins() {
       {"legend", callLegend, 0, -1, 0,
        "legend(label, ...), legend(cell), legend(..., 'Location', place), legend show, legend off: names the "
        "lines.\n"
-       "Places: 'northeast' and other corners and sides, 'northeastoutside', 'eastoutside', 'southoutside', "
-       "'northoutside', 'best'."},
+       "Places: 'best', inside where it covers the least of the lines, unless another is given; 'northeast' "
+       "and "
+       "other corners and sides; 'northeastoutside', 'eastoutside', 'southoutside', 'northoutside'."},
       {"subplot", callSubplot, 3, 3, 0,
        "subplot(m, n, p): parts the figure into m rows of n axes and makes the one at position p the current "
        "one.\n"

@@ -1,6 +1,8 @@
 /// The functions that scripts can call without any module, one family a source file.
 #pragma once
 
+#include <cstddef>
+
 namespace tessel {
 
 class Interpreter;
@@ -25,6 +27,8 @@ void registerFigureBuiltins();
 
 /// Registers an example for each of all these functions.
 void registerExamples();
+/// The themes of the language, which are registered before those of modules.
+std::size_t languageThemeCount();
 
 /// Registers the functions that need the evaluator, its workspace or its call stack: `eval`, `feval`, `error`,
 /// `cellfun`, `who`, …. `interpreter` must outlive every call of them.

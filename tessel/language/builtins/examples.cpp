@@ -1,4 +1,6 @@
 // An example for every function of the language, by theme: help and the reference pages show them.
+#include <iterator>
+
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/registries.h"
 
@@ -364,5 +366,7 @@ constexpr Theme kThemes[] = {
 }  // namespace
 
 void registerExamples() { registerThemes(kThemes); }
+
+std::size_t languageThemeCount() { return std::size(kThemes); }
 
 }  // namespace tessel

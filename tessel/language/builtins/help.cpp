@@ -1,5 +1,7 @@
 // What is told about functions, classes, members, operators and words of the language.
 #include <algorithm>
+#include <iterator>
+#include <sstream>
 
 #include <fmt/format.h>
 #include "tessel/console.h"
@@ -9,6 +11,7 @@
 #include "tessel/language/operators.h"
 #include "tessel/objects.h"
 #include "tessel/registries.h"
+#include "tessel/runtime/dispatch.h"
 #include "tessel/runtime/terminal.h"
 
 namespace tessel {
@@ -32,6 +35,16 @@ constexpr std::pair<std::string_view, const char*> kWords[] = {
     {"catch", "See try."},
     {"function", "function [r, s] = name(a, b), ... end: a function; varargin and varargout take any number."},
     {"return", "Leaves the function, or the program."},
+    {":", "a:b, a:step:b: a range; as a subscript all positions."},
+    {"=",
+     "x = VALUE, x(k) = VALUE, s.f = VALUE, [x, y] = CALL: gives variables values; +=, -=, *=, /= change "
+     "them."},
+    {"%", "% and # begin a comment; %{ and %} on lines of their own enclose one."},
+    {"#", "See %."},
+    {"...", "Continues a line in the next one."},
+    {"@", "@name, @(x) EXPRESSION: a handle of a function."},
+    {"[]", "[a, b; c, d]: arrays joined; [] is the empty matrix. See horzcat, vertcat."},
+    {"{}", "{a, b; c, d}: a cell array; c{k}: what the cell k holds."},
 };
 
 std::string withExample(const std::string& help, const char* example) {
@@ -39,6 +52,23 @@ std::string withExample(const std::string& help, const char* example) {
 }
 
 std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+
+/// Lines that are longer than the screen is wide, broken between words. Lists and programs, which are indented,
+/// stay as they are.
+std::string wrapped(const std::string& text) {
+  const std::size_t width = lineWidth();
+  std::istringstream lines(text);
+  std::string result;
+  for (std::string line; std::getline(lines, line); result += line + '\n') {
+    while (line.size() > width && !line.starts_with("  ")) {
+      const std::size_t blank = line.rfind(' ', width);
+      if (blank == std::string::npos) break;
+      result += line.substr(0, blank) + '\n';
+      line.erase(0, blank + 1);
+    }
+  }
+  return result;
+}
 
 /// A line of a list, cut where the screen ends.
 std::string summaryLine(std::string text) {
@@ -80,6 +110,58 @@ std::string helpOfMember(const std::string& name) {
   if (const PropertyInfo* property = hostClass->findProperty(member)) return helpOfProperty(*property);
   const MethodInfo* method = hostClass->findMethod(member);
   return method ? withExample(method->function.help, hostClass->findExample(member)) : std::string();
+}
+
+/// What stands at the properties of all classes that `isMeant` chooses; alike texts once.
+template <class Predicate>
+std::string helpOfProperties(const Predicate& isMeant) {
+  std::vector<std::pair<std::string, std::string>> told;  // what is told, and whom of
+  for (const HostClass* hostClass : allClasses()) {
+    for (const PropertyInfo* property : hostClass->properties()) {
+      if (property->hidden || !isMeant(*property)) continue;
+      const std::string name = hostClass->name() + '.' + property->name, text = helpOfProperty(*property);
+      const auto same = std::ranges::find(told, text, &std::pair<std::string, std::string>::first);
+      if (same == told.end())
+        told.emplace_back(text, name);
+      else
+        same->second += ", " + name;
+    }
+  }
+  std::string all;
+  for (const auto& [text, names] : told)
+    all += (all.empty() ? "" : "\n") + fmt::format("{}: {}\n", names, text);
+  return all;
+}
+
+std::string helpOfPropertyName(const std::string& name) {
+  return helpOfProperties([&](const PropertyInfo& property) { return property.name == name; });
+}
+
+/// The properties that take a text as one of their values.
+std::string helpOfValue(const std::string& value) {
+  const std::string text = helpOfProperties([&](const PropertyInfo& property) {
+    const EnumeratedType* type = findEnumeratedType(property.type);
+    return type && type->find(value);
+  });
+  return text.empty() ? "" : fmt::format("'{}' is a value of\n{}", value, text);
+}
+
+/// All names that there is help for, but operators.
+std::vector<std::string> namesWithHelp() {
+  std::vector<std::string> names = functionNames();
+  for (const auto& word : kWords) names.emplace_back(word.first);
+  for (const HostClass* hostClass : allClasses()) {
+    names.push_back(hostClass->name());
+    for (const PropertyInfo* property : hostClass->properties()) {
+      if (property->hidden) continue;
+      names.push_back(property->name);
+      const EnumeratedType* type = findEnumeratedType(property->type);
+      if (type)
+        std::ranges::transform(type->values, std::back_inserter(names),
+                               [](const auto& row) { return row.first; });
+    }
+  }
+  return names;
 }
 
 /// The comment in a line, without its sign; nothing where the line is no comment.
@@ -139,25 +221,33 @@ std::string helpOf(const Interpreter& interpreter, const std::string& name) {
   if (function && hostClass) return told + "\n" + helpOfClass(*hostClass);
   if (function) return told;
   if (hostClass) return helpOfClass(*hostClass);
-  const std::string member = helpOfMember(name);
-  return member.empty() ? helpOfWord(name) : member;
+  std::string text = helpOfMember(name);
+  for (const auto& other : {helpOfWord, helpOfPropertyName, helpOfValue})
+    if (text.empty()) text = other(name);
+  return text;
 }
 
 std::string helpOfEverything() {
-  std::string text;
-  const auto tell = [&](const std::string& name) {
-    text += summaryLine(fmt::format("  {:<20} {}", name, firstLine(findFunction(name)->help)));
+  const auto line = [](const std::string& name) {
+    return summaryLine(fmt::format("  {:<20} {}", name, firstLine(findFunction(name)->help)));
   };
-  for (const Theme& theme : themes()) {
+  std::string text =
+      "help NAME explains a function, a class (help fi), a member (help fi.plus), a property (help RoundMode), "
+      "a value "
+      "of one (help saturate), an operator (help .*) or a word of the language (help for).\n";
+  // What modules have added is what the host is there for.
+  std::vector<Theme> inOrder = themes();
+  std::ranges::rotate(inOrder, inOrder.begin() + static_cast<std::ptrdiff_t>(languageThemeCount()));
+  for (const Theme& theme : inOrder) {
     if (!findFunction(theme.examples[0].name)) continue;  // methods
     text += fmt::format("{}\n", theme.title);
     for (const Example& example : theme.examples)
-      if (findFunction(example.name)) tell(example.name);
+      if (findFunction(example.name)) text += line(example.name);
   }
-  text += "Others\n";
+  std::string others;
   for (const std::string& name : functionNames())
-    if (!findExample(name)) tell(name);
-  return text;
+    if (!findExample(name)) others += line(name);
+  return others.empty() ? text : text + "Others\n" + others;
 }
 
 Arrays help(const Interpreter& interpreter, const Arrays& inputs, int outputCount) {
@@ -165,11 +255,10 @@ Arrays help(const Interpreter& interpreter, const Arrays& inputs, int outputCoun
   std::string text = inputs.empty() ? helpOfEverything() : helpOf(interpreter, name);
   if (text.empty()) {
     raiseError("Tessel:noHelp",
-               fmt::format("There is no help for '{}'.{}", name, suggestion(name, functionNames())));
+               fmt::format("There is no help for '{}'.{}", name, suggestion(name, namesWithHelp())));
   }
   if (outputCount > 0) return {HostArray::text(text)};
-  if (!text.ends_with('\n')) text += '\n';
-  printPaged(text);
+  printPaged(wrapped(text));
   return {};
 }
 
@@ -180,8 +269,9 @@ void registerHelpBuiltins(Interpreter& interpreter) {
   registerAll({
       {"help", [i](Arrays& inputs, int n) { return help(*i, inputs, n); }, 0, 1, 1,
        "help, help NAME, help(name): describes the functions, or one function, class (fi), property or method\n"
-       "(fi.RoundMode, fi.plus), operator (help +), word of the language, or function of the program by its "
-       "comment."},
+       "(RoundMode, fi.plus), value of a property (saturate), operator (help +), word of the language, or "
+       "function\n"
+       "of the program by its comment."},
   });
 }
 

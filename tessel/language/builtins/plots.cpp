@@ -191,7 +191,7 @@ void addLines(std::vector<Line> lines, bool isLogX, bool isLogY) {
   axes.x.isLogarithmic = axes.x.isLogarithmic || isLogX;
   axes.y.isLogarithmic = axes.y.isLogarithmic || isLogY;
   for (Line& line : lines) {
-    if (!line.label.empty() && !axes.legendPlace) axes.legendPlace = "northeast";
+    if (!line.label.empty() && !axes.legendPlace) axes.legendPlace = "best";
     axes.lines.push_back(std::move(line));
   }
   figure.noteChange();

@@ -1,4 +1,7 @@
 // Clocks.
+#include <poll.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <ctime>
 #include <thread>
@@ -82,7 +85,22 @@ Arrays callCputime(Arrays&, int) {
   return {HostArray::scalar(static_cast<double>(std::clock()) / CLOCKS_PER_SEC)};
 }
 
+/// Until there is a line on the terminal; programs that nobody sits at go on.
+void awaitEnter() {
+  pollfd input{STDIN_FILENO, POLLIN, 0};
+  constexpr int kSliceMilliseconds = 50;
+  if (isatty(STDIN_FILENO) == 0) return;
+  while (poll(&input, 1, kSliceMilliseconds) <= 0) raiseIfInterrupted();
+  for (char c = 0; c != '\n';)
+    if (read(STDIN_FILENO, &c, 1) != 1) return;
+}
+
 Arrays callPause(Arrays& in, int) {
+  if (in.empty()) {
+    showFigures();
+    awaitEnter();
+    return {};
+  }
   const double seconds = numberArgument("pause", in[0]);
   if (!(seconds >= 0 && seconds <= 1e6))
     raiseInvalidArgument("pause", "the time must be from 0 to 1e6 seconds.");
@@ -107,7 +125,7 @@ void registerTimingBuiltins() {
       {"date", callDate, 0, 0, 1, "date: the local date as text."},
       {"now", callNow, 0, 0, 1, "now: the local time in days."},
       {"cputime", callCputime, 0, 0, 1, "cputime: the seconds of processor time that the program has used."},
-      {"pause", callPause, 1, 1, 0, "pause(s): waits for s seconds."},
+      {"pause", callPause, 0, 1, 0, "pause(s), pause: waits for s seconds, or until the Enter key is pressed."},
   });
 }
 

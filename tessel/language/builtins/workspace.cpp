@@ -96,7 +96,9 @@ bool isVariableName(const HostArray& input) {
 Arrays feature(const Arrays& inputs, int outputCount) {
   const std::string name = textArgument("feature", inputs[0]);
   const FeatureSetter setter = findFeature(name);
-  if (!setter) raiseError("Tessel:noSuchFeature", fmt::format("There is no feature switch '{}'.", name));
+  if (!setter)
+    raiseError("Tessel:noSuchFeature",
+               fmt::format("There is no feature switch '{}'.{}", name, suggestion(name, featureNames())));
   Arrays outputs(std::max(outputCount, 1));
   setter(outputCount, outputs.data(), static_cast<int>(inputs.size()) - 1, inputs.data() + 1);
   const bool isOnlySet = inputs.size() > 1 && outputCount == 0;
