@@ -56,8 +56,9 @@ docs: setup-test build python
 	$(release)/bin/reference docs/reference
 	/usr/bin/python3 tests/docs/documents.py --renew $(release) *.md docs/*.md docs/*/*.md examples/*/*.md
 
-# Debian packages, in build/package.
+# Debian packages, in build/package. `maintainer` says who answers for them.
 package: setup-package $(release)/build.ninja
+	$(if $(maintainer),cmake --preset release -DQFCORE_MAINTAINER='$(maintainer)')
 	cmake --build --preset release --target tessel tessel_runtime qfcore python package_files
 	cd $(release) && cpack -G DEB -B $(CURDIR)/build/package
 	rm -rf build/package/_CPack_Packages

@@ -16,6 +16,9 @@ fail() {
 
 cmake --build "$build" --target package_files python >"$folder/log" 2>&1 || { cat "$folder/log" >&2; fail "the files are not made"; }
 (cd "$build" && cpack -G DEB -B "$folder" >"$folder/log" 2>&1) || { cat "$folder/log" >&2; fail "cpack fails"; }
+if grep -q '^QFCORE_MAINTAINER.*\.invalid>' "$build/CMakeCache.txt"; then
+  grep -q "name a placeholder as their maintainer" "$folder/log" || fail "nobody is told that the maintainer is a placeholder"
+fi
 packages=("$folder"/*.deb)
 [[ ${#packages[@]} -eq 5 ]] || fail "there are ${#packages[@]} packages"
 lintian --allow-root --fail-on error "${packages[@]}" || fail "lintian found errors"

@@ -47,8 +47,18 @@ constexpr std::pair<std::string_view, const char*> kWords[] = {
     {"{}", "{a, b; c, d}: a cell array; c{k}: what the cell k holds."},
 };
 
+/// The lines of a text as one, but for those of lists, which are indented: the screen tells where they break.
+std::string flowing(std::string text) {
+  bool isList = false;
+  for (std::size_t end = text.find('\n'); end != std::string::npos; end = text.find('\n', end + 1)) {
+    const bool wasList = std::exchange(isList, text.compare(end + 1, 2, "  ") == 0);
+    if (!wasList && !isList) text[end] = ' ';
+  }
+  return text;
+}
+
 std::string withExample(const std::string& help, const char* example) {
-  return example ? help + "\n\nExample:\n  " + example + "\n" : help;
+  return flowing(help) + (example ? fmt::format("\n\nExample:\n  {}\n", example) : "");
 }
 
 std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }

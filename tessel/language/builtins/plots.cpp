@@ -211,11 +211,11 @@ FunctionInfo plotting(const char* name, LineKind kind, bool isLogX, bool isLogY,
 
 /// Counts, or shares of them, as 'Normalization' says.
 void normalize(std::string_view function, const std::string& rule, Bins& bins) {
+  if (rule != "count" && rule != "probability" && rule != "pdf")
+    raiseInvalidArgument(function, "the normalization is 'count', 'probability' or 'pdf'.");
   double total = 0;
   for (const double count : bins.counts) total += count;
   if (total == 0) return;
-  if (rule != "count" && rule != "probability" && rule != "pdf")
-    raiseInvalidArgument(function, "the normalization is 'count', 'probability' or 'pdf'.");
   for (std::size_t i = 0; i < bins.counts.size(); ++i) {
     if (rule != "count") bins.counts[i] /= total;
     if (rule == "pdf") bins.counts[i] /= bins.edges[i + 1] - bins.edges[i];
