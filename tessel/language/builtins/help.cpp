@@ -61,7 +61,12 @@ std::string withExample(const std::string& help, const char* example) {
   return flowing(help) + (example ? fmt::format("\n\nExample:\n  {}\n", example) : "");
 }
 
-std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+/// What a help says behind the calls that it begins with, on one line.
+std::string summaryOf(const std::string& help) {
+  const std::string line = flowing(help);
+  const std::size_t colon = line.find(": "), end = line.find('\n');
+  return colon < end ? line.substr(colon + 2, end - colon - 2) : line.substr(0, end);
+}
 
 /// Lines that are longer than the screen is wide, broken between words. Lists and programs, which are indented,
 /// stay as they are.
@@ -100,13 +105,12 @@ std::string helpOfClass(const HostClass& hostClass) {
   std::string text = hostClass.help() + "\n\nProperties:\n";
   for (const PropertyInfo* property : hostClass.properties()) {
     if (!property->hidden)
-      text +=
-          summaryLine(fmt::format("  {} ({}): {}", property->name, property->type, firstLine(property->help)));
+      text += summaryLine(fmt::format("  {} ({}): {}", property->name, property->type, property->help));
   }
   text += "\nMethods:\n";
   for (const MethodInfo* method : hostClass.methods()) {
     if (!method->hidden)
-      text += summaryLine(fmt::format("  {}: {}", method->function.name, firstLine(method->function.help)));
+      text += summaryLine(fmt::format("  {}: {}", method->function.name, summaryOf(method->function.help)));
   }
   return text;
 }
@@ -239,7 +243,7 @@ std::string helpOf(const Interpreter& interpreter, const std::string& name) {
 
 std::string helpOfEverything() {
   const auto line = [](const std::string& name) {
-    return summaryLine(fmt::format("  {:<20} {}", name, firstLine(findFunction(name)->help)));
+    return summaryLine(fmt::format("  {:<20} {}", name, summaryOf(findFunction(name)->help)));
   };
   std::string text =
       "help NAME explains a function, a class (help fi), a member (help fi.plus), a property (help RoundMode), "
