@@ -1,10 +1,11 @@
 /// Operators on built-in arrays.
 ///
-/// Element-wise operators expand scalars; other sizes must be equal ("Tessel:dimagree"). Logical and char
-/// operands act as double. Single wins over double. An integer class wins over double and single: the result is
-/// computed in double (exactly for the 64-bit classes), rounded to nearest with ties away from zero, and
-/// saturates; two different integer classes raise "Tessel:mixedIntegers". Operands of other classes raise
-/// "Tessel:UndefinedFunction". A complex result whose imaginary parts are all zero becomes real.
+/// Element-wise operators repeat an operand along the dimensions in which it alone has size 1; other sizes must
+/// be equal ("Tessel:dimagree"). Logical and char operands act as double. Single wins over double. An integer
+/// class wins over double and single: the result is computed in double (exactly for the 64-bit classes),
+/// rounded to nearest with ties away from zero, and saturates; two different integer classes raise
+/// "Tessel:mixedIntegers". Operands of other classes raise "Tessel:UndefinedFunction". A complex result whose
+/// imaginary parts are all zero becomes real.
 #pragma once
 
 #include <algorithm>

@@ -2,9 +2,11 @@
 
 #include "tessel/messages.h"
 #include "tessel/objects.h"
+#include "tessel/runtime/arraydata.h"
 #include "tessel/runtime/convert.h"
 #include "tessel/runtime/dispatch.h"
 #include "tessel/runtime/display.h"
+#include "tessel/runtime/positions.h"
 
 namespace tessel {
 
@@ -49,10 +51,35 @@ void raiseSizesDiffer(const HostArray& a, const HostArray& b) {
   raiseError("Tessel:dimagree", "Matrix dimensions must agree: " + sizeText(a) + " and " + sizeText(b) + ".");
 }
 
-const Dimensions& commonSize(const HostArray& a, const HostArray& b) {
-  if (a.isScalar()) return b.dims();
-  if (!b.isScalar() && a.dims() != b.dims()) raiseSizesDiffer(a, b);
-  return a.dims();
+namespace {
+
+/// `a` repeated to the size `dims` along the dimensions in which it has size 1.
+HostArray repeatedTo(const HostArray& a, const Dimensions& dims) {
+  if (a.dims() == dims) return a;
+  Dimensions extents = a.dims();
+  extents.resize(dims.size(), 1);
+  std::vector<Positions> subscripts;
+  for (std::size_t d = 0; d < dims.size(); ++d) {
+    requireMemory(dims[d], sizeof(std::size_t));
+    subscripts.push_back(extents[d] == dims[d] ? Positions::run(0, dims[d])
+                                               : Positions::of(std::vector<std::size_t>(dims[d], 0)));
+  }
+  const Positions positions = combined(subscripts, extents);
+  std::vector<std::size_t> list(positions.count);
+  for (std::size_t i = 0; i < list.size(); ++i) list[i] = positions[i];
+  return rearranged(a, list, dims);
+}
+
+}  // namespace
+
+std::optional<std::pair<HostArray, HostArray>> expandedOperands(const HostArray& a, const HostArray& b) {
+  if (a.isScalar() || b.isScalar() || a.dims() == b.dims()) return std::nullopt;
+  Dimensions dims(std::max(a.dims().size(), b.dims().size()));
+  for (std::size_t d = 0; d < dims.size(); ++d) {
+    if (a.dim(d) != b.dim(d) && a.dim(d) != 1 && b.dim(d) != 1) raiseSizesDiffer(a, b);
+    dims[d] = a.dim(d) == 1 ? b.dim(d) : a.dim(d);
+  }
+  return std::pair(repeatedTo(a, dims), repeatedTo(b, dims));
 }
 
 HostArray narrowed(HostArray a) {

@@ -10,8 +10,10 @@
 #include <cmath>
 #include <complex>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tessel/arrangement.h"
@@ -34,8 +36,13 @@ void requireReal(std::string_view function, const HostArray& argument);
 /// The class of a result of arithmetic: the integer class if there is one, else single if there is one, else
 /// double. Raises "Tessel:mixedIntegers" for two different integer classes, and refuses what is not numeric.
 ArrayClass arithmeticClass(std::string_view function, const HostArray& a, const HostArray& b);
-/// The common size of two operands, one of which may be a scalar. Raises "Tessel:dimagree".
-const Dimensions& commonSize(const HostArray& a, const HostArray& b);
+/// The common size of two operands of one size, or of which one is a scalar.
+inline const Dimensions& commonSize(const HostArray& a, const HostArray& b) {
+  return a.isScalar() ? b.dims() : a.dims();
+}
+/// Operands of different sizes, none a scalar, repeated along the dimensions in which one of them has size 1;
+/// nothing where they need not be. Raises "Tessel:dimagree" where another dimension differs.
+std::optional<std::pair<HostArray, HostArray>> expandedOperands(const HostArray& a, const HostArray& b);
 /// `a` without its imaginary parts if these are all zero.
 HostArray narrowed(HostArray a);
 
@@ -212,12 +219,15 @@ HostArray applyComplex(const HostArray& a, const HostArray& b, const Op& op, Hos
 
 [[noreturn]] void raiseComplexNotAllowed(std::string_view function);
 
-/// Applies `op` to every pair of elements, with scalar expansion; the result has class `resultClass`, the
-/// computation runs in the type of `computeClass`. Raises "Tessel:dimagree"; "Tessel:complexNotAllowed" when an
-/// operand is complex and `op` has no complex form. Imaginary parts that are all zero are dropped.
+/// Applies `op` to every pair of elements; dimensions of size 1 are repeated to the other operand's size. The
+/// result has class `resultClass`, the computation runs in the type of `computeClass`. Raises
+/// "Tessel:dimagree"; "Tessel:complexNotAllowed" when an operand is complex and `op` has no complex form.
+/// Imaginary parts that are all zero are dropped.
 template <class Op>
 HostArray elementwise(std::string_view function, const HostArray& a, const HostArray& b, const Op& op,
                       ArrayClass resultClass, ArrayClass computeClass) {
+  if (const auto operands = expandedOperands(a, b))
+    return elementwise(function, operands->first, operands->second, op, resultClass, computeClass);
   const Dimensions& dims = commonSize(a, b);
   return visitComputeType(computeClass, [&](auto zero) {
     using E = decltype(zero);

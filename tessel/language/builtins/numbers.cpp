@@ -148,6 +148,10 @@ Arrays callComplex(Arrays& in, int) {
   requireReal("complex", in[0]);
   const HostArray second = in.size() > 1 ? in[1] : HostArray::scalar(0);
   requireReal("complex", second);
+  if (auto operands = expandedOperands(in[0], second)) {
+    in = arraysOf(std::move(operands->first), std::move(operands->second));
+    return callComplex(in, 1);
+  }
   const ArrayClass resultClass = arithmeticClass("complex", in[0], second);
   const HostArray re = convertTo(in[0], resultClass), im = convertTo(second, resultClass);
   const Dimensions& dims = commonSize(re, im);
