@@ -41,6 +41,7 @@ struct Expression;
 using ExpressionPtr = std::unique_ptr<Expression>;
 using Expressions = std::vector<ExpressionPtr>;
 struct FunctionCode;
+class SharedVariable;
 
 struct Constant {
   Value value;
@@ -153,6 +154,12 @@ struct CompoundAssignment {
   bool isSilent;
   MemberName method{info->function};
 };
+/// `[c{1:2}, x, s.f] = f()`: targets that may take several values each.
+struct ListAssignment {
+  std::vector<AssignmentTarget> targets;
+  ExpressionPtr value;
+  bool isSilent;
+};
 struct Branch {
   ExpressionPtr condition;
   Block body;
@@ -183,10 +190,26 @@ struct TryStatement {
 struct BreakStatement {};
 struct ContinueStatement {};
 struct ReturnStatement {};
+/// `global a b`, `persistent a b`.
+struct Declaration {
+  struct Name {
+    std::string text;
+    int slot;
+  };
+  bool isGlobal;
+  std::vector<Name> names;
+};
+/// `a /b`, which divides where `a` is a variable, and else calls a function with the text `/b`.
+struct CommandOrExpression {
+  int slot;
+  ExpressionStatement command;
+  ExpressionStatement expression;  ///< null where the words are no expression
+};
 
 struct Statement {
   std::variant<ExpressionStatement, Assignment, IfStatement, WhileStatement, ForStatement, SwitchStatement,
-               TryStatement, BreakStatement, ContinueStatement, ReturnStatement, CompoundAssignment>
+               TryStatement, BreakStatement, ContinueStatement, ReturnStatement, CompoundAssignment,
+               Declaration, ListAssignment, CommandOrExpression>
       node;
   int line = 0;
   int lastLine = 0;
@@ -206,6 +229,8 @@ struct FunctionCode {
   Block body;
   ExpressionPtr expression;  ///< of an anonymous function, which has no body
   std::string text;          ///< of an anonymous function, as it was written
+  /// By slot; made by their declarations.
+  mutable std::unordered_map<int, std::shared_ptr<SharedVariable>> persistents;
 };
 
 }  // namespace tessel

@@ -16,6 +16,7 @@
 #include "tessel/language/function_files.h"
 #include "tessel/language/function_values.h"
 #include "tessel/language/parser.h"
+#include "tessel/language/shared_variables.h"
 #include "tessel/language/subscripts.h"
 #include "tessel/language/value.h"
 #include "tessel/messages.h"
@@ -23,36 +24,6 @@
 #include "tessel/runtime/indexpath.h"
 
 namespace tessel {
-
-/// The values of variables: one a symbol; of names that the text given to `eval` adds, last. They stand in
-/// memory of which the rest holds no values.
-class Slots {
- public:
-  Slots(std::vector<Value>& memory, std::size_t count) : memory_(&memory) { resize(count); }
-  Slots(const Slots&) = delete;
-  Slots& operator=(const Slots&) = delete;
-  ~Slots() { clear(); }
-  Value& operator[](std::size_t slot) { return first_[slot]; }
-  const Value& operator[](std::size_t slot) const { return first_[slot]; }
-  std::size_t size() const { return count_; }
-  /// Never to fewer.
-  void resize(std::size_t count) {
-    if (memory_->size() < count) memory_->resize(count);
-    first_ = memory_->data();
-    count_ = count;
-  }
-  /// Takes all values away.
-  void clear() {
-    for (Value& value : *this) value.clear();
-  }
-  Value* begin() { return first_; }
-  Value* end() { return first_ + count_; }
-
- private:
-  std::vector<Value>* memory_;
-  Value* first_ = nullptr;
-  std::size_t count_ = 0;
-};
 
 /// The variables of one call of a function, or the workspace.
 struct Frame {
@@ -63,7 +34,8 @@ struct Frame {
   std::string_view file;
   SymbolTable* symbols = nullptr;
   Slots slots;
-  int line = 0;  ///< of the statement being executed
+  std::unique_ptr<SharedLinks> shared = {};  ///< null where none is declared
+  int line = 0;                              ///< of the statement being executed
   int inputCount = 0;
   int outputCount = 0;
   Frame* caller = nullptr;
@@ -123,6 +95,15 @@ class Interpreter {
   void setVariable(const std::string& name, HostArray value) {
     assignVariable({name, frame_->symbols->slotOf(name), {}}, std::move(value), true);
   }
+  /// Forgets a variable of the innermost function, or all of them; global ones keep their values elsewhere.
+  void clearVariable(const std::string& name);
+  void clearVariables();
+  /// Forgets global variables everywhere: one, where there is one of that name, or all.
+  void clearGlobal(const std::string& name);
+  void clearGlobals();
+  /// The persistent variables of functions that are not running start anew: of one function, or of all.
+  static void clearPersistent(const FunctionCode& code);
+  void clearPersistent();
   /// A function of the file being executed, of the program, or of a file.
   const FunctionCode* findScriptFunction(const std::string& name) const;
   const FunctionCode* findScriptFunction(const NameReference& name) const;
@@ -193,6 +174,11 @@ class Interpreter {
   Flow executeNode(const BreakStatement&) { return Flow::Break; }
   Flow executeNode(const ContinueStatement&) { return Flow::Continue; }
   Flow executeNode(const ReturnStatement&) { return Flow::Return; }
+  Flow executeNode(const Declaration& node);
+  Flow executeNode(const ListAssignment& node);
+  Flow executeNode(const CommandOrExpression& node);
+  std::shared_ptr<SharedVariable> sharedVariable(const Declaration& node, const Declaration::Name& name);
+  std::vector<IndexPath> listedPaths(const AssignmentTarget& target);
   std::optional<Flow> executePass(const Block& body);
   bool matches(const HostArray& subject, const HostArray& label);
   bool isTrueArray(HostArray value);
@@ -296,6 +282,9 @@ class Interpreter {
   SymbolTable workspaceSymbols_;
   std::string workspaceFile_;
   std::vector<Value> workspaceMemory_;
+  std::unordered_map<std::string, std::shared_ptr<SharedVariable>> globals_;
+  /// Of all functions.
+  std::vector<std::weak_ptr<SharedVariable>> persistents_;
   Frame workspace_{workspaceMemory_};
   Frame* frame_ = &workspace_;
   const EndContext* endContext_ = nullptr;

@@ -69,6 +69,11 @@ Interpreter::Flow Interpreter::executeNode(const ExpressionStatement& node) {
   return Flow::Normal;
 }
 
+Interpreter::Flow Interpreter::executeNode(const CommandOrExpression& node) {
+  const bool isDivision = frame_->slots[node.slot].isDefined() && node.expression.expression;
+  return executeNode(isDivision ? node.expression : node.command);
+}
+
 Interpreter::Flow Interpreter::executeNode(const Assignment& node) {
   if (node.targets.size() == 1 && !node.targets[0].name.empty()) {
     const AssignmentTarget& target = node.targets[0];

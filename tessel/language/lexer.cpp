@@ -30,6 +30,8 @@ constexpr Spelling kKeywords[] = {
     {"catch", TokenKind::Catch},
     {"function", TokenKind::Function},
     {"return", TokenKind::Return},
+    {"global", TokenKind::Global},
+    {"persistent", TokenKind::Persistent},
 };
 
 /// A spelling that is the beginning of another stands after it.

@@ -86,7 +86,9 @@ enum class TokenKind {
   Try,
   Catch,
   Function,
-  Return
+  Return,
+  Global,
+  Persistent
 };
 
 struct Token {

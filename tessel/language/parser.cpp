@@ -66,6 +66,8 @@ class Parser : private ExpressionParser {
       case TokenKind::Break: statement.node = parseJump<BreakStatement>("break"); break;
       case TokenKind::Continue: statement.node = parseJump<ContinueStatement>("continue"); break;
       case TokenKind::Return: take(), statement.node = ReturnStatement{}; break;
+      case TokenKind::Global:
+      case TokenKind::Persistent: statement.node = parseDeclaration(); break;
       default: parseSimple(statement);
     }
     statement.lastLine = previous().line;
@@ -83,6 +85,16 @@ class Parser : private ExpressionParser {
     if (loopDepth_ == 0) failHere(fmt::format("'{}' stands outside a loop.", word));
     take();
     return {};
+  }
+
+  Declaration parseDeclaration() {
+    const Token& opening = take();
+    Declaration node{opening.kind == TokenKind::Global, {}};
+    do {
+      const std::string& name = expect(TokenKind::Name, "The name of a variable").text;
+      node.names.push_back({name, variables().slotOf(name)});
+    } while (isAt(TokenKind::Name));
+    return node;
   }
 
   /// `format long`: two words where no expression has them. The words behind the first are texts.
@@ -115,14 +127,54 @@ class Parser : private ExpressionParser {
     return make(IndexExpression{std::move(command), std::move(steps)}, 2);
   }
 
+  /// `run /there`, `run ../there`: what looks like a path behind a word and a blank.
+  bool mayBePath() const {
+    using enum TokenKind;
+    const Token& next = ahead();
+    if (!isAt(Name) || !next.spaceBefore || next.line != current().line || ahead(2).spaceBefore) return false;
+    const TokenKind second = ahead(2).kind;
+    const bool isAbove = next.kind == Dot && (second == Dot || second == DotDivide);
+    return next.kind == Divide || next.kind == DotDivide || isAbove || (next.kind == Not && second == Divide);
+  }
+
+  /// Which of both it is, only the program knows while it runs.
+  CommandOrExpression parsePath() {
+    const std::size_t start = position_;
+    const auto silenced = [&](ExpressionPtr expression) {
+      return ExpressionStatement{std::move(expression), isAt(TokenKind::Semicolon)};
+    };
+    CommandOrExpression node{variables().slotOf(current().text), {}, {}};
+    try {
+      node.expression = silenced(parseExpression());
+      expectSeparator();
+    } catch (const SyntaxError&) {
+      node.expression = {};
+    }
+    position_ = start;
+    node.command = silenced(parseCommand());
+    return node;
+  }
+
   void parseSimple(Statement& statement) {
+    if (mayBePath()) {
+      statement.node = parsePath();
+      return;
+    }
     if (isCommand()) {
       ExpressionPtr command = parseCommand();
       statement.node = ExpressionStatement{std::move(command), isAt(TokenKind::Semicolon)};
       return;
     }
     if (isAt(TokenKind::LeftBracket) && isTargetList()) {
-      statement.node = finishAssignment(parseTargetList());
+      std::vector<AssignmentTarget> targets = parseTargetList();
+      const bool isList = std::ranges::any_of(targets, [](const AssignmentTarget& target) {
+        return !target.steps.empty() && target.steps.back().kind != IndexStep::Kind::Paren;
+      });
+      Assignment node = finishAssignment(std::move(targets));
+      if (isList)
+        statement.node = ListAssignment{std::move(node.targets), std::move(node.value), node.isSilent};
+      else
+        statement.node = std::move(node);
       return;
     }
     const Token& first = current();

@@ -35,6 +35,11 @@ constexpr std::pair<std::string_view, const char*> kWords[] = {
     {"catch", "See try."},
     {"function", "function [r, s] = name(a, b), ... end: a function; varargin and varargout take any number."},
     {"return", "Leaves the function, or the program."},
+    {"global",
+     "global NAME ...: variables that all functions share which declare them; empty arrays at first."},
+    {"persistent",
+     "persistent NAME ...: variables of a function that keep their values between its calls; empty arrays at "
+     "first."},
     {":", "a:b, a:step:b: a range; as a subscript all positions."},
     {"=",
      "x = VALUE, x(k) = VALUE, s.f = VALUE, [x, y] = CALL: gives variables values; +=, -=, *=, /= change "

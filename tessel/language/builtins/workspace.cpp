@@ -69,19 +69,34 @@ Arrays whos(Interpreter& interpreter) {
   return {};
 }
 
+/// clear global, clear global NAME ...
+Arrays clearGlobals(Interpreter& interpreter, const Arrays& names) {
+  if (names.empty()) interpreter.clearGlobals();
+  for (const HostArray& name : names) interpreter.clearGlobal(textArgument("clear", name));
+  return {};
+}
+
+/// A word that asks for more than a variable of its name, where there is none.
 Arrays clear(Interpreter& interpreter, const Arrays& inputs) {
-  Frame& frame = interpreter.frame();
-  for (const HostArray& input : inputs) {
-    const std::string name = textArgument("clear", input);
-    const int slot = frame.symbols->find(name);
-    if (interpreter.findVariable(name))
-      frame.slots[slot].clear();
-    else if (name == "all")
-      return clear(interpreter, {});
+  for (std::size_t k = 0; k < inputs.size(); ++k) {
+    const std::string name = textArgument("clear", inputs[k]);
+    const bool isAll = name == "all" || name == "-all";
+    if (interpreter.findVariable(name)) {
+      interpreter.clearVariable(name);
+    } else if (isAll || name == "variables") {
+      interpreter.clearVariables();
+      if (!isAll) continue;
+      interpreter.clearGlobals();
+      interpreter.clearPersistent();
+    } else if (name == "functions") {
+      interpreter.clearPersistent();
+    } else if (name == "global" || name == "-global") {
+      return clearGlobals(interpreter, {inputs.begin() + k + 1, inputs.end()});
+    } else if (const FunctionCode* code = interpreter.findScriptFunction(name)) {
+      Interpreter::clearPersistent(*code);
+    }
   }
-  if (inputs.empty()) {
-    frame.slots.clear();
-  }
+  if (inputs.empty()) interpreter.clearVariables();
   return {};
 }
 
@@ -135,7 +150,10 @@ void registerWorkspaceBuiltins(Interpreter& interpreter) {
       {"whos", [i](Arrays&, int) { return whos(*i); }, 0, 0, 0,
        "whos: the variables with their sizes and classes."},
       {"clear", [i](Arrays& inputs, int) { return clear(*i, inputs); }, 0, -1, 0,
-       "clear(), clear(name, ...): forgets all variables, or some."},
+       "clear, clear NAME ...: forgets all variables, or some; of a function, its persistent variables.\n"
+       "clear global NAME ...: global variables, everywhere; clear global: all of them. clear functions: the "
+       "persistent\n"
+       "variables of all functions. clear all: everything. Functions that are running keep their variables."},
       {"isvarname",
        [](Arrays& inputs, int) -> Arrays { return {HostArray::logical(isVariableName(inputs[0]))}; }, 1, 1, 1,
        "t = isvarname(text): can a variable have this name?"},
