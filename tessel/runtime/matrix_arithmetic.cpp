@@ -35,6 +35,12 @@ void zgelsy_(const int* m, const int* n, const int* nrhs, Complex* a, const int*
 void zgesvd_(const char* jobu, const char* jobvt, const int* m, const int* n, Complex* a, const int* lda,
              double* s, Complex* u, const int* ldu, Complex* vt, const int* ldvt, Complex* work,
              const int* lwork, double* rwork, int* info, std::size_t, std::size_t);
+void dgeev_(const char* jobvl, const char* jobvr, const int* n, double* a, const int* lda, double* re,
+            double* im, double* vl, const int* ldvl, double* vr, const int* ldvr, double* work,
+            const int* lwork, int* info, std::size_t, std::size_t);
+void zgeev_(const char* jobvl, const char* jobvr, const int* n, Complex* a, const int* lda, Complex* values,
+            Complex* vl, const int* ldvl, Complex* vr, const int* ldvr, Complex* work, const int* lwork,
+            double* rwork, int* info, std::size_t, std::size_t);
 }
 
 namespace tessel {
@@ -321,6 +327,44 @@ std::vector<double> singularValues(const HostArray& a) {
   const int workLength = static_cast<int>(work[0].real());
   work.resize(workLength);
   call(workLength);
+  return values;
+}
+
+namespace {
+
+/// The eigenvalues of a matrix of numbers of one kind; what the library says of them.
+int eigenvaluesOf(std::vector<double> elements, int order, std::vector<Complex>& values) {
+  std::vector<double> re(values.size()), im(values.size()), work(34 * values.size());
+  const int one = 1, workLength = static_cast<int>(work.size());
+  int info = 0;
+  callLibrary<decltype(dgeev_)>("dgeev_", "N", "N", &order, elements.data(), &order, re.data(), im.data(),
+                                nullptr, &one, nullptr, &one, work.data(), &workLength, &info, 1, 1);
+  for (std::size_t k = 0; k < values.size(); ++k) values[k] = {re[k], im[k]};
+  return info;
+}
+
+int eigenvaluesOf(std::vector<Complex> elements, int order, std::vector<Complex>& values) {
+  std::vector<Complex> work(33 * values.size());
+  std::vector<double> realWork(2 * values.size());
+  const int one = 1, workLength = static_cast<int>(work.size());
+  int info = 0;
+  callLibrary<decltype(zgeev_)>("zgeev_", "N", "N", &order, elements.data(), &order, values.data(), nullptr,
+                                &one, nullptr, &one, work.data(), &workLength, realWork.data(), &info, 1, 1);
+  return info;
+}
+
+}  // namespace
+
+std::vector<Complex> eigenvalues(const HostArray& a) {
+  requireNumeric("eig", a);
+  require2D("eig", a);
+  if (a.dim(0) != a.dim(1)) raiseError("Tessel:mustBeSquare", "The matrix must be square.");
+  const int order = libraryInt(a.dim(0));
+  std::vector<Complex> values(a.dim(0));
+  if (order == 0) return values;
+  const int info = a.isComplex() ? eigenvaluesOf(matrixElements<Complex>(a), order, values)
+                                 : eigenvaluesOf(matrixElements<double>(a), order, values);
+  if (info != 0) raiseError("Tessel:noConvergence", "The eigenvalues could not be found.");
   return values;
 }
 

@@ -2,6 +2,7 @@
 /// Operands with more than two dimensions raise "Tessel:mustBe2D".
 #pragma once
 
+#include <complex>
 #include <vector>
 
 #include "tessel/array.h"
@@ -18,6 +19,9 @@ HostArray mldivide(const HostArray& a, const HostArray& b);
 HostArray mrdivide(const HostArray& a, const HostArray& b);
 /// The singular values of a matrix, the largest first; all infinite or NaN where an element is not finite.
 std::vector<double> singularValues(const HostArray& a);
+/// The eigenvalues of a square matrix of finite numbers; those of a real one in conjugate pairs. Raises
+/// "Tessel:mustBeSquare", and "Tessel:noConvergence" where the iteration does not end.
+std::vector<std::complex<double>> eigenvalues(const HostArray& a);
 /// A square matrix to an integer power; a negative power inverts. Raises "Tessel:mustBeSquare",
 /// "Tessel:mpower".
 HostArray mpower(const HostArray& a, const HostArray& b);

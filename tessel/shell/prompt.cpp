@@ -15,6 +15,7 @@
 #include <readline/history.h>
 #include <readline/readline.h>
 
+#include "tessel/language/error_place.h"
 #include "tessel/runtime/interruption.h"
 #include "tessel/shell/completion.h"
 #include "tessel/shell/session.h"

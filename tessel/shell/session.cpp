@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include <fmt/format.h>
+#include "tessel/language/error_place.h"
 #include "tessel/language/files.h"
 #include "tessel/language/function_files.h"
 #include "tessel/pictures/gnuplot.h"
@@ -33,27 +34,6 @@ std::string markedLine(std::string_view line, int column) {
   return fmt::format("  {}\n  {}^\n", line, blanksBefore(line, mark));
 }
 
-std::string placeText(const StackEntry& entry, int column) {
-  return column > 0 ? fmt::format("{}:{}:{}", entry.file, entry.line, column)
-                    : fmt::format("{}:{}", entry.file, entry.line);
-}
-
-/// The lines of a deep recursion say nothing after a few.
-constexpr std::size_t kCallsShown = 10;
-
-std::string callsText(const std::vector<StackEntry>& stack) {
-  std::string text;
-  const std::size_t shown = std::min(stack.size(), kCallsShown + 1);
-  for (std::size_t k = 1; k < shown; ++k) {
-    if (stack[k].file == kPromptFile) continue;
-    const bool isFunction = stack[k].name != stack[k].file;
-    text += fmt::format("  called from {}{}\n", placeText(stack[k], stack[k].column),
-                        isFunction ? " in " + stack[k].name : "");
-  }
-  if (shown < stack.size()) text += fmt::format("  and from {} more\n", stack.size() - shown);
-  return text;
-}
-
 }  // namespace
 
 void printError(std::string_view text, const std::string& place, std::string_view details) {
@@ -75,9 +55,8 @@ void printRunError(const Interpreter& interpreter, const ErrorRecord& error) {
   const std::size_t first = line ? line->find_first_not_of(" \t") : std::string_view::npos;
   const int column =
       entry.column > 0 || first == std::string_view::npos ? entry.column : static_cast<int>(first) + 1;
-  std::string place = placeText(entry, column);
-  if (entry.name != entry.file) place += " in " + entry.name;
-  printError(error.text, place, (line && column > 0 ? markedLine(*line, column) : "") + callsText(error.stack));
+  printError(error.text, placeText(error.stack, column),
+             (line && column > 0 ? markedLine(*line, column) : "") + callsText(error.stack));
 }
 
 bool hasShownFigures() {

@@ -10,9 +10,6 @@
 
 namespace tessel {
 
-/// What the prompt calls the text that a user types; errors there name no place.
-inline constexpr const char* kPromptFile = "prompt";
-
 /// Prints "Error: TEXT (PLACE)" and the lines `details` on standard error, after what was printed before; an
 /// empty place is left out.
 void printError(std::string_view text, const std::string& place = {}, std::string_view details = {});

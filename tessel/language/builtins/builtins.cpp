@@ -7,6 +7,10 @@ void registerBuiltins() {
   registerInspectionBuiltins();
   registerMathBuiltins();
   registerNumberBuiltins();
+  registerBitBuiltins();
+  registerLocationBuiltins();
+  registerValidationBuiltins();
+  registerSignalBuiltins();
   registerReductionBuiltins();
   registerOrderingBuiltins();
   registerConversionBuiltins();

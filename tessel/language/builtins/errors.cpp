@@ -3,6 +3,7 @@
 
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
+#include "tessel/language/error_place.h"
 #include "tessel/language/interpreter.h"
 #include "tessel/messages.h"
 
@@ -24,15 +25,15 @@ bool isIdentifier(std::string_view text) {
          std::all_of(text.begin(), text.end(), isAllowed);
 }
 
-/// Reads "text", "format, values…" or "identifier, format, values…".
-Message readMessage(std::string_view function, Arrays inputs) {
+/// Reads "text", "format, values…" or, where it may have one, "identifier, format, values…".
+Message readMessage(std::string_view function, Arrays inputs, bool mayHaveIdentifier = true) {
   Message message;
   const std::string first = textArgument(function, inputs[0]);
   if (inputs.size() == 1) {
     message.text = first;
     return message;
   }
-  if (isIdentifier(first)) {
+  if (mayHaveIdentifier && isIdentifier(first)) {
     message.identifier = first;
     inputs.erase(inputs.begin());
   }
@@ -64,6 +65,32 @@ Arrays error(Interpreter& interpreter, const Arrays& inputs) {
   const Message message = readMessage("error", inputs);
   if (message.text.empty() && message.identifier.empty()) return {};
   raiseError(message.identifier, message.text);
+}
+
+/// err = MException(identifier, format, …)
+Arrays makeError(Arrays& inputs) {
+  ErrorRecord error;
+  error.identifier = textArgument("MException", inputs[0]);
+  if (!isIdentifier(error.identifier))
+    raiseInvalidArgument("MException", "an identifier has words parted by colons, such as 'filter:order'.");
+  error.text = readMessage("MException", {inputs.begin() + 1, inputs.end()}, false).text;
+  return {Interpreter::errorValue(error)};
+}
+
+[[noreturn]] void throwError(const HostArray& value) {
+  const ErrorRecord error = readErrorValue("throw", value);
+  raiseError(error.identifier, error.text);
+}
+
+/// The lines that an error at the end of a program prints.
+Arrays getReport(const HostArray& value) {
+  const ErrorRecord error = readErrorValue("getReport", value);
+  const std::string place = placeText(error.stack, 0);
+  std::string text = "Error: " + error.text;
+  if (!place.empty()) text += " (" + place + ")";
+  text += '\n' + callsText(error.stack);
+  text.pop_back();
+  return {HostArray::text(text)};
 }
 
 Arrays warning(const Arrays& inputs) {
@@ -114,6 +141,14 @@ void registerErrorBuiltins(Interpreter& interpreter) {
        "error(text), error(format, ...), error(identifier, format, ...), error(err): raises an error."},
       {"rethrow", [i](Arrays& inputs, int) -> Arrays { i->raiseAgain(readErrorValue("rethrow", inputs[0])); },
        1, 1, 0, "rethrow(err): raises an error that 'catch err' caught once more."},
+      {"MException", [](Arrays& inputs, int) { return makeError(inputs); }, 2, -1, 1,
+       "err = MException(identifier, text), err = MException(identifier, format, ...): an error as 'catch err' "
+       "has it,\n"
+       "a structure with identifier, message and stack, for throw, rethrow, error and getReport."},
+      {"throw", [](Arrays& inputs, int) -> Arrays { throwError(inputs[0]); }, 1, 1, 0,
+       "throw(err): raises an error from here. rethrow(err) keeps the place where it arose first."},
+      {"getReport", [](Arrays& inputs, int) { return getReport(inputs[0]); }, 1, 1, 1,
+       "t = getReport(err): an error with its place and the calls that led there, as text."},
       {"lasterr", [i](Arrays& inputs, int n) { return lasterr(*i, inputs, n); }, 0, 2, 2,
        "[text, identifier] = lasterr, lasterr(text, identifier): reads or sets the last error."},
       {"warning", [](Arrays& inputs, int) { return warning(inputs); }, 1, -1, 0,

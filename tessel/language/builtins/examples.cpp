@@ -56,6 +56,8 @@ constexpr Example kShape[] = {
     {"permute", "size(permute(zeros(2, 3, 4), [3 1 2]))"},
     {"ipermute", "size(ipermute(zeros(4, 2, 3), [3 1 2]))"},
     {"squeeze", "size(squeeze(zeros(1, 1, 3)))"},
+    {"sub2ind", "sub2ind([3 4], 2, 3)"},
+    {"ind2sub", "[i, j] = ind2sub([3 4], 8)"},
     {"flip", "flip([1 2 3])"},
     {"fliplr", "fliplr([1 2; 3 4])"},
     {"flipud", "flipud([1 2; 3 4])"},
@@ -96,6 +98,8 @@ constexpr Example kQuestions[] = {
     {"isinf", "isinf([1 -Inf])"},
     {"isfinite", "isfinite([1 NaN Inf])"},
     {"isequal", "isequal([1 2], [1 2], [1 2])"},
+    {"validateattributes",
+     "try, validateattributes(-1, {'numeric'}, {'positive'}), catch err, disp(err.message), end"},
     {"isfield", "isfield(struct('a', 1), {'a', 'b'})"},
     {"fieldnames", "fieldnames(struct('a', 1, 'b', 2))"},
     {"getfield", "getfield(struct('a', 1), 'a')"},
@@ -150,11 +154,19 @@ constexpr Example kElementary[] = {
 };
 
 constexpr Example kIntegers[] = {
-    {"gcd", "gcd(12, 18)"},        {"lcm", "lcm(4, 6)"},
-    {"factorial", "factorial(5)"}, {"nchoosek", "nchoosek(5, 2)"},
-    {"isprime", "isprime(1:7)"},   {"primes", "primes(20)"},
-    {"bitand", "bitand(12, 10)"},  {"bitor", "bitor(12, 10)"},
-    {"bitxor", "bitxor(12, 10)"},  {"bitshift", "bitshift(5, [2 -1])"},
+    {"gcd", "gcd(12, 18)"},
+    {"lcm", "lcm(4, 6)"},
+    {"factorial", "factorial(5)"},
+    {"nchoosek", "nchoosek(5, 2)"},
+    {"isprime", "isprime(1:7)"},
+    {"primes", "primes(20)"},
+    {"bitand", "bitand(12, 10)"},
+    {"bitor", "bitor(12, 10)"},
+    {"bitxor", "bitxor(12, 10)"},
+    {"bitshift", "bitshift(5, [2 -1])"},
+    {"bitget", "bitget(uint8(5), 8:-1:1)"},
+    {"bitset", "bitset(int8(0), 8)"},
+    {"bitcmp", "bitcmp(uint8(5))"},
 };
 
 constexpr Example kReductions[] = {
@@ -175,6 +187,11 @@ constexpr Example kReductions[] = {
     {"all", "all([1 1; 0 1])"},
     {"nnz", "nnz([1 0 2])"},
     {"find", "find([0 3 0 5])"},
+    {"fft", "abs(fft([1 0 -1 0]))"},
+    {"ifft", "ifft(fft([1 2 3]))"},
+    {"freqz", "[h, w] = freqz([1 1] / 2, 1, 3)"},
+    {"polyval", "polyval([1 0 -2], [1 2 3])"},
+    {"roots", "roots([1 -3 2])"},
     {"sort", "[s, places] = sort([3 1 2], 'descend')"},
     {"unique", "unique([3 1 3 2])"},
     {"ismember", "ismember([1 5], [1 2 3])"},
@@ -282,6 +299,7 @@ constexpr Example kFiles[] = {
 
 constexpr Example kPrograms[] = {
     {"cellfun", "cellfun(@numel, {'a', 'bcd'})"},
+    {"structfun", "structfun(@numel, struct('a', 1, 'b', 'xy'))"},
     {"arrayfun", "arrayfun(@(k) {k}, 1:2, 'UniformOutput', false)"},
     {"feval", "feval('max', [3 7 5])"},
     {"builtin", "builtin('plus', 1, 2)"},
@@ -297,6 +315,9 @@ constexpr Example kPrograms[] = {
     {"whos", "clear all; x = int8([1 2 3]); whos"},
     {"clear", "x = 1; clear x; exist('x')"},
     {"error", "try, error('sensor:range', 'too %s', 'large'); catch err, disp(err.identifier), end"},
+    {"MException", "err = MException('filter:order', 'The order %d is odd.', 3); err.message"},
+    {"throw", "try, throw(MException('a:b', 'text')), catch err, disp(err.identifier), end"},
+    {"getReport", "getReport(MException('a:b', 'text'))"},
     {"rethrow",
      "try, try, error('a:b', 'c'); catch err, rethrow(err); end, catch again, disp(again.message), end"},
     {"lasterr", "try, error('gone'); end, lasterr"},

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <iterator>
 #include <optional>
+#include <utility>
 
 #include <fmt/format.h>
 #include "tessel/language/builtins/builtins.h"
@@ -137,6 +138,24 @@ Arrays map(Interpreter& interpreter, const std::string& name, Arrays& inputs, in
   return outputs;
 }
 
+/// structfun(f, s, …): as cellfun with the fields; results that are not uniform come as fields of these names.
+Arrays mapFields(Interpreter& interpreter, Arrays& inputs, int outputCount) {
+  const HostArray structure = inputs[1];
+  if (!structure.isStruct() || !structure.isScalar())
+    raiseInvalidArgument("structfun", "the second argument must be one structure.");
+  const std::vector<std::string> names = structure.fieldNames();
+  inputs[1] = HostArray::cell({names.size(), 1});
+  for (std::size_t k = 0; k < names.size(); ++k) inputs[1].mutableCellAt(k) = structure.fieldAt(names[k]);
+  const bool isUniform = readMapping(interpreter, "structfun", inputs).isUniform;
+  Arrays results = map(interpreter, "cellfun", inputs, outputCount);
+  if (isUniform) return results;
+  for (HostArray& result : results) {
+    const HostArray values = std::exchange(result, HostArray::structure({1, 1}, names));
+    for (std::size_t k = 0; k < names.size(); ++k) result.mutableFieldAt(names[k]) = values.cellAt(k);
+  }
+  return results;
+}
+
 }  // namespace
 
 void registerMappingBuiltins(Interpreter& interpreter) {
@@ -149,6 +168,10 @@ void registerMappingBuiltins(Interpreter& interpreter) {
       {"arrayfun", [i](Arrays& inputs, int n) { return map(*i, "arrayfun", inputs, n); }, 2, -1, -1,
        "[a, ...] = arrayfun(f, x, ...): calls f with the elements of arrays, one after the other.\n"
        "Options as in cellfun."},
+      {"structfun", [i](Arrays& inputs, int n) { return mapFields(*i, inputs, n); }, 2, -1, -1,
+       "[a, ...] = structfun(f, s): calls f with the fields of a structure, one after the other; a column of "
+       "results.\n"
+       "With 'UniformOutput', false the results are fields of the same names. 'ErrorHandler' as in cellfun."},
   });
 }
 

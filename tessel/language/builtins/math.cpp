@@ -4,6 +4,7 @@
 
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
+#include "tessel/language/decimal_rounding.h"
 #include "tessel/runtime/convert.h"
 
 namespace tessel {
@@ -43,19 +44,24 @@ FunctionInfo analytic(const char* name, F f, const char* help) {
           [](double x) { return isWithin(x) ? std::optional(F{}(x)) : std::nullopt; }};
 }
 
-/// A function of real numbers that brings integers to integers, and works on both parts of complex numbers.
+/// Applies a function of real numbers to every element, to both parts of complex ones.
 template <class F>
-FunctionInfo rounding(const char* name, F f, const char* help) {
-  const auto onParts = [f](auto x) {
+HostArray mapParts(const HostArray& a, const F& f) {
+  return mapElements(a, numericClass(a.arrayClass()), [&](auto x) {
     if constexpr (std::is_arithmetic_v<decltype(x)>)
       return f(x);
     else
       return decltype(x)(f(x.real()), f(x.imag()));
-  };
+  });
+}
+
+/// A function of real numbers that brings integers to integers, and works on both parts of complex numbers.
+template <class F>
+FunctionInfo rounding(const char* name, F f, const char* help) {
   return {name,
           [=](Arrays& in, int) {
             requireNumeric(name, in[0]);
-            return Arrays{mapElements(in[0], numericClass(in[0].arrayClass()), onParts)};
+            return Arrays{mapParts(in[0], f)};
           },
           1,
           1,
@@ -198,6 +204,36 @@ struct Modulus {
   }
 };
 
+/// round(x, n), round(x, n, 'significant')
+HostArray roundedDecimals(const Arrays& in) {
+  requireNumeric("round", in[0]);
+  const std::string kind = in.size() > 2 ? textArgument("round", in[2]) : "decimals";
+  const bool isSignificant = kind == "significant";
+  if (!isSignificant && kind != "decimals")
+    raiseInvalidArgument("round", "digits are 'decimals' or 'significant'.");
+  const double count = numberArgument("round", in[1]);
+  if (count != std::floor(count) || (isSignificant && count < 1))
+    raiseInvalidArgument("round", isSignificant ? "the number of digits is a whole number from 1 on."
+                                                : "the number of digits is a whole number.");
+  constexpr double kMost = 100'000;
+  const int digits = static_cast<int>(std::clamp(count, -kMost, kMost));
+  if (isSignificant) return mapParts(in[0], [digits](auto x) { return roundedToDigits(x, digits); });
+  return mapParts(in[0], [digits](auto x) { return roundedToPlaces(x, digits); });
+}
+
+FunctionInfo roundFunction() {
+  FunctionInfo info = rounding(
+      "round", [](auto x) { return std::round(x); },
+      "round(x), round(x, n), round(x, n, 'significant'): the nearest integers, or the nearest numbers of n "
+      "decimal places\n"
+      "(before the point for negative n) or n significant digits; ties of the exact value away from zero.");
+  info.call = [toIntegers = info.call](Arrays& in, int outputCount) {
+    return in.size() == 1 ? toIntegers(in, outputCount) : Arrays{roundedDecimals(in)};
+  };
+  info.maxInputs = 3;
+  return info;
+}
+
 Builtins partFunctions() {
   return {
       {"log2", callLog2, 1, 1, 2,
@@ -209,9 +245,7 @@ Builtins partFunctions() {
           "ceil", [](auto x) { return std::ceil(x); }, "ceil(x): the nearest integers toward infinity."),
       rounding(
           "fix", [](auto x) { return std::trunc(x); }, "fix(x): the nearest integers toward zero."),
-      rounding(
-          "round", [](auto x) { return std::round(x); },
-          "round(x): the nearest integers, ties away from zero."),
+      roundFunction(),
       numeric(
           "abs", [](auto x) { return std::abs(x); }, "abs(x): magnitudes."),
       numeric(

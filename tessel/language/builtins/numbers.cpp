@@ -1,5 +1,4 @@
 // Whole numbers, vectors and matrices.
-#include <functional>
 #include <utility>
 
 #include "tessel/language/builtins/builtins.h"
@@ -48,25 +47,6 @@ E greatestDivisor(E x, E y) {
   return x;
 }
 
-template <class E, class F>
-E onBits(E x, E y, F f) {
-  return static_cast<E>(f(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y)));
-}
-
-/// Bits that leave the class (or the 53 bits of a double) are lost.
-Arrays callBitshift(Arrays& in, int) {
-  requireWhole("bitshift", in[0]);
-  requireWhole("bitshift", in[1], true);
-  const ArrayClass resultClass = arithmeticClass("bitshift", in[0], in[1]);
-  const int bits =
-      visitElementType(resultClass, [](auto zero) { return std::numeric_limits<decltype(zero)>::digits; });
-  const auto shift = [bits](auto x, auto k) {
-    const auto shifted = std::ldexp(x, static_cast<int>(std::clamp(k, decltype(k)(-1100), decltype(k)(100))));
-    return std::fmod(std::floor(shifted), std::ldexp(decltype(x)(1), bits));
-  };
-  return {elementwise("bitshift", in[0], in[1], shift, resultClass, resultClass)};
-}
-
 Builtins wholeFunctions() {
   return {
       wholeBinary(
@@ -79,17 +59,6 @@ Builtins wholeFunctions() {
             return divisor == 0 ? divisor : std::abs(x / divisor * y);
           },
           true, "lcm(x, y): least common multiples."),
-      wholeBinary(
-          "bitand", [](auto x, auto y) { return onBits(x, y, std::bit_and<>{}); }, false,
-          "bitand(x, y): the bits that are set in both."),
-      wholeBinary(
-          "bitor", [](auto x, auto y) { return onBits(x, y, std::bit_or<>{}); }, false,
-          "bitor(x, y): the bits that are set in either."),
-      wholeBinary(
-          "bitxor", [](auto x, auto y) { return onBits(x, y, std::bit_xor<>{}); }, false,
-          "bitxor(x, y): the bits that are set in one alone."),
-      {"bitshift", callBitshift, 2, 2, 1,
-       "bitshift(x, k): x shifted left by k bits; to the right for negative k."},
   };
 }
 
