@@ -94,6 +94,7 @@ class Parser : private ExpressionParser {
       const std::string& name = expect(TokenKind::Name, "The name of a variable").text;
       node.names.push_back({name, variables().slotOf(name)});
     } while (isAt(TokenKind::Name));
+    if (isAt(TokenKind::Assign)) failHere("A declaration gives no values: assign them behind it.");
     return node;
   }
 
