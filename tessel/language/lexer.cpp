@@ -135,7 +135,12 @@ class Lexer {
     return position_ + offset < source_.size() ? source_[position_ + offset] : '\0';
   }
   bool startsWith(std::string_view text) const { return source_.substr(position_, text.size()) == text; }
-  int column(std::size_t position) const { return static_cast<int>(position - lineStart_) + 1; }
+  /// Most places are asked for in order, so that counting goes on where it has stopped.
+  int column(std::size_t position) const {
+    if (counted_ < lineStart_ || counted_ > position) counted_ = lineStart_, characters_ = 0;
+    for (; counted_ < position; ++counted_) characters_ += continuesCharacter(source_[counted_]) ? 0 : 1;
+    return characters_ + 1;
+  }
   [[noreturn]] void fail(const std::string& text, std::size_t position, bool isUnfinished = false) const {
     throw SyntaxError(text, line_, column(position), isUnfinished);
   }
@@ -370,7 +375,7 @@ class Lexer {
     }
     // All bytes of a character beyond ASCII; a byte that shows nothing by its code.
     std::size_t end = position_ + 1;
-    while (end < source_.size() && (source_[end] & 0xC0) == 0x80) ++end;
+    while (end < source_.size() && continuesCharacter(source_[end])) ++end;
     const std::string text(source_.substr(position_, end - position_));
     const auto code = static_cast<unsigned char>(text[0]);
     if (code >= ' ' && code != 0x7F) fail("Unexpected character '" + text + "'.", position_);
@@ -400,6 +405,8 @@ class Lexer {
   std::string_view source_;
   std::size_t position_ = 0;
   std::size_t lineStart_ = 0;
+  mutable std::size_t counted_ = 0;  ///< up to where the characters of this line are counted
+  mutable int characters_ = 0;
   int line_ = 1;
   bool spaceBefore_ = true;
   std::vector<Bracket> brackets_;

@@ -14,7 +14,7 @@ class SyntaxError : public HostError {
  public:
   SyntaxError(const std::string& text, int line, int column, bool isUnfinished = false)
       : HostError("Tessel:syntaxError", text), line_(line), column_(column), isUnfinished_(isUnfinished) {}
-  /// Both count from 1.
+  /// Both count from 1; columns count characters, as editors do.
   int line() const { return line_; }
   int column() const { return column_; }
   /// The text ends inside a block or a bracket, so that more lines could complete it.
@@ -122,6 +122,9 @@ struct TokenList {
 /// Splits a whole program. A quote is a transpose after a value, unless it follows white space between the
 /// elements of a matrix. Raises SyntaxError.
 TokenList tokenize(std::string_view source);
+
+/// Is this a byte of a UTF-8 character that another one begins?
+constexpr bool continuesCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 
 /// Is `text` a word of the language, such as "while"?
 bool isKeyword(std::string_view text);

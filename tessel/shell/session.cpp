@@ -18,20 +18,14 @@ namespace tessel {
 
 namespace {
 
-/// The columns up to `column` as blanks, tabulators as they are, so that what follows stands below.
-std::string blanksBefore(std::string_view line, std::size_t column) {
-  std::string blanks;
-  for (const char c : line.substr(0, column - 1)) {
-    const bool continuesCharacter = (static_cast<unsigned char>(c) & 0xC0) == 0x80;
-    if (!continuesCharacter) blanks += c == '\t' ? '\t' : ' ';
-  }
-  return blanks;
-}
-
-/// A line of a program with a caret below one of its columns.
+/// A line of a program with a caret below one of its columns, which are characters.
 std::string markedLine(std::string_view line, int column) {
-  const auto mark = std::min(static_cast<std::size_t>(column), line.size() + 1);
-  return fmt::format("  {}\n  {}^\n", line, blanksBefore(line, mark));
+  std::string blanks;  // with tabulators as they are, so that the caret stands below
+  for (const char c : line) {
+    if (!continuesCharacter(c)) blanks += c == '\t' ? '\t' : ' ';
+  }
+  blanks.resize(std::min(blanks.size(), static_cast<std::size_t>(column) - 1));
+  return fmt::format("  {}\n  {}^\n", line, blanks);
 }
 
 }  // namespace

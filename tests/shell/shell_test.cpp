@@ -135,6 +135,12 @@ TEST_F(Shell, RunsAndReports) {
         "Error: Undefined function or variable 'zerso'. Did you mean 'zeros'? (-e:2:5)\n  x = zerso(2)\n      "
         "^\n",
         1}},
+      {"-e \"x = '\u00e4\u00f6\u00fc'; nosuch\"",
+       "",
+       {"",
+        "Error: Undefined function or variable 'nosuch'. (-e:1:12)\n  x = '\u00e4\u00f6\u00fc'; nosuch\n       "
+        "      ^\n",
+        1}},
       {"-e \"y = \u201Ca\u201D\"",
        "",
        {"",

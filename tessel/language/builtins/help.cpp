@@ -188,7 +188,7 @@ std::optional<std::string> commentIn(std::optional<std::string_view> line) {
   const std::size_t sign = line ? line->find_first_not_of(" \t") : std::string_view::npos;
   if (sign == std::string_view::npos || ((*line)[sign] != '%' && (*line)[sign] != '#')) return std::nullopt;
   const std::size_t text = std::min(line->find_first_not_of("%#", sign), line->size());
-  return std::string(line->substr(text));
+  return std::string(line->substr(line->substr(text).starts_with(' ') ? text + 1 : text));
 }
 
 /// The comment of a function of the user: below its first line, or else directly above it.
