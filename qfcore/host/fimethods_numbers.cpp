@@ -302,9 +302,11 @@ const Method kMethods[] = {
     {"convergent", 1, 1, 1, rounded<kConvergent, RoundModeEnum::convergent>,
      "convergent(a): nearest integers, ties to even ones."},
     {"mod", 2, 2, 1, binaryMethod<remainderOf<kMod, RemainderSign::OfDivisor>>,
-     "mod(a, b): the remainder of a ./ b with the sign of b, exactly."},
+     "mod(a, b): the remainder of a ./ b with the sign of b, exactly: in the longer integer part and fraction "
+     "of both."},
     {"rem", 2, 2, 1, binaryMethod<remainderOf<kRem, RemainderSign::OfDividend>>,
-     "rem(a, b): the remainder of a ./ b with the sign of a, exactly."},
+     "rem(a, b): the remainder of a ./ b with the sign of a, exactly: in the longer integer part and fraction "
+     "of both."},
     {"power", 2, 2, 1, powerOf<elementPower, kPower>,
      "power(a, n), a .^ n: n - 1 products by the rule of times; n is an integer from 0 on."},
     {"mpower", 2, 2, 1, powerOf<matrixPower, kMpower>,

@@ -1,6 +1,7 @@
 #include "tessel/shell/prompt.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -152,6 +153,9 @@ void runPrompt(Interpreter& interpreter) {
   struct sigaction action {};
   action.sa_handler = onInterrupt;
   sigaction(SIGINT, &action, nullptr);
+  if (isatty(STDOUT_FILENO) == 1)
+    std::puts("tessel " TESSEL_VERSION
+              ": 'help' lists what there is, 'help fi' explains, 'exit' ends the session.");
   History history;
   std::string text;
   while (const auto line = readLine(text.empty() ? kPrompt : "   ")) {

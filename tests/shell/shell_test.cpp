@@ -217,6 +217,7 @@ class Terminal {
 
 TEST_F(Shell, InterruptEndsWhatRunsForLong) {
   Terminal terminal;
+  ASSERT_TRUE(terminal.await("'help' lists what there is"));
   ASSERT_TRUE(terminal.await(">> "));
   // As the last statement of a line: what is not interrupted itself would end with nothing said.
   for (const char* call :

@@ -131,6 +131,19 @@ std::string helpOfMember(const std::string& name) {
   return method ? withExample(method->function.help, hostClass->findExample(member)) : std::string();
 }
 
+/// The methods of that name, with an example of the first; classes that share a method tell of it once.
+std::string helpOfMethods(const std::string& name) {
+  std::string text;
+  const char* example = nullptr;
+  for (const HostClass* hostClass : allClasses()) {
+    const MethodInfo* method = hostClass->findMethod(name);
+    if (!method || method->hidden || text.find(method->function.help) != std::string::npos) continue;
+    text += fmt::format("{}.{}: {}\n", hostClass->name(), name, flowing(method->function.help));
+    if (!example) example = hostClass->findExample(name);
+  }
+  return text.empty() || !example ? text : text + fmt::format("\nExample:\n  {}\n", example);
+}
+
 /// What stands at the properties of all classes that `isMeant` chooses; alike texts once.
 template <class Predicate>
 std::string helpOfProperties(const Predicate& isMeant) {
@@ -171,6 +184,8 @@ std::vector<std::string> namesWithHelp() {
   for (const auto& word : kWords) names.emplace_back(word.first);
   for (const HostClass* hostClass : allClasses()) {
     names.push_back(hostClass->name());
+    for (const MethodInfo* method : hostClass->methods())
+      if (!method->hidden) names.push_back(method->function.name);
     for (const PropertyInfo* property : hostClass->properties()) {
       if (property->hidden) continue;
       names.push_back(property->name);
@@ -236,12 +251,11 @@ std::string helpOf(const Interpreter& interpreter, const std::string& name) {
   const FunctionInfo* function = findFunction(name);
   const HostClass* hostClass = findClass(name);
   // The function that makes the objects of a class often has the name of the class.
-  const std::string told = function ? withExample(function->help, findExample(name)) : "";
-  if (function && hostClass) return told + "\n" + helpOfClass(*hostClass);
-  if (function) return told;
-  if (hostClass) return helpOfClass(*hostClass);
-  std::string text = helpOfMember(name);
-  for (const auto& other : {helpOfWord, helpOfPropertyName, helpOfValue})
+  std::string text = function ? withExample(function->help, findExample(name)) : "";
+  const std::string more = hostClass ? helpOfClass(*hostClass) : helpOfMethods(name);
+  if (!text.empty() && !more.empty()) text += text.ends_with('\n') ? "\n" : "\n\n";
+  text += more;
+  for (const auto& other : {helpOfMember, helpOfWord, helpOfPropertyName, helpOfValue})
     if (text.empty()) text = other(name);
   return text;
 }
