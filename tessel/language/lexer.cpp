@@ -137,7 +137,8 @@ class Lexer {
   bool startsWith(std::string_view text) const { return source_.substr(position_, text.size()) == text; }
   /// Most places are asked for in order, so that counting goes on where it has stopped.
   int column(std::size_t position) const {
-    if (counted_ < lineStart_ || counted_ > position) counted_ = lineStart_, characters_ = 0;
+    if (countedFrom_ != lineStart_ || counted_ > position)
+      countedFrom_ = counted_ = lineStart_, characters_ = 0;
     for (; counted_ < position; ++counted_) characters_ += continuesCharacter(source_[counted_]) ? 0 : 1;
     return characters_ + 1;
   }
@@ -405,7 +406,7 @@ class Lexer {
   std::string_view source_;
   std::size_t position_ = 0;
   std::size_t lineStart_ = 0;
-  mutable std::size_t counted_ = 0;  ///< up to where the characters of this line are counted
+  mutable std::size_t countedFrom_ = 0, counted_ = 0;  ///< the characters of a line, from its start on
   mutable int characters_ = 0;
   int line_ = 1;
   bool spaceBefore_ = true;
