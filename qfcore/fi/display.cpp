@@ -43,7 +43,7 @@ struct Notation {
   Values values = Values::RealWorldValue;
   bool inUnits = false;  ///< of one step of the type
   bool isRounded = false;
-  int decimals = 0;
+  int decimals = 0;         ///< behind the point, at most
   bool isShortest = false;  ///< of slope-bias values: each as the shortest text that gives the same double
 
   std::string remark(const NumericType& type) const {
@@ -59,6 +59,11 @@ std::string shortestText(double value) {
   if (std::isnan(value)) return "NaN";
   if (std::isinf(value)) return value < 0 ? "-Inf" : "Inf";
   return fmt::format("{}", value + 0.0);
+}
+
+int decimalsOf(std::string_view text) {
+  const std::size_t point = text.find('.');
+  return point == std::string_view::npos ? 0 : static_cast<int>(text.size() - point) - 1;
 }
 
 bool isOnBinaryGrid(const NumericType& type) { return type.isFixed() && !type.isSlopeBias(); }
@@ -106,14 +111,30 @@ std::size_t rowWidth(const fi& array, int decimals) {
   return array.dims()[1] * (3 + (array.iscomplex() ? 2 * part + 3 : part));
 }
 
-/// Decimals that tell steps of `slope` apart, where the shortest texts of a row do not fit a line.
+/// The shortest texts where they fit a line and are little longer than it takes to tell steps of the slope
+/// apart: the digits of a slope that no double holds, such as 0.05, tell nothing.
 void chooseForSlope(Notation& notation, const fi& array) {
-  constexpr std::size_t kLongestDouble = 24;
-  const std::size_t width = array.dims()[1] * (kLongestDouble + 3) * (array.iscomplex() ? 2 : 1);
-  notation.isShortest = tessel::numberFormat() == tessel::NumberFormat::Long || width <= tessel::lineWidth();
-  notation.isRounded = !notation.isShortest;
+  constexpr int kMoreDecimals = 4;
   notation.decimals =
       std::max(static_cast<int>(std::floor(-std::log10(array.getNumericType().slope()))) + 1, 0);
+  const tessel::HostArray values = array.getDoubleHostArray();
+  std::size_t longest = 0;
+  int decimals = 0;
+  const auto measure = [&](double value) {
+    const std::string text = shortestText(value);
+    longest = std::max(longest, text.size());
+    decimals = std::max(decimals, decimalsOf(text));
+  };
+  for (std::size_t k = 0; k < values.numel(); ++k) {
+    measure(values.realAt(k));
+    if (values.isComplex()) measure(values.imagAt(k));
+  }
+  const std::size_t width = array.dims()[1] * (longest + 3) * (array.iscomplex() ? 2 : 1);
+  const bool isLong = tessel::numberFormat() == tessel::NumberFormat::Long;
+  const bool isShort = decimals <= notation.decimals + kMoreDecimals && width <= tessel::lineWidth();
+  notation.isShortest = isLong || isShort;
+  notation.isRounded = !notation.isShortest;
+  if (notation.isShortest) notation.decimals = array.isreal() ? decimals : 0;
 }
 
 Notation notationFor(const fi& array) {
@@ -148,7 +169,12 @@ std::string partText(const number& value, const NumericType& type, const Notatio
 }
 
 std::string slopedText(double value, const Notation& notation) {
-  return notation.isShortest ? shortestText(value) : fmt::format("{:.{}f}", value, notation.decimals);
+  if (!notation.isShortest) return fmt::format("{:.{}f}", value, notation.decimals);
+  const std::string text = shortestText(value);
+  const int decimals = decimalsOf(text);
+  // Points stand below each other.
+  const int missing = notation.decimals - decimals + (decimals == 0 && notation.decimals > 0 ? 1 : 0);
+  return text + std::string(static_cast<std::size_t>(std::max(missing, 0)), ' ');
 }
 
 /// The texts of one part of all elements, as wide as the widest; `textOf(k)` makes that of element k.
