@@ -167,6 +167,7 @@ fi& fiArgument(const HostArray& array) {
 
 std::optional<unsigned> dimensionArgument(const HostArray& argument) {
   const fi* x = unwrapped<fi>(argument);
+  if (!x && !argument.isNumeric() && !argument.isLogical()) return std::nullopt;
   const double dimension = x ? x->getDataHostArray().scalarValue() : argument.scalarValue();
   const bool isOne =
       dimension >= 1 && dimension <= std::numeric_limits<int>::max() && dimension == std::floor(dimension);

@@ -46,6 +46,7 @@ std::size_t countArgument(std::string_view function, const HostArray& argument) 
 }
 
 std::size_t dimensionArgument(std::string_view function, const HostArray& argument) {
+  if (argument.isChar()) raiseInvalidArgument(function, "a dimension must be a number.");
   const std::size_t dimension = countArgument(function, argument);
   if (dimension == 0) raiseInvalidArgument(function, "dimensions count from 1.");
   return dimension - 1;

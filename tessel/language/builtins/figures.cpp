@@ -81,7 +81,10 @@ void setFormat(std::string_view function, Target& target, const std::string& for
   const std::vector<std::string> formats = pictureFormats();
   if (std::find(formats.begin(), formats.end(), format) == formats.end())
     raiseInvalidArgument(
-        function, fmt::format("pictures are written as {}, not as '{}'.", fmt::join(formats, ", "), format));
+        function,
+        format.empty()
+            ? fmt::format("the name needs an ending that says the format: {}.", fmt::join(formats, ", "))
+            : fmt::format("pictures are written as {}, not as '{}'.", fmt::join(formats, ", "), format));
   target.format = format;
 }
 
