@@ -16,7 +16,6 @@
 namespace embedded {
 
 using EmbeddedTypeSystem::ScalingEnum;
-using EmbeddedTypeSystem::SignedEnum;
 using tessel::HostArray;
 
 namespace {

@@ -16,8 +16,6 @@
 
 namespace embedded {
 
-using tessel::HostArray;
-
 namespace {
 
 constexpr Message kBadStride{"numforge:fi:sort:badstride",

@@ -14,7 +14,6 @@
 namespace embedded {
 
 using tessel::ArrayClass;
-using tessel::HostArray;
 
 namespace {
 

@@ -386,7 +386,7 @@ fi cumsum(const fi& x, unsigned dimension) { return x.cumulativeSumAlong(dimensi
 
 fi mean(const fi& x, unsigned dimension) {
   const unsigned along = dimensionOf(x, dimension);
-  const NumericType type(x.getNumericType());
+  const NumericType& type = x.getNumericType();
   constexpr int kCountBits = 32;
   const NumericType counts = type.isFixedOrScaledDouble() ? NumericType(false, kCountBits, 0) : type;
   return x.sumAlong(along).over(fi(x.getDimension(along), counts, x.getFimath()), type);

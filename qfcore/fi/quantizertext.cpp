@@ -27,7 +27,7 @@ constexpr Message kInvalidElement{"numforge:quantizer:base2num:InvalidElement",
 template <class TextOf>
 HostArray textMatrix(const quantizer& q, const HostArray& values, TextOf textOf) {
   if (values.arrayClass() != tessel::ArrayClass::Double) fail<kNotDouble>();
-  const quantizer uncounted(q);
+  const quantizer uncounted(q);  // NOLINT(performance-unnecessary-copy-initialization): the copy counts, not q
   const auto partText = [&](double part) {
     number value = carrierOf(uncounted, part);
     return textOf(uncounted.quantize(value));
@@ -59,7 +59,7 @@ bool isByBlocks(const quantizer& q, const HostArray& values) {
 
 /// The same for patterns, which are all of one length, by blocks.
 HostArray patternMatrix(const quantizer& q, const HostArray& values, int base) {
-  const quantizer uncounted(q);
+  const quantizer uncounted(q);  // NOLINT(performance-unnecessary-copy-initialization): the copy counts, not q
   HostArray quantized = values;
   // A Boolean has one bit, whatever word length the quantizer keeps for other modes.
   const int bits = q.isFloatingPoint() ? q.wordLength() : q.numericType().wordLength();
@@ -105,7 +105,7 @@ HostArray num2sdec(const quantizer& q, const HostArray& values) {
 }
 
 HostArray base2num(const quantizer& q, const HostArray& text, int base) {
-  const quantizer uncounted(q);
+  const quantizer uncounted(q);  // NOLINT(performance-unnecessary-copy-initialization): the copy counts, not q
   if (hasTextByBlocks(uncounted)) {
     if (const auto table = readPatterns(text, base, uncounted)) return valuesOf(*table, uncounted);
   }

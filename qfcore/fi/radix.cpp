@@ -15,7 +15,6 @@
 
 namespace embedded {
 
-using tessel::ArrayClass;
 using tessel::HostArray;
 
 namespace {

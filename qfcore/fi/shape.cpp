@@ -13,8 +13,6 @@
 
 namespace embedded {
 
-using tessel::HostArray;
-
 namespace {
 
 constexpr Message kSizesNotDouble{"numforge:fi:reshape:siz_not_double",

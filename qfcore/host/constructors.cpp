@@ -21,7 +21,6 @@ namespace {
 
 using EmbeddedTypeSystem::DataTypeEnum;
 using EmbeddedTypeSystem::ScalingEnum;
-using EmbeddedTypeSystem::SignedEnum;
 
 constexpr Message kBadTypeSignature{"numforge:numerictype:constructor:badsignature",
                                     "NUMERICTYPE constructor signature not recognized."};
@@ -155,7 +154,7 @@ Arrays makeFimath(Arrays& inputs, int) {
     if (!setByName(FimathObjClass::properties(), math, name, value))
       failUnknown(name, FimathObjClass::properties());
   }
-  return {wrap(std::move(math))};
+  return {wrap(math)};
 }
 
 // ---------------------------------------------------------------------------------------------------------- fi

@@ -11,8 +11,6 @@ namespace embedded {
 
 using EmbeddedTypeSystem::DataTypeEnum;
 using EmbeddedTypeSystem::NumericType;
-using EmbeddedTypeSystem::ScalingEnum;
-using EmbeddedTypeSystem::SignedEnum;
 
 namespace {
 

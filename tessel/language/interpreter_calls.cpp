@@ -106,6 +106,7 @@ template <class GiveAll, class Collect>
 auto Interpreter::runAnonymous(const AnonymousFunctionValue& function, const GiveAll& giveAll, int outputCount,
                                const Collect& collect) {
   const CallDepth depth(*this);
+  // What is called may replace the function. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
   const std::shared_ptr<const FunctionCode> code = function.code();
   CallFrame frame(*this, *code, outputCount);
   for (const auto& capture : function.captures()) frame.slots[capture.slot] = capture.value;

@@ -144,10 +144,9 @@ std::string textDirective(std::string flags, bool keepPrecision) {
   const std::size_t point = keepPrecision ? std::string::npos : flags.find('.');
   flags.resize(std::min(point, flags.size()));
   std::string kept;
-  for (std::size_t i = 0; i < flags.size(); ++i) {
-    const bool isFlag =
-        flags[i] == '+' || flags[i] == ' ' || flags[i] == '#' || (flags[i] == '0' && kept.empty());
-    if (!isFlag) kept += flags[i];
+  for (const char c : flags) {
+    const bool isFlag = c == '+' || c == ' ' || c == '#' || (c == '0' && kept.empty());
+    if (!isFlag) kept += c;
   }
   return "%" + kept + "s";
 }
@@ -274,9 +273,9 @@ class Formatter {
     if (const auto* front = std::get_if<std::string>(&items_.front())) {
       const std::string text = *front;
       items_.pop_front();
-      for (auto c = text.rbegin(); c != text.rend(); ++c) {
+      for (std::size_t left = text.size(); left > 0; --left) {
         raiseIfInterrupted();
-        items_.emplace_front(static_cast<long double>(static_cast<unsigned char>(*c)));
+        items_.emplace_front(static_cast<long double>(static_cast<unsigned char>(text[left - 1])));
       }
       return !text.empty();
     }

@@ -145,7 +145,7 @@ HostArray concatenate(std::size_t dimension, const Arrays& parts) {
   std::copy_if(parts.begin(), parts.end(), std::back_inserter(kept),
                [](const auto& part) { return !isNothing(part); });
   if (kept.empty()) return {};
-  const auto model = *std::max_element(kept.begin(), kept.end(), [](const HostArray& a, const HostArray& b) {
+  auto model = *std::max_element(kept.begin(), kept.end(), [](const HostArray& a, const HostArray& b) {
     return rankOf(a.arrayClass()) < rankOf(b.arrayClass());
   });
   if (kept.size() == 1) return model;

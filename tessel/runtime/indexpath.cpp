@@ -355,7 +355,9 @@ std::optional<HostArray> directElements(const HostArray& array, IndexRanges rang
 std::optional<HostArray> directProperty(const HostArray& array, const MemberName& name) {
   if (!array.isObject() || !array.isScalar() || array.objectAt() == nullptr) return std::nullopt;
   if (findMethodOf(array, kSubsref) != nullptr && elementAccess(array) == nullptr) return std::nullopt;
-  const std::shared_ptr<HostObject> object = array.objectAt();  // a getter may assign to the variable
+  // A getter may assign to the variable that holds the array.
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+  const std::shared_ptr<HostObject> object = array.objectAt();
   const PropertyInfo* property = name.propertyOf(object->hostClass());
   return property == nullptr ? std::nullopt : std::optional(property->get(*object));
 }
@@ -401,7 +403,8 @@ void assign(HostArray& target, IndexLevels path, const HostArray& rhs) {
 }
 
 void builtinAssign(HostArray& target, IndexLevels path, const HostArray& rhs) {
-  const HostArray value = rhs;  // `rhs` may lie inside of `target`
+  // `rhs` may lie inside of `target`.
+  const HostArray value = rhs;  // NOLINT(performance-unnecessary-copy-initialization)
   if (path.empty()) {
     target = value;
     return;

@@ -39,7 +39,7 @@ std::vector<fs::path> ownFolders() {
 /// Where libraries are shipped without the name that programs are linked by, the one with a version is the only
 /// one.
 std::string fileOf(const std::string& name) {
-  const std::string fileName = "lib" + name + ".so";
+  std::string fileName = "lib" + name + ".so";
   for (const fs::path& folder : ownFolders()) {
     std::error_code ignored;
     if (fs::exists(folder / fileName, ignored)) return (folder / fileName).string();

@@ -136,7 +136,8 @@ Arrays callReshape(Arrays& in, int) {
   if (open > sizes.size()) raiseInvalidArgument("reshape", "one size at most can be left open.");
   if (open > 0) {
     const bool divides = known != 0 && in[0].numel() % known == 0;
-    sizes[open - 1] = HostArray::scalar(divides ? static_cast<double>(in[0].numel() / known) : 0);
+    const std::size_t rest = divides ? in[0].numel() / known : 0;
+    sizes[open - 1] = HostArray::scalar(static_cast<double>(rest));
   }
   if (sizes.size() == 1 && sizes[0].isScalar()) raiseInvalidArgument("reshape", "two sizes are needed.");
   const Dimensions dims = sizeArguments("reshape", sizes, 0);

@@ -66,9 +66,10 @@ Arrays callFind(Arrays& in, int outputCount) {
                                                        : Dimensions{wanted, 1};
   std::vector<double> linear, rows, columns;
   for (std::size_t p : positions) {
+    const std::size_t row = p % a.dim(0), column = p / a.dim(0);
     linear.push_back(static_cast<double>(p + 1));
-    rows.push_back(static_cast<double>(p % a.dim(0) + 1));
-    columns.push_back(static_cast<double>(p / a.dim(0) + 1));
+    rows.push_back(static_cast<double>(row + 1));
+    columns.push_back(static_cast<double>(column + 1));
   }
   if (outputCount <= 1) return {doubles(linear, dims)};
   return {doubles(rows, dims), doubles(columns, dims), rearranged(a, positions, dims)};

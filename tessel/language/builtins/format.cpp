@@ -136,9 +136,12 @@ std::string matrixLiteral(const std::vector<std::string>& texts, const Dimension
   if (texts.empty()) return fmt::format("zeros({},{})", dims[0], dims[1]);
   if (texts.size() == 1) return texts[0];
   std::string out = "[";
-  for (std::size_t row = 0; row < dims[0]; ++row)
-    for (std::size_t column = 0; column < dims[1]; ++column)
-      out += (column > 0 ? " " : row > 0 ? ";" : "") + texts[column * dims[0] + row];
+  for (std::size_t row = 0; row < dims[0]; ++row) {
+    for (std::size_t column = 0; column < dims[1]; ++column) {
+      out += column > 0 ? " " : row > 0 ? ";" : "";
+      out += texts[column * dims[0] + row];
+    }
+  }
   return out + "]";
 }
 

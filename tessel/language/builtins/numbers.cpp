@@ -155,7 +155,7 @@ Arrays callCross(Arrays& in, int) {
   if (in[0].numel() != 3 || in[1].numel() != 3)
     raiseInvalidArgument("cross", "vectors of three elements are needed.");
   in[1].reshape(in[0].dims());
-  const auto turned = [](const HostArray& a, std::vector<std::size_t> order) {
+  const auto turned = [](const HostArray& a, const std::vector<std::size_t>& order) {
     return rearranged(a, order, a.dims());
   };
   return {minus(times(turned(in[0], {1, 2, 0}), turned(in[1], {2, 0, 1})),
