@@ -1,5 +1,7 @@
 #include "qfcore/fi/positionmap.h"
 
+#include "tessel/threadend.h"
+
 namespace embedded {
 
 using tessel::HostArray;
@@ -17,19 +19,20 @@ HostArray stepMap(const fi::Shape& dims, double first, double step) {
   return map;
 }
 
+/// Loops over parts of one large array would otherwise spend their time on its map.
+struct KeptMap {
+  HostArray map;
+  fi::Shape dims{0, 0};
+};
+
 }  // namespace
 
 HostArray positionMap(const fi::Shape& dims, double first) {
   if (first != 0) return stepMap(dims, first + 1, 1);
-  // Loops over parts of one large array would otherwise spend their time on its map.
-  static thread_local HostArray kept;
-  static thread_local fi::Shape keptDims{0, 0};
-  if (dims == keptDims) return kept;
+  KeptMap& kept = tessel::ownObject<KeptMap>();
+  if (dims == kept.dims) return kept.map;
   HostArray map = stepMap(dims, 1, 1);
-  if (map.numel() <= kMaxKeptMap) {
-    kept = map;
-    keptDims = dims;
-  }
+  if (map.numel() <= kMaxKeptMap) kept = {map, dims};
   return map;
 }
 

@@ -9,11 +9,19 @@
 
 namespace embedded {
 
+namespace {
+
+/// Asked for while the module is loaded: whoever asked first and met no memory would leave the library waiting
+/// for the answer for ever.
+const int processors = tbb::info::default_concurrency();
+
+}  // namespace
+
 struct ThreadPool::Threads {
   explicit Threads(unsigned count) : arena(static_cast<int>(count)) {
     // More threads than processors must be asked for; fewer are the arena's own affair, and no limit for what
     // the program does with the library besides.
-    if (static_cast<int>(count) > tbb::info::default_concurrency())
+    if (static_cast<int>(count) > processors)
       raised.emplace(tbb::global_control::max_allowed_parallelism, count);
   }
 

@@ -16,8 +16,6 @@ namespace embedded {
 
 namespace {
 
-[[maybe_unused]] const bool emptied = FreeList<doublenumber>::emptyAtThreadEnd();
-
 double storedInteger(const unsigned* words, int wordCount, bool isSigned, int wordLength) {
   double stored = 0;
   for (int i = wordCount - 1; i >= 0; --i) stored = stored * 4294967296.0 + words[i];

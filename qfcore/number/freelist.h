@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <new>
 
+#include "tessel/threadend.h"
+
 namespace embedded {
 
 /// Keeps up to `kKept` freed blocks a thread for the next object. A scalar `number` is made and dropped for
@@ -21,17 +23,10 @@ class FreeList {
     return block;
   }
 
-  /// Has this thread's blocks freed at its end. The C library ends the process where it has no memory to note
-  /// that, so the thread that loads the module asks for it at once.
-  static bool emptyAtThreadEnd() noexcept {
-    list_.emptiedAtThreadEnd = &emptier_;
-    return true;
-  }
-
   static void give(void* freed) noexcept {
     List& list = list_;
-    if (list.count == kKept) return ::operator delete(freed);
-    if (!list.emptiedAtThreadEnd) emptyAtThreadEnd();
+    if (list.count == kKept || (!list.atThreadEnd.act && !tessel::noteThreadEnd(list.atThreadEnd, empty)))
+      return ::operator delete(freed);
     list.first = new (freed) Block{list.first};
     ++list.count;
   }
@@ -48,19 +43,16 @@ class FreeList {
   struct List {
     Block* first;
     unsigned count;
-    void* emptiedAtThreadEnd;
+    tessel::ThreadEnd atThreadEnd;
   };
-  struct Emptier {
-    ~Emptier() {
-      while (list_.first) ::operator delete(take());
-      list_.count = kKept;  // what is freed later, by objects with static life, is not kept
-    }
-  };
+  static void empty() {
+    while (list_.first) ::operator delete(take());
+    list_.count = kKept;  // what the thread frees later is not kept
+  }
   static constexpr std::size_t kSize = sizeof(Object) > sizeof(Block) ? sizeof(Object) : sizeof(Block);
 
   // A loaded module would otherwise look its thread's copy up by a call, at the price of the allocation saved.
   [[gnu::tls_model("initial-exec")]] static inline constinit thread_local List list_{};
-  static inline thread_local Emptier emptier_{};
 };
 
 }  // namespace embedded

@@ -43,10 +43,6 @@ const MpFloat mpnumber::sOneHalf = [] {
   return half;
 }();
 
-namespace {
-[[maybe_unused]] const bool emptied = FreeList<mpnumber>::emptyAtThreadEnd();
-}
-
 void* mpnumber::operator new(std::size_t) { return FreeList<mpnumber>::take(); }
 void mpnumber::operator delete(void* freed) noexcept { FreeList<mpnumber>::give(freed); }
 

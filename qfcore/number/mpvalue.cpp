@@ -12,6 +12,7 @@
 #include "qfcore/number/messages.h"
 #include "qfcore/number/mpmemory.h"
 #include "qfcore/number/precision.h"
+#include "tessel/threadend.h"
 
 namespace embedded {
 
@@ -30,6 +31,9 @@ mp_limb_t* allocateLimbs(std::uint32_t count) {
   return static_cast<mp_limb_t*>(block);
 }
 
+template <class T>
+void clearScratch();
+
 /// Values in the order of the scopes that borrow them: a stack that never shrinks while its thread lives.
 template <class T>
 class ScratchStack {
@@ -41,24 +45,13 @@ class ScratchStack {
   }
   void push() { ++depth_; }
   void pop() { --depth_; }
-  /// Asks for the thread's values to be freed at its end. The C library ends the process where it has no memory
-  /// to note that, so the thread that loads the module asks at once.
-  bool cleanAtThreadEnd() {
-    static thread_local Cleaner cleaner;
-    cleaner.stack = this;
-    return true;
+  void clear() {
+    while (made_ > 0) delete values_[--made_];
   }
 
  private:
-  struct Cleaner {
-    ScratchStack* stack = nullptr;
-    ~Cleaner() {
-      while (stack && stack->made_ > 0) delete stack->values_[--stack->made_];
-    }
-  };
-
   void addOne() {
-    cleanAtThreadEnd();
+    if (!tessel::noteThreadEnd(atThreadEnd_, clearScratch<T>)) fail<message::outOfMemory>();
     assert(made_ < std::size(values_));
     if constexpr (std::is_same_v<T, MpFloat>) {
       values_[made_] = new T(kDoubleBits);
@@ -68,16 +61,24 @@ class ScratchStack {
     ++made_;
   }
 
-  T* values_[16];  // operations nest a few deep and never recurse
-  unsigned made_;
-  unsigned depth_;
+  T* values_[16] = {};  // operations nest a few deep and never recurse
+  unsigned made_ = 0;
+  unsigned depth_ = 0;
+  tessel::ThreadEnd atThreadEnd_;
 };
 
 // A loaded module would otherwise look its thread's copy up by a call, which costs as much as an addition.
 [[gnu::tls_model("initial-exec")]] constinit thread_local ScratchStack<MpFloat> floatScratch{};
 [[gnu::tls_model("initial-exec")]] constinit thread_local ScratchStack<MpInteger> integerScratch{};
 
-[[maybe_unused]] const bool cleaned = floatScratch.cleanAtThreadEnd() && integerScratch.cleanAtThreadEnd();
+template <>
+void clearScratch<MpFloat>() {
+  floatScratch.clear();
+}
+template <>
+void clearScratch<MpInteger>() {
+  integerScratch.clear();
+}
 
 }  // namespace
 

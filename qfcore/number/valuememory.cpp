@@ -5,6 +5,7 @@
 
 #include "qfcore/number/messages.h"
 #include "tessel/memory.h"
+#include "tessel/threadend.h"
 
 namespace embedded {
 
@@ -32,19 +33,16 @@ struct Waiting {
   };
   Block blocks[kBlocks];
   std::size_t next;  // to be replaced
-  void* emptiedAtThreadEnd;
+  tessel::ThreadEnd atThreadEnd;
   bool isOver;
 };
 [[gnu::tls_model("initial-exec")]] constinit thread_local Waiting waiting{};
 
-struct Emptier {
-  ~Emptier() {
-    for (Waiting::Block& block : waiting.blocks)
-      if (block.start) tessel::freeElements(std::exchange(block.start, nullptr), block.bytes);
-    waiting.isOver = true;
-  }
-};
-thread_local Emptier emptier{};
+void freeWaiting() {
+  for (Waiting::Block& block : waiting.blocks)
+    if (block.start) tessel::freeElements(std::exchange(block.start, nullptr), block.bytes);
+  waiting.isOver = true;
+}
 
 void* takeWaiting(std::size_t bytes) {
   for (Waiting::Block& block : waiting.blocks) {
@@ -68,8 +66,9 @@ void* allocateValues(std::size_t bytes, bool zeroed) {
 }
 
 void freeValues(void* start, std::size_t bytes) noexcept {
-  if (!start || !mayWait(bytes) || waiting.isOver) return tessel::freeElements(start, bytes);
-  if (!waiting.emptiedAtThreadEnd) waiting.emptiedAtThreadEnd = &emptier;
+  const bool waits = start && mayWait(bytes) && !waiting.isOver;
+  if (!waits || (!waiting.atThreadEnd.act && !tessel::noteThreadEnd(waiting.atThreadEnd, freeWaiting)))
+    return tessel::freeElements(start, bytes);
   // An empty place, or the one that was filled longest ago.
   Waiting::Block* place = &waiting.blocks[waiting.next];
   for (Waiting::Block& block : waiting.blocks)

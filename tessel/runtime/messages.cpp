@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "tessel/runtime/terminal.h"
+#include "tessel/threadend.h"
 
 namespace tessel {
 
@@ -28,10 +29,15 @@ WarningHandler& warningHandler() {
   return handler;
 }
 
+std::string withoutNul(std::string text) {
+  for (std::size_t at = 0; (at = text.find('\0', at)) != std::string::npos;) text.replace(at, 1, "\\0");
+  return text;
+}
+
 }  // namespace
 
 HostError::HostError(std::string identifier, const std::string& text)
-    : std::runtime_error(text), identifier_(std::move(identifier)) {}
+    : std::runtime_error(withoutNul(text)), identifier_(std::move(identifier)) {}
 
 HostError::~HostError() = default;
 
@@ -49,11 +55,8 @@ void warn(std::string_view identifier, std::string_view text) {
                lastWarning().text.c_str());
 }
 
-Warning& lastWarning() {
-  // A thread is told of its own warnings.
-  static thread_local Warning last;
-  return last;
-}
+// A thread is told of its own warnings.
+Warning& lastWarning() { return ownObject<Warning>(); }
 
 WarningHandler setWarningHandler(WarningHandler handler) {
   return std::exchange(warningHandler(), std::move(handler));

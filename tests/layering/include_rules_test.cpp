@@ -39,10 +39,12 @@ const std::vector<Rule>& rules() {
         {"tessel/language/", {"tessel/language/", "tessel/pictures/", "tessel/runtime/", boundary()}},
         {"tessel/shell/",
          {"tessel/shell/", "tessel/language/", "tessel/pictures/", "tessel/runtime/", boundary()}},
-        {"qfcore/number/", {"qfcore/number/", boundary("console.h"), boundary("memory.h")}},
+        {"qfcore/number/",
+         {"qfcore/number/", boundary("console.h"), boundary("memory.h"), boundary("threadend.h")}},
     };
     std::vector<std::string> lower = {"qfcore/number/"};
-    for (const char* header : {"api.h", "array.h", "console.h", "interpreter.h", "memory.h", "messages.h"})
+    for (const char* header :
+         {"api.h", "array.h", "console.h", "interpreter.h", "memory.h", "messages.h", "threadend.h"})
       lower.push_back(boundary(header));
     for (const char* folder : {"qfcore/types/", "qfcore/logging/", "qfcore/math/", "qfcore/fi/"}) {
       // What moves elements, runs for long or multiplies matrices is an operation of arrays.

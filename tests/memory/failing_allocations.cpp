@@ -2,6 +2,9 @@
 // the ones for the others' partners.
 #include "tests/memory/failing_allocations.h"
 
+#include <unistd.h>
+
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <new>
@@ -21,15 +24,21 @@ void UNDERLYING(free)(void* block);
 
 namespace {
 
-constinit thread_local int left = 0;  // allocations up to the one that fails; 0 when none is to
-constinit thread_local bool failsForGood = false, failed = false;
-constinit thread_local std::ptrdiff_t blocks = 0;
+constinit std::atomic<int> wanted = 0, asked = 0;  // 0: no allocation is to fail
+constinit std::atomic<bool> failed = false;
+constinit std::atomic<std::ptrdiff_t> blocks = 0;
+constinit std::atomic<memory_tests::FailingAllocation::Holds> holdsHere = nullptr;
+constinit thread_local bool isHere = false;  // this thread has made the object
+constinit std::atomic<int> patience = 0;     // twentieths of a millisecond
 
 bool fails() {
-  if (left == 0) return false;
-  if (left > 1) return --left, false;
+  if (wanted == 0) return false;
+  if (const auto holds = holdsHere.load(); isHere == (holds != nullptr)) {
+    while (isHere && asked < wanted && holds() && patience-- > 0) usleep(50);
+    return false;
+  }
+  if (++asked != wanted) return false;
   failed = true;
-  if (!failsForGood) left = 0;
   errno = ENOMEM;
   return true;
 }
@@ -43,13 +52,16 @@ void* counted(void* block) {
 
 namespace memory_tests {
 
-FailingAllocation::FailingAllocation(int which, bool forGood) {
+FailingAllocation::FailingAllocation(int which, Holds holds) {
+  isHere = true;
+  holdsHere = holds;
   failed = false;
-  failsForGood = forGood;
-  left = which;
+  asked = 0;
+  patience = 20;
+  wanted = which;
 }
 
-FailingAllocation::~FailingAllocation() { left = 0; }
+FailingAllocation::~FailingAllocation() { wanted = 0; }
 
 bool FailingAllocation::hasFailed() const { return failed; }
 

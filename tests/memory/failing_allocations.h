@@ -5,11 +5,12 @@
 
 namespace memory_tests {
 
-/// While it lives, the `which`-th allocation of this thread, from 1, finds no memory; with `forGood`, all after
-/// it neither.
+/// While it lives, the `which`-th allocation of this thread, from 1, finds no memory. With `holds` it is that
+/// of other threads; where `holds` is true, this one's allocations wait until then, a few milliseconds at most.
 class FailingAllocation {
  public:
-  explicit FailingAllocation(int which, bool forGood = false);
+  using Holds = bool (*)();
+  explicit FailingAllocation(int which, Holds holds = nullptr);
   FailingAllocation(const FailingAllocation&) = delete;
   FailingAllocation& operator=(const FailingAllocation&) = delete;
   ~FailingAllocation();
@@ -17,7 +18,7 @@ class FailingAllocation {
   bool hasFailed() const;
 };
 
-/// Blocks that this thread has allocated less those that it has freed.
+/// Blocks that were allocated and not freed.
 std::ptrdiff_t blocksInUse();
 
 }  // namespace memory_tests
