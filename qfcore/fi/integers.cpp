@@ -1,9 +1,11 @@
 #include "qfcore/fi/integers.h"
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
 #include <utility>
 
+#include "qfcore/fi/exactness.h"
 #include "qfcore/fi/expansion.h"
 #include "qfcore/fi/messages.h"
 #include "tessel/interruption.h"
@@ -55,13 +57,14 @@ NumericType integerType(const NumericType& type, RoundModeEnum mode) {
 
 NumericType remainderType(const NumericType& a, const NumericType& b) {
   if (!a.isFixed() || !b.isFixed()) return a.isFixed() ? b : a;
-  const auto integerBits = [](const NumericType& t) {
-    return t.wordLength() - t.fractionLength() - (t.isSigned() ? 1 : 0);
+  const auto magnitudeBits = [](const NumericType& t) {
+    return exactness::integerBits(t) - (t.isSigned() ? 1 : 0);
   };
   const bool isSigned = a.isSigned() || b.isSigned();
   const int fraction = std::max(a.fractionLength(), b.fractionLength());
-  return NumericType(isSigned, std::max(integerBits(a), integerBits(b)) + fraction + (isSigned ? 1 : 0),
-                     fraction);
+  const long word = std::max(magnitudeBits(a), magnitudeBits(b)) + fraction + (isSigned ? 1 : 0);
+  // The type refuses a word that is too long, as long as `int` holds its length.
+  return NumericType(isSigned, static_cast<int>(std::min(word, long{INT_MAX})), fraction);
 }
 
 /// `count` of the elements along a dimension from `first` on, as an array of that size in it.
