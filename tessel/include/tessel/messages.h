@@ -11,7 +11,7 @@
 
 namespace tessel {
 
-/// An error of the host: what a script's `catch err` receives. `what()` is the text.
+/// An error of the host: what a script's `catch err` receives. `what()` is the text, a NUL shown as "\0".
 class TESSEL_API HostError : public std::runtime_error {
  public:
   HostError(std::string identifier, const std::string& text);
