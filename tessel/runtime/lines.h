@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tessel/array.h"
+#include "tessel/interruption.h"
 #include "tessel/runtime/elements.h"
 
 namespace tessel {
@@ -87,6 +88,7 @@ Arrays alongDimension(const HostArray& a, std::size_t dimension, std::size_t out
     std::vector<V> line(lines.length), out(outLength);
     std::vector<double> positions(outLength);
     lines.forEach([&](std::size_t number, std::size_t first) {
+      raiseIfInterrupted();  // a single line may be long
       loadLine(a, first, lines.inner, line);
       std::fill(out.begin(), out.end(), V{});
       const std::size_t target = number / lines.inner * outLength * lines.inner + number % lines.inner;

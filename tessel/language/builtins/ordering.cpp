@@ -97,6 +97,7 @@ Arrays callExtreme(Arrays& in, int) {
 template <class Line, class Before>
 std::vector<std::size_t> sortedOrder(const Line& line, bool descending, const Before& before) {
   std::vector<std::size_t> order(line.size());
+  raiseIfInterrupted();
   std::iota(order.begin(), order.end(), std::size_t{0});
   constexpr std::size_t kComparisonsAtOnce = 1 << 16;
   std::size_t comparisons = 0;
@@ -109,6 +110,7 @@ std::vector<std::size_t> sortedOrder(const Line& line, bool descending, const Be
 
 HostArray positionsFromOne(const std::vector<std::size_t>& positions, Dimensions dims) {
   std::vector<double> values;
+  values.reserve(positions.size());
   for (std::size_t p : positions) values.push_back(static_cast<double>(p + 1));
   return doubles(values, std::move(dims));
 }
