@@ -1,13 +1,15 @@
 #!/usr/bin/env bash
-# usage: run.sh BUILD SECONDS: lets each target of a fuzz build try inputs for so long, from its corpus on, and tells how
-# many it tried. Fails when one has a finding, which is left in BUILD/findings. Adds a line for each to BUILD/executions.txt.
+# usage: run.sh BUILD SECONDS [TARGET...]: lets each target of a fuzz build, or those that are named, try inputs for so long,
+# from its corpus on, and tells how many it tried. Fails when one has a finding, which is left in BUILD/findings. Adds a line for
+# each to BUILD/executions.txt.
 set -euo pipefail
 build=$1 seconds=$2
 here=$(dirname "$0")
 mkdir -p "$build/findings"
 failed=0
-for corpus in "$here"/corpus/*; do
-  target=$(basename "$corpus")
+[[ $# -gt 2 ]] && targets=("${@:3}") || mapfile -t targets < <(ls "$here/corpus")
+for target in "${targets[@]}"; do
+  corpus="$here/corpus/$target"
   found="$build/corpus/$target"
   log="$build/findings/$target.log"
   mkdir -p "$found"

@@ -13,7 +13,7 @@ HostArray evaluate(const std::string& text) { return HostArray::scalar(std::strt
 
 std::string number(double value) {
   char buffer[40];
-  std::snprintf(buffer, sizeof buffer, "%.17g ", value);
+  std::snprintf(buffer, sizeof buffer, "%.17g ", value + 0.0);  // zeros of either sign are one value
   return buffer;
 }
 
