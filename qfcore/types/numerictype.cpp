@@ -133,8 +133,7 @@ void NumericType::errorIfBadWordLength() const {
 
 bool NumericType::setWordLength(int wordLength) {
   if (isBuiltIn()) {
-    const int canonical = canonicalWordLength(dataTypeMode_);
-    if (canonical == 0 || wordLength == canonical) return true;
+    if (wordLength == canonicalWordLength(dataTypeMode_)) return true;
     warn<msg::cannotChange>("WordLength", kBuiltIn);
     return false;
   }

@@ -248,6 +248,17 @@ TEST(Quantizer, KeepsTheRoundingOfTheAdditionInDoubles) {
   EXPECT_EQ(once(RoundModeEnum::floor, oddFrom52Bits), 1);
 }
 
+/// The floating-point rule in rationals: m bits behind the leading one, none finer than the denormal grid.
+double floatReference(double value, int m, int e, RoundModeEnum round) {
+  const int bias = e == 0 ? 0 : (1 << (e - 1)) - 1, least = 1 - bias;
+  const mpq_class x(value), max = reference::scaled(2 - reference::scaled(1, -m), bias);
+  if (x == 0) return value;
+  if (abs(x) > max) return value > 0 ? HUGE_VAL : -HUGE_VAL;
+  const int bits = m - std::max(std::ilogb(value), least);
+  return reference::scaled(mpq_class(reference::rounded(reference::scaled(x, bits), round, true)), -bits)
+      .get_d();
+}
+
 TEST(Quantizer, NamedKernelsDoWhatTheirNamesSay) {
   const auto run = [](auto kernel, const NumericType& type, double value) {
     const quantizer q(type, RoundModeEnum::floor, OverflowModeEnum::saturate);
@@ -267,17 +278,39 @@ TEST(Quantizer, NamedKernelsDoWhatTheirNamesSay) {
   EXPECT_EQ(run(&quantizer::QuantizeUfixedConvergentSaturate, u8, 2.5), 2);
   EXPECT_EQ(run(&quantizer::QuantizeBoolean, s8, -0.25), 1);
   EXPECT_EQ(run(&quantizer::QuantizeSingle, s8, 0.1), static_cast<double>(0.1F));
+  EXPECT_EQ(run(&quantizer::QuantizeDouble, s8, 0.1), 0.1);
+  EXPECT_EQ(run(&quantizer::QuantizeNone, s8, 300.5), 300.5);
+  EXPECT_EQ(run(&quantizer::QuantizeScaledDouble, s8, -300.5), -300.5);
+  quantizer half;
+  half.setMode(QuantizerModeEnum::floatMode);
+  half.setFormat(16, 5);
+  for (const auto& [kernel, round] : {std::pair(&quantizer::QuantizeFloatRound, RoundModeEnum::round),
+                                      {&quantizer::QuantizeFloatNearest, RoundModeEnum::nearest},
+                                      {&quantizer::QuantizeFloatFloor, RoundModeEnum::floor},
+                                      {&quantizer::QuantizeFloatCeil, RoundModeEnum::ceil},
+                                      {&quantizer::QuantizeFloatFix, RoundModeEnum::fix},
+                                      {&quantizer::QuantizeFloatConvergent, RoundModeEnum::convergent}}) {
+    for (const double value : {0x1.0020p0, -0x1.0060p0, 0x1.0021p0}) {
+      number x(value, 52, false);
+      EXPECT_EQ((half.*kernel)(x).todouble(), floatReference(value, 10, 5, round)) << value;
+    }
+  }
+  EXPECT_EQ(half.denormalmin().todouble(), 0x1p-24);
+  EXPECT_EQ(half.denormalmax().todouble(), 0x1p-14 - 0x1p-24);
+  EXPECT_EQ(quantizer(s8, RoundModeEnum::floor, OverflowModeEnum::wrap).range().todouble(), 256);
 }
 
-/// The floating-point rule in rationals: m bits behind the leading one, none finer than the denormal grid.
-double floatReference(double value, int m, int e, RoundModeEnum round) {
-  const int bias = e == 0 ? 0 : (1 << (e - 1)) - 1, least = 1 - bias;
-  const mpq_class x(value), max = reference::scaled(2 - reference::scaled(1, -m), bias);
-  if (x == 0) return value;
-  if (abs(x) > max) return value > 0 ? HUGE_VAL : -HUGE_VAL;
-  const int bits = m - std::max(std::ilogb(value), least);
-  return reference::scaled(mpq_class(reference::rounded(reference::scaled(x, bits), round, true)), -bits)
-      .get_d();
+TEST(Quantizer, DiffersByWhatItsModeUses) {
+  const NumericType s8(true, 8, 3);
+  const quantizer q(s8, RoundModeEnum::floor, OverflowModeEnum::wrap);
+  quantizer wide, other;
+  for (quantizer* each : {&wide, &other}) each->setMode(QuantizerModeEnum::floatMode), each->setFormat(16, 5);
+  EXPECT_TRUE(wide.isequal(other));
+  other.setFormat(16, 6);
+  EXPECT_FALSE(wide.isequal(other));
+  EXPECT_FALSE(q.isequal(quantizer(s8, RoundModeEnum::ceil, OverflowModeEnum::wrap)));
+  EXPECT_FALSE(q.isequal(quantizer(s8, RoundModeEnum::floor, OverflowModeEnum::saturate)));
+  EXPECT_FALSE(q.isequal(quantizer(NumericType(true, 8, 4), RoundModeEnum::floor, OverflowModeEnum::wrap)));
 }
 
 TEST(Quantizer, RoundsToFloatingPointFormats) {
@@ -307,6 +340,17 @@ TEST(Quantizer, RoundsToFloatingPointFormats) {
   x += number(std::ldexp(1.0, -70), 100, false);
   EXPECT_EQ(wide.quantize(x), number(1.0, 100, false)) << "64 fraction bits lose 2^-70";
   EXPECT_EQ(wide.realmin().unbiasedexponent(), 2 - (1 << 14));
+  for (const auto update : {&quantizer::updatefixedparameters, &quantizer::updateufixedparameters,
+                            &quantizer::updatefloatparameters, &quantizer::updateparameters})
+    (wide.*update)();
+  number far(-1.0, 100, false), zero(0.0, 100, false), infinite(HUGE_VAL, 100, false), least(1.0, 100, false);
+  least.pow2(-20000);
+  EXPECT_EQ(wide.quantize(far.pow2(17000)).todouble(), -HUGE_VAL);
+  EXPECT_EQ(wide.quantize(zero).todouble(), 0);
+  EXPECT_EQ(wide.quantize(infinite).todouble(), HUGE_VAL);
+  EXPECT_TRUE(wide.quantize(least).iszero());
+  EXPECT_EQ(wide.noverflows(), 2U);
+  EXPECT_EQ(wide.nunderflows(), 1U);
 }
 
 TEST(Quantizer, CountsWhatTheOtherModesMeet) {
@@ -340,6 +384,7 @@ TEST(Quantizer, CountsWhatTheOtherModesMeet) {
     EXPECT_EQ(value, c.expected) << c.type.tostring() << c.value;
     EXPECT_EQ(q.noverflows(), c.overflows) << c.type.tostring() << c.value;
     EXPECT_EQ(q.nunderflows(), c.underflows) << c.type.tostring() << c.value;
+    EXPECT_EQ(NumericType(q).dataType(), c.type.dataType());
   }
   // Wide values are compared and kept exactly; single rounds them once.
   const double far = std::ldexp(1.0, -80), tie = 1 + std::ldexp(1.0, -24);

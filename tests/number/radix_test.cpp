@@ -77,7 +77,7 @@ TEST(Radix, ValuesBesideTheGridRoundHalfAwayFromZero) {
 TEST(Radix, TextThatIsNoPatternChangesNothing) {
   for (const unsigned precision : {kDoublePrecision, kWidePrecision}) {
     number n(0.25, precision, false);
-    for (const char* text : {"", "102", "-1", " 1", "1.0", "0x1", "\xe4"}) {
+    for (const char* text : {"", "102", "-1", " 1", "1.0", "0x1", "\xe4", "{", "["}) {
       EXPECT_FALSE(n.base2fixed(text, 2, true, 8, 1, 0, 0)) << text;
       EXPECT_FALSE(n.base2float(text, 2, 8, 3)) << text;
     }

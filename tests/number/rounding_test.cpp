@@ -68,6 +68,36 @@ TEST(Rounding, MatchesExactRationalsOnBothBodies) {
   }
 }
 
+TEST(Rounding, BodiesHaveEveryRuleByTwoNames) {
+  using Body = doublenumber;
+  const struct {
+    Body& (Body::*named)(), &(Body::*plain)(), &(Body::*namedTo)(int), &(Body::*plainTo)(int);
+  } rows[] = {{&Body::numberceil, &Body::ceil, &Body::numberceil, &Body::ceil},
+              {&Body::numberconvergent, &Body::convergent, &Body::numberconvergent, &Body::convergent},
+              {&Body::numberfix, &Body::fix, &Body::numberfix, &Body::fix},
+              {&Body::numberfloor, &Body::floor, &Body::numberfloor, &Body::floor},
+              {&Body::numbernearest, &Body::nearest, &Body::numbernearest, &Body::nearest},
+              {&Body::numberround, &Body::round, &Body::numberround, &Body::round}};
+  for (const auto& row : rows) {
+    for (const double value : {-2.5, -1.25, 0.5, 1.75}) {
+      Body a(value), b(value), c(value), d(value);
+      EXPECT_EQ((a.*row.named)().todouble(), (b.*row.plain)().todouble());
+      EXPECT_EQ((c.*row.namedTo)(1).todouble(), (d.*row.plainTo)(1).todouble());
+    }
+  }
+  Body seven(7), three(3);
+  EXPECT_EQ(seven.numberpow2(2).mod(three).todouble(), 1);
+  EXPECT_EQ(seven.hypot(three, Body(4)).todouble(), 5);
+  EXPECT_TRUE(seven.notzero());
+  EXPECT_EQ(doublenumber::lowBits(INFINITY), 0U);
+  EXPECT_EQ(doublenumber::lowBits(-0x1.8p64), 1ULL << 63);
+  mpnumber wide(7, 80);
+  EXPECT_EQ(wide.mod(mpnumber(4, 80)).todouble(), 3);
+  EXPECT_EQ(wide.hypot(wide.getelement(), mpnumber(4, 80).getelement()).setexponent(5).todouble(), 20);
+  wide.setvalue(NAN);
+  EXPECT_TRUE(wide.myisnan());
+}
+
 TEST(Rounding, DoubleBodyKeepsWhatAddingOneHalfDoes) {
   const double oddFrom52 = 4503599627370497, inf = INFINITY;
   const struct {

@@ -155,6 +155,10 @@ TEST(NumericTypeBestPrecision, Refusals) {
   NumericType builtIn(DataTypeModeEnum::Boolean, false, 1, 1, 0, 0);
   EXPECT_EQ(outcomeOf([&] {
               builtIn.setBestFractionLength(HostArray::scalar(std::numeric_limits<double>::quiet_NaN()));
+              builtIn.setBestPrecision(HostArray::scalar(0.3));
+              builtIn.setBestPrecision(std::vector<double>{0.3});
+              builtIn.setBestPrecisionFromMaxAbs(0.3);
+              builtIn.fxpBestPrecisionExponent(0.3);
             }),
             Outcome{});
   EXPECT_EQ(builtIn.tostring(), "numerictype('boolean')");

@@ -318,6 +318,11 @@ TEST(NumericTypeText, NamesTheHostClassWithTheSameValues) {
   const std::pair<NumericType, const char*> rows[] = {
       {{}, "none"},
       {{false, 8, 0}, "uint8"},
+      {{true, 8, 0}, "int8"},
+      {{false, 16, 0}, "uint16"},
+      {{true, 16, 0}, "int16"},
+      {{false, 32, 0}, "uint32"},
+      {{Mode::FixedSlopeBias, true, 32, 1, 0, 1}, "none"},
       {{true, 64, 0}, "none"},
       {{Mode::FixedSlopeBias, true, 32, 1, 0, 0}, "int32"},
       {{Mode::FixedSlopeBias, true, 16, 1, -3, 0}, "none"},
@@ -359,6 +364,8 @@ TEST(NumericTypeEquality, HashAndOrderAgreeWithIt) {
   const NumericType unspecified(Mode::FixedUnspecified, true, 16, 1, 0, 0), integer(true, 16, 0);
   EXPECT_FALSE(unspecified.isequivalent(integer) || integer.isequivalent(unspecified));
   EXPECT_FALSE(unspecified.isequivalent(NumericType(Mode::FixedUnspecified, true, 8, 1, 0, 0)));
+  EXPECT_FALSE(unspecified.isequivalent(NumericType(Mode::FixedUnspecified, false, 16, 1, 0, 0)));
+  EXPECT_FALSE(integer.isequivalent(NumericType(Mode::ScaledDoubleBinaryPoint, true, 16, 1, 0, 0)));
   EXPECT_TRUE(NumericType(Mode::FixedSlopeBias, true, 8, kNaN, 0, 0).isSlopeBias());
   EXPECT_FALSE(slopeBias.isSlopeBias());
 }

@@ -80,7 +80,14 @@ TEST(TypeFamily, PartsMakeTypesComplete) {
   matrix->setDimensions(row({65536, 65536}));
   EXPECT_EQ(matrix->getWidth(), std::numeric_limits<int>::max());
 
+  EXPECT_EQ(outcomeOf([&] { complexOf(nullptr); }).identifier, "embeddedtype:complexbasetype:invalidbasetype");
+  EXPECT_TRUE(matrixOf(complexOf(kNumber), {2, 3, 4})->isComplex());
+
   const auto element = elementOf("a", kNumber);
+  EXPECT_EQ(outcomeOf([&] { matrix->setBaseType(element); }).identifier,
+            "embeddedtype:matrixbasetype:invalidbasetype");
+  EXPECT_EQ(outcomeOf([&] { element->setType(matrixOf(structOf({element}))); }).identifier,
+            "embeddedtype:elementtype:invalidtype");
   const auto structure = structOf({element, elementOf("b", matrixOf(kNumber))});
   EXPECT_EQ(outcomeOf([&] { structure->setElements({nullptr}); }).identifier,
             "embeddedtype:struct:InvalidElement");
@@ -92,8 +99,17 @@ TEST(TypeFamily, PartsMakeTypesComplete) {
   EXPECT_FALSE(structure->isComplete() || StructType().isComplete());
 
   FIEnumType enumeration;
+  EXPECT_FALSE(enumeration.isComplete());
   enumeration.setStrings({"off", "on"});
   EXPECT_FALSE(enumeration.isComplete());
+  EXPECT_EQ(outcomeOf([&] {
+              enumeration.setMxValues(row({-1e19, 1}));
+            }).identifier,
+            "embeddedtype:enum:InvalidValues");
+  EXPECT_EQ(outcomeOf([&] {
+              enumeration.setMxValues(HostArray::zeros(ArrayClass::Double, {1, 2}, true));
+            }).identifier,
+            "embeddedtype:enum:InvalidValues");
   enumeration.setMxValues(row({-1, 1}));
   EXPECT_TRUE(enumeration.isComplete());
   EXPECT_EQ(enumeration.values(), (std::vector<std::int64_t>{-1, 1}));
@@ -115,6 +131,8 @@ TEST(TypeFamily, EqualityHashOrderAndQualifiers) {
   readOnlyOpaque->setReadOnly(true);
   auto bits16 = std::make_shared<CharType>();
   bits16->setNumberOfBits(16);
+  auto signedText = std::make_shared<CharType>();
+  signedText->setSigned(!signedText->isSigned());
   auto frame = matrixOf(kNumber);
   frame->setFrameData(true);
   const TypePtr scalar = std::make_shared<ScalarType>(), text = std::make_shared<CharType>();
@@ -125,10 +143,12 @@ TEST(TypeFamily, EqualityHashOrderAndQualifiers) {
                 w = complexOf(wide);
   const TypePtr flat = matrixOf(kNumber), tall = matrixOf(kNumber, {3, 2}), deep = matrixOf(wide);
   const TypePtr first = enumOf({"a"}, {1}), second = enumOf({"a"}, {2});
+  const TypePtr other = structOf({elementOf("a", wide)});
   // No two of these are equal.
   const std::vector<TypePtr> types = {
-      kNumber,        wide, scalar, text, bits16, empty, z, w,   point, volatilePointer, vague,  opaque,
-      readOnlyOpaque, flat, tall,   deep, frame,  x,     y, one, two,   first,           second, kVoid};
+      kNumber, wide,   scalar,         text,  bits16,     empty, z,     w, point, volatilePointer,
+      vague,   opaque, readOnlyOpaque, flat,  tall,       deep,  frame, x, y,     one,
+      two,     first,  second,         kVoid, signedText, other};
   for (std::size_t i = 0; i < types.size(); ++i) {
     for (std::size_t j = 0; j < types.size(); ++j) {
       const Type &a = *types[i], &b = *types[j];
@@ -153,14 +173,22 @@ TEST(TypeFamily, Conversions) {
   const TypePtr ab = structOf({elementOf("a", kNumber), elementOf("b", kNumber)});
   const TypePtr point = pointerTo(kNumber), toVoid = pointerTo(kVoid), toWide = pointerTo(wide);
   const TypePtr matrix = matrixOf(kNumber), wholes = matrixOf(complex), tall = matrixOf(kNumber, {3, 2});
+  const TypePtr samePoint = pointerTo(std::make_shared<NumericType>());
   using Pairs = std::vector<std::pair<TypePtr, TypePtr>>;
-  const Pairs possible = {{kNumber, wide},  {kNumber, complex}, {complex, complex}, {kNumber, text},
-                          {text, kNumber},  {names, kNumber},   {names, twins},     {point, toVoid},
-                          {toVoid, toWide}, {matrix, wholes},   {opaque, opaque},   {a, wideA}};
+  const Pairs possible = {{kNumber, wide},   {kNumber, complex}, {complex, complex}, {kNumber, text},
+                          {text, kNumber},   {names, kNumber},   {names, twins},     {point, toVoid},
+                          {toVoid, toWide},  {matrix, wholes},   {opaque, opaque},   {a, wideA},
+                          {point, samePoint}};
+  const TypePtr nowhere = std::make_shared<PointerType>(), shapeless = std::make_shared<MatrixType>();
+  const TypePtr nothing = std::make_shared<StructElement>(), nameless = elementOf("", kNumber);
+  const TypePtr imaginary = elementOf("", complex);
   const Pairs impossible = {
       {complex, kNumber}, {kNumber, names},  {names, others},  {point, toWide}, {point, kNumber},
       {matrix, tall},     {opaque, kNumber}, {wholes, matrix}, {a, b},          {a, ab}};
+  const Pairs unfinished = {{nowhere, point},    {point, nowhere},    {shapeless, matrix},  {matrix, shapeless},
+                            {nothing, nameless}, {nameless, nothing}, {imaginary, nameless}};
   for (const auto& [from, to] : possible) EXPECT_TRUE(from->canBeConvertedTo(*to)) << from->hash();
+  for (const auto& [from, to] : unfinished) EXPECT_FALSE(from->canBeConvertedTo(*to)) << from->hash();
   for (const auto& [from, to] : impossible) EXPECT_FALSE(from->canBeConvertedTo(*to)) << from->hash();
 }
 
