@@ -314,6 +314,19 @@ TEST(NumericTypeModes, UnknownValuesAreRefused) {
   EXPECT_EQ(fields(type), before);
 }
 
+TEST(NumericTypeSetters, HaveFormsForAllFieldsAtOnce) {
+  NumericType type;
+  type.setIsSigned(false);
+  EXPECT_EQ(type.tostring(), NumericType(false, 16, 15).tostring());
+  type.setFixedPointProps(true, 9, 1.5, -3, 0.25);
+  EXPECT_EQ(type.tostring(), NumericType(Mode::FixedSlopeBias, true, 9, 1.5, -3, 0.25).tostring());
+  type.setFixedPointProps(true, 9, 1, -3, 0);
+  EXPECT_EQ(type.tostring(), NumericType(true, 9, 3).tostring());
+  type.setFractionLength(INT_MIN);
+  EXPECT_EQ(type.fixedExponent(), INT_MAX);
+  EXPECT_FALSE(NumericType::isAlias());
+}
+
 TEST(NumericTypeText, NamesTheHostClassWithTheSameValues) {
   const std::pair<NumericType, const char*> rows[] = {
       {{}, "none"},

@@ -70,13 +70,21 @@ TEST(TypeFamily, PartsMakeTypesComplete) {
             "embeddedtype:pointerbasetype:nullbasetype");
   EXPECT_EQ(outcomeOf([&] { matrix->setBaseType(nullptr); }).identifier,
             "embeddedtype:matrixbasetype:nullbasetype");
+  const auto nowhere = std::make_shared<PointerType>();
+  for (const TypePtr& base : {TypePtr(nowhere), TypePtr(pointerTo(matrix)), TypePtr(elementOf("a", kNumber))})
+    EXPECT_EQ(outcomeOf([&] { pointer->setBaseType(base); }).identifier,
+              "embeddedtype:pointerbasetype:invalidbasetype");
   EXPECT_TRUE(pointer->baseType() == kNumber && matrix->baseType() == kNumber);
+  MatrixType shapeless;
+  shapeless.setBaseType(kNumber);
+  EXPECT_FALSE(shapeless.isComplete() || shapeless.isComplex());
   for (const TypePtr& base : {kVoid, TypePtr(pointerTo(kNumber)), TypePtr(matrix), TypePtr(complexOf(kNumber)),
                               TypePtr(std::make_shared<OpaqueType>())})
     EXPECT_EQ(outcomeOf([&] { pointer->setBaseType(base); }), Outcome{});
   matrix->setDimensions(row({3, 1}));
   EXPECT_EQ(matrix->getWidth(), 3);
   EXPECT_EQ(matrix->dimensionsArray().dims(), (tessel::Dimensions{1, 2}));
+  EXPECT_EQ(matrix->dimensions(), (std::vector<int>{3, 1}));
   matrix->setDimensions(row({65536, 65536}));
   EXPECT_EQ(matrix->getWidth(), std::numeric_limits<int>::max());
 
@@ -92,6 +100,13 @@ TEST(TypeFamily, PartsMakeTypesComplete) {
   EXPECT_EQ(outcomeOf([&] { structure->setElements({nullptr}); }).identifier,
             "embeddedtype:struct:InvalidElement");
   EXPECT_EQ(structure->elements().size(), 2u);
+  EXPECT_EQ(structure->element(1).identifier(), "b");
+  for (const TypePtr& whole :
+       {TypePtr(complexOf(kNumber)), TypePtr(pointerTo(kNumber)), TypePtr(matrix), TypePtr(element)}) {
+    EXPECT_TRUE(whole->contains(*whole) && whole->contains(*kNumber));
+    EXPECT_FALSE(whole->contains(*kVoid));
+  }
+  EXPECT_FALSE(nowhere->contains(*kNumber));
   EXPECT_EQ(structure->getWidth(), 7);
   element->setIdentifier(std::string(128, 'x'));
   EXPECT_TRUE(structure->isComplete());
@@ -116,11 +131,18 @@ TEST(TypeFamily, PartsMakeTypesComplete) {
   HostArray column = HostArray::zeros(ArrayClass::Int8, {2, 1});
   column.mutableReal<std::int8_t>()[0] = -1;
   column.mutableReal<std::int8_t>()[1] = 1;
-  FIEnumType other = enumeration;
+  const auto shared = std::make_shared<FIEnumType>(enumeration);
+  const auto state = elementOf("state", shared);
+  FIEnumType& other = *shared;
   other.setMxValues(column);
   EXPECT_EQ(other, enumeration);
   other.setStrings({"off"});
-  EXPECT_FALSE(other.isComplete() || other == enumeration);
+  EXPECT_FALSE(other.isComplete() || other == enumeration || state->isComplete());
+  HostArray unsignedValue = HostArray::scalarOf(std::numeric_limits<std::uint64_t>::max());
+  EXPECT_EQ(outcomeOf([&] { other.setMxValues(unsignedValue); }).identifier, "embeddedtype:enum:InvalidValues");
+  unsignedValue.mutableReal<std::uint64_t>()[0] >>= 1;
+  other.setMxValues(unsignedValue);
+  EXPECT_EQ(other.values()[0], std::numeric_limits<std::int64_t>::max());
 }
 
 TEST(TypeFamily, EqualityHashOrderAndQualifiers) {
