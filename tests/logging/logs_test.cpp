@@ -90,6 +90,35 @@ TEST_F(Logs, ReachTheCollectionOnlyWhileTagsAreLogged) {
   a.consolidatelocalfilogs();
   EXPECT_TRUE(filog::getLogMap().empty());
   EXPECT_TRUE(a.getQlogger().isreset());
+  FilogMap records;
+  narrow(7, "b").getQlogger().writeLogMap(records);
+  EXPECT_TRUE(records.empty());
+}
+
+TEST_F(Logs, RecordOnlyWhileTheyAreOn) {
+  qlogger logger;
+  embedded::Tally tally;
+  tally.values = 2;
+  tally.min = -3;
+  tally.max = 5;
+  const number value(7.0, 52, false);
+  for (const bool isOn : {false, true}) {
+    qlogger::setLogging(isOn);
+    logger.updateminmax(value);
+    logger.record(tally);
+    logger.record(tally, value, value);
+    logger.record(embedded::Tally());
+    logger.record(embedded::Tally(), value, value);
+    EXPECT_EQ(logger.isreset(), !isOn);
+    EXPECT_EQ(logger.noperations(), isOn ? 5U : 0U);
+  }
+  EXPECT_EQ(logger.maxlog().todouble(), 7);
+  logger.nOperationsPlusOne();
+  logger.setOperationType(OperationTypeEnum::Sum);
+  const qlogger& same = logger;
+  logger = same;
+  EXPECT_EQ(logger.noperations(), 6U);
+  EXPECT_EQ(logger.operationType(), OperationTypeEnum::Sum);
 }
 
 TEST_F(Logs, KeepWhereTheHostWasOnRequest) {
