@@ -22,9 +22,9 @@ constexpr std::uint64_t kMostSteps = 1500;
 constexpr std::size_t kMostTold = 1000;
 
 /// Those of the language's functions that reach outside of the program, or wait.
-constexpr const char* kOutside[] = {"addpath", "delete", "drawnow", "exist",      "fileread",   "load",
-                                    "path",    "pause",  "print",   "readmatrix", "rmpath",     "run",
-                                    "save",    "saveas", "source",  "tempname",   "writematrix"};
+constexpr const char* kOutside[] = {"addpath", "delete", "drawnow", "exist",  "fileread",   "fopen",
+                                    "load",    "path",   "pause",   "print",  "readmatrix", "rmpath",
+                                    "run",     "save",   "saveas",  "source", "tempname",   "writematrix"};
 
 const std::pair<const char*, std::vector<const char*>> kOutsideMethods[] = {
     {"fi", {"writememh", "writebits", "writeheader"}}, {"numerictype", {"readmemh", "readbits"}}};

@@ -12,6 +12,7 @@
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/files.h"
 #include "tessel/language/interpreter_scopes.h"
+#include "tessel/language/open_files.h"
 #include "tessel/language/replaced.h"
 #include "tessel/runtime/dispatch.h"
 #include "tessel/runtime/interruption.h"
@@ -35,7 +36,8 @@ Interpreter::Interpreter()
       files_([this](const std::string& file) {
         SymbolTable variables;
         return parsedFile(file, variables);
-      }) {
+      }),
+      openFiles_(std::make_unique<OpenFiles>()) {
   workspace_.symbols = &workspaceSymbols_;
   registerBuiltins();
   registerLanguageBuiltins(*this);

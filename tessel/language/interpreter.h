@@ -25,6 +25,8 @@
 
 namespace tessel {
 
+class OpenFiles;
+
 /// The variables of one call of a function, or the workspace.
 struct Frame {
   explicit Frame(std::vector<Value>& memory, std::size_t slotCount = 0) : slots(memory, slotCount) {}
@@ -124,6 +126,8 @@ class Interpreter {
   std::optional<ErrorRecord> attempt(const std::function<void()>& action);
   /// Raises `error` again, at the place where it arose first.
   [[noreturn]] void raiseAgain(ErrorRecord error);
+  /// Files that programs have opened; those that still are when the interpreter ends are closed.
+  OpenFiles& openFiles() { return *openFiles_; }
   std::vector<StackEntry> callStack() const;
   /// A line of a program that was loaded last under the name `file`, from 1; nothing where there is none.
   std::optional<std::string_view> sourceLine(const std::string& file, int line) const;
@@ -306,6 +310,7 @@ class Interpreter {
     if (callMemoryUsed_ == callMemory_.size()) callMemory_.push_back(std::make_unique<std::vector<Value>>());
     return *callMemory_[callMemoryUsed_++];
   }
+  std::unique_ptr<OpenFiles> openFiles_;
   ErrorRecord lastError_;
   /// Where the error on its way arose; empty until a function has been left.
   std::vector<StackEntry> errorStack_;

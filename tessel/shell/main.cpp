@@ -13,6 +13,7 @@
 
 #include "tessel/language/builtins/support.h"
 #include "tessel/language/interpreter.h"
+#include "tessel/language/open_files.h"
 #include "tessel/messages.h"
 #include "tessel/module.h"
 #include "tessel/runtime/interruption.h"
@@ -83,14 +84,25 @@ int finished(int status, bool isReported) {
   return status == 0 ? 1 : status;
 }
 
+/// The same, once what the program has left open is closed.
+int finished(Interpreter& interpreter, int status, bool isReported) {
+  try {
+    interpreter.openFiles().closeAll();
+  } catch (const std::exception& error) {
+    printError(error.what());
+    return finished(status == 0 ? 1 : status, true);
+  }
+  return finished(status, isReported);
+}
+
 int runShell(const Options& options) {
   Interpreter interpreter;
   try {
     if (!options.withoutModule) loadModule("qfcore");
-    if (runOptions(interpreter, options)) return finished(0, false);
-    return finished(isInterruptionRequested() ? kInterruptedStatus : 1, true);
+    if (runOptions(interpreter, options)) return finished(interpreter, 0, false);
+    return finished(interpreter, isInterruptionRequested() ? kInterruptedStatus : 1, true);
   } catch (const ExitRequest& request) {
-    return finished(request.status, false);
+    return finished(interpreter, request.status, false);
   } catch (const std::bad_alloc&) {
     printError("Out of memory.");
   } catch (const std::exception& error) {

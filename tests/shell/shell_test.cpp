@@ -175,6 +175,9 @@ TEST_F(Shell, LostOutputIsAnError) {
     EXPECT_EQ(result.status, 1) << program;
     EXPECT_TRUE(result.errors.starts_with(lost)) << program << result.errors;
   }
+  const Result file = runCommand(kShell + "-e \"f = fopen('/dev/full', 'w'); fprintf(f, 'x');\"");
+  EXPECT_EQ(file.status, 1);
+  EXPECT_EQ(file.errors, "Error: The file '/dev/full' could not be written: No space left on device.\n");
   const Result result = runCommand("{ " + kShell + "-e 'while true, disp(1), end'; echo $? >&2; } | true");
   EXPECT_EQ(result.errors, lost + " (-e:1:13)\n  while true, disp(1), end\n              ^\n1\n");
 }

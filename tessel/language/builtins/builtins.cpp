@@ -33,6 +33,8 @@ void registerLanguageBuiltins(Interpreter& interpreter) {
   registerProgramBuiltins(interpreter);
   registerFilenameBuiltins(interpreter);
   registerStorageBuiltins(interpreter);
+  registerStreamBuiltins(interpreter);
+  registerScanningBuiltins(interpreter);
 }
 
 }  // namespace tessel

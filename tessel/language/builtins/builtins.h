@@ -46,5 +46,7 @@ void registerHelpBuiltins(Interpreter& interpreter);
 void registerProgramBuiltins(Interpreter& interpreter);
 void registerFilenameBuiltins(Interpreter& interpreter);
 void registerStorageBuiltins(Interpreter& interpreter);
+void registerStreamBuiltins(Interpreter& interpreter);
+void registerScanningBuiltins(Interpreter& interpreter);
 
 }  // namespace tessel

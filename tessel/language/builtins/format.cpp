@@ -1,7 +1,6 @@
 // Numbers as text and back: printf forms, num2str, mat2str, number bases.
 #include <fmt/format.h>
 
-#include "tessel/console.h"
 #include "tessel/interpreter.h"
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
@@ -13,26 +12,6 @@ namespace {
 
 Arrays callSprintf(Arrays& in, int) {
   return {HostArray::text(formatText(textArgument("sprintf", in[0]), {in.data() + 1, in.size() - 1}))};
-}
-
-/// fprintf(format, ...), fprintf(1, format, ...) to standard output, fprintf(2, format, ...) to standard error.
-Arrays callFprintf(Arrays& in, int outputCount) {
-  std::size_t first = 0;
-  double stream = 1;
-  if (in.size() > 1 && in[0].isNumeric() && in[1].isChar()) {
-    stream = numberArgument("fprintf", in[0]);
-    if (stream != 1 && stream != 2)
-      raiseInvalidArgument("fprintf", "the stream must be 1 (output) or 2 (errors).");
-    first = 1;
-  }
-  const std::string text =
-      formatText(textArgument("fprintf", in[first]), {in.data() + first + 1, in.size() - first - 1});
-  if (stream == 2)
-    fmt::print(stderr, "{}", text);
-  else
-    print(text);
-  if (outputCount == 0) return {};
-  return {HostArray::scalar(static_cast<double>(text.size()))};
 }
 
 std::string integerText(long double value) { return fmt::format("{:.0f}", value + 0.0L); }
@@ -256,8 +235,6 @@ void registerFormatBuiltins() {
   registerAll({
       {"sprintf", callSprintf, 1, -1, 1,
        "sprintf(format, ...): values as text, by a printf format that repeats for all elements."},
-      {"fprintf", callFprintf, 1, -1, 1,
-       "fprintf(format, ...), fprintf(stream, format, ...): prints as sprintf; stream 1: output, 2: errors."},
       {"num2str", callNum2str, 1, 2, 1, "num2str(x), num2str(x, digits), num2str(x, format): numbers as text."},
       {"int2str", callInt2str, 1, 1, 1, "int2str(x): numbers, rounded to integers, as text."},
       {"mat2str", callMat2str, 1, 3, 1,

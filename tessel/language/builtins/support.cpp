@@ -47,6 +47,30 @@ HostArray cellOfTexts(const std::vector<std::string>& texts, Dimensions dims) {
   return cell;
 }
 
+ReadSize::ReadSize(std::string_view function, const Arrays& inputs, std::size_t position) {
+  if (inputs.size() <= position || inputs[position].isEmpty()) return;
+  const HostArray& size = inputs[position];
+  const auto number = [&](std::size_t k) {
+    const double value = size.realAt(k);
+    return std::isinf(value) && value > 0
+               ? value
+               : static_cast<double>(countArgument(function, HostArray::scalar(value)));
+  };
+  requireReal(function, size);
+  isShaped_ = size.numel() == 2;
+  if (size.numel() > 2 || (isShaped_ && std::isinf(size.realAt(0))))
+    raiseInvalidArgument(function, "the size is a count, or [rows columns] with a number of rows.");
+  rows_ = number(0);
+  // No rows of Inf columns are none.
+  if (isShaped_) columns_ = rows_ == 0 ? 0 : number(1);
+}
+
+Dimensions ReadSize::dims(std::size_t count) const {
+  if (!isShaped_) return {count, 1};
+  const auto rows = static_cast<std::size_t>(rows_);
+  return {rows, rows == 0 ? 0 : (count + rows - 1) / rows};
+}
+
 ArrayClass floatClass(const HostArray& a) {
   return a.arrayClass() == ArrayClass::Single ? ArrayClass::Single : ArrayClass::Double;
 }

@@ -2,6 +2,7 @@
 /// dimension.
 #pragma once
 
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,6 +29,22 @@ std::string fileNameArgument(std::string_view function, const HostArray& argumen
 bool isCellOfTexts(const HostArray& argument);
 /// A cell of texts; `dims` must hold as many elements.
 HostArray cellOfTexts(const std::vector<std::string>& texts, Dimensions dims);
+/// How much a function reads, and in which shape: everything, a count, or rows and columns.
+class ReadSize {
+ public:
+  /// Of argument `position`; everything without it, and for [] and Inf.
+  ReadSize(std::string_view function, const Arrays& inputs, std::size_t position);
+  /// At most so many elements are read.
+  double count() const { return rows_ * columns_; }
+  bool isShaped() const { return isShaped_; }
+  /// The sizes for so many of them; a last column that is not full counts.
+  Dimensions dims(std::size_t count) const;
+
+ private:
+  double rows_ = std::numeric_limits<double>::infinity(), columns_ = 1;
+  bool isShaped_ = false;
+};
+
 /// The floating-point class for values of `a`: single for single, else double.
 ArrayClass floatClass(const HostArray& a);
 
