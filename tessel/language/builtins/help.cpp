@@ -270,7 +270,8 @@ std::string helpOfEverything() {
       "of one (help saturate), an operator (help .*) or a word of the language (help for).\n";
   // What modules have added is what the host is there for.
   std::vector<Theme> inOrder = themes();
-  std::ranges::rotate(inOrder, inOrder.begin() + static_cast<std::ptrdiff_t>(languageThemeCount()));
+  std::rotate(inOrder.begin(), inOrder.begin() + static_cast<std::ptrdiff_t>(languageThemeCount()),
+              inOrder.end());
   for (const Theme& theme : inOrder) {
     if (!findFunction(theme.examples[0].name)) continue;  // methods
     text += fmt::format("{}\n", theme.title);
