@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include "tessel/language/interpreter.h"
 #include "tessel/language/interpreter_scopes.h"
+#include "tessel/runtime/arraydata.h"
 #include "tessel/runtime/indexing.h"
 #include "tessel/runtime/positions.h"
 
@@ -21,6 +22,7 @@ std::vector<Arrays> elementSubscripts(const IndexLevel& level, const HostArray& 
   for (std::size_t d = count; d-- > 0;) {
     const Positions positions = readSubscript(level.subscripts[d], extents[d]);
     std::vector<Arrays> longer;
+    requireMemory(elementCount({elements.size(), positions.count}), 2 * (sizeof(Arrays) + sizeof(IndexPath)));
     longer.reserve(elements.size() * positions.count);
     for (const Arrays& rest : elements) {
       for (std::size_t k = 0; k < positions.count; ++k) {

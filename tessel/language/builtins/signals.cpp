@@ -3,10 +3,12 @@
 #include <numbers>
 #include <numeric>
 
+#include "tessel/interruption.h"
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
 #include "tessel/language/fourier.h"
 #include "tessel/messages.h"
+#include "tessel/runtime/arraydata.h"
 #include "tessel/runtime/convert.h"
 #include "tessel/runtime/indexpath.h"
 #include "tessel/runtime/matrix_arithmetic.h"
@@ -50,6 +52,8 @@ Arrays transformed(const char* name, Arrays& in, bool isInverse) {
   const std::size_t d = workingDimension(name, in, 2);
   const bool hasLength = in.size() > 1 && !in[1].isEmpty();
   const std::size_t length = hasLength ? countArgument(name, in[1]) : in[0].dim(d);
+  // A convolution in place of the transform holds up to four times the length, in five lists.
+  requireMemory(length, 24 * sizeof(FourierTransform::Number));
   HostArray x = convertTo(in[0], floatClass(in[0]));
   x.mutableImagData();
   const FourierTransform transform(length, isInverse);
@@ -115,6 +119,7 @@ Frequencies frequencies(Arrays in) {
   } else {
     constexpr std::size_t kUsualCount = 512;
     const std::size_t count = in.size() > 2 && !in[2].isEmpty() ? countArgument("freqz", in[2]) : kUsualCount;
+    requireMemory(count, 4 * sizeof(Complex));
     points.shown.resize(count);
     for (std::size_t k = 0; k < count; ++k)
       points.shown[k] = rate * static_cast<double>(k) / static_cast<double>(isWhole ? count : 2 * count);
@@ -136,6 +141,7 @@ Arrays callFreqz(Arrays& in, int) {
   const Frequencies points = frequencies(in);
   std::vector<Complex> response;
   for (const double w : points.radians) {
+    raiseIfInterrupted();
     const Complex delay = std::polar(1.0, -w);
     response.push_back(valueAt(b, delay) / valueAt(a, delay));
   }
@@ -180,6 +186,7 @@ Arrays callRoots(Arrays& in, int) {
   std::size_t zeros = 0;
   for (; !p.empty() && p.back() == 0.0; p.pop_back()) ++zeros;
   const std::size_t order = p.empty() ? 0 : p.size() - 1;
+  requireMemory(elementCount({order, order}), 4 * sizeof(Complex));
   std::vector<Complex> matrix(order * order);
   for (std::size_t k = 0; k < order; ++k) {
     matrix[k * order] = -p[k + 1] / p[0];
