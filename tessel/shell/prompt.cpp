@@ -155,7 +155,7 @@ void runPrompt(Interpreter& interpreter) {
   sigaction(SIGINT, &action, nullptr);
   if (isatty(STDOUT_FILENO) == 1)
     std::puts("tessel " TESSEL_VERSION
-              ": 'help' lists what there is, 'help fi' explains, 'exit' ends the session.");
+              ": 'help' lists what there is, 'help fi' explains, 'exit' ends.");
   History history;
   std::string text;
   while (const auto line = readLine(text.empty() ? kPrompt : "   ")) {
