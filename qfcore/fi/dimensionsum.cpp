@@ -4,8 +4,8 @@
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/exactness.h"
-#include "qfcore/fi/fibers.h"
 #include "qfcore/fi/paths/blocks.h"
+#include "qfcore/fi/paths/fibers.h"
 #include "qfcore/fi/paths/integersums.h"
 #include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/resulttypes.h"

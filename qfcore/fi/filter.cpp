@@ -5,8 +5,8 @@
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/elementproduct.h"
-#include "qfcore/fi/fibers.h"
 #include "qfcore/fi/messages.h"
+#include "qfcore/fi/paths/fibers.h"
 #include "qfcore/fi/paths/filterkernel.h"
 #include "qfcore/fi/paths/path.h"
 #include "qfcore/fi/resulttypes.h"

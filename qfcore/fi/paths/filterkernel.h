@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "qfcore/fi/fi.h"
-#include "qfcore/fi/fibers.h"
+#include "qfcore/fi/paths/fibers.h"
 
 namespace embedded {
 
