@@ -4,6 +4,7 @@
 
 #include "qfcore/fi/fi.h"
 #include "qfcore/logging/filog.h"
+#include "qfcore/logging/savedrecord.h"
 #include "qfcore/types/features.h"
 #include "tessel/console.h"
 #include "tessel/interpreter.h"
@@ -119,6 +120,35 @@ TEST_F(Logs, RecordOnlyWhileTheyAreOn) {
   logger = same;
   EXPECT_EQ(logger.noperations(), 6U);
   EXPECT_EQ(logger.operationType(), OperationTypeEnum::Sum);
+}
+
+TEST_F(Logs, CountWhatHasNoExtremes) {
+  qlogger counted, met;
+  embedded::RecordsKept kept;
+  kept.keep(nullptr);
+  EXPECT_TRUE(counted.beginCollection().isreset());
+  counted.endCollection(true);
+  counted.setNoperations(0);
+  EXPECT_EQ(counted.beginCollection().noperations(), 0U);
+  counted.setNumericType({true, 8, 3});
+  counted.nOverflowsPlusOne();
+  met.setNumericType({true, 8, 0});
+  met.updateminmax(number(7.0, 52, false));
+  met.setNumericType({EmbeddedTypeSystem::DataTypeModeEnum::FixedSlopeBias, true, 8, 1.5, 0, 0.25});
+  met.merge(counted);
+  embedded::Tally tally;
+  tally.values = 3;
+  met.record(tally);
+  EXPECT_EQ(met.maxlog().todouble(), 4.5);  // 7 in units of the type
+  EXPECT_EQ(met.noverflows(), 1U);
+  EXPECT_EQ(met.noperations(), 4U);
+  embedded::SavedRecord saved;
+  EXPECT_TRUE(saved.isEmpty());
+  saved.overflows = 1;
+  EXPECT_FALSE(saved.isEmpty());
+  saved = {};
+  saved.mathOperations = 1;
+  EXPECT_FALSE(saved.isEmpty());
 }
 
 TEST_F(Logs, KeepWhereTheHostWasOnRequest) {

@@ -322,6 +322,11 @@ TEST(NumericTypeSetters, HaveFormsForAllFieldsAtOnce) {
   EXPECT_EQ(type.tostring(), NumericType(Mode::FixedSlopeBias, true, 9, 1.5, -3, 0.25).tostring());
   type.setFixedPointProps(true, 9, 1, -3, 0);
   EXPECT_EQ(type.tostring(), NumericType(true, 9, 3).tostring());
+  type.setFixedPointProps(false, 9, 1, -3, 0.5);
+  EXPECT_EQ(type.tostring(), NumericType(Mode::FixedSlopeBias, false, 9, 1, -3, 0.5).tostring());
+  NumericType scaled(Mode::ScaledDoubleBinaryPoint, true, 16, 1, -3, 0);
+  scaled.setFixedPointProps(true, 9, 1, -2, 0);
+  EXPECT_EQ(scaled.tostring(), NumericType(Mode::ScaledDoubleBinaryPoint, true, 9, 1, -2, 0).tostring());
   type.setFractionLength(INT_MIN);
   EXPECT_EQ(type.fixedExponent(), INT_MAX);
   EXPECT_FALSE(NumericType::isAlias());
