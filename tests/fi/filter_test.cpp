@@ -231,6 +231,10 @@ TEST_F(Filters, InFullPrecisionLoseNothingBeforeTheOutput) {
     math.setMaxProductWordLength(400);
     const fi b = vector(count(4), anyType(), math), a = denominator(count(4), math),
              x = random.array({count(40), 1}, anyType(), math, random.coin());
+    // A product of complex values without signs may be negative, which its type, as that of `times`, does not
+    // hold.
+    const bool areSigned = b.getNumericType().isSigned() || x.getNumericType().isSigned();
+    if (b.iscomplex() && x.iscomplex() && !areSigned) continue;
     qlogger::global(OperationTypeEnum::Sum)->reset();
     const NumericType type = filter(b, a, x).states.getNumericType();
     const qlogger& sums = *qlogger::global(OperationTypeEnum::Sum);
