@@ -36,7 +36,7 @@ class FormatReader {
       while (isBlank(here()) && at_ < format_.size()) ++at_;
       return {Kind::Blank};
     }
-    if (here() == '%' && at_ + 1 < format_.size() && format_[at_ + 1] != '%') return conversion();
+    if (here() == '%' && format_.substr(at_, 2) != "%%") return conversion();
     ScanPiece piece{Kind::Literal};
     while (at_ < format_.size() && !isBlank(here())) {
       if (here() == '%' && format_.substr(at_, 2) != "%%") break;

@@ -126,7 +126,9 @@ class ColumnReader {
         nextLine();
         continue;
       }
+      const std::size_t before = line_.size();
       readPass();
+      if (line_.size() == before && before > 0) fail("the format reads nothing");
       raiseIfInterrupted();
       --passes;
     }
