@@ -210,19 +210,22 @@ struct fi::Sums {
   template <class Operation>
   static void ofWide(const fi& a, const fi& b, fi& sumRegister, fi& result) {
     const Uncast isUncast = uncast(a, b, sumRegister);
-    const quantizer& q = sumRegister.assignmentQuantizer_;
+    const std::array quantizers{&std::as_const(sumRegister.assignmentQuantizer_)};
     const unsigned precision = sumRegister.realPart_.getprecision();
-    WideScratch left(precision), right(precision);
     const auto sumPart = [&](number& target, const WideOperand& x, const WideOperand& y,
                              const Uncast& isReady) {
-      for (unsigned k = 0; k < result.numel_; ++k) {
-        left.take(x, k);
-        if (!isReady.a) q.quantize(left.asNumber());
-        right.take(y, k);
-        if (!isReady.b) q.quantize(right.asNumber());
-        Operation::apply(*left, *left, *right);
-        q.quantize(left.asNumber(), target[k]);
-      }
+      shareLoop(result.numel_, kSharedWide, quantizers,
+                [&](std::size_t first, std::size_t size, const auto& own) {
+                  WideScratch left(precision), right(precision);
+                  for (auto k = static_cast<unsigned>(first); k < first + size; ++k) {
+                    left.take(x, k);
+                    if (!isReady.a) own[0]->quantize(left.asNumber());
+                    right.take(y, k);
+                    if (!isReady.b) own[0]->quantize(right.asNumber());
+                    Operation::apply(*left, *left, *right);
+                    own[0]->quantize(left.asNumber(), target, k);
+                  }
+                });
     };
     sumPart(result.realPart_, {a, a.realPart_}, {b, b.realPart_}, isUncast);
     if (result.iscomplex())

@@ -33,7 +33,8 @@ fi fi::pooled(const char* operation, const fi& model, const std::vector<const fi
     isComplex = isComplex || operand->iscomplex();
   }
   if (count > std::numeric_limits<unsigned>::max()) fail<message::outOfMemory>();
-  fi pool = model.blank({static_cast<unsigned>(count), 1}, isComplex);
+  fi pool = model.unset({static_cast<unsigned>(count), 1}, isComplex);
+  model.fillWithZeroValue(pool.imagPart_);
   pool.assignLogged(operation, [&] {
     unsigned place = 0;
     for (const fi* operand : operands) {
@@ -56,15 +57,15 @@ namespace {
 std::optional<fi::Shape> sizeInOrder(std::string_view name, const std::vector<const fi*>& operands) {
   const bool isRow = name == "horzcat";
   if (!isRow && name != "vertcat") return std::nullopt;
-  fi::Shape dims{0, 0};
+  unsigned rows = 0, cols = 0;
   for (const fi* operand : operands) {
     const bool isFirst = operand == operands.front();
-    const bool fits = isRow ? isFirst || operand->rows() == dims[0] : operand->cols() == 1;
+    const bool fits = isRow ? isFirst || operand->rows() == rows : operand->cols() == 1;
     if (operand->numDims() != 2 || operand->isempty() || !fits) return std::nullopt;
-    dims =
-        isRow ? fi::Shape{operand->rows(), dims[1] + operand->cols()} : fi::Shape{dims[0] + operand->rows(), 1};
+    rows = isRow ? operand->rows() : rows + operand->rows();
+    cols = isRow ? cols + operand->cols() : 1;
   }
-  return dims;
+  return fi::Shape{rows, cols};
 }
 
 }  // namespace
@@ -72,9 +73,12 @@ std::optional<fi::Shape> sizeInOrder(std::string_view name, const std::vector<co
 fi fi::joined(const char* name, const fi& model, const std::vector<const fi*>& operands,
               tessel::Arrays leading) {
   if (const auto dims = sizeInOrder(name, operands)) {
-    fi pool = pooled(name, model, operands);
-    pool.copyDimensions(dims->data(), static_cast<unsigned>(dims->size()));
-    return pool;
+    // The only way out of a function: what it returns is then made in its place.
+    return [&] {
+      fi pool = pooled(name, model, operands);
+      pool.copyDimensions(dims->data(), static_cast<unsigned>(dims->size()));
+      return pool;
+    }();
   }
   double first = 0;
   for (const fi* operand : operands) {

@@ -85,14 +85,14 @@ fi::fi(double value, const NumericType& type, const fimath& math, unsigned preci
 
 fi::fi(double value, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
        const std::string& tag, OperationTypeEnum operationType)
-    : fi(dims, numDims, type, math, false, tag, operationType, 0) {
+    : fi(Shape(dims, dims + numDims), type, math, false, tag, operationType, 0) {
   fillQuantized(value);
   recordInTotal();
 }
 
 fi::fi(double re, double im, const unsigned* dims, unsigned numDims, const NumericType& type,
        const fimath& math, const std::string& tag, OperationTypeEnum operationType)
-    : fi(dims, numDims, type, math, true, tag, operationType, 0) {
+    : fi(Shape(dims, dims + numDims), type, math, true, tag, operationType, 0) {
   NumericType::errorIfComplexLogical(type.dataType(), true);
   fillWithRealWorld(realPart_, re);
   fillWithRealWorld(imagPart_, im);
@@ -106,7 +106,7 @@ fi::fi(const double* re, const unsigned* dims, unsigned numDims, const NumericTy
 
 fi::fi(const double* re, const double* im, const unsigned* dims, unsigned numDims, const NumericType& type,
        const fimath& math, const std::string& tag, OperationTypeEnum operationType)
-    : fi(dims, numDims, type, math, im != nullptr, tag, operationType, 0) {
+    : fi(Shape(dims, dims + numDims), type, math, im != nullptr, tag, operationType, 0) {
   NumericType::errorIfComplexLogical(type.dataType(), im != nullptr);
   assignValues(re, im, ValueMeaning::RealWorld);
   recordInTotal();

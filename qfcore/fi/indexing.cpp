@@ -174,7 +174,7 @@ void forEachVisit(const fi::Shape& dims, tessel::IndexRanges ranges, const Visit
 
 fi fi::elementsAt(tessel::IndexRanges ranges) const {
   if (ranges.size() == 1 && ranges[0].count == 1) return elementAt(static_cast<unsigned>(ranges[0].first));
-  fi result = blank(tessel::selectedSizes(dims_, ranges), iscomplex());
+  fi result = unset(tessel::selectedSizes(dims_, ranges), iscomplex());
   unsigned place = 0;
   forEachVisit(dims_, ranges, [&](unsigned count, const ElementVisit& sources) {
     copyElements(result, ElementVisit::from(place), sources, count);
@@ -224,8 +224,8 @@ void copyPart(number& to, const number& from, const ElementVisit& targets, const
   }
 }
 
-/// The same for both parts of `x` where stored integers such as `Integer` stand for their values, and in `into`
-/// may. Whether it has.
+/// The same for both parts of `x` where stored integers such as `Integer` stand for the values of `into`, or
+/// for its own, and then in `into` may. Whether it has.
 template <class Integer>
 bool copyIntegers(fi& into, const fi& x, const ElementVisit& targets, const ElementVisit& sources,
                   unsigned count) {
@@ -240,6 +240,15 @@ bool copyIntegers(fi& into, const fi& x, const ElementVisit& targets, const Elem
   };
   const bool isComplex = x.iscomplex();
   const Integer *re = read(x.realPart()), *im = isComplex ? read(x.imagPart()) : nullptr;
+  if (!re && !isComplex && read(into.realPart()) && x.realPart().multiprecision()) {
+    const mpnumber& values = *x.realPart().multiprecision();
+    Integer* to = written(into.realPart());
+    for (unsigned k = 0; k < count; ++k) {
+      if (const unsigned s = sources[k]; s != kNoElement)
+        to[targets[k]] = storedInteger<Integer>(values.getelement(s), fractionLength);
+    }
+    return true;
+  }
   if (!re || (isComplex && !im)) return false;
   Integer *toRe = written(into.realPart()), *toIm = isComplex ? written(into.imagPart()) : nullptr;
   if (!toRe || (isComplex && !toIm)) return false;

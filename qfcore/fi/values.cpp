@@ -1,5 +1,6 @@
 /// How values get into an array: the host's, a program's, stored words, and one element's into another.
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 
@@ -51,6 +52,16 @@ bool anyBeyondDoubles(const Element* re, const Element* im, unsigned count) {
   }
 }
 
+/// Whether there is a NaN or an infinity. Their difference with themselves is a NaN, that of others 0, all bits
+/// of which are 0 then.
+template <class Element>
+QFCORE_VECTORISED bool anyNotFinite(const Element* values, std::size_t count) {
+  using Bits = std::conditional_t<sizeof(Element) == sizeof(std::uint64_t), std::uint64_t, std::uint32_t>;
+  Bits found = 0;
+  for (std::size_t i = 0; i < count; ++i) found |= std::bit_cast<Bits>(values[i] - values[i]);
+  return found != 0;
+}
+
 /// Turns real-world values or stored integers, checked for the data type, into held values.
 class ToHeld {
  public:
@@ -90,10 +101,7 @@ class ToHeld {
   /// Raises for a NaN or an infinity that the data type does not hold.
   template <class Element>
   void requireSuited(const Element* values, std::size_t count) const {
-    const auto isNotFinite = [](Element value) {
-      return !(std::abs(value) <= std::numeric_limits<Element>::max());
-    };
-    if (!anyOf(values, count, isNotFinite)) return;
+    if (!anyNotFinite(values, count)) return;
     std::for_each_n(values, count, [this](Element value) { NumericType::checkNaNInf(dataType_, value); });
   }
 
@@ -147,12 +155,11 @@ void assignNumbers(number& part, const Element* values, const ToHeld& toHeld, co
         const auto word = storedInteger<Int128>(exact.multiprecision()->getelement(), type.fractionLength());
         stored->write(i, &word, 1);
       } else {
-        own[0]->quantize(exact, part[static_cast<unsigned>(i)]);
+        own[0]->quantize(exact, part, static_cast<unsigned>(i));
       }
     }
   };
-  if (stored) return shareLoop(part.numel(), kSharedWide, std::array{&q}, assignRange);
-  assignRange(0, part.numel(), std::array{&q});
+  shareLoop(part.numel(), kSharedWide, std::array{&q}, assignRange);
 }
 
 }  // namespace

@@ -1,10 +1,12 @@
 #include "qfcore/math/quantizer.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
 #include "qfcore/math/kerneltable.h"
+#include "qfcore/math/parallel.h"
 #include "qfcore/number/widevalues.h"
 
 namespace embedded {
@@ -218,31 +220,59 @@ number& quantizer::quantize(const number& from, number& to) const {
   return to = quantize(moved);
 }
 
+void quantizer::quantize(number& from, number& to, unsigned place) const {
+  const Kernel& kernel = rules_->kernel;
+  mpnumber *source = from.multiprecision(), *target = to.multiprecision();
+  if (target && kernel.wide == quantizeFixedWide) {
+    MpFloat& element = target->getmodifiableelement(place);
+    const LimbOutcome outcome =
+        quantizeFixedByLimbs(wideFormat(), kernel.rounding, kernel.overflowMode, source->getelement(), element);
+    if (outcome != LimbOutcome::NotDone) {
+      if (!logger_.isOn()) return;
+      source->setelement(0, element);
+      recorded({outcome == LimbOutcome::Overflow, false}, from);
+      return;
+    }
+  }
+  quantize(from);
+  if (target) {
+    target->setelement(place, source->getelement());
+  } else {
+    to.doubles()[place] = from.todouble();
+  }
+}
+
 void quantizer::quantize(const number& from, unsigned fromFirst, number& to, unsigned toFirst,
                          unsigned count) const {
   const Kernel& kernel = rules_->kernel;
   const mpnumber* source = from.multiprecision();
   mpnumber* target = to.multiprecision();
-  const bool byLimbs = source && target && kernel.wide == quantizeFixedWide && !logger_.isOn();
+  const bool byLimbs = source && target && kernel.wide == quantizeFixedWide && !logger_.isOn() && count > 0;
   const WideFormat* format = byLimbs ? &wideFormat() : nullptr;
-  const number reader(from, Reading{});
   WideValues<const MpFloat> sources;
   WideValues<MpFloat> targets;
-  if (byLimbs && count > 0) {
+  if (byLimbs) {
     const unsigned step = count > 1 ? 1 : 0;
     targets = {target->getmodifiableelement(toFirst), target->getmodifiableelement(toFirst + step)};
     sources = {source->getelement(fromFirst), source->getelement(fromFirst + step)};
   }
-  for (unsigned k = 0; k < count; ++k) {
-    const bool isDone = byLimbs && quantizeFixedByLimbs(*format, kernel.rounding, kernel.overflowMode,
-                                                        sources[k], targets[k]) != LimbOutcome::NotDone;
-    if (isDone) continue;
-    if (&from == &to) {
-      quantize(to[toFirst + k]);
-    } else {
-      quantize(reader[fromFirst + k], to[toFirst + k]);
-    }
+  if (!source && !target) {
+    const number reader(from, Reading{});
+    for (unsigned k = 0; k < count; ++k) quantize(to[toFirst + k] = reader[fromFirst + k]);
+    return;
   }
+  const unsigned precision = std::max(from.getprecision(), to.getprecision());
+  shareLoop(count, kSharedWide, std::array{this}, [&](std::size_t first, std::size_t size, const auto& own) {
+    const number reader(from, Reading{});
+    number moved(0.0, precision, true);
+    for (std::size_t k = first; k < first + size; ++k) {
+      const bool isDone = byLimbs && quantizeFixedByLimbs(*format, kernel.rounding, kernel.overflowMode,
+                                                          sources[k], targets[k]) != LimbOutcome::NotDone;
+      if (isDone) continue;
+      moved = reader[fromFirst + static_cast<unsigned>(k)];
+      own[0]->quantize(moved, to, toFirst + static_cast<unsigned>(k));
+    }
+  });
 }
 
 number& quantizer::quantize(number& value) const { return run(rules_->kernel, value); }
