@@ -95,6 +95,9 @@ ArrayFormat::Ptr ArrayFormat::of(const NumericType& type, const fimath& math) {
   Ptr made(new ArrayFormat(type, math));
   if (kept.formats.size() == kMostKept) return made;
   kept.formats.emplace(hash, made.get());
+  // Arrays share its rules as well: counting them would have each array that is made and freed wait for the
+  // stores before it.
+  QuantizerRulesPtr(made->rules_).keepForGood();
   made.keepForGood();
   return Ptr(last = made.get());
 }
