@@ -252,6 +252,10 @@ bool copyIntegers(fi& into, const fi& x, const ElementVisit& targets, const Elem
   if (!re || (isComplex && !im)) return false;
   Integer *toRe = written(into.realPart()), *toIm = isComplex ? written(into.imagPart()) : nullptr;
   if (!toRe || (isComplex && !toIm)) return false;
+  if (!isComplex && sources.isInStep() && targets.isInStep()) {
+    std::copy_n(re + sources[0], count, toRe + targets[0]);
+    return true;
+  }
   for (unsigned k = 0; k < count; ++k) {
     const unsigned source = sources[k], target = targets[k];
     if (source == kNoElement) continue;
