@@ -108,6 +108,65 @@ Prepare byTaps(Words words, bool isConvolution) {
 
 std::size_t timesTaps(std::size_t count) { return count * kTaps; }
 
+// ---------------------------------------------------------------------------------- words, modes and
+// operations
+
+using embedded::OverflowModeEnum;
+using embedded::RoundModeEnum;
+
+/// Products in full precision, sums of 64 bits, or of 40 where the words are short.
+fimath keptSums(int word, RoundModeEnum round, OverflowModeEnum overflow) {
+  const int sums = word <= 16 ? 40 : 64;
+  fimath math(round, overflow);
+  math.setSumMode(embedded::ArithmeticModeEnum::SpecifyPrecision);
+  math.setSumFormat(sums, sums - 4);
+  return math;
+}
+
+/// `operation(x, y, math)` of two rows of words.
+template <class Operation>
+Prepare byRowsOf(int word, const fimath& math, Operation operation) {
+  return [=](std::size_t count) -> Work {
+    const NumericType type(true, word, word - 1);
+    return [=, x = rowOf(randomValues(count, 0.5, 1), type, math),
+            y = rowOf(randomValues(count, 0.5, 2), type, math)] { benchmark::DoNotOptimize(operation(x, y)); };
+  };
+}
+
+/// Every operation that is a loop over elements, with words of three lengths, and of modes the cheapest and the
+/// dearest.
+std::vector<Job> wordJobs(double goal) {
+  std::vector<Job> jobs;
+  for (const int word : {16, 32, 64}) {
+    for (const auto& [name, math] :
+         {std::pair{"floor, wrap", keptSums(word, RoundModeEnum::floor, OverflowModeEnum::wrap)},
+          std::pair{"convergent, saturate",
+                    keptSums(word, RoundModeEnum::convergent, OverflowModeEnum::saturate)}}) {
+      const unsigned dims[] = {1, 6};
+      const fi section(kSection, dims, 2, NumericType(true, word, word - 2), math);
+      const fi taps = rowOf(randomValues(kTaps, 1, 3), NumericType(true, word, word - 1), math);
+      const auto operation = [&, kept = math](const char* text, auto run) {
+        return subject(text, byRowsOf(word, kept, run), {atMostNanoseconds(goal)});
+      };
+      jobs.push_back({"s" + std::to_string(word) + ", kept sums, " + name,
+                      {operation("dot", [](const fi& x, const fi& y) { return embedded::dot(x, y); }),
+                       operation("cumsum", [](const fi& x, const fi&) { return embedded::cumsum(x); }),
+                       operation("mean", [](const fi& x, const fi&) { return embedded::mean(x); }),
+                       operation("sosfilt, a section",
+                                 [=](const fi& x, const fi&) { return embedded::sosfilt(section, x); })},
+                      {100'000}});
+      jobs.push_back(
+          {"s" + std::to_string(word) + ", kept sums, " + name + ", per tap",
+           {operation("filter", [=, one = fi(1.0, NumericType(true, 2, 0), math)](
+                                    const fi& x, const fi&) { return embedded::filter(taps, one, x); }),
+            operation("conv", [=](const fi& x, const fi&) { return embedded::conv(taps, x); })},
+           {100'000},
+           timesTaps});
+    }
+  }
+  return jobs;
+}
+
 }  // namespace
 
 std::vector<Job> filterJobs() {
@@ -127,12 +186,14 @@ std::vector<Job> filterJobs() {
                {100'000},
                timesTaps};
   };
-  return {sections(kShort, "biquad section s16,15, sums of 40 bits, per sample",
-                   {"int64 loop", byIntegers<std::int64_t>(kShort)}),
-          sections(kLong, "biquad section s32,31, sums of 64 bits, per sample",
-                   {"__int128 loop", byIntegers<Int128>(kLong)}),
-          taps(kShort, "32 taps s16,15, full precision, per tap and sample"),
-          taps(kLong, "32 taps s32,31, full precision, per tap and sample")};
+  std::vector<Job> jobs = {sections(kShort, "biquad section s16,15, sums of 40 bits, per sample",
+                                    {"int64 loop", byIntegers<std::int64_t>(kShort)}),
+                           sections(kLong, "biquad section s32,31, sums of 64 bits, per sample",
+                                    {"__int128 loop", byIntegers<Int128>(kLong)}),
+                           taps(kShort, "32 taps s16,15, full precision, per tap and sample"),
+                           taps(kLong, "32 taps s32,31, full precision, per tap and sample")};
+  for (Job& job : wordJobs(kGoal)) jobs.push_back(std::move(job));
+  return jobs;
 }
 
 }  // namespace bench

@@ -172,7 +172,7 @@ std::vector<Job> wordJobs() {
 
 std::vector<Job> integerJobs() {
   std::vector<Job> jobs;
-  for (const int bits : {48, 52, 64}) {
+  for (const int bits : {32, 40, 48, 52, 64}) {
     jobs.push_back(roundedRows<OverflowModeEnum::wrap>(bits));
     jobs.push_back(roundedRows<OverflowModeEnum::saturate>(bits));
   }

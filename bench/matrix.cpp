@@ -64,9 +64,10 @@ constexpr double kRoundedBound = 0.25;
 /// c = a · b for column-major matrices whose side is a multiple of both tile sides. `scaled` holds stored
 /// integers, so that a product is a stored integer too; c takes stored integers. A tile's sums stay in
 /// registers.
+template <std::size_t kRows>
 QFCORE_VECTORISED void multiplyRounded(const double* __restrict scaled, const double* __restrict b,
                                        double* __restrict c, std::size_t side, Kept keep) {
-  constexpr std::size_t kRows = 16, kColumns = 4;
+  constexpr std::size_t kColumns = 4;
   for (std::size_t column = 0; column < side; column += kColumns) {
     for (std::size_t row = 0; row < side; row += kRows) {
       double sums[kColumns][kRows] = {};
@@ -88,7 +89,8 @@ Prepare byTiles() {
   return [](std::size_t side) -> Work {
     return [=, a = square(kRoundedBound * kScale, 1)(side), b = square(kRoundedBound, 2)(side),
             c = Values(side * side)]() mutable {
-      multiplyRounded(a.data(), b.data(), c.data(), side, Kept());
+      const auto multiply = side % 16 == 0 ? multiplyRounded<16> : multiplyRounded<4>;
+      multiply(a.data(), b.data(), c.data(), side, Kept());
       benchmark::ClobberMemory();
     };
   };
@@ -109,7 +111,11 @@ std::vector<Job> matrixJobs() {
   return {
       {exact, {dgemm, fiExact, bySystemCProduct<ScFixed<36, 30>, ScFixed<32, 30>>(1)}, {16}, cubed},
       {exact, {dgemm, within(fiExact, atMost(1.3, "OpenBLAS dgemm"))}, {256, 1024}, cubed},
-      {rounded, {tiles, fiRounded, bySystemCProduct<ScS16, ScS16>(kRoundedBound)}, {16}, cubed},
+      {rounded, {tiles, within(fiRounded, atMost(2, "tiled loop"))}, {4, 8}, cubed},
+      {rounded,
+       {tiles, within(fiRounded, atMost(2, "tiled loop")), bySystemCProduct<ScS16, ScS16>(kRoundedBound)},
+       {16},
+       cubed},
       {rounded, {tiles, within(fiRounded, atMost(2, "tiled loop", 0.5))}, {256}, cubed},
   };
 }

@@ -17,14 +17,40 @@ using EmbeddedTypeSystem::textOf;
 // Values over one and a half times the range, so that a third of them saturates.
 constexpr double kBound = 1.5;
 
-/// To s16,15, rounding to nearest and wrapping.
+// Roundings as one writes them.
+struct Ceil {
+  static double integer(double x) { return std::ceil(x); }
+};
+struct Convergent {
+  static double integer(double x) { return std::rint(x); }
+};
+struct Fix {
+  static double integer(double x) { return std::trunc(x); }
+};
+struct Floor {
+  static double integer(double x) { return std::floor(x); }
+};
+struct Nearest {
+  static double integer(double x) { return std::floor(x + 0.5); }
+};
+struct Round {
+  static double integer(double x) { return std::trunc(x + std::copysign(0.5, x)); }
+};
+
+/// To s16,15, wrapping.
 struct Wrapped {
   double scale = kScale, step = kStep, low = -kScale, modulus = 2 * kScale, inverseModulus = 1 / modulus;
 
   double inRange(double integer) const {
     return integer - std::floor((integer - low) * inverseModulus) * modulus;
   }
-  double operator()(double x) const { return inRange(std::floor(x * scale + 0.5)) * step; }
+};
+
+/// A format, and how values get to its grid.
+template <class Format, class Rounding>
+struct Rounded : Format {
+  static double integer(double x) { return Rounding::integer(x); }
+  double operator()(double x) const { return this->inRange(integer(x * this->scale)) * this->step; }
 };
 
 struct Met {
@@ -44,7 +70,7 @@ QFCORE_VECTORISED void quantizeCounting(double* __restrict quantized, std::size_
   for (std::size_t i = 0; i + kLanes <= count; i += kLanes) {
     for (std::size_t lane = 0; lane < kLanes; ++lane) {
       const double x = values[i + lane];
-      const double integer = std::floor(x * format.scale + 0.5);
+      const double integer = Format::integer(x * format.scale);
       const double inRange = format.inRange(integer);
       const double y = inRange * format.step;
       overflows[lane] += inRange != integer;
@@ -63,14 +89,14 @@ QFCORE_VECTORISED void quantizeCounting(double* __restrict quantized, std::size_
 }
 
 template <class Format>
-Contender countingLoop() {
-  return {"counting loop", byLoop(
-                               [](double* quantized, std::size_t count, const double* values) {
-                                 Met met;
-                                 quantizeCounting(quantized, count, values, Format(), met);
-                                 benchmark::DoNotOptimize(met);
-                               },
-                               uniform(kBound))};
+Contender countingLoop(const std::string& name) {
+  return {name, byLoop(
+                    [](double* quantized, std::size_t count, const double* values) {
+                      Met met;
+                      quantizeCounting(quantized, count, values, Format(), met);
+                      benchmark::DoNotOptimize(met);
+                    },
+                    uniform(kBound))};
 }
 
 Prepare byQuantizer(RoundModeEnum round, OverflowModeEnum overflow, bool logging) {
@@ -96,40 +122,55 @@ Contender systemC(const char* name) {
       name, [](double x) { return x; }, uniform(kBound));
 }
 
-/// All roundings that SystemC has; ceil is not among them.
-template <sc_dt::sc_o_mode Overflow>
-std::vector<Contender> systemCRoundings() {
-  using namespace sc_dt;
-  return {systemC<SC_RND_CONV, Overflow>("SystemC convergent"), systemC<SC_TRN_ZERO, Overflow>("SystemC fix"),
-          systemC<SC_TRN, Overflow>("SystemC floor"), systemC<SC_RND, Overflow>("SystemC nearest"),
-          systemC<SC_RND_INF, Overflow>("SystemC round")};
+/// One rounding mode beside the hand-written loops that round so, quietly and counting; and SystemC, if it has
+/// that mode.
+template <class Format, class Rounding>
+void appendMode(RoundModeEnum round, OverflowModeEnum overflow, std::vector<Contender> peers,
+                std::vector<Job>& quiet, std::vector<Job>& logging) {
+  using Loop = Rounded<Format, Rounding>;
+  const std::string mode = textOf(round), name = std::string("quantize to s16,15, ") + textOf(overflow),
+                    plain = "plain loop, " + mode, counting = "counting loop, " + mode;
+  quiet.push_back({name,
+                   {{plain, byHand(Loop(), uniform(kBound))},
+                    subject(mode, byQuantizer(round, overflow, false), {atMost(2, plain.c_str())})}});
+  for (Contender& peer : peers) quiet.back().contenders.push_back(std::move(peer));
+  logging.push_back({name + ", logging",
+                     {countingLoop<Loop>(counting),
+                      subject(mode, byQuantizer(round, overflow, true), {atMost(1.5, counting.c_str())})}});
 }
 
-/// All rounding modes with one overflow mode, beside the hand-written loop that rounds to nearest.
 template <class Format, sc_dt::sc_o_mode ScOverflow>
 std::vector<Job> jobsOf(OverflowModeEnum overflow) {
-  const std::string name = std::string("quantize to s16,15, ") + textOf(overflow);
-  Job quiet{name, {{"plain loop, nearest", byHand(Format(), uniform(kBound))}, copyLimit()}};
-  Job logging{name + ", logging", {countingLoop<Format>()}};
-  for (const auto& row : tableOf(RoundModeEnum()).rows) {
-    const auto round = static_cast<RoundModeEnum>(row.value);
-    quiet.contenders.push_back(
-        subject(row.text, byQuantizer(round, overflow, false), {atMost(2, "plain loop, nearest")}));
-    logging.contenders.push_back(
-        subject(row.text, byQuantizer(round, overflow, true), {atMost(1.5, "counting loop")}));
-  }
-  for (Contender& peer : systemCRoundings<ScOverflow>()) quiet.contenders.push_back(std::move(peer));
-  return {quiet, logging};
+  using namespace sc_dt;
+  using Mode = RoundModeEnum;
+  std::vector<Job> jobs, logging;
+  appendMode<Format, Ceil>(Mode::ceil, overflow, {copyLimit()}, jobs, logging);
+  appendMode<Format, Convergent>(Mode::convergent, overflow,
+                                 {systemC<SC_RND_CONV, ScOverflow>("SystemC convergent")}, jobs, logging);
+  appendMode<Format, Fix>(Mode::fix, overflow, {systemC<SC_TRN_ZERO, ScOverflow>("SystemC fix")}, jobs,
+                          logging);
+  appendMode<Format, Floor>(Mode::floor, overflow, {systemC<SC_TRN, ScOverflow>("SystemC floor")}, jobs,
+                            logging);
+  appendMode<Format, Nearest>(Mode::nearest, overflow, {systemC<SC_RND, ScOverflow>("SystemC nearest")}, jobs,
+                              logging);
+  appendMode<Format, Round>(Mode::round, overflow, {systemC<SC_RND_INF, ScOverflow>("SystemC round")}, jobs,
+                            logging);
+  for (Job& job : logging) jobs.push_back(std::move(job));
+  return jobs;
 }
 
-Job constructionJob() {
-  return {"new fi from doubles, s16,15",
-          {{"plain loop", byHand(Kept(), uniform(kBound))},
-           copyLimit(),
-           subject("fi(values)", byConstruction()),
-           systemC<sc_dt::SC_RND, sc_dt::SC_SAT>("SystemC sc_fixed"),
-           bySystemC<double, sc_dt::sc_fixed_fast<16, 1, sc_dt::SC_RND, sc_dt::SC_SAT>>(
-               "SystemC sc_fixed_fast", [](double x) { return x; }, uniform(kBound))}};
+std::vector<Job> constructionJobs() {
+  const auto job = [](double goal, std::vector<std::size_t> counts) {
+    return Job{"new fi from doubles, s16,15",
+               {{"plain loop", byHand(Kept(), uniform(kBound))},
+                copyLimit(),
+                subject("fi(values)", byConstruction(), {atMost(goal, "plain loop")}),
+                systemC<sc_dt::SC_RND, sc_dt::SC_SAT>("SystemC sc_fixed"),
+                bySystemC<double, sc_dt::sc_fixed_fast<16, 1, sc_dt::SC_RND, sc_dt::SC_SAT>>(
+                    "SystemC sc_fixed_fast", [](double x) { return x; }, uniform(kBound))},
+               std::move(counts)};
+  };
+  return {job(1.5, {1'000}), job(1.2, {100'000, 10'000'000})};
 }
 
 }  // namespace
@@ -137,7 +178,7 @@ Job constructionJob() {
 std::vector<Job> quantizeJobs() {
   std::vector<Job> jobs = jobsOf<Kept, sc_dt::SC_SAT>(OverflowModeEnum::saturate);
   for (Job& job : jobsOf<Wrapped, sc_dt::SC_WRAP>(OverflowModeEnum::wrap)) jobs.push_back(std::move(job));
-  jobs.push_back(constructionJob());
+  for (Job& job : constructionJobs()) jobs.push_back(std::move(job));
   return jobs;
 }
 

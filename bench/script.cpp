@@ -138,6 +138,48 @@ Job longRangeJob() {
       {100'000, 1'000'000}};
 }
 
+/// Settings under which sums and products are of so many bits, with the fraction that words of half as many
+/// before and behind the point leave.
+std::string keptTo(int bits, int fraction) {
+  const std::string length = std::to_string(bits), places = std::to_string(fraction);
+  return "F = fimath('RoundMode', 'floor', 'OverflowMode', 'wrap', 'ProductMode', 'SpecifyPrecision', "
+         "'ProductWordLength', " +
+         length + ", 'ProductFractionLength', " + places +
+         ", 'SumMode', 'SpecifyPrecision', 'SumWordLength', " + length + ", 'SumFractionLength', " + places +
+         ");";
+}
+
+/// A feedback filter sample by sample: a section of second order of ten operations, each as long as one may
+/// take.
+Job sectionJob(int word, int accumulator) {
+  const std::string settings = keptTo(accumulator, accumulator - 4) + "T = numerictype(1, " +
+                               std::to_string(word) + ", " + std::to_string(word - 1) +
+                               "); C = numerictype(1, " + std::to_string(word) + ", " +
+                               std::to_string(word - 2) + ");";
+  return {"script: biquad section s" + std::to_string(word) + ", sums of " + std::to_string(accumulator) +
+              " bits, per sample",
+          {subject("fi",
+                   byScript(settings + "b = fi([0.2 0.3 0.1], C, F); a = fi([1 -0.5 0.2], C, F);"
+                                       "x = fi(rand(1, n) - 0.5, T, F); y = x; p = b(1) * x(1); q = p;"
+                                       "c0 = b(1); c1 = b(2); c2 = b(3); d1 = a(2); d2 = a(3);",
+                            "for k = 1:n, u = x(k); v = fi(c0 * u + p, T, F); p = c1 * u - d1 * v + q;"
+                            " q = c2 * u - d2 * v; y(k) = v; end"),
+                   {atMostNanoseconds(10 * 300)})},
+          {kStatements}};
+}
+
+/// Weights that follow a signal: two products of rows, a sum of rows and a shifted delay line a sample.
+Job adaptiveJob() {
+  return {"script: adaptive filter of 16 taps s16,15, per sample",
+          {subject("fi",
+                   byScript(keptTo(32, 30) + "T = numerictype(1, 16, 15); w = fi(zeros(1, 16), T, F); line = w;"
+                                             "x = fi(rand(1, n) - 0.5, T, F); d = fi(rand(1, n) - 0.5, T, F);"
+                                             "mu = fi(0.05, T, F);",
+                            "for k = 1:n, line = [x(k) line(1:15)]; e = fi(d(k) - dot(w, line), T, F);"
+                            " w = fi(w + mu * e * line, T, F); end"))},
+          {kStatements}};
+}
+
 /// A fresh process that runs one statement.
 Job startJob() {
   const Prepare starting = [](std::size_t) -> Work {
@@ -173,13 +215,16 @@ std::vector<Job> scriptJobs() {
       {"script: a(k) = a(k-1) * c + x(k), per statement",
        {{"doubles", byScript(doubles, statements)}, subject("fi", byScript(values, statements))},
        {1'000'000}}};
+  jobs.push_back(sectionJob(16, 40));
+  jobs.push_back(sectionJob(32, 64));
+  jobs.push_back(adaptiveJob());
   for (const Comparison& row : kComparisons) jobs.push_back(comparisonJob(row));
   for (const char* statement :
-       {"r = x(a:b);", "r = x(:);", "r = x(2:end);", "x(a:b) = y;", "r = [x(2:end) s];"})
+       {"r = x(a:b);", "r = x(:);", "r = x(2:end);", "x(a:b) = y;", "x(2:5) = x(1:4);", "r = [x(2:end) s];"})
     jobs.push_back(rangeJob(statement));
   jobs.push_back(longRangeJob());
   for (const char* statement :
-       {"r = p + q;", "r = p * q;", "r = u * v;", "r = fi(acc, T, G);", "r = pow2(p, 2);",
+       {"r = p + q;", "r = u + v;", "r = p * q;", "r = u * v;", "r = fi(acc, T, G);", "r = pow2(p, 2);",
         "r = divide(T, p, q);", "r = p < q;", "r = bitshift(acc, -2);"})
     jobs.push_back(scalarJob(statement));
   jobs.push_back(startJob());
