@@ -45,7 +45,7 @@ bench: bench-build
 	$(release)/bin/bench
 
 performance: bench-build
-	$(release)/bin/bench --markdown docs/performance.md
+	$(release)/bin/bench --markdown docs/performance.md --readme README.md
 
 bench-instructions: setup-check bench-build
 	bench/count_instructions.sh $(release)/bin/bench

@@ -1,7 +1,8 @@
 /// Runs the jobs of the benchmark tables and prints, for each contender, the time per operation beside its
 /// reference's.
 ///
-/// `--markdown FILE` also writes the page docs/performance.md; `--instructions` alone runs what
+/// `--markdown FILE` also writes the page docs/performance.md, `--readme FILE` the table of its headlines into
+/// README.md; `--instructions` alone runs what
 /// bench/count_instructions.sh counts. Google Benchmark's options are understood; `--benchmark_filter=TEXT`
 /// runs a part.
 #include <benchmark/benchmark.h>
@@ -10,11 +11,13 @@
 #include <algorithm>
 #include <fstream>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "bench/headlines.h"
 #include "bench/instructions.h"
 #include "bench/job.h"
 #include "bench/table.h"
@@ -111,9 +114,9 @@ bool writePage(const char* file, const std::string& table) {
   return !page.fail();
 }
 
-/// Takes the option `--markdown FILE` out of the arguments; null without it.
-const char* takeMarkdownOption(std::vector<char*>& arguments) {
-  const auto option = std::ranges::find(arguments, std::string_view("--markdown"));
+/// Takes an option with a file out of the arguments; null without it.
+const char* takeFileOption(std::string_view name, std::vector<char*>& arguments) {
+  const auto option = std::ranges::find(arguments, name);
   if (option == arguments.end() || option + 1 == arguments.end()) return nullptr;
   const char* file = option[1];
   arguments.erase(option, option + 2);
@@ -134,7 +137,7 @@ int main(int argc, char** argv) {
     bench::runCounted(jobs);
     return 0;
   }
-  const char* page = takeMarkdownOption(arguments);
+  const char *page = takeFileOption("--markdown", arguments), *readme = takeFileOption("--readme", arguments);
   for (std::string& option : defaults) arguments.insert(arguments.begin() + 1, option.data());
   int count = static_cast<int>(arguments.size());
   arguments.push_back(nullptr);
@@ -147,5 +150,11 @@ int main(int argc, char** argv) {
   const std::string table = tableOf(jobs, shortest.times());
   for (const std::string& line : bench::machineDescription()) std::cout << line << '\n';
   std::cout << '\n' << table;
+  try {
+    if (readme) bench::renewHeadlines(readme, jobs, shortest.times());
+  } catch (const std::runtime_error& error) {
+    std::cerr << "bench: " << error.what() << '\n';
+    return 1;
+  }
   return !page || writePage(page, table) ? 0 : 1;
 }
