@@ -149,6 +149,8 @@ std::string keptTo(int bits, int fraction) {
          ");";
 }
 
+constexpr std::size_t kSamples = 2'000;
+
 /// A feedback filter sample by sample: a section of second order of ten operations, each as long as one may
 /// take.
 Job sectionJob(int word, int accumulator) {
@@ -165,7 +167,7 @@ Job sectionJob(int word, int accumulator) {
                             "for k = 1:n, u = x(k); v = fi(c0 * u + p, T, F); p = c1 * u - d1 * v + q;"
                             " q = c2 * u - d2 * v; y(k) = v; end"),
                    {atMostNanoseconds(10 * 300)})},
-          {kStatements}};
+          {kSamples}};
 }
 
 /// Weights that follow a signal: two products of rows, a sum of rows and a shifted delay line a sample.
@@ -177,7 +179,7 @@ Job adaptiveJob() {
                                              "mu = fi(0.05, T, F);",
                             "for k = 1:n, line = [x(k) line(1:15)]; e = fi(d(k) - dot(w, line), T, F);"
                             " w = fi(w + mu * e * line, T, F); end"))},
-          {kStatements}};
+          {kSamples}};
 }
 
 /// A fresh process that runs one statement.

@@ -1,5 +1,7 @@
 #include "qfcore/number/valuememory.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <utility>
 
@@ -38,9 +40,25 @@ struct Waiting {
 };
 [[gnu::tls_model("initial-exec")]] constinit thread_local Waiting waiting{};
 
+/// Vectors of the widest instruction set lie within lines of the cache where values begin with one.
+constexpr std::size_t kLine = 64;
+
+/// A block that begins with a line. Where the host's begins stands before it.
+void* allocateLines(std::size_t bytes) {
+  void* whole = tessel::allocateElements(bytes + kLine, false);
+  if (!whole) fail<message::outOfMemory>();
+  const auto place = reinterpret_cast<std::uintptr_t>(whole) + sizeof whole;
+  void* start = static_cast<std::byte*>(whole) + sizeof whole + (-place & (kLine - 1));
+  static_cast<void**>(start)[-1] = whole;
+  return start;
+}
+void freeLines(void* start, std::size_t bytes) {
+  tessel::freeElements(static_cast<void**>(start)[-1], bytes + kLine);
+}
+
 void freeWaiting() {
   for (Waiting::Block& block : waiting.blocks)
-    if (block.start) tessel::freeElements(std::exchange(block.start, nullptr), block.bytes);
+    if (block.start) freeLines(std::exchange(block.start, nullptr), block.bytes);
   waiting.isOver = true;
 }
 
@@ -54,9 +72,10 @@ void* takeWaiting(std::size_t bytes) {
 }  // namespace
 
 void* allocateValues(std::size_t bytes, bool zeroed) {
-  const bool isMedium = mayWait(bytes);
-  if (isMedium) bytes = wholeGrains(bytes);
-  if (void* start = isMedium ? takeWaiting(bytes) : nullptr) {
+  if (mayWait(bytes)) {
+    bytes = wholeGrains(bytes);
+    void* waited = takeWaiting(bytes);
+    void* start = waited ? waited : allocateLines(bytes);
     if (zeroed) std::memset(start, 0, bytes);
     return start;
   }
@@ -66,18 +85,19 @@ void* allocateValues(std::size_t bytes, bool zeroed) {
 }
 
 void freeValues(void* start, std::size_t bytes) noexcept {
-  const bool waits = start && mayWait(bytes) && !waiting.isOver;
-  if (!waits || (!waiting.atThreadEnd.act && !tessel::noteThreadEnd(waiting.atThreadEnd, freeWaiting)))
-    return tessel::freeElements(start, bytes);
+  if (!start || !mayWait(bytes)) return tessel::freeElements(start, bytes);
+  bytes = wholeGrains(bytes);
+  if (waiting.isOver || (!waiting.atThreadEnd.act && !tessel::noteThreadEnd(waiting.atThreadEnd, freeWaiting)))
+    return freeLines(start, bytes);
   // An empty place, or the one that was filled longest ago.
   Waiting::Block* place = &waiting.blocks[waiting.next];
   for (Waiting::Block& block : waiting.blocks)
     if (!block.start) place = &block;
   if (place->start) {
-    tessel::freeElements(place->start, place->bytes);
+    freeLines(place->start, place->bytes);
     waiting.next = (waiting.next + 1) % Waiting::kBlocks;
   }
-  *place = {start, wholeGrains(bytes)};
+  *place = {start, bytes};
 }
 
 }  // namespace embedded

@@ -14,11 +14,6 @@ namespace {
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 /// Smaller blocks are reused by the C allocator itself.
 constexpr std::size_t kLarge = 2 * kHugePage;
-/// Vectors of the widest instruction set lie within lines of the cache where a block begins with one: worth it
-/// from some lines on.
-constexpr std::size_t kLine = 64, kSomeLines = 16 * kLine;
-/// The C allocator has fresh pages for blocks of this size, which are zero as they come.
-constexpr std::size_t kFreshPages = std::size_t{128} << 10;
 /// What waits at most.
 #ifdef __SANITIZE_ADDRESS__
 constexpr std::size_t kMaxWaiting = 0;  // the sanitizer finds misuse only of what is really freed
@@ -82,10 +77,8 @@ void* allocateLarge(std::size_t bytes) {
 }  // namespace
 
 void* allocateElements(std::size_t bytes, bool zeroed) {
-  if (bytes < kSomeLines || (zeroed && bytes >= kFreshPages && bytes < kLarge))
-    return zeroed ? std::calloc(1, bytes) : std::malloc(bytes);
-  void* start = bytes < kLarge ? std::aligned_alloc(kLine, (bytes + kLine - 1) / kLine * kLine)
-                               : allocateLarge(wholePages(bytes));
+  if (bytes < kLarge) return zeroed ? std::calloc(1, bytes) : std::malloc(bytes);
+  void* start = allocateLarge(wholePages(bytes));
   if (start && zeroed) std::memset(start, 0, bytes);
   return start;
 }

@@ -18,7 +18,6 @@
 extern "C" {
 void* UNDERLYING(malloc)(std::size_t bytes);
 void* UNDERLYING(calloc)(std::size_t count, std::size_t bytesEach);
-void* UNDERLYING(memalign)(std::size_t alignment, std::size_t bytes);
 void* UNDERLYING(realloc)(void* block, std::size_t bytes);
 void UNDERLYING(free)(void* block);
 }
@@ -81,10 +80,6 @@ void* malloc(std::size_t bytes) { return fails() ? nullptr : counted(UNDERLYING(
 
 void* calloc(std::size_t count, std::size_t bytesEach) {
   return fails() ? nullptr : counted(UNDERLYING(calloc)(count, bytesEach));
-}
-
-void* aligned_alloc(std::size_t alignment, std::size_t bytes) {
-  return fails() ? nullptr : counted(UNDERLYING(memalign)(alignment, bytes));
 }
 
 void* realloc(void* block, std::size_t bytes) {
