@@ -223,7 +223,7 @@ struct fi::Sums {
                     right.take(y, k);
                     if (!isReady.b) own[0]->quantize(right.asNumber());
                     Operation::apply(*left, *left, *right);
-                    own[0]->quantize(left.asNumber(), target, k);
+                    storeExactly(own[0]->quantize(left.asNumber()), target, k);
                   }
                 });
     };

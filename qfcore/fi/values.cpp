@@ -155,7 +155,7 @@ void assignNumbers(number& part, const Element* values, const ToHeld& toHeld, co
         const auto word = storedInteger<Int128>(exact.multiprecision()->getelement(), type.fractionLength());
         stored->write(i, &word, 1);
       } else {
-        own[0]->quantize(exact, part, static_cast<unsigned>(i));
+        storeExactly(own[0]->quantize(exact), part, static_cast<unsigned>(i));
       }
     }
   };

@@ -220,28 +220,6 @@ number& quantizer::quantize(const number& from, number& to) const {
   return to = quantize(moved);
 }
 
-void quantizer::quantize(number& from, number& to, unsigned place) const {
-  const Kernel& kernel = rules_->kernel;
-  mpnumber *source = from.multiprecision(), *target = to.multiprecision();
-  if (target && kernel.wide == quantizeFixedWide) {
-    MpFloat& element = target->getmodifiableelement(place);
-    const LimbOutcome outcome =
-        quantizeFixedByLimbs(wideFormat(), kernel.rounding, kernel.overflowMode, source->getelement(), element);
-    if (outcome != LimbOutcome::NotDone) {
-      if (!logger_.isOn()) return;
-      source->setelement(0, element);
-      recorded({outcome == LimbOutcome::Overflow, false}, from);
-      return;
-    }
-  }
-  quantize(from);
-  if (target) {
-    target->setelement(place, source->getelement());
-  } else {
-    to.doubles()[place] = from.todouble();
-  }
-}
-
 void quantizer::quantize(const number& from, unsigned fromFirst, number& to, unsigned toFirst,
                          unsigned count) const {
   const Kernel& kernel = rules_->kernel;
@@ -270,7 +248,7 @@ void quantizer::quantize(const number& from, unsigned fromFirst, number& to, uns
                                                           sources[k], targets[k]) != LimbOutcome::NotDone;
       if (isDone) continue;
       moved = reader[fromFirst + static_cast<unsigned>(k)];
-      own[0]->quantize(moved, to, toFirst + static_cast<unsigned>(k));
+      storeExactly(own[0]->quantize(moved), to, toFirst + static_cast<unsigned>(k));
     }
   });
 }

@@ -112,8 +112,6 @@ class QFCORE_API quantizer {
   /// The same for `count` neighbouring elements, from place `fromFirst` to place `toFirst`, or in place. Moves
   /// the cursor of `to`.
   void quantize(const number& from, unsigned fromFirst, number& to, unsigned toFirst, unsigned count) const;
-  /// The same for one multiprecision value, which is lost, into an element of `to`, whose cursor stays.
-  void quantize(number& from, number& to, unsigned place) const;
   /// Quantizes contiguous doubles from `from` to `to`, or in place. The format must be double-backed.
   void quantize(const double* from, double* to, std::size_t count) const;
   void quantize(double* values, std::size_t count) const { quantize(values, values, count); }

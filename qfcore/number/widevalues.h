@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <type_traits>
 
+#include "qfcore/number/number.h"
+
 namespace embedded {
 
 /// Values of a vector, all of which stand in one block: loops go from one to the next without asking it.
@@ -25,5 +27,14 @@ class WideValues {
   Byte* first_ = nullptr;
   std::ptrdiff_t pitch_ = 0;
 };
+
+/// Element `place` of `to`, whose cursor stays, becomes a multiprecision value that it can hold.
+inline void storeExactly(const number& value, number& to, unsigned place) {
+  if (double* plain = to.doubles()) {
+    plain[place] = value.todouble();
+  } else {
+    to.multiprecision()->setelement(place, value.multiprecision()->getelement());
+  }
+}
 
 }  // namespace embedded
