@@ -214,6 +214,7 @@ struct fi::Sums {
     const unsigned precision = sumRegister.realPart_.getprecision();
     const auto sumPart = [&](number& target, const WideOperand& x, const WideOperand& y,
                              const Uncast& isReady) {
+      makeStorable(target);
       shareLoop(result.numel_, kSharedWide, quantizers,
                 [&](std::size_t first, std::size_t size, const auto& own) {
                   WideScratch left(precision), right(precision);

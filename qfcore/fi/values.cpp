@@ -159,6 +159,7 @@ void assignNumbers(number& part, const Element* values, const ToHeld& toHeld, co
       }
     }
   };
+  if (!stored) makeStorable(part);
   shareLoop(part.numel(), kSharedWide, std::array{&q}, assignRange);
 }
 

@@ -240,6 +240,7 @@ void quantizer::quantize(const number& from, unsigned fromFirst, number& to, uns
     return;
   }
   const unsigned precision = std::max(from.getprecision(), to.getprecision());
+  makeStorable(to);
   shareLoop(count, kSharedWide, std::array{this}, [&](std::size_t first, std::size_t size, const auto& own) {
     const number reader(from, Reading{});
     number moved(0.0, precision, true);

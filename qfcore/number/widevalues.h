@@ -28,6 +28,10 @@ class WideValues {
   std::ptrdiff_t pitch_ = 0;
 };
 
+/// Has the values of `to` made, so that several threads may store into it.
+inline void makeStorable(number& to) {
+  if (mpnumber* wide = to.isempty() ? nullptr : to.multiprecision()) wide->getmodifiableelement(0);
+}
 /// Element `place` of `to`, whose cursor stays, becomes a multiprecision value that it can hold.
 inline void storeExactly(const number& value, number& to, unsigned place) {
   if (double* plain = to.doubles()) {
