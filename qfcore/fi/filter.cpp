@@ -122,6 +122,7 @@ class FilterRun {
     backwardProducts_ += samples * backwardTerms_;
     if (kernel_) {
       std::vector<FilterKernel::Section> stored;
+      stored.reserve(sections.size());
       for (const Section& section : sections)
         stored.push_back({FilterKernel::stored(section.b), FilterKernel::stored(section.a)});
       return kernel_->filter(stored, x, fibers, isAtRest, states, y);

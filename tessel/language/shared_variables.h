@@ -92,8 +92,8 @@ class SharedLinks {
     return nullptr;
   }
   void add(int slot, std::shared_ptr<SharedVariable> variable) {
-    links_.push_back({slot, variable});
-    variable->enter(slots_, slot);
+    links_.push_back({slot, std::move(variable)});
+    links_.back().variable->enter(slots_, slot);
   }
   /// From here on the slot has a variable of its own, without a value.
   void remove(int slot) {

@@ -90,7 +90,7 @@ Arrays callBitshift(Arrays& in, int) {
 /// Positions of bits as doubles, so that they may have any class.
 HostArray bitPositions(const char* function, const HostArray& positions, const Pattern& pattern) {
   requireReal(function, positions);
-  const HostArray numbers = convertTo(positions, ArrayClass::Double);
+  HostArray numbers = convertTo(positions, ArrayClass::Double);
   for (const double k : realParts(numbers)) {
     if (!(k >= 1 && k <= pattern.width() && k == std::floor(k)))
       raiseInvalidArgument(function, fmt::format("bits count from 1 to {} here.", pattern.width()));
