@@ -17,16 +17,17 @@ constexpr Message kTooManyElements{"numforge:fi:outofmemory", "Not enough memory
 
 }  // namespace
 
-ArrayShape::ArrayShape(const Shape& dims) : dims_(dims) {
-  if (dims_.size() == 2) {  // nearly always
-    rows_ = dims_[0];
-    cols_ = dims_[1];
+ArrayShape::ArrayShape(const Shape& dims) : dims_(dims.size(), boost::container::default_init) {
+  if (dims.size() == 2) {  // nearly always
+    rows_ = dims_[0] = dims[0];
+    cols_ = dims_[1] = dims[1];
     const std::size_t count = std::size_t{rows_} * cols_;
     if (count > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
     numel_ = static_cast<unsigned>(count);
     maxDim_ = count == 0 ? 0 : std::max(rows_, cols_);
     return;
   }
+  std::copy(dims.begin(), dims.end(), dims_.begin());
   std::size_t count = 1;
   for (const unsigned size : dims_) {
     count *= size;

@@ -53,6 +53,11 @@ class QFCORE_API ArrayShape {
  protected:
   /// Raises "numforge:fi:outofmemory" where the element count exceeds 32 bits.
   explicit ArrayShape(const Shape& dims);
+  /// One element, in so many dimensions, at least two.
+  struct OneElement {
+    std::size_t dimCount;
+  };
+  explicit ArrayShape(OneElement one) : dims_(one.dimCount, 1U), numel_(1), maxDim_(1), rows_(1), cols_(1) {}
   ~ArrayShape() = default;
   ArrayShape(const ArrayShape&) = default;
   ArrayShape& operator=(const ArrayShape&) = default;

@@ -111,9 +111,9 @@ HeldArray::HeldArray(const HeldArray& other, Reading)
       assignmentQuantizer_(other.getAssignmentQuantizer(), false) {}
 
 HeldArray::HeldArray(const HeldArray& other, CopyElement, unsigned position)
-    : ArrayShape(Shape(other.dims_.size(), 1)),
-      realPart_(1, other.realPart_.getprecision(), NumberVector{}),
-      imagPart_(other.isreal() ? 0 : 1, other.realPart_.getprecision(), NumberVector{}),
+    : ArrayShape(OneElement{other.dims_.size()}),
+      realPart_(1, other.realPart_.getprecision(), Unset{}),
+      imagPart_(other.isreal() ? 0 : 1, realPart_.getprecision(), Unset{}),
       isReal_(other.isreal()),
       format_(other.format()),
       assignmentQuantizer_(other.getAssignmentQuantizer()) {

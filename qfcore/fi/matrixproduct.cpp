@@ -312,6 +312,7 @@ void mtimesByElements(const fi& left, const fi& right, fi& productRegister, cons
 }  // namespace
 
 fi fi::mtimes(const fi& b) const {
+  if ((isscalar() || b.isscalar()) && isreal() && b.isreal()) return times(b);
   const bool complexResult = iscomplex() || b.iscomplex();
   const bool slopeBias = isSlopeBias() || b.isSlopeBias() || getFimath().isSumSlopeBiasScaled() ||
                          getFimath().isProductSlopeBiasScaled();

@@ -70,12 +70,14 @@ fi operandAsItIs(const HostArray& operand, const fi& other);
 /// A method of two operands of which one at least is an array: what `Operation(a, b)` returns, a member
 /// function of the first or a function of both. `Convert` makes an array of an operand that is none.
 template <auto Operation, auto Convert = operandBeside>
-Arrays binaryMethod(Arrays& inputs, int) {
-  const fi *a = unwrapped<fi>(inputs[0]), *b = unwrapped<fi>(inputs[1]);
-  if (a && b) return resultOf([&] { return std::invoke(Operation, *a, *b); });
-  if (a) return resultOf([&] { return std::invoke(Operation, *a, Convert(inputs[1], *a)); });
-  const fi& known = fiArgument(inputs[1]);
-  return resultOf([&] { return std::invoke(Operation, Convert(inputs[0], known), known); });
+HostArray binaryMethod(const HostArray& left, const HostArray& right) {
+  return translated([&] {
+    const fi *a = unwrapped<fi>(left), *b = unwrapped<fi>(right);
+    if (a && b) return arrayOf([&] { return std::invoke(Operation, *a, *b); });
+    if (a) return arrayOf([&] { return std::invoke(Operation, *a, Convert(right, *a)); });
+    const fi& known = fiArgument(right);
+    return arrayOf([&] { return std::invoke(Operation, Convert(left, known), known); });
+  });
 }
 
 /// A method of an array alone: what `Getter` returns.

@@ -8,19 +8,22 @@
 
 namespace embedded::host {
 
+tessel::FunctionInfo functionOf(const Method& row) {
+  const auto call = [call = row.call](Arrays& inputs, int outputCount) {
+    if (call.ofTwo) return arraysOf(call.ofTwo(inputs[0], inputs[1]));
+    return translated([&] { return call.ofLists(inputs, outputCount); });
+  };
+  return {.name = row.name,
+          .call = call,
+          .minInputs = row.minInputs,
+          .maxInputs = row.maxInputs,
+          .maxOutputs = row.maxOutputs,
+          .help = row.help,
+          .ofTwo = row.call.ofTwo};
+}
+
 void addMethods(HostClass& hostClass, std::span<const Method> rows) {
-  for (const Method& row : rows) {
-    tessel::FunctionInfo function;
-    function.name = row.name;
-    function.minInputs = row.minInputs;
-    function.maxInputs = row.maxInputs;
-    function.maxOutputs = row.maxOutputs;
-    function.help = row.help;
-    function.call = [call = row.call](Arrays& inputs, int outputCount) {
-      return translated([&] { return call(inputs, outputCount); });
-    };
-    hostClass.addMethod({std::move(function), row.changesObject, row.hidden});
-  }
+  for (const Method& row : rows) hostClass.addMethod({functionOf(row), row.changesObject, row.hidden});
 }
 
 const std::string& registeredEnum(const EmbeddedTypeSystem::EnumTable& table) {

@@ -163,14 +163,20 @@ requires std::is_class_v<T> HostArray toHost(T value) {
   return wrapResult([&]() -> T&& { return std::move(value); });
 }
 
-/// The list of one result: what `make` returns, converted, or made in its place in an object.
+/// What `make` returns, converted, or made in its place in an object.
 template <std::invocable Make>
-Arrays resultOf(Make&& make) {
+HostArray arrayOf(Make&& make) {
   using T = std::invoke_result_t<Make>;
   if constexpr (std::is_class_v<T> && !std::is_convertible_v<T, HostArray> && !std::is_same_v<T, std::string>)
-    return arraysOf(wrapResult(std::forward<Make>(make)));
+    return wrapResult(std::forward<Make>(make));
   else
-    return arraysOf(toHost(std::forward<Make>(make)()));
+    return toHost(std::forward<Make>(make)());
+}
+
+/// The list of one result, the same.
+template <std::invocable Make>
+Arrays resultOf(Make&& make) {
+  return arraysOf(arrayOf(std::forward<Make>(make)));
 }
 
 template <class T>
@@ -330,18 +336,30 @@ void addProperties(HostClass& hostClass, std::span<const Property<T>> rows) {
 
 // ----------------------------------------------------------------------------------------------------- methods
 
-/// One method. `inputs[0]` need not be the object: operators dispatch on either operand. Returns no array for
-/// methods without a result.
+/// What a method does: a function of lists, which returns no array for methods without a result; or one of two
+/// arguments with one result, which the host calls for operators without lists and which leaves no exception of
+/// the module to pass.
+struct MethodCall {
+  using OfLists = Arrays (*)(Arrays& inputs, int outputCount);
+  constexpr MethodCall(OfLists call) : ofLists(call) {}
+  constexpr MethodCall(decltype(tessel::FunctionInfo::ofTwo) call) : ofTwo(call) {}
+  OfLists ofLists = nullptr;
+  decltype(tessel::FunctionInfo::ofTwo) ofTwo = nullptr;
+};
+
+/// One method. `inputs[0]` need not be the object: operators dispatch on either operand.
 struct Method {
   const char* name;
   int minInputs, maxInputs;  ///< the object included; −1: any number
   int maxOutputs;
-  Arrays (*call)(Arrays& inputs, int outputCount);
+  MethodCall call;
   const char* help;
   bool changesObject = false;
   bool hidden = false;
 };
 
+/// The row as the host keeps it.
+tessel::FunctionInfo functionOf(const Method& row);
 void addMethods(HostClass& hostClass, std::span<const Method> rows);
 
 /// The method `disp`: shows an object, or each of a vector of objects.

@@ -308,13 +308,7 @@ const Method kFunctions[] = {
 }  // namespace
 
 void registerConstructors() {
-  for (const Method& row : kFunctions) {
-    tessel::registerFunction({row.name,
-                              [call = row.call](Arrays& inputs, int outputCount) {
-                                return translated([&] { return call(inputs, outputCount); });
-                              },
-                              row.minInputs, row.maxInputs, row.maxOutputs, row.help});
-  }
+  for (const Method& row : kFunctions) tessel::registerFunction(functionOf(row));
 }
 
 void unregisterConstructors() {

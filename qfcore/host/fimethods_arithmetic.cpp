@@ -26,11 +26,12 @@ fi matrixQuotient(const fi& a, const fi& b) {
 
 /// A host number has no fraction length of its own to take off, so an array divided by one keeps its type.
 template <fi (*Quotient)(const fi&, const fi&)>
-Arrays divisionMethod(Arrays& inputs, int outputCount) {
-  const fi* a = unwrapped<fi>(inputs[0]);
-  const bool byNumber = a && !unwrapped<fi>(inputs[1]) && (Quotient == quotient || inputs[1].isScalar());
-  if (!byNumber) return binaryMethod<Quotient>(inputs, outputCount);
-  return resultOf([&] { return a->over(operandBeside(inputs[1], *a), a->getNumericType()); });
+HostArray divisionMethod(const HostArray& left, const HostArray& right) {
+  const fi* a = unwrapped<fi>(left);
+  const bool byNumber = a && !unwrapped<fi>(right) && (Quotient == quotient || right.isScalar());
+  if (!byNumber) return binaryMethod<Quotient>(left, right);
+  return translated(
+      [&] { return arrayOf([&] { return a->over(operandBeside(right, *a), a->getNumericType()); }); });
 }
 
 fi leftQuotient(const fi& a, const fi& b) { return quotient(b, a); }

@@ -34,8 +34,8 @@ Arrays along(const fi& x, unsigned dimension) {
 
 /// max(a), max(a, b), max(a, [], dim), and the positions as a second result except for two operands.
 template <Along Operation, auto OfTwo>
-Arrays extreme(Arrays& inputs, int outputCount) {
-  if (inputs.size() == 2) return binaryMethod<OfTwo, operandInTypeOf>(inputs, outputCount);
+Arrays extreme(Arrays& inputs, int) {
+  if (inputs.size() == 2) return arraysOf(binaryMethod<OfTwo, operandInTypeOf>(inputs[0], inputs[1]));
   const fi& x = fiArgument(inputs[0]);
   if (inputs.size() == 1) return along<Operation>(x, x.firstNonSingleton());
   const std::optional<unsigned> dimension = dimensionArgument(inputs[2]);

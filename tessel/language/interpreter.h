@@ -224,10 +224,10 @@ class Interpreter {
   Value evaluateNode(const NamedHandle& node);
   Value evaluateNode(const AnonymousFunction& node);
   Arrays evaluateRow(const Expressions& elements);
-  Value operateHere(Operator code, const MemberName& method, Value&& left, Value&& right);
+  Value operateHere(Operator code, const MemberName& method, const Value& left, const Value& right);
   Value operate(Operator code, const MemberName& method, Value&& left, Value&& right);
   Value callOperator(const MemberName& method, Arrays&& operands);
-  Value callOperator(const MemberName& method, Value&& left, Value&& right);
+  Value callOperator(const MemberName& method, const Value& left, const Value& right);
 
   // Indexing
   Arrays evaluateIndexed(const IndexExpression& node, int outputCount);

@@ -91,8 +91,8 @@ Value Interpreter::evaluateNode(const UnaryOperation& node) {
 
 /// Applies a binary operator to values that are there.
 [[gnu::always_inline]] inline Value Interpreter::operateHere(Operator code, const MemberName& method,
-                                                             Value&& left, Value&& right) {
-  const auto byFunction = [&] { return callOperator(method, std::move(left), std::move(right)); };
+                                                             const Value& left, const Value& right) {
+  const auto byFunction = [&] { return callOperator(method, left, right); };
   const double *a = left.scalar(), *b = right.scalar();
   return a && b ? scalarOperation(code, *a, *b, byFunction) : byFunction();
 }
@@ -102,9 +102,7 @@ Value Interpreter::evaluateNode(const BinaryOperation& node) {
   if (code == Operator::AndAnd || code == Operator::OrOr) return evaluateShortCircuit(node);
   const Value *leftInPlace = valueInPlace(*node.left), *rightInPlace = valueInPlace(*node.right);
   if (leftInPlace && rightInPlace) {
-    const auto byFunction = [&] {
-      return callOperator(node.method, Value(*leftInPlace), Value(*rightInPlace));
-    };
+    const auto byFunction = [&] { return callOperator(node.method, *leftInPlace, *rightInPlace); };
     const double *a = leftInPlace->scalar(), *b = rightInPlace->scalar();
     return a && b ? scalarOperation(code, *a, *b, byFunction) : byFunction();
   }
@@ -121,8 +119,17 @@ Value Interpreter::operate(Operator code, const MemberName& method, Value&& left
   return Value(left == (node.info->code == Operator::OrOr) ? left : isTrue(evaluate(*node.right)));
 }
 
-[[gnu::noinline]] Value Interpreter::callOperator(const MemberName& method, Value&& left, Value&& right) {
-  return callOperator(method, arraysOf(std::move(left).toArray(), std::move(right).toArray()));
+[[gnu::noinline]] Value Interpreter::callOperator(const MemberName& method, const Value& left,
+                                                  const Value& right) {
+  HostArray boxedLeft, boxedRight;
+  const auto boxed = [](const Value& value, HostArray& box) -> const HostArray& {
+    return value.array() ? *value.array() : box = value.toArray();
+  };
+  const HostArray &a = boxed(left, boxedLeft), &b = boxed(right, boxedRight);
+  const auto form = formOfTwo(method, a, b);
+  if (!form) return callOperator(method, arraysOf(a, b));
+  const CallDepth depth(*this);
+  return located(method.column, [&] { return Value(form(a, b)); });
 }
 
 Value Interpreter::callOperator(const MemberName& method, Arrays&& operands) {

@@ -393,7 +393,13 @@ std::vector<FunctionInfo> arithmeticFunctions() {
   }
   for (const BinaryOperator& row : kBinaryOperators) {
     const auto call = [f = row.call](Arrays& in, int) { return Arrays{f(in[0], in[1])}; };
-    functions.push_back({row.name, call, 2, 2, 1, row.help});
+    functions.push_back({.name = row.name,
+                         .call = call,
+                         .minInputs = 2,
+                         .maxInputs = 2,
+                         .maxOutputs = 1,
+                         .help = row.help,
+                         .ofTwo = row.call});
   }
   functions.push_back(
       {"colon", callColon, 2, 3, 1, "colon(first, last), colon(first, step, last): a row of equal steps."});

@@ -89,5 +89,7 @@ Arrays invoke(const FunctionInfo& function, Arrays& inputs, int outputCount);
 
 /// Calls the method of that name of the first argument whose class has one, else the function.
 Arrays callMember(const MemberName& name, Arrays&& inputs, int outputCount = 1);
+/// What that calls for two arguments, by its form without lists; null where it has none.
+decltype(FunctionInfo::ofTwo) formOfTwo(const MemberName& name, const HostArray& a, const HostArray& b);
 
 }  // namespace tessel

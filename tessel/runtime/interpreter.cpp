@@ -169,6 +169,14 @@ Arrays callMember(const MemberName& name, Arrays&& inputs, int outputCount) {
   return invoke(requireFound(name.function(), name.text()), inputs, outputCount);
 }
 
+decltype(FunctionInfo::ofTwo) formOfTwo(const MemberName& name, const HostArray& a, const HostArray& b) {
+  for (const HostArray* input : {&a, &b}) {
+    if (const MethodInfo* method = findMethodOf(*input, name)) return method->function.ofTwo;
+  }
+  const FunctionInfo* function = name.function();
+  return function == nullptr ? nullptr : function->ofTwo;
+}
+
 Arrays callBuiltin(std::string_view name, Arrays inputs, int outputCount) {
   return invoke(requireFunction(name), inputs, outputCount);
 }

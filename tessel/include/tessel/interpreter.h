@@ -27,6 +27,9 @@ struct FunctionInfo {
   /// scalar itself, so that no lists need to be made; null where there is no such short form.
   std::optional<double> (*ofScalar)(double) = nullptr;
   std::optional<double> (*ofScalars)(double, double) = nullptr;
+  /// What `call` gives for two arguments of any kind and one result, without lists; it runs no program, so that
+  /// its arguments may stand in variables. Null where there is no such form.
+  HostArray (*ofTwo)(const HostArray&, const HostArray&) = nullptr;
 };
 
 /// Adds or replaces a function that scripts can call by name.
