@@ -210,11 +210,13 @@ void fi::takeElements(const fi& source) {
 }
 
 fi fi::inType(const NumericType& type, const fimath& math) const {
-  if (type.isequal(getNumericType())) {
-    fi same(*this);
-    same.setFimath(math);
-    return same;
-  }
+  if (!type.isequal(getNumericType())) return castTo(type, math);
+  fi same(*this);
+  same.setFimath(math);
+  return same;
+}
+
+fi fi::castTo(const NumericType& type, const fimath& math) const {
   NumericType target(type);
   if (type.isFixedOrScaledDouble() && type.isScalingUnspecified())
     target.setBestPrecision(getDoubleHostArray());

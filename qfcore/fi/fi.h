@@ -540,6 +540,7 @@ class QFCORE_API fi : public HeldArray {
   struct Exchange;
   struct Extremes;
   struct Indexing;
+  struct MatrixProducts;
   struct Products;
   struct Sums;
   /// Values without meaning, which the maker sets.
@@ -547,6 +548,8 @@ class QFCORE_API fi : public HeldArray {
      OperationTypeEnum operationType, unsigned precision = 0);
   fi(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const std::string& tag,
      OperationTypeEnum operationType, unsigned precision = 0);
+  /// What `inType` gives where the type is another.
+  fi castTo(const NumericType& type, const fimath& math) const;
   fi(const fi& model, const Shape& dims, bool isComplex) : HeldArray(model, dims, isComplex) {}
   /// Zeros of this type and these settings, with this array's tag and logging switch and nothing recorded.
   fi blank(const Shape& dims, bool isComplex) const;

@@ -337,6 +337,13 @@ void fi::storePart(number& to, const ElementVisit& targets, const fi& rhs, const
     for (unsigned k = 0; k < count; ++k) q.quantize(reader[sources[k]], to[targets[k]]);
     return;
   }
+  if (isInStep) {
+    return shareLoop(count, kSharedDoubles, std::array{&q},
+                     [&](std::size_t begin, std::size_t length, const auto& own) {
+                       const auto first = static_cast<unsigned>(begin);
+                       own[0]->quantize(source + sources[first], target + targets[first], length);
+                     });
+  }
   const auto storeRange = [&](std::size_t begin, std::size_t length, const auto& own) {
     Block block;
     forEachBlock(length, [&](std::size_t offset, std::size_t size) {

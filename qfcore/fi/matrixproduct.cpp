@@ -96,28 +96,29 @@ void multiplyExactNumbers(const fi& left, const fi& right, fi& result) {
   }
 }
 
+/// The way of products without quantizers; that of elements where these are needed.
+struct ExactWay {
+  Path path;
+  IntegerSizes sizes;
+};
+
 /// Where every product and every sum is a value of its type and nothing is logged, the quantizers are left out.
-bool multiplyExactly(const fi& a, const fi& b, const NumericType& product, fi& result) {
+ExactWay exactWay(const fi& a, const fi& b, const NumericType& product, const fi& result) {
   const NumericType &ta = a.getNumericType(), &tb = b.getNumericType();
   const bool bothComplex = a.iscomplex() && b.iscomplex();
   if (qlogger::getLogging() || !exactness::holdsProducts(product, ta, tb) ||
       !exactness::holdsSumsOfProducts(result.getNumericType(), ta, tb, a.cols(), bothComplex)) {
-    return false;
+    return {Path::Elements, IntegerSizes::None};
   }
   const unsigned longest = std::max({a.rows(), a.cols(), b.cols()});
   const bool hasBlocks =
       longest <= INT_MAX && exactness::doublesHoldSumsOfProducts(ta, tb, a.cols(), bothComplex);
   const IntegerSizes sizes = hasBlocks ? IntegerSizes::None : integersForExact(ta, tb, result.getNumericType());
-  switch (choosePath({.isExact = true,
-                      .hasBlocks = hasBlocks,
-                      .hasIntegers = sizes != IntegerSizes::None,
-                      .wideLoops = WideLoops::OfAny},
-                     a, b, result)) {
-    case Path::PlainDoubles: multiplyExactDoubles(a, b, result); return true;
-    case Path::Integers: multiplyMatricesExactly(a, b, sizes, result); return true;
-    case Path::PlainWide: multiplyExactNumbers(a, b, result); return true;
-    default: return false;
-  }
+  const Ways ways{.isExact = true,
+                  .hasBlocks = hasBlocks,
+                  .hasIntegers = sizes != IntegerSizes::None,
+                  .wideLoops = WideLoops::OfAny};
+  return {choosePath(ways, a, b, result), sizes};
 }
 
 // ------------------------------------------------------------------------------------------ blocks of doubles
@@ -311,6 +312,67 @@ void mtimesByElements(const fi& left, const fi& right, fi& productRegister, cons
 
 }  // namespace
 
+/// Products of matrices whose sizes fit.
+struct fi::MatrixProducts {
+  static fi of(const fi& a, const fi& b, const NumericType& productType, const NumericType& type) {
+    const bool complexResult = a.iscomplex() || b.iscomplex();
+    fi result(Shape{a.rows_, b.cols_}, type, a.getFimath(), complexResult, a.tag(), OperationTypeEnum::Product);
+    const ExactWay way = exactWay(a, b, productType, result);
+    if (way.path == Path::PlainDoubles && a.cols_ > 0) {
+      multiplyExactDoubles(a, b, result);
+      return result;
+    }
+    // The others add to what is there, and sums of no products are what is there.
+    for (number* part : {&result.realPart_, &result.imagPart_}) result.fillWithZeroValue(*part);
+    switch (way.path) {
+      case Path::PlainDoubles: break;
+      case Path::Integers: multiplyMatricesExactly(a, b, way.sizes, result); break;
+      case Path::PlainWide: multiplyExactNumbers(a, b, result); break;
+      default: throughRegisters(a, b, productType, type, result);
+    }
+    return result;
+  }
+
+  static void throughRegisters(const fi& a, const fi& b, const NumericType& productType,
+                               const NumericType& type, fi& result) {
+    const bool complexResult = result.iscomplex();
+    fi productRegister = a.initializeProductRegister(productType, type, a.getFimath(), precisionOf(type));
+    if (complexResult) productRegister.coordinateComplexity(true, 1);
+    const unsigned precision = accumulatorPrecision(a, b, productType, type);
+    fi accumulator = a.initializeSumRegister(type, a.getFimath(), precision, complexResult);
+
+    const quantizer& products = productRegister.assignmentQuantizer_;
+    const quantizer& productSums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
+    const bool hasBlocks =
+        precision <= kMaxDoublePrecision && BlockProduct::applies(a, b, products, productSums);
+    const quantizer& sums = accumulator.assignmentQuantizer_;
+    const ProductRules rules{a, b, products, productSums};
+    const IntegerSizes sizes = hasBlocks ? IntegerSizes::None : integersFor(rules, type);
+    const Path path =
+        choosePath({.hasBlocks = hasBlocks, .hasIntegers = sizes != IntegerSizes::None}, a, b, result);
+    if (path == Path::Blocks) {
+      const std::optional<quantizer> cheaper = saturating(products, a, b);
+      shareTiles(
+          result.rows_, result.cols_, a.cols_, kSharedRounded,
+          [&](const Tile& tile, const auto& own) {
+            MatrixBlocks(a, b, *own[0], *own[1], *own[2], result).run(tile);
+          },
+          std::array{cheaper ? &*cheaper : &products, &productSums, &sums});
+    } else if (path == Path::Integers) {
+      multiplyMatricesByIntegers(rules, sums, sizes, result);
+    } else {
+      mtimesByElements(a, b, productRegister, productSums, accumulator, accumulator.zeroValue(), result);
+    }
+    // Element by element the accumulator has counted its own.
+    if (path != Path::Elements) sums.logger().nMathOperationsPlus(std::size_t{result.numel_} * a.cols_);
+    products.logger().nMathOperationsPlus(std::size_t{result.numel_} * a.cols_);
+    a.finishRegisters(&result, "mtimes",
+                      {{RegisterLog::Product, productRegister},
+                       {RegisterLog::ProductSum, *productRegister.arithmeticState().sumRegister},
+                       {RegisterLog::Sum, accumulator}});
+  }
+};
+
 fi fi::mtimes(const fi& b) const {
   if ((isscalar() || b.isscalar()) && isreal() && b.isreal()) return times(b);
   const bool complexResult = iscomplex() || b.iscomplex();
@@ -327,43 +389,7 @@ fi fi::mtimes(const fi& b) const {
   const NumericType productType = productWith(b).format->type();
   const NumericType type = matrixSumTypeWith(b, productType);
   if (slopeBias) errorIfScaledDoubleSlopeBiasMath(*this, b);
-  fi result(rows_, b.cols_, type, getFimath(), complexResult, tag(), OperationTypeEnum::Product);
-  if (multiplyExactly(*this, b, productType, result)) return result;
-  fi productRegister = initializeProductRegister(productType, type, getFimath(), precisionOf(type));
-  if (complexResult) productRegister.coordinateComplexity(true, 1);
-  const unsigned precision = accumulatorPrecision(*this, b, productType, type);
-  fi accumulator = initializeSumRegister(type, getFimath(), precision, complexResult);
-
-  const quantizer& products = productRegister.assignmentQuantizer_;
-  const quantizer& productSums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
-  const bool hasBlocks =
-      precision <= kMaxDoublePrecision && BlockProduct::applies(*this, b, products, productSums);
-  const quantizer& sums = accumulator.assignmentQuantizer_;
-  const ProductRules rules{*this, b, products, productSums};
-  const IntegerSizes sizes = hasBlocks ? IntegerSizes::None : integersFor(rules, type);
-  const Path path =
-      choosePath({.hasBlocks = hasBlocks, .hasIntegers = sizes != IntegerSizes::None}, *this, b, result);
-  if (path == Path::Blocks) {
-    const std::optional<quantizer> cheaper = saturating(products, *this, b);
-    shareTiles(
-        result.rows_, result.cols_, cols_, kSharedRounded,
-        [&](const Tile& tile, const auto& own) {
-          MatrixBlocks(*this, b, *own[0], *own[1], *own[2], result).run(tile);
-        },
-        std::array{cheaper ? &*cheaper : &products, &productSums, &sums});
-  } else if (path == Path::Integers) {
-    multiplyMatricesByIntegers(rules, sums, sizes, result);
-  } else {
-    mtimesByElements(*this, b, productRegister, productSums, accumulator, accumulator.zeroValue(), result);
-  }
-  // Element by element the accumulator has counted its own.
-  if (path != Path::Elements) sums.logger().nMathOperationsPlus(std::size_t{result.numel_} * cols_);
-  products.logger().nMathOperationsPlus(std::size_t{result.numel_} * cols_);
-  finishRegisters(&result, "mtimes",
-                  {{RegisterLog::Product, productRegister},
-                   {RegisterLog::ProductSum, *productRegister.arithmeticState().sumRegister},
-                   {RegisterLog::Sum, accumulator}});
-  return result;
+  return MatrixProducts::of(*this, b, productType, type);
 }
 
 }  // namespace embedded

@@ -252,8 +252,19 @@ bool givesValues(std::string_view name) {
   return std::ranges::find(kForms, name) != std::end(kForms);
 }
 
+/// fi(x, T, F) of an array, which loops ask for most: what the request would come to. Nothing for other calls.
+std::optional<Arrays> castArray(const Arrays& inputs) {
+  if (inputs.size() != 3 || warnsOfOverflow()) return std::nullopt;
+  const fi* source = unwrapped<fi>(inputs[0]);
+  const auto* type = unwrapped<NumericType>(inputs[1]);
+  const auto* math = unwrapped<fimath>(inputs[2]);
+  if (!source || !type || !math) return std::nullopt;
+  return resultOf([&] { return source->inType(*type, *math); });
+}
+
 Arrays makeFi(Arrays& inputs, int) {
   if (inputs.empty()) return {toHost(fi())};
+  if (auto cast = castArray(inputs)) return std::move(*cast);
   FiRequest request;
   request.value = inputs[0];
   if (const fi* source = unwrapped<fi>(inputs[0])) {

@@ -234,6 +234,7 @@ class Interpreter {
   /// Appends the values of an argument or an element of a matrix.
   void evaluateArgument(const Expression& expression, Arrays& values);
   Values evaluateArguments(const IndexStep* arguments);
+  Arrays argumentArrays(const IndexStep* arguments);
   template <class Take>
   void forEachArgument(const IndexStep* arguments, const Take& take);
   void giveArguments(const IndexStep* arguments, CallFrame& frame);

@@ -130,6 +130,14 @@ Values Interpreter::evaluateArguments(const IndexStep* arguments) {
   return values;
 }
 
+/// The same as arrays.
+Arrays Interpreter::argumentArrays(const IndexStep* arguments) {
+  Arrays arrays;
+  if (arguments) arrays.reserve(arguments->arguments.size());
+  forEachArgument(arguments, [&](Value&& value) { arrays.push_back(std::move(value).toArray()); });
+  return arrays;
+}
+
 /// Calls what a name that is no variable stands for, and indexes the result by the steps that are no arguments.
 Arrays Interpreter::callNamed(const NameReference& name, const Steps& steps, int outputCount) {
   const bool isClass =
@@ -139,7 +147,7 @@ Arrays Interpreter::callNamed(const NameReference& name, const Steps& steps, int
   const StepRange rest = StepRange(steps).subspan(nameSteps + (hasArguments ? 1 : 0));
   const IndexStep* arguments = hasArguments ? &steps[nameSteps] : nullptr;
   const std::string className = isClass ? name.name.text() + '.' + steps[0].field.text() : std::string();
-  Arrays results = isClass ? Arrays{requireClass(className).create(arraysFrom(evaluateArguments(arguments)))}
+  Arrays results = isClass ? Arrays{requireClass(className).create(argumentArrays(arguments))}
                            : callWithArguments(name, arguments, rest.empty() ? outputCount : 1);
   if (rest.empty()) return results;
   if (results.empty()) raiseNoValue(name.name.text());
@@ -149,7 +157,7 @@ Arrays Interpreter::callNamed(const NameReference& name, const Steps& steps, int
 Arrays Interpreter::callWithArguments(const NameReference& name, const IndexStep* arguments, int outputCount) {
   const FunctionCode* code = findScriptFunction(name);
   return located(name.name.column, [&] {
-    if (!code) return callHost(name.name, arguments, arraysFrom(evaluateArguments(arguments)), outputCount);
+    if (!code) return callHost(name.name, arguments, argumentArrays(arguments), outputCount);
     return runFunction(
         *code, [&](CallFrame& frame) { giveArguments(arguments, frame); }, outputCount, collectOutputs);
   });
@@ -170,6 +178,11 @@ Value Interpreter::valueOfCall(const NameReference& name, const IndexStep* argum
 /// The one result of a method or a function of the host, or nothing.
 [[gnu::noinline]] Value Interpreter::valueOfHost(const MemberName& name, const IndexStep* arguments) {
   const FunctionInfo* function = name.function();
+  const auto firstOf = [&](Arrays&& inputs) {
+    Arrays results = callHost(name, arguments, std::move(inputs), 1);
+    return results.empty() ? Value() : Value(std::move(results[0]));
+  };
+  if (!function || !(function->ofScalar || function->ofScalars)) return firstOf(argumentArrays(arguments));
   Values inputs;
   if (arguments && arguments->arguments.size() == 1 && !arguments->mayHaveLists) {
     Value input = evaluate(*arguments->arguments[0]);
@@ -181,8 +194,7 @@ Value Interpreter::valueOfCall(const NameReference& name, const IndexStep* argum
     inputs = evaluateArguments(arguments);
     if (const auto result = function ? scalarResult(*function, inputs) : std::nullopt) return Value(*result);
   }
-  Arrays results = callHost(name, arguments, arraysFrom(std::move(inputs)), 1);
-  return results.empty() ? Value() : Value(std::move(results[0]));
+  return firstOf(arraysFrom(std::move(inputs)));
 }
 
 /// Calls the method of one of the inputs, or else the function of the host.
@@ -275,7 +287,7 @@ Value Interpreter::valueOfCall(const FunctionValue& function, const IndexStep* a
   }
   const bool isPlain = !named->local() && named->name().name.text().find('.') == std::string::npos;
   if (isPlain) return valueOfCall(named->name(), arguments);
-  Arrays results = callValue(function, arraysFrom(evaluateArguments(arguments)), 1);
+  Arrays results = callValue(function, argumentArrays(arguments), 1);
   return results.empty() ? Value() : Value(std::move(results[0]));
 }
 

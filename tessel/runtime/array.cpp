@@ -160,7 +160,7 @@ HostArray HostArray::scalar(double value) { return scalarOf(value); }
 HostArray HostArray::logical(bool value) { return scalarOf(value); }
 
 HostArray HostArray::text(std::string_view text) {
-  HostArray a = zeros(ArrayClass::Char, text.empty() ? kNoElements : Dimensions{1, text.size()});
+  HostArray a = unset(ArrayClass::Char, text.empty() ? kNoElements : Dimensions{1, text.size()});
   std::copy(text.begin(), text.end(), a.mutableReal<char>());
   return a;
 }
@@ -187,6 +187,9 @@ HostArray HostArray::cell(Dimensions dims) {
   return a;
 }
 
+/// So many fields get their room at once.
+constexpr std::size_t kFewFields = 4;
+
 HostArray HostArray::structure(Dimensions dims, std::vector<std::string> fields) {
   HostArray a;
   a.class_ = ArrayClass::Struct;
@@ -194,7 +197,9 @@ HostArray HostArray::structure(Dimensions dims, std::vector<std::string> fields)
   const std::size_t count = elementCount(dims);
   requireMemory(count, sizeof(HostArray) * std::max<std::size_t>(fields.size(), 1));
   StructContent content;
-  content.values.assign(fields.size(), CellContent(count));
+  content.values.reserve(std::max(fields.size(), kFewFields));
+  for (std::size_t field = 0; field < fields.size(); ++field) content.values.emplace_back(count);
+  fields.reserve(kFewFields);
   content.names = std::make_shared<FieldNames>(std::move(fields));
   a.data_ =
       std::make_shared<Data>(std::move(dims), count, std::in_place_type<StructContent>, std::move(content));
