@@ -8,8 +8,8 @@
 
 namespace tessel {
 
-/// The names that can complete `word`: variables, functions and methods, and behind a point the fields, properties and
-/// methods of a variable or the classes of a package.
+/// The names that can complete `word`: variables, functions and methods, and behind a point the fields,
+/// properties and methods of a variable or the classes of a package.
 std::vector<std::string> completions(Interpreter& interpreter, const std::string& word);
 
 /// Is the end of `line` inside a text literal?

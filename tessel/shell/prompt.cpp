@@ -154,8 +154,7 @@ void runPrompt(Interpreter& interpreter) {
   action.sa_handler = onInterrupt;
   sigaction(SIGINT, &action, nullptr);
   if (isatty(STDOUT_FILENO) == 1)
-    std::puts("tessel " TESSEL_VERSION
-              ": 'help' lists what there is, 'help fi' explains, 'exit' ends.");
+    std::puts("tessel " TESSEL_VERSION ": 'help' lists what there is, 'help fi' explains, 'exit' ends.");
   History history;
   std::string text;
   while (const auto line = readLine(text.empty() ? kPrompt : "   ")) {
