@@ -89,9 +89,8 @@ int OpenFiles::add(std::unique_ptr<OpenFile> file) {
 
 OpenFile& OpenFiles::at(double number) {
   const auto found = std::ranges::find_if(files_, [number](const auto& each) { return each.first == number; });
-  if (found == files_.end())
-    raiseError("Tessel:fileNotOpen", fmt::format("There is no open file with the number {}.", number));
-  return *found->second;
+  if (found != files_.end()) return *found->second;
+  raiseError("Tessel:fileNotOpen", fmt::format("There is no open file with the number {}.", number));
 }
 
 std::vector<double> OpenFiles::numbers() const {

@@ -51,7 +51,10 @@ class Scale {
   double operator()(double value) const { return (measure(value) - low_) / (high_ > low_ ? high_ - low_ : 1); }
 
  private:
-  double measure(double value) const { return isLogarithmic_ ? std::log10(value) : value; }
+  double measure(double value) const {
+    if (!isLogarithmic_) return value;
+    return value > 0 ? std::log10(value) : -std::numeric_limits<double>::infinity();
+  }
   void include(double value) {
     const double place = measure(value);
     if (!std::isfinite(place)) return;
