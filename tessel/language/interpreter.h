@@ -167,7 +167,7 @@ class Interpreter {
   Flow executeNode(const ExpressionStatement& node);
   Flow executeNode(const Assignment& node);
   Flow executeNode(const CompoundAssignment& node);
-  void updateSteps(const CompoundAssignment& node, Value&& operand);
+  void updateSteps(const CompoundAssignment& node, const Value& operand);
   Flow executeNode(const IfStatement& node);
   Flow executeNode(const WhileStatement& node);
   Flow executeNode(const ForStatement& node);
@@ -225,7 +225,7 @@ class Interpreter {
   Value evaluateNode(const AnonymousFunction& node);
   Arrays evaluateRow(const Expressions& elements);
   Value operateHere(Operator code, const MemberName& method, const Value& left, const Value& right);
-  Value operate(Operator code, const MemberName& method, Value&& left, Value&& right);
+  Value operate(Operator code, const MemberName& method, const Value& left, const Value& right);
   Value callOperator(const MemberName& method, Arrays&& operands);
   Value callOperator(const MemberName& method, const Value& left, const Value& right);
 

@@ -106,12 +106,12 @@ Value Interpreter::evaluateNode(const BinaryOperation& node) {
     const double *a = leftInPlace->scalar(), *b = rightInPlace->scalar();
     return a && b ? scalarOperation(code, *a, *b, byFunction) : byFunction();
   }
-  Value left = evaluate(*node.left);
-  return operateHere(code, node.method, std::move(left), evaluate(*node.right));
+  const Value left = evaluate(*node.left);
+  return operateHere(code, node.method, left, evaluate(*node.right));
 }
 
-Value Interpreter::operate(Operator code, const MemberName& method, Value&& left, Value&& right) {
-  return operateHere(code, method, std::move(left), std::move(right));
+Value Interpreter::operate(Operator code, const MemberName& method, const Value& left, const Value& right) {
+  return operateHere(code, method, left, right);
 }
 
 [[gnu::noinline]] Value Interpreter::evaluateShortCircuit(const BinaryOperation& node) {

@@ -100,32 +100,29 @@ Interpreter::Flow Interpreter::executeNode(const Assignment& node) {
 
 Interpreter::Flow Interpreter::executeNode(const CompoundAssignment& node) {
   const AssignmentTarget& target = node.target;
-  Value operand = evaluate(*node.value);
+  const Value operand = evaluate(*node.value);
   // A function of that name, such as `i`, is not what a sum begins with.
   if (!frame_->slots[target.slot].isDefined()) raiseUndefined(target.name);
   if (target.steps.empty())
-    frame_->slots[target.slot] =
-        operate(node.info->code, node.method, Value(frame_->slots[target.slot]), std::move(operand));
+    frame_->slots[target.slot] = operate(node.info->code, node.method, frame_->slots[target.slot], operand);
   else
-    updateSteps(node, std::move(operand));
+    updateSteps(node, operand);
   if (!node.isSilent) display(frame_->slots[target.slot].toArray(), target.name);
   return Flow::Normal;
 }
 
 /// Changes what the steps of the target select; their subscripts are evaluated once.
-void Interpreter::updateSteps(const CompoundAssignment& node, Value&& operand) {
+void Interpreter::updateSteps(const CompoundAssignment& node, const Value& operand) {
   const AssignmentTarget& target = node.target;
   const IndexStep& step = target.steps[0];
-  const auto changed = [&](Value&& old) {
-    return operate(node.info->code, node.method, std::move(old), std::move(operand));
-  };
+  const auto changed = [&](const Value& old) { return operate(node.info->code, node.method, old, operand); };
   IndexPath path;
   if (target.steps.size() == 1 && step.hasPlainArgument) {
     Value subscript = evaluate(*step.arguments[0]);
     const double* position = subscript.number();
     Value element = position ? elementOf(frame_->slots[target.slot], *position) : Value();
     if (element.isDefined()) {
-      element = changed(std::move(element));
+      element = changed(element);
       HostArray* array = frame_->slots[target.slot].array();
       if (array && assignElement(*array, *position, element)) return;
     }

@@ -131,7 +131,7 @@ std::string literal(const HostArray& a, int digits) {
     if (rows.empty()) rows.emplace_back();
     for (std::string& row : rows) {
       for (std::size_t at = 0; (at = row.find('\'', at)) != std::string::npos; at += 2) row.insert(at, 1, '\'');
-      row = "'" + row + "'";
+      row = fmt::format("'{}'", row);
     }
     return rows.size() == 1 ? rows[0] : fmt::format("[{}]", fmt::join(rows, ";"));
   }

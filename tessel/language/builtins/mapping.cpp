@@ -143,7 +143,7 @@ Arrays mapFields(Interpreter& interpreter, Arrays& inputs, int outputCount) {
   const HostArray structure = inputs[1];
   if (!structure.isStruct() || !structure.isScalar())
     raiseInvalidArgument("structfun", "the second argument must be one structure.");
-  const std::vector<std::string> names = structure.fieldNames();
+  const std::vector<std::string>& names = structure.fieldNames();
   inputs[1] = HostArray::cell({names.size(), 1});
   for (std::size_t k = 0; k < names.size(); ++k) inputs[1].mutableCellAt(k) = structure.fieldAt(names[k]);
   const bool isUniform = readMapping(interpreter, "structfun", inputs).isUniform;
