@@ -55,19 +55,16 @@ using R = RegisterSettings;
 const Property<fimath> kProperties[] = {
     {"RoundMode", kRoundModeType, get<&F::roundMode>, set<&F::setRoundMode>,
      "Rounding of every quantization: to the next step toward infinity (ceil), minus infinity (floor) or 0 "
-     "(fix); "
-     "to the nearest step, a tie to the even one (convergent), toward infinity (nearest) or away from 0 "
+     "(fix); to the nearest step, a tie to the even one (convergent), toward infinity (nearest) or away from 0 "
      "(round)."},
     {"OverflowMode", kOverflowModeType, get<&F::overflowMode>, set<&F::setOverflowMode>,
      "What becomes of values out of range: the nearest bound (saturate), or the value without the bits above "
-     "the "
-     "word (wrap)."},
+     "the word (wrap)."},
     {"PrecisionMode", kPrecisionModeType, get<&F::precisionMode>, set<&F::setPrecisionMode>,
      "Kept and copied; arithmetic does not read it."},
     {"ProductMode", kArithmeticModeType, get<&F::productMode>, set<&F::setProductMode>,
      "The type of products: as long as it takes (FullPrecision); ProductWordLength bits, the low ones "
-     "(KeepLSB) or "
-     "the high ones (KeepMSB); with ProductFractionLength as well (SpecifyPrecision)."},
+     "(KeepLSB) or the high ones (KeepMSB); with ProductFractionLength as well (SpecifyPrecision)."},
     {"ProductWordLength", property_type::kInt32, get<&F::productWordLength>, set<&F::setProductWordLength>,
      "Word length of products; not under FullPrecision."},
     {"MaxProductWordLength", property_type::kInt32, get<&F::maxProductWordLength>,
@@ -84,8 +81,7 @@ const Property<fimath> kProperties[] = {
      "Bias of products under SpecifyPrecision."},
     {"SumMode", kArithmeticModeType, get<&F::sumMode>, set<&F::setSumMode>,
      "The type of sums: as long as it takes (FullPrecision); SumWordLength bits, the low ones (KeepLSB) or the "
-     "high "
-     "ones (KeepMSB); with SumFractionLength as well (SpecifyPrecision)."},
+     "high ones (KeepMSB); with SumFractionLength as well (SpecifyPrecision)."},
     {"SumWordLength", property_type::kInt32, get<&F::sumWordLength>, set<&F::setSumWordLength>,
      "Word length of sums; not under FullPrecision."},
     {"MaxSumWordLength", property_type::kInt32, get<&F::maxSumWordLength>, set<&F::setMaxSumWordLength>,

@@ -302,12 +302,10 @@ const Method kFunctions[] = {
     {"fimath", 0, -1, 1, makeFimath, "fimath, fimath(name, value, ...): math settings."},
     {"quantizer", 0, -1, 1, makeQuantizer,
      "quantizer, quantizer('fixed', 'floor', 'saturate', [16 15]), quantizer(T), quantizer(q), quantizer(name, "
-     "value, "
-     "...): a quantizer. Words of the modes and the format come in any order."},
+     "value, ...): a quantizer. Words of the modes and the format come in any order."},
     {"fi", 0, -1, 1, makeFi,
      "fi, fi(v), fi(v, s), fi(v, s, w), fi(v, s, w, f), fi(v, s, w, slope, bias), fi(v, T), fi(v, T, F), each "
-     "with "
-     "name/value pairs: an array of fixed-point values. Without a scaling the values choose the best "
+     "with name/value pairs: an array of fixed-point values. Without a scaling the values choose the best "
      "precision."},
     {"fipref", 0, -1, 1, fiPreferences, kPreferencesHelp},
     {"isfi", 1, 1, 1, isObjectOf<fi>, "isfi(x): whether x is an array of fixed-point values."},

@@ -315,8 +315,7 @@ const Method kMethods[] = {
      "prod(a), prod(a, dim): the product along a dimension, by the rule of times from the first element on."},
     {"diff", 1, 3, 1, diff,
      "diff(a), diff(a, n), diff(a, n, dim): differences of neighbours along a dimension, n times, by the rule "
-     "of "
-     "minus."},
+     "of minus."},
     {"norm", 1, 2, 1, norm,
      "norm(v), norm(v, 1), norm(v, Inf), norm(a, 'fro'): by the rules of times, sum, sqrt, abs and max."},
     {"int8", 1, 1, 1, toIntegers<std::int8_t>, "int8(a): nearest integers of 8 bits, saturated."},
@@ -330,8 +329,7 @@ const Method kMethods[] = {
     {"unique", 1, 1, 3, unique, "[c, i, j] = unique(a): the different values in order, and where they stand."},
     {"cast", 2, 3, 1, cast,
      "cast(a, T), cast(a, 'like', b), cast(a, class): a in another type under its own math settings; in type "
-     "and "
-     "settings of b; in a class of the host."},
+     "and settings of b; in a class of the host."},
     {"leadingsigns", 1, 1, 1, leadingSignsOf,
      "leadingsigns(a): the bits behind the sign bit that repeat it; of unsigned words the zeros in front."},
     {"normalize", 1, 1, 2, normalize,

@@ -226,8 +226,7 @@ void registerAxesBuiltins() {
        "legend(label, ...), legend(cell), legend(..., 'Location', place), legend show, legend off: names the "
        "lines.\n"
        "Places: 'best', inside where it covers the least of the lines, unless another is given; 'northeast' "
-       "and "
-       "other corners and sides; 'northeastoutside', 'eastoutside', 'southoutside', 'northoutside'."},
+       "and other corners and sides; 'northeastoutside', 'eastoutside', 'southoutside', 'northoutside'."},
       {"subplot", callSubplot, 3, 3, 0,
        "subplot(m, n, p): parts the figure into m rows of n axes and makes the one at position p the current "
        "one.\n"

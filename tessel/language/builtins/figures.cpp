@@ -142,8 +142,7 @@ void registerFigureBuiltins() {
   registerAll({
       {"figure", callFigure, 0, -1, 1,
        "figure, figure(n), h = figure(..., name, value): makes a figure, or figure n, the current one. Names: "
-       "Name, "
-       "Position."},
+       "Name, Position."},
       {"gcf", [](Arrays&, int) -> Arrays { return {HostArray::scalar(figures().current().number)}; }, 0, 0, 1,
        "h = gcf: the number of the current figure."},
       {"close", callClose, 0, 1, 0,
@@ -151,11 +150,9 @@ void registerFigureBuiltins() {
       {"clf", callClf, 0, 0, 0, "clf: empties the current figure."},
       {"print", callPrint, 1, 3, 0,
        "print(file), print(format, file), print(..., '-r200'): writes the current figure. The ending of the "
-       "name, or "
-       "'-dsvg', says\n"
+       "name, or '-dsvg', says\n"
        "the format: svg, png, pdf or eps. '-r200' gives a png 200 dots an inch, where an inch has 100 pixels "
-       "on the "
-       "screen."},
+       "on the screen."},
       {"saveas", callSaveas, 2, 3, 0, "saveas(n, file), saveas(n, file, format): writes figure n; see print."},
       {"drawnow", callDrawnow, 0, 0, 0,
        "drawnow: brings the windows of figures up to date, where there is a screen; the prompt does that by "

@@ -266,8 +266,7 @@ std::string helpOfEverything() {
   };
   std::string text =
       "help NAME explains a function, a class (help fi), a member (help fi.plus), a property (help RoundMode), "
-      "a value "
-      "of one (help saturate), an operator (help .*) or a word of the language (help for).\n";
+      "a value of one (help saturate), an operator (help .*) or a word of the language (help for).\n";
   // What modules have added is what the host is there for.
   std::vector<Theme> inOrder = themes();
   std::rotate(inOrder.begin(), inOrder.begin() + static_cast<std::ptrdiff_t>(languageThemeCount()),

@@ -266,16 +266,14 @@ Arrays callHistogram(Arrays& in, int) {
 
 void registerPlotBuiltins() {
   registerAll({
-      plotting(
-          "plot", LineKind::Points, false, false,
-          "plot(y), plot(x, y), plot(x, y, style, ...), plot(..., name, value): draws lines on the current "
-          "axes.\n"
-          "A matrix gives a line a column. A style holds a colour (r g b c m y k w), a line (- -- : -.) and a "
-          "marker\n"
-          "(o + * . x s d ^ v < > p h), such as 'r--o'. Names: Color, DisplayName, LineStyle, LineWidth, "
-          "Marker, "
-          "MarkerSize.\n"
-          "print('picture.svg') writes what is drawn."),
+      plotting("plot", LineKind::Points, false, false,
+               "plot(y), plot(x, y), plot(x, y, style, ...), plot(..., name, value): draws lines on the "
+               "current axes.\n"
+               "A matrix gives a line a column. A style holds a colour (r g b c m y k w), a line (- -- : -.) "
+               "and a marker\n"
+               "(o + * . x s d ^ v < > p h), such as 'r--o'. Names: Color, DisplayName, LineStyle, LineWidth, "
+               "Marker, MarkerSize.\n"
+               "print('picture.svg') writes what is drawn."),
       plotting("semilogx", LineKind::Points, true, false, "semilogx(...): plot with a logarithmic x axis."),
       plotting("semilogy", LineKind::Points, false, true, "semilogy(...): plot with a logarithmic y axis."),
       plotting("loglog", LineKind::Points, true, true, "loglog(...): plot with two logarithmic axes."),
@@ -287,8 +285,7 @@ void registerPlotBuiltins() {
                "stairs(y), stairs(x, y), stairs(..., style): draws values that hold until the next one."),
       {"histogram", callHistogram, 1, -1, 0,
        "histogram(x), histogram(x, count), histogram(x, edges), histogram(..., name, value): draws how many "
-       "values "
-       "lie where.\n"
+       "values lie where.\n"
        "A bin holds its lower edge, the last one its upper edge as well. Names: Normalization ('count', "
        "'probability', 'pdf'),\n"
        "Color, DisplayName."},

@@ -285,18 +285,15 @@ void registerScanningBuiltins(Interpreter& interpreter) {
   registerAll({
       {"sscanf", callSscanf, 2, 3, 2,
        "[a, n] = sscanf(text, format), sscanf(text, format, size): the numbers in a text, by a scanf format "
-       "that "
-       "repeats as long as\n"
+       "that repeats as long as\n"
        "it fits: %d %i %u %x %o %f %s %c %[a-z], with widths, and %*d for what is left out. The size is Inf, a "
        "count or [rows columns];\n"
        "texts give their codes, or a text where nothing else is read. n tells how many conversions were read."},
       {"textscan", [=](Arrays& in, int) { return callTextscan(*files, in); }, 1, -1, 1,
        "c = textscan(fid, format), textscan(text, format, count, option, value, ...): the columns of a text, "
-       "one cell "
-       "each.\n"
+       "one cell each.\n"
        "Each pass of the format stands on one line: %f is a column of doubles, %d8 ... %u64 of integers, %s of "
-       "texts, "
-       "%q of texts\n"
+       "texts, %q of texts\n"
        "that may be quoted; %*s is left out. Fields that are missing are EmptyValue, NaN without it, or ''.\n"
        "Options: 'Delimiter' (characters; blanks without it), 'HeaderLines', 'EmptyValue', "
        "'MultipleDelimsAsOne'.\n"

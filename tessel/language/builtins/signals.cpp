@@ -206,8 +206,7 @@ void registerSignalBuiltins() {
   registerAll({
       {"fft", [](Arrays& in, int) { return transformed("fft", in, false); }, 1, 3, 1,
        "fft(x), fft(x, n), fft(x, n, dim): the discrete Fourier transform of lines, cut or filled with zeros "
-       "to "
-       "n elements.\n"
+       "to n elements.\n"
        "Any length; computed with 64 bits and rounded once."},
       {"ifft", [](Arrays& in, int) { return transformed("ifft", in, true); }, 1, 3, 1,
        "ifft(x), ifft(x, n), ifft(x, n, dim): the inverse of fft."},
@@ -215,13 +214,11 @@ void registerSignalBuiltins() {
        "[h, w] = freqz(b, a, n), freqz(b, a, n, 'whole'), freqz(b, a, n, rate), freqz(b, a, w), freqz(b, a, f, "
        "rate): the frequency\n"
        "response of the filter b/a at n points of the upper half of the unit circle, 512 without n, or at "
-       "given "
-       "frequencies: w in\n"
+       "given frequencies: w in\n"
        "radians a sample, or in the unit of the sampling rate. A fi counts by its values."},
       {"polyval", callPolyval, 2, 2, 1,
        "polyval(p, x): p(1)*x^n + ... + p(n+1), element by element, by Horner's rule in the arithmetic of p "
-       "and "
-       "x."},
+       "and x."},
       {"roots", callRoots, 1, 1, 1,
        "roots(p): the roots of the polynomial with the coefficients p, highest power first, as a column. A fi "
        "counts by its values."},

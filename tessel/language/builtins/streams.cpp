@@ -242,11 +242,9 @@ void registerStreamBuiltins(Interpreter& interpreter) {
   registerAll({
       {"fopen", [=](Arrays& in, int) { return callFopen(*files, in); }, 1, 3, 2,
        "[fid, message] = fopen(name, mode), fopen(name, mode, order): opens a file for reading ('r'), writing "
-       "anew "
-       "('w'), at its\n"
+       "anew ('w'), at its\n"
        "end ('a'), or both ('r+', 'w+', 'a+'); fid is its number, -1 where that fails, and the message says "
-       "why. "
-       "The order of bytes is\n"
+       "why. The order of bytes is\n"
        "'native', 'ieee-le' or 'ieee-be'. fopen('all'): the numbers of open files; [name, mode] = fopen(fid).\n"
        "Files are closed when the program ends; a loss is an error then."},
       {"fclose", [=](Arrays& in, int) { return callFclose(*files, in); }, 1, 1, 1,
@@ -261,26 +259,21 @@ void registerStreamBuiltins(Interpreter& interpreter) {
        1, "t = feof(fid): has reading come to the end of the file? After the last line it has."},
       {"fprintf", [=](Arrays& in, int n) { return callFprintf(*files, in, n); }, 1, -1, 1,
        "fprintf(format, ...), fprintf(fid, format, ...), n = fprintf(...): prints as sprintf, to the output, "
-       "to "
-       "an open file, or\n"
+       "to an open file, or\n"
        "to 1, the output, or 2, the errors; n is the number of bytes."},
       {"fread", [=](Arrays& in, int) { return callFread(*files, in); }, 1, 5, 2,
        "[a, n] = fread(fid, size, precision, skip, order): numbers as they stand in the file, n of them. The "
-       "size is "
-       "Inf, a count, or\n"
+       "size is Inf, a count, or\n"
        "[rows columns]; the precision a class such as 'int16' for doubles, '*int16' for that class, "
-       "'uint8=>char' "
-       "for another; skip\n"
+       "'uint8=>char' for another; skip\n"
        "bytes are left out behind each. Without them all bytes, as a column."},
       {"fwrite", [=](Arrays& in, int) { return callFwrite(*files, in); }, 2, 5, 1,
        "n = fwrite(fid, a, precision, 0, order): writes numbers as they stand in memory, n of them, converted "
-       "to "
-       "a class such as\n"
+       "to a class such as\n"
        "'int16'; without one to bytes."},
       {"fseek", [=](Arrays& in, int) { return callFseek(*files, in); }, 2, 3, 1,
        "status = fseek(fid, offset, origin): goes on so many bytes after 'bof', the beginning, 'cof', the "
-       "place "
-       "here, or 'eof', the\n"
+       "place here, or 'eof', the\n"
        "end; -1 where there is no such place."},
       {"ftell",
        [=](Arrays& in, int) {

@@ -201,8 +201,7 @@ void registerValidationBuiltins() {
        "Attributes: 2d 3d column row scalar vector square nonempty nonsparse real finite nonnan integer even "
        "odd binary positive\n"
        "nonnegative nonzero increasing nondecreasing decreasing nonincreasing; with a value behind it > >= < "
-       "<= "
-       "numel nrows ncols\n"
+       "<= numel nrows ncols\n"
        "ndims and size, where NaN stands for any. The error is \"Tessel:expectedPositive\" and so on, "
        "\"Tessel:invalidType\" for a class.\n"
        "Objects count by their sizes and by what double(a) gives."},
