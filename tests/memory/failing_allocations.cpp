@@ -10,7 +10,7 @@
 #include <new>
 
 // What really allocates: the C library, or the sanitizer that stands before it.
-#ifdef __SANITIZE_ADDRESS__
+#ifdef QFCORE_SANITIZED
 #define UNDERLYING(function) __interceptor_##function
 #else
 #define UNDERLYING(function) __libc_##function
@@ -71,7 +71,7 @@ std::ptrdiff_t blocksInUse() { return blocks; }
 
 extern "C" {
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef QFCORE_SANITIZED
 /// What the loader of libraries keeps is known by who asked for it, which is the function below.
 const char* __lsan_default_suppressions() { return "leak:ld-linux"; }
 #endif
