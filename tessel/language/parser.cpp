@@ -87,7 +87,7 @@ class Parser : private ExpressionParser {
     return {};
   }
 
-  Declaration parseDeclaration() {
+  [[gnu::noinline]] Declaration parseDeclaration() {
     const Token& opening = take();
     Declaration node{opening.kind == TokenKind::Global, {}};
     do {
@@ -156,7 +156,8 @@ class Parser : private ExpressionParser {
     return node;
   }
 
-  void parseSimple(Statement& statement) {
+  /// A call of its own, as the one above: blocks nest through their caller, and would carry what it needs.
+  [[gnu::noinline]] void parseSimple(Statement& statement) {
     if (mayBePath()) {
       statement.node = parsePath();
       return;
