@@ -158,7 +158,7 @@ class IntegerStep {
       return static_cast<Integer>((static_cast<Unsigned>(value) - static_cast<Unsigned>(min_)) & span_) + min_;
     return value < min_ ? min_ : largest();
   }
-  Integer largest() const { return min_ + static_cast<Integer>(span_); }
+  Integer largest() const { return static_cast<Integer>(static_cast<Unsigned>(min_) + span_); }
 
   static constexpr int kHigh = 64;
 
