@@ -91,6 +91,16 @@ Arrays callFgets(OpenFiles& files, const Arrays& in) {
   return {nextLine(files.at(numberArgument("fgets", in[0])), true, most)};
 }
 
+/// To the output, to the errors, or to an open file.
+void writeTo(OpenFiles& files, double stream, std::string_view bytes) {
+  if (stream == kErrors)
+    fmt::print(stderr, "{}", bytes);
+  else if (stream == kOutput)
+    print(bytes);
+  else
+    files.at(stream).write(bytes);
+}
+
 /// fprintf(format, …), fprintf(fid, format, …)
 Arrays callFprintf(OpenFiles& files, const Arrays& in, int outputCount) {
   const bool hasStream = in.size() > 1 && in[0].isNumeric() && in[1].isChar();
@@ -98,12 +108,7 @@ Arrays callFprintf(OpenFiles& files, const Arrays& in, int outputCount) {
   const std::size_t first = hasStream ? 1 : 0;
   const std::string text =
       formatText(textArgument("fprintf", in[first]), {in.data() + first + 1, in.size() - first - 1});
-  if (stream == kErrors)
-    fmt::print(stderr, "{}", text);
-  else if (stream == kOutput)
-    print(text);
-  else
-    files.at(stream).write(text);
+  writeTo(files, stream, text);
   if (outputCount == 0) return {};
   return {HostArray::scalar(static_cast<double>(text.size()))};
 }
@@ -202,12 +207,7 @@ Arrays callFwrite(OpenFiles& files, const Arrays& in) {
   std::string bytes(each * values.numel(), '\0');
   if (!bytes.empty()) std::memcpy(bytes.data(), values.realData(), bytes.size());
   turnBytes(bytes, each, isBigEndian);
-  if (stream == kErrors)
-    fmt::print(stderr, "{}", bytes);
-  else if (stream == kOutput)
-    print(bytes);
-  else
-    files.at(stream).write(bytes);
+  writeTo(files, stream, bytes);
   return {HostArray::scalar(static_cast<double>(values.numel()))};
 }
 
