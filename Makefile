@@ -103,7 +103,7 @@ check-format: setup-check
 	$(sources) | xargs clang-format --dry-run --Werror
 
 check-clang: setup-check build/clang/build.ninja
-	cmake --build --preset clang
+	cmake --build --preset clang --target all bench
 
 lint: cppcheck tidy
 
