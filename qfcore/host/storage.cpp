@@ -118,21 +118,29 @@ HostArray restoredNumericType(const HostArray& state) {
     const HostArray& numbers = field(state, "Numbers", kNumericType);
     if (numbers.numel() != 4) raiseBadState(kNumericType);
     const int wordLength = wholeNumber<int>(numbers, 0, kNumericType, NumericType::kMaxWordLength, 1);
+    const double factor = numbers.realAt(1);
+    if (!(factor >= 1 && factor < 2)) raiseBadState(kNumericType);
     const int exponent = wholeNumber<int>(numbers, 2, kNumericType, kLargestInt, kSmallestInt);
     using namespace EmbeddedTypeSystem;
     return wrap(NumericType(fromHost<DataTypeEnum>(field(state, "DataType", kNumericType)),
                             fromHost<ScalingEnum>(field(state, "Scaling", kNumericType)),
-                            fromHost<SignedEnum>(field(state, "Sign", kNumericType)), wordLength,
-                            numbers.realAt(1), exponent, numbers.realAt(3)));
+                            fromHost<SignedEnum>(field(state, "Sign", kNumericType)), wordLength, factor,
+                            exponent, numbers.realAt(3)));
   });
 }
 
-/// All properties that can be set and are shown.
+/// All properties that are shown; each can be set.
 HostArray fimathState(HostObject& object) {
   HostArray state = HostArray::structure();
   for (const tessel::PropertyInfo* property : object.hostClass().properties())
-    if (property->set && !property->hidden) state.mutableFieldAt(property->name) = property->get(object);
+    if (!property->hidden) state.mutableFieldAt(property->name) = property->get(object);
   return state;
+}
+
+bool isSame(const HostArray& a, const HostArray& b) {
+  if (a.isText() && b.isText()) return a.toText() == b.toText();
+  const auto isNumber = [](const HostArray& x) { return (x.isNumeric() || x.isLogical()) && x.isScalar(); };
+  return isNumber(a) && isNumber(b) && !b.isComplex() && a.realAt(0) == b.realAt(0);
 }
 
 /// Sets those that differ: properties that follow from others no longer do then.
@@ -141,8 +149,7 @@ HostArray restoredFimath(const HostArray& state) {
   HostArray math = wrap(fimath());
   for (const std::string& name : state.fieldNames()) {
     const HostArray& value = state.fieldAt(name);
-    const HostArray same = tessel::callFunction("isequal", {tessel::getProperty(math, name), value}).at(0);
-    if (same.realAt(0) == 0) tessel::setProperty(math, name, value);
+    if (!isSame(tessel::getProperty(math, name), value)) tessel::setProperty(math, name, value);
   }
   return math;
 }
@@ -205,7 +212,9 @@ fi arrayOf(const HostArray& values, const NumericType& type, const fimath& math)
     return x;
   }
   if (!type.isFixed()) return fi(&values, type, math);
-  return fi::convertIntArrayToFiArray(values, type, math, ChunkMode::AsNeeded, DimensionMode::FirstDimension);
+  fi x(0U, 0U, type, math);
+  x.setIntArrayHostArray(values, ChunkMode::AsNeeded, DimensionMode::FirstDimension);
+  return x;
 }
 
 HostArray fiState(HostObject& object) {
