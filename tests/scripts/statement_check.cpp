@@ -57,11 +57,12 @@ class Checker {
   }
 
   void check(int line, const Outcome& outcome, const std::vector<Expectation>& expectations) {
-    bool isErrorExpected = false;
+    bool isErrorExpected = false, isOutputExpected = false;
     for (const Expectation& expectation : expectations) {
       ++result_.expectationCount;
       switch (expectation.kind) {
         case Expectation::Kind::Output:
+          isOutputExpected = true;
           if (folded(outcome.output) != expectation.text) fail(line, expectation.text, folded(outcome.output));
           break;
         case Expectation::Kind::Error:
@@ -75,6 +76,7 @@ class Checker {
           checkMessage(line, "warning", expectation, outcome.warning.identifier, outcome.warning.text);
       }
     }
+    if (!isOutputExpected && !folded(outcome.output).empty()) fail(line, "no output", folded(outcome.output));
     if (outcome.error && !isErrorExpected) {
       fail(line, "no error", fmt::format("error {}: {}", outcome.error->identifier, outcome.error->text));
     }
