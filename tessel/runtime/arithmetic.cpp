@@ -299,6 +299,7 @@ EqualSteps<E>::EqualSteps(E first, E step, E last, double precision) : first_(fi
   const double steps = stepCount(first, step, last, precision);
   if (!(steps < kLongestRange)) raiseError("Tessel:rangeTooLarge", "The range has too many elements.");
   count_ = static_cast<std::size_t>(steps + 1);
+  if (count_ == 1) step_ = std::copysign(E{1}, step_);  // it may be infinite, or longer than any position
 }
 
 std::optional<EqualSteps<double>> doubleSteps(double first, double step, double last) {

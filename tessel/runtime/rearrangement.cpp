@@ -26,8 +26,16 @@ void requireMatrix(const char* name, const HostArray& a) {
   if (a.isFunction()) raiseUndefinedFor(name, a);
 }
 
+/// Refuses what is no whole number, infinity and NaN too, or of which doubles do not hold every one.
+double wholeNumber(const char* name, double number, const char* explanation) {
+  constexpr double kLargest = 0x1p53;
+  if (number != std::floor(number) || std::abs(number) > kLargest) raiseInvalidArgument(name, explanation);
+  return number;
+}
+
 double diagonalArgument(const char* name, const Arrays& in) {
-  return in.size() > 1 ? numberArgument(name, in[1]) : 0;
+  const double offset = in.size() > 1 ? numberArgument(name, in[1]) : 0;
+  return wholeNumber(name, offset, "the diagonal must be a whole number.");
 }
 
 /// The matrix that takes elements of `a` by `rule`.
@@ -44,10 +52,7 @@ HostArray assembled(const HostArray& a, const Arrangement<Source>& rule) {
 Arrays callDiag(Arrays& in, int) {
   const HostArray& a = in[0];
   requireMatrix("diag", a);
-  const double offset = diagonalArgument("diag", in);
-  if (offset != std::floor(offset) || std::abs(offset) > 1e9)
-    raiseInvalidArgument("diag", "the diagonal must be a whole number.");
-  const auto k = static_cast<std::ptrdiff_t>(offset);
+  const auto k = static_cast<std::ptrdiff_t>(diagonalArgument("diag", in));
   if (a.isVector()) return {assembled(a, matrixOfDiagonal(a.numel(), k))};
   return {assembled(a, diagonalOf(a.dim(0), a.dim(1), k))};
 }
@@ -104,6 +109,7 @@ Arrays callKron(Arrays& in, int) {
 
 Arrays callRepmat(Arrays& in, int) {
   const HostArray& a = in[0];
+  if (a.isFunction()) raiseUndefinedFor("repmat", a);
   const Dimensions counts = sizeArguments("repmat", in, 1);
   Dimensions dims(std::max(counts.size(), a.dims().size()));
   for (std::size_t d = 0; d < dims.size(); ++d) {
@@ -226,12 +232,11 @@ Arrays callCircshift(Arrays& in, int) {
   const std::vector<double> shifts = realParts(in[1]);
   HostArray result = in[0];
   for (std::size_t d = 0; d < shifts.size(); ++d) {
-    if (shifts[d] != std::floor(shifts[d])) raiseInvalidArgument("circshift", "shifts must be whole numbers.");
+    const double shift = wholeNumber("circshift", shifts[d], "shifts must be whole numbers.");
     std::size_t dimension = shifts.size() > 1 ? d : firstLongDimension(in[0]);
     if (in.size() > 2) dimension = dimensionArgument("circshift", in[2]);
     result = alongReordered(result, dimension, [&](std::size_t k, std::size_t length) {
-      const double size = static_cast<double>(length),
-                   from = std::fmod(static_cast<double>(k) - shifts[d], size);
+      const double size = static_cast<double>(length), from = std::fmod(static_cast<double>(k) - shift, size);
       return static_cast<std::size_t>(from < 0 ? from + size : from);
     });
   }
@@ -240,8 +245,8 @@ Arrays callCircshift(Arrays& in, int) {
 
 Arrays callRot90(Arrays& in, int) {
   requireMatrix("rot90", in[0]);
-  const double turns = in.size() > 1 ? numberArgument("rot90", in[1]) : 1;
-  if (turns != std::floor(turns)) raiseInvalidArgument("rot90", "the number of turns must be whole.");
+  const double given = in.size() > 1 ? numberArgument("rot90", in[1]) : 1;
+  const double turns = wholeNumber("rot90", given, "the number of turns must be whole.");
   const double quarter = turns - 4 * std::floor(turns / 4);
   if (quarter == 0) return {in[0]};
   if (quarter == 2) return {flipped(flipped(in[0], 0), 1)};

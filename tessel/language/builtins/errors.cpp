@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <iterator>
+#include <limits>
 
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
@@ -54,8 +55,9 @@ ErrorRecord readErrorValue(std::string_view function, const HostArray& value) {
   const HostArray& stack = value.fieldAt("stack");
   if (!stack.hasField("file") || !stack.hasField("name") || !stack.hasField("line")) return error;
   for (std::size_t i = 0; i < stack.numel(); ++i) {
+    const std::size_t line = countArgument(function, stack.fieldAt("line", i));
     error.stack.push_back({stack.fieldAt("file", i).toText(), stack.fieldAt("name", i).toText(),
-                           static_cast<int>(stack.fieldAt("line", i).scalarValue())});
+                           static_cast<int>(std::min<std::size_t>(line, std::numeric_limits<int>::max()))});
   }
   return error;
 }

@@ -123,7 +123,7 @@ Arrays sortedTexts(const HostArray& a, bool descending) {
 /// sort(x), sort(x, dim), sort(x, 'descend'), sort(x, dim, 'descend'); cells of texts sort as a whole.
 Arrays callSort(Arrays& in, int) {
   bool descending = false;
-  if (in.size() > 1 && in.back().isChar()) {
+  if (in.size() > 2 || (in.size() > 1 && in.back().isChar())) {
     const std::string direction = textArgument("sort", in.back());
     if (direction != "ascend" && direction != "descend")
       raiseInvalidArgument("sort", "'ascend' or 'descend' is needed.");
