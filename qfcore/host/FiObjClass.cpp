@@ -166,9 +166,9 @@ fi& fiArgument(const HostArray& array) {
 }
 
 std::optional<unsigned> dimensionArgument(const HostArray& argument) {
-  const fi* x = unwrapped<fi>(argument);
-  if (!x && !argument.isNumeric() && !argument.isLogical()) return std::nullopt;
-  const double dimension = x ? x->getDataHostArray().scalarValue() : argument.scalarValue();
+  const HostArray value = numbersOf(argument);
+  const bool isNumber = (value.isNumeric() || value.isLogical()) && value.isScalar() && !value.isComplex();
+  const double dimension = isNumber ? value.realAt(0) : 0;
   const bool isOne =
       dimension >= 1 && dimension <= std::numeric_limits<int>::max() && dimension == std::floor(dimension);
   return isOne ? std::optional(static_cast<unsigned>(dimension)) : std::nullopt;

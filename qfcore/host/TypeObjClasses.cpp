@@ -182,7 +182,7 @@ std::string summary(const HostArray& value) {
     return (value.isScalar() ? "" : std::to_string(value.numel()) + " of ") + value.className();
   }
   if (value.isText()) return value.toText();
-  if (value.isLogical() && value.isScalar()) return value.realAt(0) != 0 ? "true" : "false";
+  if (value.isLogical()) return value.realAt(0) != 0 ? "true" : "false";
   const auto texts = [&](auto textAt) {
     std::string all;
     for (std::size_t i = 0; i < value.numel(); ++i) all += (i == 0 ? "" : " ") + textAt(i);

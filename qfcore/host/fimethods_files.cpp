@@ -1,12 +1,13 @@
 /// Methods that write arrays to files for hardware and firmware, and read them back.
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <vector>
 
 #include "qfcore/fi/wordfiles.h"
 #include "qfcore/host/FiObjClass.h"
 #include "qfcore/host/NumericTypeObjClass.h"
+#include "tessel/interruption.h"
 
 namespace embedded::host {
 
@@ -42,12 +43,20 @@ Arrays writeHeader(Arrays& inputs, int) {
   return {};
 }
 
+std::string read(const std::string& name) {
+  std::ifstream file(name, std::ios::binary);
+  std::string content;
+  for (std::vector<char> part(1 << 20); file.read(part.data(), std::ssize(part)) || file.gcount() > 0;) {
+    content.append(part.data(), static_cast<std::size_t>(file.gcount()));
+    tessel::raiseIfInterrupted();
+  }
+  if (!file.is_open() || file.bad()) fail<kCannotRead>(name.c_str());
+  return content;
+}
+
 template <WordFile Form>
 Arrays readWords(Arrays& inputs, int) {
-  const std::string name = textOf(inputs[1]);
-  std::ifstream file(name, std::ios::binary);
-  if (!file.is_open() || std::filesystem::is_directory(name)) fail<kCannotRead>(name.c_str());
-  const std::string content{std::istreambuf_iterator<char>(file), {}};
+  const std::string content = read(textOf(inputs[1]));
   const NumericType& type = numericTypeArgument(inputs[0]);
   return {toHost(fromWordLines(content, Form, type, fimath::getDefaultFimath()))};
 }

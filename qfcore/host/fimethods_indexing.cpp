@@ -1,4 +1,5 @@
 /// Methods of `embedded.fi` that select and assign elements, and masks of them.
+#include <algorithm>
 #include <cmath>
 #include <iterator>
 #include <optional>
@@ -70,8 +71,8 @@ Arrays lastPosition(Arrays& inputs, int) {
   const double place = inputs[1].scalarValue(), count = inputs[2].scalarValue();
   if (!(place >= 1 && place <= count)) fail<kBadDimension>();
   if (place > x.numDims()) return {toHost(1U)};
-  return {
-      toHost(tessel::extentOf(x.dims(), static_cast<std::size_t>(place) - 1, static_cast<std::size_t>(count)))};
+  const auto known = static_cast<std::size_t>(std::min<double>(count, x.numDims()));
+  return {toHost(tessel::extentOf(x.dims(), static_cast<std::size_t>(place) - 1, known))};
 }
 
 Arrays subscriptedReference(Arrays& inputs, int) {

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 #include "qfcore/fi/display.h"
@@ -94,11 +95,13 @@ fi allElements(const fi& x) {
   return x.subscriptedReference(positions);
 }
 
+bool isNothing(const fi& x) { return x.numDims() == 2 && x.rows() == 0 && x.cols() == 0; }
+
 /// prod(a), prod(a, dim); of no elements at all one, as the host has it.
 Arrays prod(Arrays& inputs, int) {
   const fi& x = fiArgument(inputs[0]);
-  const bool isNothing = inputs.size() == 1 && x.numDims() == 2 && x.rows() == 0 && x.cols() == 0;
-  return {toHost(isNothing ? product(allElements(x), 1) : product(x, dimensionAt(x, inputs, 1, "prod")))};
+  const bool givesOne = inputs.size() == 1 && isNothing(x);
+  return {toHost(givesOne ? product(allElements(x), 1) : product(x, dimensionAt(x, inputs, 1, "prod")))};
 }
 
 /// diff(a), diff(a, n), diff(a, n, dim): n times the differences of neighbours.
@@ -117,13 +120,14 @@ fi largestOf(const fi& x) {
   return x.unary_max(index, position);
 }
 
-/// norm(v), norm(v, p), norm(a, 'fro')
+/// norm(v), norm(v, p), norm(a, 'fro'); 0 of no elements, as the host has it.
 Arrays norm(Arrays& inputs, int) {
   const fi& x = fiArgument(inputs[0]);
   const bool isFrobenius = inputs.size() > 1 && inputs[1].isText() && inputs[1].toText() == "fro";
   const HostArray kind = inputs.size() > 1 && !isFrobenius ? numbersOf(inputs[1]) : HostArray::scalar(2);
-  const double p = kind.isNumeric() && kind.isScalar() ? kind.realAt(0) : 0;
-  if ((!isFrobenius && !x.isvector()) || (p != 1 && p != 2 && !(std::isinf(p) && p > 0))) fail<kBadNorm>();
+  const double p = kind.isNumeric() && kind.isScalar() && !kind.isComplex() ? kind.realAt(0) : 0;
+  const bool isKnown = p == 1 || p == 2 || p == std::numeric_limits<double>::infinity();
+  if (!isKnown || (!isFrobenius && !x.isvector() && !isNothing(x))) fail<kBadNorm>();
   const fi values = allElements(x);
   if (p == 2) {
     const fi real = values.getRealFi();
@@ -135,7 +139,7 @@ Arrays norm(Arrays& inputs, int) {
     return {toHost(squares.sumAlong(1).sqrtBisection())};
   }
   const fi magnitudes = values.abs();
-  return {toHost(p == 1 ? magnitudes.sumAlong(1) : largestOf(magnitudes))};
+  return {toHost(p == 1 || x.isempty() ? magnitudes.sumAlong(1) : largestOf(magnitudes))};
 }
 
 // ------------------------------------------------------------------------------------------- integers of the
@@ -195,13 +199,14 @@ Arrays unique(Arrays& inputs, int) {
     last = value;
     placeOf.mutableReal<double>()[static_cast<std::size_t>(position) - 1] = static_cast<double>(kept.size());
   }
-  const bool isEmpty = x.numel() == 0, isRow = x.isvector() && x.rows() == 1;
+  const bool isRow = x.isrow() && !x.isempty();
   const auto places = [&](std::size_t rows, std::size_t columns) {
     HostArray result = HostArray::zeros(ArrayClass::Double, {rows, columns});
     std::ranges::copy(kept, result.mutableReal<double>());
     return result;
   };
-  fi values = isEmpty ? x : x.subscriptedReference(isRow ? places(1, kept.size()) : places(kept.size(), 1));
+  fi values =
+      isNothing(x) ? x : x.subscriptedReference(isRow ? places(1, kept.size()) : places(kept.size(), 1));
   return {toHost(std::move(values)), places(kept.size(), 1), std::move(placeOf)};
 }
 

@@ -1,6 +1,5 @@
 /// Methods of `embedded.fi` that put elements elsewhere.
 #include <algorithm>
-#include <cmath>
 #include <iterator>
 #include <limits>
 #include <list>
@@ -27,9 +26,8 @@ Arrays numbersFrom(const Arrays& inputs, std::size_t first) {
 
 tessel::Dimensions shapeOf(const fi& x) { return {x.dims().begin(), x.dims().end()}; }
 
-/// An argument as an array in the type of `model`, which it is quantized into once.
+/// The host's numbers as an array in the type of `model`, which they are quantized into once.
 fi inTypeOf(const fi& model, const HostArray& array) {
-  if (const fi* value = unwrapped<fi>(array)) return *value;
   fi result = model;
   result.setDataHostArray(array);
   return result;
@@ -155,14 +153,10 @@ Arrays sort(Arrays& inputs, int) {
     ascending = equalIgnoringCase(direction, "ascend");
     inputs.pop_back();
   }
-  unsigned dimension = 1;
-  if (inputs.size() > 1) {
-    const double given = inputs[1].scalarValue();
-    if (!(given >= 1 && given <= 255) || given != std::floor(given)) fail<kBadSortArgument>();
-    dimension = static_cast<unsigned>(given);
-  } else {
-    while (dimension < x.numDims() && x.getDimension(dimension) == 1) ++dimension;
-  }
+  const std::optional<unsigned> given =
+      inputs.size() > 1 ? dimensionArgument(inputs[1]) : std::optional(x.firstNonSingleton());
+  if (!given || inputs.size() > 2) fail<kBadSortArgument>();
+  const unsigned dimension = std::min(*given, x.numDims() + 1);
   unsigned stride = 1;
   for (unsigned d = 1; d < dimension; ++d) stride *= x.getDimension(d);
   HostArray index;

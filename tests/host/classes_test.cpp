@@ -2,8 +2,10 @@
 #include <algorithm>
 #include <set>
 #include <string_view>
+#include <typeinfo>
 
 #include "qfcore/host/NumericTypeObjClass.h"
+#include "qfcore/host/exchange.h"
 #include "tessel/console.h"
 #include "tessel/interpreter.h"
 #include "tests/host/fixture.h"
@@ -24,6 +26,18 @@ HostArray flooringMath() {
   HostArray math = classNamed("fimath").create({});
   tessel::setProperty(math, "RoundMode", HostArray::text("floor"));
   return math;
+}
+
+/// Calls the row of a method without an object, with which the host would not.
+void callWithoutObject(const tessel::FunctionInfo& row, const HostArray& argument) {
+  for (const int count : {row.minInputs, row.minInputs + 1}) {
+    Arrays inputs(static_cast<std::size_t>(count), argument);
+    try {
+      row.call(inputs, 1);
+    } catch (const tessel::HostError&) {
+    } catch (const std::bad_cast&) {
+    }
+  }
 }
 
 /// Calls a method with every choice of arguments from `palette` behind the object, up to `count` of them.
@@ -66,6 +80,7 @@ TEST_F(Classes, EveryMethodAnswersOrRaisesWhateverItIsGiven) {
       const int wanted = method->function.maxInputs < 0 ? 2 : std::min(method->function.maxInputs - 1, 2);
       callWithAnything(*hostClass, method->function.name, palette, wanted, {});
       callWithAnything(*hostClass, method->function.name, {}, 0, Arrays(7, palette[0]));
+      for (const HostArray& each : palette) callWithoutObject(method->function, each);
     }
   }
 }
@@ -85,8 +100,10 @@ TEST_F(Classes, NumericTypesBecomeObjectsAndTypesAgain) {
   NumericType type(true, 12, 4);
   const auto lent = Class::convertToInternalTesselArray(type),
              copied = Class::convertToExternalTesselArray(type);
+  const HostArray kept = HostArray::object(lent.objectAt()->clone());
   Class::convertFromTesselArray(lent).setWordLength(20);
   EXPECT_EQ(type.wordLength(), 20);
+  EXPECT_EQ(Class::convertFromTesselArray(kept).wordLength(), 12);
   NumericType& held = Class::convertFromTesselArray(copied);
   EXPECT_EQ(held.wordLength(), 12);
   EXPECT_EQ(Class::convertToInternalTesselArray(held).objectAt(), copied.objectAt());
@@ -111,6 +128,9 @@ TEST_F(Classes, AreMadeAgainAfterTermination) {
   EXPECT_EQ(before.className(), "embedded.fi");
   EXPECT_EQ(tessel::findClass("embedded.fi"), nullptr);
   TesselInitialize_qfcore();
+  TesselInitialize_qfcore();
+  EXPECT_EQ(embedded::heldArray(construct())->numel(), 1U);
+  EXPECT_EQ(embedded::heldArray(HostArray::scalar(1)), nullptr);
   EXPECT_EQ(textOf(tessel::getProperty(construct(), "double")), "1x1x: 1 ");
   EXPECT_EQ(textOf(tessel::getProperty(sum(), "double")), expected);
   EXPECT_EQ(concreteClasses().size(), 17U);

@@ -8,6 +8,8 @@
 #include <sstream>
 #include <string>
 
+#include "qfcore/host/module.h"
+
 namespace {
 
 std::string outputOf(const std::string& command) {
@@ -28,6 +30,12 @@ TEST(Exports, AreTheEntryPointsAlone) {
   EXPECT_EQ(names, (std::set<std::string>{"TesselInitialize_qfcore", "TesselTerminate_qfcore",
                                           "QueryTesselFcns_qfcore", "QueryTesselFcnTable_qfcore",
                                           "TesselVersion_qfcore", "TesselBuildDate_qfcore"}));
+}
+
+TEST(Exports, TellOfNoFunctionsAndOfTheBuild) {
+  EXPECT_EQ(QueryTesselFcnTable_qfcore()->functions, QueryTesselFcns_qfcore());
+  EXPECT_EQ(QueryTesselFcns_qfcore()[0].name, nullptr);
+  EXPECT_GT(std::string(TesselBuildDate_qfcore()).size(), std::string(TesselVersion_qfcore()).size());
 }
 
 }  // namespace

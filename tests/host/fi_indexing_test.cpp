@@ -144,6 +144,7 @@ TEST_F(FiObjects, TheDirectWayToElementsIsThatOfTheMethods) {
       const HostArray& value = values[valueCount++ % std::size(values)];
       HostArray direct = HostArray::object(array.objectAt()->clone());
       Arrays assigned{HostArray::object(array.objectAt()->clone()), structure, value};
+      EXPECT_FALSE(access.assign(*direct.objectAt(), ranges, direct));  // in place, from itself
       bool isTaken = true;
       const std::string error =
           errorOf([&] { isTaken = access.assign(direct.mutableObject(), ranges, value); });
