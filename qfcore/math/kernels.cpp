@@ -2,71 +2,19 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 
+#include "qfcore/math/doublerules.h"
 #include "qfcore/number/vectorised.h"
 
 namespace embedded {
 namespace {
 
-/// Calls `visitor` with a value of the rounding policy of `roundMode`: the one place where run-time settings
-/// turn into template arguments.
-template <class Visitor>
-ArrayKernel withRounding(RoundModeEnum roundMode, Visitor visitor) {
-  switch (roundMode) {
-    case RoundModeEnum::ceil: return visitor(Ceil{});
-    case RoundModeEnum::convergent: return visitor(Convergent{});
-    case RoundModeEnum::fix: return visitor(Fix{});
-    case RoundModeEnum::floor: return visitor(Floor{});
-    case RoundModeEnum::nearest: return visitor(Nearest{});
-    default: return visitor(Round{});
-  }
-}
-
 struct Outcome {
   double value;
   bool overflow, underflow;
-};
-
-/// `yes` or `no`. As bits, since a choice between values would have the compiler branch around the rounding and
-/// keep the loop from vectorising.
-double choice(bool which, double yes, double no) {
-  const auto bits = [](double value) { return std::bit_cast<std::uint64_t>(value); };
-  return std::bit_cast<double>(which ? bits(yes) : bits(no));
-}
-
-/// a && b without the branch that would keep a loop from vectorising.
-bool both(bool a, bool b) { return static_cast<bool>(static_cast<int>(a) & static_cast<int>(b)); }
-
-// Overflow rules. Each counts stored integers in units of its own: `inUnits` says how many the rounded value q
-// is, `land` brings them into range, `isOverflow` says whether that changed them. NaN stays and is no overflow.
-
-/// Values above max become max, values below min become min.
-struct SaturateInteger {
-  static double inUnits(double q, const DoubleFormat&) { return q; }
-  static double land(double q, double x, const DoubleFormat& f) {
-    const double notAbove = q > f.stored.max ? f.stored.max : q;
-    return choice(x == 0, x, notAbove < f.stored.min ? f.stored.min : notAbove);  // zeros keep their sign
-  }
-  static bool isOverflow(double landed, double q, double) { return std::islessgreater(landed, q); }
-  static double unit(const DoubleFormat& f) { return f.grid.unit; }
-};
-
-/// Two's-complement wrapping into [min, min + modulus), in units of the modulus: it is a power of two, so every
-/// step is exact, and integers in range stay what they are. Infinities become NaN, as remainders of theirs are;
-/// an infinite q of a finite x stands for a multiple of the modulus. What is zero keeps the sign of x.
-struct WrapInteger {
-  static double inUnits(double q, const DoubleFormat& f) { return q * f.stored.inverseModulus; }
-  static double land(double turns, double x, const DoubleFormat& f) {
-    const double rest = turns - std::floor(turns);
-    const double positive = choice(rest > 0, rest, x * 0.0);
-    return positive - (positive > f.stored.maxTurns ? 1.0 : 0.0);
-  }
-  static bool isOverflow(double landed, double turns, double x) { return both(landed != turns, x == x); }
-  static double unit(const DoubleFormat& f) { return f.range; }
 };
 
 // Ways from values to stored integers. They may end at an infinity, but at zero only for a zero.
@@ -89,7 +37,7 @@ struct Fixed {
   static Outcome apply(double x, const DoubleFormat& f) {
     const Steps steps(x, f);
     return {steps.value(f), Overflow::isOverflow(steps.landed, steps.units, x),
-            both(steps.rounded == 0, x != 0)};
+            both(steps.rounded == 0, isOrdinary(x))};
   }
   /// For loops that count nothing: left to drop the counts itself, the compiler has branched for them by then.
   static double value(double x, const DoubleFormat& f) { return Steps(x, f).value(f); }
