@@ -102,10 +102,10 @@ ArrayFormat::Ptr ArrayFormat::of(const NumericType& type, const fimath& math) {
   return Ptr(last = made.get());
 }
 
-ArrayFormat::Result ArrayFormat::remembered(Operation operation, const ArrayFormat& right,
+ArrayFormat::Result ArrayFormat::remembered(Operation operation, const ArrayFormat& right, unsigned terms,
                                             Result result) const {
   if (!isKept() || !right.isKept() || !result.format->isKept()) return result;
-  const Known* made = new Known{right, result};
+  const Known* made = new Known{right, terms, result};
   for (auto& each : known_[static_cast<std::size_t>(operation)]) {
     const Known* other = nullptr;
     if (each.compare_exchange_strong(other, made, std::memory_order_acq_rel)) return result;

@@ -29,27 +29,31 @@ class QFCORE_API ArrayFormat : public Immutable {
   /// Bits in which values are carried.
   unsigned precision() const { return precision_; }
 
-  enum class Operation { Sum, Difference, Product };
-  /// What an operation of two real arrays gives. `isExact`: every result is a value of the format, so that
-  /// there is nothing to round; never where scaling is slope-bias.
+  enum class Operation { Sum, Difference, Product, MatrixProduct };
+  /// What an operation of two real arrays gives. `isExact`: every result, and all that is formed on the way, is
+  /// a value of its type, so that there is nothing to round; never where scaling is slope-bias. `hasTiles`,
+  /// `productsFit`: of a matrix product, what `MatrixTiles` asks.
   struct Result {
     Ptr format;
     bool isExact;
+    bool hasTiles = false, productsFit = false;
   };
-  /// That of an operation whose right operand has the format `right`: what `derive` returned when it was asked
-  /// for the first time. What `derive` raises passes on, and is not remembered.
+  /// That of an operation whose right operand has the format `right`, and whose results are sums of so many
+  /// terms: what `derive` returned when it was asked for the first time. What `derive` raises passes on, and is
+  /// not remembered.
   template <class Derive>
-  Result result(Operation operation, const ArrayFormat& right, Derive derive) const {
-    const Known* known = find(operation, right);
-    return known ? known->result : remembered(operation, right, derive());
+  Result result(Operation operation, const ArrayFormat& right, Derive derive, unsigned terms = 1) const {
+    const Known* known = find(operation, right, terms);
+    return known ? known->result : remembered(operation, right, terms, derive());
   }
 
  private:
   struct Known {
     const ArrayFormat& right;
+    unsigned terms;
     Result result;
   };
-  static constexpr std::size_t kOperations = 3, kKnown = 8;
+  static constexpr std::size_t kOperations = 4, kKnown = 8;
   using AllKnown = std::array<std::atomic<const Known*>, kKnown>;
 
   friend class ImmutablePtr<ArrayFormat>;
@@ -57,14 +61,14 @@ class QFCORE_API ArrayFormat : public Immutable {
   ~ArrayFormat();
   static const ArrayFormat* found(const EmbeddedTypeSystem::NumericType& type, const fimath& math);
   bool isOf(const EmbeddedTypeSystem::NumericType& type, const fimath& math) const;
-  const Known* find(Operation operation, const ArrayFormat& right) const {
+  const Known* find(Operation operation, const ArrayFormat& right, unsigned terms) const {
     for (const auto& each : known_[static_cast<std::size_t>(operation)]) {
       const Known* known = each.load(std::memory_order_acquire);
-      if (!known || &known->right == &right) return known;
+      if (!known || (&known->right == &right && known->terms == terms)) return known;
     }
     return nullptr;
   }
-  Result remembered(Operation operation, const ArrayFormat& right, Result result) const;
+  Result remembered(Operation operation, const ArrayFormat& right, unsigned terms, Result result) const;
 
   EmbeddedTypeSystem::NumericType type_;
   fimath math_;

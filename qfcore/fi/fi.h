@@ -594,6 +594,7 @@ class QFCORE_API fi : public HeldArray {
   ArrayFormat::Result productWith(const fi& b) const;
   NumericType sumTypeOfProductsWith(const fi& b, const NumericType& productType) const;
   NumericType matrixSumTypeWith(const fi& b, const NumericType& productType) const;
+  ArrayFormat::Result matrixProductWith(const fi& b, const ArrayFormat& product) const;
   static void oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister, bool subtracts);
 };
 

@@ -10,6 +10,7 @@
 #include "qfcore/fi/exactness.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/paths/integermatrix.h"
+#include "qfcore/fi/paths/matrixtiles.h"
 #include "qfcore/fi/paths/operations.h"
 #include "qfcore/fi/paths/productkernel.h"
 #include "qfcore/fi/paths/tiles.h"
@@ -102,12 +103,19 @@ struct ExactWay {
   IntegerSizes sizes;
 };
 
+bool isExact(const NumericType& a, const NumericType& b, const NumericType& product, const NumericType& sum,
+             unsigned terms, bool bothComplex) {
+  return exactness::holdsProducts(product, a, b) &&
+         exactness::holdsSumsOfProducts(sum, a, b, terms, bothComplex);
+}
+
 /// Where every product and every sum is a value of its type and nothing is logged, the quantizers are left out.
-ExactWay exactWay(const fi& a, const fi& b, const NumericType& product, const fi& result) {
+/// `realIsExact` tells it of products of real matrices.
+ExactWay exactWay(const fi& a, const fi& b, const NumericType& product, bool realIsExact, const fi& result) {
   const NumericType &ta = a.getNumericType(), &tb = b.getNumericType();
   const bool bothComplex = a.iscomplex() && b.iscomplex();
-  if (qlogger::getLogging() || !exactness::holdsProducts(product, ta, tb) ||
-      !exactness::holdsSumsOfProducts(result.getNumericType(), ta, tb, a.cols(), bothComplex)) {
+  if (qlogger::getLogging() ||
+      !(bothComplex ? isExact(ta, tb, product, result.getNumericType(), a.cols(), true) : realIsExact)) {
     return {Path::Elements, IntegerSizes::None};
   }
   const unsigned longest = std::max({a.rows(), a.cols(), b.cols()});
@@ -134,12 +142,13 @@ std::optional<quantizer> saturating(const quantizer& products, const fi& a, cons
   return quantizer(products.numericType(), products.roundMode(), OverflowModeEnum::saturate);
 }
 
+/// Fewer elements than these make no tile.
+constexpr std::size_t kSmallTile = 8;
+
 /// Forms a matrix product in doubles. Tiles of the result sum their products in step; of a few elements, each
 /// sums its own, of which a block is formed at once.
 class MatrixBlocks {
  public:
-  /// Fewer elements than these make no tile.
-  static constexpr std::size_t kSmallTile = 8;
   /// From so many rows on each column of a tile is worth a call of its own.
   static constexpr std::size_t kLongColumn = 64;
 
@@ -314,27 +323,42 @@ void mtimesByElements(const fi& left, const fi& right, fi& productRegister, cons
 
 /// Products of matrices whose sizes fit.
 struct fi::MatrixProducts {
-  static fi of(const fi& a, const fi& b, const NumericType& productType, const NumericType& type) {
-    const bool complexResult = a.iscomplex() || b.iscomplex();
-    fi result(Shape{a.rows_, b.cols_}, type, a.getFimath(), complexResult, a.tag(), OperationTypeEnum::Product);
-    const ExactWay way = exactWay(a, b, productType, result);
+  static fi of(const fi& a, const fi& b, const ArrayFormat& product, const ArrayFormat::Result& sum) {
+    fi result(Shape{a.rows_, b.cols_}, sum.format, a.iscomplex() || b.iscomplex(), a.tag(),
+              OperationTypeEnum::Product);
+    const ExactWay way = exactWay(a, b, product.type(), sum.isExact, result);
     if (way.path == Path::PlainDoubles && a.cols_ > 0) {
       multiplyExactDoubles(a, b, result);
       return result;
     }
+    if (way.path == Path::Elements && byTiles(a, b, product, sum, result)) return result;
     // The others add to what is there, and sums of no products are what is there.
     for (number* part : {&result.realPart_, &result.imagPart_}) result.fillWithZeroValue(*part);
     switch (way.path) {
       case Path::PlainDoubles: break;
       case Path::Integers: multiplyMatricesExactly(a, b, way.sizes, result); break;
       case Path::PlainWide: multiplyExactNumbers(a, b, result); break;
-      default: throughRegisters(a, b, productType, type, result);
+      default: throughRegisters(a, b, product.type(), sum.format->type(), result);
     }
     return result;
   }
 
-  static void throughRegisters(const fi& a, const fi& b, const NumericType& productType,
-                               const NumericType& type, fi& result) {
+  /// False where tiles do not serve, and nothing has been done.
+  static bool byTiles(const fi& a, const fi& b, const ArrayFormat& product, const ArrayFormat::Result& sum,
+                      fi& result) {
+    const bool hasTiles =
+        sum.hasTiles && result.isreal() && result.numel() >= kSmallTile && !qlogger::getLogging();
+    if (choosePath({.hasBlocks = hasTiles}, a, b, result) != Path::Blocks) return false;
+    const MatrixTiles tiles(
+        {valuesOf(a, a.realPart()), valuesOf(b, b.realPart()), result.realPart_.doubles(), a.rows_, a.cols_},
+        *product.rules(), *sum.format->rules(), sum.productsFit);
+    shareTiles(result.rows_, result.cols_, a.cols_, kSharedRounded, [&](const Tile& tile) { tiles.run(tile); });
+    return true;
+  }
+
+  // Apart, so that a product that needs no register does not pay for the room of one.
+  [[gnu::noinline]] static void throughRegisters(const fi& a, const fi& b, const NumericType& productType,
+                                                 const NumericType& type, fi& result) {
     const bool complexResult = result.iscomplex();
     fi productRegister = a.initializeProductRegister(productType, type, a.getFimath(), precisionOf(type));
     if (complexResult) productRegister.coordinateComplexity(true, 1);
@@ -373,6 +397,18 @@ struct fi::MatrixProducts {
   }
 };
 
+ArrayFormat::Result fi::matrixProductWith(const fi& b, const ArrayFormat& product) const {
+  const unsigned terms = std::max(cols_ + (iscomplex() && b.iscomplex()), 1U);
+  const ArrayFormat &left = *format(), &right = *b.format();
+  const auto derive = [&]() -> ArrayFormat::Result {
+    const NumericType &ta = left.type(), &tb = right.type(), &tp = product.type();
+    const NumericType type = matrixSumTypeWith(b, tp);
+    return {ArrayFormat::of(type, left.math()), isExact(ta, tb, tp, type, terms, false),
+            MatrixTiles::apply(ta, tb, tp, type), exactness::holdsRoundedProducts(tp, ta, tb)};
+  };
+  return left.result(ArrayFormat::Operation::MatrixProduct, right, derive, terms);
+}
+
 fi fi::mtimes(const fi& b) const {
   if ((isscalar() || b.isscalar()) && isreal() && b.isreal()) return times(b);
   const bool complexResult = iscomplex() || b.iscomplex();
@@ -386,10 +422,9 @@ fi fi::mtimes(const fi& b) const {
   if (numDims() > 2 || b.numDims() > 2) fail<kInputsMustBe2D>();
   if (cols_ != b.rows_) fail<kInnerDimensions>();
 
-  const NumericType productType = productWith(b).format->type();
-  const NumericType type = matrixSumTypeWith(b, productType);
+  const ArrayFormat::Result product = productWith(b), sum = matrixProductWith(b, *product.format);
   if (slopeBias) errorIfScaledDoubleSlopeBiasMath(*this, b);
-  return MatrixProducts::of(*this, b, productType, type);
+  return MatrixProducts::of(*this, b, *product.format, sum);
 }
 
 }  // namespace embedded

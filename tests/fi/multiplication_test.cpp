@@ -175,17 +175,33 @@ TEST_F(Multiplication, OfMatricesOfLongerWordsSumsInOrder) { compareRandom(150, 
 TEST_F(Multiplication, OfMatricesOfWideWordsSumsInOrder) { compareRandom(40, 200, true); }
 
 TEST_F(Multiplication, OfBlocksAndTilesEqualsThatOfElements) {
-  const std::pair<std::vector<unsigned>, std::vector<unsigned>> shapes[] = {{{1, 2500}, {2500, 1}},
-                                                                            {{2, 1100}, {1100, 3}},
-                                                                            {{1500, 3}, {3, 2}},
-                                                                            {{20, 9}, {9, 70}},
-                                                                            {{1, 4}, {4, 1300}}};
-  for (int trial = 0; trial < 6; ++trial) {
+  const std::pair<std::vector<unsigned>, std::vector<unsigned>> shapes[] = {
+      {{1, 2500}, {2500, 1}}, {{2, 1100}, {1100, 3}}, {{1500, 3}, {3, 2}}, {{20, 9}, {9, 70}},
+      {{45, 70}, {70, 1}},    {{8, 0}, {0, 5}},       {{1, 4}, {4, 1300}}};
+  for (int trial = 0; trial < 48; ++trial) {
+    const auto round = static_cast<RoundModeEnum>(trial % 6);
+    const auto overflow = static_cast<OverflowModeEnum>(trial / 6 % 2);
+    // Sums that hold every product, and short words, of which many products are ties.
+    const bool onlyProductsAreRounded = trial >= 12;
+    const int longest = onlyProductsAreRounded ? 7 : 30;
+    qlogger::setLogging(trial / 12 % 2 == 0);
     for (const auto& [left, right] : shapes) {
-      const fimath math = settings(30);
-      const fi a = random.array(left, random.type(1, 30), math, random.coin());
-      const fi b = random.array(right, random.type(1, 30), math, random.coin());
-      const fi c = random.array(left, random.type(1, 30), math, random.coin());
+      fimath math = settings(longest);
+      math.setRoundMode(round);
+      math.setOverflowMode(overflow);
+      const NumericType ta = random.type(1, longest), tb = random.type(1, longest);
+      if (onlyProductsAreRounded) {
+        const int dropped = random.integer(0, 4), finer = random.integer(0, 3);
+        const int fraction = ta.fractionLength() + tb.fractionLength() - dropped;
+        const int word = std::max(ta.wordLength() + tb.wordLength() - dropped + random.integer(-2, 1), 1);
+        math.setProductMode(ArithmeticModeEnum::SpecifyPrecision);
+        math.setProductFormat(word, fraction);
+        math.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
+        math.setSumFormat(word + finer + random.integer(0, 2), fraction + finer);
+      }
+      const fi a = random.array(left, ta, math, random.integer(0, 3) == 0);
+      const fi b = random.array(right, tb, math, random.integer(0, 3) == 0);
+      const fi c = random.array(left, random.type(1, longest), math, random.coin());
       for (const auto& multiply : {std::function<fi()>([&] { return a.mtimes(b); }),
                                    std::function<fi()>([&] { return a.times(c); })}) {
         setElementPathOnly(true);

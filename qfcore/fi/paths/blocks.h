@@ -150,12 +150,13 @@ struct InRange {
   double max, min, range;
 };
 
-/// Whether that is all that quantizing does to such values: nothing is logged, and adding one half to a stored
-/// integer beyond the range does not round it.
+/// Adding one half to a stored integer of such a word, or of one beyond its range, does not round it.
+inline constexpr int kMaxInRangeWordLength = 51;
+
+/// Whether that is all that quantizing does to such values, and nothing is logged.
 inline bool onlyBringsIntoRange(const quantizer& q) {
-  constexpr int kMaxWordLength = 51;
   return !q.logger().isOn() && q.isDoubleBacked() && q.numericType().isFixed() &&
-         q.wordLength() <= kMaxWordLength;
+         q.wordLength() <= kMaxInRangeWordLength;
 }
 
 template <class Visit>

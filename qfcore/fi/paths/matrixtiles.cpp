@@ -1,0 +1,134 @@
+#include "qfcore/fi/paths/matrixtiles.h"
+
+#include <algorithm>
+
+#include "qfcore/fi/exactness.h"
+#include "qfcore/fi/paths/blocks.h"
+#include "qfcore/math/doublerules.h"
+#include "tessel/interruption.h"
+
+namespace embedded {
+
+namespace {
+
+constexpr std::size_t kLanes = MatrixTiles::kLanes, kColumns = MatrixTiles::kColumns;
+/// Rows and columns of the first matrix whose elements are used together, from the first-level cache.
+constexpr std::size_t kRows = 4 * kLanes, kDepth = 64;
+
+/// totals += products, or = where these are the first; everything in units of a product's step. `sums` is the
+/// format of the sums.
+template <class Rounding, class Overflow, bool Wraps>
+QFCORE_VECTORISED void addRounded(const DoubleFormat& products, const DoubleFormat& sums,
+                                  const MatrixTiles::Factors& factors, std::size_t depth, bool isFirst,
+                                  MatrixTiles::Sums& totals) {
+  const DoubleFormat f = products;
+  InRange<Wraps> inRange(sums);
+  for (double* bound : {&inRange.max, &inRange.min, &inRange.range}) *bound *= f.grid.unitsPerOne;
+  MatrixTiles::Sums sum;
+  for (std::size_t j = 0; j < kColumns; ++j) {
+    for (std::size_t i = 0; i < kLanes; ++i) sum[j][i] = isFirst ? 0 : totals[j][i];
+  }
+  for (std::size_t k = 0; k < depth; ++k) {
+    for (std::size_t j = 0; j < kColumns; ++j) {
+      const double right = factors.right[j][k];
+      const double* left = factors.left[j] + k * kLanes;
+      for (std::size_t i = 0; i < kLanes; ++i) {
+        sum[j][i] = inRange(sum[j][i] + Overflow::stored(Rounding::integer(left[i] * right), f));
+      }
+    }
+  }
+  for (std::size_t j = 0; j < kColumns; ++j) std::copy_n(sum[j], kLanes, totals[j]);
+}
+
+/// Copies rows of some neighbouring columns, times `factor`, in strips of `kLanes` rows; the last one is filled
+/// up with zeros.
+QFCORE_VECTORISED void packStrips(const double* from, std::size_t stride, std::size_t rows, std::size_t depth,
+                                  double factor, double* to) {
+  for (; rows >= kLanes; rows -= kLanes, from += kLanes) {
+    for (std::size_t k = 0; k < depth; ++k, to += kLanes) {
+      for (std::size_t i = 0; i < kLanes; ++i) to[i] = from[k * stride + i] * factor;
+    }
+  }
+  for (std::size_t k = 0; k < depth && rows > 0; ++k, to += kLanes) {
+    for (std::size_t i = 0; i < kLanes; ++i) to[i] = i < rows ? from[k * stride + i] * factor : 0;
+  }
+}
+
+/// to[i] = from[i] * factor for at most `kLanes` values.
+void copyScaled(const double* from, std::size_t count, double factor, double* to) {
+  if (count == kLanes) count = kLanes;  // known to the loop then
+  for (std::size_t i = 0; i < count; ++i) to[i] = from[i] * factor;
+}
+
+}  // namespace
+
+bool MatrixTiles::apply(const NumericType& a, const NumericType& b, const NumericType& product,
+                        const NumericType& sum) {
+  // Products and factors in units of a product's step are normal doubles then.
+  for (const NumericType* type : {&a, &b, &product, &sum}) {
+    if (!type->isFixed() || type->isSlopeBias() || !exactness::isNearOne(*type)) return false;
+  }
+  return exactness::doublesHoldProducts(a, b) &&
+         product.wordLength() <= static_cast<int>(kMaxDoublePrecision) &&
+         sum.wordLength() <= kMaxInRangeWordLength && exactness::holds(sum, product);
+}
+
+MatrixTiles::Kernel MatrixTiles::kernelFor(const QuantizerSettings& settings, bool productsFit) {
+  return withRounding(settings.roundMode, [&](auto rounding) -> Kernel {
+    using Rounding = decltype(rounding);
+    if (settings.overflowMode == OverflowModeEnum::saturate)
+      return addRounded<Rounding, SaturateInteger, false>;
+    // In range saturating and wrapping are the same, and saturating costs less.
+    return productsFit ? addRounded<Rounding, SaturateInteger, true> : addRounded<Rounding, WrapInteger, true>;
+  });
+}
+
+void MatrixTiles::run(const Tile& part) const {
+  alignas(kLanes * sizeof(double)) double strips[kRows * kDepth];
+  for (std::size_t row = 0; row < part.rows; row += kRows) {
+    const Tile rows{part.row + row, std::min(kRows, part.rows - row), part.column, part.columns};
+    std::size_t first = 0;
+    do {
+      const std::size_t depth = std::min(kDepth, matrices_.inner - first);
+      packStrips(matrices_.a + first * matrices_.rows + rows.row, matrices_.rows, rows.rows, depth,
+                 products_.grid.unitsPerOne, strips);
+      addProducts(rows, first, depth, strips);
+      first += depth;
+    } while (first < matrices_.inner);
+  }
+}
+
+void MatrixTiles::addProducts(const Tile& part, std::size_t first, std::size_t depth,
+                              const double* strips) const {
+  struct Place {
+    double* start;
+    std::size_t rows;
+  };
+  std::size_t row = 0, column = 0;
+  while (column < part.columns) {
+    tessel::raiseIfInterrupted();
+    Factors factors;
+    Place places[kColumns];
+    alignas(kLanes * sizeof(double)) Sums totals;
+    std::size_t count = 0;
+    for (std::size_t j = 0; j < kColumns; ++j) {
+      // Columns beyond the last do what the one before them does, and nobody looks.
+      const bool isLeft = column < part.columns;
+      factors.left[j] = isLeft ? strips + row * depth : factors.left[j - 1];
+      factors.right[j] =
+          isLeft ? matrices_.b + (part.column + column) * matrices_.inner + first : factors.right[j - 1];
+      if (!isLeft) continue;
+      places[count++] = {matrices_.result + (part.column + column) * matrices_.rows + part.row + row,
+                         std::min(kLanes, part.rows - row)};
+      row += kLanes;
+      if (row >= part.rows) row = 0, ++column;
+    }
+    for (std::size_t j = 0; j < count && first > 0; ++j)
+      copyScaled(places[j].start, places[j].rows, products_.grid.unitsPerOne, totals[j]);
+    kernel_(products_, sums_, factors, depth, first == 0, totals);
+    for (std::size_t j = 0; j < count; ++j)
+      copyScaled(totals[j], places[j].rows, products_.grid.unit, places[j].start);
+  }
+}
+
+}  // namespace embedded
