@@ -100,7 +100,7 @@ struct Power {
     const bool realExponent = yi == 0, integerExponent = realExponent && yr == std::floor(yr);
     if (realExponent && xi == 0 && (xr >= 0 || integerExponent)) return std::pow(xr, yr);
     const std::complex<E> base(xr, xi);
-    if (base == std::complex<E>(0)) return yr == 0 && realExponent ? E{1} : E{0};
+    if (base == std::complex<E>(0)) return E{0};
     if (!integerExponent || std::abs(yr) > 1024) return std::pow(base, std::complex<E>(yr, yi));
     const std::complex<E> result = byMultiplying(base, static_cast<unsigned>(std::abs(yr)));
     return yr < 0 ? E{1} / result : result;

@@ -216,10 +216,7 @@ HostArray HostArray::object(std::shared_ptr<HostObject> object) {
 }
 
 HostArray HostArray::objects(std::vector<std::shared_ptr<HostObject>> objects, Dimensions dims) {
-  if (objects.size() == 1 && objects[0] != nullptr) {
-    dims = normalized(std::move(dims));
-    if (dims == kOneElement) return object(std::move(objects[0]));
-  }
+  if (objects.size() == 1 && objects[0] != nullptr) return object(std::move(objects[0]));
   HostArray a;
   a.class_ = ArrayClass::Object;
   dims = normalized(std::move(dims));

@@ -224,10 +224,10 @@ std::string pagesText(const Dimensions& dims, std::string_view name, const TextO
   return out;
 }
 
+/// A text that is not blank, without blanks and line ends around it.
 std::string trimmed(const std::string& text) {
   const std::size_t first = text.find_first_not_of(" \n");
-  return first == std::string::npos ? std::string{}
-                                    : text.substr(first, text.find_last_not_of(" \n") - first + 1);
+  return text.substr(first, text.find_last_not_of(" \n") - first + 1);
 }
 
 constexpr std::size_t kShownInField = 10;
@@ -261,7 +261,7 @@ std::string structureText(const HostArray& a) {
 }
 
 bool showsPages(const HostArray& a) {
-  return a.dims().size() > 2 && !a.isEmpty() && !a.isStruct() && !a.isObject() && !a.isFunction();
+  return a.dims().size() > 2 && !a.isEmpty() && !a.isStruct() && !a.isObject();
 }
 
 }  // namespace

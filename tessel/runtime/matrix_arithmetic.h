@@ -17,10 +17,11 @@ HostArray mtimes(const HostArray& a, const HostArray& b);
 HostArray mldivide(const HostArray& a, const HostArray& b);
 /// The solution X of X·B = A, in the same way.
 HostArray mrdivide(const HostArray& a, const HostArray& b);
-/// The singular values of a matrix, the largest first; all infinite or NaN where an element is not finite.
+/// The singular values of a matrix that is not empty, the largest first; all infinite or NaN where an element
+/// is not finite.
 std::vector<double> singularValues(const HostArray& a);
-/// The eigenvalues of a square matrix of finite numbers; those of a real one in conjugate pairs. Raises
-/// "Tessel:mustBeSquare", and "Tessel:noConvergence" where the iteration does not end.
+/// The eigenvalues of a square matrix of finite numbers that is not empty; those of a real one in conjugate
+/// pairs. Raises "Tessel:noConvergence" where the iteration does not end.
 std::vector<std::complex<double>> eigenvalues(const HostArray& a);
 /// A square matrix to an integer power; a negative power inverts. Raises "Tessel:mustBeSquare",
 /// "Tessel:mpower".

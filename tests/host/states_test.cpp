@@ -20,7 +20,10 @@ HostArray withElement(HostArray array, std::size_t place, double value) {
 
 /// Calls `use` with what a damaged file may have in place of `whole`, or of one of its parts.
 void forEachDamage(const HostArray& whole, const Use& use) {
+  HostArray complexOne = HostArray::scalar(1);
+  complexOne.mutableImag<double>()[0] = 1;
   const HostArray palette[] = {HostArray(),
+                               complexOne,
                                HostArray::scalar(0.5),
                                HostArray::scalar(7),
                                HostArray::text("floor"),

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <functional>
 #include <random>
 
 #include "tessel/runtime/arraydata.h"
@@ -52,6 +54,15 @@ TEST(Array, LargeOnesStartAsZerosInUsedMemoryToo) {
   }
 }
 
+TEST(Array, LargeOnesAreFreedWhereNoMoreCanWait) {
+  const std::vector<HostArray> many(12);
+  std::vector<HostArray> large;
+  for (std::size_t k = 0; k < many.size(); ++k)
+    large.push_back(HostArray::zeros(ArrayClass::Int8, {k + 5, 1U << 20}));
+  large.clear();
+  EXPECT_EQ(HostArray::zeros(ArrayClass::Int8, {7, 1U << 20}).realAt(99), 0);
+}
+
 TEST(Array, AdoptedElementsAreReadInPlaceAndNeverWritten) {
   auto elements = std::make_shared<std::vector<double>>(std::vector<double>{1, 2, 3, 4});
   const std::weak_ptr<std::vector<double>> watched = elements;
@@ -68,6 +79,14 @@ TEST(Array, AdoptedElementsAreReadInPlaceAndNeverWritten) {
   EXPECT_EQ(b.imagAt(0), 3);
   EXPECT_EQ(a.realAt(1), 2);
   EXPECT_FALSE(watched.expired());
+  const std::array<double, 2> values{5, 6};
+  HostArray real = HostArray::adopt(ArrayClass::Double, {1, 2}, std::make_shared<int>(), values.data());
+  EXPECT_EQ(ArrayAccess::realDoubles(real).data(), values.data());
+  ArrayAccess::mutableRealDoubles(real)[0] = 7;
+  EXPECT_EQ(valuesOf(real), (std::vector<double>{7, 6}));
+  EXPECT_EQ(values[0], 5);
+  EXPECT_TRUE(ArrayAccess::mutableRealDoubles(b).empty());  // complex
+  real.makeReal();
   a = {};
   EXPECT_TRUE(watched.expired());
 }
@@ -93,6 +112,34 @@ TEST(Array, ShapesAndAccessErrors) {
               HostArray::zeros(ArrayClass::Double, {1u << 31, 1u << 31, 1u << 31});
             }),
             "Tessel:arrayTooLarge");
+  EXPECT_EQ(HostArray::zeros(ArrayClass::Char, {3}).dims(), (Dimensions{3, 1}));
+  HostArray pages = HostArray::zeros(ArrayClass::Char, {1, 2, 2}), z = num(1), cell = HostArray::cell({1, 1});
+  EXPECT_FALSE(pages.isText() || pages.isVector());
+  z.mutableImag<double>();
+  HostArray s = HostArray::structure({1, 1}, {"a"}),
+            boxes = HostArray::objects({box(1).objectAt(), box(2).objectAt()}, {1, 2});
+  const std::function<void()> refused[] = {[&] { pages.textRows(); },
+                                           [&] { num(1).textRows(); },
+                                           [&] { z.scalarValue(); },
+                                           [&] { cell.scalarValue(); },
+                                           [&] { cell.realData(); },
+                                           [&] { cell.mutableRealData(); },
+                                           [&] { num(1).fieldAt("a"); },
+                                           [&] { s.fieldAt("b"); },
+                                           [&] { s.removeField("b"); },
+                                           [&] { boxes.mutableObject(); },
+                                           [&] { box(1).real<double>(); },
+                                           [&] { convertTo(cell, ArrayClass::Double); },
+                                           [&] { convertTo(num(1), ArrayClass::Cell); }};
+  std::string errors;
+  for (const auto& each : refused) errors += errorOf(each).substr(7) + " ";
+  EXPECT_EQ(errors,
+            "mustBeText mustBeText mustBeScalar mustBeScalar wrongClass wrongClass wrongClass nonExistentField "
+            "nonExistentField mustBeScalar wrongClass conversionNotPossible conversionNotPossible ");
+  EXPECT_EQ(s.findField("b"), nullptr);
+  const HostArray nobody = HostArray::object(nullptr);
+  EXPECT_EQ(nobody.className(), "object");
+  EXPECT_EQ(errorOf([&] { getProperty(nobody, "Value"); }), "Tessel:mustBeScalar");
   EXPECT_EQ(HostArray::charMatrix({"ab", "c", ""}).textRows(), (std::vector<std::string>{"ab", "c ", "  "}));
 }
 

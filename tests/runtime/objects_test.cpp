@@ -10,6 +10,7 @@
 #include "tests/runtime/helpers.h"
 
 #include "tessel/runtime/dispatch.h"
+#include "tessel/runtime/display.h"
 
 namespace tessel {
 namespace {
@@ -36,6 +37,8 @@ HostClass& storeClass() {
                    [name](HostObject& o, const HostArray& v) { static_cast<Store&>(o).values[name] = v; }, ""});
   }
   c.addProperty({"fixed", "double", [](HostObject&) { return num(1); }, {}, ""});
+  c.addProperty(
+      {"odd", "test.Nothing", [](HostObject&) { return num(1); }, [](HostObject&, const HostArray&) {}, ""});
   return c;
 }
 
@@ -72,11 +75,13 @@ TEST(Objects, PropertyTypesCheckAndConvert) {
       {"Tessel array", HostArray::cell({2, 2}), "cell"},
       {"real point", row({1, 2}), "double"},
       {"real point", row({1, 2, 3}), nullptr},
+      {"real point", textRow("ab"), nullptr},
       {"TestModeEnum", textRow("cEIL"), "char"},
       {"test.Box", box(1), "test.Box"},
       {"test.Box", subBox, "test.SubBox"},
       {"test.Box", box(1, false), nullptr},
       {"test.Box", num(1), nullptr},
+      {"test.Box", HostArray::objects({box(1).objectAt(), box(2).objectAt()}, {1, 2}), nullptr},
   };
   for (const auto& c : cases) {
     const HostArray before = getProperty(object, c.property);
@@ -89,6 +94,10 @@ TEST(Objects, PropertyTypesCheckAndConvert) {
   EXPECT_EQ(errorOf([&] { setProperty(object, "fixed", num(1)); }), "Tessel:readOnlyProperty");
   EXPECT_EQ(errorOf([&] { setProperty(object, "INT32", num(1)); }), "Tessel:noSuchProperty");
   EXPECT_EQ(errorOf([&] { getProperty(num(1), "int32"); }), "Tessel:mustBeScalar");
+  EXPECT_EQ(errorOf([&] { setProperty(object, "odd", num(1)); }), "Tessel:unknownPropertyType");
+  const HostArray both = HostArray::objects({object.objectAt(), object.objectAt()}, {1, 2});
+  EXPECT_EQ(errorOf([&] { getProperty(both, "int32"); }), "Tessel:mustBeScalar");
+  EXPECT_EQ(storeClass().findExample("int32"), nullptr);
   try {
     setProperty(object, "TestModeEnum", textRow("round"));
     FAIL();
@@ -114,6 +123,16 @@ TEST(Objects, ValueClassesCloneWhenShared) {
   HostArray h = box(1, false), same = h;
   setProperty(same, "Value", num(2));
   EXPECT_EQ(valueOf(h), 2);
+}
+
+TEST(Objects, AreShownAndRearranged) {
+  const HostArray pages = HostArray::objects({box(1).objectAt(), box(2).objectAt()}, {1, 1, 2});
+  EXPECT_EQ(displayText(pages, "p"), "\np =\n\n  1x1x2 test.Box\n\n");
+  const ConsoleRedirect shown;
+  callFunction("display", {box(1), textRow("b")}, 0);
+  callFunction("display", {HostArray::objects({}, {0, 0})}, 0);
+  EXPECT_EQ(shown.text(), "\nb =\n\n  1x1 test.Box\n\n\nans =\n\n  0x0 object\n\n");
+  EXPECT_EQ(valueOf(callFunction("flip", {pages, num(3)})[0]), 2);
 }
 
 TEST(Objects, ChangeEventsReachTheirListeners) {
@@ -180,6 +199,12 @@ TEST(Interpreter, DispatchAndArity) {
   EXPECT_EQ(errorOf([] { callFunction("sum", {box(1), num(1), num(1), num(1)}); }), "Tessel:TooManyInputs");
   EXPECT_EQ(errorOf([] { callFunction("no_such", {num(1)}); }), "Tessel:UndefinedFunction");
   EXPECT_EQ(errorOf([] { evaluateExpression("1"); }), "Tessel:noInterpreter");
+  struct Unknown : FunctionValue {
+    std::string text() const override { return "@unknown"; }
+  };
+  EXPECT_EQ(errorOf([] { callFunctionValue(Unknown(), {}); }), "Tessel:noInterpreter");
+  EXPECT_TRUE(stackTrace().empty());
+  EXPECT_EQ(formOfTwo(MemberName("no_such"), num(1), num(1)), nullptr);
   attachLanguage({[](const std::string& text) { return HostArray::text(text + "!"); },
                   [] { return std::vector<std::string>{"f:1"}; },
                   {}});
@@ -259,6 +284,8 @@ TEST(Modules, LibrariesAndPackages) {
   EXPECT_EQ(errorOf([] { loadLibrary("no_such_library"); }), "Tessel:libraryNotLoaded");
   EXPECT_EQ(errorOf([] { loadPackage("no.such"); }), "Tessel:noSuchPackage");
   loadPackage("tessel.base");
+  getPackage("known.package");
+  loadPackage("known.package");
   EXPECT_NE(findPackage("tessel.base"), nullptr);
 }
 

@@ -185,7 +185,7 @@ TEST_F(Shell, LostOutputIsAnError) {
 /// A shell at a terminal.
 class Terminal {
  public:
-  Terminal() : shell_(forkpty(&file_, nullptr, nullptr, nullptr)) {
+  explicit Terminal(const winsize* size = nullptr) : shell_(forkpty(&file_, nullptr, nullptr, size)) {
     if (shell_ == 0) execl(TESSEL_SHELL, TESSEL_SHELL, nullptr);
   }
   ~Terminal() {
@@ -242,6 +242,31 @@ class Terminal {
   pid_t shell_;
   std::string seen_;
 };
+
+#ifndef __SANITIZE_ADDRESS__  // which takes more addresses than any limit
+TEST_F(Shell, TellsOfFilesThatAreLongerThanItsMemory) {
+  for (const char* call : {"/dev/zero", "-e \"fileread('/dev/zero')\"", "-e \"fread(fopen('/dev/zero'))\""}) {
+    const Result result = runCommand("ulimit -v 300000; " + kShell + call);
+    EXPECT_EQ(result.status, 1) << call;
+    EXPECT_TRUE(result.errors.starts_with("Error: ") && result.errors.find("memory") < 40) << result.errors;
+  }
+}
+#endif
+
+TEST_F(Shell, FitsItsTerminal) {
+  unsetenv("NO_COLOR");
+  setenv("TERM", "xterm", 1);
+  setenv("PAGER", "sed s/^/paged:/", 1);
+  const winsize size{12, 40, 0, 0};
+  Terminal terminal(&size);
+  ASSERT_TRUE(terminal.await(">> "));
+  terminal.type("1:12\n");
+  EXPECT_TRUE(terminal.await("Columns 1 through 6"));
+  terminal.type("error('a:b', 'red')\n");
+  EXPECT_TRUE(terminal.await("\x1b[1;31mError:\x1b[0m red"));
+  terminal.type("help\n");
+  EXPECT_TRUE(terminal.await("paged:"));
+}
 
 // Within half a second. What computes is timed by its processors, what waits by the clock: a busy machine gives
 // processors late, and none of that is the shell's.

@@ -169,9 +169,16 @@ std::vector<double> magnitudes(const HostArray& a) {
   return re;
 }
 
+/// The largest of values that are not negative; NaN where one is.
+double largestOf(const std::vector<double>& values) {
+  double largest = 0;
+  for (double x : values) largest = x > largest || std::isnan(x) ? x : largest;
+  return largest;
+}
+
 double vectorNorm(const std::vector<double>& values, double p) {
-  const double largest = values.empty() ? 0 : *std::max_element(values.begin(), values.end());
-  if (largest == 0 || std::isinf(largest)) return largest;
+  const double largest = largestOf(values);
+  if (!(largest > 0) || std::isinf(largest)) return largest;
   if (std::isinf(p)) return p > 0 ? largest : *std::min_element(values.begin(), values.end());
   double sum = 0;  // scaled, so that no square leaves the range of doubles
   for (double x : values) sum += p == 2 ? (x / largest) * (x / largest) : std::pow(x / largest, p);
@@ -182,7 +189,7 @@ double largestLineSum(const HostArray& a, bool ofRows) {
   const std::vector<double> values = magnitudes(a);
   std::vector<double> sums(ofRows ? a.dim(0) : a.dim(1));
   for (std::size_t i = 0; i < values.size(); ++i) sums[ofRows ? i % a.dim(0) : i / a.dim(0)] += values[i];
-  return *std::max_element(sums.begin(), sums.end());
+  return largestOf(sums);
 }
 
 Arrays callNorm(Arrays& in, int) {

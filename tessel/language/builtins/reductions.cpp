@@ -77,7 +77,7 @@ V medianOf(std::vector<V> line) {
     const auto middle = line.begin() + static_cast<std::ptrdiff_t>(line.size() / 2);
     std::nth_element(line.begin(), middle, line.end());
     if (line.size() % 2 == 1) return *middle;
-    return (*std::max_element(line.begin(), middle) + *middle) / 2;
+    return std::midpoint(*std::max_element(line.begin(), middle), *middle);
   }
 }
 
