@@ -85,6 +85,7 @@ std::string ExpressionParser::openingText() const {
 }
 
 void ExpressionParser::failUnexpected() const {
+  if (isAt(TokenKind::NoNumber)) failHere(current().text);
   const TokenKind before = position_ > 1 ? previous().kind : TokenKind::EndOfText;
   const bool isTwice = (before == TokenKind::Plus || before == TokenKind::Minus) && !previous().spaceBefore &&
                        tokens_[position_ - 2].kind == before;

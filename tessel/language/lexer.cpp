@@ -261,6 +261,7 @@ class Lexer {
     switch (result_.tokens.back().kind) {
       case TokenKind::Name:
       case TokenKind::Number:
+      case TokenKind::NoNumber:
       case TokenKind::Imaginary:
       case TokenKind::Text:
       case TokenKind::RightParen:
@@ -277,22 +278,25 @@ class Lexer {
     const std::size_t begin = position_;
     const bool isBinary = at(0) == '0' && (at(1) == 'b' || at(1) == 'B');
     const bool isHexadecimal = at(0) == '0' && (at(1) == 'x' || at(1) == 'X');
-    isBinary ? skipBinary() : isHexadecimal ? skipHexadecimal() : skipDecimal();
+    const char* fault = isBinary ? skipBinary() : isHexadecimal ? skipHexadecimal() : skipDecimal();
     const std::string digits(source_.substr(begin, position_ - begin));
-    const bool isImaginary = (at(0) == 'i' || at(0) == 'j') && !isWordCharacter(at(1));
+    const bool isImaginary = !fault && (at(0) == 'i' || at(0) == 'j') && !isWordCharacter(at(1));
     if (isImaginary) ++position_;
-    if (isWordCharacter(at(0))) fail("A number and a name must be separated.", position_);
+    if (!fault && isWordCharacter(at(0))) fault = "A number and a name must be separated.";
+    if (fault) {
+      pushNoNumber(begin, fault);
+      return;
+    }
     push(isImaginary ? TokenKind::Imaginary : TokenKind::Number, begin).value =
         isBinary ? valueOfBits(std::string_view(digits).substr(2)) : std::strtod(digits.c_str(), nullptr);
   }
 
-  static bool isBit(char c) { return c == '0' || c == '1'; }
-
-  void skipBinary() {
-    position_ += 2;
-    if (!isBit(at(0))) fail("A binary number needs a digit.", position_);
-    while (isBit(at(0))) ++position_;
-    if (isDigit(at(0))) fail("A binary number has the digits 0 and 1 only.", position_);
+  void pushNoNumber(std::size_t begin, const char* fault) {
+    const int place = column(position_);
+    while (isWordCharacter(at(0))) ++position_;
+    Token& token = push(TokenKind::NoNumber, begin);
+    token.text = fault;
+    token.column = place;
   }
 
   /// Rounded once, as numbers in other bases are: by the same reader, in hexadecimal.
@@ -305,26 +309,39 @@ class Lexer {
     return std::strtod(hexadecimal.c_str(), nullptr);
   }
 
-  void skipHexadecimal() {
+  // These go behind the number, or to where it stops being one, and return what is wrong there.
+
+  static bool isBit(char c) { return c == '0' || c == '1'; }
+
+  const char* skipBinary() {
+    position_ += 2;
+    if (!isBit(at(0))) return "A binary number needs a digit.";
+    while (isBit(at(0))) ++position_;
+    return isDigit(at(0)) ? "A binary number has the digits 0 and 1 only." : nullptr;
+  }
+
+  const char* skipHexadecimal() {
     const auto isHexDigit = [](char c) {
       return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
     };
     position_ += 2;
-    if (!isHexDigit(at(0))) fail("A hexadecimal number needs a digit.", position_);
+    if (!isHexDigit(at(0))) return "A hexadecimal number needs a digit.";
     while (isHexDigit(at(0))) ++position_;
+    return nullptr;
   }
 
-  void skipDecimal() {
+  const char* skipDecimal() {
     while (isDigit(at(0))) ++position_;
     const bool isPoint = at(0) == '.' && !(at(1) == '*' || at(1) == '/' || at(1) == '\\' || at(1) == '^' ||
                                            at(1) == '\'' || startsWith("..."));
     if (isPoint) ++position_;
     while (isDigit(at(0))) ++position_;
-    if (at(0) != 'e' && at(0) != 'E') return;
+    if (at(0) != 'e' && at(0) != 'E') return nullptr;
     const std::size_t sign = at(1) == '+' || at(1) == '-' ? 1 : 0;
-    if (!isDigit(at(1 + sign))) fail("The exponent of a number needs a digit.", position_);
+    if (!isDigit(at(1 + sign))) return "The exponent of a number needs a digit.";
     position_ += 1 + sign;
     while (isDigit(at(0))) ++position_;
+    return nullptr;
   }
 
   void lexWord() {

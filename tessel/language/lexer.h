@@ -35,6 +35,7 @@ enum class TokenKind {
   Imaginary,
   Text,
   Name,
+  NoNumber,
   LeftParen,
   RightParen,
   LeftBracket,
@@ -93,7 +94,8 @@ enum class TokenKind {
 
 struct Token {
   TokenKind kind = TokenKind::EndOfText;
-  /// The name, or the content of a text literal without its quotes.
+  /// The name, or the content of a text literal without its quotes; of NoNumber what is wrong with it, at the
+  /// column.
   std::string text;
   /// Of a number.
   double value = 0;
@@ -119,8 +121,9 @@ struct TokenList {
   std::vector<Comment> comments;
 };
 
-/// Splits a whole program. A quote is a transpose after a value, unless it follows white space between the
-/// elements of a matrix. Raises SyntaxError.
+/// Splits a whole program. Digits that go on as no number does, as in "2x", are a NoNumber: names of files
+/// behind a command may begin so. A quote is a transpose after a value, unless it follows white space between
+/// the elements of a matrix. Raises SyntaxError.
 TokenList tokenize(std::string_view source);
 
 /// Is this a byte of a UTF-8 character that another one begins?

@@ -102,11 +102,26 @@ class Parser : private ExpressionParser {
   bool isCommand() const {
     const Token& next = ahead();
     if (!isAt(TokenKind::Name) || !next.spaceBefore || next.line != current().line) return false;
-    const bool isWord = next.kind == TokenKind::Name || next.kind == TokenKind::Text || isKeyword(wordOf(next));
+    const bool isWord = next.kind == TokenKind::Name || next.kind == TokenKind::Text ||
+                        isKeyword(wordOf(next)) || beginsWithDigits();
     if (current().text != "help" || isWord) return isWord;
     const TokenKind last = ahead(2).kind;
     return next.kind > TokenKind::At && next.kind != TokenKind::Assign &&
            (last == TokenKind::NewLine || last == TokenKind::EndOfText);
+  }
+
+  /// `run 2x`, `load 2026-11-22.dat`: a word that cannot be part of an expression, behind the first one.
+  bool beginsWithDigits() const {
+    if (ahead().kind != TokenKind::Number && ahead().kind != TokenKind::NoNumber) return false;
+    std::size_t last = 1;
+    while (ahead(last).kind != TokenKind::NoNumber && !endsWord(ahead(last + 1))) ++last;
+    return ahead(last).kind == TokenKind::NoNumber;
+  }
+
+  static bool endsWord(const Token& next) {
+    using enum TokenKind;
+    return next.spaceBefore || next.kind == NewLine || next.kind == Comma || next.kind == Semicolon ||
+           next.kind == EndOfText;
   }
 
   ExpressionPtr parseCommand() {
@@ -115,9 +130,7 @@ class Parser : private ExpressionParser {
     IndexStep words{IndexStep::Kind::Paren, {}, {}, false};
     while (!isAtAny({TokenKind::NewLine, TokenKind::Comma, TokenKind::Semicolon, TokenKind::EndOfText})) {
       const Token& first = take();
-      while (!current().spaceBefore &&
-             !isAtAny({TokenKind::NewLine, TokenKind::Comma, TokenKind::Semicolon, TokenKind::EndOfText}))
-        take();
+      while (!endsWord(current())) take();
       const bool isQuoted = first.kind == TokenKind::Text && first.end == previous().end;
       const std::string_view text =
           isQuoted ? first.text : source_.substr(first.begin, previous().end - first.begin);
