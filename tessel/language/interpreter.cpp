@@ -56,7 +56,6 @@ Interpreter::Interpreter()
     for (const std::string& name : frame_->symbols->names()) {
       if (findVariable(name)) names.push_back(name);
     }
-    for (std::string& name : files_.names(frame_->file)) names.push_back(std::move(name));
     return names;
   };
   hooks.call = [this](const FunctionValue& function, Arrays inputs, int outputCount) {
@@ -216,7 +215,7 @@ std::optional<std::string_view> Interpreter::sourceLine(const std::string& file,
 }
 
 std::vector<std::string> Interpreter::scriptFunctionNames() const {
-  std::vector<std::string> names;
+  std::vector<std::string> names = files_.names(frame_->file);
   for (const auto& [name, code] : functions_) names.push_back(name);
   std::sort(names.begin(), names.end());
   return names;

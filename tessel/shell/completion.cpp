@@ -77,8 +77,7 @@ std::vector<std::string> membersOf(Interpreter& interpreter, const std::string& 
 
 std::vector<std::string> globalNames(Interpreter& interpreter) {
   std::vector<std::string> names = functionNames();
-  const std::vector<std::string> functions = interpreter.scriptFunctionNames();
-  names.insert(names.end(), functions.begin(), functions.end());
+  std::ranges::move(interpreter.scriptFunctionNames(), std::back_inserter(names));
   for (const HostClass* hostClass : allClasses()) addMethods(*hostClass, names);
   for (const std::string& name : interpreter.frame().symbols->names()) {
     if (interpreter.findVariable(name)) names.push_back(name);
@@ -178,11 +177,15 @@ bool endsInText(const std::string& line) {
   return scanLine(line, calls);
 }
 
-bool endsInCommandWord(const std::string& line) {
+CommandWord commandWordAtEnd(const std::string& line) {
   static const std::regex pattern(
       R"(\s*([A-Za-z]\w*)(?:\s+[\w./~][^\s()=;,'"]*)*\s+(?:[\w./~][^\s()=;,'"]*)?)");
+  static constexpr std::string_view kOfNames[] = {"clear", "help", "methods", "properties",
+                                                  "which", "who",  "whos"};
   std::smatch parts;
-  return std::regex_match(line, parts, pattern) && !isKeyword(parts[1].str());
+  if (!std::regex_match(line, parts, pattern) || isKeyword(parts[1].str())) return CommandWord::None;
+  const bool isName = std::ranges::find(kOfNames, parts[1].str()) != std::end(kOfNames);
+  return isName ? CommandWord::Name : CommandWord::File;
 }
 
 std::vector<std::string> textCompletions(Interpreter& interpreter, const std::string& before,

@@ -14,8 +14,10 @@ std::vector<std::string> completions(Interpreter& interpreter, const std::string
 
 /// Is the end of `line` inside a text literal?
 bool endsInText(const std::string& line);
-/// Is the end of `line` a word behind a command, as in `run prog`, which may name a file?
-bool endsInCommandWord(const std::string& line);
+/// What the end of `line` may be behind a command: a name as in `help plot`, or more likely a file, as in `run
+/// prog`.
+enum class CommandWord { None, Name, File };
+CommandWord commandWordAtEnd(const std::string& line);
 
 /// What can complete `word`, the end of a text literal. Where that is assigned to a property with enumerated
 /// values, or stands in a call behind the name of such a property, these; else the properties of the class that

@@ -120,7 +120,7 @@ bool tryToRun(Interpreter& interpreter, const std::string& text, History& histor
 char* breakCharacters() {
   static char usual[] = " \t\n()[]{},;:=+-*/\\^<>~&|@'\"", insideText[] = "'\"", blanks[] = " \t\n";
   const std::string line(rl_line_buffer, static_cast<std::size_t>(rl_point));
-  return endsInText(line) ? insideText : endsInCommandWord(line) ? blanks : usual;
+  return endsInText(line) ? insideText : commandWordAtEnd(line) != CommandWord::None ? blanks : usual;
 }
 
 std::vector<std::string> candidates;
@@ -131,14 +131,19 @@ char* nextCompletion(const char*, int state) {
   return next < candidates.size() ? strdup(candidates[next++].c_str()) : nullptr;
 }
 
-/// Inside a text the values or names that its call takes, or else names of files, as behind a command.
+/// Inside a text the values or names that its call takes, or else names of files; behind a command files, or
+/// names, first.
 char** complete(const char* word, int start, int) {
   rl_completion_append_character = '\0';
   const std::string before(rl_line_buffer, static_cast<std::size_t>(start));
   const bool isText = endsInText(before);
+  const CommandWord command = isText ? CommandWord::None : commandWordAtEnd(before + word);
+  if (command == CommandWord::File) {
+    if (char** files = rl_completion_matches(word, rl_filename_completion_function)) return files;
+  }
   candidates =
       isText ? textCompletions(*promptInterpreter, before, word) : completions(*promptInterpreter, word);
-  const bool mayBeFile = isText || endsInCommandWord(before + word);
+  const bool mayBeFile = isText || command != CommandWord::None;
   rl_attempted_completion_over = mayBeFile && candidates.empty() ? 0 : 1;
   return candidates.empty() ? nullptr : rl_completion_matches(word, nextCompletion);
 }

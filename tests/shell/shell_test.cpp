@@ -306,6 +306,8 @@ TEST_F(Shell, InterruptEndsAProgram) {
 TEST_F(Shell, TabulatorCompletes) {
   write("zero program.tsl", "");
   write("zero.tsl", "");
+  write("hours.tsl", "function y = hours(x), y = x; end");
+  write("only.dat", "");
   fs::current_path(folder_);
   Terminal terminal;
   ASSERT_TRUE(terminal.await(">> "));
@@ -318,6 +320,10 @@ TEST_F(Shell, TabulatorCompletes) {
                                          {"a.numerictype.SlopeA\t", "djustmentFactor"},
                                          {"s.one.t\t", "wo"},
                                          {"source zero.\t", "tsl"},
+                                         {"load on\t", "ly.dat"},
+                                         {"help on\t", "es"},
+                                         {"help hou\t;", "rs;"},
+                                         {"y = hou\t", "rs"},
                                          {"fileread('zero p\t", "rogram.tsl"},
                                          {"leadings\t", "igns"}}) {
     ASSERT_TRUE(terminal.await(">> ")) << typed;
