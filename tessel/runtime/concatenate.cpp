@@ -10,6 +10,7 @@
 #include "tessel/runtime/arraydata.h"
 #include "tessel/runtime/convert.h"
 #include "tessel/runtime/dispatch.h"
+#include "tessel/runtime/display.h"
 
 namespace tessel {
 
@@ -79,7 +80,8 @@ Dimensions joinedDims(std::size_t dimension, const Arrays& parts) {
     }
     for (std::size_t d = 0; d < std::max(dims.size(), part.dims().size()); ++d) {
       if (d != dimension && part.dim(d) != first->dim(d)) {
-        raiseError("Tessel:dimagree", "Dimensions of arrays being concatenated are not consistent.");
+        raiseError("Tessel:dimagree", "Dimensions of arrays being concatenated are not consistent: " +
+                                          sizeText(*first) + " and " + sizeText(part) + ".");
       }
     }
     dims[dimension] += part.dim(dimension);

@@ -169,18 +169,33 @@ std::string helpOfPropertyName(const std::string& name) {
   return helpOfProperties([&](const PropertyInfo& property) { return property.name == name; });
 }
 
+bool takesValue(const PropertyInfo& property, const std::string& value) {
+  const EnumeratedType* type = findEnumeratedType(property.type);
+  return type && type->find(value);
+}
+
 /// The properties that take a text as one of their values.
 std::string helpOfValue(const std::string& value) {
-  const std::string text = helpOfProperties([&](const PropertyInfo& property) {
-    const EnumeratedType* type = findEnumeratedType(property.type);
-    return type && type->find(value);
-  });
+  const std::string text =
+      helpOfProperties([&](const PropertyInfo& property) { return takesValue(property, value); });
   return text.empty() ? "" : fmt::format("'{}' is a value of\n{}", value, text);
 }
 
+/// A hint at them for what is a function as well, such as floor.
+std::string hintAtValue(const std::string& value) {
+  std::string names;
+  for (const HostClass* hostClass : allClasses()) {
+    for (const PropertyInfo* property : hostClass->properties())
+      if (!property->hidden && takesValue(*property, value))
+        names += fmt::format("{}{}.{}", names.empty() ? "" : ", ", hostClass->name(), property->name);
+  }
+  return names.empty() ? "" : fmt::format("'{}' is also a value of {}.", value, names);
+}
+
 /// All names that there is help for, but operators.
-std::vector<std::string> namesWithHelp() {
+std::vector<std::string> namesWithHelp(const Interpreter& interpreter) {
   std::vector<std::string> names = functionNames();
+  std::ranges::move(interpreter.scriptFunctionNames(), std::back_inserter(names));
   for (const auto& word : kWords) names.emplace_back(word.first);
   for (const HostClass* hostClass : allClasses()) {
     names.push_back(hostClass->name());
@@ -252,9 +267,12 @@ std::string helpOf(const Interpreter& interpreter, const std::string& name) {
   const HostClass* hostClass = findClass(name);
   // The function that makes the objects of a class often has the name of the class.
   std::string text = function ? withExample(function->help, findExample(name)) : "";
-  const std::string more = hostClass ? helpOfClass(*hostClass) : helpOfMethods(name);
-  if (!text.empty() && !more.empty()) text += text.ends_with('\n') ? "\n" : "\n\n";
-  text += more;
+  const auto append = [&text](const std::string& more) {
+    if (!text.empty() && !more.empty()) text += text.ends_with('\n') ? "\n" : "\n\n";
+    text += more;
+  };
+  append(hostClass ? helpOfClass(*hostClass) : helpOfMethods(name));
+  if (!text.empty()) append(hintAtValue(name));
   for (const auto& other : {helpOfMember, helpOfWord, helpOfPropertyName, helpOfValue})
     if (text.empty()) text = other(name);
   return text;
@@ -288,7 +306,7 @@ Arrays help(const Interpreter& interpreter, const Arrays& inputs, int outputCoun
   std::string text = inputs.empty() ? helpOfEverything() : helpOf(interpreter, name);
   if (text.empty()) {
     raiseError("Tessel:noHelp",
-               fmt::format("There is no help for '{}'.{}", name, suggestion(name, namesWithHelp())));
+               fmt::format("There is no help for '{}'.{}", name, suggestion(name, namesWithHelp(interpreter))));
   }
   if (outputCount > 0) return {HostArray::text(text)};
   printPaged(wrapped(text));

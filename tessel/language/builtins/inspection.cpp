@@ -174,14 +174,15 @@ void requireOneStructure(const char* function, const HostArray& a) {
   if (!a.isScalar()) raiseInvalidArgument(function, "one structure is needed.");
 }
 
-[[noreturn]] void raiseNoField(const std::string& name) {
-  raiseError("Tessel:nonExistentField", "Reference to non-existent field '" + name + "'.");
+[[noreturn]] void raiseNoField(const HostArray& structure, const std::string& name) {
+  raiseError("Tessel:nonExistentField",
+             "Reference to non-existent field '" + name + "'." + suggestion(name, structure.fieldNames()));
 }
 
 Arrays callGetfield(Arrays& in, int) {
   requireOneStructure("getfield", in[0]);
   const std::string name = textArgument("getfield", in[1]);
-  if (!in[0].hasField(name)) raiseNoField(name);
+  if (!in[0].hasField(name)) raiseNoField(in[0], name);
   return {in[0].fieldAt(name)};
 }
 
@@ -196,7 +197,7 @@ Arrays callRmfield(Arrays& in, int) {
   requireStructure("rmfield", in[0]);
   const std::vector<std::string> names = textsArgument("rmfield", in[1]);
   for (const std::string& name : names) {
-    if (!in[0].hasField(name)) raiseNoField(name);
+    if (!in[0].hasField(name)) raiseNoField(in[0], name);
   }
   HostArray result = in[0];
   for (const std::string& name : names) result.removeField(name);
