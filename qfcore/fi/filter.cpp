@@ -352,7 +352,9 @@ fi conv(const fi& u, const fi& v, ConvolutionShape shape) {
 }
 
 fi dot(const fi& first, const fi& second, unsigned dimension) {
-  const bool areVectors = first.isvector() && second.isvector() && dimension == 0;
+  const auto isNothing = [](const fi& x) { return x.dims() == fi::Shape{0, 0}; };  // its sum is one zero
+  const bool areVectors =
+      dimension == 0 && ((first.isvector() && second.isvector()) || (isNothing(first) && isNothing(second)));
   if (!areVectors || first.numel() != second.numel()) first.checkElementwiseSize(second);
   const fi a = first.iscomplex() ? first.conj() : first;
   const unsigned along = dimensionOf(first, dimension);

@@ -80,6 +80,13 @@ HostArray binaryMethod(const HostArray& left, const HostArray& right) {
   });
 }
 
+/// A method of an array; where its first argument is a number and a further one an array, the host's function
+/// of that name.
+template <const auto& Name, auto Method>
+Arrays ofArrayOrNumbers(Arrays& inputs, int outputCount) {
+  return unwrapped<fi>(inputs[0]) ? Method(inputs, outputCount) : callWithNumbers(Name, inputs, outputCount);
+}
+
 /// A method of an array alone: what `Getter` returns.
 template <auto Getter>
 Arrays askArray(Arrays& inputs, int) {

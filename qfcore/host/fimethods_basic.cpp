@@ -60,10 +60,11 @@ unsigned lengthOf(const fi& x) { return x.maxDim(); }
 
 /// size(a), size(a, d), [m, n] = size(a): the host's own rules, on an array of the same shape.
 Arrays size(Arrays& inputs, int outputCount) {
-  const fi& x = fiArgument(inputs[0]);
-  const tessel::Dimensions dims(x.dims().begin(), x.dims().end());
-  inputs[0] = HostArray::zeros(tessel::ArrayClass::Logical, dims);
-  return tessel::callBuiltin("size", std::move(inputs), outputCount);
+  if (const fi* x = unwrapped<fi>(inputs[0])) {
+    const tessel::Dimensions dims(x->dims().begin(), x->dims().end());
+    inputs[0] = HostArray::zeros(tessel::ArrayClass::Logical, dims);
+  }
+  return callWithNumbers("size", inputs, outputCount);
 }
 
 int lastPropertySet(const fi& x) { return static_cast<int>(x.getLastPropertySet()); }

@@ -15,25 +15,19 @@ constexpr Message kNotInteger{"numforge:fi:shift:notinteger",
 
 constexpr Message kSizesDiffer{"numforge:fi:dimagree", "Matrix dimensions must agree."};
 
-/// The values of an argument, wrapped or not, as host numbers.
-HostArray valuesOf(const HostArray& argument) {
-  const fi* x = unwrapped<fi>(argument);
-  return x ? x->getDoubleHostArray() : argument;
-}
-
 /// bitset(a, bit), bitset(a, bit, value)
 Arrays bitset(Arrays& inputs, int) {
   const fi& x = fiArgument(inputs[0]);
-  if (inputs.size() == 2) return resultOf([&] { return x.bitset(valuesOf(inputs[1])); });
-  return resultOf([&] { return x.bitset(valuesOf(inputs[1]), valuesOf(inputs[2])); });
+  if (inputs.size() == 2) return resultOf([&] { return x.bitset(numbersOf(inputs[1])); });
+  return resultOf([&] { return x.bitset(numbersOf(inputs[1]), numbersOf(inputs[2])); });
 }
 
 Arrays bitget(Arrays& inputs, int) {
-  return resultOf([&] { return fiArgument(inputs[0]).bitget(valuesOf(inputs[1])); });
+  return resultOf([&] { return fiArgument(inputs[0]).bitget(numbersOf(inputs[1])); });
 }
 
 int integerArgument(const HostArray& argument, const char* name) {
-  const HostArray value = valuesOf(argument);
+  const HostArray value = numbersOf(argument);
   const bool isScalar = value.isScalar() && (value.isNumeric() || value.isLogical()) && !value.isComplex();
   const double number = isScalar ? value.realAt(0) : std::nan("");
   if (!(std::fabs(number) <= std::numeric_limits<int>::max()) || number != std::floor(number))
@@ -63,7 +57,7 @@ fi shiftedEach(const fi& x, const HostArray& shifts) {
 
 Arrays bitshift(Arrays& inputs, int) {
   const fi& x = fiArgument(inputs[0]);
-  const HostArray shifts = valuesOf(inputs[1]);
+  const HostArray shifts = numbersOf(inputs[1]);
   const bool isArray = !shifts.isScalar() && (shifts.isNumeric() || shifts.isLogical()) && !shifts.isComplex();
   if (isArray) return resultOf([&] { return shiftedEach(x, shifts); });
   return resultOf([&] { return x.bitshift(integerArgument(shifts, "bitshift")); });
@@ -79,6 +73,8 @@ Arrays reinterpretcast(Arrays& inputs, int) {
   return resultOf([&] { return fiArgument(inputs[0]).reinterpretcast(numericTypeArgument(inputs[1])); });
 }
 
+constexpr char kBitset[] = "bitset", kBitget[] = "bitget", kBitshift[] = "bitshift", kPow2[] = "pow2";
+
 const Method kMethods[] = {
     {"bitand", 2, 2, 1, binaryMethod<&fi::fibitand, operandInTypeOf>,
      "bitand(a, b): bit by bit, in the type of both."},
@@ -87,14 +83,15 @@ const Method kMethods[] = {
     {"bitxor", 2, 2, 1, binaryMethod<&fi::bitxor, operandInTypeOf>,
      "bitxor(a, b): bit by bit, in the type of both."},
     {"bitcmp", 1, 1, 1, askArray<&fi::bitcmp>, "bitcmp(a): every bit complemented."},
-    {"bitset", 2, 3, 1, bitset, "bitset(a, bit, value): one bit, 1 the least significant, made 1 or `value`."},
-    {"bitget", 2, 2, 1, bitget,
+    {"bitset", 2, 3, 1, ofArrayOrNumbers<kBitset, bitset>,
+     "bitset(a, bit, value): one bit, 1 the least significant, made 1 or `value`."},
+    {"bitget", 2, 2, 1, ofArrayOrNumbers<kBitget, bitget>,
      "bitget(a, bit): one bit, 1 the least significant, as an unsigned word of 1 bit."},
-    {"bitshift", 2, 2, 1, bitshift,
+    {"bitshift", 2, 2, 1, ofArrayOrNumbers<kBitshift, bitshift>,
      "bitshift(a, k): stored integers times 2^k, rounded down; the overflow mode brings them into range. k is "
      "a "
      "number, or one for each element."},
-    {"pow2", 2, 3, 1, pow2,
+    {"pow2", 2, 3, 1, ofArrayOrNumbers<kPow2, pow2>,
      "pow2(a, n), pow2(a, n, true): a times 2^n in the type of a; exactly, by moving the binary point."},
     {"intmin", 1, 1, 1, askArray<&fi::intmin>, "intmin(a): the smallest stored integer of the type."},
     {"intmax", 1, 1, 1, askArray<&fi::intmax>, "intmax(a): the largest stored integer of the type."},

@@ -22,6 +22,8 @@ constexpr Message kBadExponent{
     "numforge:fi:power:exponent",
     "The exponent must be an integer from 0 on; 1 ./ a divides, and a.double.^x takes "
     "any."};
+constexpr Message kBadPlaces{"numforge:fi:round:badargument",
+                             "ROUND of a fi gives integers; round(a.double, n) rounds to decimal places."};
 constexpr Message kBadDimension{"numforge:fi:badargument", "Function '%s' takes a dimension from 1 on."};
 constexpr Message kBadTimes{"numforge:fi:diff:badargument",
                             "DIFF takes an array, how many times, an integer from 0 on, and a dimension."};
@@ -41,6 +43,14 @@ Arrays withNumbers(Arrays& inputs, int outputCount) {
 template <const auto& Name, RoundModeEnum Mode>
 Arrays rounded(Arrays& inputs, int) {
   return {toHost(roundedToIntegers(fiArgument(inputs[0]), Mode, Name))};
+}
+
+constexpr char kRound[] = "round";
+
+/// round(a); of a host number to as many places as an array says, the host's.
+Arrays round(Arrays& inputs, int outputCount) {
+  if (unwrapped<fi>(inputs[0]) && inputs.size() > 1) fail<kBadPlaces>();
+  return ofArrayOrNumbers<kRound, rounded<kRound, RoundModeEnum::round>>(inputs, outputCount);
 }
 
 template <const auto& Name, RemainderSign Sign>
@@ -127,7 +137,7 @@ Arrays norm(Arrays& inputs, int) {
   const HostArray kind = inputs.size() > 1 && !isFrobenius ? numbersOf(inputs[1]) : HostArray::scalar(2);
   const double p = kind.isNumeric() && kind.isScalar() && !kind.isComplex() ? kind.realAt(0) : 0;
   const bool isKnown = p == 1 || p == 2 || p == std::numeric_limits<double>::infinity();
-  if (!isKnown || (!isFrobenius && !x.isvector() && !isNothing(x))) fail<kBadNorm>();
+  if (!isKnown || (!isFrobenius && !x.isvector() && !x.isempty())) fail<kBadNorm>();
   const fi values = allElements(x);
   if (p == 2) {
     const fi real = values.getRealFi();
@@ -289,7 +299,7 @@ bool isNotFinite(double value) { return !std::isfinite(value); }
 
 Arrays isNumeric(Arrays&, int) { return {toHost(true)}; }
 
-constexpr char kFloor[] = "floor", kCeil[] = "ceil", kFix[] = "fix", kRound[] = "round", kNearest[] = "nearest",
+constexpr char kFloor[] = "floor", kCeil[] = "ceil", kFix[] = "fix", kNearest[] = "nearest",
                kConvergent[] = "convergent", kMod[] = "mod", kRem[] = "rem", kColon[] = "colon",
                kZeros[] = "zeros", kOnes[] = "ones", kEye[] = "eye", kRand[] = "rand", kRandn[] = "randn",
                kCell[] = "cell", kLinspace[] = "linspace";
@@ -300,8 +310,7 @@ const Method kMethods[] = {
     {"ceil", 1, 1, 1, rounded<kCeil, RoundModeEnum::ceil>,
      "ceil(a): the next integers above, in one bit more."},
     {"fix", 1, 1, 1, rounded<kFix, RoundModeEnum::fix>, "fix(a): without what stands behind the point."},
-    {"round", 1, 1, 1, rounded<kRound, RoundModeEnum::round>,
-     "round(a): nearest integers, ties away from zero."},
+    {"round", 1, 3, 1, round, "round(a): nearest integers, ties away from zero."},
     {"nearest", 1, 1, 1, rounded<kNearest, RoundModeEnum::nearest>,
      "nearest(a): nearest integers, ties towards positive infinity."},
     {"convergent", 1, 1, 1, rounded<kConvergent, RoundModeEnum::convergent>,

@@ -42,6 +42,7 @@ Arrays join(const char* name, Arrays& inputs, std::size_t first) {
   const auto model =
       std::find_if(begin, inputs.end(), [](const HostArray& a) { return unwrapped<fi>(a) != nullptr; });
   const bool isCell = std::any_of(begin, inputs.end(), [](const HostArray& a) { return a.isCell(); });
+  for (std::size_t k = 0; k < first && k < inputs.size(); ++k) inputs[k] = numbersOf(inputs[k]);
   if (isCell || model == inputs.end()) return tessel::callBuiltin(name, inputs);
   std::list<fi> converted;
   std::vector<const fi*> operands;
@@ -115,7 +116,7 @@ Arrays num2cell(Arrays& inputs, int) {
 /// The number of a diagonal; NaN, which every operation refuses, for what is no number.
 double diagonalArgument(const Arrays& inputs) {
   if (inputs.size() < 2) return 0;
-  const HostArray& k = inputs[1];
+  const HostArray k = numbersOf(inputs[1]);
   const bool isNumber = (k.isNumeric() || k.isLogical()) && k.isScalar() && !k.isComplex();
   return isNumber ? k.realAt(0) : std::numeric_limits<double>::quiet_NaN();
 }
