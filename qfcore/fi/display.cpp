@@ -234,6 +234,14 @@ std::string valuesIn(const fi& array, const Notation& notation, std::string_view
   return tessel::tableText(elementTexts(array, notation), {array.dims().begin(), array.dims().end()}, name);
 }
 
+/// The short name of a type, its slope and bias in the fewest digits that tell them from other doubles.
+std::string headingOf(const NumericType& type) {
+  std::string name = type.qpointstr();
+  const bool isPower = type.slopeAdjustmentFactor() == 1 && type.bias() == 0;
+  if (!type.isSlopeBiasScalingSet() || isPower) return name;
+  return fmt::format("{},{},{}", name.substr(0, name.find(',')), type.slope(), type.bias());
+}
+
 /// The lines of `math` that the default settings do not have.
 std::string changedSettings(const fimath& math) {
   const std::string usual = fimath::getDefaultFimath().displayText() + '\n';
@@ -267,7 +275,7 @@ std::string displayedArray(const fi& array, std::string_view name) {
   const std::string remark = notation.remark(type);
   std::string text = fmt::format("\n{} =", name);
   if (settings.type == DisplaySettings::Type::Short)
-    text += ' ' + type.qpointstr() + (remark.empty() ? "" : ",");
+    text += ' ' + headingOf(type) + (remark.empty() ? "" : ",");
   text += (remark.empty() ? "" : " ") + remark + "\n\n";
   text += valuesIn(array, notation, name);
   if (settings.type == DisplaySettings::Type::Full) text += type.displayText();
