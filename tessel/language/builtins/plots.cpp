@@ -137,9 +137,9 @@ constexpr LineProperty kLineProperties[] = {
                       const HostArray& v) { line.style.markerSize = sizeArgument(f, v) / 6; }},
 };
 
+/// `names` are further properties of the function, which it sets itself.
 void setProperty(std::string_view function, const std::string& name, const HostArray& value,
-                 std::vector<Line>& lines) {
-  std::vector<std::string> names;
+                 std::vector<Line>& lines, std::vector<std::string> names = {}) {
   for (const LineProperty& property : kLineProperties) {
     names.emplace_back(property.name);
     if (property.name != name) continue;
@@ -249,7 +249,7 @@ Arrays callHistogram(Arrays& in, int) {
     if (name == "Normalization")
       rule = textArgument("histogram", in[i + 1]);
     else
-      setProperty("histogram", name, in[i + 1], lines);
+      setProperty("histogram", name, in[i + 1], lines, {"Normalization"});
   }
   normalize("histogram", rule, bins);
   lines[0].kind = LineKind::Boxes;
