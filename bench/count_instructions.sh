@@ -20,8 +20,8 @@ command -v valgrind >/dev/null || die "valgrind is missing; it is in cmake/packa
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-# Each call of benchCounted is dumped on its own, in the order of the rows that the program prints.
-valgrind --tool=callgrind --callgrind-out-file="$work/counts" --toggle-collect=benchCounted \
+# Each row is a process of its own, which calls benchCounted once.
+valgrind --tool=callgrind --callgrind-out-file="$work/counts.%p" --toggle-collect=benchCounted \
   --dump-after=benchCounted "$bench" --instructions >"$work/rows" 2>"$work/log" || {
   tail -n 20 "$work/log" >&2
   die "the run under valgrind failed"
@@ -29,10 +29,8 @@ valgrind --tool=callgrind --callgrind-out-file="$work/counts" --toggle-collect=b
 
 {
   head -n 1 "$work/rows"
-  call=0
-  tail -n +2 "$work/rows" | while IFS=$'\t' read -r operations row; do
-    call=$((call + 1))
-    total=$(awk '$1 == "totals:" { print $2 }' "$work/counts.$call")
+  tail -n +2 "$work/rows" | while IFS=$'\t' read -r process operations row; do
+    total=$(awk '$1 == "totals:" { print $2 }' "$work/counts.$process.1")
     awk -v total="$total" -v operations="$operations" -v row="$row" \
       'BEGIN { printf "%.3f\t%s\n", total / operations, row }'
   done

@@ -7,9 +7,10 @@
 
 namespace bench {
 
-/// For each subject of `jobs`, at its job's smallest count: runs its work once to warm up and once inside
-/// `benchCounted`, and prints the count of operations and the run's name, with a tab between. The first line
-/// names the vector instructions in use and the compiler. bench/count_instructions.sh runs this under valgrind.
+/// For each subject of `jobs`, at its job's smallest count, in a process of its own: runs its work twice to
+/// warm up and once inside `benchCounted`, and prints the process, the count of operations and the run's name,
+/// with tabs between. The first line names the vector instructions in use and the compiler. Raises
+/// std::runtime_error where one fails. bench/count_instructions.sh runs this under valgrind.
 void runCounted(const std::vector<Job>& jobs);
 
 }  // namespace bench

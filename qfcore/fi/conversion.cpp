@@ -34,8 +34,8 @@ struct fi::Exchange {
   template <class Element, class Convert>
   static HostArray taken(const fi& x, Convert convert) {
     const NumericType& type = x.getNumericType();
-    const tessel::Dimensions dims(x.dims_.begin(), x.dims_.end());
-    return exportedParts<Element>(x, dims, [&](const number& part, Element* target) {
+    tessel::Dimensions dims(x.dims_.begin(), x.dims_.end());
+    return exportedParts<Element>(x, std::move(dims), [&](const number& part, Element* target) {
       if (!takesBlocks(x)) {
         const number reader(part, Reading{});
         for (unsigned k = 0; k < x.numel_; ++k) target[k] = convert(x.realWorld(reader[k]));

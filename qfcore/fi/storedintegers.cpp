@@ -195,9 +195,9 @@ HostArray fi::getIntArrayHostArray(IntArrayChunkMode chunkMode, IntArrayDimensio
   const NumericType& type = getNumericType();
   requireChunksFor(type, chunkMode);
   const unsigned chunks = chunksEach(type, chunkMode);
-  const Dimensions dims = chunkedDims(dims_, chunks, dimensionMode);
+  Dimensions dims = chunkedDims(dims_, chunks, dimensionMode);
   const WordConstants constants(type.wordLength());
-  return exportedParts<std::uint32_t>(*this, dims, [&](const number& part, std::uint32_t* target) {
+  return exportedParts<std::uint32_t>(*this, std::move(dims), [&](const number& part, std::uint32_t* target) {
     if (takesBlocks(*this) && type.isFixed()) {
       return withPatterns(type, [&](auto patterns) {
         withChunksEach(

@@ -52,11 +52,14 @@ Dimensions normalized(Dimensions dims) {
 }
 
 std::size_t elementCount(const Dimensions& dims) {
-  if (std::find(dims.begin(), dims.end(), 0u) != dims.end()) return 0;
   std::size_t count = 1;
+  bool isTooLarge = false, isEmpty = false;
   for (std::size_t d : dims) {
-    if (__builtin_mul_overflow(count, d, &count)) raiseTooLarge();
+    isTooLarge |= __builtin_mul_overflow(count, d, &count);
+    isEmpty |= d == 0;
   }
+  if (isEmpty) return 0;  // however large the other sizes are
+  if (isTooLarge) raiseTooLarge();
   return count;
 }
 
@@ -124,17 +127,18 @@ HostArray HostArray::unset(ArrayClass arrayClass, Dimensions dims, bool isComple
   dims = normalized(std::move(dims));
   HostArray a;
   a.class_ = arrayClass;
-  if (!isComplex && (dims == kOneElement || dims == kNoElements)) {
-    a.smallCount_ = static_cast<std::uint8_t>(dims[0]);
+  const std::size_t count = elementCount(dims);
+  if (!isComplex && count <= 1 && (dims == kOneElement || dims == kNoElements)) {
+    a.smallCount_ = static_cast<std::uint8_t>(count);
     return a;
   }
-  const std::size_t count = elementCount(dims);
-  requireMemory(count, elementSize(arrayClass));
+  const std::size_t bytesEach = elementSize(arrayClass);
+  requireMemory(count, bytesEach);
   a.data_ = std::make_shared<Data>(std::move(dims), count, std::in_place_type<NumericContent>);
-  auto& content = std::get<NumericContent>(a.data_->content);
-  content.real.resize(a.data_->numel * elementSize(arrayClass));
+  auto& content = *std::get_if<NumericContent>(&a.data_->content);
+  content.real = ElementBytes(count * bytesEach);
   content.isComplex = isComplex;
-  if (isComplex) content.imag.resize(content.real.size());
+  if (isComplex) content.imag = ElementBytes(count * bytesEach);
   return a;
 }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/scratch.h"
@@ -111,8 +112,9 @@ void transformParts(const fi& x, fi& result, const Operation& operation) {
 
 /// A host array of that shape, whose parts `exportPart(part, target)` fills with what it makes of those of `x`.
 template <class Element, class ExportPart>
-tessel::HostArray exportedParts(const fi& x, const tessel::Dimensions& dims, ExportPart exportPart) {
-  tessel::HostArray result = tessel::HostArray::unset(tessel::arrayClassOf<Element>(), dims, x.iscomplex());
+tessel::HostArray exportedParts(const fi& x, tessel::Dimensions&& dims, ExportPart exportPart) {
+  tessel::HostArray result =
+      tessel::HostArray::unset(tessel::arrayClassOf<Element>(), std::move(dims), x.iscomplex());
   if (x.isempty()) return result;
   exportPart(x.realPart(), result.mutableReal<Element>());
   if (x.iscomplex()) exportPart(x.imagPart(), result.mutableImag<Element>());
