@@ -25,6 +25,19 @@ const fi::Shape& scalarShape() {
   return shape;
 }
 
+/// Two sizes, nearly always, are read each on its own, which compilers would join: callers have mostly just
+/// stored them so, and a load of both at once waits until the stores are done, as long as hundreds of additions
+/// take.
+fi::Shape sizesFrom(const unsigned* dims, unsigned count) {
+  if (count != 2) return fi::Shape(dims, dims + count);
+  unsigned rows = dims[0], columns = dims[1];
+  asm("" : "+r"(rows), "+r"(columns));
+  fi::Shape sizes(2, boost::container::default_init);
+  sizes[0] = rows;
+  sizes[1] = columns;
+  return sizes;
+}
+
 bool holdsNumbers(const HostArray& array) { return array.isNumeric() || array.isLogical(); }
 
 /// Raises for a NaN or an infinity that the type cannot hold. A wide value beyond the doubles is neither.
@@ -85,14 +98,14 @@ fi::fi(double value, const NumericType& type, const fimath& math, unsigned preci
 
 fi::fi(double value, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
        const std::string& tag, OperationTypeEnum operationType)
-    : fi(Shape(dims, dims + numDims), type, math, false, tag, operationType, 0) {
+    : fi(sizesFrom(dims, numDims), type, math, false, tag, operationType, 0) {
   fillQuantized(value);
   recordInTotal();
 }
 
 fi::fi(double re, double im, const unsigned* dims, unsigned numDims, const NumericType& type,
        const fimath& math, const std::string& tag, OperationTypeEnum operationType)
-    : fi(Shape(dims, dims + numDims), type, math, true, tag, operationType, 0) {
+    : fi(sizesFrom(dims, numDims), type, math, true, tag, operationType, 0) {
   NumericType::errorIfComplexLogical(type.dataType(), true);
   fillWithRealWorld(realPart_, re);
   fillWithRealWorld(imagPart_, im);
@@ -106,7 +119,7 @@ fi::fi(const double* re, const unsigned* dims, unsigned numDims, const NumericTy
 
 fi::fi(const double* re, const double* im, const unsigned* dims, unsigned numDims, const NumericType& type,
        const fimath& math, const std::string& tag, OperationTypeEnum operationType)
-    : fi(Shape(dims, dims + numDims), type, math, im != nullptr, tag, operationType, 0) {
+    : fi(sizesFrom(dims, numDims), type, math, im != nullptr, tag, operationType, 0) {
   NumericType::errorIfComplexLogical(type.dataType(), im != nullptr);
   assignValues(re, im, ValueMeaning::RealWorld);
   recordInTotal();
@@ -121,7 +134,7 @@ fi::fi(unsigned rows, unsigned cols, const NumericType& type, const fimath& math
 
 fi::fi(const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math, bool isComplex,
        const std::string& tag, OperationTypeEnum operationType, unsigned precision)
-    : fi(Shape(dims, dims + numDims), type, math, isComplex, tag, operationType, precision) {
+    : fi(sizesFrom(dims, numDims), type, math, isComplex, tag, operationType, precision) {
   fillWithZeroValue(realPart_);
   fillWithZeroValue(imagPart_);
 }

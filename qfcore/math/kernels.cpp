@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -139,6 +140,21 @@ QFCORE_VECTORISED void quantizeQuietly(const DoubleFormat& format, const double*
   for (std::size_t i = 0; i < count; ++i) to[i] = valueBy<Policy>(from[i], f);
 }
 
+/// The same in the pass that looks for values that are not finite: their difference with themselves is a NaN,
+/// that of others 0, all bits of which are 0 then.
+template <class Policy>
+QFCORE_VECTORISED bool quantizeFinite(const DoubleFormat& format, const double* from, double* to,
+                                      std::size_t count) {
+  const DoubleFormat f = format;
+  std::uint64_t found = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const double x = from[i];
+    found |= std::bit_cast<std::uint64_t>(x - x);
+    to[i] = valueBy<Policy>(x, f);
+  }
+  return found == 0;
+}
+
 /// The two arrays must not overlap: lanes would have to wait for what others write.
 template <class Policy>
 QFCORE_VECTORISED void quantizeCounting(const DoubleFormat& format, const double* __restrict from,
@@ -191,6 +207,15 @@ void executeFixed(const DoubleFormat& format, const double* from, double* to, st
   execute<Fixed<Rounding, Overflow, FineScale>>(format, from, to, count, tally);
 }
 
+template <class Rounding, class Overflow>
+bool executeFinite(const DoubleFormat& format, const double* from, double* to, std::size_t count) {
+  if constexpr (traceDecides<Rounding>()) {
+    if (format.fractionLength < 0)
+      return quantizeFinite<Fixed<Rounding, Overflow, CoarseScale>>(format, from, to, count);
+  }
+  return quantizeFinite<Fixed<Rounding, Overflow, FineScale>>(format, from, to, count);
+}
+
 }  // namespace
 
 ArrayKernel fixedKernel(RoundModeEnum roundMode, OverflowModeEnum overflowMode) {
@@ -198,6 +223,14 @@ ArrayKernel fixedKernel(RoundModeEnum roundMode, OverflowModeEnum overflowMode) 
     using Rounding = decltype(rounding);
     return overflowMode == OverflowModeEnum::saturate ? executeFixed<Rounding, SaturateInteger>
                                                       : executeFixed<Rounding, WrapInteger>;
+  });
+}
+
+FiniteKernel finiteFixedKernel(RoundModeEnum roundMode, OverflowModeEnum overflowMode) {
+  return withRounding(roundMode, [overflowMode](auto rounding) -> FiniteKernel {
+    using Rounding = decltype(rounding);
+    return overflowMode == OverflowModeEnum::saturate ? executeFinite<Rounding, SaturateInteger>
+                                                      : executeFinite<Rounding, WrapInteger>;
   });
 }
 

@@ -17,9 +17,13 @@ namespace embedded {
 /// `tally`; null counts nothing.
 using ArrayKernel = void (*)(const DoubleFormat& format, const double* from, double* to, std::size_t count,
                              Tally* tally);
+/// Quantizes contiguous values, counting nothing, and tells whether all of them are finite; what the others
+/// become means nothing.
+using FiniteKernel = bool (*)(const DoubleFormat& format, const double* from, double* to, std::size_t count);
 
 /// The kernels of the modes, by rounding and overflow mode where they depend on them.
 ArrayKernel fixedKernel(RoundModeEnum roundMode, OverflowModeEnum overflowMode);
+FiniteKernel finiteFixedKernel(RoundModeEnum roundMode, OverflowModeEnum overflowMode);
 ArrayKernel floatKernel(RoundModeEnum roundMode);
 ArrayKernel doubleKernel();
 ArrayKernel singleKernel();

@@ -38,14 +38,18 @@ Kernel makeKernel(QuantizerModeEnum mode, RoundModeEnum roundMode, OverflowModeE
   switch (mode) {
     case QuantizerModeEnum::fixed:
     case QuantizerModeEnum::ufixed:
-      return {fixedKernel(roundMode, overflowMode), quantizeFixedWide, rounding, overflowMode};
+      return {fixedKernel(roundMode, overflowMode), finiteFixedKernel(roundMode, overflowMode),
+              quantizeFixedWide, rounding, overflowMode};
     case QuantizerModeEnum::floatMode:
-      return {floatKernel(roundMode), quantizeFloatWide, rounding, overflowMode};
-    case QuantizerModeEnum::doubleMode: return {doubleKernel(), quantizeDoubleWide, rounding, overflowMode};
-    case QuantizerModeEnum::singleMode: return {singleKernel(), quantizeSingleWide, rounding, overflowMode};
-    case QuantizerModeEnum::boolean: return {booleanKernel(), quantizeBooleanWide, rounding, overflowMode};
-    case QuantizerModeEnum::none: return {noneKernel(), quantizeNoneWide, rounding, overflowMode};
-    default: return {scaledDoubleKernel(), quantizeScaledDoubleWide, rounding, overflowMode};
+      return {floatKernel(roundMode), nullptr, quantizeFloatWide, rounding, overflowMode};
+    case QuantizerModeEnum::doubleMode:
+      return {doubleKernel(), nullptr, quantizeDoubleWide, rounding, overflowMode};
+    case QuantizerModeEnum::singleMode:
+      return {singleKernel(), nullptr, quantizeSingleWide, rounding, overflowMode};
+    case QuantizerModeEnum::boolean:
+      return {booleanKernel(), nullptr, quantizeBooleanWide, rounding, overflowMode};
+    case QuantizerModeEnum::none: return {noneKernel(), nullptr, quantizeNoneWide, rounding, overflowMode};
+    default: return {scaledDoubleKernel(), nullptr, quantizeScaledDoubleWide, rounding, overflowMode};
   }
 }
 

@@ -37,6 +37,36 @@ TEST(Construction, EmptyArrayHasTheDefaults) {
   EXPECT_EQ(empty.numel() + empty.maxDim(), 0U);
 }
 
+/// Arrays are quantized in the pass that looks for values no word holds: each mode has one of its own, and
+/// another for grids above 1.
+TEST(Construction, RefusesWhatIsNotFiniteAtAnyPlaceAndQuantizesTheRestAsOneByOne) {
+  Random random;
+  const double notFinite[] = {std::nan(""), HUGE_VAL, -HUGE_VAL};
+  for (int trial = 0; trial < 600; ++trial) {
+    fimath math;
+    math.setRoundMode(static_cast<RoundModeEnum>(trial % 6));
+    math.setOverflowMode(static_cast<OverflowModeEnum>(trial / 6 % 2));
+    const NumericType type(random.coin(), random.integer(2, 20), random.integer(-4, 20));
+    std::vector<double> values(static_cast<std::size_t>(random.integer(1, 1100)));
+    for (double& value : values)
+      value = random.integer(-5000, 5000) * std::ldexp(0.0625, -type.fractionLength());
+    const unsigned dims[] = {static_cast<unsigned>(values.size()), 1};
+    const fi x(values.data(), dims, 2, type, math);
+    const HostArray found = x.getDataHostArray();
+    const quantizer q(type, math.roundMode(), math.overflowMode());
+    for (unsigned k = 0; k < x.numel(); ++k) {
+      number value(values[k], 64, false);
+      ASSERT_EQ(found.real<double>()[k], q.quantize(value).todouble()) << type.tostring() << values[k];
+    }
+    const double wrong = notFinite[trial % 3];
+    values[static_cast<std::size_t>(random.integer(0, static_cast<int>(values.size()) - 1))] = wrong;
+    const bool isNan = std::isnan(wrong);
+    expectError([&] { fi(values.data(), dims, 2, type, math); },
+                isNan ? "numforge:nofixednan" : "numforge:nofixedinf",
+                isNan ? "NaN cannot be converted to fixed-point." : "Inf cannot be converted to fixed-point.");
+  }
+}
+
 TEST(Construction, RefusesTypesThatNoArrayHasAndPadsShapes) {
   const double nan = std::nan(""), infinity = HUGE_VAL;
   const std::string
