@@ -182,7 +182,7 @@ const Kernel& quantizer::kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMo
 
 number& quantizer::run(const Kernel& kernel, number& value) const {
   requireFittingLengths();
-  if (kernel.wide && !(isDoubleBacked() && value.gettype() == kDoubleRepresentation)) {
+  if (!isDoubleBacked() || value.gettype() != kDoubleRepresentation) {
     const WideOutcome outcome = kernel.wide(wideFormat(), kernel.rounding, kernel.overflowMode, value);
     return logger_.isOn() ? recorded(outcome, value) : value;
   }

@@ -80,7 +80,8 @@ SumOutcome add(mp_limb_t* sum, mp_limb_t unusedBits, const mp_limb_t* larger, co
   return {true, isNegative, 1 - static_cast<mpfr_exp_t>(unused)};
 }
 
-/// The significand of `x` below `skipped` zeros. False where limbs fall off.
+/// The significand of `x`, which has up to `Limbs` limbs, below `skipped` limbs of zeros, fewer than that.
+/// False where limbs fall off.
 template <unsigned Limbs>
 bool place(const MpFloat& x, unsigned long skipped, mp_limb_t* room) {
   const auto* given = static_cast<const mp_limb_t*>(mpfr_custom_get_significand(x.get()));
@@ -90,7 +91,7 @@ bool place(const MpFloat& x, unsigned long skipped, mp_limb_t* room) {
     room[i] = at < count ? given[at] : 0;
   }
   mp_limb_t lost = 0;
-  for (unsigned i = 0; i < count && i + Limbs < skipped + count; ++i) lost |= given[i];
+  for (unsigned i = 0; i + Limbs < skipped + count; ++i) lost |= given[i];
   return lost == 0;
 }
 
@@ -99,9 +100,8 @@ template <unsigned Limbs>
 [[gnu::noinline]] SumOutcome addUneven(mp_limb_t* sum, unsigned sumBits, const MpFloat& larger,
                                        const MpFloat& smaller, unsigned long distance, bool isDifference) {
   mp_limb_t x[Limbs], y[Limbs], total[Limbs];
-  if (distance >= Limbs * kLimbBits || !place<Limbs>(larger, 0, x) ||
-      !place<Limbs>(smaller, distance / kLimbBits, y))
-    return {};
+  if (distance >= Limbs * kLimbBits || !place<Limbs>(smaller, distance / kLimbBits, y)) return {};
+  place<Limbs>(larger, 0, x);  // of it nothing falls off
   auto within = static_cast<unsigned>(distance % kLimbBits);
   if (within == kLimbBits - 1) {
     if (mpn_rshift(y, y, Limbs, 1) != 0) return {};

@@ -23,11 +23,10 @@ struct StoredInteger {
   bool isNegative = false;
   std::array<mp_limb_t, Limbs> limbs;
 
-  /// Whether `take` can: the value is finite and not zero, its significand has room, and its integer part has
-  /// room to grow.
+  /// Whether `take` can, of values of up to `Limbs` limbs: the value is finite and not zero, and its integer
+  /// part has room to grow.
   static bool fits(const MpFloat& x, long fractionBits) {
-    return limbCount(x.bits()) <= Limbs && mpfr_regular_p(x.get()) &&
-           mpfr_get_exp(x.get()) + fractionBits < kBits;
+    return mpfr_regular_p(x.get()) && mpfr_get_exp(x.get()) + fractionBits < kBits;
   }
 
   /// Becomes x · 2^fractionBits, cut to an integer. Only where it `fits`.
@@ -54,12 +53,12 @@ struct StoredInteger {
     return fits(x, fractionBits) && take(x, fractionBits).isExact();
   }
 
-  /// Replaces the magnitude by the low `wordLength` bits of the value's two's complement; the sign stays
-  /// behind.
+  /// Replaces the magnitude by the low `wordLength` bits, fewer than there are, of the value's two's
+  /// complement; the sign stays behind.
   void toPattern(unsigned wordLength) {
     if (isNegative) negate();
     const unsigned top = wordLength / kLimbBits;
-    if (top < Limbs) limbs[top] &= (mp_limb_t{1} << wordLength % kLimbBits) - 1;
+    limbs[top] &= (mp_limb_t{1} << wordLength % kLimbBits) - 1;
     for (unsigned i = top + 1; i < Limbs; ++i) limbs[i] = 0;
   }
 
@@ -128,7 +127,7 @@ struct StoredInteger {
     }
   };
 
-  /// Becomes `row` / 2^shift, cut to an integer.
+  /// Becomes `row` / 2^shift, cut to an integer; by one bit or more.
   Cut takeShifted(const Row& row, unsigned shift) {
     const unsigned skipped = shift / kLimbBits, within = shift % kLimbBits;
     mp_limb_t low = row[skipped];
@@ -138,7 +137,6 @@ struct StoredInteger {
       low = high;
     }
     const bool isOdd = (limbs[0] & 1) != 0;
-    if (shift == 0) return Cut(isNegative, isOdd, false, false);
     const unsigned halfLimb = (shift - 1) / kLimbBits, halfBit = (shift - 1) % kLimbBits;
     const mp_limb_t first = row[halfLimb];
     mp_limb_t rest = first & ((mp_limb_t{1} << halfBit) - 1);

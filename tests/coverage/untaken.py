@@ -4,7 +4,8 @@ functions never called, conditions that were never true or never false, and othe
 any in the folders, and where a row of EXPLAINED explains nothing.
 
 A row of EXPLAINED is `files | pattern | reason`: in files of that name, which may have wildcards, a place whose text the regular
-expression is found in needs no test, for that reason. The text is what would be printed: `never true: CONDITION`."""
+expression is found in needs no test, for that reason. The text is what would be printed: `never true: CONDITION`. What is met
+`by chance`, as a reason may begin, need not be among what was not."""
 
 import collections
 import fnmatch
@@ -66,8 +67,9 @@ def files_of(report: dict, root: pathlib.Path) -> dict[str, File]:
 class Explained:
     def __init__(self, path: str) -> None:
         lines = pathlib.Path(path).read_text().splitlines()
-        self.unused = dict.fromkeys(line for line in lines if line and not line.startswith("#"))
-        self.rules = [(row, *row.split(" | ", 2)[:2]) for row in self.unused]
+        rows = [(line, *line.split(" | ", 2)) for line in lines if line and not line.startswith("#")]
+        self.rules = [(line, files, pattern) for line, files, pattern, _ in rows]
+        self.unused = dict.fromkeys(line for line, *_, reason in rows if not reason.startswith("by chance"))
 
     def __call__(self, file: str, text: str) -> bool:
         found = [row for row, files, pattern in self.rules if fnmatch.fnmatch(file, files) and re.search(pattern, text)]

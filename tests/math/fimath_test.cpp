@@ -121,6 +121,7 @@ TEST_F(Fimath, MatchingLooksOnlyAtWhatTheModeUses) {
       row.change(changed);
       EXPECT_EQ(changed.matches(base), expected);
       EXPECT_EQ(changed.isequal(base), changed.precisionMode() != base.precisionMode());
+      EXPECT_FALSE(changed.isIdentical(base));
       fimath::setDefaultFimath(base);
       EXPECT_EQ(changed.toString() == "fimath", expected);
     }
@@ -163,6 +164,8 @@ TEST_F(Fimath, TextRecords) {
       {"fix\nwrap\nKeepLSB\nkeep\n1\n1\n1\n1\n1\n1\n0\n", "\nThe 'keep' enumerated value is invalid.\n"},
       {"fix\nwrap\nKeepLSB\nKeepLSB\n1x\n1\n1\n1\n1\n1\n0\n", "\nThe '1x' value is not an integer.\n"},
       {"fix\nwrap\nKeepLSB\nKeepLSB\n1\n1\n1\n1\n1\n1\n0",
+       "\nThe record must hold eleven fields, each ended by a newline.\n"},
+      {"fix\nwrap\nKeepLSB\nKeepLSB\n1\n1\n1\n1\n1\n1\n0\n0",
        "\nThe record must hold eleven fields, each ended by a newline.\n"},
   };
   for (const auto& [record, text] : refused)

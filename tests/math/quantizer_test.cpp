@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <vector>
 
@@ -11,6 +12,7 @@
 #include "qfcore/math/widekernels.h"
 #include "tests/fi/reference.h"
 #include "tests/number/reference.h"
+#include "tests/types/outcome.h"
 
 namespace embedded {
 namespace {
@@ -226,12 +228,21 @@ TEST(Quantizer, FollowsItsFormat) {
       if (random.integer(0, 3) == 0) (changing.*update)();
     }
     ASSERT_EQ(NumericType(changing), type) << type.tostring();
-    const mpq_class value = reference::scaled(mpq_class(random.integer(-4000, 4000)),
-                                              type.wordLength() - type.fractionLength() - 11);
-    number x(value.get_d(), static_cast<unsigned>(type.wordLength()), false);
-    ASSERT_EQ(reference::valueOf(changing.quantize(x)),
-              reference::quantized(value, type, round, overflow, nullptr, changing.isDoubleBacked()))
-        << type.tostring() << ' ' << value;
+    const int w = type.wordLength(), f = type.fractionLength();
+    const mpz_class least = type.isSigned() ? mpz_class(-reference::pow2(w - 1)) : mpz_class(0);
+    const std::pair<number, mpz_class> constants[] = {{changing.eps(), 1},
+                                                      {changing.min(), least},
+                                                      {changing.max(), least + reference::pow2(w) - 1},
+                                                      {changing.range(), reference::pow2(w)}};
+    for (const auto& [constant, stored] : constants)
+      ASSERT_EQ(reference::valueOf(constant), reference::scaled(mpq_class(stored), -f)) << type.tostring();
+    const mpq_class value = reference::scaled(mpq_class(random.integer(-4000, 4000)), w - f - 11);
+    const mpq_class expected =
+        reference::quantized(value, type, round, overflow, nullptr, changing.isDoubleBacked());
+    number x(value.get_d(), static_cast<unsigned>(w), false), plain(value.get_d(), 8, false);
+    ASSERT_EQ(reference::valueOf(changing.quantize(x)), expected) << type.tostring() << ' ' << value;
+    changing.quantizeAll(plain);
+    ASSERT_EQ(reference::valueOf(plain), reference::roundedToBits(expected, 53)) << type.tostring() << value;
   }
 }
 
@@ -313,6 +324,47 @@ TEST(Quantizer, DiffersByWhatItsModeUses) {
   EXPECT_FALSE(q.isequal(quantizer(NumericType(true, 8, 4), RoundModeEnum::floor, OverflowModeEnum::wrap)));
 }
 
+TEST(Quantizer, RefusesWhatItHasNoFormatFor) {
+  using EmbeddedTypeSystem::DataTypeEnum;
+  quantizer q;
+  const auto expect = [](const char* error, const std::function<void()>& call) {
+    EXPECT_EQ(outcomeOf(call).identifier, std::string("numforge:quantizer:") + error);
+  };
+  for (const double length : {HUGE_VAL, -HUGE_VAL, double(NAN), 1e10, 0.5})
+    expect("notinteger", [&] { q.setFractionlength(length); });
+  EXPECT_EQ(q.fractionLength(), 15);
+  number x(0.3, 8, false);
+  double value = 0.3;
+  const struct {
+    QuantizerModeEnum mode;
+    DataTypeEnum dataType;
+    bool isSigned, hasPatterns;
+  } modes[] = {{QuantizerModeEnum::none, DataTypeEnum::Fixed, true, false},
+               {QuantizerModeEnum::ScaledDouble, DataTypeEnum::ScaledDouble, true, false},
+               {QuantizerModeEnum::UnsignedScaledDouble, DataTypeEnum::ScaledDouble, false, false},
+               {QuantizerModeEnum::singleMode, DataTypeEnum::Single, true, true},
+               {QuantizerModeEnum::boolean, DataTypeEnum::Boolean, false, true}};
+  for (const auto& row : modes) {
+    q.setMode(row.mode);
+    EXPECT_EQ(q.numericType().dataType(), row.dataType);
+    EXPECT_EQ(q.isSigned(), row.isSigned);
+    if (row.hasPatterns) continue;
+    expect("num2base:notdefined", [&] { (void)q.num2base(x, 2); });
+    expect("base2num:notdefined", [&] { q.base2num(x, "1", 2); });
+  }
+  q.setMode(QuantizerModeEnum::floatMode);
+  q.setFormat(20, 15);
+  q.setMode(QuantizerModeEnum::fixed);
+  q.setFormat(4, 0);
+  q.setMode(QuantizerModeEnum::floatMode);
+  q.updateparameters();
+  for (const std::function<void()>& use : std::initializer_list<std::function<void()>>{
+           [&] { q.quantize(x); }, [&] { q.quantize(&value, 1); }, [&] { (void)q.max(); },
+           [&] { (void)q.num2base(x, 2); }, [&] { q.base2num(x, "1", 2); }})
+    expect("wordlengthlargerthanexponent", use);
+  EXPECT_TRUE(x.todouble() == 0.3 && value == 0.3);
+}
+
 TEST(Quantizer, RoundsToFloatingPointFormats) {
   const Logging logging;
   Random random;
@@ -331,6 +383,11 @@ TEST(Quantizer, RoundsToFloatingPointFormats) {
     EXPECT_EQ(result, floatReference(value, m, e, round)) << value << " m " << m << " e " << e;
     EXPECT_EQ(q.noverflows(), std::isinf(result)) << value;
     EXPECT_EQ(q.nunderflows(), value != 0 && result == 0) << value;
+    number carried(2U, 100, NumberVector{}), taken(0.0, 100, false);
+    carried[1] = value;
+    EXPECT_EQ(q.quantize(carried, taken).todouble(), result) << value << " m " << m << " e " << e;
+    q.quantizeAll(carried);
+    EXPECT_TRUE(carried[1].todouble() == result && carried[0].iszero()) << value << " m " << m << " e " << e;
   }
   quantizer wide;
   wide.setFormat(80, 0);
@@ -396,6 +453,8 @@ TEST(Quantizer, CountsWhatTheOtherModesMeet) {
                    {scaledDouble, 7.9375, -far, 7.9375, -far, 0, 0},
                    {scaledDouble, 0.0625, -far, 0.0625, -far, 0, 1},
                    {scaledDouble, -8, 0, -8, 0, 0, 0},
+                   {scaledDouble, -8, -far, -8, -far, 1, 0},
+                   {scaledDouble, 0, 0, 0, 0, 0, 0},
                    {dbl, 1, far, 1, far, 0, 0},
                    {single, tie, far, 1 + std::ldexp(1.0, -23), 0, 0, 0},
                    {single, tie, -far, 1, 0, 0, 0},
@@ -408,6 +467,12 @@ TEST(Quantizer, CountsWhatTheOtherModesMeet) {
     EXPECT_EQ(reference::valueOf(x), mpq_class(c.expectedHigh) + mpq_class(c.expectedLow)) << c.type.tostring();
     EXPECT_EQ(q.noverflows(), c.overflows) << c.type.tostring() << c.low;
     EXPECT_EQ(q.nunderflows(), c.underflows) << c.type.tostring() << c.low;
+    if (&c.type == &boolean) continue;
+    x = -HUGE_VAL;
+    EXPECT_EQ(q.quantize(x).todouble(), -HUGE_VAL);
+    x = nan;
+    EXPECT_TRUE(std::isnan(q.quantize(x).todouble()));
+    EXPECT_EQ(q.noverflows(), c.overflows + 1) << "of an infinity, not of NaN";
   }
 }
 

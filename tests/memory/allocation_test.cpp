@@ -1,18 +1,21 @@
 /// Each allocation of each operation fails once: the operation raises what is prescribed and leaves its
 /// operands bit for bit as they were, records included, or it completes truly; nothing leaks, and the next call
 /// works.
+#include <pthread.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <functional>
+#include <thread>
 
 #include "qfcore/fi/fireference.h"
 #include "qfcore/host/binding.h"
 #include "qfcore/host/module.h"
 #include "qfcore/logging/filog.h"
 #include "qfcore/math/parallel.h"
+#include "qfcore/number/mpmemory.h"
 #include "qfcore/types/features.h"
 #include "tessel/language/interpreter.h"
 #include "tests/fi/arrays.h"
@@ -338,6 +341,42 @@ TEST_F(Allocation, FailsWhileThreadsStart) {
     EXPECT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0) << which;
   }
+}
+
+// Where nothing is at hand yet. What a thread frees after all that it keeps for itself leaves nothing behind.
+TEST_F(Allocation, FailsOnThreadsThatBegin) {
+  using embedded::number;
+  const auto textOf = [](number& x) { return (x = 1.25).fixed2base(3, true, 200, 1, -80, 0); };
+  number alone(1U, 200, embedded::NumberVector{});
+  const std::string expected = textOf(alone);
+  pthread_key_t atEnd{};
+  ASSERT_EQ(pthread_key_create(&atEnd, [](void* kept) { delete static_cast<number*>(kept); }), 0);
+  const auto fails = [&](int which) {
+    bool hasFailed = true;
+    std::thread([&] {
+      const auto make = [] { return std::make_unique<number>(40U, 200, embedded::NumberVector{}); };
+      try {
+        const FailingAllocation allocation(which);
+        EXPECT_EQ(textOf(*make()), expected);
+        hasFailed = allocation.hasFailed();
+      } catch (const ErrorIdException& error) {
+        EXPECT_EQ(error.identifier(), kOutOfMemory);
+      } catch (const std::bad_alloc&) {
+      }
+      EXPECT_FALSE(embedded::MpReserve::isInUse()) << which;
+      pthread_setspecific(atEnd, make().release());
+    }).join();
+    return hasFailed;
+  };
+  std::ptrdiff_t before = 0, after = 0;
+  for (int round = 0; round < 3; ++round) {
+    int failures = 0;
+    while (fails(failures + 1)) ++failures;
+    EXPECT_GT(failures, 4);
+    before = std::exchange(after, blocksInUse());
+  }
+  EXPECT_EQ(after, before);
+  pthread_key_delete(atEnd);
 }
 
 TEST_F(Allocation, FailsInEveryOperation) { failInOperations(kinds(), {2, 2}); }

@@ -8,6 +8,7 @@
 #include <memory>
 #include <utility>
 
+#include "qfcore/number/int256.h"
 #include "qfcore/number/numberfactory.h"
 #include "qfcore/number/wordconstants.h"
 #include "reference.h"
@@ -66,6 +67,7 @@ TEST(Operations, NamedCases) {
     EXPECT_FALSE(nan < one || nan >= one || nan == nan || nan > one || nan <= one);
     EXPECT_TRUE(nan != nan);
     EXPECT_EQ(nan.sign(), 0);
+    EXPECT_EQ(nan.unbiasedexponent(), -1);
     EXPECT_FALSE(nan.iszero() || nan.isnegative() || nan.isFinite() || nan.myisinf());
     number zero(0.0, precision, false);
     EXPECT_TRUE(std::signbit(zero.negate().todouble()));
@@ -123,6 +125,8 @@ TEST(Operations, FloatsOnLimbsAreThoseOfTheLibrary) {
     MpFloat a(bits()), b(bits());
     fill(a, random);
     fill(b, random);
+    const MpFloat& same = a;
+    a = same;
     if (random.integer(0, 9) == 0) b.assign(a, a.bits());
     if (random.integer(0, 9) == 0) mpfr_nextabove(b.get());
     EXPECT_EQ(a == b, mpfr_equal_p(a.get(), b.get()) != 0);
@@ -168,6 +172,35 @@ TEST(Operations, AssignmentTakesTheBitsThatAValueNeeds) {
                   bits, mpz_sizeinbase(mpz_class(stored >> mpz_scan1(stored.get_mpz_t(), 0)).get_mpz_t(), 2)));
     taken.assign(source, bits);
     EXPECT_TRUE(source.isNan() ? taken.isNan() : mpfr_equal_p(taken.get(), source.get()) != 0);
+  }
+}
+
+/// Whatever the bits of the float: it takes those that the integer needs.
+template <class Integer>
+void checkNative(MpFloat& x, const mpz_class& value, long fractionBits) {
+  Integer stored = 0;
+  for (int word = kBitsOf<Integer> / 32; word-- > 0;)
+    stored = (stored << 32) + static_cast<Integer>(Format{false, 32, 0}.pattern(value >> (32 * word)).get_si());
+  const unsigned before = x.bits();
+  setFromStored(x, stored, fractionBits);
+  EXPECT_EQ(x.bits(), std::max<std::size_t>(before, value == 0 ? 0 : mpz_sizeinbase(value.get_mpz_t(), 2)));
+  MpFloat expected(300);
+  mpfr_set_z_2exp(expected.get(), value.get_mpz_t(), -fractionBits, MPFR_RNDN);
+  EXPECT_EQ(x, expected) << value;
+  EXPECT_TRUE(storedInteger<Integer>(x, fractionBits) == stored) << value;
+}
+
+TEST(Operations, NativeIntegersBecomeFloatsAndReturn) {
+  Generator random;
+  for (int trial = 0; trial < 3000; ++trial) {
+    const int bits = random.integer(1, 255), f = random.integer(-300, 300);
+    const mpz_class value = random.coin() ? mpz_class(-random.bits(bits)) : random.bits(bits);
+    MpFloat x(static_cast<unsigned>(random.integer(1, 260)));
+    if (bits < 64) checkNative<std::int64_t>(x, value, f);
+    x.reset(static_cast<unsigned>(random.integer(1, 260)));
+    if (bits < 128) checkNative<Int128>(x, value, f);
+    x.reset(static_cast<unsigned>(random.integer(1, 260)));
+    checkNative<Int256>(x, value, f);
   }
 }
 
@@ -220,6 +253,7 @@ TEST(Operations, HypotTakesEveryMixture) {
         length.hypot(number(3e-200, p, false), number(4e-200, q, false));
         EXPECT_NEAR(length.todouble() / 5e-200, 1, 1e-15);
         EXPECT_TRUE(std::isnan(length.hypot(number(INFINITY, p, false), number(NAN, q, false)).todouble()));
+        EXPECT_TRUE(std::isnan(length.hypot(number(NAN, p, false), number(-INFINITY, q, false)).todouble()));
         EXPECT_EQ(length.hypot(number(-INFINITY, p, false), number(1, q, false)).todouble(), INFINITY);
       }
     }
@@ -257,6 +291,10 @@ TEST(Operations, StoredIntegersComeOutAsNativeIntegersAndWords) {
     number back(0.0, wide ? kWidePrecision : kDoublePrecision, false);
     back.setvalue(words, wordCount, format.isSigned, w, 1, format.exponent, 0);
     EXPECT_EQ(valueOf(back), valueOf(n));
+    int used = wordCount;
+    while (used > 0 && words[used - 1] == 0) --used;
+    back.setvalue(words, used, format.isSigned, w, 1, format.exponent, 0);
+    EXPECT_EQ(valueOf(back), valueOf(n)) << "words that are not told are zero";
   }
   // The one fraction length whose exponent is no int: what it makes is below or beyond all values.
   const unsigned one = 1;
@@ -271,6 +309,7 @@ TEST(Operations, StoredIntegersComeOutAsNativeIntegersAndWords) {
   EXPECT_EQ(large.fixed2uint32(32, 0), 4294967295U);
   EXPECT_EQ(large.fixed2int32(32, 0), INT32_MIN);
   EXPECT_EQ(number(-2.9, kDoublePrecision, false).fixed2int8(8, 0), -2);
+  EXPECT_EQ(number(-3e9, kDoublePrecision, false).fixed2int32(32, 0), INT32_MIN);
 }
 
 TEST(Operations, ScaledAssignment) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 
@@ -28,9 +29,10 @@ TEST(Radix, DigitsAreTheFewestThatHoldAWord) {
   }
 }
 
-void checkRoundTrip(Generator& random, const Format& format, int base, unsigned precision) {
+/// Of stored integers with so many zeros at their end.
+void checkRoundTrip(Generator& random, const Format& format, int base, unsigned precision, int zeros = 0) {
   number n(0.0, precision, false), back(0.0, precision, false);
-  const mpz_class stored = random.stored(format);
+  const mpz_class stored = random.stored({format.isSigned, format.wordLength - zeros, 0}) * pow2(zeros);
   ASSERT_TRUE(put(n, scaled(mpq_class(stored), format.exponent)));
   const auto [isSigned, w, e] = format;
   std::string text = n.fixed2base(base, isSigned, w, 1, e, 0);
@@ -50,13 +52,22 @@ TEST(Radix, PatternsGoToTextAndBack) {
     for (int base = 2; base <= 18; ++base) {
       const Format format{random.coin(), word, random.integer(-400, 50)};
       checkRoundTrip(random, format, base, kWidePrecision);
-      if (word <= 52) checkRoundTrip(random, format, base, kDoublePrecision);
+      checkRoundTrip(random, format, base, kDoublePrecision, std::max(word - 52, 0));
     }
   }
   for (const int word : {4096, 65535}) {
     for (const int base : {2, 10, 16})
       checkRoundTrip(random, {true, word, -word}, base, static_cast<unsigned>(word));
   }
+}
+
+TEST(Radix, PatternsTooLongForAFloatLeaveItAlone) {
+  const std::uint64_t pattern[] = {~0ULL, 1};
+  MpFloat narrow(64);
+  EXPECT_FALSE(setFromWordPattern(narrow, pattern, false, 65, 0));
+  EXPECT_TRUE(narrow.isZero());
+  EXPECT_TRUE(setFromWordPattern(narrow, pattern, true, 65, 3));
+  EXPECT_EQ(narrow.toDouble(), -8);
 }
 
 TEST(Radix, ValuesBesideTheGridRoundHalfAwayFromZero) {
@@ -110,9 +121,9 @@ TEST(Radix, FloatPatternsAreThoseOfIeee754) {
     if (!std::isnan(wide)) check(wide, 64, 11, bits);
     const auto small = std::bit_cast<float>(static_cast<std::uint32_t>(bits));
     if (!std::isnan(small)) check(small, 32, 8, static_cast<std::uint32_t>(bits));
-    // Rounding to single precision, ties to even, with carry into infinity.
-    const double beside = static_cast<double>(small) * (1 + std::ldexp(1.0, -24));
-    if (std::isfinite(small)) {
+    // Rounding to single precision, ties to even, with carry into infinity; and all that lies beyond.
+    for (const double beside : {static_cast<double>(small) * (1 + std::ldexp(1.0, -24)), wide}) {
+      if (std::isnan(beside)) continue;
       EXPECT_EQ(number(beside, kDoublePrecision, false).float2base(16, 32, 8),
                 padded(std::bit_cast<std::uint32_t>(static_cast<float>(beside)), 16, 8));
     }

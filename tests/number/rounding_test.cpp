@@ -113,6 +113,8 @@ TEST(Rounding, DoubleBodyKeepsWhatAddingOneHalfDoes) {
     EXPECT_EQ(number(c.x, kDoublePrecision, false).nearest().todouble(), c.nearest) << c.x;
     EXPECT_EQ(number(c.x, kDoublePrecision, false).round().todouble(), c.round) << c.x;
     EXPECT_EQ(number(c.x, kDoublePrecision, false).convergent().todouble(), c.convergent) << c.x;
+    EXPECT_EQ(convergent(c.x), c.convergent) << c.x;
+    EXPECT_EQ(convergent(c.x / 4, 2), c.convergent / 4) << c.x;
   }
   // Multiprecision has no such effects.
   EXPECT_EQ(number(0.49999999999999994, 64, false).nearest().todouble(), 0);

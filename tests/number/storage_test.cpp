@@ -53,6 +53,21 @@ TEST_P(Storage, CopiesAreScalarsAndDeepCopiesAreWhole) {
   EXPECT_TRUE(empty.isempty() && number(empty).isempty() && number(empty, NumberVector{}).isempty());
 }
 
+TEST_P(Storage, NothingCanBeDoneToNoValues) {
+  number empty(0U, GetParam(), NumberVector{});
+  for (const bool hasBody : {false, true}) {
+    empty.stridesort(true, 1, 0);
+    empty.stridesort2(nullptr, false, 0, 3);
+    empty.disp();
+    EXPECT_EQ(empty.getbody() != nullptr, hasBody);
+    number view(empty, CopyIndex{});
+    EXPECT_TRUE(std::unique_ptr<numberrepbody>(view.getbody()->clone())->isempty());
+    if (mpnumber* wide = view.multiprecision()) {
+      EXPECT_EQ(wide->modifiableIntegers<std::int64_t>(0), nullptr);
+    }
+  }
+}
+
 TEST_P(Storage, ViewsShareEverythingButTheIndex) {
   for (const unsigned count : {0U, 1U, 3U}) {
     number owner(count, GetParam(), NumberVector{});
@@ -79,6 +94,12 @@ TEST_P(Storage, ResizeKeepsWhatFits) {
   EXPECT_EQ(valuesOf(v.resize(1)), Values{1});
   EXPECT_EQ(valuesOf(v.resize(2)), (Values{1, 0}));
   EXPECT_EQ(valuesOf(v.resize(3, GetParam())), (Values{1, 0, 0}));
+  number window(v, CopyIndex{}, 1, 7);
+  window.resize(2, GetParam()).setIndex(1);
+  window = 4;
+  EXPECT_TRUE(number(window, CopyIndex{}, 2, 1).isempty());
+  EXPECT_EQ(valuesOf(number(window, CopyIndex{}, 1, 9)), Values{4});
+  EXPECT_EQ(valuesOf(v), (Values{1, 0, 4}));
   EXPECT_EQ(valuesOf(v.resize(2, 70)), (Values{0, 0}));
   EXPECT_EQ(v.getprecision(), 70U);
   EXPECT_NE(v.multiprecision(), nullptr);

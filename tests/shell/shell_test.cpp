@@ -386,6 +386,15 @@ TEST_F(Shell, FiguresAreShownInWindowsWhereThereIsAScreen) {
   }
 }
 
+TEST_F(Shell, ThreadsAreAsManyAsTheEnvironmentSays) {
+  const auto threads = [&](const std::string& setting) {
+    return runCommand("env " + setting + " '" TESSEL_SHELL "' -e \"fprintf('%d', feature('Threads'))\"").output;
+  };
+  EXPECT_EQ(threads("QFCORE_THREADS=3"), "3");
+  EXPECT_EQ(threads("QFCORE_THREADS=1000000"), "1024");
+  EXPECT_EQ(threads("QFCORE_THREADS=0"), threads("-u QFCORE_THREADS"));
+}
+
 TEST_F(Shell, VersionAndHelp) {
   EXPECT_EQ(run("--version").output.rfind("tessel ", 0), 0u);
   EXPECT_NE(run("--help").output.find("SCRIPT.tsl"), std::string::npos);
