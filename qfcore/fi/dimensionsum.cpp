@@ -1,9 +1,11 @@
 /// Sums along one dimension: element by element through the sum register, and by blocks over doubles.
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/exactness.h"
+#include "qfcore/fi/lastones.h"
 #include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/paths/fibers.h"
 #include "qfcore/fi/paths/integersums.h"
@@ -265,7 +267,7 @@ fi fi::sumAlong(unsigned dimension) const {
   Shape dims = dims_;
   if (dimension <= dims.size()) dims[dimension - 1] = 1;
   if (dimension == 1 && dims_[0] < 2 && dims[1] == 0) dims[1] = 1;
-  while (dims.size() > 2 && dims.back() == 1) dims.pop_back();
+  dims = withoutLastOnes(std::move(dims));
   const auto numDims = static_cast<unsigned>(dims.size());
   if (isempty())
     return fi(dims.data(), numDims, getNumericType(), getFimath(), iscomplex(), tag(), OperationTypeEnum::Sum);

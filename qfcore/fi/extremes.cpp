@@ -2,10 +2,12 @@
 #include <algorithm>
 #include <functional>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "qfcore/fi/exactness.h"
 #include "qfcore/fi/expansion.h"
+#include "qfcore/fi/lastones.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/paths/blocks.h"
 #include "qfcore/fi/paths/wideloops.h"
@@ -303,6 +305,7 @@ struct fi::Extremes {
     const unsigned length = a.getDimension(dimension);
     Shape dims = a.dims_;
     if (length > 1) dims[dimension - 1] = 1;
+    dims = withoutLastOnes(std::move(dims));
     unsigned stride = 1;
     for (unsigned d = 0; d + 1 < dimension && d < a.numDims(); ++d) stride *= a.dims_[d];
     positions = HostArray::zeros(ArrayClass::Double, tessel::Dimensions(dims.begin(), dims.end()));

@@ -2,9 +2,11 @@
 #include "qfcore/fi/filter.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/elementproduct.h"
+#include "qfcore/fi/lastones.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/paths/fibers.h"
 #include "qfcore/fi/paths/filterkernel.h"
@@ -86,7 +88,6 @@ class FilterRun {
 
   const fimath& math() const { return owner_.getFimath(); }
   const NumericType& sumType() const { return sum_.getNumericType(); }
-  bool isComplex() const { return isComplex_; }
 
   /// A signal to fill, of the type that comes out.
   fi signalOf(const fi::Shape& dims) const { return made(dims, output_.getNumericType()); }
@@ -363,6 +364,7 @@ fi dot(const fi& first, const fi& second, unsigned dimension) {
   FilterRun run("dot", a, a, second, length, 0);
   fi::Shape dims = areVectors ? fi::Shape{1, 1} : first.dims();
   if (along <= dims.size()) dims[along - 1] = 1;
+  dims = withoutLastOnes(std::move(dims));
   fi result = run.signalOf(dims);
   if (run.dot(a, second, fibers, result)) {
     run.finish(result);

@@ -7,6 +7,7 @@
 
 #include "qfcore/fi/exactness.h"
 #include "qfcore/fi/expansion.h"
+#include "qfcore/fi/lastones.h"
 #include "qfcore/fi/messages.h"
 #include "tessel/interruption.h"
 
@@ -199,7 +200,7 @@ fi product(const fi& x, unsigned dimension) {
   if (length == 0) {
     std::vector<unsigned> dims = sizes(x);
     dims[dimension - 1] = 1;
-    return ones(x, dims);
+    return ones(x, withoutLastOnes(std::move(dims)));
   }
   fi result = slice(x, dimension, 0, 1);
   for (unsigned k = 1; k < length; ++k) result = result.times(slice(x, dimension, k, 1));

@@ -2,8 +2,10 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "qfcore/fi/fi.h"
+#include "qfcore/fi/lastones.h"
 #include "qfcore/fi/messages.h"
 #include "qfcore/fi/positionmap.h"
 #include "qfcore/number/messages.h"
@@ -93,7 +95,7 @@ fi fi::reshape(const HostArray& sizes) const {
   }
   if (dims.size() < 2 || sizes.isComplex()) fail<kBadSizes>();
   if (count != numel_) fail<kCountChanges>();
-  while (dims.size() > 2 && dims.back() == 1) dims.pop_back();
+  dims = withoutLastOnes(std::move(dims));
   fi result(*this);
   result.copyDimensions(dims.data(), static_cast<unsigned>(dims.size()));
   return result;

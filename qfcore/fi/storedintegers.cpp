@@ -7,6 +7,7 @@
 
 #include "qfcore/fi/assignmentlog.h"
 #include "qfcore/fi/intarray.h"
+#include "qfcore/fi/lastones.h"
 #include "qfcore/fi/paths/patterns.h"
 #include "qfcore/number/wordconstants.h"
 #include "qfcore/types/features.h"
@@ -73,8 +74,7 @@ Dimensions chunkedDims(const fi::Shape& dims, unsigned chunks, DimensionMode mod
   } else {
     result.insert(result.begin(), chunks);
   }
-  while (result.size() > 2 && result.back() == 1) result.pop_back();
-  return result;
+  return withoutLastOnes(std::move(result));
 }
 
 /// The shape of the array whose chunks have the sizes `dims`.
