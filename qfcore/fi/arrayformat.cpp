@@ -74,7 +74,6 @@ bool ArrayFormat::isOf(const NumericType& type, const fimath& math) const {
   // Bit by bit: -0 and NaN are what users gave, and are to be shown as they are.
   return type_.wordLength() == type.wordLength() && type_.fixedExponent() == type.fixedExponent() &&
          type_.signedEnum() == type.signedEnum() && type_.dataTypeMode() == type.dataTypeMode() &&
-         type_.dataType() == type.dataType() && type_.scaling() == type.scaling() &&
          haveSameBits(type_.slopeAdjustmentFactor(), type.slopeAdjustmentFactor()) &&
          haveSameBits(type_.bias(), type.bias()) && type_.readOnly() == type.readOnly() &&
          type_.isVolatile() == type.isVolatile() && math_.isIdentical(math);

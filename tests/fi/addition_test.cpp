@@ -184,6 +184,21 @@ mpq_class factorOf(const NumericType& operand, const NumericType& sum) {
   return asConstant(ratio, type);
 }
 
+TEST_F(Addition, TypesOfSumsOfProductsGrowByTheTerms) {
+  const std::vector<unsigned> dims{5, 3};
+  const fi a = random.array(dims, NumericType(true, 10, 3), fimath(), true),
+           b = random.array(dims, NumericType(false, 8, 5), fimath(), false);
+  const NumericType product(true, 18, 8);
+  EXPECT_EQ(a.getSumTypeForMpyOp(b, product), NumericType(true, 19, 8));
+  EXPECT_EQ(a.getSumNumericTypeForMatrixMultiply(b, product), NumericType(true, 20, 8));
+  EXPECT_EQ(a.getSumNumericTypeForMatrixMultiply(a, product), NumericType(true, 20, 8));
+  EXPECT_EQ(a.getNumericTypeForLeadingDimensionSum(), NumericType(true, 13, 3));
+  EXPECT_EQ(a.getProductTypeForMpyOp(b), product);
+  const fi products = a.initializeProductRegister(fimath(), 60);
+  EXPECT_TRUE(products.isscalar() && products.getNumericType() == product);
+  EXPECT_EQ(products.realPart().getprecision(), 60U);
+}
+
 TEST_F(Addition, OfSlopeBiasValuesIsThatOfScaledTermsAndTheNetBias) {
   using EmbeddedTypeSystem::DataTypeEnum;
   using EmbeddedTypeSystem::ScalingEnum;
@@ -220,6 +235,9 @@ TEST_F(Addition, OfSlopeBiasValuesIsThatOfScaledTermsAndTheNetBias) {
           ASSERT_EQ(reference::valueOf(sum, k), q(both + bias, type))
               << ta.tostring() << tb.tostring() << type.tostring() << math.toString();
         }
+        a.initSlopeBiasCorrectionFactorsForPlus(b, sum);
+        const double held = subtract ? a.getBnetForSlopeBiasMinus() : a.getBnetForSlopeBiasPlus();
+        EXPECT_EQ(mpq_class(held), asConstant(type.isSigned() ? net : std::abs(net), type));
         q.expectRecordOf(sum);
       }
       a.initSlopeBiasCorrectionFactorsForEquals(b);

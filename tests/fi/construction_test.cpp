@@ -105,6 +105,40 @@ TEST(Construction, RefusesTypesThatNoArrayHasAndPadsShapes) {
   EXPECT_EQ(column.numDims(), 2U);
 }
 
+TEST(Construction, RefusesMoreElementsThanItCanCount) {
+  const unsigned solid[] = {65536, 65536, 2};
+  const HostArray farAndEmpty = HostArray::zeros(tessel::ArrayClass::Int8, {std::size_t{1} << 33, 0});
+  const char *refusal = "numforge:fi:outofmemory", *text = "Not enough memory to allocate new fi object.";
+  expectError([&] { fi(65536U, 65536U, NumericType()); }, refusal, text);
+  expectError([&] { fi(solid, 3, NumericType()); }, refusal, text);
+  expectError([&] { fi(&farAndEmpty, NumericType()); }, refusal, text);
+}
+
+// Of types and settings alike but for what changes no value.
+TEST(Construction, KeepsWhatItIsGiven) {
+  NumericType locked(true, 16, 4), unstable(locked), plain(locked);
+  locked.setReadOnly(true);
+  unstable.setVolatile(true);
+  fimath stepped;
+  stepped.setPrecisionMode(PrecisionModeEnum::Stepped);
+  for (int round = 0; round < 2; ++round) {
+    for (const NumericType& type : {plain, locked, unstable}) {
+      for (const fimath& math : {fimath(), stepped}) {
+        const fi x(1.5, type, math);
+        EXPECT_EQ(x.getNumericType().readOnly(), type.readOnly());
+        EXPECT_EQ(x.getNumericType().isVolatile(), type.isVolatile());
+        EXPECT_EQ(x.getFimath().precisionMode(), math.precisionMode());
+      }
+    }
+  }
+  const unsigned dims[] = {2, 1};
+  const quantizer q(NumericType(true, 8, 0), RoundModeEnum::floor, OverflowModeEnum::wrap);
+  fi x(dims, 2, NumericType(true, 16, 0), fimath(), false, q);
+  x.setIndex(1);
+  x.assignElement(fi(200.75, NumericType(true, 16, 4)));
+  EXPECT_EQ(x.realWorldReal(), -56);
+}
+
 TEST(Construction, MovedFromArraysAreEmpty) {
   const double values[] = {1, 2, 3};
   const unsigned dims[] = {1, 3};
@@ -251,6 +285,29 @@ TEST(Views, ShareElementsWithACursorOfTheirOwn) {
   expectError([&] { column.copyDimensions(dims, 2); }, refusal, text);
   expectError([&] { whole.setPrecision(60); }, refusal, text);
   expectError([&] { whole.updateAssignmentQuantizer(NumericType()); }, refusal, text);
+  expectError([&] { whole.setNumericType(NumericType(true, 9, 0)); }, refusal, text);
+  EXPECT_NO_THROW(whole.setPrecision(whole.getPrecision()));
+  expectError(
+      [&] { FiColumnReference(x, 7, 0); }, "numforge:fi:FiColumnReference:IndexOutOfRange",
+      "FiColumnReference::StartIndex + Length exceeds original matrix size in FiColumnReference constructor");
+  EXPECT_EQ(FiColumnReference(x, 4, 2).startIndex(), 4U);
+  fi &self = x, &view = whole;
+  x = self;
+  x = std::move(self);
+  view = self;
+  whole.setIndex(4);
+  EXPECT_EQ(whole.realWorldReal(), 7.25);
+  fi copy(1.0, NumericType());
+  copy = std::move(view);
+  copy.setIndex(4);
+  copy.assignElement(fi(9.0, NumericType(true, 16, 2)));
+  EXPECT_EQ(whole.realWorldReal(), 7.25) << "a copy of the elements, not of the view";
+  x.coordinateComplexity(true, 6);
+  fi(whole).setIsReal(true);
+  EXPECT_EQ(x.getComplexity(), 1);
+  whole.setIsReal(true);
+  EXPECT_EQ(x.getComplexity(), 0);
+  whole.setIsReal(false);
   const fi taken(std::move(static_cast<fi&>(column)));
   EXPECT_EQ(taken.numel(), 2U);
   EXPECT_EQ(x.numel(), 6U);

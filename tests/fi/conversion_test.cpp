@@ -3,6 +3,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <sstream>
 #include <string_view>
@@ -10,6 +11,7 @@
 #include "qfcore/fi/intarray.h"
 #include "qfcore/fi/paths/path.h"
 #include "qfcore/fi/paths/radixblocks.h"
+#include "qfcore/fi/wordfiles.h"
 #include "qfcore/number/radix.h"
 #include "qfcore/types/features.h"
 #include "tests/fi/arrays.h"
@@ -32,6 +34,12 @@ struct FootprintSwitch {
   ~FootprintSwitch() { s_feature_fi_33plus_memory_footprint = before; }
   bool before;
 };
+
+NumericType builtIn(DataTypeEnum dataType) {
+  NumericType type;
+  type.setDataType(dataType);
+  return type;
+}
 
 mpz_class patternOf(const fi& x, unsigned k, bool imaginary) {
   const mpz_class stored =
@@ -124,12 +132,113 @@ TEST(StoredIntegers, CorvaneLayoutReadsBackUnderBothSwitches) {
     back.setCorvaneIntArray(layout);
     EXPECT_EQ(contents(back), contents(x)) << x.getNumericType().tostring();
     fi native(2U, 2U, x.getNumericType());
-    native.setFromSIArray(x.createCVArray());
+    CorvaneArray stored = x.createCVArray();
+    EXPECT_EQ(stored.numel(), x.getCorvaneArray().numel());
+    native.setFromSIArray(stored);
     EXPECT_EQ(contents(native), contents(x)) << x.getNumericType().tostring();
+    (x.iscomplex() ? stored.imag : stored.real).push_back({});
+    EXPECT_NE(errorOf([&] { native.setFromSIArray(stored); }), "");
+    EXPECT_EQ(contents(native), contents(x)) << "after a refusal";
     const fi converted = fi::convertCorvaneIntArrayToFiArray(x.getCorvaneArray(), isSigned, w,
                                                              x.getNumericType().fractionLength());
     EXPECT_EQ(contents(converted), contents(x));
+    const fi taken = fi::convertCorvaneIntArrayToFiArraySteal(x.getCorvaneArray(), isSigned, w, 0),
+             sloped = fi::convertCorvaneIntArrayToFiArray(x.getCorvaneArray(), isSigned, w, 1.5, 7.0);
+    EXPECT_EQ(contents(taken), contents(x.stripscaling()));
+    for (unsigned k = 0; k < x.numel() && w < 50; ++k) {
+      sloped.setIndex(k);
+      EXPECT_EQ(sloped.realWorldReal(), reference::valueOf(taken, k).get_d() * 1.5 + 7);
+    }
   }
+  const fi truths(1.0, builtIn(DataTypeEnum::Boolean));
+  EXPECT_EQ(truths.createCVArray().elementClass, ArrayClass::Uint8);
+  for (const int wordLength : {0, 65536})
+    EXPECT_NE(errorOf([&] { fi::convertCorvaneIntArrayToFiArray(HostArray(), true, wordLength, 0); }), "");
+}
+
+// --- Files of words
+
+TEST(WordFiles, AreReadAsSimulatorsReadThem) {
+  Random random;
+  const char* between[] = {" ", "\n", "// 7\n", "-- 7\n", "/* 7\n */", "\t \n", "//", "/*"};
+  for (int trial = 0; trial < 500; ++trial) {
+    const NumericType type = random.type(1, 130);
+    const auto form = random.coin() ? WordFile::Memh : WordFile::Bits;
+    const int base = form == WordFile::Memh ? 16 : 2;
+    std::vector<mpz_class> memory;
+    std::string text;
+    std::size_t place = 0;
+    for (int count = random.integer(0, 9); count > 0; --count) {
+      if (base == 16 && random.integer(0, 3) == 0) {
+        place = static_cast<std::size_t>(random.integer(0, 40));
+        text += "@" + mpz_class(static_cast<unsigned long>(place)).get_str(-16) + "\n";
+      }
+      const mpz_class stored = random.stored({type.isSigned(), type.wordLength(), 0});
+      std::string digits =
+          reference::Format{true, type.wordLength(), 0}.pattern(stored).get_str(random.coin() ? base : -base);
+      if (random.coin()) digits.insert(0, "00");
+      if (random.coin()) digits.insert(digits.size() / 2, "_");
+      text += digits + between[random.integer(0, 5)];
+      if (memory.size() <= place) memory.resize(place + 1);
+      memory[place++] = stored;
+    }
+    text += between[random.integer(0, 7)];
+    const fi read = fromWordLines(text, form, type, fimath());
+    ASSERT_EQ(read.numel(), memory.size()) << text;
+    for (unsigned k = 0; k < read.numel(); ++k)
+      ASSERT_EQ(storedOf(reference::valueOf(read, k), type), memory[k]) << text;
+    const fi back = fromWordLines(wordLines(read, form), form, type, fimath());
+    EXPECT_TRUE(back.isequal(read));
+  }
+}
+
+TEST(WordFiles, RefuseWhatIsNoWordAndNoAddress) {
+  const NumericType byte(false, 8, 0), dbl = builtIn(DataTypeEnum::Double);
+  const std::pair<const char*, const char*> refused[] = {{"@", "address"},
+                                                         {"@g", "address"},
+                                                         {"@4000000", "address"},
+                                                         {"@1234567890123456", "address"},
+                                                         {"@1_0000_000 @", "address"},
+                                                         {"1g", "word"},
+                                                         {"x", "word"},
+                                                         {"100", "word"},
+                                                         {"1,2", "word"}};
+  for (const auto& [text, error] : refused)
+    EXPECT_EQ(errorOf([&, t = text] { fromWordLines(t, WordFile::Memh, byte, fimath()); }),
+              std::string("numforge:fi:wordfile:") + error)
+        << text;
+  EXPECT_EQ(errorOf([&] { fromWordLines("12", WordFile::Bits, byte, fimath()); }), "numforge:fi:wordfile:word");
+  const fi complex(1.0, byte), real(1.0, dbl), wide(1.0, NumericType(true, 65, 0));
+  for (const auto& write : {std::function<void()>([&] { fromWordLines("1", WordFile::Memh, dbl, fimath()); }),
+                            {[&] { wordLines(complex.complex(), WordFile::Memh); }},
+                            {[&] { wordLines(real, WordFile::Bits); }}})
+    EXPECT_EQ(errorOf(write), "numforge:fi:wordfile:real");
+  for (const char* name : {"", "1a", "a-b"})
+    EXPECT_EQ(errorOf([&] { cHeader(complex, name); }), "numforge:fi:wordfile:name");
+  EXPECT_EQ(errorOf([&] { cHeader(wide, "a_1"); }), "numforge:fi:wordfile:length");
+}
+
+TEST(WordFiles, HeadersOfCHoldEveryInteger) {
+  const auto bodyOf = [](const fi& x) {
+    const std::string header = cHeader(x, "a_1");
+    return header.substr(header.find("#define A_1_LENGTH"));
+  };
+  NumericType sloped(false, 8, 0);
+  sloped.setScaling(EmbeddedTypeSystem::ScalingEnum::SlopeBias);
+  sloped.setSlope(0.75);
+  sloped.setBias(-2);
+  EXPECT_EQ(bodyOf(fi(4.0, sloped)),
+            "#define A_1_LENGTH 1\n/* value = 0.75 * stored + -2 */\n"
+            "static const uint8_t a_1[1] = {\n  8,\n};\n\n#endif\n");
+  EXPECT_EQ(bodyOf(fi(0U, 1U, NumericType(true, 20, 2))),
+            "#define A_1_LENGTH 0\n/* value = stored * 2^-A_1_FRACTION_LENGTH */\n"
+            "#define A_1_FRACTION_LENGTH 2\nstatic const int32_t a_1[1] = {\n  0\n};\n\n#endif\n");
+  EXPECT_NE(bodyOf(fi(-0x1p63, NumericType(true, 64, 0))).find("-INT64_C(9223372036854775807) - 1,"),
+            std::string::npos);
+  EXPECT_NE(bodyOf(fi(0x1p64, NumericType(false, 64, 0))).find("UINT64_C(18446744073709551615),"),
+            std::string::npos);
+  std::istringstream lines(bodyOf(fi(100U, 1U, NumericType(true, 33, 0))));
+  for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), 100U);
 }
 
 TEST(StoredIntegers, IntegersOfTheHostAreExactUpTo64Bits) {

@@ -309,6 +309,10 @@ TEST(Indexing, PositionOperationsCheckTheirPositions) {
   EXPECT_EQ(errorOf([&] { x.subscriptedOverwriteAssignment(row({1, -2}), rhs); }), "numforge:fi:badindex");
   x.subscriptedDelete(row({4, 1}));
   EXPECT_EQ(contents(x), "1x2x 1 3");
+  x.subscriptedOverwriteAssignment(row({-1, 2}), HostArray::scalar(-4.6));
+  EXPECT_EQ(contents(x), "1x2x -5 3");
+  x.subscriptedGrowAssignmentFromStruct(reference::indexOf({row({4})}), rhs);
+  EXPECT_EQ(contents(x), "1x4x -5 3 0 127");
   x.copydata(rhs);
   EXPECT_EQ(contents(x), "1x1x 127");
 }

@@ -269,8 +269,31 @@ inline const Operation kProducts[] = {
 /// Makes random operands for the rows above.
 class OperationsTest : public ArithmeticTest {
  protected:
+  /// Values of such types need not be on a grid, or have none.
+  NumericType anyTypeOfDoubles() {
+    const NumericType* builtIns[] = {&kBoolean, &kSingle, &kDouble};
+    if (random.coin()) return *builtIns[random.integer(0, 2)];
+    const bool isSloped = random.integer(0, 3) == 0;
+    using EmbeddedTypeSystem::ScalingEnum;
+    return NumericType(EmbeddedTypeSystem::DataTypeEnum::ScaledDouble,
+                       isSloped ? ScalingEnum::SlopeBias : ScalingEnum::BinaryPoint, random.coin(),
+                       random.integer(1, 90), isSloped ? 1.5 : 1,
+                       random.integer(0, 5) == 0 ? random.integer(-1060, 1010) : random.integer(-40, 40),
+                       isSloped ? 0.5 : 0);
+  }
+
+  fi anyArray(const std::vector<unsigned>& dims, const NumericType& type, const fimath& math) {
+    const bool isComplex = random.integer(0, 3) == 0;
+    if (type.isFixed()) return random.array(dims, type, math, isComplex);
+    qlogger::setLogging(false);
+    return Operands::moved(random.array(dims, NumericType(true, 30, random.integer(-30, 60)), math,
+                                        isComplex && !type.isBoolean()),
+                           type);
+  }
+
   /// Of scales near one, or far from it.
   NumericType anyType(bool isFar) {
+    if (!isFar && random.integer(0, 7) == 0) return anyTypeOfDoubles();
     const int w = random.integer(1, random.coin() ? longestWord_ : 52),
               far = random.coin() ? random.integer(900, 1060) : -random.integer(850, 960);
     const int f = isFar ? far : random.integer(-60, w + 60);
@@ -322,14 +345,10 @@ class OperationsTest : public ArithmeticTest {
     const fimath math = settings();
     const std::vector<unsigned> dims = anyShape(), one{1, 1};
     const auto size = [&] { return random.integer(0, 4) == 0 ? one : dims; };
-    const auto isComplex = [&] { return random.integer(0, 3) == 0; };
     const NumericType type = anyType(isFar);
-    return {random.array(size(), type, math, isComplex()),
-            random.array(size(), anyType(isFar), math, isComplex()),
-            random.array(size(), type, math, isComplex()),
-            anyType(isFar),
-            random.integer(-20, 20),
-            integers(size(), 1, type.wordLength()),
+    return {anyArray(size(), type, math), anyArray(size(), anyType(isFar), math),
+            anyArray(size(), type, math), anyType(isFar),
+            random.integer(-20, 20),      integers(size(), 1, type.wordLength()),
             integers(size(), 0, 1)};
   }
 

@@ -128,8 +128,9 @@ TEST_F(Paths, OfChangesThroughViewsReachTheTargetOrAreRefused) {
       const std::string ofView = run(*viewed.view);
       SCOPED_TRACE(std::string(change.name) + arrays.a.getNumericType().tostring() + ", " +
                    arrays.b.getNumericType().tostring() + (viewed.isAmidOthers() ? " amid others" : ""));
-      if (!isAllowed) {
-        ASSERT_EQ(ofView.substr(0, std::strlen(kRefusal)), kRefusal);
+      const bool isRefused = ofView.starts_with(kRefusal);
+      if (!isAllowed || (isRefused && outcome.starts_with("numforge:"))) {  // maybe for another reason
+        ASSERT_TRUE(isRefused) << ofView;
         ASSERT_EQ(described(viewed.target), described(before));
         continue;
       }
@@ -160,7 +161,7 @@ TEST_F(Paths, OfOperandsThatAreViewsOfTheTargetReadItsOldElements) {
       },
       [](fi& x, const fi& y) { x.subsasgnScalarIndexing(2, y); }};
   for (int trial = 0; trial < 200; ++trial) {
-    const fi before = random.array({3, 1}, anyType(false), settings(), random.coin());
+    const fi before = anyArray({3, 1}, anyType(false), settings());
     const unsigned first = static_cast<unsigned>(random.integer(0, 2));
     for (const auto& change : changes) {
       for (const bool isWhole : {true, false}) {

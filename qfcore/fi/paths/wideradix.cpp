@@ -165,7 +165,6 @@ class RowBlock {
         count_(std::min(PatternBytes::kPatterns, rows_ - first)),
         meaning_(meaning) {}
 
-  std::size_t count() const { return count_; }
   unsigned char at(std::size_t k, std::size_t column) const {
     return meaning_[static_cast<unsigned char>(text_[column * rows_ + k])];
   }
