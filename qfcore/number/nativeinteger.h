@@ -62,7 +62,7 @@ void setFromStored(MpFloat& x, Integer stored, long fractionBits) {
   if (high != 0) {
     const Uint128 shifted = static_cast<Uint128>(magnitude) << unused;
     limbs[top] = static_cast<mp_limb_t>(shifted >> GMP_NUMB_BITS);
-    if (top > 0) limbs[top - 1] = static_cast<mp_limb_t>(shifted);
+    limbs[top - 1] = static_cast<mp_limb_t>(shifted);
   } else {
     limbs[top] = low << unused;
   }

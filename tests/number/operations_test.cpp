@@ -188,13 +188,17 @@ void checkNative(MpFloat& x, const mpz_class& value, long fractionBits) {
   mpfr_set_z_2exp(expected.get(), value.get_mpz_t(), -fractionBits, MPFR_RNDN);
   EXPECT_EQ(x, expected) << value;
   EXPECT_TRUE(storedInteger<Integer>(x, fractionBits) == stored) << value;
+  expected.setBits(std::max(static_cast<unsigned>(mpfr_min_prec(expected.get())), 1U));
+  EXPECT_TRUE(storedInteger<Integer>(expected, fractionBits) == stored) << value << " in as few bits as can be";
 }
 
 TEST(Operations, NativeIntegersBecomeFloatsAndReturn) {
   Generator random;
   for (int trial = 0; trial < 3000; ++trial) {
-    const int bits = random.integer(1, 255), f = random.integer(-300, 300);
-    const mpz_class value = random.coin() ? mpz_class(-random.bits(bits)) : random.bits(bits);
+    const int bits = random.integer(1, 255), zeros = random.coin() ? random.integer(0, bits) : 0;
+    const mpz_class magnitude = random.bits(bits - zeros) * pow2(zeros);
+    const mpz_class value = random.coin() ? mpz_class(-magnitude) : magnitude;
+    const int f = random.integer(-300, 300);
     MpFloat x(static_cast<unsigned>(random.integer(1, 260)));
     if (bits < 64) checkNative<std::int64_t>(x, value, f);
     x.reset(static_cast<unsigned>(random.integer(1, 260)));
