@@ -80,7 +80,11 @@ class IntegerStep {
 
   template <bool Counts>
   Integer apply(Integer value, [[maybe_unused]] IntegerTally<Integer>* tally) const {
-    const Integer rounded = isShort_ ? roundedShort<true>(value) : roundedLong(value);
+    // Of long integers every shift is several, and none is often enough.
+    const bool losesNothing = kBitsOf<Integer> > kHigh && down_ == 0;
+    const Integer rounded = losesNothing ? value << up_
+                            : isShort_   ? roundedShort<true>(value)
+                                         : roundedLong(value);
     const Integer landed = inRange(rounded);
     if constexpr (Counts) {
       tally->underflows += rounded == 0 && value != 0;
@@ -93,8 +97,13 @@ class IntegerStep {
   [[gnu::always_inline]] Integer applyShort(Integer value) const {
     if constexpr (std::is_same_v<Integer, Int128>) {
       if (endsInHigh_) {
-        const auto rounded =
-            static_cast<std::int64_t>(withAddend<DependsOnValue>(value) >> kHigh) >> (down_ - kHigh);
+        // Its upper half alone tells whether what is left is odd.
+        const auto high = static_cast<std::int64_t>(value >> kHigh);
+        Integer addend = addend_.base;
+        if constexpr (DependsOnValue)
+          addend += ((high >> (down_ - kHigh)) & static_cast<std::int64_t>(addend_.ifOdd)) +
+                    (signOf(value) & addend_.ifNegative);
+        const auto rounded = static_cast<std::int64_t>((value + addend) >> kHigh) >> (down_ - kHigh);
         if (static_cast<std::uint64_t>(rounded) - static_cast<std::uint64_t>(min_) >
             static_cast<std::uint64_t>(span_)) [[unlikely]]
           return broughtIntoRange(rounded);
