@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <utility>
+#include <vector>
 
 #include "qfcore/fi/arithmeticstate.h"
 #include "qfcore/fi/exactness.h"
@@ -10,8 +11,10 @@
 #include "qfcore/fi/paths/fibers.h"
 #include "qfcore/fi/paths/integersums.h"
 #include "qfcore/fi/paths/operations.h"
+#include "qfcore/fi/paths/wideloops.h"
 #include "qfcore/fi/resulttypes.h"
 #include "qfcore/fi/scratch.h"
+#include "tessel/interruption.h"
 
 namespace embedded {
 
@@ -175,6 +178,63 @@ class IntegerFiberSums {
   IntegerSum<Stored> add_;
 };
 
+/// The same for values of any length, into the sums' type.
+class WideFiberSums {
+ public:
+  /// Both parts must outlive this; sums and terms have so many bits.
+  WideFiberSums(const fi& x, const number& part, const Fibers& fibers, const Identities& identity,
+                unsigned precision, number& sums)
+      : from_(x, part), fibers_(fibers), identity_(identity), precision_(precision), sums_(sums) {}
+
+  template <bool KeepsAll>
+  void run(std::size_t fiber, std::size_t count, const quantizer& q) const {
+    WideScratch sum(precision_), term(precision_);
+    for (std::size_t k = fiber; k < fiber + count; ++k) {
+      sum.asNumber() = 0.0;
+      addTerms(sum, term, fibers_.first(k), 0, fibers_.length, q, [&](std::size_t place) {
+        if constexpr (KeepsAll) storeExactly(sum.asNumber(), sums_, static_cast<unsigned>(place));
+      });
+      if (!KeepsAll) storeExactly(sum.asNumber(), sums_, static_cast<unsigned>(k));
+    }
+  }
+
+  /// The only fiber's sum where each partial one is a value of the type, so that their order does not matter.
+  void runInParts(const quantizer& q) const {
+    const std::size_t pieces = detail::pieceCount(fibers_.length, kSharedWide);
+    std::vector<WideScratch> partial;
+    partial.reserve(pieces);
+    while (partial.size() < pieces) partial.emplace_back(precision_);
+    shareRanges(fibers_.length, pieces, 1, [&](std::size_t piece, std::size_t first, std::size_t size) {
+      WideScratch term(precision_);
+      addTerms(partial[piece], term, 0, first, size, q, [](std::size_t) {});
+    });
+    for (std::size_t piece = 1; piece < pieces; ++piece) Add::apply(*partial[0], *partial[0], *partial[piece]);
+    storeExactly(partial[0].asNumber(), sums_, 0);
+  }
+
+ private:
+  template <class Keep>
+  void addTerms(WideScratch& sum, WideScratch& term, std::size_t start, std::size_t first, std::size_t count,
+                const quantizer& q, Keep keep) const {
+    constexpr std::size_t kTermsAtOnce = 4096;
+    for (std::size_t k = first; k < first + count; ++k) {
+      if (k % kTermsAtOnce == 0) tessel::raiseIfInterrupted();
+      const std::size_t place = start + k * fibers_.stride;
+      term.take(from_, static_cast<unsigned>(place));
+      if (!identity_.cast) q.quantize(term.asNumber());
+      Add::apply(*sum, *sum, *term);
+      if (!identity_.sum) q.quantize(sum.asNumber());
+      keep(place);
+    }
+  }
+
+  WideOperand from_;
+  Fibers fibers_;
+  Identities identity_;
+  unsigned precision_;
+  number& sums_;
+};
+
 /// The same for values of every kind, through the register.
 void sumFibers(const fi& terms, const Fibers& fibers, bool keepsAll, fi& sumRegister, fi& result) {
   const fi x(terms, Reading{});
@@ -227,7 +287,10 @@ struct fi::DimensionSums {
                                                                        x.getFimath().castBeforeSum(), false);
     const bool hasIntegers = sizes != IntegerSizes::None,
                hasBlocks = isShort && !(hasIntegers && areInTurn && areDoubles(x) && !q.logger().isOn());
-    const Path path = choosePath({.hasBlocks = hasBlocks, .hasIntegers = hasIntegers}, x, result);
+    const Path path = choosePath({.hasBlocks = hasBlocks,
+                                  .hasIntegers = hasIntegers,
+                                  .wideLoops = isShort ? WideLoops::None : WideLoops::OfAny},
+                                 x, result);
     const auto share = [&](std::size_t worthwhile, auto sumFibers) {
       shareLoop(fibers.count, std::max<std::size_t>(worthwhile / fibers.length, 1), std::array{&q}, sumFibers);
     };
@@ -253,6 +316,18 @@ struct fi::DimensionSums {
         sumPart(x.realPart_, result.realPart_);
         if (x.iscomplex()) sumPart(x.imagPart_, result.imagPart_);
       });
+    } else if (path == Path::Wide) {
+      const Identities identity = identities();
+      const auto sumPart = [&](const number& part, number& target) {
+        makeStorable(target);
+        const WideFiberSums sums(x, part, fibers, identity, sumRegister.realPart_.getprecision(), target);
+        if (!KeepsAll && identity.sum && fibers.count == 1) return sums.runInParts(q);
+        share(kSharedWide, [&](std::size_t first, std::size_t count, const auto& own) {
+          sums.template run<KeepsAll>(first, count, *own[0]);
+        });
+      };
+      sumPart(x.realPart_, result.realPart_);
+      if (x.iscomplex()) sumPart(x.imagPart_, result.imagPart_);
     } else {
       sumFibers(x, fibers, KeepsAll, sumRegister, result);
     }
