@@ -72,11 +72,14 @@ ArrayFormat::~ArrayFormat() = default;
 
 bool ArrayFormat::isOf(const NumericType& type, const fimath& math) const {
   // Bit by bit: -0 and NaN are what users gave, and are to be shown as they are.
-  return type_.wordLength() == type.wordLength() && type_.fixedExponent() == type.fixedExponent() &&
-         type_.signedEnum() == type.signedEnum() && type_.dataTypeMode() == type.dataTypeMode() &&
+  // The settings come first: behind the others compilers take them for rarely asked, and call a function for
+  // each.
+  return math_.isIdentical(math) && type_.wordLength() == type.wordLength() &&
+         type_.fixedExponent() == type.fixedExponent() && type_.signedEnum() == type.signedEnum() &&
+         type_.dataTypeMode() == type.dataTypeMode() &&
          haveSameBits(type_.slopeAdjustmentFactor(), type.slopeAdjustmentFactor()) &&
          haveSameBits(type_.bias(), type.bias()) && type_.readOnly() == type.readOnly() &&
-         type_.isVolatile() == type.isVolatile() && math_.isIdentical(math);
+         type_.isVolatile() == type.isVolatile();
 }
 
 ArrayFormat::Ptr ArrayFormat::of(const NumericType& type, const fimath& math) {
