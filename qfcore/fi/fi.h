@@ -556,8 +556,7 @@ class QFCORE_API fi : public HeldArray {
   /// The same with values that mean nothing until the maker has set them all.
   fi unset(const Shape& dims, bool isComplex) const;
   fi detached() const;
-  /// An array of this type to fill and then `replaceElements` with: as `unset`, once that is known to be
-  /// allowed.
+  /// An array of this type to fill and then `replaceElements` with: as `unset`, if that is allowed.
   fi replacement(const Shape& dims, bool isComplex) const;
   /// The elements and, as far as a view sees all of its target's, the complexity become those of `source`, an
   /// array of this shape and type. Where it fails, it does so before anything changes.
