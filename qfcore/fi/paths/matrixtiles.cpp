@@ -111,17 +111,19 @@ void MatrixTiles::addProducts(const Tile& part, std::size_t first, std::size_t d
     Place places[kColumns];
     alignas(kLanes * sizeof(double)) Sums totals;
     std::size_t count = 0;
+    const double *left = strips, *right = matrices_.b;
     for (std::size_t j = 0; j < kColumns; ++j) {
+      if (column < part.columns) {
+        left = strips + row * depth;
+        right = matrices_.b + (part.column + column) * matrices_.inner + first;
+        places[count++] = {matrices_.result + (part.column + column) * matrices_.rows + part.row + row,
+                           std::min(kLanes, part.rows - row)};
+        row += kLanes;
+        if (row >= part.rows) row = 0, ++column;
+      }
       // Columns beyond the last do what the one before them does, and nobody looks.
-      const bool isLeft = column < part.columns;
-      factors.left[j] = isLeft ? strips + row * depth : factors.left[j - 1];
-      factors.right[j] =
-          isLeft ? matrices_.b + (part.column + column) * matrices_.inner + first : factors.right[j - 1];
-      if (!isLeft) continue;
-      places[count++] = {matrices_.result + (part.column + column) * matrices_.rows + part.row + row,
-                         std::min(kLanes, part.rows - row)};
-      row += kLanes;
-      if (row >= part.rows) row = 0, ++column;
+      factors.left[j] = left;
+      factors.right[j] = right;
     }
     for (std::size_t j = 0; j < count && first > 0; ++j)
       copyScaled(places[j].start, places[j].rows, products_.grid.unitsPerOne, totals[j]);
