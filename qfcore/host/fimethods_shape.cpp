@@ -38,11 +38,11 @@ fi inTypeOf(const fi& model, const HostArray& array) {
 /// Joins arrays, from argument `first` on, in the type of the first that is a fi. With a cell among them the
 /// host makes a cell of all.
 Arrays join(const char* name, Arrays& inputs, std::size_t first) {
-  const auto begin = inputs.begin() + static_cast<std::ptrdiff_t>(std::min(first, inputs.size()));
+  const auto begin = inputs.begin() + static_cast<std::ptrdiff_t>(first);
   const auto model =
       std::find_if(begin, inputs.end(), [](const HostArray& a) { return unwrapped<fi>(a) != nullptr; });
   const bool isCell = std::any_of(begin, inputs.end(), [](const HostArray& a) { return a.isCell(); });
-  for (std::size_t k = 0; k < first && k < inputs.size(); ++k) inputs[k] = numbersOf(inputs[k]);
+  for (std::size_t k = 0; k < first; ++k) inputs[k] = numbersOf(inputs[k]);
   if (isCell || model == inputs.end()) return tessel::callBuiltin(name, inputs);
   std::list<fi> converted;
   std::vector<const fi*> operands;

@@ -97,7 +97,7 @@ TEST_P(Storage, ResizeKeepsWhatFits) {
   number window(v, CopyIndex{}, 1, 7);
   window.resize(2, GetParam()).setIndex(1);
   window = 4;
-  EXPECT_TRUE(number(window, CopyIndex{}, 2, 1).isempty());
+  for (const unsigned first : {2U, 9U}) EXPECT_TRUE(number(window, CopyIndex{}, first, 1).isempty());
   EXPECT_EQ(valuesOf(number(window, CopyIndex{}, 1, 9)), Values{4});
   EXPECT_EQ(valuesOf(v), (Values{1, 0, 4}));
   EXPECT_EQ(valuesOf(v.resize(2, 70)), (Values{0, 0}));

@@ -13,6 +13,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -186,7 +187,12 @@ TEST_F(Shell, LostOutputIsAnError) {
 class Terminal {
  public:
   explicit Terminal(const winsize* size = nullptr) : shell_(forkpty(&file_, nullptr, nullptr, size)) {
-    if (shell_ == 0) execl(TESSEL_SHELL, TESSEL_SHELL, nullptr);
+    // As a process's number, what stands for a failure would have the end of this reach every process there is.
+    if (shell_ < 0) throw std::system_error(errno, std::generic_category(), "no terminal can be opened");
+    if (shell_ == 0) {
+      execl(TESSEL_SHELL, TESSEL_SHELL, nullptr);
+      _exit(127);
+    }
   }
   ~Terminal() {
     // A shell that ends by itself tells what it has run, in builds that count that.
