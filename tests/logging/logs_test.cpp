@@ -214,6 +214,13 @@ TEST_F(Logs, AMergeCoversBothRecords) {
   merged.merge(quantized(5, 1.25, -1));
   EXPECT_EQ(merged.maxlog(), 8);
   EXPECT_EQ(merged.minlog(), 5.25);
+  const quantizer plain({true, 20, 10}, RoundModeEnum::floor, OverflowModeEnum::saturate);
+  number x(9.5, 52, false);
+  plain.quantize(x);
+  filog mixed("t", quantized(4, 1.5, 2));
+  mixed.merge(plain.logger());
+  EXPECT_EQ(mixed.maxlog(), 9.5);
+  EXPECT_EQ(mixed.minlog(), 8);
 }
 
 TEST_F(Logs, TotalsAreShownAndForgottenOnlyWhileLoggingIsOn) {
