@@ -1,6 +1,7 @@
 # Reading headers takes a third of a build. What ships reads those that most sources include once a library; the other presets
-# read them in each source, and so tell of an include that is missing. g++ forgets the `#pragma GCC diagnostic` of precompiled headers, with which
-# these keep two of its warnings from their own functions; a build without (.ci/run) has these warnings for all sources.
+# read them in each source, and so tell of an include that is missing. g++ forgets the `#pragma GCC diagnostic` of precompiled
+# headers, with which these keep two of its warnings from their own functions; a build without (.ci/run) has these warnings for all
+# sources.
 option(QFCORE_PRECOMPILE "Read common headers once a library in release builds" ${PROJECT_IS_TOP_LEVEL})
 set(read_by_most <algorithm> <array> <bit> <cmath> <cstddef> <cstdint> <cstdio> <cstdlib> <cstring> <iterator>
   <limits> <memory> <new> <optional> <span> <string> <string_view> <type_traits> <utility> <vector>
