@@ -6,37 +6,14 @@
 #include <atomic>
 #include <cstdlib>
 #include <exception>
-#include <memory>
-#include <mutex>
 
 #include "qfcore/math/threadpool.h"
 #include "qfcore/number/exponentrange.h"
 #include "qfcore/types/features.h"
 
-#ifdef __SANITIZE_THREAD__
-#define QFCORE_THREAD_SANITIZER
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define QFCORE_THREAD_SANITIZER
-#endif
-#endif
-#ifdef QFCORE_THREAD_SANITIZER
-#include <sanitizer/tsan_interface.h>
-#endif
-
 namespace embedded {
 
 namespace {
-
-// The library that keeps the threads is not built with ThreadSanitizer, which therefore is told what each
-// thread sees when it begins, and what the caller sees in the end; nothing of what happens between pieces.
-#ifdef QFCORE_THREAD_SANITIZER
-void show(char& place) { __tsan_release(&place); }
-void see(char& place) { __tsan_acquire(&place); }
-#else
-void show(char&) {}
-void see(char&) {}
-#endif
 
 unsigned firstCount() {
   const char* wanted = std::getenv("QFCORE_THREADS");
@@ -52,13 +29,11 @@ std::atomic<unsigned>& count() {
   return threads;
 }
 
-std::shared_ptr<ThreadPool> threads;
-std::mutex startsThreads;  // several threads of a program may compute at once
 /// Within a piece: what it calls runs on its thread alone.
 thread_local bool isInPiece = false;
 
-/// The child of a process that forks has no threads but its own, and the library that keeps them would wait for
-/// the others for ever. Programs fork as many children as they have processors anyway.
+/// The child of a process that forks has no threads but its own, and a lock of theirs may be held for ever.
+/// Programs fork as many children as they have processors anyway.
 bool isForked = false;
 [[maybe_unused]] const int isToldOfForks = pthread_atfork(nullptr, nullptr, [] { isForked = true; });
 
@@ -92,14 +67,17 @@ class Pieces {
   Pieces(std::size_t count, const std::function<void(std::size_t piece)>& work)
       : work_(work), count_(count), firstFailed_(count), failures_(count) {}
 
-  void runOnAll(ThreadPool& pool) {
-    show(begin_);
-    pool.run([](void* pieces) { static_cast<Pieces*>(pieces)->run(); }, this);
-    see(end_);
+  void runOn(unsigned threads) {
+    runOnThreads(
+        threads - 1, [](void* pieces) { static_cast<Pieces*>(pieces)->run(); }, this);
   }
+  void throwFirstFailure() const {
+    if (firstFailed_ < count_) std::rethrow_exception(failures_[firstFailed_]);
+  }
+
+ private:
   /// Until none is left.
   void run() noexcept {
-    see(begin_);
     isInPiece = true;
     widenExponentRange();
     // What comes behind a failure would not have been reached by one thread.
@@ -114,36 +92,19 @@ class Pieces {
       }
     }
     isInPiece = false;
-    show(end_);
-  }
-  void throwFirstFailure() const {
-    if (firstFailed_ < count_) std::rethrow_exception(failures_[firstFailed_]);
   }
 
- private:
   const std::function<void(std::size_t piece)>& work_;
   std::size_t count_;
   std::atomic<std::size_t> next_ = 0, firstFailed_;
   std::vector<std::exception_ptr> failures_;
-  char begin_ = 0, end_ = 0;  // places for ThreadSanitizer
 };
 
 }  // namespace
 
 void runPieces(std::size_t count, const std::function<void(std::size_t piece)>& work) {
   Pieces pieces(count, work);
-  try {
-    std::shared_ptr<ThreadPool> pool;
-    {
-      const std::lock_guard lock(startsThreads);
-      if (!threads || threads->count() != threadCount()) threads = std::make_shared<ThreadPool>(threadCount());
-      pool = threads;
-    }
-    pieces.runOnAll(*pool);
-  } catch (const std::exception&) {
-    // No memory for other threads, or too many of them in the system: this one does what is left.
-  }
-  pieces.run();
+  pieces.runOn(threadCount());
   pieces.throwFirstFailure();
 }
 

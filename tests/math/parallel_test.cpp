@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <barrier>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -28,6 +29,9 @@ class ThreadsOfLoops : public ::testing::Test {
 TEST_F(ThreadsOfLoops, MeetEveryElementOnceWhateverTheThreads) {
   for (const unsigned threads : {1U, 2U, 3U, 16U}) {
     setThreadCount(threads);
+    setSharingShortLoops(true);
+    std::barrier all(threads);  // each waits for all others: this hangs where threads are missing
+    shareLoop(threads, 1, [&](std::size_t, std::size_t) { all.arrive_and_wait(); });
     for (const std::size_t count : {0UL, 1UL, 5UL, 1000UL, 4099UL}) {
       for (const std::size_t unit : {1UL, 64UL}) {
         setSharingShortLoops(count < 2000);
