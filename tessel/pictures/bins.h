@@ -12,7 +12,7 @@ struct Bins {
   std::vector<double> edges, counts;
 };
 
-/// `edges` must increase; a single one makes no bin. What lies outside, or is no number, is not counted.
+/// `edges`, two at least, must increase. What lies outside, or is no number, is not counted.
 Bins binned(const std::vector<double>& values, std::vector<double> edges);
 
 /// `count` + 1 edges, even between the smallest and the largest finite value; half a unit to each side of a

@@ -61,7 +61,7 @@ struct Axes {
   bool isHeld = false, hasGrid = false, hasFrame = true, hasEqualUnits = false;
   std::optional<std::string> legendPlace = {};  ///< where there is a legend: one of `legendPlaces`
 
-  /// Makes room for new lines, unless what is there is held: all but place and scales goes.
+  /// Makes room for new lines, unless what is there is held: all but the place goes.
   void prepareForLines();
 };
 

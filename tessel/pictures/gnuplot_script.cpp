@@ -93,7 +93,9 @@ class LineText {
   std::string text() const {
     switch (line_.kind) {
       case LineKind::Stems: return stems();
-      case LineKind::Stairs: return fmt::format("{} with steps {}{}", source_, strokes(), title());
+      case LineKind::Stairs:
+        if (style().dash == Dash::None) return invisible();
+        return fmt::format("{} with steps {}{}", source_, strokes(), title());
       case LineKind::Boxes:
         return fmt::format("{}:3 with boxes {} fs solid 0.55 border {}", source_, colour_, colour_) + title();
       default: return points();
@@ -106,13 +108,17 @@ class LineText {
     return fmt::format("{} lw {} dt {}", colour_, style().width,
                        dashNumber(style().dash.value_or(Dash::Solid)));
   }
+  /// What is not drawn counts for the ranges of the axes, and may have a title.
+  std::string invisible() const { return source_ + " with dots lc rgb '#FFFFFF'" + title(); }
   std::string title() const { return line_.label.empty() ? " notitle" : " title " + gnuplotText(line_.label); }
 
   std::string stems() const {
     const char marker = style().marker.value_or('o');
-    const std::string stems = fmt::format("{} with impulses {}", source_, strokes());
+    const bool hasStems = style().dash != Dash::None;
+    if (marker == '\0' && !hasStems) return invisible();
+    const std::string stems = hasStems ? fmt::format("{} with impulses {}", source_, strokes()) : "";
     if (marker == '\0') return stems + title();
-    return fmt::format("{} notitle, {} with points {} {}{}", stems, source_, colour_,
+    return fmt::format("{}{}{} with points {} {}{}", stems, hasStems ? " notitle, " : "", source_, colour_,
                        pointText(style(), marker), title());
   }
 
@@ -120,7 +126,7 @@ class LineText {
   std::string points() const {
     const char marker = style().marker.value_or('\0');
     const Dash dash = style().dash.value_or(marker == '\0' ? Dash::Solid : Dash::None);
-    if (dash == Dash::None && marker == '\0') return source_ + " with dots lc rgb '#FFFFFF'" + title();
+    if (dash == Dash::None && marker == '\0') return invisible();
     if (marker == '\0') return fmt::format("{} with lines {}{}", source_, strokes(), title());
     const std::string mark = pointText(style(), marker);
     if (dash == Dash::None) return fmt::format("{} with points {} {}{}", source_, colour_, mark, title());

@@ -1,5 +1,6 @@
 // Figures, and the files and windows that show them.
 #include <algorithm>
+#include <filesystem>
 #include <tuple>
 
 #include <fmt/format.h>
@@ -99,10 +100,9 @@ void setResolution(Target& target, const std::string& option) {
 
 /// Without a format the ending of the name says it.
 void writePicture(std::string_view function, Figure& figure, Target target) {
-  const std::size_t dot = target.name.rfind('.');
-  if (target.format.empty())
-    setFormat(function, target, dot == std::string::npos ? "" : target.name.substr(dot + 1));
-  if (dot == std::string::npos) target.name += "." + target.format;
+  const std::string ending = std::filesystem::path(target.name).extension().string();
+  if (target.format.empty()) setFormat(function, target, ending.empty() ? "" : ending.substr(1));
+  if (ending.empty()) target.name += "." + target.format;
   writeFile(target.name, picture(figure, target.format, target.dotsPerInch));
 }
 

@@ -1,8 +1,10 @@
 // Whole numbers, vectors and matrices.
+#include <bit>
 #include <utility>
 
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
+#include "tessel/messages.h"
 #include "tessel/runtime/arithmetic.h"
 #include "tessel/runtime/convert.h"
 #include "tessel/runtime/matrix_arithmetic.h"
@@ -77,18 +79,34 @@ Arrays callNchoosek(Arrays& in, int) {
   const auto n = countArgument("nchoosek", in[0]), k = countArgument("nchoosek", in[1]);
   if (k > n) return {HostArray::scalar(0)};
   long double result = 1;
-  for (std::size_t i = 1; i <= std::min(k, n - k); ++i) {
+  for (std::size_t i = 1; i <= std::min(k, n - k) && std::isfinite(result); ++i) {
     result = std::round(result * static_cast<long double>(n - i + 1) / static_cast<long double>(i));
   }
   return {HostArray::scalar(static_cast<double>(result))};
 }
 
+__extension__ using Uint128 = unsigned __int128;
+
+std::uint64_t powerModulo(std::uint64_t base, std::uint64_t exponent, std::uint64_t n) {
+  Uint128 power = 1;
+  for (Uint128 square = base % n; exponent > 0; exponent >>= 1, square = square * square % n)
+    if (exponent & 1) power = power * square % n;
+  return static_cast<std::uint64_t>(power);
+}
+
+/// Miller and Rabin's test; these bases tell all numbers of 64 bits.
 bool isPrime(std::uint64_t n) {
-  if (n < 4) return n > 1;
-  if (n % 2 == 0) return false;
-  for (std::uint64_t d = 3; d * d <= n; d += 2)
-    if (n % d == 0) return false;
-  return true;
+  constexpr std::uint64_t kBases[] = {2, 3, 5, 7, 11, 13, 17, 19, 23, 29, 31, 37};
+  for (const std::uint64_t p : kBases)
+    if (n % p == 0) return n == p;
+  if (n < 2) return false;
+  const int twos = std::countr_zero(n - 1);
+  return std::ranges::all_of(kBases, [&](std::uint64_t base) {
+    Uint128 power = powerModulo(base, (n - 1) >> twos, n);
+    if (power == 1) return true;
+    for (int k = 1; k < twos && power != n - 1; ++k) power = power * power % n;
+    return power == n - 1;
+  });
 }
 
 Arrays callIsprime(Arrays& in, int) {
@@ -114,6 +132,7 @@ Arrays callPrimes(Arrays& in, int) {
 // Vectors and matrices
 
 Arrays callComplex(Arrays& in, int) {
+  if (in.size() == 1 && in[0].isComplex()) return {in[0]};
   requireReal("complex", in[0]);
   const HostArray second = in.size() > 1 ? in[1] : HostArray::scalar(0);
   requireReal("complex", second);
@@ -143,9 +162,8 @@ Arrays callPow2(Arrays& in, int) {
 Arrays callDot(Arrays& in, int) {
   requireNumeric("dot", in[0]);
   requireNumeric("dot", in[1]);
-  if (in[0].isVector() && in[1].isVector()) {
-    for (HostArray& a : in) a.reshape({a.numel(), 1});
-  }
+  if (in[0].isVector() && in[1].isVector() && in[0].numel() == in[1].numel()) in[1].reshape(in[0].dims());
+  if (in[0].dims() != in[1].dims()) raiseSizesDiffer(in[0], in[1]);
   return callBuiltin("sum", {times(callBuiltin("conj", {in[0]})[0], in[1])});
 }
 
@@ -178,11 +196,13 @@ double largestOf(const std::vector<double>& values) {
 
 double vectorNorm(const std::vector<double>& values, double p) {
   const double largest = largestOf(values);
-  if (!(largest > 0) || std::isinf(largest)) return largest;
-  if (std::isinf(p)) return p > 0 ? largest : *std::min_element(values.begin(), values.end());
-  double sum = 0;  // scaled, so that no square leaves the range of doubles
-  for (double x : values) sum += p == 2 ? (x / largest) * (x / largest) : std::pow(x / largest, p);
-  return largest * (p == 2 ? std::sqrt(sum) : std::pow(sum, 1 / p));
+  if (std::isnan(largest)) return largest;
+  // Scaled, so that no power that counts leaves the range of doubles.
+  const double scale = p < 0 ? *std::min_element(values.begin(), values.end()) : largest;
+  if (scale == 0 || std::isinf(scale) || std::isinf(p)) return scale;
+  double sum = 0;
+  for (double x : values) sum += p == 2 ? (x / scale) * (x / scale) : std::pow(x / scale, p);
+  return scale * (p == 2 ? std::sqrt(sum) : std::pow(sum, 1 / p));
 }
 
 double largestLineSum(const HostArray& a, bool ofRows) {
@@ -206,6 +226,8 @@ Arrays callNorm(Arrays& in, int) {
     norm = 0;
   else if (a.isVector() || isFrobenius)
     norm = vectorNorm(magnitudes(a), p);
+  else if (a.dims().size() > 2)
+    raiseError("Tessel:mustBe2D", "Arguments of 'norm' must have two dimensions.");
   else if (p == 1 || p == std::numeric_limits<double>::infinity())
     norm = largestLineSum(a, p != 1);
   else if (p == 2)

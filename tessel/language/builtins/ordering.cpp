@@ -1,6 +1,7 @@
 // Extremes, sorting and sets.
 #include <functional>
 #include <numeric>
+#include <tuple>
 
 #include "tessel/interruption.h"
 #include "tessel/language/builtins/builtins.h"
@@ -19,7 +20,10 @@ bool comesBefore(const V& a, const V& b) {
     return a < b;
   } else {
     const auto left = std::abs(a), right = std::abs(b);
-    return left != right ? left < right : std::arg(a) < std::arg(b);
+    if (left != right) return left < right;
+    // Equal values have one place, whatever the signs of their zeros, and others that round alike have two.
+    const auto place = [](const V& v) { return std::tuple(std::arg(v + V{}), v.real(), v.imag()); };
+    return place(a) < place(b);
   }
 }
 
@@ -211,8 +215,9 @@ std::vector<double> memberPlaces(const HostArray& a, const HostArray& set) {
 
 /// [tf, place] = ismember(a, set)
 Arrays callIsmember(Arrays& in, int) {
-  const bool isOneText = in[0].isChar() && in[1].isCell();
-  const HostArray places = doubles(memberPlaces(in[0], in[1]), isOneText ? Dimensions{1, 1} : in[0].dims());
+  const std::vector<double> found = memberPlaces(in[0], in[1]);
+  const bool areRows = in[0].isChar() && in[1].isCell();
+  const HostArray places = doubles(found, areRows ? Dimensions{found.size(), 1} : in[0].dims());
   return {mapElements(places, ArrayClass::Logical, [](auto p) -> bool { return p != decltype(p)(0); }), places};
 }
 

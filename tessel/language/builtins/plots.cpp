@@ -129,9 +129,11 @@ constexpr LineProperty kLineProperties[] = {
      [](std::string_view f, Line& line, const HostArray& v) { line.style.width = sizeArgument(f, v); }},
     {"Marker",
      [](std::string_view f, Line& line, const HostArray& v) {
-       line.style.marker = known(f, markerNamed(textArgument(f, v)), textArgument(f, v));
-       // A marker that is named leaves the line as it is.
-       if (!line.style.dash) line.style.dash = Dash::Solid;
+       const char marker = known(f, markerNamed(textArgument(f, v)), textArgument(f, v));
+       // A marker that is named leaves the line as it is: there is none beside a marker of a style.
+       if (!line.style.dash && line.kind == LineKind::Points)
+         line.style.dash = line.style.marker ? Dash::None : Dash::Solid;
+       line.style.marker = marker;
      }},
     {"MarkerSize", [](std::string_view f, Line& line,
                       const HostArray& v) { line.style.markerSize = sizeArgument(f, v) / 6; }},

@@ -172,20 +172,21 @@ template <class V>
 void filterLine(std::vector<V> b, std::vector<V> a, const std::vector<V>& x, std::vector<V>& y) {
   const std::size_t order = std::max(a.size(), b.size());
   const V lead = a[0];
-  a.resize(order);
-  b.resize(order);
-  for (std::size_t k = 0; k < order; ++k) a[k] /= lead, b[k] /= lead;
+  for (V& each : a) each /= lead;
+  for (V& each : b) each /= lead;
   std::vector<V> state(order + 1);
   for (std::size_t i = 0; i < x.size(); ++i) {
     y[i] = b[0] * x[i] + state[1];
-    for (std::size_t k = 1; k < order; ++k) state[k] = b[k] * x[i] + state[k + 1] - a[k] * y[i];
+    std::copy(state.begin() + 2, state.end(), state.begin() + 1);
+    // Coefficients that are not given are no zeros: an infinity times zero would stay in the state.
+    for (std::size_t k = 1; k < b.size(); ++k) state[k] += b[k] * x[i];
+    for (std::size_t k = 1; k < a.size(); ++k) state[k] -= a[k] * y[i];
   }
 }
 
-HostArray madeComplex(HostArray a) {
-  a = convertTo(a, floatClass(a));
-  a.mutableImagData();
-  return a;
+/// Single where one of the operands is.
+ArrayClass floatClass(const HostArray& a, const HostArray& b) {
+  return floatClass(a) == ArrayClass::Single ? ArrayClass::Single : floatClass(b);
 }
 
 Arrays callFilter(Arrays& in, int) {
@@ -194,12 +195,25 @@ Arrays callFilter(Arrays& in, int) {
   requireVector("filter", in[1]);
   if (in[1].realAt(0) == 0 && in[1].imagAt(0) == 0)
     raiseInvalidArgument("filter", "the first coefficient a(1) must not be zero.");
-  if (in[0].isComplex() || in[1].isComplex()) in[2] = madeComplex(in[2]);
+  for (std::size_t k : {0, 1}) {
+    in[2] = convertTo(in[2], floatClass(in[2], in[k]));
+    if (in[k].isComplex()) in[2].mutableImagData();
+  }
   const std::size_t d = workingDimension("filter", {in[2]}, 1);
-  return alongDimension(in[2], d, in[2].dim(d), floatClass(in[2]), [&](const auto& line, auto& out) {
+  return alongDimension(in[2], d, in[2].dim(d), in[2].arrayClass(), [&](const auto& line, auto& out) {
     using V = typename std::decay_t<decltype(line)>::value_type;
     filterLine(loadedVector<V>(in[0]), loadedVector<V>(in[1]), line, out);
   });
+}
+
+template <class V>
+std::vector<V> convolution(const std::vector<V>& a, const std::vector<V>& b) {
+  std::vector<V> full(a.size() + b.size() - 1);
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    raiseIfInterrupted();
+    for (std::size_t k = 0; k < b.size(); ++k) full[i + k] += a[i] * b[k];
+  }
+  return full;
 }
 
 /// conv(a, b), conv(a, b, 'same'), conv(a, b, 'valid')
@@ -211,21 +225,25 @@ Arrays callConv(Arrays& in, int) {
   requireVector("conv", in[0]);
   requireVector("conv", in[1]);
   const std::size_t m = in[0].numel(), n = in[1].numel();
-  // The longer signal passes through the shorter one, padded so that every product appears.
   const bool isColumn = in[0].isScalar() ? in[1].dim(1) == 1 : in[0].dim(1) == 1;
-  HostArray signal = in[0].isComplex() || in[1].isComplex() ? madeComplex(in[0]) : in[0];
-  std::vector<std::size_t> padded(m + n - 1, kNoElement);
-  std::iota(padded.begin(), padded.begin() + static_cast<std::ptrdiff_t>(m), std::size_t{0});
-  signal = rearranged(signal, padded, {isColumn ? m + n - 1 : 1, isColumn ? 1 : m + n - 1});
-  HostArray full = callBuiltin("filter", {in[1], HostArray::scalar(1), signal})[0];
-  if (shape == "full") return {full};
-  const std::size_t length = shape == "same" ? m
-                             : m >= n        ? m - n + 1
-                                             : 0,
-                    first = shape == "same" ? n / 2 : n - 1;
-  std::vector<std::size_t> kept(length);
-  std::iota(kept.begin(), kept.end(), first);
-  return {rearranged(full, kept, {isColumn ? length : 1, isColumn ? 1 : length})};
+  const std::size_t valid = m >= n ? m - n + 1 : 0;
+  const std::size_t length = shape == "full" ? m + n - 1 : shape == "same" ? m : valid;
+  const auto first = static_cast<std::ptrdiff_t>(shape == "full" ? 0 : shape == "same" ? n / 2 : n - 1);
+  const bool isComplex = in[0].isComplex() || in[1].isComplex();
+  HostArray result =
+      HostArray::zeros(floatClass(in[0], in[1]), {isColumn ? length : 1, isColumn ? 1 : length}, isComplex);
+  const auto convolve = [&]<class V>(const V&) {
+    const std::vector<V> full = convolution(loadedVector<V>(in[0]), loadedVector<V>(in[1]));
+    const auto begin = full.begin() + first;
+    storeLine(result, 0, 1, std::vector<V>(begin, begin + static_cast<std::ptrdiff_t>(length)));
+  };
+  visitComputeType(result.arrayClass(), [&](auto zero) {
+    if (isComplex)
+      convolve(std::complex<decltype(zero)>());
+    else
+      convolve(zero);
+  });
+  return {narrowed(std::move(result))};
 }
 
 /// Counts of values in [edge k, edge k+1); values equal to the last edge count by themselves.
@@ -233,7 +251,7 @@ Arrays callHistc(Arrays& in, int) {
   requireReal("histc", in[0]);
   requireReal("histc", in[1]);
   const std::vector<double> edges = realParts(in[1]);
-  if (edges.empty() || !std::is_sorted(edges.begin(), edges.end()))
+  if (edges.empty() || std::ranges::any_of(edges, isNaN<double>) || !std::ranges::is_sorted(edges))
     raiseInvalidArgument("histc", "the edges must increase.");
   return alongDimension(
       in[0], firstLongDimension(in[0]), edges.size(), ArrayClass::Double, [&](const auto& line, auto& out) {

@@ -54,8 +54,8 @@ Arrays callSscanf(Arrays& in, int) {
   for (bool goesOn = true; goesOn;) {
     const std::size_t before = rest.size();
     for (const ScanPiece& piece : pieces) {
-      goesOn = goesOn && !rest.empty() && static_cast<double>(values.size()) < size.count() &&
-               scanPiece(rest, piece, values);
+      goesOn =
+          !rest.empty() && static_cast<double>(values.size()) < size.count() && scanPiece(rest, piece, values);
       if (!goesOn) break;
       count += isKept(piece) ? 1 : 0;
     }
@@ -109,6 +109,8 @@ class ColumnReader {
   ColumnReader(std::string_view text, std::string_view format, ColumnOptions options)
       : rest_(text), pieces_(parseScanFormat(format)), options_(std::move(options)) {
     const auto isConversion = [](const ScanPiece& piece) { return piece.isConversion(); };
+    // Blanks before each piece are skipped anyway.
+    std::erase_if(pieces_, [](const ScanPiece& piece) { return piece.kind == Kind::Blank; });
     if (std::ranges::none_of(pieces_, isConversion))
       raiseInvalidArgument("textscan", "the format needs a conversion.");
     for (const char c : kBlanks)
@@ -128,7 +130,7 @@ class ColumnReader {
       }
       const std::size_t before = line_.size();
       readPass();
-      if (line_.size() == before && before > 0) fail("the format reads nothing");
+      if (line_.size() == before) fail("the format reads nothing");
       raiseIfInterrupted();
       --passes;
     }
@@ -161,18 +163,16 @@ class ColumnReader {
     rest_.remove_prefix(std::min(end + 1, rest_.size()));
     if (line_.ends_with('\r')) line_.remove_suffix(1);
     ++lineNumber_;
-    isAfterDelimiter_ = false;
   }
 
   bool hasField() {
     skipBlanks(line_, blanks_);
-    return !line_.empty() || isAfterDelimiter_;
+    return !line_.empty();
   }
 
   void readPass() {
     for (std::size_t k = 0; k < pieces_.size(); ++k) {
       const ScanPiece& piece = pieces_[k];
-      if (piece.kind == Kind::Blank) continue;
       skipBlanks(line_, blanks_);
       if (piece.kind == Kind::Literal)
         readLiteral(piece);
@@ -223,10 +223,8 @@ class ColumnReader {
     fail("a quote is not closed");
   }
 
-  /// Passes the delimiter behind a field. A line that ends with one has an empty field there, where the format
-  /// has another.
+  /// Passes the delimiter behind a field.
   void endField(std::size_t column) {
-    isAfterDelimiter_ = false;
     skipBlanks(line_, blanks_);
     if (line_.empty()) return;
     if (isDelimiter(line_[0])) {
@@ -234,13 +232,14 @@ class ColumnReader {
         line_.remove_prefix(1);
         if (options_.joinsDelimiters) skipBlanks(line_, blanks_);
       } while (options_.joinsDelimiters && !line_.empty() && isDelimiter(line_[0]));
-      const bool isLast = std::all_of(pieces_.begin() + static_cast<std::ptrdiff_t>(column) + 1, pieces_.end(),
-                                      [](const ScanPiece& piece) { return !piece.isConversion(); });
-      isAfterDelimiter_ = !isLast && !options_.joinsDelimiters;
-    } else if (!options_.delimiters.empty() && pieces_[column].kind == Kind::Number &&
-               (column + 1 == pieces_.size() || pieces_[column + 1].isConversion())) {
-      fail(fmt::format("'{}' stands behind a number", line_.substr(0, fieldEnd(line_))));
+      return;
     }
+    // What is left of the field would shift all columns behind it.
+    const Kind kind = pieces_[column].kind;
+    const bool mayGoOn = column + 1 < pieces_.size() && !pieces_[column + 1].isConversion();
+    if (!options_.delimiters.empty() && (kind == Kind::Number || kind == Kind::Quoted) && !mayGoOn)
+      fail(fmt::format("'{}' stands behind a {}", line_.substr(0, fieldEnd(line_)),
+                       kind == Kind::Number ? "number" : "text"));
   }
 
   bool isDelimiter(char c) const { return options_.delimiters.find(c) != std::string::npos; }
@@ -255,7 +254,6 @@ class ColumnReader {
 
   std::string_view rest_, line_, full_;
   std::size_t lineNumber_ = 0;
-  bool isAfterDelimiter_ = false;
   std::vector<ScanPiece> pieces_;
   ColumnOptions options_;
   std::string blanks_;

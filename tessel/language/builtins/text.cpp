@@ -70,8 +70,8 @@ FunctionInfo containment(const char* name, Holds holds, const char* help) {
           [=](Arrays& in, int) {
             const std::vector<std::string> texts = textsArgument(name, in[0]),
                                            patterns = textsArgument(name, in[1]);
-            HostArray result =
-                HostArray::zeros(ArrayClass::Logical, in[0].isCell() ? in[0].dims() : Dimensions{1, 1});
+            HostArray result = HostArray::zeros(ArrayClass::Logical,
+                                                in[0].isCell() ? in[0].dims() : Dimensions{texts.size(), 1});
             for (std::size_t k = 0; k < result.numel(); ++k) {
               result.mutableReal<bool>()[k] =
                   std::any_of(patterns.begin(), patterns.end(),
@@ -177,10 +177,10 @@ std::size_t delimiterLength(const std::string& text, std::size_t at,
 Arrays callStrsplit(Arrays& in, int) {
   bool collapses = true;
   if (in.size() > 2) {
-    const bool isKnown =
-        in.size() % 2 == 0 && lowered(textArgument("strsplit", in[in.size() - 2])) == "collapsedelimiters";
-    if (!isKnown) raiseInvalidArgument("strsplit", "the option is 'CollapseDelimiters'.");
+    if (lowered(textArgument("strsplit", in[in.size() - 2])) != "collapsedelimiters")
+      raiseInvalidArgument("strsplit", "the option is 'CollapseDelimiters'.");
     collapses = numberArgument("strsplit", in.back()) != 0;
+    in.resize(in.size() - 2);
   }
   const std::string text = textArgument("strsplit", in[0]);
   std::vector<std::string> delimiters{" ", "\t", "\n", "\v", "\f", "\r"}, parts{""};
@@ -255,7 +255,7 @@ HostArray tokensOf(const RegularExpression::Match& match, std::string_view text)
 
 /// What `regexp` can return, in the order of its outputs when none is asked for by name.
 struct Matches {
-  Arrays starts, ends, tokenExtents, texts, tokens;
+  Arrays starts, ends, texts, tokens;
   std::vector<std::string> between;
 
   Matches(const std::string& text, const RegularExpression& expression) {
@@ -273,13 +273,13 @@ struct Matches {
   }
 
   /// All of one kind, or the first one alone.
-  HostArray get(const std::string& kind, bool once) const {
+  HostArray get(const char* function, const std::string& kind, bool once) const {
     if (kind == "start") return numbers(starts, once);
     if (kind == "end") return numbers(ends, once);
     if (kind == "match") return cells(texts, once, HostArray::text(""));
     if (kind == "tokens") return cells(tokens, once, HostArray::cell({0, 0}));
     if (kind == "split") return rowOfTexts(between);
-    raiseInvalidArgument("regexp", "there is no option '" + kind + "'.");
+    raiseInvalidArgument(function, "there is no option '" + kind + "'.");
   }
 
  private:
@@ -312,7 +312,7 @@ Arrays callRegexp(Arrays& in, int) {
     if (std::find(kinds.begin(), kinds.end(), kind) == kinds.end()) kinds.emplace_back(kind);
   const Matches matches(text, RegularExpression(name, textArgument(name, in[1]), IgnoresCase));
   Arrays outputs;
-  for (const std::string& kind : kinds) outputs.push_back(matches.get(kind, once));
+  for (const std::string& kind : kinds) outputs.push_back(matches.get(name, kind, once));
   return outputs;
 }
 

@@ -1,5 +1,6 @@
 // What a function demands of its arguments.
 #include <algorithm>
+#include <cctype>
 
 #include <fmt/format.h>
 #include "tessel/language/builtins/builtins.h"
@@ -9,6 +10,8 @@
 namespace tessel {
 namespace {
 
+using Exact = long double;  ///< holds integers of 64 bits as well
+
 /// An argument as attributes see it: an object by its methods "size" and "double".
 struct Subject {
   explicit Subject(const HostArray& array) : dims(realParts(callFunction("size", {array}).at(0))) {
@@ -16,8 +19,10 @@ struct Subject {
     if (numbers.isObject()) numbers = callFunction("double", {numbers}).at(0);
     isReal = !numbers.isComplex();
     isNumeric = numbers.isNumeric() || numbers.isLogical() || numbers.isChar();
-    if (isNumeric) values = realParts(numbers);
-    if (!isReal) imaginary = imaginaryParts(numbers);
+    values.resize(isNumeric ? numbers.numel() : 0);
+    imaginary.resize(isReal ? 0 : numbers.numel());
+    if (isNumeric) loadLine(numbers, 0, 1, values);
+    if (!isReal) loadElements(numbers, true, 0, 1, imaginary.size(), imaginary.data());
   }
   double count() const {
     double product = 1;
@@ -36,11 +41,12 @@ struct Subject {
   /// Of neighbours.
   template <class Holds>
   bool ascends(const Holds& holds) const {
-    const auto breaks = [&](double x, double y) { return !holds(x, y); };
+    const auto breaks = [&](Exact x, Exact y) { return !holds(x, y); };
     return isReal && isNumeric && std::ranges::adjacent_find(values, breaks) == values.end();
   }
 
-  std::vector<double> dims, values, imaginary;
+  std::vector<double> dims;
+  std::vector<Exact> values, imaginary;
   bool isReal, isNumeric;
 };
 
@@ -50,7 +56,7 @@ struct Attribute {
   bool (*holds)(const Subject&);
 };
 
-bool isWhole(double x) { return x == std::floor(x) && std::isfinite(x); }
+bool isWhole(Exact x) { return x == std::floor(x) && std::isfinite(x); }
 bool isVectorShape(const Subject& s) { return s.dims.size() == 2 && (s.dims[0] == 1 || s.dims[1] == 1); }
 
 constexpr Attribute kAttributes[] = {
@@ -65,31 +71,31 @@ constexpr Attribute kAttributes[] = {
     {"nonempty", "an array with elements", [](const Subject& s) { return s.count() > 0; }},
     {"nonsparse", "a full array", [](const Subject&) { return true; }},
     {"real", "real", [](const Subject& s) { return s.isReal; }},
-    {"finite", "finite", [](const Subject& s) { return s.all([](double x) { return std::isfinite(x); }); }},
-    {"nonnan", "free of NaN", [](const Subject& s) { return s.all([](double x) { return x == x; }); }},
+    {"finite", "finite", [](const Subject& s) { return s.all([](Exact x) { return std::isfinite(x); }); }},
+    {"nonnan", "free of NaN", [](const Subject& s) { return s.all([](Exact x) { return x == x; }); }},
     {"integer", "whole", [](const Subject& s) { return s.allReal(isWhole); }},
-    {"even", "even", [](const Subject& s) { return s.allReal([](double x) { return std::fmod(x, 2) == 0; }); }},
+    {"even", "even", [](const Subject& s) { return s.allReal([](Exact x) { return std::fmod(x, 2) == 0; }); }},
     {"odd", "odd",
-     [](const Subject& s) { return s.allReal([](double x) { return std::abs(std::fmod(x, 2)) == 1; }); }},
-    {"binary", "0 or 1", [](const Subject& s) { return s.allReal([](double x) { return x == 0 || x == 1; }); }},
-    {"positive", "positive", [](const Subject& s) { return s.allReal([](double x) { return x > 0; }); }},
+     [](const Subject& s) { return s.allReal([](Exact x) { return std::abs(std::fmod(x, 2)) == 1; }); }},
+    {"binary", "0 or 1", [](const Subject& s) { return s.allReal([](Exact x) { return x == 0 || x == 1; }); }},
+    {"positive", "positive", [](const Subject& s) { return s.allReal([](Exact x) { return x > 0; }); }},
     {"nonnegative", "zero or positive",
-     [](const Subject& s) { return s.allReal([](double x) { return x >= 0; }); }},
+     [](const Subject& s) { return s.allReal([](Exact x) { return x >= 0; }); }},
     {"nonzero", "different from zero",
      [](const Subject& s) {
-       if (s.isReal) return s.all([](double x) { return x != 0; });
+       if (s.isReal) return s.all([](Exact x) { return x != 0; });
        for (std::size_t k = 0; k < s.values.size(); ++k)
          if (s.values[k] == 0 && s.imaginary[k] == 0) return false;
        return true;
      }},
     {"increasing", "increasing",
-     [](const Subject& s) { return s.ascends([](double x, double y) { return x < y; }); }},
+     [](const Subject& s) { return s.ascends([](Exact x, Exact y) { return x < y; }); }},
     {"nondecreasing", "increasing or constant",
-     [](const Subject& s) { return s.ascends([](double x, double y) { return x <= y; }); }},
+     [](const Subject& s) { return s.ascends([](Exact x, Exact y) { return x <= y; }); }},
     {"decreasing", "decreasing",
-     [](const Subject& s) { return s.ascends([](double x, double y) { return x > y; }); }},
+     [](const Subject& s) { return s.ascends([](Exact x, Exact y) { return x > y; }); }},
     {"nonincreasing", "decreasing or constant",
-     [](const Subject& s) { return s.ascends([](double x, double y) { return x >= y; }); }},
+     [](const Subject& s) { return s.ascends([](Exact x, Exact y) { return x >= y; }); }},
 };
 
 /// One with a number, or the sizes, behind it.
@@ -102,13 +108,13 @@ struct Limit {
 
 constexpr Limit kLimits[] = {
     {">", "Greater", "greater than",
-     [](const Subject& s, double k) { return s.allReal([k](double x) { return x > k; }); }},
+     [](const Subject& s, double k) { return s.allReal([k](Exact x) { return x > k; }); }},
     {">=", "GreaterEqual", "at least",
-     [](const Subject& s, double k) { return s.allReal([k](double x) { return x >= k; }); }},
+     [](const Subject& s, double k) { return s.allReal([k](Exact x) { return x >= k; }); }},
     {"<", "Less", "less than",
-     [](const Subject& s, double k) { return s.allReal([k](double x) { return x < k; }); }},
+     [](const Subject& s, double k) { return s.allReal([k](Exact x) { return x < k; }); }},
     {"<=", "LessEqual", "at most",
-     [](const Subject& s, double k) { return s.allReal([k](double x) { return x <= k; }); }},
+     [](const Subject& s, double k) { return s.allReal([k](Exact x) { return x <= k; }); }},
     {"numel", "Numel",
      "an array with this number of elements:", [](const Subject& s, double k) { return s.count() == k; }},
     {"nrows", "Nrows",
@@ -133,7 +139,7 @@ std::string subjectText(const Arrays& in) {
 }
 
 [[noreturn]] void refuse(const Arrays& in, std::string word, const std::string& text) {
-  if (word[0] >= 'a' && word[0] <= 'z') word[0] = static_cast<char>(word[0] - 'a' + 'A');
+  word[0] = static_cast<char>(std::toupper(word[0]));
   raiseError("Tessel:expected" + word, fmt::format("{} to be {}.", subjectText(in), text));
 }
 

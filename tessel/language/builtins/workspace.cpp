@@ -31,13 +31,14 @@ Arrays exist(Interpreter& interpreter, const Arrays& inputs) {
     raiseInvalidArgument("exist", "the kind must be 'var', 'builtin', 'class' or 'file'.");
   }
   double code = 0;
+  std::error_code error;  // for names that no file can have
   if (isAsked("var") && interpreter.findVariable(name))
     code = 1;
   else if (isAsked("builtin") && (interpreter.findScriptFunction(name) || findFunction(name)))
     code = 5;
   else if (isAsked("class") && findClass(name))
     code = 8;
-  else if (isAsked("file") && name.find('\0') == std::string::npos && std::filesystem::exists(name))
+  else if (isAsked("file") && name.find('\0') == std::string::npos && std::filesystem::exists(name, error))
     code = 2;
   return {HostArray::scalar(code)};
 }
@@ -130,6 +131,7 @@ Arrays addListener(Interpreter& interpreter, const Arrays& inputs) {
     raiseError("Tessel:noSuchProperty",
                fmt::format("Class '{}' has no property '{}'.", hostClass->qualifiedName(), property));
   }
+  if (!inputs[2].isFunction()) raiseInvalidArgument("addlistener", "the last argument must be a function.");
   object.objectAt()->addListener(
       property, [&interpreter, function = inputs[2]](HostObject& changed, const std::string& name) {
         interpreter.call(function, {HostArray::object(changed.shared_from_this()), HostArray::text(name)}, 0);
