@@ -67,8 +67,7 @@ std::vector<double> chosenEdges(const std::vector<double>& values) {
   const double width = roundWidth(std::max(wanted, (spread.high - spread.low) / kMostBins));
   const double first = std::floor(spread.low / width), last = std::floor(spread.high / width) + 1;
   // Where the width drowns in the size of the values, or is no number, even edges remain.
-  if (!(width > 0 && std::isfinite(width) && last - first <= 2 * kMostBins && std::fabs(last) < 1e15))
-    return evenEdges(values, 1);
+  if (!(std::fabs(last) < 1e15)) return evenEdges(values, 1);
   std::vector<double> edges;
   for (double k = first; k <= last; ++k) edges.push_back(k * width);
   return edges;

@@ -44,9 +44,10 @@ class Scale {
     for (const Line& line : lines)
       for (const double value : line.*values) include(value);
     if (!axis.limits) return;
-    const auto [low, high] = *axis.limits;
-    if (std::isfinite(low)) low_ = measure(low);
-    if (std::isfinite(high)) high_ = measure(high);
+    // What is no place on the axis, zero on a logarithmic one say, is no limit.
+    const double low = measure(axis.limits->first), high = measure(axis.limits->second);
+    if (std::isfinite(low)) low_ = low;
+    if (std::isfinite(high)) high_ = high;
   }
   double operator()(double value) const { return (measure(value) - low_) / (high_ > low_ ? high_ - low_ : 1); }
 

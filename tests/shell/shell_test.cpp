@@ -55,6 +55,11 @@ class Shell : public testing::Test {
   void write(const std::string& name, const std::string& content) const {
     std::ofstream(folder_ / name, std::ios::binary) << content;
   }
+  /// A program of the shell in place of gnuplot.
+  void writeGnuplot(const std::string& content) const {
+    write("gnuplot", "#!/bin/sh\n" + content);
+    fs::permissions(folder_ / "gnuplot", fs::perms::owner_all);
+  }
 
   const std::string kShell = "'" TESSEL_SHELL "' --no-module ";
   fs::path folder_;
@@ -100,6 +105,7 @@ TEST_F(Shell, RunsAndReports) {
       {"--nosuch", "", {"", "Error: The option '--nosuch' is not known.\n", 1}},
       {"-e", "", {"", "Error: The command line is not understood: -e: 1 required TEXT missing.\n", 1}},
       {"-e \"x = 2;\" -e \"disp(x)\"", "", {"     2\n", "", 0}},
+      {"-e \"fprintf(2, 'lost %d', 5), fwrite(2, 10); fprintf('kept')\"", "", {"kept", "lost 5\n", 0}},
       {"-- good.tsl one", "", {"good\n     1\n", "", 0}},
       {"-e \"x = 1; x++\"",
        "",
@@ -345,8 +351,14 @@ TEST_F(Shell, PauseWaitsForEnter) {
   ASSERT_TRUE(terminal.await(">> "));
   terminal.type("disp(7 * 11111), pause, disp(7 * 22222)\n");
   ASSERT_TRUE(terminal.await("77777"));
+  std::this_thread::sleep_for(std::chrono::milliseconds(120));
   terminal.type("\n");
   EXPECT_TRUE(terminal.await("155554"));
+  // So does the end of what is typed.
+  terminal.type("disp(3 * 11111), pause, disp(3 * 22222)\n");
+  ASSERT_TRUE(terminal.await("33333"));
+  terminal.type("\x04");
+  EXPECT_TRUE(terminal.await("66666"));
 }
 
 /// The prompt needs a terminal, which `script` gives.
@@ -370,11 +382,10 @@ TEST_F(Shell, PromptGathersUnfinishedBlocks) {
 }
 
 /// A gnuplot that has windows and keeps what it is told.
-constexpr const char* kRecorder = "#!/bin/sh\ncat >>\"$0.log\"\necho ' qt svg '\n";
+constexpr const char* kRecorder = "cat >>\"$0.log\"\necho ' qt svg '\n";
 
 TEST_F(Shell, FiguresAreShownInWindowsWhereThereIsAScreen) {
-  write("gnuplot", kRecorder);
-  fs::permissions(folder_ / "gnuplot", fs::perms::owner_all);
+  writeGnuplot(kRecorder);
   const std::string onScreen = "DISPLAY=:1 PATH=\"$PWD:$PATH\" " + kShell;
   const Result shown = runCommand(onScreen + "-e \"plot([1 2]), figure(3), close(1), figure(2)\"; sleep 0.2");
   EXPECT_EQ(shown.errors + shown.output, "");
@@ -389,6 +400,50 @@ TEST_F(Shell, FiguresAreShownInWindowsWhereThereIsAScreen) {
     const Result missing = runCommand("DISPLAY=:1 PATH=/nonexistent " + kShell + "-e \"" + program + "\"");
     EXPECT_NE(missing.errors.find("Install the package gnuplot-nox."), std::string::npos) << missing.errors;
     EXPECT_EQ(missing.status, 1);
+  }
+}
+
+TEST_F(Shell, WindowsFollowTheirFigures) {
+  // Windows outlive the shell, and have written what they were told some time after its end.
+  const auto until = [](const std::string& line, const std::string& file) {
+    return "; for k in $(seq 100); do grep -q '" + line + "' " + file + " && break; sleep 0.1; done";
+  };
+  writeGnuplot(kRecorder);
+  runCommand("DISPLAY= WAYLAND_DISPLAY=w PATH=\"$PWD:$PATH\" " + kShell +
+             "-e \"figure('Name', 'mine'), plot(1), drawnow, drawnow, close, drawnow, drawnow\"" +
+             until("close", "gnuplot.log"));
+  const std::string told = readAll(folder_ / "gnuplot.log");
+  const std::size_t title = told.find("title 'mine'"), end = told.find("set terminal qt 1 close");
+  ASSERT_TRUE(title != std::string::npos && end != std::string::npos) << told;
+  EXPECT_LT(title, end);
+  EXPECT_EQ(title, told.rfind("title 'mine'"));
+  EXPECT_EQ(end, told.rfind("set terminal qt 1 close"));
+  // One that ends without reading is started again, once.
+  const std::string kinds = "[ \"$2\" = -persist ] || { cat >/dev/null; echo ' qt '; exit; }\n";
+  writeGnuplot(kinds + "[ -e once ] || { touch once; exit; }\ncat >again\n");
+  runCommand("DISPLAY=:1 PATH=\"$PWD:$PATH\" " + kShell + "-e 'plot(1), drawnow, plot(1:50000)'" +
+             until("^plot", "again"));
+  EXPECT_NE(readAll(folder_ / "again").find("\n50000 50000\nEOD\nplot "), std::string::npos);
+}
+
+TEST_F(Shell, TellsWhyThereIsNoPicture) {
+  const std::string kinds = "[ \"$2\" = -persist ] || { /bin/cat >/dev/null; echo ' qt '; exit; }\n";
+  const std::string lost = "gnuplot could not draw the picture: ", print = "plot(1), print('a.svg')";
+  const struct {
+    std::string gnuplot, limit, program, error;
+  } cases[] = {{"echo 'no font' >&2; exit 1\n", "", print, lost + "no font"},
+               {"exit 0\n", "", print, lost + "it has drawn nothing"},
+               {"exit 0\n", "exec 3>&- 4>&- 5>&- 6>&- 7>&- 8>&- 9>&-; ulimit -n 5;", print,
+                lost + "no temporary file: Too many open files"},
+               {"echo ' svg '\n", "", "plot(1)", "Warning: No window can show the figure here"},
+               {kinds, "", "plot(1:50000)", lost + "it does not take commands"},
+               {"/bin/cat >/dev/null; echo ' qt '; /bin/rm \"$0\"\n", "", "plot(1)",
+                "Install the package gnuplot-nox."}};
+  for (const auto& [gnuplot, limit, program, error] : cases) {
+    writeGnuplot(gnuplot);
+    const Result result = runCommand(limit + " DISPLAY=:1 PATH=\"$PWD\" " + kShell + "-e \"" + program + "\"");
+    EXPECT_NE(result.errors.find(error), std::string::npos) << error << "\n" << result.errors;
+    EXPECT_FALSE(fs::exists(folder_ / "a.svg"));
   }
 }
 
