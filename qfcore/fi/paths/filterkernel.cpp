@@ -301,7 +301,13 @@ class IntegerFilter final : public FilterKernel {
     for (std::size_t n = 0; n < count; ++n) {
       const std::int64_t x = signal[n];
       const Sum sum = forward.template added<false, kWay>(z[0], taps.b[0], x, &met.forward, &met.sums);
-      const auto y = static_cast<std::int64_t>(output.template apply<kWay == Way::Counting>(sum, &met.output));
+      Sum landed;
+      if constexpr (kWay == Way::Exact) {
+        landed = output.template applyShort<true>(sum);
+      } else {
+        landed = output.template apply<kWay == Way::Counting>(sum, &met.output);
+      }
+      const auto y = static_cast<std::int64_t>(landed);
       for (std::size_t k = 1; k <= taps.states; ++k) {
         Sum s = z[k];
         if (k < taps.forward) s = forward.template added<false, kWay>(s, taps.b[k], x, &met.forward, &met.sums);
@@ -343,7 +349,7 @@ class IntegerFilter final : public FilterKernel {
 
   Way wayFrom(bool isAtRest) const {
     if (formats_.sums.logger().isOn()) return Way::Counting;
-    const bool fit = sumsFit_ && isAtRest;
+    const bool fit = sumsFit_ && isAtRest && output_.isShort();
     const Way ahead = forward_.way(fit), back = formats_.backwardTerms > 0 ? backward_.way(fit) : ahead;
     const auto [least, most] = std::minmax(ahead, back);
     return least == Way::CastTies && most == Way::Both ? Way::BothTies : most;
