@@ -1,13 +1,14 @@
 /// The program `tessel`: runs a script, a text or an interactive session.
+#include <getopt.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstdio>
 #include <exception>
 #include <iostream>
 #include <iterator>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -24,11 +25,28 @@
 namespace tessel {
 namespace {
 
+constexpr const char* kHelp =
+    "Runs a script of the Tessel language, a text, or, without either, an interactive session.\n"
+    "\n"
+    "Usage: tessel [OPTION...] [SCRIPT.tsl [ARGUMENT...]]\n"
+    "       tessel [OPTION...] -e TEXT [ARGUMENT...]\n"
+    "\n"
+    "Options:\n"
+    "  -e TEXT      Execute TEXT; several are lines of one program\n"
+    "  -i           Open a prompt after the program, with its variables\n"
+    "  --no-module  Start without the module qfcore\n"
+    "  --version    Print the version and exit\n"
+    "  -h,--help    Print this and exit\n"
+    "\n"
+    "The script '-' is read from standard input. The status is 0; 1 after an error; 130 after an\n"
+    "interruption; that of exit(status).\n";
+
 struct Options {
   std::string text;
   bool hasText = false;
   bool withoutModule = false;
   bool isInteractive = false;  ///< a prompt follows the program
+  const char* told = nullptr;  ///< what is printed in place of all that
   /// The script and its arguments; the arguments alone when there is a text.
   std::vector<std::string> rest;
 };
@@ -111,45 +129,47 @@ int runShell(const Options& options) {
   return finished(1, true);
 }
 
+/// Options end at the script. Raises std::runtime_error.
+Options optionsOf(int argc, char** argv) {
+  enum Long { Help = 'h', NoModule = 256, Version };
+  constexpr option known[] = {{"help", no_argument, nullptr, Help},
+                              {"no-module", no_argument, nullptr, NoModule},
+                              {"version", no_argument, nullptr, Version},
+                              {}};
+  Options options;
+  for (;;) {
+    const char* word = argv[optind];
+    switch (getopt_long(argc, argv, "+:e:ih", known, nullptr)) {
+      case 'e':
+        options.text += (options.hasText ? "\n" : "") + std::string(optarg);
+        options.hasText = true;
+        break;
+      case 'i': options.isInteractive = true; break;
+      case NoModule: options.withoutModule = true; break;
+      case Version: options.told = "tessel " TESSEL_VERSION "\n"; break;
+      case Help: options.told = kHelp; break;
+      case ':': throw std::runtime_error("The option '-e' needs a text.");
+      case -1: options.rest.assign(argv + optind, argv + argc); return options;
+      default:
+        throw std::runtime_error("The option '" + std::string(word) + "' is not known." +
+                                 suggestion(word, {"-e", "-i", "--no-module", "--version", "--help"}));
+    }
+  }
+}
+
 }  // namespace
 }  // namespace tessel
 
 int main(int argc, char** argv) {
-  tessel::Options options;
-  CLI::App app("Runs a script of the Tessel language, a text, or, without either, an interactive session.",
-               "tessel");
-  app.set_version_flag("--version", "tessel " TESSEL_VERSION);
-  CLI::Option* text = app.add_option("-e", options.text, "Execute TEXT instead of a script")
-                          ->option_text("TEXT")
-                          ->multi_option_policy(CLI::MultiOptionPolicy::Join);
-  app.add_flag("--no-module", options.withoutModule, "Start without the module qfcore");
-  app.add_flag("-i", options.isInteractive, "Open a prompt after the program, with its variables");
-  app.footer(
-      "A script and its arguments stand last: tessel [OPTIONS] [SCRIPT.tsl [ARGUMENT...]]. The script '-' is "
-      "read\n"
-      "from standard input. The status is 0; 1 after an error; 130 after an interruption; that of "
-      "exit(status).");
-  app.prefix_command();
   // Writing to a closed pipe is an error like others, not the silent end of the process.
   std::signal(SIGPIPE, SIG_IGN);
   try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& told) {
-    if (told.get_exit_code() == 0) return tessel::finished(app.exit(told), false);
-    tessel::printError(std::string("The command line is not understood: ") + told.what() + '.');
+    const tessel::Options options = tessel::optionsOf(argc, argv);
+    if (!options.told) return tessel::runShell(options);
+    std::fputs(options.told, stdout);
+    return tessel::finished(0, false);
+  } catch (const std::exception& error) {
+    tessel::printError(error.what());
     return 1;
   }
-  options.hasText = text->count() > 0;
-  options.rest = app.remaining();
-  const bool isEndOfOptions = !options.rest.empty() && options.rest[0] == "--";
-  if (isEndOfOptions) options.rest.erase(options.rest.begin());
-  // What the parser does not know counts as the script; an option it does not know is a mistake.
-  if (!options.hasText && !isEndOfOptions && !options.rest.empty() && options.rest[0].starts_with("-") &&
-      options.rest[0] != "-") {
-    const std::vector<std::string> known{"-e", "-i", "--no-module", "--version", "--help"};
-    tessel::printError("The option '" + options.rest[0] + "' is not known." +
-                       tessel::suggestion(options.rest[0], known));
-    return 1;
-  }
-  return tessel::runShell(options);
 }

@@ -1,9 +1,9 @@
 /// The program `tessel_expect`: checks scripts against the expectations in them and beside them.
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -69,14 +69,21 @@ bool checkFiles(const Options& options) {
 }  // namespace
 }  // namespace tessel
 
+/// Called with scripts. `--no-module` starts without the module; `--update` rewrites NAME.expected, and makes
+/// it for a script without comments.
 int main(int argc, char** argv) {
   tessel::Options options;
-  CLI::App app("Checks scripts against the expectations in their comments and in the files NAME.expected.");
-  app.add_option("files", options.files, "Scripts (.tsl)")->required();
-  app.add_flag("--no-module", options.withoutModule, "Start without the module qfcore");
-  app.add_flag("--update", options.isUpdate, "Rewrite NAME.expected; create it for a script without comments");
-  CLI11_PARSE(app, argc, argv);
+  for (const std::string word : std::span(argv, static_cast<std::size_t>(argc)).subspan(1)) {
+    if (word == "--no-module")
+      options.withoutModule = true;
+    else if (word == "--update")
+      options.isUpdate = true;
+    else
+      options.files.push_back(word);
+  }
   try {
+    if (options.files.empty())
+      throw std::runtime_error("usage: tessel_expect [--no-module] [--update] SCRIPT.tsl...");
     if (!options.withoutModule) tessel::loadModule("qfcore");
   } catch (const std::exception& error) {
     std::printf("%s\n", error.what());

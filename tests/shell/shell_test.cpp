@@ -103,7 +103,7 @@ TEST_F(Shell, RunsAndReports) {
        {"", "Error: Unexpected '=': the '[' in line 1, column 5 is open. (open.tsl:3:3)\n  b = 5;\n    ^\n",
         1}},
       {"--nosuch", "", {"", "Error: The option '--nosuch' is not known.\n", 1}},
-      {"-e", "", {"", "Error: The command line is not understood: -e: 1 required TEXT missing.\n", 1}},
+      {"-e", "", {"", "Error: The option '-e' needs a text.\n", 1}},
       {"-e \"x = 2;\" -e \"disp(x)\"", "", {"     2\n", "", 0}},
       {"-e \"fprintf(2, 'lost %d', 5), fwrite(2, 10); fprintf('kept')\"", "", {"kept", "lost 5\n", 0}},
       {"-- good.tsl one", "", {"good\n     1\n", "", 0}},
