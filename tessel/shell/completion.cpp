@@ -4,17 +4,33 @@
 #include <cctype>
 #include <iterator>
 #include <optional>
-#include <regex>
 #include <sstream>
 
 #include "tessel/interpreter.h"
 #include "tessel/language/lexer.h"
+#include "tessel/language/regular_expression.h"
 #include "tessel/objects.h"
 #include "tessel/registries.h"
 #include "tessel/runtime/dispatch.h"
 
 namespace tessel {
 namespace {
+
+/// The matches of an expression in a text, each with its tokens.
+std::vector<std::vector<std::string>> matches(const char* pattern, const std::string& text) {
+  std::vector<std::vector<std::string>> all;
+  for (const RegularExpression::Match& match :
+       RegularExpression("completion", pattern, false).matchesIn(text)) {
+    for (std::vector<std::string>& parts = all.emplace_back(); const RegularExpression::Extent& part : match)
+      parts.emplace_back(part.in(text));
+  }
+  return all;
+}
+
+std::vector<std::string> firstMatch(const char* pattern, const std::string& text) {
+  std::vector<std::vector<std::string>> all = matches(pattern, text);
+  return all.empty() ? std::vector<std::string>() : std::move(all[0]);
+}
 
 /// What a path of members such as "a.numerictype" leads to: a structure, the class of an object, or nothing.
 /// No property is read: one that holds an object names its class by its type or by its own name.
@@ -138,11 +154,11 @@ void addValues(const PropertyInfo& property, std::vector<std::string>& names) {
 
 /// The property in "a.RoundMode = "; null where the line ends otherwise.
 const PropertyInfo* assignedProperty(Interpreter& interpreter, const std::string& before) {
-  static const std::regex pattern(R"((?:^|[\s;,])([A-Za-z]\w*(?:\.\w+)*)\.(\w+)\s*=\s*['"]$)");
-  std::smatch parts;
-  if (!std::regex_search(before, parts, pattern)) return nullptr;
+  const std::vector<std::string> parts =
+      firstMatch(R"((?:^|[\s;,])([A-Za-z]\w*(?:\.\w+)*)\.(\w+)\s*=\s*['"]\z)", before);
+  if (parts.empty()) return nullptr;
   const HostClass* hostClass = findOwner(interpreter, parts[1]).hostClass;
-  return hostClass ? hostClass->findProperty(parts[2].str()) : nullptr;
+  return hostClass ? hostClass->findProperty(parts[2]) : nullptr;
 }
 
 /// What the help of a function tells of its texts: those between quotes, the names of settings that begin lines
@@ -150,16 +166,13 @@ const PropertyInfo* assignedProperty(Interpreter& interpreter, const std::string
 void addWordsOfHelp(const std::string& function, std::vector<std::string>& names) {
   const FunctionInfo* info = findFunction(function);
   if (!info) return;
-  static const std::regex quoted("'([A-Za-z]\\w*)'"), listed(R"((?:^|\n)  ([A-Z]\w*)  )"), all("Names:([^.]*)"),
-      name("[A-Z]\\w+");
-  const auto addAll = [&](const std::string& text, const std::regex& pattern, int group) {
-    std::copy(std::sregex_token_iterator(text.begin(), text.end(), pattern, group),
-              std::sregex_token_iterator(), std::back_inserter(names));
+  const auto addAll = [&](const std::string& text, const char* pattern) {
+    for (const std::vector<std::string>& match : matches(pattern, text)) names.push_back(match.back());
   };
-  addAll(info->help, quoted, 1);
-  addAll(info->help, listed, 1);
-  std::smatch named;
-  if (std::regex_search(info->help, named, all)) addAll(named[1], name, 0);
+  addAll(info->help, "'([A-Za-z]\\w*)'");
+  addAll(info->help, R"((?:^|\n)  ([A-Z]\w*)  )");
+  const std::vector<std::string> named = firstMatch("Names:([^.]*)", info->help);
+  if (!named.empty()) addAll(named[1], "[A-Z]\\w+");
 }
 
 /// Keeps what begins as `word` does, in order.
@@ -178,13 +191,12 @@ bool endsInText(const std::string& line) {
 }
 
 CommandWord commandWordAtEnd(const std::string& line) {
-  static const std::regex pattern(
-      R"(\s*([A-Za-z]\w*)(?:\s+[\w./~][^\s()=;,'"]*)*\s+(?:[\w./~][^\s()=;,'"]*)?)");
   static constexpr std::string_view kOfNames[] = {"clear", "help", "methods", "properties",
                                                   "which", "who",  "whos"};
-  std::smatch parts;
-  if (!std::regex_match(line, parts, pattern) || isKeyword(parts[1].str())) return CommandWord::None;
-  const bool isName = std::ranges::find(kOfNames, parts[1].str()) != std::end(kOfNames);
+  const std::vector<std::string> parts =
+      firstMatch(R"(\A\s*([A-Za-z]\w*)(?:\s+[\w./~][^\s()=;,'"]*)*\s+(?:[\w./~][^\s()=;,'"]*)?\z)", line);
+  if (parts.empty() || isKeyword(parts[1])) return CommandWord::None;
+  const bool isName = std::ranges::find(kOfNames, parts[1]) != std::end(kOfNames);
   return isName ? CommandWord::Name : CommandWord::File;
 }
 
