@@ -82,7 +82,7 @@ template <class Operation>
 [[gnu::noinline]] void sumWideExactly(const fi& a, const fi& b, fi& result) {
   const auto sumPart = [&](number& target, const number& left, const number& right) {
     const WideOperand x(a, left), y(b, right);
-    if (x.isWide() && y.isWide() && target.multiprecision()) return combineWide<Operation>(target, x, y);
+    if (x.isWide() && y.isWide()) return combineWide<Operation>(target, x, y);
     const number p(left, Reading{}), q(right, Reading{});
     for (unsigned k = 0; k < result.numel(); ++k) {
       target.setIndex(k);

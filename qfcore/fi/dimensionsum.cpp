@@ -286,7 +286,7 @@ struct fi::DimensionSums {
                                                      : integersForSums(type, x.getNumericType(), type,
                                                                        x.getFimath().castBeforeSum(), false);
     const bool hasIntegers = sizes != IntegerSizes::None,
-               hasBlocks = isShort && !(hasIntegers && areInTurn && areDoubles(x) && !q.logger().isOn());
+               hasBlocks = isShort && (!hasIntegers || q.logger().isOn());
     const Path path = choosePath({.hasBlocks = hasBlocks,
                                   .hasIntegers = hasIntegers,
                                   .wideLoops = isShort ? WideLoops::None : WideLoops::OfAny},

@@ -43,7 +43,8 @@ bool areShort(const fi& x) {
 unsigned complexPrecision(const fi& x, const fi& y) {
   const NumericType &tx = x.getNumericType(), &ty = y.getNumericType();
   if (!tx.isFixed() || !ty.isFixed()) return x.realPart().getprecision();
-  const unsigned numerator = fi::precisionOf(tx) + fi::precisionOf(ty) + 1,
+  const unsigned numerator =
+                     std::max(fi::precisionOf(tx), x.realPart().getprecision()) + fi::precisionOf(ty) + 1,
                  denominator = 2 * fi::precisionOf(ty) + 1;
   const bool areExactDoubles = std::max(numerator, denominator) <= kMaxDoublePrecision &&
                                haveNormalQuotients(tx, ty) && x.realPart().gettype() == kDoubleRepresentation;
@@ -222,14 +223,10 @@ bool dividePart(double* result, const BlockOperand& x, const BlockOperand& y, co
 
 bool divideByBlocks(const fi& x, const fi& y, const Bounds& bounds, const quantizer& q, fi& result) {
   const BlockOperand divisor = BlockOperand::real(y);
-  bool anyByZero =
-      dividePart(result.realPart().doubles(), BlockOperand::real(x), divisor, bounds, q, result.numel());
-  if (x.iscomplex()) {
-    const bool byZero =
-        dividePart(result.imagPart().doubles(), BlockOperand::imag(x), divisor, bounds, q, result.numel());
-    anyByZero = anyByZero || byZero;
-  }
-  return anyByZero;
+  // Both parts have the same divisors.
+  if (x.iscomplex())
+    dividePart(result.imagPart().doubles(), BlockOperand::imag(x), divisor, bounds, q, result.numel());
+  return dividePart(result.realPart().doubles(), BlockOperand::real(x), divisor, bounds, q, result.numel());
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "qfcore/fi/elementcopy.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "qfcore/fi/fi.h"
 #include "qfcore/number/mpnumber.h"
@@ -46,16 +47,17 @@ bool copyIntegers(fi& into, const fi& x, const ElementVisit& targets, const Elem
   if (!re && !isComplex && read(into.realPart()) && x.realPart().multiprecision()) {
     const mpnumber& values = *x.realPart().multiprecision();
     Integer* to = written(into.realPart());
+    // Integers stand there already: arrays are being joined, which leaves no place as it is.
     for (unsigned k = 0; k < count; ++k) {
-      if (const unsigned s = sources[k]; s != kNoElement)
-        to[targets[k]] = storedInteger<Integer>(values.getelement(s), fractionLength);
+      assert(sources[k] != kNoElement);
+      to[targets[k]] = storedInteger<Integer>(values.getelement(sources[k]), fractionLength);
     }
     return true;
   }
   if (!re || (isComplex && !im)) return false;
   Integer *toRe = written(into.realPart()), *toIm = isComplex ? written(into.imagPart()) : nullptr;
   if (!toRe || (isComplex && !toIm)) return false;
-  if (!isComplex && sources.isInStep() && targets.isInStep()) {
+  if (!isComplex && sources.isInStep()) {
     std::copy_n(re + sources[0], count, toRe + targets[0]);
     return true;
   }
@@ -72,6 +74,7 @@ bool copyIntegers(fi& into, const fi& x, const ElementVisit& targets, const Elem
 
 void fi::copyElements(fi& into, const ElementVisit& targets, const ElementVisit& sources,
                       unsigned count) const {
+  assert(targets.isInStep());
   if (into.realPart_.doubles() && realPart_.doubles()) {
     copyPart(into.realPart_, realPart_, targets, sources, count);
     if (iscomplex()) copyPart(into.imagPart_, imagPart_, targets, sources, count);

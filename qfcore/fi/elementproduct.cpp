@@ -102,7 +102,7 @@ ElementProduct::ElementProduct(const fi& a, const fi& b, const quantizer& produc
 }
 
 void ElementProduct::form(const number& x, const number& y, number& result) {
-  if (isExact_ && &result != &x && result.gettype() == kMultiprecisionRepresentation) {
+  if (isExact_ && result.gettype() == kMultiprecisionRepresentation) {
     setProduct(result, x, y);
   } else {
     setProduct(scratch1_, x, y);

@@ -143,9 +143,10 @@ class ExtremeFinder {
         keys_(x),
         wide_(x, x.realPart()) {}
 
-  /// The place of the extreme among `count` elements, from 0.
+  /// The place of the extreme among `count` elements, from 0; by blocks, which take neighbours, of a stride
+  /// of 1.
   unsigned operator()(unsigned first, unsigned stride, unsigned count) {
-    if (path_ == Path::Blocks && stride == 1) return placeInRow(first, count);
+    if (path_ == Path::Blocks) return placeInRow(first, count);
     return path_ == Path::Wide ? placeOfWide(first, stride, count) : placeOfElement(first, stride, count);
   }
 

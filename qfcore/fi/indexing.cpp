@@ -350,6 +350,7 @@ struct fi::Indexing {
   /// Overwrites without a pass over the whole array where the subscripts name existing elements, one for each
   /// right-hand element or all for a scalar; the host decides about everything else.
   static bool overwriteExisting(fi& x, const HostArray& index, const fi& rhs) {
+    if (index.fieldAt("subs").isEmpty()) return false;
     HostArray positions;
     try {
       positions = callIndexing("subsref", {positionMap(x.dims_), index});
@@ -416,7 +417,6 @@ void fi::subsasgnScalarIndexing(unsigned position, const fi& rhs) {
   rhs.checkIndex(0);
   const double* value = rhs.isreal() && !rhs.isSlopeBias() ? rhs.realPart_.doubles() : nullptr;
   if (value && Indexing::assignPlain(*this, position, *value)) return;
-  if (&rhs == this) return subsasgnScalarIndexing(position, elementAt(0));
   errorIfNotAssignable(rhs);
   makeValues(*this);
   const fi first(rhs, Reading{});

@@ -153,7 +153,8 @@ bool fi::base2numCheckElement(const char* token, int base) {
 /// False, and nothing done, for text that is not all patterns of the word's bits.
 bool fi::base2numByBlocks(const HostArray& text, int base) {
   const quantizer& q = getAssignmentQuantizer();
-  const bool isWide = hasWideText(*this);
+  // Elements in more bits than their type takes give way to doubles.
+  const bool isWide = hasWideText(*this) && precisionOf(getNumericType()) > kMaxDoublePrecision;
   if (!isWide && !(takesBlocks(*this) && hasTextByBlocks(q))) return false;
   const auto table = isWide ? readWidePatterns(text, base, q.wordLength()) : readPatterns(text, base, q);
   if (!table) return false;
@@ -165,8 +166,9 @@ bool fi::base2numByBlocks(const HostArray& text, int base) {
     valuesOfPatterns(q, patterns, part.doubles());
     return true;
   };
-  if (!take(table->re, replaced.realPart_) || (table->isComplex && !take(table->im, replaced.imagPart_)))
-    return false;
+  // Of one length, the patterns of both parts can be taken, or those of neither.
+  if (!take(table->re, replaced.realPart_)) return false;
+  if (table->isComplex) take(table->im, replaced.imagPart_);
   // Of wide patterns, which are words of the type as they are, only the record needs a quantizer.
   replaceLogged(replaced, [&] {
     if (!isWide || getQlogger().isOn()) replaced.quantizeAll();

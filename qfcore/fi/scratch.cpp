@@ -46,7 +46,7 @@ unsigned productPrecision(const fi& a, const fi& b, const NumericType& product, 
 }
 
 BitRange BitRange::of(double value) {
-  if (value == 0 || !std::isfinite(value)) return {0, 0};
+  if (value == 0) return {0, 0};
   int exponent;
   std::frexp(value, &exponent);
   return {exponent - static_cast<int>(kDoubleBits), exponent};

@@ -1,6 +1,7 @@
 /// How values get into an array: the host's, a program's, stored words, and one element's into another.
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cmath>
 #include <limits>
 
@@ -122,7 +123,8 @@ bool quantizeFinite(const quantizer& q, const double* from, double* to, std::siz
 
 template <class Element>
 void assignDoubles(number& part, const Element* values, const ToHeld& toHeld, const quantizer& q) {
-  const bool byBlocks = choosePath({.hasBlocks = q.isDoubleBacked()}, part) == Path::Blocks;
+  assert(q.isDoubleBacked());
+  const bool byBlocks = takesBlocks(part);
   double* held = part.doubles();
   shareLoop(part.numel(), kSharedDoubles, std::array{&q},
             [&](std::size_t begin, std::size_t count, const auto& own) {

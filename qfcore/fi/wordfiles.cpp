@@ -107,17 +107,23 @@ bool isPattern(const std::string& digits, WordFile form, unsigned wordLength) {
   return bits <= wordLength;
 }
 
-/// A char matrix of the words, each at the right of as many digits as the longest has.
-HostArray matrixOf(const std::vector<std::string>& words) {
+/// A word and the row where it stands.
+struct PlacedWord {
+  std::size_t row;
+  std::string digits;
+};
+
+/// A char matrix of the words, each at the right of as many digits as the longest has; the last of several in
+/// a row counts, and other rows are 0.
+HostArray matrixOf(const std::vector<PlacedWord>& words, std::size_t rows) {
   std::size_t width = 1;
-  for (const std::string& word : words) width = std::max(width, word.size());
-  HostArray matrix = HostArray::zeros(ArrayClass::Char, {words.size(), width});
+  for (const PlacedWord& word : words) width = std::max(width, word.digits.size());
+  HostArray matrix = HostArray::unset(ArrayClass::Char, {rows, width});
   char* characters = matrix.mutableReal<char>();
   std::fill_n(characters, matrix.numel(), '0');
-  for (std::size_t row = 0; row < words.size(); ++row) {
-    const std::size_t lead = width - words[row].size();
-    for (std::size_t k = 0; k < words[row].size(); ++k)
-      characters[(lead + k) * words.size() + row] = words[row][k];
+  for (const auto& [row, digits] : words) {
+    const std::size_t lead = width - digits.size();
+    for (std::size_t k = 0; k < width; ++k) characters[k * rows + row] = k < lead ? '0' : digits[k - lead];
   }
   return matrix;
 }
@@ -145,8 +151,8 @@ std::string wordLines(const fi& x, WordFile form) {
 
 fi fromWordLines(std::string_view text, WordFile form, const NumericType& type, const fimath& math) {
   const auto wordLength = static_cast<unsigned>(type.wordLength());
-  std::vector<std::string> words;
-  std::size_t place = 0;
+  std::vector<PlacedWord> words;
+  std::size_t place = 0, rows = 0;
   int count = 0;
   for (std::string& word : wordsIn(text)) {
     if (form == WordFile::Memh && word[0] == '@') {
@@ -156,14 +162,14 @@ fi fromWordLines(std::string_view text, WordFile form, const NumericType& type, 
     ++count;
     if (!isPattern(word, form, wordLength)) fail<kWord>(word.c_str(), count, static_cast<int>(wordLength));
     if (place > kLargestAddress) fail<kAddress>(fmt::format("{:X}", place).c_str());
-    if (words.size() <= place) words.resize(place + 1, "0");
     // Digits before the word's own are zeros.
     const std::size_t most = (wordLength + bitsOfDigit(form) - 1) / bitsOfDigit(form);
-    words[place++] = word.size() > most ? word.substr(word.size() - most) : std::move(word);
+    words.push_back({place, word.size() > most ? word.substr(word.size() - most) : std::move(word)});
+    rows = std::max(rows, ++place);
   }
-  fi column(static_cast<unsigned>(words.size()), 1, type, math);
+  fi column(static_cast<unsigned>(rows), 1, type, math);
   if (!column.getNumericType().isFixed()) fail<kReal>();
-  if (!words.empty()) column.base2num(matrixOf(words), baseOf(form));
+  if (rows > 0) column.base2num(matrixOf(words, rows), baseOf(form));
   return column;
 }
 

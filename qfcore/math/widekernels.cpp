@@ -30,6 +30,14 @@ struct PowersOfTwo {
   }
 };
 
+/// Brings a value on the grid into range, in bits of which there is one more than the word has.
+void wrap(number& x, const WideFormat& format) {
+  x.mod(format.range);
+  x -= format.min;
+  x.mod(format.range);
+  x += format.min;
+}
+
 template <unsigned Limbs>
 LimbOutcome quantizeIn(const WideFormat& format, const WideRounding& rounding, OverflowModeEnum overflowMode,
                        const MpFloat& from, MpFloat& to) {
@@ -127,11 +135,15 @@ WideOutcome quantizeFixedByFloats(const WideFormat& format, const WideRounding& 
   if (!outcome.overflow) return outcome;
   if (overflowMode == OverflowModeEnum::saturate) {
     x = above ? format.max : format.min;
+  } else if (const mpnumber* wide = x.multiprecision();
+             wide && wide->getelement().bits() > static_cast<unsigned>(format.wordLength)) {
+    wrap(x, format);
   } else {
-    x.mod(format.range);
-    x -= format.min;
-    x.mod(format.range);
-    x += format.min;
+    // Its own bits would round what is formed on the way.
+    number word(0.0, static_cast<unsigned>(format.wordLength) + kDoubleBits, true);
+    word = x;
+    wrap(word, format);
+    x = word;
   }
   return outcome;
 }

@@ -217,9 +217,17 @@ TEST_F(Addition, OfSlopeBiasValuesIsThatOfScaledTermsAndTheNetBias) {
     math.setSumBias(random.integer(-8, 8) / 4.0);
     const std::vector<unsigned> dims{2, 2};
     fi a = random.array(dims, operandType(), math, false);
-    // One array added to two types in turn.
-    for (int second = 0; second < 2; ++second) {
+    for (const double constant :
+         {a.getBnetForSlopeBiasPlus(), a.getBnetForSlopeBiasMinus(), a.getBnetForEquals(), a.getFsxForEquals()})
+      EXPECT_EQ(constant, 0) << "before any sum";
+    // One array added to several types in turn, the last time in another scaling itself.
+    for (int second = 0; second < 3; ++second) {
       const fi b = random.array(dims, operandType(), math, false);
+      if (second == 2) {
+        const NumericType& own = a.getNumericType();
+        a.updateAssignmentQuantizer(NumericType(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, own.isSigned(),
+                                                own.wordLength(), 1.75, own.fixedExponent(), -0.5));
+      }
       const NumericType ta = a.getNumericType(), tb = b.getNumericType();
       for (const bool subtract : {false, true}) {
         const fi sum = subtract ? a.minus(b) : a.plus(b);
@@ -227,19 +235,32 @@ TEST_F(Addition, OfSlopeBiasValuesIsThatOfScaledTermsAndTheNetBias) {
         const double net =
             (ta.bias() + (subtract ? -tb.bias() : tb.bias()) - type.bias()) / type.slopeAdjustmentFactor();
         Meter q(math);
+        const auto inDoubles = [](unsigned bits) { return bits <= kMaxDoublePrecision; };
+        const unsigned ofSum = fi::precisionOf(type),
+                       ofRegister = std::max({ofSum, fi::precisionOf(ta), fi::precisionOf(tb)});
+        const auto term = [&](const fi& x, const NumericType& tx, unsigned k) {
+          const unsigned own = fi::precisionOf(tx);
+          return q(factorOf(tx, type) * reference::valueOf(x, k), type, inDoubles(own + std::max(own, ofSum)));
+        };
         for (unsigned k = 0; k < sum.numel(); ++k) {
-          const mpq_class right = q(factorOf(tb, type) * reference::valueOf(b, k), type);
-          const mpq_class left = q(factorOf(ta, type) * reference::valueOf(a, k), type);
-          const mpq_class both = q(subtract ? mpq_class(left - right) : mpq_class(left + right), type);
+          const mpq_class right = term(b, tb, k), left = term(a, ta, k);
+          const mpq_class both =
+              q(subtract ? mpq_class(left - right) : mpq_class(left + right), type, inDoubles(ofRegister));
           const mpq_class bias = q(asConstant(type.isSigned() ? net : std::abs(net), type), type);
-          ASSERT_EQ(reference::valueOf(sum, k), q(both + bias, type))
+          ASSERT_EQ(reference::valueOf(sum, k), q(both + bias, type, inDoubles(ofRegister)))
               << ta.tostring() << tb.tostring() << type.tostring() << math.toString();
+          fi sumRegister = a.initializeSumRegister(type, math, 0, false), one(1U, 1U, type, math);
+          a.setIndex(k);
+          b.setIndex(k);
+          subtract ? one.diffEquals(a, b, sumRegister) : one.sumEquals(a, b, sumRegister);
+          ASSERT_EQ(reference::valueOf(one, 0), reference::valueOf(sum, k)) << "at the cursors";
         }
         a.initSlopeBiasCorrectionFactorsForPlus(b, sum);
         const double held = subtract ? a.getBnetForSlopeBiasMinus() : a.getBnetForSlopeBiasPlus();
         EXPECT_EQ(mpq_class(held), asConstant(type.isSigned() ? net : std::abs(net), type));
         q.expectRecordOf(sum);
       }
+      EXPECT_EQ(a.getFsxForEquals(), 0) << "of sums in place, which there were none of";
       a.initSlopeBiasCorrectionFactorsForEquals(b);
       EXPECT_EQ(mpq_class(a.getFsxForEquals()), factorOf(tb, ta));
       const double net = (ta.bias() + tb.bias() - ta.bias()) / ta.slopeAdjustmentFactor();

@@ -83,14 +83,34 @@ inline HostArray row(const std::vector<double>& values) {
   return array;
 }
 
+/// The same elements in so many bits, maybe more than their type takes.
+inline fi inBits(fi x, unsigned precision) {
+  const embedded::number re(x.realPart(), embedded::NumberVector{}), im(x.imagPart(), embedded::NumberVector{});
+  x.setPrecision(precision);
+  for (unsigned k = 0; k < x.numel(); ++k) {
+    x.realPart()[k] = re[k];
+    if (x.iscomplex()) x.imagPart()[k] = im[k];
+  }
+  return x;
+}
+
 /// A view of the same elements as an array's: of a whole array, or where they are a column maybe of some amid
-/// others.
+/// others; or a view of such a view.
 struct Viewed {
   fi target;
   unsigned first = 0;
-  std::unique_ptr<fi> view;
+  std::unique_ptr<fi> inner, view;
 
   Viewed(Random& random, const fi& elements) : target(elements) {
+    makeView(random, elements);
+    if (random.coin()) return;
+    inner = std::move(view);
+    view = std::make_unique<embedded::FiReference>(*inner);
+  }
+  bool isAmidOthers() const { return view->numel() != target.numel(); }
+
+ private:
+  void makeView(Random& random, const fi& elements) {
     if (elements.numDims() > 2 || elements.cols() != 1 || random.integer(0, 3) == 0) {
       view = std::make_unique<embedded::FiReference>(target);
       return;
@@ -98,13 +118,13 @@ struct Viewed {
     first = static_cast<unsigned>(random.integer(0, 3));
     const unsigned rows = first + elements.numel() + static_cast<unsigned>(random.integer(0, 3));
     target = random.array({rows, 1}, elements.getNumericType(), elements.getFimath(), elements.iscomplex());
+    target = inBits(target, elements.realPart().getprecision());
     for (unsigned k = 0; k < elements.numel(); ++k) {
       target.realPart()[first + k] = elements.realPart()[k];
       if (elements.iscomplex()) target.imagPart()[first + k] = elements.imagPart()[k];
     }
     view = std::make_unique<embedded::FiColumnReference>(target, first, elements.numel());
   }
-  bool isAmidOthers() const { return view->numel() != target.numel(); }
 };
 
 }  // namespace reference

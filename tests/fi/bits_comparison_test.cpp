@@ -32,9 +32,14 @@ TEST_F(BitsAndComparison, RelationsCompareRealWorldValuesExactly) {
     const fimath math;
     const int maxWordLength = trial % 3 == 0 ? 150 : 5;
     const std::vector<unsigned> dims = shape(4), one{1, 1};
-    const fi a = random.array(random.integer(0, 3) ? dims : one, anyScaling(maxWordLength), math, false);
-    const fi b = random.array(random.integer(0, 3) ? dims : one,
-                              random.coin() ? a.getNumericType() : anyScaling(maxWordLength), math, false);
+    const auto isComplex = [&] { return random.integer(0, 3) == 0; };
+    const fi a = random.array(random.integer(0, 3) ? dims : one, anyScaling(maxWordLength), math, isComplex());
+    const fi b =
+        random.array(random.integer(0, 3) ? dims : one,
+                     random.coin() ? a.getNumericType() : anyScaling(maxWordLength), math, isComplex());
+    const auto imagOf = [](const fi& x, unsigned k) {
+      return x.isreal() ? mpq_class(0) : realWorld(elementOf(x, k).im, x.getNumericType());
+    };
     SCOPED_TRACE(a.getNumericType().tostring() + " and " + b.getNumericType().tostring());
     onAllPaths([&](bool) {
       const HostArray ge = a.ge(b), le = a.le(b), gt = a.gt(b), lt = a.lt(b), eq = a.eq(b), ne = a.ne(b);
@@ -46,14 +51,26 @@ TEST_F(BitsAndComparison, RelationsCompareRealWorldValuesExactly) {
         ASSERT_EQ(le.realAt(k) != 0, x <= y) << x << " and " << y;
         ASSERT_EQ(gt.realAt(k) != 0, x > y) << x << " and " << y;
         ASSERT_EQ(lt.realAt(k) != 0, x < y) << x << " and " << y;
-        ASSERT_EQ(eq.realAt(k) != 0, x == y) << x << " and " << y;
-        ASSERT_EQ(ne.realAt(k) != 0, x != y) << x << " and " << y;
-        allEqual = allEqual && x == y;
+        const bool areEqual =
+            x == y && imagOf(a, static_cast<unsigned>(k)) == imagOf(b, static_cast<unsigned>(k));
+        ASSERT_EQ(eq.realAt(k) != 0, areEqual) << x << " and " << y;
+        ASSERT_EQ(ne.realAt(k) != 0, !areEqual) << x << " and " << y;
+        allEqual = allEqual && areEqual;
       }
       EXPECT_EQ(a.isequal(b), allEqual);
       EXPECT_TRUE(a.isequal(a));
     });
     if (HasFailure()) return;
+    // One element in several scalings beside others in turn.
+    fi element(2U, 1U, anyScaling(5), math);
+    element.setIndex(1);
+    element.realPart() = random.integer(0, 1);
+    for (int turn = 0; turn < 4; ++turn) {
+      const fi other = random.array(one, anyScaling(5), math, false);
+      if (turn % 2 != 0) element.updateAssignmentQuantizer(anyScaling(5));
+      const mpq_class x = realWorld(reference::valueOf(element, 1), element.getNumericType());
+      EXPECT_EQ(other == element, realWorld(reference::valueOf(other, 0), other.getNumericType()) == x);
+    }
   }
 }
 
@@ -263,7 +280,11 @@ TEST_F(BitsAndComparison, BitsAndExtremesOfOneElementAndOfNone) {
   const fi one(1.0, s8);
   const fi expanded = one.bitset(row({1, 2, 3}), row({1, 1, 0}));
   EXPECT_EQ(reference::contents(expanded), "1x3x 1 3 1");
-  EXPECT_EQ(one.bitset(fi(2.0, s8), fi(1.0, s8)).realWorldReal(), 3);
+  const fi second(2.0, s8);
+  const HostArray place2 = row({2}), set = row({1});
+  for (const fi& both : {one.bitset(second), one.bitset(second, one), one.bitset(second, set),
+                         one.bitset(place2, one), one.bitset(place2, set)})
+    EXPECT_EQ(both.realWorldReal(), 3);
   unsigned index = 7;
   HostArray place;
   EXPECT_TRUE(fi().unary_max(index, place).isempty());

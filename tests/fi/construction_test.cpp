@@ -64,6 +64,11 @@ TEST(Construction, RefusesWhatIsNotFiniteAtAnyPlaceAndQuantizesTheRestAsOneByOne
     expectError([&] { fi(values.data(), dims, 2, type, math); },
                 isNan ? "numforge:nofixednan" : "numforge:nofixedinf",
                 isNan ? "NaN cannot be converted to fixed-point." : "Inf cannot be converted to fixed-point.");
+    NumericType dbl;
+    dbl.setDataType(DataTypeEnum::Double);
+    fi inDoubles(found.real<double>(), values.data(), dims, 2, dbl, math);
+    EXPECT_THROW(inDoubles.setNumericType(type), ErrorIdException) << "of the imaginary part";
+    EXPECT_TRUE(inDoubles.getNumericType().isDouble());
   }
 }
 
@@ -131,12 +136,31 @@ TEST(Construction, KeepsWhatItIsGiven) {
       }
     }
   }
+  for (int w = 1; w <= 60; ++w) {
+    std::vector<NumericType> types;
+    for (const auto dataType : {DataTypeEnum::Fixed, DataTypeEnum::ScaledDouble})
+      for (const auto scaling : {ScalingEnum::BinaryPoint, ScalingEnum::SlopeBias})
+        for (const bool isSigned : {false, true})
+          types.emplace_back(dataType, scaling, isSigned, w, 1.0, -3,
+                             scaling == ScalingEnum::SlopeBias ? 2.0 : 0);
+    for (int round = 0; round < 2; ++round)
+      for (const NumericType& type : types)
+        EXPECT_EQ(fi(0.0, type).getNumericType().tostring(), type.tostring());
+  }
   const unsigned dims[] = {2, 1};
   const quantizer q(NumericType(true, 8, 0), RoundModeEnum::floor, OverflowModeEnum::wrap);
   fi x(dims, 2, NumericType(true, 16, 0), fimath(), false, q);
+  x.setLogging(true);
   x.setIndex(1);
   x.assignElement(fi(200.75, NumericType(true, 16, 4)));
   EXPECT_EQ(x.realWorldReal(), -56);
+  EXPECT_EQ(x.getNoverflows(), 1U);
+  x.updateAssignmentQuantizer();
+  EXPECT_EQ(x.getNumericType(), NumericType(true, 8, 0));
+  // Elements stay as they are held, in doubles, also where a longer word is told.
+  x.updateAssignmentQuantizer(NumericType(true, 70, 0));
+  x.subsasgnScalarIndexing(1, 0x1p60);
+  EXPECT_EQ(x.realWorldReal(), 0x1p60);
 }
 
 TEST(Construction, MovedFromArraysAreEmpty) {
@@ -210,6 +234,9 @@ TEST(Construction, TakesHostArraysOfEveryClassExactly) {
   EXPECT_EQ(value(HostArray::scalarOf(large), coarse), reference::pow2(62) + 4096);
   EXPECT_EQ(value(HostArray::scalarOf((std::int64_t{1} << 53) + 1), coarse), reference::pow2(53) + 4096);
   EXPECT_EQ(value(HostArray::scalarOf(std::numeric_limits<std::uint64_t>::max()), s16), -1);
+  HostArray complex = HostArray::scalarOf(std::int64_t{1});
+  *complex.mutableImag<std::int64_t>() = large;
+  EXPECT_EQ(reference::imagOf(fi(&complex, s16, fimath(RoundModeEnum::ceil, OverflowModeEnum::wrap)), 0), 1);
 }
 
 TEST(Construction, HoldsSlopeBiasValuesInUnitsOfTheGrid) {
@@ -268,8 +295,10 @@ TEST(Views, ShareElementsWithACursorOfTheirOwn) {
   behind.setColumn(0);
   EXPECT_EQ(behind.realWorldReal(), 1);
   EXPECT_NO_THROW(FiColumnReference(x, 4, 2));
-  expectError([&] { column.setColumn(3); }, "numforge:fi:FiColumnReference:setColumn",
-              "Column number out of range.");
+  FiColumnReference four(x, 0, 4);
+  for (const auto& [view, number] : {std::pair(&column, 3U), std::pair(&four, 1U)})
+    expectError([&, v = view, n = number] { v->setColumn(n); }, "numforge:fi:FiColumnReference:setColumn",
+                "Column number out of range.");
   expectError([&] { FiColumnReference(x, 4); }, "numforge:fi:FiColumnReference:ColumnNumberOutOfRange",
               "FiColumnReference::Column number out of range in FiColumnReference constructor");
   expectError(
@@ -282,6 +311,10 @@ TEST(Views, ShareElementsWithACursorOfTheirOwn) {
              *text = "The shape, numeric type or storage of an array cannot be changed through a view of it.";
   fi constant(x, CopyIndex{});
   expectError([&] { constant.coordinateComplexity(true, 6); }, refusal, text);
+  expectError([&] { constant.copydata(x.complex()); }, refusal, text);
+  EXPECT_NO_THROW(constant.coordinateComplexity(false, 6));
+  constant.copydata(fi(x));
+  EXPECT_EQ(reference::valueOf(x, 5), 6);
   expectError([&] { column.copyDimensions(dims, 2); }, refusal, text);
   expectError([&] { whole.setPrecision(60); }, refusal, text);
   expectError([&] { whole.updateAssignmentQuantizer(NumericType()); }, refusal, text);
@@ -303,6 +336,18 @@ TEST(Views, ShareElementsWithACursorOfTheirOwn) {
   copy.assignElement(fi(9.0, NumericType(true, 16, 2)));
   EXPECT_EQ(whole.realWorldReal(), 7.25) << "a copy of the elements, not of the view";
   x.coordinateComplexity(true, 6);
+  x.imagPart()[5] = 2.0;
+  // What sees more or other elements than its own stays complex.
+  const double pair[] = {8, 9};
+  const unsigned two[] = {2, 1};
+  fi ofTwo(pair, pair, two, 2, x.getNumericType()), all(x, CopyIndex{});
+  FiColumnReference beyond(ofTwo, 1);
+  beyond.copydata(fi(pair, two, 2, x.getNumericType()));
+  all.copydata(fi(values, dims, 2, x.getNumericType()));
+  EXPECT_TRUE(ofTwo.iscomplex() && beyond.iscomplex() && all.iscomplex());
+  EXPECT_EQ(reference::imagOf(ofTwo, 1), 9);
+  EXPECT_EQ(reference::imagOf(beyond, 1), 0);
+  EXPECT_EQ(reference::imagOf(x, 5), 0);
   fi(whole).setIsReal(true);
   EXPECT_EQ(x.getComplexity(), 1);
   whole.setIsReal(true);
@@ -322,13 +367,19 @@ TEST(Shape, RangeChecksAndQueries) {
   expectError([&] { x.getDimension(0); }, "numforge:fi:getDimension:badDimension",
               "Dimension number must be a non-negative integer in the range 1 to 2^31.");
   expectError([&] { x.checkIndex(24); }, "numforge:fi:badindex", "Index exceeds matrix dimensions.");
-  expectError([&] { x.setLastPropertySet(fi::PropertyEnum{49}); }, "numforge:fi:setLastPropertySet:BadEnum",
-              "PropertyEnum out of range.  Valid values are -1 through 48, and 49 was entered.");
+  for (const int wrong : {49, -2})
+    expectError([&] { x.setLastPropertySet(fi::PropertyEnum{wrong}); },
+                "numforge:fi:setLastPropertySet:BadEnum",
+                ("PropertyEnum out of range.  Valid values are -1 through 48, and " + std::to_string(wrong) +
+                 " was entered.")
+                    .c_str());
   x.setLastPropertySet(fi::PropertyEnum{48});
   x.setLastPropertySet(fi::PropertyEnum{-1});
   EXPECT_EQ(fi(1.0, true, 8, 7).eps().realWorldReal(), 0.0078125);
   EXPECT_EQ(fi(1.0, true, 1, 0).eps().realWorldReal(), -1);
   EXPECT_EQ(fi(1.0, false, 1, 0).eps().realWorldReal(), 1);
+  EXPECT_EQ(fi(1.0, false, 8, 7).realmin().realWorldReal(), 0.0078125);
+  EXPECT_EQ(fi(1.0, true, 1, 0).realmin().realWorldReal(), -1);
   EXPECT_EQ(reference::valueOf(fi(0.0, true, 100, 0).realmax(), 0), reference::pow2(99) - 1);
   EXPECT_EQ(fi(0.0, false, 8, 0).range().numel(), 2U);
 }
@@ -340,6 +391,31 @@ TEST(Shape, ResizingToAnotherPrecisionZeroes) {
   EXPECT_TRUE(x.iscomplex());
   EXPECT_EQ(reference::valueOf(x, 3), 0);
   EXPECT_EQ(x.getNumericType().wordLength(), 80);
+  x.realPart()[3] = 5.0;
+  x.imagPart()[3] = 7.0;
+  x.updatePrecision();
+  EXPECT_EQ(reference::valueOf(x, 3), 5) << "the precision stays, so do values";
+  EXPECT_EQ(reference::imagOf(x, 3), 7);
+  x.setPrecision(200);
+  EXPECT_EQ(reference::valueOf(x, 3), 0);
+  EXPECT_EQ(reference::imagOf(x, 3), 0);
+  x.updatePrecision();
+  EXPECT_EQ(x.imagPart().getprecision(), 80U);
+}
+
+TEST(Shape, OfNoElementsLeavesNothingToCompute) {
+  const unsigned none[] = {0, 5};
+  fimath math;
+  math.setMaxProductWordLength(65535);
+  math.setMaxSumWordLength(65535);
+  for (const int wordLength : {16, 70, 300}) {
+    fi x(3.0, NumericType(true, wordLength, 4), math);
+    x.copyDimensions(none, 2);
+    const fi fresh(0U, 5U, x.getNumericType(), math);
+    for (const fi& result : {x.plus(x), x.times(x), x.uminus(), x.abs(), x.bitcmp(), x.max(x), x.transpose()})
+      EXPECT_TRUE(result.isempty());
+    EXPECT_TRUE(x.isequal(fresh) && x.eq(fresh).isEmpty() && x.getDoubleHostArray().isEmpty());
+  }
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "qfcore/fi/intarray.h"
 #include "qfcore/fi/paths/path.h"
 #include "qfcore/fi/paths/radixblocks.h"
+#include "qfcore/fi/quantizertext.h"
 #include "qfcore/fi/wordfiles.h"
 #include "qfcore/number/radix.h"
 #include "qfcore/types/features.h"
@@ -98,6 +99,12 @@ TEST(StoredIntegers, ChunksCarryEveryWordAndReadBack) {
       HostArray extended = chunks;
       addSignExtension32BitIntArray(extended, x.getNumericType());
       expectPatterns(extended, x, x.getNumericType().wordLength() > 32);
+      const HostArray words = convert32BitIntArrayTo64BitIntArray(extended, x.getNumericType()),
+                      halves = convert64BitIntArrayTo32BitIntArray(words, x.getNumericType());
+      expectPatterns(words, x, x.getNumericType().wordLength() > 32);
+      expectPatterns(halves, x, x.getNumericType().wordLength() > 32);
+      const bool isOneSigned = x.getNumericType().isSigned() && x.getNumericType().wordLength() <= 32;
+      EXPECT_EQ(halves.arrayClass(), isOneSigned ? ArrayClass::Int32 : ArrayClass::Uint32);
       removeSignExtension32BitIntArray(extended, x.getNumericType());
       expectPatterns(extended, x, false);
       // What stands above the word does not count.
@@ -208,6 +215,8 @@ TEST(WordFiles, RefuseWhatIsNoWordAndNoAddress) {
               std::string("numforge:fi:wordfile:") + error)
         << text;
   EXPECT_EQ(errorOf([&] { fromWordLines("12", WordFile::Bits, byte, fimath()); }), "numforge:fi:wordfile:word");
+  EXPECT_EQ(errorOf([&] { fromWordLines("@3FFFFFF 1 2", WordFile::Memh, byte, fimath()); }),
+            "numforge:fi:wordfile:address");
   const fi complex(1.0, byte), real(1.0, dbl), wide(1.0, NumericType(true, 65, 0));
   for (const auto& write : {std::function<void()>([&] { fromWordLines("1", WordFile::Memh, dbl, fimath()); }),
                             {[&] { wordLines(complex.complex(), WordFile::Memh); }},
@@ -438,6 +447,77 @@ TEST(RadixText, PatternsBeyondTheWordAreQuantized) {
   EXPECT_EQ(contents(wrapping), "1x1x 1");
   wrapping.base2num(HostArray::text("1 + 2i 3 4i"), 10);
   EXPECT_EQ(contents(wrapping), "1x2x 1+i2 3+i4");
+  Random random;
+  for (int trial = 0; trial < 600; ++trial) {
+    const int w = random.coin() ? 64 * random.integer(1, 3) : random.integer(1, 200),
+              base = random.coin() ? 8 : random.integer(2, 18);
+    const NumericType type(random.coin(), w, random.integer(-3, 3));
+    const fimath math(random.roundMode(), random.overflowMode());
+    // As many digits as the word has, of which the first may write more bits than these.
+    mpz_class pattern = 0;
+    for (int digits = radixDigits(w, base); digits > 0; --digits)
+      pattern = pattern * base + (random.integer(0, 2) == 0 ? base - 1 : random.integer(0, base - 1));
+    fi x(0.0, type, math);
+    x.base2num(HostArray::text(pattern.get_str(base)), base);
+    const reference::Format format{type.isSigned(), w, 0};
+    const mpz_class stored = pattern < reference::pow2(w) ? format.stored(pattern) : pattern;
+    ASSERT_EQ(reference::valueOf(x, 0),
+              reference::quantized(reference::scaled(mpq_class(stored), -type.fractionLength()), type,
+                                   math.roundMode(), math.overflowMode()))
+        << pattern << reference::described(type, math);
+  }
+}
+
+TEST(RadixText, OfQuantizersIsTheSameByBlocksAndElements) {
+  Random random;
+  for (int trial = 0; trial < 600; ++trial) {
+    constexpr QuantizerModeEnum kModes[] = {QuantizerModeEnum::fixed,      QuantizerModeEnum::ufixed,
+                                            QuantizerModeEnum::doubleMode, QuantizerModeEnum::singleMode,
+                                            QuantizerModeEnum::floatMode,  QuantizerModeEnum::boolean};
+    quantizer q(NumericType(true, random.integer(2, 60), random.integer(-3, 60)), random.roundMode(),
+                random.overflowMode());
+    q.setMode(kModes[trial % 6]);
+    if (trial % 6 == 4) q.setFormat(random.integer(8, 40), random.integer(2, 6));
+    const bool isComplex = random.coin();
+    HostArray values = HostArray::zeros(ArrayClass::Double, {2, 3}, isComplex);
+    const auto fill = [&](double* part) {
+      for (int k = 0; k < 6; ++k)
+        part[k] = random.integer(0, 30) == 0 ? std::nan("")
+                                             : std::ldexp(random.integer(-999, 999), random.integer(-9, 3));
+    };
+    fill(values.mutableReal<double>());
+    if (isComplex) fill(values.mutableImag<double>());
+    const int base = random.integer(2, 18);
+    std::string texts[2], values2[2];
+    for (const bool elementPathOnly : {false, true}) {
+      setElementPathOnly(elementPathOnly);
+      HostArray text;
+      const auto failure = reference::failureOf([&] { text = num2base(q, values, base); });
+      texts[elementPathOnly] = failure ? failure->identifier : "";
+      for (const std::string& row : failure ? std::vector<std::string>() : text.textRows())
+        texts[elementPathOnly] += row + "|";
+      if (failure) continue;
+      const HostArray back = base2num(q, text, base);
+      for (std::size_t k = 0; k < back.numel(); ++k)
+        for (const double value : {back.realAt(k), back.imagAt(k)})
+          values2[elementPathOnly] += std::isnan(value) ? "NaN " : std::to_string(value) + " ";
+    }
+    setElementPathOnly(false);
+    ASSERT_EQ(texts[0], texts[1]) << trial;
+    ASSERT_EQ(values2[0], values2[1]) << trial;
+  }
+  const quantizer q(NumericType(true, 8, 0), RoundModeEnum::floor, OverflowModeEnum::wrap);
+  const HostArray pages = [] {
+    HostArray text = HostArray::text("10 01 11");
+    text.reshape({1, 4, 2});
+    return text;
+  }();
+  fi narrow(0.0, NumericType(true, 8, 0)), wide(0.0, NumericType(true, 80, 0));
+  EXPECT_EQ(errorOf([&] { base2num(q, HostArray::text(""), 2); }), "numforge:quantizer:base2num:EmptyInput");
+  for (const auto& read : {std::function<void()>([&] { base2num(q, pages, 2); }),
+                           {[&] { narrow.base2num(pages, 2); }},
+                           {[&] { wide.base2num(pages, 2); }}})
+    EXPECT_EQ(errorOf(read), "Tessel:mustBeText");
 }
 
 // ----------------------------------------------------------------------------------------------------- records

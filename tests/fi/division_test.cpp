@@ -171,6 +171,37 @@ TEST_F(Division, WithoutATypeTakesTheDifferenceOfFractionLengths) {
   const fi a(1U, 1U, NumericType(true, 16, 15)), b(1U, 1U, NumericType(false, 20, 3));
   EXPECT_EQ(a.getNumericTypeForQuotient(b).qpointstr(), "s20,12");
   EXPECT_EQ(b.getNumericTypeForQuotient(b).qpointstr(), "u20,0");
+  EXPECT_EQ(b.getNumericTypeForQuotient(a).qpointstr(), "s20,-12");
+  NumericType dbl;
+  dbl.setDataType(EmbeddedTypeSystem::DataTypeEnum::Double);
+  const fi x(1.0, dbl);
+  EXPECT_TRUE(x.getNumericTypeForQuotient(x).isDouble());
+}
+
+TEST_F(Division, OfElementsInMoreBitsThanTheirTypeTakesRoundsToThose) {
+  for (int trial = 0; trial < 200; ++trial) {
+    const int far = random.coin() ? 0 : random.integer(-2000, 2000), moreBits = random.integer(60, 200);
+    const fimath math(random.roundMode(), random.overflowMode());
+    fi a = random.array({1, 1}, NumericType(random.coin(), random.integer(2, 40), far), math, false);
+    const mpq_class value = reference::valueOf(a, 0);
+    a.setPrecision(static_cast<unsigned>(moreBits));
+    reference::put(a.realPart(), value);
+    const NumericType type(true, random.integer(150, 300), far + random.integer(40, 140));
+    const auto check = [&](const fi& b, const mpq_class& quotient, const mpq_class& found) {
+      const mpq_class rounded = reference::roundedToBits(
+          quotient, static_cast<int>(constructedBits(static_cast<unsigned>(moreBits))));
+      ASSERT_EQ(found, reference::quantized(rounded, type, math.roundMode(), math.overflowMode()))
+          << a.getNumericType().tostring() << " over " << b.getNumericType().tostring();
+    };
+    const fi three(3.0, NumericType(true, 8, 0), math);
+    fi complex = three.complex();
+    complex.imagPart() = 2.0;
+    check(three, value / 3, reference::valueOf(a.over(three, type), 0));
+    const fi quotient = a.over(complex, type);
+    check(complex, value * 3 / 13, reference::valueOf(quotient, 0));
+    check(complex, value * -2 / 13, reference::imagOf(quotient, 0));
+    if (HasFailure()) return;
+  }
 }
 
 TEST_F(Division, RootsAreFoundBitByBit) { compareRandomRoots(250, 24, true); }
@@ -227,6 +258,36 @@ TEST_F(Division, ComplexMagnitudesAndConjugatesAreExactBeforeTheyAreRounded) {
     });
     if (HasFailure()) return;
   }
+}
+
+TEST_F(Division, ScratchValuesOfManyBitsRoundToTheDividendAsLongWordsDo) {
+  struct Forced {
+    Forced() { number::setDefaultForceMultiplePrecision(true); }
+    ~Forced() { number::setDefaultForceMultiplePrecision(false); }
+  };
+  for (int trial = 0; trial < 100; ++trial) {
+    const fimath math(random.roundMode(), random.overflowMode());
+    const int w = random.integer(2, 52);
+    const fi a = random.array({1, 1}, NumericType(true, w, 3), math, false),
+             b(7.0, NumericType(true, 8, 0), math);
+    const NumericType type(true, random.integer(2, 52), random.integer(0, 50));
+    const Forced forced;
+    const mpq_class rounded = reference::roundedToBits(
+        reference::valueOf(a, 0) / 7, static_cast<int>(constructedBits(static_cast<unsigned>(w))));
+    ASSERT_EQ(reference::valueOf(a.over(b, type), 0),
+              reference::quantized(rounded, type, math.roundMode(), math.overflowMode()))
+        << reference::valueOf(a, 0) << " " << a.getNumericType().tostring() << type.tostring()
+        << math.toString();
+  }
+}
+
+TEST_F(Division, NegativeElementsAreFoundInEveryScaling) {
+  using EmbeddedTypeSystem::DataTypeEnum;
+  using EmbeddedTypeSystem::ScalingEnum;
+  const NumericType biased(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, false, 8, 1.5, 0, -2);
+  EXPECT_TRUE(fi(-2.0, biased).isAnyElementNegative());
+  EXPECT_FALSE(fi(4.0, biased).isAnyElementNegative());
+  EXPECT_TRUE(fi(-2.0, NumericType(true, 8, 0)).isAnyElementNegative());
 }
 
 TEST_F(Division, OfTypesWithoutAWordIsNative) {

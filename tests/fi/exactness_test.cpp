@@ -139,6 +139,36 @@ TEST(Exactness, ClaimsWhatEnumerationConfirms) {
   }
 }
 
+TEST(Exactness, ClaimsNothingOfOtherTypes) {
+  using EmbeddedTypeSystem::DataTypeEnum;
+  using EmbeddedTypeSystem::ScalingEnum;
+  const NumericType small(true, 4, 2), big(true, 50, 20);
+  for (const NumericType& other :
+       {NumericType(DataTypeEnum::Fixed, ScalingEnum::SlopeBias, true, 4, 1.5, -2, 0),
+        NumericType(DataTypeEnum::ScaledDouble, ScalingEnum::BinaryPoint, true, 4, 1, -2, 0),
+        NumericType(true, 4, 400)}) {
+    for (int place = 0; place < 3; ++place) {
+      const NumericType &outer = place == 0 ? other : big, &a = place == 1 ? other : small,
+                        &b = place == 2 ? other : small;
+      const bool claims[] = {
+          place < 2 && exactness::holds(outer, a),
+          place < 2 && exactness::holdsSumsOf(outer, a, 3),
+          exactness::holdsSums(outer, a, b, false),
+          exactness::holdsProducts(outer, a, b),
+          exactness::holdsSumsOfProducts(outer, a, b, 2, false),
+          exactness::holdsSumsOfEither(outer, a, 2, b, 2),
+          exactness::holdsRoundedProducts(outer, a, b),
+          place > 0 && exactness::doublesHoldSumsOfProducts(a, b, 2, false),
+      };
+      for (int k = 0; k < 8; ++k) {
+        // What is far finer than a grid is rounded to values of any type on it.
+        EXPECT_FALSE(claims[k] && (k != 6 || other.fractionLength() != 400)) << k << place << textOf(other);
+      }
+    }
+  }
+  EXPECT_FALSE(exactness::integersOf(64, 1L << 31) || exactness::integersOf(64, -(1L << 31)));
+}
+
 __extension__ using Wide = __int128;
 
 /// The largest magnitude of a stored integer.

@@ -160,6 +160,18 @@ TEST_F(FarPoint, IsRefusedWhereNoIntegerHoldsIt) {
   EXPECT_EQ(reference::errorOf([&] { most.times(most); }), kOutOfRange);
   EXPECT_EQ(reference::errorOf([&] { least.mtimes(least); }), kOutOfRange);
   EXPECT_EQ(reference::errorOf([&] { most.pow2(-1, true); }), kOutOfRange);
+  fimath specified;
+  specified.setProductMode(ArithmeticModeEnum::SpecifyPrecision);
+  specified.setProductFormat(16, 0);
+  fi tiny = most, huge = least;
+  tiny.setFimath(specified);
+  huge.setFimath(specified);
+  for (const int wordLength : {16, 100}) {
+    EXPECT_EQ(tiny.inType(NumericType(true, wordLength, INT_MAX), specified).times(tiny).num2base(16).toText(),
+              "0000");
+    EXPECT_EQ(huge.inType(NumericType(true, wordLength, -INT_MAX), specified).times(huge).num2base(16).toText(),
+              huge.realPart().iszero() ? "0000" : "7fff");
+  }
   EXPECT_EQ(most.pow2(INT_MAX, true).pow2(INT_MAX, true).num2base(16).toText(), "7fff");
   EXPECT_EQ(reference::errorOf([&] { most.getNumericTypeForQuotient(least); }), kOutOfRange);
   NumericType type;

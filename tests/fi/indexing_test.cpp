@@ -60,7 +60,7 @@ HostArray randomSubscript(Random& random, unsigned extent) {
 
 HostArray randomIndex(Random& random, const fi& x) {
   std::vector<HostArray> subscripts;
-  const int count = random.integer(1, 4);
+  const int count = random.integer(0, 39) == 0 ? 0 : random.integer(1, 4);
   for (int d = 1; d <= count; ++d) {
     unsigned extent = x.getDimension(static_cast<unsigned>(d));
     if (d == count) {
@@ -69,7 +69,9 @@ HostArray randomIndex(Random& random, const fi& x) {
     }
     subscripts.push_back(randomSubscript(random, extent));
   }
-  return indexOf(subscripts);
+  HostArray index = indexOf(subscripts);
+  if (random.integer(0, 99) == 0) index.mutableFieldAt("subs") = HostArray::scalar(1);
+  return index;
 }
 
 /// Types that hold the integers from −200 to 200, among them a wide one and one with slope and bias.
@@ -260,6 +262,14 @@ TEST(Indexing, CountsEveryAssignedElement) {
   EXPECT_EQ(tessel::lastWarning().identifier, "");
   qlogger::setLogType(LogTypeEnum::Local);
   assign(HostArray::scalar(1), HostArray::scalar(500));
+  const qlogger& sums = *qlogger::global(OperationTypeEnum::Sum);
+  sums.reset();
+  fimath narrow;
+  narrow.setSumMode(ArithmeticModeEnum::KeepLSB);
+  narrow.setSumWordLength(8);
+  const fi most(1000.0, NumericType(true, 8, 0), narrow);
+  EXPECT_EQ(most.plus(most).getNoverflows(), 1U);
+  EXPECT_EQ(sums.noverflows(), 0U);
   qlogger::setLogType(LogTypeEnum::Global);
   EXPECT_EQ(x.getNoverflows(), 6U);
   EXPECT_EQ(total.noverflows(), 5U);
@@ -296,6 +306,15 @@ TEST(Indexing, AnArrayIsAssignedIntoItselfByPositions) {
   }
 }
 
+TEST(Indexing, ThroughAMapTooLongToBeKeptIsTheSame) {
+  const unsigned count = (1U << 22) + 5;
+  fi x(1U, count, NumericType(true, 24, 0));
+  x.realPart()[count - 1] = 7.0;
+  const HostArray ends = indexOf({row({static_cast<double>(count), 1})});
+  for (int call = 0; call < 2; ++call) EXPECT_EQ(contents(x.subsref(ends)), "1x2x 7 0");
+  EXPECT_EQ(contents(x.elementAt(0).subsref(indexOf({row({1, 1})}))), "1x2x 0 0");
+}
+
 TEST(Indexing, PositionOperationsCheckTheirPositions) {
   const HostArray values = row({1, 2, 3});
   fi x(&values, NumericType(true, 8, 0));
@@ -315,6 +334,15 @@ TEST(Indexing, PositionOperationsCheckTheirPositions) {
   EXPECT_EQ(contents(x), "1x4x -5 3 0 127");
   x.copydata(rhs);
   EXPECT_EQ(contents(x), "1x1x 127");
+  EXPECT_TRUE(fi::isParenthesisIndex(indexOf({})));
+  HostArray index = indexOf({});
+  for (const HostArray& type : {HostArray::text("{}"), HostArray::text(""), HostArray::scalar('(')}) {
+    index.mutableFieldAt("type") = type;
+    EXPECT_FALSE(fi::isParenthesisIndex(index));
+  }
+  index = indexOf({});
+  index.removeField("subs");
+  EXPECT_FALSE(fi::isParenthesisIndex(index) || fi::isParenthesisIndex(HostArray()));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "qfcore/fi/scratch.h"
 #include "qfcore/logging/filog.h"
+#include "qfcore/math/parallel.h"
 #include "tessel/runtime/interruption.h"
 #include "tests/fi/arrays.h"
 #include "tests/fi/meter.h"
@@ -20,14 +21,15 @@ class Multiplication : public reference::ArithmeticTest {
  protected:
   fimath settings(int maxWordLength) {
     fimath math(random.roundMode(), random.overflowMode());
+    math.setMaxProductWordLength(65535);
+    math.setMaxSumWordLength(65535);
+    if (random.integer(0, 5) == 0) return math;
     math.setProductMode(static_cast<ArithmeticModeEnum>(random.integer(0, 3)));
     math.setProductWordLength(random.integer(1, maxWordLength));
     math.setProductFractionLength(random.integer(-4, 2 * maxWordLength));
-    math.setMaxProductWordLength(65535);
     math.setSumMode(static_cast<ArithmeticModeEnum>(random.integer(0, 3)));
     math.setSumWordLength(random.integer(1, maxWordLength));
     math.setSumFractionLength(random.integer(-4, maxWordLength));
-    math.setMaxSumWordLength(65535);
     math.setCastBeforeSum(random.coin());
     return math;
   }
@@ -167,6 +169,32 @@ TEST_F(Multiplication, ThatWrapsSeesWhatLiesFarBelowTheStep) {
   }
 }
 
+// Of words that fill a double or a native integer, or miss it by one.
+TEST_F(Multiplication, OfComplexWordsAtTheEndsOfIntegersIsRoundedOnce) {
+  constexpr int kEnds[] = {51, 52, 53, 63, 64, 65, 126, 127, 128};
+  for (int trial = 0; trial < 1500 && !HasFailure(); ++trial) {
+    const int product = kEnds[random.integer(0, 8)],
+              left = random.integer(std::max(product - 64, 1), std::min(product - 1, 64)),
+              dropped = random.integer(0, 2);
+    fimath math(random.roundMode(), random.overflowMode());
+    math.setProductMode(ArithmeticModeEnum::SpecifyPrecision);
+    math.setProductFormat(product, 10 - dropped);
+    math.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
+    math.setSumFormat(kEnds[random.integer(0, 8)], random.integer(4, 12));
+    math.setCastBeforeSum(random.coin());
+    const bool isSigned = random.integer(0, 2) == 0;
+    const auto operand = [&](int w, int f) {
+      return random.array({1, random.coin() ? 1U : 3U}, NumericType(isSigned, w, f), math,
+                          random.integer(0, 4) > 0);
+    };
+    const fi a = operand(left, 4), b = operand(product - left, 6);
+    if (!a.isscalar() && !b.isscalar() && !a.isSameSize(b)) continue;
+    SCOPED_TRACE(a.getNumericType().tostring() + " and " + b.getNumericType().tostring() + " " +
+                 math.toString());
+    compareTimes(a, b);
+  }
+}
+
 TEST_F(Multiplication, OfShortWordsIsRoundedOnce) { compareRandom(1000, 20, false); }
 TEST_F(Multiplication, OfWordsWhoseProductsNoDoubleHoldsIsRoundedOnce) { compareRandom(3000, 50, false); }
 TEST_F(Multiplication, OfWideWordsIsRoundedOnce) { compareRandom(120, 300, false); }
@@ -298,6 +326,23 @@ TEST_F(Multiplication, ElementwiseFormsWorkAtTheCursors) {
   wide.timesEquals(b, products, sums, 60);
   EXPECT_EQ(reference::valueOf(wide, 1), reference::valueOf(all, 3));
   EXPECT_EQ(reference::imagOf(wide, 1), reference::imagOf(all, 3));
+  // A missing imaginary part is 0.
+  const fi complexes[] = {a, a.getRealFi()}, others[] = {b, b.getRealFi()};
+  for (const fi& x : complexes) {
+    for (const fi& y : others) {
+      const fi expected = x.complex().times(y.complex());
+      fi formed(dims.data(), 2, sum, math, x.iscomplex());
+      formed.setIndex(2);
+      x.setIndex(2);
+      y.setIndex(2);
+      formed.realPart() = x.realPart();
+      if (x.iscomplex()) formed.imagPart() = x.imagPart();
+      number left(0.0, 60, false), right(0.0, 60, false);
+      formed.complexTimesEquals(y, products, sums, left, right);
+      EXPECT_EQ(reference::valueOf(formed, 2), reference::valueOf(expected, 2));
+      EXPECT_EQ(reference::imagOf(formed, 2), reference::imagOf(expected, 2));
+    }
+  }
 }
 
 using EmbeddedTypeSystem::DataTypeEnum;
@@ -336,6 +381,13 @@ TEST_F(Multiplication, OfSlopeBiasValuesIsThatOfRealWorldValuesRoundedOnce) {
     b.setIndex(0);
     const double product = a.realWorldReal() * b.realWorldReal() / type.slopeAdjustmentFactor();
     EXPECT_NEAR(held, product, 1e-9 * (1 + std::abs(product)));
+    const fi scalar = b.elementAt(0);
+    fimath uncast = math;
+    uncast.setCastBeforeSum(false);
+    fi left = a, right = scalar;
+    left.setFimath(uncast);
+    right.setFimath(uncast);
+    EXPECT_EQ(reference::contents(left.mtimes(right)), reference::contents(a.times(scalar)));
     math.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
   }
 }
@@ -375,6 +427,33 @@ TEST_F(Multiplication, OfElementsIsNoneOfTheArrays) {
   const fi one(1.0, NumericType(true, 8, 0), math);
   EXPECT_EQ((one * one).getNumericType().wordLength(), 8);
   EXPECT_EQ(one.getlocalfilogs().size(), 1U);
+  qlogger::setLogging(false);
+  const fi many = random.array({2, 2}, NumericType(true, 8, 0), math, false);
+  many.setIndex(3);
+  EXPECT_EQ(reference::contents(one * one), reference::contents(one.times(one)));
+  EXPECT_EQ(reference::contents(one * many), reference::contents(one.times(many.elementAt(3))));
+}
+
+TEST_F(Multiplication, OfMatricesInSeveralStepsIsWhole) {
+  qlogger::setLogging(false);
+  const struct OneThread {
+    unsigned before = threadCount();
+    OneThread() { setThreadCount(1); }
+    ~OneThread() { setThreadCount(before); }
+  } alone;
+  // So many that the library is called more than once.
+  constexpr unsigned kRows = 700, kColumns = 900;
+  const unsigned left[] = {kRows, kRows}, right[] = {kRows, kColumns};
+  std::vector<double> a(kRows * kRows), b(kRows * kColumns);
+  for (unsigned k = 0; k < a.size(); ++k) a[k] = k % kRows % 7;
+  for (unsigned k = 0; k < b.size(); ++k) b[k] = k / kRows % 11;
+  const NumericType type(true, 8, 0);
+  const fi product = fi(a.data(), left, 2, type).mtimes(fi(b.data(), right, 2, type));
+  const tessel::HostArray found = product.getDoubleHostArray();
+  for (unsigned k = 0; k < product.numel(); ++k)
+    ASSERT_EQ(found.real<double>()[k], kRows * (k % kRows % 7) * (k / kRows % 11)) << k;
+  const unsigned longest = 3000000000;
+  EXPECT_EQ(reference::contents(fi(0U, longest, type).mtimes(fi(longest, 0U, type))), "0x0x");
 }
 
 }  // namespace

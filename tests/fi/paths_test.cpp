@@ -38,7 +38,9 @@ const Change kChanges[] = {
     CHANGE(x.setNumericType(o.type)),
     CHANGE(x.setNumericType(NumericType(x.getNumericType()))),
     CHANGE(x.setFimath(fimath(RoundModeEnum::ceil, OverflowModeEnum::wrap)); x += x),
-    CHANGE(x.resizeAndZero(x.dims().data(), x.numDims(), x.numel(), o.type, o.a.getFimath(), false);
+    CHANGE(x.resizeAndZero(x.dims().data(), x.numDims(), x.numel(),
+                           NumericType(o.number % 2 == 0 ? o.type : x.getNumericType()), o.a.getFimath(),
+                           o.number > 0);
            x.setDoubleHostArray(o.a.getDoubleHostArray())),
     CHANGE(x.quantizeAll()),
     CHANGE(x.coordinateComplexity(true, x.numel())),
@@ -159,7 +161,11 @@ TEST_F(Paths, OfOperandsThatAreViewsOfTheTargetReadItsOldElements) {
       [](fi& x, const fi& y) {
         x.subsasgn(index({row({3, 1, 2})}), y);
       },
-      [](fi& x, const fi& y) { x.subsasgnScalarIndexing(2, y); }};
+      [](fi& x, const fi& y) { x.subsasgnScalarIndexing(2, y); },
+      [](fi& x, const fi& y) {
+        const tessel::IndexRange backwards{2, -1, 3};
+        x.assignAt({&backwards, 1}, y);
+      }};
   for (int trial = 0; trial < 200; ++trial) {
     const fi before = anyArray({3, 1}, anyType(false), settings());
     const unsigned first = static_cast<unsigned>(random.integer(0, 2));
@@ -173,7 +179,17 @@ TEST_F(Paths, OfOperandsThatAreViewsOfTheTargetReadItsOldElements) {
         EXPECT_EQ(reference::errorOf([&] { change(x, *operand); }), failure);
         EXPECT_EQ(described(x), described(expected)) << before.getNumericType().tostring();
       }
+      fi itself(before), expected(before);
+      const auto failure = reference::errorOf([&] { change(expected, before); });
+      EXPECT_EQ(reference::errorOf([&] { change(itself, itself); }), failure);
+      EXPECT_EQ(described(itself), described(expected)) << before.getNumericType().tostring();
     }
+    fi moved(before);
+    FiColumnReference last(moved, 1, 2), first2(moved, 0, 2);
+    static_cast<fi&>(last) = std::move(static_cast<fi&>(first2));
+    const HostArray places = row({1, 1, 2});
+    EXPECT_EQ(reference::contents(moved.reshape(row({1, 3}))),
+              reference::contents(before.subscriptedReference(places)));
   }
 }
 

@@ -45,6 +45,7 @@ TEST(Shape, MatrixStructureFollowsTheElementRules) {
     EXPECT_EQ(contents(x.transpose()), made(x, n, m, [=](long r, long c) { return r * m + c; }));
     EXPECT_EQ(contents(x.tril(k)), made(x, m, n, keeps([=](long d) { return d <= k; })));
     EXPECT_EQ(contents(x.triu(k)), made(x, m, n, keeps([=](long d) { return d >= k; })));
+    EXPECT_EQ(contents(x.rearrangedBy("tril", {HostArray::scalar(k)})), contents(x.tril(k)));
     if (m > 1 && n > 1) {
       const long first = k < 0 ? -k : k * m,
                  length = std::max(0, std::min(m + std::min(k, 0), n - std::max(k, 0)));
@@ -75,6 +76,7 @@ TEST(Shape, SqueezeAndReshape) {
   using V = std::vector<unsigned>;
   EXPECT_EQ(squeezed({1, 1, 5}), (V{5, 1}));
   EXPECT_EQ(squeezed({1, 5, 1}), (V{1, 5}));
+  EXPECT_EQ(squeezed({5, 1, 1}), (V{5, 1}));
   EXPECT_EQ(squeezed({2, 1, 3}), (V{2, 3}));
   EXPECT_EQ(squeezed({1, 1, 1}), (V{1, 1}));
   EXPECT_EQ(squeezed({1, 5}), (V{1, 5}));
@@ -201,6 +203,12 @@ TEST(Combination, SortsExactlyAndStably) {
     }
   }
   EXPECT_EQ(errorOf([] { fi(1.0, NumericType()).stridesort(true, 1, 0); }), "numforge:fi:sort:badstride");
+}
+
+TEST(Combination, JoinsNoMoreElementsThanItCanCount) {
+  const fi x(1024U, 1024U, NumericType());
+  EXPECT_EQ(errorOf([&] { fi::joined("horzcat", x, std::vector<const fi*>(4096, &x)); }),
+            "numforge:fi:outofmemory");
 }
 
 TEST(Combination, ComplexTakesBothPartsInTheFirstType) {

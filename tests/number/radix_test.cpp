@@ -82,6 +82,16 @@ TEST(Radix, ValuesBesideTheGridRoundHalfAwayFromZero) {
       EXPECT_EQ(n.fixed2sdec(true, 42, 1, format.exponent, 0), stored.get_str()) << quarters;
       EXPECT_EQ(valueOf(n.stripscaling(1, format.exponent, 0)), mpq_class(stored)) << quarters;
     }
+    // As a pattern, of which the word keeps the low bits.
+    for (const int shift : {0, 40, 300}) {
+      number n(0.0, kWidePrecision, false);
+      ASSERT_TRUE(put(n, scaled(quarters, format.exponent + shift)));
+      std::uint64_t pattern[] = {7};
+      wordPattern(pattern, n.multiprecision()->getelement(), 42, format.exponent);
+      const mpq_class value = abs(scaled(quarters, shift)) + mpq_class(1, 2);
+      const mpz_class expected = Format{true, 42, 0}.pattern(sgn(quarters) * floored(value));
+      EXPECT_EQ(mpz_class(static_cast<unsigned long>(pattern[0])), expected) << quarters << " by " << shift;
+    }
   }
 }
 

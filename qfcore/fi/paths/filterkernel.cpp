@@ -1,6 +1,7 @@
 #include "qfcore/fi/paths/filterkernel.h"
 
 #include <algorithm>
+#include <cassert>
 #include <optional>
 
 #include "qfcore/fi/exactness.h"
@@ -31,7 +32,7 @@ struct TermFormats {
   long grid() const { return cast ? sum().fraction : std::max(rounded().fraction, sum().fraction); }
   IntegerValues total() const {
     const IntegerValues term = cast ? sum() : rounded().onGrid(grid());
-    return sum().onGrid(grid()).plus(term, true);
+    return sum().onGrid(grid()).plusOrMinus(term);
   }
   /// For all but sums of two values of the sum's type.
   int bitsOfTerms() const {
@@ -86,8 +87,10 @@ class Term {
   Way way(bool sumsFit) const {
     const IntegerStep<Carrier>& cast = cast_.whole();
     const bool isRounded = !product_.isIdentity();
-    if (std::is_same_v<Carrier, Sum> && sumsFit && !isRounded && (casts_ ? cast.isExact() : sumLift_ == 0))
+    if (std::is_same_v<Carrier, Sum> && sumsFit && !isRounded) {
+      assert(casts_ ? cast.isExact() : sumLift_ == 0);
       return Way::Exact;
+    }
     if (!casts_ || !cast_.isShort() || !product_.isShort()) return Way::Any;
     const bool ties = cast.dependsOnValue() || product_.dependsOnValue();
     return isRounded ? (ties ? Way::BothTies : Way::Both) : ties ? Way::CastTies : Way::Cast;
@@ -381,9 +384,8 @@ class IntegerFilter final : public FilterKernel {
   bool sumsFit_;
 };
 
-bool isOrdinary(const NumericType& type) {
-  return type.isFixed() && !type.isSlopeBias() && exactness::isNearOne(type);
-}
+/// Of types without slope and bias, which filters refuse.
+bool isOrdinary(const NumericType& type) { return type.isFixed() && exactness::isNearOne(type); }
 
 /// Doubles that add one half to an odd stored integer of 53 bits round it; sums in such a register may be one.
 bool roundsInDoubles(const NumericType& sums) {

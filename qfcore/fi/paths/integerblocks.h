@@ -34,12 +34,10 @@ template <class Visit>
 void withIntegers(IntegerSizes sizes, Visit visit) {
   constexpr std::int64_t kShort = 0;
   constexpr Int128 kLong = 0;
-  switch (sizes) {
-    case IntegerSizes::None: return;
-    case IntegerSizes::Short: return visit(kShort, kShort);
-    case IntegerSizes::Mixed: return visit(kShort, kLong);
-    case IntegerSizes::Long: return visit(kLong, kLong);
-  }
+  assert(sizes != IntegerSizes::None);
+  if (sizes == IntegerSizes::Short) return visit(kShort, kShort);
+  if (sizes == IntegerSizes::Mixed) return visit(kShort, kLong);
+  visit(kLong, kLong);
 }
 
 /// The smallest for which `test(factor, stored)`, asked with a value of each, is true.
@@ -67,8 +65,8 @@ class IntegerOperand {
     if (!short_ && !long_) wide_ = WideOperand(x, part);
   }
 
-  /// Those of at most a block of elements from `first` on, `stride` apart, in `room` or where they are. An
-  /// `Integer` must hold them. Null where there is no such part.
+  /// Those of at most a block of elements from `first` on, `stride` apart, in `room` or where they are. They
+  /// must exist, and an `Integer` must hold them.
   template <class Integer>
   const Integer* read(IntegerBlock<Integer>& room, std::size_t first, std::size_t count,
                       std::size_t stride = 1) const {
@@ -90,11 +88,9 @@ class IntegerOperand {
       convert(short_, same);
     } else if (long_) {
       convert(long_, same);
-    } else if (wide_) {
+    } else {
       for (std::size_t k = 0; k < count; ++k)
         to[k] = storedInteger<Integer>((*wide_)[first + k * stride], fractionLength_);
-    } else {
-      return nullptr;
     }
     return to;
   }

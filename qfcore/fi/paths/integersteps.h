@@ -32,10 +32,9 @@ struct IntegerValues {
     const int places = static_cast<int>(finer - fraction);
     return {finer, bits + places, reach + places, areSigned};
   }
-  /// Sums, or differences.
-  IntegerValues plus(const IntegerValues& other, bool subtracts) const {
-    return {fraction, std::max(bits, other.bits) + 1, std::max(reach, other.reach) + 1,
-            areSigned || other.areSigned || subtracts};
+  /// Sums and differences.
+  IntegerValues plusOrMinus(const IntegerValues& other) const {
+    return {fraction, std::max(bits, other.bits) + 1, std::max(reach, other.reach) + 1, true};
   }
 };
 

@@ -23,8 +23,9 @@ class ProductKernel {
   ProductKernel(const fi& a, const fi& b, const quantizer& product);
   void operator()(double* result, const double* a, bool aIsScalar, const double* b, bool bIsScalar,
                   std::size_t count) const;
-  /// Whether products are those of the doubles, with nothing left to quantize.
-  bool isPlain() const { return isExact_ && fitsDouble_; }
+  /// Whether products are those of the doubles, with nothing left to quantize: the product's word, which holds
+  /// them all then, is short enough that doubles do.
+  bool isPlain() const { return isExact_; }
 
  private:
   const quantizer& product_;
