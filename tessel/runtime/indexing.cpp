@@ -137,21 +137,19 @@ bool adoptsClass(const HostArray& array) {
   return array.arrayClass() == ArrayClass::Double && isZeroByZero(array);
 }
 
-/// `rhs` in the class of `array`, fields in its order.
+/// `rhs` in the class of `array`, which adopts none, fields in its order.
 HostArray convertedFor(const HostArray& array, const HostArray& rhs) {
   if (rhs.isFunction()) raiseNoConversion(array, rhs);
   if (array.arrayClass() == rhs.arrayClass()) {
     if (array.isStruct()) return withFieldsOf(array, rhs);
-    if (array.isObject() && objectClass(array) != nullptr && objectClass(array) != objectClass(rhs)) {
-      raiseNoConversion(array, rhs);
-    }
+    if (array.isObject() && objectClass(array) != objectClass(rhs)) raiseNoConversion(array, rhs);
     return rhs;
   }
   if (array.isCell()) {
     raiseError("Tessel:cellRhsRequired",
                "An assignment into a cell array with () needs a cell array on its right.");
   }
-  if (rhs.isObject() && !array.isStruct() && !array.isObject()) return convertedObject(array, rhs);
+  if (rhs.isObject() && !array.isStruct()) return convertedObject(array, rhs);
   if (array.arrayClass() > ArrayClass::Char || rhs.arrayClass() > ArrayClass::Char)
     raiseNoConversion(array, rhs);
   return convertTo(rhs, array.arrayClass());

@@ -75,9 +75,9 @@ void keepSpare(Arrays& inputs) {
 
 const MemberName kSubsref{"subsref"}, kSubsasgn{"subsasgn"};
 
-/// How the class of a scalar object gives single elements, or null.
+/// How the class of a scalar object gives single elements; null for other arrays of objects.
 const ElementAccess* elementAccess(const HostArray& array) {
-  if (!array.isObject() || !array.isScalar() || array.objectAt() == nullptr) return nullptr;
+  if (!array.isScalar() || array.objectAt() == nullptr) return nullptr;
   const auto& access = array.objectAt()->hostClass().elementAccess();
   return access ? &*access : nullptr;
 }

@@ -21,6 +21,24 @@ TEST(Indexing, ObjectsKeepToTheirClass) {
   EXPECT_EQ(errorOf([&] { subsasgn(numbers, {num(2)}, box(3)); }), "Tessel:conversionNotPossible");
   for (const Arrays& parts : {Arrays{box(1), box(1, false)}, Arrays{box(1), num(1)}})
     EXPECT_EQ(errorOf([&] { concatenate(1, parts); }), "Tessel:concatenationClasses");
+  // Conversion is what a class's method of that name gives, if it is of that class.
+  HostClass& converting = getPackage("test").createClass("Converting");
+  converting.setFactory([&](Arrays&) { return std::make_shared<Box>(converting, 0); });
+  static HostArray converted;
+  converting.addMethod({{"double", [](Arrays&, int) { return Arrays{converted}; }, 1, 1, 1, ""}});
+  const HostArray two = converting.create({}), nobody = HostArray::object(nullptr);
+  HostArray structures = HostArray::structure({1, 2}, {"a"});
+  converted = num(2);
+  subsasgn(numbers, {num(1)}, two);
+  EXPECT_EQ(valuesOf(numbers), (std::vector<double>{2, 2}));
+  EXPECT_EQ(subsref(row({7, 8}), {two}).scalarValue(), 8);
+  converted = HostArray::scalarOf(std::int8_t{2});
+  EXPECT_EQ(errorOf([&] { subsasgn(numbers, {num(1)}, two); }), "Tessel:conversionNotPossible");
+  converted = box(1);
+  EXPECT_EQ(errorOf([&] { subsref(numbers, {two}); }), "Tessel:badsubscript");
+  EXPECT_EQ(errorOf([&] { subsasgn(numbers, {num(1)}, nobody); }), "Tessel:conversionNotPossible");
+  EXPECT_EQ(errorOf([&] { subsasgn(structures, {num(1)}, two); }), "Tessel:conversionNotPossible");
+  EXPECT_EQ(valuesOf(numbers), (std::vector<double>{2, 2}));
   object = concatenate(1, {box(1), box(2)});
   EXPECT_EQ(errorOf([&] {
               assign(object, IndexPath{paren({num(1)}), field("Value")}, num(-1));
@@ -63,6 +81,22 @@ TEST(IndexPath, ObjectsOfferPropertiesMethodsAndElements) {
   EXPECT_EQ(valueOf(before, 1), 2);
   EXPECT_EQ(reference(boxes, IndexPath{field("Value")}).size(), 4u);
 
+  EXPECT_EQ(errorOf([&] { assign(boxes, IndexPath{field("Value")}, num(5)); }), "Tessel:notOneValue");
+  const MemberName value("Value");
+  const HostArray nobody = HostArray::object(nullptr), nothing = HostArray::objects({}, {0, 0});
+  for (const HostArray& none : {num(1), boxes, nobody}) EXPECT_FALSE(directProperty(none, value));
+  EXPECT_EQ(reference(nobody, IndexPath{paren({num(1)})}).at(0).numel(), 1u);
+  EXPECT_EQ(errorOf([&] { reference(nobody, IndexPath{field("Value")}); }), "Tessel:mustBeScalar");
+  EXPECT_TRUE(reference(nothing, IndexPath{field("Value")}).empty());
+  HostArray grown = nothing, replaced = boxes;
+  EXPECT_EQ(errorOf([&] {
+              assign(grown, IndexPath{paren({num(1)}), field("Value")}, num(1));
+            }),
+            "Tessel:badindex");
+  EXPECT_EQ(reference(num(5), IndexPath{}).at(0).scalarValue(), 5);
+  assign(replaced, IndexPath{}, num(3));
+  EXPECT_EQ(replaced.scalarValue(), 3);
+
   const HostArray handle = box(1, false);
   HostArray s;
   assign(s, IndexPath{field("h")}, handle);
@@ -96,9 +130,17 @@ struct Keeper {
                     asked = textOf(in[1]);
                     if (keeps) kept.push_back(in[1]);
                     if (spoil) spoil(in[1]);
+                    if (!spoil) in.clear();
                     return {num(0)};
                   },
                   2, 2, 1, ""}});
+    // It gives no result: what it has made of its first argument is the array.
+    c.addMethod({{"subsasgn",
+                  [](Arrays& in, int) -> Arrays {
+                    static_cast<Box&>(in[0].mutableObject()).value = in[2].scalarValue();
+                    return {};
+                  },
+                  3, 3, 1, ""}});
     return c;
   }
 };
@@ -106,7 +148,9 @@ struct Keeper {
 TEST(IndexPath, AMethodMayKeepOrChangeItsIndexStructure) {
   static HostArray keptSubs;
   constexpr void (*spoils[])(HostArray&) = {
-      [](HostArray&) {},
+      [](HostArray& s) {
+        if (s.fieldAt("subs").isEmpty()) s.mutableFieldAt("subs") = HostArray::cell({1, 1, 2});
+      },
       [](HostArray& s) { s.mutableFieldAt("type") = HostArray::text("{}"); },
       [](HostArray& s) { s.mutableFieldAt("more") = num(1); },
       [](HostArray& s) { s.removeField("type"); },
@@ -140,6 +184,11 @@ TEST(IndexPath, AMethodMayKeepOrChangeItsIndexStructure) {
       EXPECT_EQ(keptSubs.cellAt(i).scalarValue(), k - 1);
     }
   }
+  Keeper::spoil = nullptr;
+  EXPECT_EQ(reference(object, IndexPath{paren({num(1)})}).at(0).scalarValue(), 0);
+  HostArray assigned = object;
+  assign(assigned, IndexPath{paren({num(1)})}, num(6));
+  EXPECT_EQ(valueOf(assigned), 6);
   ASSERT_EQ(Keeper::kept.size(), wanted.size());
   for (std::size_t i = 0; i < wanted.size(); ++i) EXPECT_EQ(Keeper::textOf(Keeper::kept[i]), wanted[i]);
   Keeper::kept.clear();

@@ -1,6 +1,8 @@
 // The object system, calls by name, registries, messages, the console, libraries.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <map>
 
 #include "tessel/console.h"
@@ -37,6 +39,8 @@ HostClass& storeClass() {
                    [name](HostObject& o, const HostArray& v) { static_cast<Store&>(o).values[name] = v; }, ""});
   }
   c.addProperty({"fixed", "double", [](HostObject&) { return num(1); }, {}, ""});
+  for (const char* hidden : {"fixedly", "fixedsx"})
+    c.addMethod({{hidden, [](Arrays&, int) { return Arrays(); }, 1, 1, 0, ""}, false, true});
   c.addProperty(
       {"odd", "test.Nothing", [](HostObject&) { return num(1); }, [](HostObject&, const HostArray&) {}, ""});
   return c;
@@ -98,6 +102,14 @@ TEST(Objects, PropertyTypesCheckAndConvert) {
   const HostArray both = HostArray::objects({object.objectAt(), object.objectAt()}, {1, 2});
   EXPECT_EQ(errorOf([&] { getProperty(both, "int32"); }), "Tessel:mustBeScalar");
   EXPECT_EQ(storeClass().findExample("int32"), nullptr);
+  try {
+    getProperty(object, "fixeds");
+    FAIL();
+  } catch (const HostError& e) {
+    EXPECT_NE(std::string(e.what()).find("'fixed'"), std::string::npos) << e.what();
+    for (const char* hidden : {"fixedly", "fixedsx"})
+      EXPECT_EQ(std::string(e.what()).find(hidden), std::string::npos) << e.what();
+  }
   try {
     setProperty(object, "TestModeEnum", textRow("round"));
     FAIL();
@@ -269,6 +281,7 @@ TEST(Console, RedirectionsNest) {
   print("a");
   {
     ConsoleRedirect inner;
+    printFormatted("%s", "");
     printFormatted("%d %s", 5, std::string(2000, 'x').c_str());
     EXPECT_EQ(inner.text(), "5 " + std::string(2000, 'x'));
   }
@@ -282,6 +295,18 @@ TEST(Modules, LibrariesAndPackages) {
   EXPECT_EQ(librarySymbol(library, "no_such_symbol"), nullptr);
   EXPECT_EQ(errorOf([] { loadModule("tessel"); }), "Tessel:notAModule");
   EXPECT_EQ(errorOf([] { loadLibrary("no_such_library"); }), "Tessel:libraryNotLoaded");
+  // Beside the program's own libraries, under its name with a version alone.
+  namespace fs = std::filesystem;
+  const fs::path versioned =
+      fs::read_symlink("/proc/self/exe").parent_path().parent_path() / "lib/libof_one_version.so.1";
+  std::ofstream(versioned) << "no library";
+  try {
+    loadLibrary("of_one_version");
+    ADD_FAILURE();
+  } catch (const HostError& e) {
+    EXPECT_NE(std::string(e.what()).find(versioned.filename().string()), std::string::npos) << e.what();
+  }
+  fs::remove(versioned);
   EXPECT_EQ(errorOf([] { loadPackage("no.such"); }), "Tessel:noSuchPackage");
   loadPackage("tessel.base");
   getPackage("known.package");

@@ -278,6 +278,38 @@ TEST_F(Shell, FitsItsTerminal) {
   EXPECT_TRUE(terminal.await("\x1b[1;31mError:\x1b[0m red"));
   terminal.type("help\n");
   EXPECT_TRUE(terminal.await("paged:"));
+  terminal.type("help sin\n");
+  EXPECT_TRUE(terminal.await("sin(x): the sine")) << "shorter than the screen";
+  terminal.type("x = evalc('help'); x(1:9)\n");
+  EXPECT_TRUE(terminal.await("help NAME")) << "for no screen at all";
+  // Without a pager of one's own there is the usual one; without any, or a height, the shell prints.
+  for (const char* pager : {"", "no_such_pager", "paged"}) {
+    setenv("PAGER", pager, 1);
+    Terminal other(pager == std::string("paged") ? nullptr : &size);
+    ASSERT_TRUE(other.await(">> "));
+    other.type("help\n");
+    EXPECT_TRUE(other.await("explains a function")) << pager;
+    other.type("q\n");
+  }
+  unsetenv("PAGER");
+}
+
+TEST_F(Shell, ShowsNoColoursWhereTheyAreNotWanted) {
+  const struct {
+    const char *refusal, *terminal, *expected;
+  } cases[] = {{"", "xterm", "\x1b[1;31mError:\x1b[0m red"},
+               {"1", "xterm", "Error: red"},
+               {"", "dumb", "Error: red"},
+               {"", nullptr, "Error: red"}};
+  for (const auto& each : cases) {
+    setenv("NO_COLOR", each.refusal, 1);
+    each.terminal ? setenv("TERM", each.terminal, 1) : unsetenv("TERM");
+    Terminal terminal;
+    ASSERT_TRUE(terminal.await(">> "));
+    terminal.type("error('a:b', 'red')\n");
+    EXPECT_TRUE(terminal.await(each.expected)) << each.refusal << " " << each.expected;
+  }
+  unsetenv("NO_COLOR");
 }
 
 // Within half a second. What computes is timed by its processors, what waits by the clock: a busy machine gives
