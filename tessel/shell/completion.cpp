@@ -21,8 +21,9 @@ std::vector<std::vector<std::string>> matches(const char* pattern, const std::st
   std::vector<std::vector<std::string>> all;
   for (const RegularExpression::Match& match :
        RegularExpression("completion", pattern, false).matchesIn(text)) {
-    for (std::vector<std::string>& parts = all.emplace_back(); const RegularExpression::Extent& part : match)
-      parts.emplace_back(part.in(text));
+    std::vector<std::string> parts;
+    for (const RegularExpression::Extent& part : match) parts.emplace_back(part.in(text));
+    all.push_back(std::move(parts));
   }
   return all;
 }
