@@ -74,12 +74,13 @@ class Grammar {
     }
   }
   std::string subscript(int depth) {
-    switch (input_.integer(0, 5)) {
+    switch (input_.integer(0, 7)) {
       case 0: return std::to_string(input_.integer(1, 5));
       case 1: return ":";
       case 2: return "end";
       case 3: return "[2 1]";
       case 4: return "end+1";
+      case 5: return oneOf({"2:end", "1:3", "end:-1:1", "2:2:end", "0:2", "3:6"});
       default: return expression(depth);
     }
   }
@@ -139,8 +140,14 @@ class Grammar {
         "bitxor",  "bitget",   "bitset",          "bitshift", "eq",      "lt",        "max",     "min",
         "sum",     "repmat",   "reshape",         "cat",      "isequal", "complex",   "pow2",    "sort",
         "horzcat", "vertcat",  "num2base",        "base2num", "hankel",  "circshift", "permute", "f",
-        "g",       "copydata", "reinterpretcast", "mpy",      "strcat",  "mod",       "power",   "kron"};
-    if (input_.coin()) return fmt::format("{}({}, {})", oneOf(kOfTwo), expression(depth), expression(depth));
+        "g",       "copydata", "reinterpretcast", "mpy",      "strcat",  "mod",       "power",   "kron",
+        "conv",    "dot",      "sosfilt"};
+    static const Texts kOfThree{"filter", "filter", "bitset", "sum"};
+    if (input_.coin()) {
+      const std::string two = expression(depth) + ", " + expression(depth);
+      if (input_.integer(0, 3) > 0) return fmt::format("{}({})", oneOf(kOfTwo), two);
+      return fmt::format("{}({}, {})", oneOf(kOfThree), two, expression(depth));
+    }
     return fmt::format("{}({})", oneOf(kOfOne), expression(depth));
   }
   std::string expression(int depth) {
