@@ -99,10 +99,14 @@ void setResolution(Target& target, const std::string& option) {
 }
 
 /// Without a format the ending of the name says it.
-void writePicture(std::string_view function, Figure& figure, Target target) {
+Target completed(std::string_view function, Target target) {
   const std::string ending = std::filesystem::path(target.name).extension().string();
   if (target.format.empty()) setFormat(function, target, ending.empty() ? "" : ending.substr(1));
   if (ending.empty()) target.name += "." + target.format;
+  return target;
+}
+
+void writePicture(Figure& figure, const Target& target) {
   writeFile(target.name, picture(figure, target.format, target.dotsPerInch));
 }
 
@@ -118,7 +122,8 @@ Arrays callPrint(Arrays& in, int) {
       target.name = text;
   }
   if (target.name.empty()) raiseInvalidArgument("print", "a file's name is missing.");
-  writePicture("print", figures().current(), std::move(target));
+  target = completed("print", std::move(target));
+  writePicture(figures().current(), target);
   return {};
 }
 
@@ -127,7 +132,7 @@ Arrays callSaveas(Arrays& in, int) {
   if (!figures().has(number)) raiseInvalidArgument("saveas", fmt::format("there is no figure {}.", number));
   Target target{textArgument("saveas", in[1]), ""};
   if (in.size() > 2) setFormat("saveas", target, textArgument("saveas", in[2]));
-  writePicture("saveas", figures().all().at(number), std::move(target));
+  writePicture(figures().all().at(number), completed("saveas", std::move(target)));
   return {};
 }
 

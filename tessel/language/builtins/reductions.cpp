@@ -62,9 +62,15 @@ V meanOf(const std::vector<V>& line) {
 
 template <class V>
 V rootMeanSquareOf(const std::vector<V>& line) {
-  auto sum = std::norm(V{});
-  for (const V& x : line) sum += std::norm(x);
-  return V(std::sqrt(sum / static_cast<decltype(sum)>(line.size())));
+  using Real = decltype(std::abs(V{}));
+  Real largest = 0, sum = 0;
+  for (const V& x : line) largest = std::max(largest, std::abs(x));
+  // Scaled by a power of two, which is exact, so that squares stay in range.
+  const int exponent =
+      std::max(std::isfinite(largest) ? std::ilogb(largest) : 0, std::numeric_limits<Real>::min_exponent);
+  const Real scale = std::ldexp(Real(1), -exponent);
+  for (const V& x : line) sum += std::norm(x * scale);
+  return V(std::ldexp(std::sqrt(sum / static_cast<Real>(line.size())), exponent));
 }
 
 template <class V>
