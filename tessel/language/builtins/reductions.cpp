@@ -63,14 +63,19 @@ V meanOf(const std::vector<V>& line) {
 template <class V>
 V rootMeanSquareOf(const std::vector<V>& line) {
   using Real = decltype(std::abs(V{}));
-  Real largest = 0, sum = 0;
+  const auto rootOf = [&](Real scale) {
+    Real sum = 0;
+    for (const V& x : line) sum += std::norm(x * scale);
+    return std::pair(sum, std::sqrt(sum / static_cast<Real>(line.size())));
+  };
+  using Limits = std::numeric_limits<Real>;
+  const auto [sum, root] = rootOf(1);
+  if (sum > Limits::min() / Limits::epsilon() && std::isfinite(sum)) return V(root);
+  // Squares have left the range: scaled by a power of two, which is exact, they stay in it.
+  Real largest = 0;
   for (const V& x : line) largest = std::max(largest, std::abs(x));
-  // Scaled by a power of two, which is exact, so that squares stay in range.
-  const int exponent =
-      std::max(std::isfinite(largest) ? std::ilogb(largest) : 0, std::numeric_limits<Real>::min_exponent);
-  const Real scale = std::ldexp(Real(1), -exponent);
-  for (const V& x : line) sum += std::norm(x * scale);
-  return V(std::ldexp(std::sqrt(sum / static_cast<Real>(line.size())), exponent));
+  const int exponent = std::max(std::isfinite(largest) ? std::ilogb(largest) : 0, Limits::min_exponent);
+  return V(std::ldexp(rootOf(std::ldexp(Real(1), -exponent)).second, exponent));
 }
 
 template <class V>
@@ -176,17 +181,17 @@ std::vector<V> loadedVector(const HostArray& a) {
 /// Transposed direct form II.
 template <class V>
 void filterLine(std::vector<V> b, std::vector<V> a, const std::vector<V>& x, std::vector<V>& y) {
-  const std::size_t order = std::max(a.size(), b.size());
+  const std::size_t order = std::max(a.size(), b.size()), shared = std::min(a.size(), b.size());
   const V lead = a[0];
   for (V& each : a) each /= lead;
   for (V& each : b) each /= lead;
   std::vector<V> state(order + 1);
   for (std::size_t i = 0; i < x.size(); ++i) {
     y[i] = b[0] * x[i] + state[1];
-    std::copy(state.begin() + 2, state.end(), state.begin() + 1);
+    for (std::size_t k = 1; k < shared; ++k) state[k] = b[k] * x[i] + state[k + 1] - a[k] * y[i];
     // Coefficients that are not given are no zeros: an infinity times zero would stay in the state.
-    for (std::size_t k = 1; k < b.size(); ++k) state[k] += b[k] * x[i];
-    for (std::size_t k = 1; k < a.size(); ++k) state[k] -= a[k] * y[i];
+    for (std::size_t k = shared; k < b.size(); ++k) state[k] = b[k] * x[i] + state[k + 1];
+    for (std::size_t k = shared; k < a.size(); ++k) state[k] = state[k + 1] - a[k] * y[i];
   }
 }
 
