@@ -160,7 +160,6 @@ void writeAxes(Out out, const Axes& axes, const Figure& figure) {
                  axes.hasEqualUnits ? "ratio -1 " : "", axes.place.width, axes.place.height);
   if (!axes.title.empty()) fmt::format_to(out, "set title {}\n", gnuplotText(axes.title));
   if (axes.hasGrid) fmt::format_to(out, "set grid back lt 1 lc rgb '#D8D8D8' lw 0.6\n");
-  if (!axes.hasFrame) fmt::format_to(out, "unset border\nunset xtics\nunset ytics\n");
   const std::string key = legendKey(axes, figure.width, figure.height);
   if (key.empty())
     fmt::format_to(out, "unset key\n");
@@ -176,6 +175,7 @@ void writeAxes(Out out, const Axes& axes, const Figure& figure) {
   const bool hasNone = !hasPoints(axes);
   writeAxis(out, "x", axes.x, hasNone);
   writeAxis(out, "y", axes.y, hasNone);
+  if (!axes.hasFrame) fmt::format_to(out, "unset border\nunset xtics\nunset ytics\n");
   if (hasNone) {
     fmt::format_to(out, "plot NaN notitle\n");
     return;

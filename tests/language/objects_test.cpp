@@ -118,7 +118,7 @@ void addCommon(HostClass& hostClass) {
                           if (inputs.size() > 1) raiseError("testing:negate", "negated, but failed");
                           return {HostArray::text("done"), HostArray::text("unasked")};
                         },
-                        1, 2, -1, ""},
+                        1, 2, -1, "negate(a): the other sign."},
                        true});
 }
 
@@ -133,7 +133,10 @@ void registerClasses() {
   for (const char* name : {"plus", "mtimes", "uminus", "ctranspose", "horzcat", "vertcat", "colon"})
     addForwarded(list, name, true);
   for (const char* name : {"size", "ne", "eq", "lt"}) addForwarded(list, name, false);
-  addCommon(package.createClass("box"));
+  HostClass& box = package.createClass("box");
+  addCommon(box);
+  box.addProperty({"Secret", property_type::kArray, [](HostObject&) { return HostArray(); }, {}, "", true});
+  box.addMethod({{"hide", [](Arrays&, int) { return Arrays{}; }, 1, 1, 0, "hide(h)"}, false, true});
 }
 
 struct Case {
@@ -214,6 +217,17 @@ TEST_F(Objects, Semantics) {
       {"for x = h, show(x), end", "1 2 3 "},
       {"v = [h testing.box(5)]; disp(numel(v)), show(v(2)), v(2).Content = 6; show(v(end))", "2\n5 6 "},
       {"disp(h.Count + a.Count)", "6\n"},
+      // Equality, of what has no method for it, is identity
+      {"g = h; disp([isequal(g, h), isequal({h}, {g}), isequal([h g], [g h]), isequal(h, testing.box([1 2 "
+       "3]))])",
+       "1 1 1 0\n"},
+      // What is told of them
+      {"disp([any(strcmp(methods(h), 'hide')) ismethod(h, 'hide') isprop(h, 'Secret') numel(properties(h))])",
+       "0 1 1 2\n"},
+      {"t = help('testing.box'); disp([contains(t, 'Secret') contains(t, 'hide') contains(t, 'negate')])",
+       "0 0 1\n"},
+      {"help hide", "!Tessel:noHelp"},
+      {"help negate", "list.negate: negate(a): the other sign.\n"},
       // Listeners
       {"addlistener(h, 'Content', @(o, p) disp(p)); h.Content = 1;", "Content\n"},
       {"addlistener(h, 'Nothing', @disp)", "!Tessel:noSuchProperty"},
@@ -239,6 +253,18 @@ TEST_F(Objects, ElementAssignmentChangesInPlace) {
   EXPECT_EQ(cloneCount, 0);
   EXPECT_EQ(printedBy("a = testing.list(1:3); b = a; for k = 1:1000, a(2) = k; end"), "");
   EXPECT_EQ(cloneCount, 1);
+}
+
+/// Functions of a module that shows no examples.
+TEST_F(Objects, HelpWithoutExamples) {
+  registerFunction({"unexplained", [](Arrays&, int) { return Arrays{}; }, 0, 0, 0, "unexplained"});
+  registerFunction({"negate", [](Arrays& in, int) { return in; }, 1, 1, 1, "negate(x): x."});
+  EXPECT_EQ(printedBy("help unexplained, help negate"),
+            "unexplained\nnegate(x): x.\n\nlist.negate: negate(a): the other sign.\n");
+  const std::string all = printedBy("help");
+  EXPECT_NE(all.find("\nOthers\n  negate               x.\n"), std::string::npos) << all;
+  EXPECT_NE(all.find("\n  unexplained          unexplained\n"), std::string::npos) << all;
+  EXPECT_EQ(printedBy("function f(), end\nhelp f"), "f is a function of test, line 1.\n");
 }
 
 TEST(Interpreter, ExceptionsOfOtherKindsBecomeErrors) {

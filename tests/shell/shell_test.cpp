@@ -120,7 +120,7 @@ TEST_F(Shell, RunsAndReports) {
        "",
        {"     3\n", "Error: boom (-e:1:10)\n  disp(3), error('boom')\n           ^\n", 1}},
       {"-e \"disp(argv{1})\" word", "", {"word\n", "", 0}},
-      {"-e \"warning('w:x', 'careful'), disp('on')\"", "", {"on\n", "Warning: careful\n", 0}},
+      {"-e \"warning('w:x', 'careful'), warning off, warning('no'), warning on, disp(['on' mfilename])\"", "", {"on\n", "Warning: careful\n", 0}},
       {"-e \"try, exit(3), catch, end, disp('never')\"", "", {"", "", 3}},
       {"-e \"exit(256)\"",
        "",

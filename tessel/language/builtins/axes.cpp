@@ -88,7 +88,10 @@ FunctionInfo ticking(const char* name, Axis Axes::*axis, const char* help) {
   return {name,
           [=](Arrays& in, int) -> Arrays {
             requireReal(name, in[0]);
-            std::vector<double> ticks = realParts(in[0]);
+            const bool isWord = in[0].isChar() && !in[0].isEmpty();
+            if (isWord && textArgument(name, in[0]) != "auto")
+              raiseInvalidArgument(name, "the argument is positions or 'auto'.");
+            std::vector<double> ticks = isWord ? std::vector<double>() : realParts(in[0]);
             const auto isFinite = [](double tick) { return std::isfinite(tick); };
             if (!std::all_of(ticks.begin(), ticks.end(), isFinite))
               raiseInvalidArgument(name, "positions must be finite.");
@@ -160,15 +163,16 @@ Arrays callLegend(Arrays& in, int) {
   std::vector<std::string> labels;
   for (const HostArray& argument : in)
     for (std::string& text : textsArgument("legend", argument)) labels.push_back(std::move(text));
-  Axes& axes = changedAxes();
-  const bool isOnlyWord = labels.size() == 1 && (labels[0] == "off" || labels[0] == "show");
-  if (isOnlyWord && labels[0] == "off") {
-    axes.legendPlace.reset();
+  const std::string word = labels.size() == 1 ? labels[0] : "";
+  if (word == "off") {
+    changedAxes().legendPlace.reset();
     return {};
   }
-  if (isOnlyWord) labels.clear();
-  if (labels.size() > axes.lines.size())
-    raiseInvalidArgument("legend", fmt::format("{} labels for {} lines.", labels.size(), axes.lines.size()));
+  if (word == "show") labels.clear();
+  const std::size_t lineCount = figures().current().current().lines.size();
+  if (labels.size() > lineCount)
+    raiseInvalidArgument("legend", fmt::format("{} labels for {} lines.", labels.size(), lineCount));
+  Axes& axes = changedAxes();
   for (std::size_t i = 0; i < axes.lines.size(); ++i) {
     std::string& label = axes.lines[i].label;
     if (i < labels.size())
@@ -217,8 +221,8 @@ void registerAxesBuiltins() {
       switching("grid", &Axes::hasGrid, "grid on, grid off, grid: lines at the ticks of the current axes."),
       limiting("xlim", &Axes::x, "xlim([low high]), xlim auto, xlim tight: what the x axis shows."),
       limiting("ylim", &Axes::y, "ylim([low high]), ylim auto, ylim tight: what the y axis shows."),
-      ticking("xticks", &Axes::x, "xticks(positions): where the x axis has ticks."),
-      ticking("yticks", &Axes::y, "yticks(positions): where the y axis has ticks."),
+      ticking("xticks", &Axes::x, "xticks(positions), xticks auto: where the x axis has ticks."),
+      ticking("yticks", &Axes::y, "yticks(positions), yticks auto: where the y axis has ticks."),
       {"axis", callAxis, 1, 1, 0,
        "axis([xmin xmax ymin ymax]), axis auto, axis equal, axis off, axis on, axis tight: what both axes "
        "show."},

@@ -1,4 +1,5 @@
 // Numbers with a name, and arrays made of others.
+#include <algorithm>
 #include <cfloat>
 
 #include "tessel/language/builtins/builtins.h"
@@ -25,14 +26,21 @@ FunctionInfo imaginaryUnit(const char* name) {
           "i, j: the imaginary unit."};
 }
 
+/// Takes 'single' or 'double' off; refuses every other argument.
+ArrayClass takeFloatClass(const char* function, Arrays& inputs) {
+  const ArrayClass c = takeClassArgument(function, inputs, ArrayClass::Double);
+  if (!inputs.empty() || (c != ArrayClass::Single && c != ArrayClass::Double))
+    raiseInvalidArgument(function, "the class is 'single' or 'double'.");
+  return c;
+}
+
 /// A limit of the floating-point classes: f(), f('single').
 template <class Limit>
 FunctionInfo floatLimit(const char* name, Limit limit, const char* help) {
   return {name,
           [=](Arrays& in, int) {
-            if (takeClassArgument(name, in, ArrayClass::Double) == ArrayClass::Single) {
+            if (takeFloatClass(name, in) == ArrayClass::Single)
               return Arrays{HostArray::scalarOf(limit(float{}))};
-            }
             return Arrays{HostArray::scalar(limit(double{}))};
           },
           0,
@@ -60,7 +68,7 @@ FunctionInfo integerLimit(const char* name, Limit limit, const char* help) {
 Arrays callEps(Arrays& in, int) {
   if (in.empty()) return {HostArray::scalar(DBL_EPSILON)};
   if (in[0].isChar()) {
-    const bool isSingle = takeClassArgument("eps", in, ArrayClass::Double) == ArrayClass::Single;
+    const bool isSingle = takeFloatClass("eps", in) == ArrayClass::Single;
     return {isSingle ? HostArray::scalarOf(FLT_EPSILON) : HostArray::scalar(DBL_EPSILON)};
   }
   requireReal("eps", in[0]);
@@ -112,15 +120,13 @@ Arrays callStruct(Arrays& in, int) {
       raiseError("Tessel:dimagree", "Matrix dimensions must agree.");
     dims = value.dims();
   }
-  HostArray result = HostArray::structure(dims, {});
+  HostArray result = HostArray::structure(dims, withoutRepeats(fields));
   for (std::size_t k = 0; k < fields.size(); ++k) {
     const HostArray& value = in[2 * k + 1];
-    for (std::size_t e = 0; e < result.numel(); ++e) {
-      HostArray& field = result.mutableFieldAt(fields[k], e);
-      field = !value.isCell() ? value : value.cellAt(value.isScalar() ? 0 : e);
-    }
+    for (std::size_t e = 0; e < result.numel(); ++e)
+      result.mutableFieldAt(fields[k], e) = !value.isCell() ? value : value.cellAt(value.isScalar() ? 0 : e);
   }
-  return {result.fieldNames().empty() ? HostArray::structure(dims, fields) : result};
+  return {result};
 }
 
 /// A copy of vector `v` along dimension `along` of an array of size `dims`.
@@ -137,10 +143,7 @@ HostArray spread(const HostArray& v, const Dimensions& dims, std::size_t along) 
 template <bool IsMesh>
 Arrays callGrid(Arrays& in, int outputCount) {
   const char* name = IsMesh ? "meshgrid" : "ndgrid";
-  while (in.size() < 2 ||
-         (in.size() < static_cast<std::size_t>(outputCount) && in[0].numel() == in.back().numel())) {
-    in.push_back(in[0]);
-  }
+  if (in.size() == 1) in = Arrays(static_cast<std::size_t>(std::max(outputCount, 2)), HostArray(in[0]));
   Dimensions dims;
   for (const HostArray& v : in) {
     requireVector(name, v);

@@ -1,12 +1,16 @@
 // From one class to another.
+#include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <optional>
 
+#include <fmt/format.h>
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
 #include "tessel/messages.h"
 #include "tessel/runtime/concatenate.h"
 #include "tessel/runtime/convert.h"
+#include "tessel/runtime/lines.h"
 
 namespace tessel {
 namespace {
@@ -78,10 +82,12 @@ Arrays callCell2mat(Arrays& in, int) {
   return {rows.empty() ? HostArray() : concatenate(0, rows)};
 }
 
+void removeBlanksAtEnd(std::string& text) { text.erase(text.find_last_not_of(' ') + 1); }
+
 Arrays callCellstr(Arrays& in, int) {
   if (isCellOfTexts(in[0])) return {in[0]};
   std::vector<std::string> rows = textsArgument("cellstr", in[0]);
-  for (std::string& row : rows) row.erase(row.find_last_not_of(' ') + 1);
+  for (std::string& row : rows) removeBlanksAtEnd(row);
   return {cellOfTexts(rows, {rows.size(), 1})};
 }
 
@@ -93,13 +99,26 @@ Arrays callStruct2cell(Arrays& in, int) {
   return {cell};
 }
 
+/// The fields lie along the given dimension, else along the first of size other than 1; one structure for each
+/// line of values.
 Arrays callCell2struct(Arrays& in, int) {
-  const std::vector<std::string> fields = textsArgument("cell2struct", in[1]);
-  if (!in[0].isCell() || in[0].numel() != fields.size()) {
-    raiseInvalidArgument("cell2struct", "a cell with one value a field is needed.");
-  }
-  HostArray result = HostArray::structure();
-  for (std::size_t k = 0; k < fields.size(); ++k) result.mutableFieldAt(fields[k]) = in[0].cellAt(k);
+  const HostArray& values = in[0];
+  if (!values.isCell()) raiseUndefinedFor("cell2struct", values);
+  std::vector<std::string> fields = textsArgument("cell2struct", in[1]);
+  if (in[1].isChar())
+    for (std::string& field : fields) removeBlanksAtEnd(field);
+  const std::size_t along = workingDimension("cell2struct", in, 2);
+  const Lines lines(values.dims(), along);
+  if (lines.length != fields.size())
+    raiseInvalidArgument("cell2struct", fmt::format("{} names for {} fields.", fields.size(), lines.length));
+  Dimensions dims = values.dims();
+  if (along < dims.size()) dims.erase(dims.begin() + static_cast<std::ptrdiff_t>(along));
+  if (dims.size() < 2) dims.push_back(1);
+  HostArray result = HostArray::structure(dims, withoutRepeats(fields));
+  lines.forEach([&](std::size_t line, std::size_t first) {
+    for (std::size_t k = 0; k < fields.size(); ++k)
+      result.mutableFieldAt(fields[k], line) = values.cellAt(first + k * lines.inner);
+  });
   return {result};
 }
 
@@ -107,63 +126,58 @@ Arrays callCell2struct(Arrays& in, int) {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-/// Reads a sign and a number at the start of `text` and takes them off it; nothing when there is none.
-std::optional<double> takeNumber(std::string_view& text) {
+void skipBlanks(std::string_view& text) {
+  text.remove_prefix(std::min(text.find_first_not_of(" \t\n\r"), text.size()));
+}
+
+struct Part {
+  double value;
+  bool isImaginary;
+};
+
+/// Takes "-2.5", "3i", "2 * j" or "- i" off the start of `text`; nothing where it says none of these. Blanks
+/// may stand behind the sign of an imaginary part and around its "*".
+std::optional<Part> takePart(std::string_view& text) {
   std::string_view rest = text;
   const bool isNegative = rest.starts_with('-');
   if (isNegative || rest.starts_with('+')) rest.remove_prefix(1);
-  if (rest.empty() || rest[0] == '-' || rest[0] == '+') return std::nullopt;
-  double value = 0;
+  const std::size_t withBlanks = rest.size();
+  skipBlanks(rest);
+  const bool isApart = rest.size() != withBlanks;
+  if (rest.starts_with('-')) return std::nullopt;  // the library would take a second sign
+  double value = 1;
   const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), value);
+  const bool isUnitAlone = error == std::errc::invalid_argument;
   if (error == std::errc::result_out_of_range)
     value = std::strtod(std::string(rest.data(), end).c_str(), nullptr);
-  else if (error != std::errc{})
-    return std::nullopt;
-  text = rest.substr(static_cast<std::size_t>(end - rest.data()));
-  return isNegative ? -value : value;
-}
-
-std::string withoutBlanks(std::string_view text) {
-  std::string kept;
-  for (char c : text)
-    if (c != ' ' && c != '\t' && c != '\n' && c != '\r') kept += c;
-  return kept;
+  rest.remove_prefix(static_cast<std::size_t>(end - rest.data()));
+  std::string_view unit = rest;
+  skipBlanks(unit);
+  if (!isUnitAlone && unit.starts_with('*')) {
+    unit.remove_prefix(1);
+    skipBlanks(unit);
+  } else {
+    unit = rest;
+  }
+  const bool isImaginary = unit.starts_with('i') || unit.starts_with('j');
+  if (!isImaginary && (isUnitAlone || isApart)) return std::nullopt;
+  text = isImaginary ? unit.substr(1) : rest;
+  return Part{isNegative ? -value : value, isImaginary};
 }
 
 /// "1.5", "-2e3", "1,000", "Inf", "3+4i", "2i"; NaN for what is no number.
-std::complex<double> parsedNumber(const std::string& original) {
-  const std::size_t first = original.find_first_not_of(" \t\n\r"), last = original.find_last_not_of(" \t\n\r");
-  if (first == std::string::npos) return kNaN;
-  std::string trimmed = original.substr(first, last - first + 1);
-  std::string text = withoutBlanks(trimmed);
-  // Blanks may stand around the sign of an imaginary part, nowhere else.
-  if (text.size() != trimmed.size() && text.find_first_of("ij") == std::string::npos) return kNaN;
+std::complex<double> parsedNumber(std::string text) {
   text.erase(std::remove(text.begin(), text.end(), ','), text.end());
   std::string_view rest = text;
-  const auto takeUnit = [&rest] {
-    const bool isUnit = rest == "i" || rest == "j" || rest == "*i" || rest == "*j";
-    if (isUnit) rest = {};
-    return isUnit;
-  };
-  const auto takeUnitAlone = [&]() -> std::optional<double> {
-    const bool isNegative = rest.starts_with('-');
-    if (isNegative || rest.starts_with('+')) rest.remove_prefix(1);
-    if (rest != "i" && rest != "j") return std::nullopt;
-    rest = {};
-    return isNegative ? -1.0 : 1.0;
-  };
-  const std::optional<double> real = takeNumber(rest);
-  if (real && rest.empty()) return *real;
-  if (real && takeUnit()) return {0, *real};
-  if (!real) {
-    const std::optional<double> unit = takeUnitAlone();
-    return unit ? std::complex<double>(0, *unit) : kNaN;
-  }
-  if (rest[0] != '+' && rest[0] != '-') return kNaN;
-  if (const std::optional<double> imaginary = takeNumber(rest))
-    return takeUnit() ? std::complex(*real, *imaginary) : kNaN;
-  const std::optional<double> unit = takeUnitAlone();
-  return unit ? std::complex(*real, *unit) : kNaN;
+  skipBlanks(rest);
+  const std::optional<Part> first = takePart(rest);
+  skipBlanks(rest);
+  if (!first) return kNaN;
+  if (rest.empty()) return first->isImaginary ? std::complex<double>(0, first->value) : first->value;
+  if (first->isImaginary || (rest[0] != '+' && rest[0] != '-')) return kNaN;
+  const std::optional<Part> second = takePart(rest);
+  skipBlanks(rest);
+  return second && second->isImaginary && rest.empty() ? std::complex(first->value, second->value) : kNaN;
 }
 
 HostArray parsedNumbers(const std::vector<std::string>& texts, Dimensions dims) {
@@ -190,12 +204,11 @@ Arrays callStr2double(Arrays& in, int) {
 }
 
 /// [x, ok] = str2num(text): what the text says when it is read as an expression.
-Arrays callStr2num(Arrays& in, int outputCount) {
+Arrays callStr2num(Arrays& in, int) {
   const std::string text = textArgument("str2num", in[0]);
   try {
     return {evaluateExpression("[" + text + "]"), HostArray::logical(true)};
-  } catch (const HostError& error) {
-    if (outputCount < 2 && error.identifier() == "Tessel:noInterpreter") throw;
+  } catch (const HostError&) {
     return {HostArray(), HostArray::logical(false)};
   }
 }
@@ -213,7 +226,9 @@ void registerConversionBuiltins() {
       {"cellstr", callCellstr, 1, 1, 1, "cellstr(rows): a cell of texts, without blanks at their ends."},
       {"struct2cell", callStruct2cell, 1, 1, 1, "struct2cell(s): the values of a structure's fields."},
       {"cell2struct", callCell2struct, 2, 3, 1,
-       "cell2struct(values, fields): a structure from values and field names."},
+       "cell2struct(values, fields), cell2struct(values, fields, dim): structures from values and field "
+       "names.\n"
+       "The fields lie along dimension dim, or the first one whose size is not 1."},
       {"str2double", callStr2double, 1, 1, 1,
        "str2double(text), str2double(texts): numbers from texts; NaN for what is none."},
       {"str2num", callStr2num, 1, 1, 2, "[x, ok] = str2num(text): the value of an expression."},

@@ -1,8 +1,11 @@
 // Numbers and texts in files.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <filesystem>
+#include <limits>
+#include <optional>
 #include <random>
 
 #include "tessel/language/builtins/builtins.h"
@@ -31,39 +34,58 @@ std::vector<std::string_view> fieldsOf(std::string_view line, char separator) {
   return fields;
 }
 
-/// The number in a field; NaN for an empty one or another text, which `isNumber` tells apart.
-double numberIn(std::string_view field, bool& isNumber) {
-  field.remove_prefix(std::min(field.find_first_not_of(" \t+"), field.size()));
+/// The number in a field; nothing for an empty one or another text.
+std::optional<double> numberIn(std::string_view field) {
+  field.remove_prefix(std::min(field.find_first_not_of(" \t"), field.size()));
   field = field.substr(0, field.find_last_not_of(" \t") + 1);
-  double value = std::numeric_limits<double>::quiet_NaN();
+  if (field.starts_with('+') && !field.starts_with("+-")) field.remove_prefix(1);
+  double value = 0;
   const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), value);
   if (error == std::errc::result_out_of_range) value = std::strtod(std::string(field).c_str(), nullptr);
-  isNumber = !field.empty() && error != std::errc::invalid_argument && end == field.data() + field.size();
-  return isNumber ? value : std::numeric_limits<double>::quiet_NaN();
+  if (error == std::errc::invalid_argument || end != field.data() + field.size()) return std::nullopt;
+  return value;
 }
 
-char separatorOf(std::string_view content) {
-  for (char separator : {',', ';', '\t'})
-    if (content.find(separator) != std::string_view::npos) return separator;
-  return ' ';
+bool hasNumber(const std::vector<std::string_view>& fields) {
+  return std::any_of(fields.begin(), fields.end(), [](std::string_view field) { return numberIn(field); });
 }
 
-/// Rows of numbers. Lines at the start without any number are a heading and skipped; empty lines do not count.
-std::vector<std::vector<double>> numberRows(std::string_view content) {
-  const char separator = separatorOf(content);
-  std::vector<std::vector<double>> rows;
+/// The lines that are not blank, without their ends.
+std::vector<std::string_view> linesOf(std::string_view content) {
+  std::vector<std::string_view> lines;
   while (!content.empty()) {
     const std::size_t end = std::min(content.find('\n'), content.size());
     std::string_view line = content.substr(0, end);
     content.remove_prefix(std::min(end + 1, content.size()));
     if (line.ends_with('\r')) line.remove_suffix(1);
-    if (line.find_first_not_of(" \t") == std::string_view::npos) continue;
+    if (line.find_first_not_of(" \t") != std::string_view::npos) lines.push_back(line);
+  }
+  return lines;
+}
+
+/// What parts numbers; a heading may hold other separators, and lines may end with one.
+char separatorOf(const std::vector<std::string_view>& lines) {
+  for (const char separator : {',', ';', '\t'})
+    for (const std::string_view line : lines)
+      if (line.find(separator) != std::string_view::npos && hasNumber(fieldsOf(line, separator)))
+        return separator;
+  return ' ';
+}
+
+/// Rows of numbers. Lines at the start without any number are a heading and skipped; empty lines do not count.
+std::vector<std::vector<double>> numberRows(std::string_view content) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (content.starts_with(kByteOrderMark)) content.remove_prefix(kByteOrderMark.size());
+  const std::vector<std::string_view> lines = linesOf(content);
+  const char separator = separatorOf(lines);
+  std::vector<std::vector<double>> rows;
+  for (const std::string_view line : lines) {
     std::vector<double> row;
     bool anyNumber = false;
-    for (std::string_view field : fieldsOf(line, separator)) {
-      bool isNumber = false;
-      row.push_back(numberIn(field, isNumber));
-      anyNumber = anyNumber || isNumber;
+    for (const std::string_view field : fieldsOf(line, separator)) {
+      const std::optional<double> number = numberIn(field);
+      row.push_back(number.value_or(std::numeric_limits<double>::quiet_NaN()));
+      anyNumber = anyNumber || number;
     }
     if (anyNumber || !rows.empty()) rows.push_back(std::move(row));
   }

@@ -1,5 +1,9 @@
 // Numbers as text and back: printf forms, num2str, mat2str, number bases.
+#include <algorithm>
+#include <cstdlib>
+
 #include <fmt/format.h>
+#include <boost/multiprecision/cpp_int.hpp>
 
 #include "tessel/interpreter.h"
 #include "tessel/language/builtins/builtins.h"
@@ -29,9 +33,10 @@ HostArray alignedRows(const std::vector<std::string>& texts, std::size_t rows, s
   return lines.size() == 1 ? HostArray::text(lines[0]) : HostArray::charMatrix(lines);
 }
 
-/// Writes elements of real and complex arrays by one rule for real numbers.
+/// Writes elements of real and complex arrays by one rule for real numbers; `asCode`: as the language reads
+/// them, in which "NaNi" is a name.
 template <class Write>
-std::vector<std::string> elementTexts(const HostArray& a, const Write& write) {
+std::vector<std::string> elementTexts(const HostArray& a, const Write& write, bool asCode = false) {
   std::vector<long double> re(a.numel()), im(a.numel());
   loadElements(a, false, 0, 1, re.size(), re.data());
   loadElements(a, true, 0, 1, im.size(), im.data());
@@ -40,7 +45,8 @@ std::vector<std::string> elementTexts(const HostArray& a, const Write& write) {
     std::string text = write(re[k]);
     if (a.isComplex()) {
       const std::string imaginary = write(im[k]);
-      text += (imaginary[0] == '-' ? "" : "+") + imaginary + "i";
+      text = asCode && !std::isfinite(im[k]) ? fmt::format("complex({},{})", text, imaginary)
+                                             : text + (imaginary[0] == '-' ? "" : "+") + imaginary + "i";
     }
     texts.push_back(std::move(text));
   }
@@ -66,7 +72,9 @@ bool isWhole(const HostArray& a) {
 }
 
 std::string significantText(long double value, int digits) {
-  return formatNumber(fmt::format("%.{}g", digits).c_str(), static_cast<double>(value));
+  // As it is: a double would round large integers.
+  return std::isfinite(value) ? fmt::format("{:.{}g}", value, std::max(digits, 1))
+                              : formatNumber("%g", static_cast<double>(value));
 }
 
 std::string numberText(long double value, bool asInteger, int digits) {
@@ -91,12 +99,10 @@ Arrays callNum2str(Arrays& in, int) {
   }
   const HostArray& a = in[0];
   if (a.isChar()) return {a};
-  if (in.size() > 1 && in[1].isChar() && a.isObject())
-    return {HostArray::text(formatText(textArgument("num2str", in[1]), {&a, 1}))};
-  requireNumeric("num2str", a);
+  const bool hasFormat = in.size() > 1 && in[1].isChar();
+  if (!hasFormat || !a.isObject()) requireNumeric("num2str", a);
   if (a.isEmpty()) return {HostArray::text("")};
-  if (in.size() > 1 && in[1].isChar())
-    return {HostArray::text(formatText(textArgument("num2str", in[1]), {&a, 1}))};
+  if (hasFormat) return {HostArray::text(formatText(textArgument("num2str", in[1]), {&a, 1}))};
   const bool asInteger = in.size() == 1 && isWhole(a);
   const int digits = in.size() > 1
                          ? static_cast<int>(std::min<std::size_t>(countArgument("num2str", in[1]), 50))
@@ -126,20 +132,25 @@ std::string matrixLiteral(const std::vector<std::string>& texts, const Dimension
 
 /// The text of an array as the language reads it.
 std::string literal(const HostArray& a, int digits) {
+  const bool isEmptyText = a.isChar() && a.isEmpty();
+  if (isEmptyText && a.dims() == Dimensions{0, 0}) return "''";
+  if (isEmptyText) return fmt::format("char({})", matrixLiteral({}, a.dims()));
+  if (a.isLogical() && a.isEmpty()) return fmt::format("false({},{})", a.dim(0), a.dim(1));
   if (a.isChar()) {
     std::vector<std::string> rows = a.textRows();
-    if (rows.empty()) rows.emplace_back();
     for (std::string& row : rows) {
       for (std::size_t at = 0; (at = row.find('\'', at)) != std::string::npos; at += 2) row.insert(at, 1, '\'');
       row = fmt::format("'{}'", row);
     }
     return rows.size() == 1 ? rows[0] : fmt::format("[{}]", fmt::join(rows, ";"));
   }
-  return matrixLiteral(elementTexts(a,
-                                    [&](long double x) -> std::string {
-                                      return a.isLogical() ? (x != 0 ? "true" : "false")
-                                                           : numberText(x, a.isInteger(), digits);
-                                    }),
+  return matrixLiteral(elementTexts(
+                           a,
+                           [&](long double x) -> std::string {
+                             return a.isLogical() ? (x != 0 ? "true" : "false")
+                                                  : numberText(x, a.isInteger(), digits);
+                           },
+                           true),
                        a.dims());
 }
 
@@ -178,7 +189,7 @@ HostArray toBase(const char* name, const HostArray& numbers, unsigned base, std:
   std::vector<std::string> rows;
   for (long double value : values) {
     if (!(value >= 0 && value < 0x1p64L && value == std::floor(value))) {
-      raiseInvalidArgument(name, "whole numbers that are not negative are needed.");
+      raiseInvalidArgument(name, "whole numbers from 0 to 2^64 - 1 are needed.");
     }
     rows.push_back(inBase(static_cast<std::uint64_t>(value), base));
     width = std::max(width, rows.back().size());
@@ -187,18 +198,30 @@ HostArray toBase(const char* name, const HostArray& numbers, unsigned base, std:
   return HostArray::charMatrix(rows);
 }
 
+/// The double nearest to the number with these digits.
+double nearestDouble(const std::vector<unsigned>& digits, unsigned base) {
+  double sum = 0;
+  for (const unsigned digit : digits) sum = sum * base + digit;
+  if (sum <= 0x1p53) return sum;
+  boost::multiprecision::cpp_int exact = 0;
+  static const boost::multiprecision::cpp_int kBeyondDoubles = boost::multiprecision::cpp_int(1) << 1025;
+  for (const unsigned digit : digits)
+    if (exact < kBeyondDoubles) exact = exact * base + digit;
+  return std::strtod(exact.str().c_str(), nullptr);  // its own conversion to doubles does not always round
+}
+
 HostArray fromBase(const char* name, const HostArray& texts, unsigned base) {
   const std::vector<std::string> rows = textsArgument(name, texts);
   std::vector<double> values;
   for (const std::string& row : rows) {
-    long double value = 0;
+    std::vector<unsigned> digits;
     for (char c : row) {
       if (c == ' ') continue;
       const std::size_t digit = kDigits.find(c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c);
       if (digit >= base) raiseInvalidArgument(name, fmt::format("'{}' is no number in base {}.", row, base));
-      value = value * base + static_cast<long double>(digit);
+      digits.push_back(static_cast<unsigned>(digit));
     }
-    values.push_back(static_cast<double>(value));
+    values.push_back(nearestDouble(digits, base));
   }
   return doubles(values, {values.size(), 1});
 }

@@ -135,9 +135,11 @@ std::string helpOfMember(const std::string& name) {
 std::string helpOfMethods(const std::string& name) {
   std::string text;
   const char* example = nullptr;
+  std::vector<std::string_view> told;
   for (const HostClass* hostClass : allClasses()) {
     const MethodInfo* method = hostClass->findMethod(name);
-    if (!method || method->hidden || text.find(method->function.help) != std::string::npos) continue;
+    if (!method || method->hidden || std::ranges::count(told, method->function.help) > 0) continue;
+    told.push_back(method->function.help);
     text += fmt::format("{}.{}: {}\n", hostClass->name(), name, flowing(method->function.help));
     if (!example) example = hostClass->findExample(name);
   }
@@ -237,19 +239,18 @@ std::string helpOfFunction(const Interpreter& interpreter, const FunctionCode& c
 
 /// Help for an operator as it is written; empty for everything else.
 std::string helpOfOperator(const std::string& name) {
+  if (name == "'") return findFunction("ctranspose")->help;  // alone it would begin a text
+  TokenList list;
   try {
-    const TokenList list = tokenize(name);
-    const TokenKind kind = name == "'" ? TokenKind::Quote : list.tokens[0].kind;
-    if (list.tokens.size() != 2) return {};
-    for (const OperatorInfo& info : kOperators) {
-      if (info.token != kind) continue;
-      if (*info.function == '\0')
-        return fmt::format("a {} b: a truth value; b is evaluated only where it matters.", name);
-      const FunctionInfo* function = findFunction(info.function);
-      return function ? function->help : fmt::format("{} calls {}.", name, info.function);
-    }
+    list = tokenize(name);
   } catch (const SyntaxError&) {
-    return name == "'" && findFunction("ctranspose") ? findFunction("ctranspose")->help : "";
+    return {};
+  }
+  if (list.tokens.size() != 2) return {};
+  for (const OperatorInfo& info : kOperators) {
+    if (info.token != list.tokens[0].kind) continue;
+    if (*info.function != '\0') return findFunction(info.function)->help;
+    return fmt::format("a {} b: a truth value; b is evaluated only where it matters.", name);
   }
   return {};
 }
@@ -290,10 +291,10 @@ std::string helpOfEverything() {
   std::rotate(inOrder.begin(), inOrder.begin() + static_cast<std::ptrdiff_t>(languageThemeCount()),
               inOrder.end());
   for (const Theme& theme : inOrder) {
-    if (!findFunction(theme.examples[0].name)) continue;  // methods
-    text += fmt::format("{}\n", theme.title);
+    std::string lines;
     for (const Example& example : theme.examples)
-      if (findFunction(example.name)) text += line(example.name);
+      if (findFunction(example.name)) lines += line(example.name);  // not methods
+    if (!lines.empty()) text += fmt::format("{}\n{}", theme.title, lines);
   }
   std::string others;
   for (const std::string& name : functionNames())

@@ -1,11 +1,13 @@
 // Questions about arrays: sizes, classes, fields, equality, positions.
 #include <fmt/format.h>
 
+#include <deque>
 #include <functional>
 
 #include "tessel/interruption.h"
 #include "tessel/language/builtins/builtins.h"
 #include "tessel/language/builtins/support.h"
+#include "tessel/language/function_values.h"
 #include "tessel/messages.h"
 #include "tessel/objects.h"
 #include "tessel/runtime/arithmetic.h"
@@ -206,8 +208,13 @@ Arrays callRmfield(Arrays& in, int) {
 
 // Equality
 
-/// Two arrays whose contents are to be compared.
-using Pair = std::pair<const HostArray*, const HostArray*>;
+/// What is still to be compared.
+struct Comparison {
+  std::vector<std::pair<const HostArray*, const HostArray*>> open;
+  std::deque<HostArray> kept;  ///< those of `open` that nothing else holds
+
+  const HostArray* keep(const Value& value) { return &kept.emplace_back(value.toArray()); }
+};
 
 bool elementsEqual(const HostArray& a, const HostArray& b) {
   const HostArray same = eq(a, b);
@@ -215,11 +222,12 @@ bool elementsEqual(const HostArray& a, const HostArray& b) {
 }
 
 /// Adds the values of the fields, in reverse order, if the fields are the same.
-bool fieldsAgree(const HostArray& a, const HostArray& b, std::vector<Pair>& inner) {
+bool fieldsAgree(const HostArray& a, const HostArray& b, Comparison& inner) {
   if (a.fieldNames().size() != b.fieldNames().size()) return false;
   for (auto field = a.fieldNames().rbegin(); field != a.fieldNames().rend(); ++field) {
     if (!b.hasField(*field)) return false;
-    for (std::size_t k = a.numel(); k-- > 0;) inner.emplace_back(&a.fieldAt(*field, k), &b.fieldAt(*field, k));
+    for (std::size_t k = a.numel(); k-- > 0;)
+      inner.open.emplace_back(&a.fieldAt(*field, k), &b.fieldAt(*field, k));
   }
   return true;
 }
@@ -230,9 +238,25 @@ bool objectsIdentical(const HostArray& a, const HostArray& b) {
   return true;
 }
 
-/// Compares all but the contents of cells and structures, which are added to `inner`. Objects with a method
-/// `isequal` answer by it.
-bool areEqualOutside(const HostArray& a, const HostArray& b, std::vector<Pair>& inner) {
+/// Adds the values that anonymous functions have kept, if their texts and the names of those are the same.
+bool functionsAgree(const FunctionValue* a, const FunctionValue* b, Comparison& inner) {
+  if (a == b) return true;
+  if (a->text() != b->text()) return false;
+  const auto* left = dynamic_cast<const AnonymousFunctionValue*>(a);
+  const auto* right = dynamic_cast<const AnonymousFunctionValue*>(b);
+  if (!left || !right) return !left && !right;
+  if (left->captures().size() != right->captures().size()) return false;
+  for (std::size_t k = 0; k < left->captures().size(); ++k) {
+    const auto &mine = left->captures()[k], &other = right->captures()[k];
+    if (left->code()->symbols->names()[mine.slot] != right->code()->symbols->names()[other.slot]) return false;
+    inner.open.emplace_back(inner.keep(mine.value), inner.keep(other.value));
+  }
+  return true;
+}
+
+/// Compares all but the contents of cells, structures and functions, which are added to `inner`. Objects with a
+/// method `isequal` answer by it.
+bool areEqualOutside(const HostArray& a, const HostArray& b, Comparison& inner) {
   for (const HostArray* side : {&a, &b}) {
     const HostClass* hostClass = side->isObject() ? classOf(*side) : nullptr;
     if (hostClass != nullptr && hostClass->findMethod("isequal") != nullptr) {
@@ -245,21 +269,20 @@ bool areEqualOutside(const HostArray& a, const HostArray& b, std::vector<Pair>& 
   if (a.arrayClass() != b.arrayClass()) return false;
   if (a.isStruct()) return fieldsAgree(a, b, inner);
   if (a.isCell()) {
-    for (std::size_t k = a.numel(); k-- > 0;) inner.emplace_back(&a.cellAt(k), &b.cellAt(k));
+    for (std::size_t k = a.numel(); k-- > 0;) inner.open.emplace_back(&a.cellAt(k), &b.cellAt(k));
     return true;
   }
-  if (a.isFunction())
-    return a.functionValue() == b.functionValue() || a.functionValue()->text() == b.functionValue()->text();
+  if (a.isFunction()) return functionsAgree(&*a.functionValue(), &*b.functionValue(), inner);
   return objectsIdentical(a, b);
 }
 
 /// Without recursion: cells and structures may be nested deeper than the stack is.
 bool areEqual(const HostArray& a, const HostArray& b) {
-  std::vector<Pair> open{{&a, &b}};
-  while (!open.empty()) {
-    const auto [left, right] = open.back();
-    open.pop_back();
-    if (!areEqualOutside(*left, *right, open)) return false;
+  Comparison comparison{{{&a, &b}}, {}};
+  while (!comparison.open.empty()) {
+    const auto [left, right] = comparison.open.back();
+    comparison.open.pop_back();
+    if (!areEqualOutside(*left, *right, comparison)) return false;
     raiseIfInterrupted();
   }
   return true;

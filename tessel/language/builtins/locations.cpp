@@ -15,8 +15,13 @@ Dimensions sizesArgument(const char* function, const HostArray& argument) {
   if (!argument.isVector() || argument.numel() < 2)
     raiseInvalidArgument(function, "the sizes are a row of two or more.");
   Dimensions sizes;
-  for (const double size : realParts(argument))
+  double total = 1;
+  for (const double size : realParts(argument)) {
     sizes.push_back(countArgument(function, HostArray::scalar(size)));
+    total *= size;
+  }
+  // Beyond, doubles do not tell positions apart.
+  if (!(total < 0x1p53)) raiseInvalidArgument(function, "the array has fewer than 2^53 elements.");
   return sizes;
 }
 
@@ -26,7 +31,7 @@ std::vector<double> positionsArgument(const char* function, HostArray& argument,
   requireReal(function, argument);
   std::vector<double> positions = realParts(argument);
   for (const double k : positions) {
-    if (!(k >= 1 && k == std::floor(k)))
+    if (!(k >= 1 && std::isfinite(k) && k == std::floor(k)))
       raiseInvalidArgument(function, "positions are whole numbers from 1 on.");
     if (k > static_cast<double>(extent))
       raiseError("Tessel:badindex",

@@ -13,9 +13,10 @@
 namespace tessel {
 namespace {
 
-/// One call of `cellfun` or `arrayfun`.
+/// One call of `cellfun`, `arrayfun` or `structfun`.
 struct Mapping {
   std::string name;
+  bool isOverCells = false;  ///< the elements are what cells hold
   HostArray function;
   Arrays operands;  ///< at least one, all of one size
   Dimensions dims;
@@ -40,6 +41,7 @@ bool equalsIgnoringCase(const HostArray& array, std::string_view text) {
 Mapping readMapping(Interpreter& interpreter, std::string name, Arrays inputs) {
   Mapping mapping;
   mapping.name = std::move(name);
+  mapping.isOverCells = mapping.name != "arrayfun";
   while (inputs.size() >= 4) {
     HostArray& value = inputs.back();
     const HostArray& option = inputs[inputs.size() - 2];
@@ -55,8 +57,8 @@ Mapping readMapping(Interpreter& interpreter, std::string name, Arrays inputs) {
   mapping.operands.assign(std::next(inputs.begin()), inputs.end());
   mapping.dims = sizesOf(mapping.operands[0]);
   for (const HostArray& operand : mapping.operands) {
-    if (mapping.name == "cellfun" && !operand.isCell())
-      raiseInvalidArgument("cellfun", "the operands must be cells.");
+    if (mapping.isOverCells && !operand.isCell())
+      raiseInvalidArgument(mapping.name, "the operands must be cells.");
     if (sizesOf(operand) != mapping.dims) {
       raiseError("Tessel:dimagree", fmt::format("The operands of {} must have one size.", mapping.name));
     }
@@ -67,7 +69,7 @@ Mapping readMapping(Interpreter& interpreter, std::string name, Arrays inputs) {
 Arrays elementsAt(const Mapping& mapping, std::size_t position) {
   Arrays elements;
   for (const HostArray& operand : mapping.operands) {
-    if (mapping.name == "cellfun") {
+    if (mapping.isOverCells) {
       elements.push_back(operand.cellAt(position));
     } else {
       const IndexPath path{
@@ -147,7 +149,7 @@ Arrays mapFields(Interpreter& interpreter, Arrays& inputs, int outputCount) {
   inputs[1] = HostArray::cell({names.size(), 1});
   for (std::size_t k = 0; k < names.size(); ++k) inputs[1].mutableCellAt(k) = structure.fieldAt(names[k]);
   const bool isUniform = readMapping(interpreter, "structfun", inputs).isUniform;
-  Arrays results = map(interpreter, "cellfun", inputs, outputCount);
+  Arrays results = map(interpreter, "structfun", inputs, outputCount);
   if (isUniform) return results;
   for (HostArray& result : results) {
     const HostArray values = std::exchange(result, HostArray::structure({1, 1}, names));

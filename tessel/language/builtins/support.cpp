@@ -1,5 +1,7 @@
 #include "tessel/language/builtins/support.h"
 
+#include <algorithm>
+
 #include <fmt/format.h>
 
 #include "tessel/messages.h"
@@ -39,6 +41,13 @@ std::vector<std::string> textsArgument(std::string_view function, const HostArra
 void requireFloat(std::string_view function, const HostArray& argument) {
   requireNumeric(function, argument);
   if (argument.isInteger()) raiseUndefinedFor(function, argument);
+}
+
+std::vector<std::string> withoutRepeats(const std::vector<std::string>& texts) {
+  std::vector<std::string> kept;
+  for (const std::string& text : texts)
+    if (std::find(kept.begin(), kept.end(), text) == kept.end()) kept.push_back(text);
+  return kept;
 }
 
 HostArray cellOfTexts(const std::vector<std::string>& texts, Dimensions dims) {

@@ -27,6 +27,8 @@ std::vector<std::string> textsArgument(std::string_view function, const HostArra
 /// The name of a file to be changed: one with a NUL would reach another file, whose name ends there.
 std::string fileNameArgument(std::string_view function, const HostArray& argument);
 bool isCellOfTexts(const HostArray& argument);
+/// The texts in order, each once.
+std::vector<std::string> withoutRepeats(const std::vector<std::string>& texts);
 /// A cell of texts; `dims` must hold as many elements.
 HostArray cellOfTexts(const std::vector<std::string>& texts, Dimensions dims);
 /// How much a function reads, and in which shape: everything, a count, or rows and columns.
