@@ -88,7 +88,7 @@ FunctionInfo ticking(const char* name, Axis Axes::*axis, const char* help) {
   return {name,
           [=](Arrays& in, int) -> Arrays {
             requireReal(name, in[0]);
-            const bool isWord = in[0].isChar() && !in[0].isEmpty();
+            const bool isWord = in[0].isChar();
             if (isWord && textArgument(name, in[0]) != "auto")
               raiseInvalidArgument(name, "the argument is positions or 'auto'.");
             std::vector<double> ticks = isWord ? std::vector<double>() : realParts(in[0]);

@@ -244,7 +244,7 @@ bool functionsAgree(const FunctionValue* a, const FunctionValue* b, Comparison& 
   if (a->text() != b->text()) return false;
   const auto* left = dynamic_cast<const AnonymousFunctionValue*>(a);
   const auto* right = dynamic_cast<const AnonymousFunctionValue*>(b);
-  if (!left || !right) return !left && !right;
+  if (!left || !right) return true;
   if (left->captures().size() != right->captures().size()) return false;
   for (std::size_t k = 0; k < left->captures().size(); ++k) {
     const auto &mine = left->captures()[k], &other = right->captures()[k];
@@ -272,7 +272,7 @@ bool areEqualOutside(const HostArray& a, const HostArray& b, Comparison& inner) 
     for (std::size_t k = a.numel(); k-- > 0;) inner.open.emplace_back(&a.cellAt(k), &b.cellAt(k));
     return true;
   }
-  if (a.isFunction()) return functionsAgree(&*a.functionValue(), &*b.functionValue(), inner);
+  if (a.isFunction()) return functionsAgree(a.functionValue().get(), b.functionValue().get(), inner);
   return objectsIdentical(a, b);
 }
 
