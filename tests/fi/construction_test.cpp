@@ -161,6 +161,10 @@ TEST(Construction, KeepsWhatItIsGiven) {
   x.updateAssignmentQuantizer(NumericType(true, 70, 0));
   x.subsasgnScalarIndexing(1, 0x1p60);
   EXPECT_EQ(x.realWorldReal(), 0x1p60);
+  EXPECT_EQ(x.num2base(16).textRows()[1], "001000000000000000");
+  EXPECT_EQ(x.num2sdec().textRows()[1], "    1152921504606846976");
+  x.base2num(x.num2base(16), 16);
+  EXPECT_EQ(x.realWorldReal(), 0x1p60);
 }
 
 TEST(Construction, MovedFromArraysAreEmpty) {

@@ -83,7 +83,7 @@ class Filters : public reference::ArithmeticTest {
     if (random.integer(0, 5) > 0) return math;
     // Sums that fill integers of 256 bits, or pass them; and grids further apart than those.
     math.setSumWordLength(random.integer(180, 262));
-    math.setSumFractionLength(random.integer(-80, random.coin() ? 200 : 320));
+    math.setSumFractionLength(random.coin() ? random.integer(-80, 200) : random.integer(-320, 320));
     return math;
   }
   struct Types {

@@ -352,15 +352,15 @@ TEST_F(Allocation, FailsWhileThreadsStart) {
 // Where nothing is at hand yet. What a thread frees after all that it keeps for itself leaves nothing behind.
 TEST_F(Allocation, FailsOnThreadsThatBegin) {
   using embedded::number;
-  const auto textOf = [](number& x) { return (x = 1.25).fixed2base(3, true, 200, 1, -80, 0); };
-  number alone(1U, 200, embedded::NumberVector{});
+  const auto textOf = [](number& x) { return (x = 1.25).fixed2base(3, true, 3000, 1, -80, 0); };
+  number alone(1U, 3000, embedded::NumberVector{});
   const std::string expected = textOf(alone);
   pthread_key_t atEnd{};
   ASSERT_EQ(pthread_key_create(&atEnd, [](void* kept) { delete static_cast<number*>(kept); }), 0);
   const auto fails = [&](int which) {
     bool hasFailed = true;
     std::thread([&] {
-      const auto make = [] { return std::make_unique<number>(40U, 200, embedded::NumberVector{}); };
+      const auto make = [] { return std::make_unique<number>(40U, 3000, embedded::NumberVector{}); };
       try {
         const FailingAllocation allocation(which);
         EXPECT_EQ(textOf(*make()), expected);
