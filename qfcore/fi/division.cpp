@@ -46,8 +46,8 @@ unsigned complexPrecision(const fi& x, const fi& y) {
   const unsigned numerator =
                      std::max(fi::precisionOf(tx), x.realPart().getprecision()) + fi::precisionOf(ty) + 1,
                  denominator = 2 * fi::precisionOf(ty) + 1;
-  const bool areExactDoubles = std::max(numerator, denominator) <= kMaxDoublePrecision &&
-                               haveNormalQuotients(tx, ty) && x.realPart().gettype() == kDoubleRepresentation;
+  const bool areExactDoubles =
+      std::max(numerator, denominator) <= kMaxDoublePrecision && haveNormalQuotients(tx, ty);
   return areExactDoubles ? kMaxDoublePrecision : numerator + denominator + kSecondRoundingBits;
 }
 

@@ -205,7 +205,7 @@ void HeldArray::fillWithRealWorld(number& part, double value) const {
 void HeldArray::fillQuantized(double value) {
   const quantizer& q = assignmentQuantizer_;
   double* plain = realPart_.doubles();
-  if (numel_ == 1 && plain && q.isDoubleBacked() && !isSlopeBias() && !elementPathOnly()) {
+  if (numel_ == 1 && plain && !isSlopeBias() && !elementPathOnly()) {
     NumericType::checkNaNInf(getNumericType().dataType(), value);
     return q.quantize(&value, plain, 1);
   }

@@ -30,9 +30,9 @@ class BitsAndComparison : public reference::ArithmeticTest {
 TEST_F(BitsAndComparison, RelationsCompareRealWorldValuesExactly) {
   for (int trial = 0; trial < 600; ++trial) {
     const fimath math;
-    const int maxWordLength = trial % 3 == 0 ? 150 : 5;
+    const int maxWordLength = trial % 3 == 0 ? 150 : trial % 3 == 1 ? 5 : 2;
     const std::vector<unsigned> dims = shape(4), one{1, 1};
-    const auto isComplex = [&] { return random.integer(0, 3) == 0; };
+    const auto isComplex = [&] { return random.coin(); };
     const fi a = random.array(random.integer(0, 3) ? dims : one, anyScaling(maxWordLength), math, isComplex());
     const fi b =
         random.array(random.integer(0, 3) ? dims : one,

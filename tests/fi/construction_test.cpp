@@ -136,17 +136,6 @@ TEST(Construction, KeepsWhatItIsGiven) {
       }
     }
   }
-  for (int w = 1; w <= 60; ++w) {
-    std::vector<NumericType> types;
-    for (const auto dataType : {DataTypeEnum::Fixed, DataTypeEnum::ScaledDouble})
-      for (const auto scaling : {ScalingEnum::BinaryPoint, ScalingEnum::SlopeBias})
-        for (const bool isSigned : {false, true})
-          types.emplace_back(dataType, scaling, isSigned, w, 1.0, -3,
-                             scaling == ScalingEnum::SlopeBias ? 2.0 : 0);
-    for (int round = 0; round < 2; ++round)
-      for (const NumericType& type : types)
-        EXPECT_EQ(fi(0.0, type).getNumericType().tostring(), type.tostring());
-  }
   const unsigned dims[] = {2, 1};
   const quantizer q(NumericType(true, 8, 0), RoundModeEnum::floor, OverflowModeEnum::wrap);
   fi x(dims, 2, NumericType(true, 16, 0), fimath(), false, q);
@@ -163,7 +152,11 @@ TEST(Construction, KeepsWhatItIsGiven) {
   EXPECT_EQ(x.realWorldReal(), 0x1p60);
   EXPECT_EQ(x.num2base(16).textRows()[1], "001000000000000000");
   EXPECT_EQ(x.num2sdec().textRows()[1], "    1152921504606846976");
+  x.setFimath(fimath(RoundModeEnum::floor, OverflowModeEnum::wrap));
+  x.subsasgnScalarIndexing(1, 0x1p71 + 0x1p60);
+  EXPECT_EQ(x.realWorldReal(), 0x1p60);
   x.base2num(x.num2base(16), 16);
+  x.setIndex(1);
   EXPECT_EQ(x.realWorldReal(), 0x1p60);
 }
 

@@ -84,6 +84,13 @@ class Filters : public reference::ArithmeticTest {
     // Sums that fill integers of 256 bits, or pass them; and grids further apart than those.
     math.setSumWordLength(random.integer(180, 262));
     math.setSumFractionLength(random.coin() ? random.integer(-80, 200) : random.integer(-320, 320));
+    if (random.coin()) return math;
+    const int dropped = random.integer(60, 75);
+    math.setProductMode(ArithmeticModeEnum::SpecifyPrecision);
+    math.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
+    math.setSumWordLength(random.integer(254, 255) - dropped);
+    math.setSumFractionLength(math.productFractionLength() - dropped);
+    math.setCastBeforeSum(false);
     return math;
   }
   struct Types {
