@@ -204,6 +204,8 @@ struct CommandOrExpression {
   int slot;
   ExpressionStatement command;
   ExpressionStatement expression;  ///< null where the words are no expression
+  std::string fault;               ///< then, what is wrong with them as one
+  int faultColumn;                 ///< and where; 0 in another line, and in a text being evaluated
 };
 
 struct Statement {

@@ -50,11 +50,7 @@ bool ExpressionParser::isAtAny(std::initializer_list<TokenKind> kinds) const {
   return std::find(kinds.begin(), kinds.end(), current().kind) != kinds.end();
 }
 
-const Token& ExpressionParser::take() {
-  const Token& token = current();
-  if (token.kind != TokenKind::EndOfText) ++position_;
-  return token;
-}
+const Token& ExpressionParser::take() { return tokens_[position_++]; }
 
 bool ExpressionParser::accept(TokenKind kind) {
   if (!isAt(kind)) return false;
@@ -300,14 +296,13 @@ IndexStep ExpressionParser::parseArguments(IndexStep::Kind kind, TokenKind close
   const Nesting nesting(*this);
   const Replaced<bool> spaces(spaceSeparates_, false);
   IndexStep step{kind, {}, {}, false};
-  endUsers_.push_back(&step.usesEnd);
+  const Pushed endUser(endUsers_, &step.usesEnd);
   const Replaced<const Token*> open(opening_, &take());
   if (!isAt(close)) {
     do step.arguments.push_back(parseArgument(close));
     while (accept(TokenKind::Comma));
   }
   if (!accept(close)) failUnexpected();
-  endUsers_.pop_back();
   step.mayHaveLists =
       std::ranges::any_of(step.arguments, [](const ExpressionPtr& argument) { return mayBeList(*argument); });
   if (kind == IndexStep::Kind::Paren && step.arguments.size() == 1 && !step.usesEnd) {
@@ -340,7 +335,7 @@ ExpressionPtr ExpressionParser::parseHandle() {
   if (ahead().kind == TokenKind::LeftParen) return parseAnonymousFunction();
   take();
   std::string name = expect(TokenKind::Name, "The name of a function").text;
-  while (isAt(TokenKind::Dot) && ahead().kind == TokenKind::Name && !ahead().spaceBefore) {
+  while (isAt(TokenKind::Dot) && ahead().kind == TokenKind::Name) {
     take();
     name += '.' + take().text;
   }
@@ -384,12 +379,11 @@ ExpressionPtr ExpressionParser::parseAnonymousFunction() {
   code->line = lineOf(take());
   parseParameters(*code);
   const std::size_t parameterCount = code->symbols->names().size();
-  scopes_.push_back(code->symbols.get());
   {
+    const Pushed scope(scopes_, code->symbols.get());
     const Replaced<std::vector<bool*>> noEnd(endUsers_, {});
     code->expression = parseExpression();
   }
-  scopes_.pop_back();
   code->text = textSince(first);
   code->name = code->text;
   AnonymousFunction node{nullptr, {}};

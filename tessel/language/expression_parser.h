@@ -43,7 +43,7 @@ class ExpressionParser {
   const Token& previous() const { return tokens_[position_ - 1]; }
   bool isAt(TokenKind kind) const { return current().kind == kind; }
   bool isAtAny(std::initializer_list<TokenKind> kinds) const;
-  /// Moves to the next token and returns the one left behind.
+  /// Moves to the next token and returns the one left behind, which is not the end of the text.
   const Token& take();
   bool accept(TokenKind kind);
   const Token& expect(TokenKind kind, std::string_view description);

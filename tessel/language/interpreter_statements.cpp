@@ -70,8 +70,10 @@ Interpreter::Flow Interpreter::executeNode(const ExpressionStatement& node) {
 }
 
 Interpreter::Flow Interpreter::executeNode(const CommandOrExpression& node) {
-  const bool isDivision = frame_->slots[node.slot].isDefined() && node.expression.expression;
-  return executeNode(isDivision ? node.expression : node.command);
+  if (!frame_->slots[node.slot].isDefined()) return executeNode(node.command);
+  if (!node.expression.expression)
+    located(node.faultColumn, [&] { raiseError("Tessel:syntaxError", node.fault); });
+  return executeNode(node.expression);
 }
 
 Interpreter::Flow Interpreter::executeNode(const Assignment& node) {

@@ -247,7 +247,7 @@ class Lexer {
   /// `hold 'on'`: a quote between a blank and a letter, behind the first word of a statement.
   bool isCommandText() const {
     const auto& tokens = result_.tokens;
-    if (tokens.empty() || tokens.back().kind != TokenKind::Name || !spaceBefore_ || !brackets_.empty() ||
+    if (tokens.back().kind != TokenKind::Name || !spaceBefore_ || !brackets_.empty() ||
         !isWordCharacter(at(1)) || restOfLine().substr(1).find('\'') == std::string_view::npos)
       return false;
     if (tokens.size() == 1) return true;

@@ -157,12 +157,14 @@ class Parser : private ExpressionParser {
     const auto silenced = [&](ExpressionPtr expression) {
       return ExpressionStatement{std::move(expression), isAt(TokenKind::Semicolon)};
     };
-    CommandOrExpression node{variables().slotOf(current().text), {}, {}};
+    CommandOrExpression node{variables().slotOf(current().text), {}, {}, {}, 0};
     try {
       node.expression = silenced(parseExpression());
       expectSeparator();
-    } catch (const SyntaxError&) {
+    } catch (const SyntaxError& error) {
       node.expression = {};
+      node.fault = error.what();
+      node.faultColumn = line_ == 0 && error.line() == statementLine_ ? error.column() : 0;
     }
     position_ = start;
     node.command = silenced(parseCommand());
@@ -319,8 +321,7 @@ class Parser : private ExpressionParser {
     node.body = parseBlock(opening, {Catch, End});
     if (accept(Catch)) {
       const TokenKind next = ahead().kind;
-      if (isAt(Name) && previous().line == current().line &&
-          (next == NewLine || next == Semicolon || next == Comma)) {
+      if (isAt(Name) && (next == NewLine || next == Semicolon || next == Comma)) {
         node.errorSlot = variables().slotOf(take().text);
       }
       node.handler = parseBlock(opening, {End});
@@ -344,9 +345,10 @@ class Parser : private ExpressionParser {
     parseParameters(*code);
     for (const std::string& output : outputs) code->outputs.push_back(code->symbols->slotOf(output));
     code->hasVarargout = !outputs.empty() && outputs.back() == "varargout";
-    scopes_.push_back(code->symbols.get());
-    code->body = parseBlock(opening, {TokenKind::End});
-    scopes_.pop_back();
+    {
+      const Pushed scope(scopes_, code->symbols.get());
+      code->body = parseBlock(opening, {TokenKind::End});
+    }
     take();
     expectSeparator();
     return code;

@@ -1,7 +1,8 @@
-/// A variable that has another value for a while.
+/// A variable that has another value, and a list that has one more, for a while.
 #pragma once
 
 #include <utility>
+#include <vector>
 
 namespace tessel {
 
@@ -17,6 +18,19 @@ class Replaced {
  private:
   T& variable_;
   T old_;
+};
+
+/// Has `value` at the end of `list` while it lives.
+template <class T>
+class Pushed {
+ public:
+  Pushed(std::vector<T>& list, T value) : list_(list) { list_.push_back(std::move(value)); }
+  ~Pushed() { list_.pop_back(); }
+  Pushed(const Pushed&) = delete;
+  Pushed& operator=(const Pushed&) = delete;
+
+ private:
+  std::vector<T>& list_;
 };
 
 }  // namespace tessel

@@ -35,6 +35,10 @@ TEST(Parser, ErrorsNameTheirPlace) {
       {"function f()\nend\nfunction f()\nend", 3, 10, false},
       {"if 1, function f(), end, end", 1, 7, false},
       {"break", 1, 1, false},
+      {"function f(varargin, a), end", 1, 20, false},
+      {"\xEF\xBB\xBFx = )", 1, 5, false},
+      {"%{ no block\nx = )", 2, 5, false},
+      {"%{\n  a block\n\t%}\nx = )", 4, 5, false},
       {"x + 1 = 2", 1, 1, false},
       {"[a, 1] = f()", 1, 5, false},
       {"x = 0x", 1, 7, false},
@@ -64,6 +68,13 @@ TEST(Parser, ErrorsNameTheirPlace) {
       EXPECT_EQ(error.isUnfinished(), bad.isUnfinished) << bad.source << "\n" << error.what();
     }
   }
+}
+
+TEST(Parser, CommentsEndBeforeTheLineDoes) {
+  SymbolTable variables;
+  const Program program = parseProgram("x = 1; % one\r\n# two", "test", variables);
+  ASSERT_EQ(program.comments.size(), 2);
+  EXPECT_EQ(program.comments[0].text + program.comments[1].text, "% one# two");
 }
 
 std::string repeated(const std::string& text, int count) {
