@@ -48,7 +48,8 @@ struct StackEntry {
   std::string file;
   std::string name;
   int line;
-  int column = 0;  ///< 0 where it is not known
+  int column = 0;  ///< 0 as long as it is not known
+  static constexpr int kNoColumn = -1;
 };
 
 /// An error as `catch err` sees it.
@@ -97,7 +98,8 @@ class Interpreter {
   void setVariable(const std::string& name, HostArray value) {
     assignVariable({name, frame_->symbols->slotOf(name), {}}, std::move(value), true);
   }
-  /// Forgets a variable of the innermost function, or all of them; global ones keep their values elsewhere.
+  /// Forgets a variable of the innermost function, which it has, or all of them; global ones keep their values
+  /// elsewhere.
   void clearVariable(const std::string& name);
   void clearVariables();
   /// Forgets global variables everywhere: one, where there is one of that name, or all.
@@ -251,15 +253,19 @@ class Interpreter {
   Value lastPosition(const EndContext& context) const;
   Arrays referenceVariable(int slot, const Steps& steps, int outputCount);
   Arrays referenceFurther(HostArray base, StepRange steps, int outputCount);
+  static Arrays referencePath(HostArray base, const IndexPath& path, int outputCount);
 
   // Calls
   Arrays callNamed(const NameReference& name, const Steps& steps, int outputCount);
   Arrays callWithArguments(const NameReference& name, const IndexStep* arguments, int outputCount);
   Arrays callHost(const MemberName& name, const IndexStep* arguments, Arrays&& inputs, int outputCount);
   Arrays callChangingMethod(const MethodInfo& method, int slot, Arrays&& inputs, int outputCount);
+  Arrays callChangingMethod(const MethodInfo& method, int slot, StepRange steps, Arrays&& inputs,
+                            int outputCount);
   Arrays callScriptFunction(const FunctionCode& code, Arrays&& inputs, int outputCount);
   Arrays callAnonymous(const AnonymousFunctionValue& function, Arrays&& inputs, int outputCount);
   Arrays callValue(const FunctionValue& function, Arrays&& inputs, int outputCount);
+  std::optional<Arrays> callHandle(const HostArray& handle, const Steps& steps, int outputCount);
   // The same for one result, which makes no lists. Only the first one raises "Tessel:noValue" where there is
   // none.
   Value valueOfCall(const NameReference& name, const IndexStep* arguments);

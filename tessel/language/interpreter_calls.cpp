@@ -61,12 +61,11 @@ Arrays collectOutputs(const FunctionCode& code, const Frame& frame) {
   return results;
 }
 
-/// The first of them, or nothing.
+/// The first of them.
 Value firstOutput(const FunctionCode& code, Frame& frame) {
   const bool isListed = code.outputs.size() > (code.hasVarargout ? 1 : 0);
   if (isListed && frame.slots[code.outputs[0]].isDefined()) return std::move(frame.slots[code.outputs[0]]);
-  Arrays results = collectOutputs(code, frame);
-  return results.empty() ? Value() : Value(std::move(results[0]));
+  return Value(std::move(collectOutputs(code, frame)[0]));
 }
 
 Arrays arraysFrom(Values&& values) {
@@ -186,13 +185,13 @@ Value Interpreter::valueOfCall(const NameReference& name, const IndexStep* argum
   Values inputs;
   if (arguments && arguments->arguments.size() == 1 && !arguments->mayHaveLists) {
     Value input = evaluate(*arguments->arguments[0]);
-    if (const double* number = input.number(); number && function && function->ofScalar) {
+    if (const double* number = input.number(); number && function->ofScalar) {
       if (const auto result = function->ofScalar(*number)) return Value(*result);
     }
     inputs.push_back(std::move(input));
   } else {
     inputs = evaluateArguments(arguments);
-    if (const auto result = function ? scalarResult(*function, inputs) : std::nullopt) return Value(*result);
+    if (const auto result = scalarResult(*function, inputs)) return Value(*result);
   }
   return firstOf(arraysFrom(std::move(inputs)));
 }
@@ -201,13 +200,16 @@ Value Interpreter::valueOfCall(const NameReference& name, const IndexStep* argum
 Arrays Interpreter::callHost(const MemberName& name, const IndexStep* arguments, Arrays&& inputs,
                              int outputCount) {
   const MethodInfo* method = inputs.empty() ? nullptr : findMethodOf(inputs[0], name);
-  if (arguments && method && method->changesObject && objectClass(inputs[0])->isValueClass() &&
-      inputs[0].isScalar()) {
-    const auto* variable = std::get_if<NameReference>(&arguments->arguments[0]->node);
-    if (variable && frame_->slots[variable->slot].isDefined()) {
+  if (arguments && method && method->changesObject && objectClass(inputs[0])->isValueClass()) {
+    const auto isDefined = [&](int slot) { return frame_->slots[slot].isDefined(); };
+    const auto& place = arguments->arguments[0]->node;
+    if (const auto* variable = std::get_if<NameReference>(&place); variable && isDefined(variable->slot)) {
       inputs[0] = HostArray();  // The variable must be the only one that holds the object.
       return callChangingMethod(*method, variable->slot, std::move(inputs), outputCount);
     }
+    if (const auto* part = std::get_if<IndexExpression>(&place);
+        part && isDefined(part->base.slot) && part->steps.back().kind != IndexStep::Kind::Paren)
+      return callChangingMethod(*method, part->base.slot, part->steps, std::move(inputs), outputCount);
   }
   const CallDepth depth(*this);
   Arrays results = callMember(name, std::move(inputs), outputCount);
@@ -215,25 +217,68 @@ Arrays Interpreter::callHost(const MemberName& name, const IndexStep* arguments,
   return results;
 }
 
-/// Calls a method that changes the object of a variable; another variable with the same object keeps it as it
-/// was. `inputs[0]` is a place for the object.
+namespace {
+
+/// Calls a method that changes `array`, one object; others that share it keep it as it was. `inputs[0]` is a
+/// place for the object.
+Arrays changedBy(const MethodInfo& method, HostArray& array, Arrays& inputs, int outputCount) {
+  array.mutableObject();
+  const std::weak_ptr<HostObject> object = array.objectAt();
+  inputs[0] = std::move(array);
+  try {
+    Arrays results = firstResults(method.function, inputs, outputCount);
+    array = std::move(inputs[0]);
+    // A method may have moved its object into the result.
+    if (auto moved = object.lock(); moved && !array.isObject()) array = HostArray::object(moved);
+    return results;
+  } catch (...) {
+    array = std::move(inputs[0]);
+    throw;
+  }
+}
+
+/// Whether evaluating an expression once more gives the same again, and does nothing else.
+bool isRepeatable(const ExpressionPtr& expression, const Slots& slots) {
+  if (!expression) return true;
+  const auto& node = expression->node;
+  const auto both = [&](const auto& a, const auto& b) {
+    return isRepeatable(a, slots) && isRepeatable(b, slots);
+  };
+  if (const auto* name = std::get_if<NameReference>(&node)) return slots[name->slot].isDefined();
+  if (const auto* unary = std::get_if<UnaryOperation>(&node)) return isRepeatable(unary->operand, slots);
+  if (const auto* binary = std::get_if<BinaryOperation>(&node)) return both(binary->left, binary->right);
+  if (const auto* range = std::get_if<RangeExpression>(&node))
+    return both(range->start, range->stop) && isRepeatable(range->step, slots);
+  return std::holds_alternative<Constant>(node) || std::holds_alternative<AllElements>(node) ||
+         std::holds_alternative<LastElement>(node);
+}
+
+}  // namespace
+
+/// Calls a method that changes the object of a variable. `inputs[0]` is a place for the object.
 Arrays Interpreter::callChangingMethod(const MethodInfo& method, int slot, Arrays&& inputs, int outputCount) {
   const CallDepth depth(*this);
   BorrowedVariable variable(*frame_, slot);
-  variable.array.mutableObject();
-  const std::weak_ptr<HostObject> object = variable.array.objectAt();
-  inputs[0] = std::move(variable.array);
-  try {
-    Arrays results = firstResults(method.function, inputs, outputCount);
-    variable.array = std::move(inputs[0]);
-    // A method may have moved its object into the result.
-    if (auto moved = object.lock(); moved && !variable.array.isObject())
-      variable.array = HostArray::object(moved);
-    return results;
-  } catch (...) {
-    variable.array = std::move(inputs[0]);
-    throw;
+  return changedBy(method, variable.array, inputs, outputCount);
+}
+
+/// The same for an object within a variable, `inputs[0]`, which `steps` have selected.
+Arrays Interpreter::callChangingMethod(const MethodInfo& method, int slot, StepRange steps, Arrays&& inputs,
+                                       int outputCount) {
+  const CallDepth depth(*this);
+  for (const IndexStep& step : steps) {
+    if (!std::ranges::all_of(step.arguments, [&](const auto& e) { return isRepeatable(e, frame_->slots); }))
+      raiseError(
+          "Tessel:changesNoVariable",
+          fmt::format("'{}' changes its object: assign that to a variable before.", method.function.name));
   }
+  HostArray object = std::move(inputs[0]);
+  Arrays results = changedBy(method, object, inputs, outputCount);
+  HostArray base = frame_->slots[slot].toArray();
+  const IndexPath path = resolvePath(base, steps, PathUse::Assign);
+  base = HostArray();
+  assignAt(slot, path, Value(std::move(object)));
+  return results;
 }
 
 Arrays Interpreter::call(const std::string& name, Arrays&& inputs, int outputCount) {
@@ -269,7 +314,24 @@ Callee calleeOf(const FunctionValue& function) {
   raiseError("Tessel:mustBeFunction", "This function value cannot be called.");
 }
 
+/// The name that a handle calls as a program does that writes the name; null for other functions.
+const NameReference* plainName(const FunctionValue& function) {
+  const NamedFunctionValue* named = calleeOf(function).named;
+  const bool isPlain = named && !named->local() && named->name().name.text().find('.') == std::string::npos;
+  return isPlain ? &named->name() : nullptr;
+}
+
 }  // namespace
+
+/// Calls what a variable's handle names with arguments as they stand in the program: a method may change the
+/// object of a variable among them. Nothing where the function is of another kind.
+std::optional<Arrays> Interpreter::callHandle(const HostArray& handle, const Steps& steps, int outputCount) {
+  const bool isCall = handle.isFunction() && steps[0].kind == IndexStep::Kind::Paren && !steps[0].usesEnd;
+  if (!isCall) return std::nullopt;
+  const std::shared_ptr<const FunctionValue> function = handle.functionValue();
+  const NameReference* name = plainName(*function);
+  return name ? std::optional(callNamed(*name, steps, outputCount)) : std::nullopt;
+}
 
 Arrays Interpreter::callValue(const FunctionValue& function, Arrays&& inputs, int outputCount) {
   const auto [named, anonymous] = calleeOf(function);
@@ -279,16 +341,13 @@ Arrays Interpreter::callValue(const FunctionValue& function, Arrays&& inputs, in
 }
 
 Value Interpreter::valueOfCall(const FunctionValue& function, const IndexStep* arguments) {
-  const auto [named, anonymous] = calleeOf(function);
-  if (anonymous) {
+  if (const AnonymousFunctionValue* anonymous = calleeOf(function).anonymous) {
     return runAnonymous(
         *anonymous, [&](CallFrame& frame) { giveArguments(arguments, frame); }, 1,
         [&](const Expression& expression) { return evaluate(expression); });
   }
-  const bool isPlain = !named->local() && named->name().name.text().find('.') == std::string::npos;
-  if (isPlain) return valueOfCall(named->name(), arguments);
-  Arrays results = callValue(function, argumentArrays(arguments), 1);
-  return results.empty() ? Value() : Value(std::move(results[0]));
+  if (const NameReference* name = plainName(function)) return valueOfCall(*name, arguments);
+  return Value(std::move(callValue(function, argumentArrays(arguments), 1)[0]));
 }
 
 Arrays Interpreter::callScriptFunction(const FunctionCode& code, Arrays&& inputs, int outputCount) {

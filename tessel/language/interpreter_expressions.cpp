@@ -72,10 +72,8 @@ void Interpreter::evaluateAll(const Expression& expression, int outputCount, Arr
   std::move(results.begin(), results.end(), std::back_inserter(values));
 }
 
-Value Interpreter::evaluateNode(const NameReference& node) {
-  if (const Value& variable = frame_->slots[node.slot]; variable.isDefined()) return variable;
-  return valueOfCall(node, nullptr);
-}
+/// Of a name that is no variable.
+Value Interpreter::evaluateNode(const NameReference& node) { return valueOfCall(node, nullptr); }
 
 Value Interpreter::evaluateNode(const LastElement&) {
   if (!endContext_) raiseError("Tessel:endOutsideIndex", "'end' stands in no subscript of an array.");
@@ -206,9 +204,7 @@ Value Interpreter::evaluateNode(const IndexExpression& node) {
   const bool isOneLevel = node.steps.size() == 1 && node.steps[0].kind == IndexStep::Kind::Paren;
   if (isFunction && isOneLevel && !node.steps[0].usesEnd) {
     const std::shared_ptr<const FunctionValue> function = variable.array()->functionValue();
-    Value result = valueOfCall(*function, node.steps.data());
-    if (!result.isDefined()) raiseNoValue(node.base.name.text());
-    return result;
+    return valueOfCall(*function, node.steps.data());
   }
   if (variable.isDefined() && !isFunction && node.steps.size() == 1) {
     if (Value part = evaluatePart(node); part.isDefined()) return part;

@@ -26,9 +26,18 @@ Dimensions sizesOf(const HostArray& array) {
 /// The method that the steps call on an object and that changes it, or null.
 const MethodInfo* changingMethod(const HostArray& object, std::span<const IndexStep> steps) {
   const HostClass* hostClass = objectClass(object);
-  if (!hostClass || !hostClass->isValueClass() || !object.isScalar()) return nullptr;
+  if (!hostClass || !hostClass->isValueClass()) return nullptr;
   if (steps[0].kind != IndexStep::Kind::Field || steps[0].field.propertyOf(*hostClass)) return nullptr;
   const MethodInfo* method = steps[0].field.methodOf(*hostClass);
+  return method && method->changesObject ? method : nullptr;
+}
+
+/// The same for a path.
+const MethodInfo* changingMethod(const HostArray& object, const IndexPath& path) {
+  const HostClass* hostClass = path.empty() ? nullptr : objectClass(object);
+  if (!hostClass || !hostClass->isValueClass() || path[0].kind != IndexLevel::Kind::Field) return nullptr;
+  const MethodInfo* method =
+      hostClass->findProperty(path[0].field) ? nullptr : hostClass->findMethod(path[0].field);
   return method && method->changesObject ? method : nullptr;
 }
 
@@ -200,6 +209,7 @@ Value Interpreter::lastPosition(const EndContext& context) const {
 
 Arrays Interpreter::referenceVariable(int slot, const Steps& steps, int outputCount) {
   HostArray base = frame_->slots[slot].toArray();
+  if (auto results = callHandle(base, steps, outputCount)) return *std::move(results);
   if (const MethodInfo* method = changingMethod(base, steps)) {
     const bool hasArguments = steps.size() > 1 && steps[1].kind == IndexStep::Kind::Paren;
     base = HostArray();  // The variable must be the only one that holds the object.
@@ -212,11 +222,27 @@ Arrays Interpreter::referenceVariable(int slot, const Steps& steps, int outputCo
     Arrays results = callChangingMethod(*method, slot, std::move(inputs), rest.empty() ? outputCount : 1);
     return rest.empty() ? results : referenceFurther(std::move(results.at(0)), rest, outputCount);
   }
-  return referenceFurther(std::move(base), steps, outputCount);
+  const IndexPath path = resolvePath(base, steps, PathUse::Read);
+  const StepRange selecting = StepRange(steps).first(steps.size() - path.size());
+  const bool isPart = !selecting.empty() && selecting.back().kind != IndexStep::Kind::Paren;
+  if (const MethodInfo* method = isPart ? changingMethod(base, path) : nullptr) {
+    const bool hasArguments = path.size() > 1 && path[1].kind == IndexLevel::Kind::Paren;
+    Arrays inputs = arraysOf(std::move(base));
+    if (hasArguments) inputs.insert(inputs.end(), path[1].subscripts.begin(), path[1].subscripts.end());
+    const IndexPath rest(path.begin() + (hasArguments ? 2 : 1), path.end());
+    Arrays results =
+        callChangingMethod(*method, slot, selecting, std::move(inputs), rest.empty() ? outputCount : 1);
+    return rest.empty() ? results : referencePath(std::move(results.at(0)), rest, outputCount);
+  }
+  return referencePath(std::move(base), path, outputCount);
 }
 
 Arrays Interpreter::referenceFurther(HostArray base, StepRange steps, int outputCount) {
   const IndexPath path = resolvePath(base, steps, PathUse::Read);
+  return referencePath(std::move(base), path, outputCount);
+}
+
+Arrays Interpreter::referencePath(HostArray base, const IndexPath& path, int outputCount) {
   if (path.empty()) return arraysOf(std::move(base));
   // Only braces and fields list several values; a method may return more than it was asked for.
   const bool isList = path.back().kind == IndexLevel::Kind::Brace ||

@@ -86,6 +86,8 @@ const MethodInfo* findMethodOf(const HostArray& array, const MemberName& name);
 /// Raises "Tessel:TooManyInputs", "Tessel:NotEnoughInputs", "Tessel:TooManyOutputs" and what the function
 /// raises. When it raises, `inputs[0]` is as it was; the other inputs may have been moved from.
 Arrays invoke(const FunctionInfo& function, Arrays& inputs, int outputCount);
+/// The same for a method. One that changes its object, of a class of values, changes that in `inputs[0]` alone.
+Arrays invoke(const MethodInfo& method, Arrays& inputs, int outputCount);
 
 /// Calls the method of that name of the first argument whose class has one, else the function.
 Arrays callMember(const MemberName& name, Arrays&& inputs, int outputCount = 1);

@@ -160,7 +160,7 @@ Arrays memberReference(const HostArray& object, IndexLevels path, int outputCoun
     consumed = 2;
   }
   const IndexLevels rest = path.subspan(consumed);
-  return follow(invoke(method->function, arguments, rest.empty() ? outputCount : 1), rest, outputCount);
+  return follow(invoke(*method, arguments, rest.empty() ? outputCount : 1), rest, outputCount);
 }
 
 Arrays parenReference(const HostArray& value, IndexLevels path, int outputCount) {

@@ -156,15 +156,22 @@ Arrays invoke(const FunctionInfo& function, Arrays& inputs, int outputCount) {
   return function.call(inputs, outputCount);
 }
 
+Arrays invoke(const MethodInfo& method, Arrays& inputs, int outputCount) {
+  if (method.changesObject) {
+    const HostClass* hostClass = objectClass(inputs[0]);
+    if (hostClass != nullptr && hostClass->isValueClass()) inputs[0].mutableObject();
+  }
+  return invoke(method.function, inputs, outputCount);
+}
+
 Arrays callFunction(std::string_view name, Arrays inputs, int outputCount) {
-  const MethodInfo* method = findMethodFor(name, inputs);
-  return invoke(method != nullptr ? method->function : requireFunction(name), inputs, outputCount);
+  if (const MethodInfo* method = findMethodFor(name, inputs)) return invoke(*method, inputs, outputCount);
+  return invoke(requireFunction(name), inputs, outputCount);
 }
 
 Arrays callMember(const MemberName& name, Arrays&& inputs, int outputCount) {
   for (const HostArray& input : inputs) {
-    if (const MethodInfo* method = findMethodOf(input, name))
-      return invoke(method->function, inputs, outputCount);
+    if (const MethodInfo* method = findMethodOf(input, name)) return invoke(*method, inputs, outputCount);
   }
   return invoke(requireFound(name.function(), name.text()), inputs, outputCount);
 }

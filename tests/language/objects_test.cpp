@@ -6,6 +6,7 @@
 
 #include "tessel/console.h"
 #include "tessel/language/interpreter.h"
+#include "tessel/language/storage.h"
 #include "tessel/messages.h"
 #include "tessel/objects.h"
 #include "tessel/runtime/indexing.h"
@@ -120,6 +121,14 @@ void addCommon(HostClass& hostClass) {
                         },
                         1, 2, -1, "negate(a): the other sign."},
                        true});
+  hostClass.addMethod(
+      {{"moved", [](Arrays& inputs, int) -> Arrays { return {std::move(inputs[0])}; }, 1, 1, 1, ""}, true});
+  hostClass.addMethod({{"not", [](Arrays&, int) -> Arrays { return {}; }, 1, 1, 1, ""}});
+}
+
+/// The last position of a ring tells which subscript of how many asks.
+Arrays ringEnd(Arrays& inputs, int) {
+  return {HostArray::scalar(10 * inputs[1].scalarValue() + inputs[2].scalarValue())};
 }
 
 void registerClasses() {
@@ -137,6 +146,11 @@ void registerClasses() {
   addCommon(box);
   box.addProperty({"Secret", property_type::kArray, [](HostObject&) { return HostArray(); }, {}, "", true});
   box.addMethod({{"hide", [](Arrays&, int) { return Arrays{}; }, 1, 1, 0, "hide(h)"}, false, true});
+  HostClass& ring = package.createClass("ring");
+  ring.setValueClass(true);
+  addCommon(ring);
+  ring.addMethod({{"subsref", listSubsref, 2, 2, 1, ""}});
+  ring.addMethod({{"end", ringEnd, 3, 3, 1, ""}});
 }
 
 struct Case {
@@ -193,10 +207,24 @@ TEST_F(Objects, Semantics) {
       {"b = a; negate(a); show(a), show(b)", "-1 -2 -3 1 2 3 "},
       {"b = a; a.negate(); show(a), show(b)", "-1 -2 -3 1 2 3 "},
       {"b = a; a.negate; show(a), show(b)", "-1 -2 -3 1 2 3 "},
+      {"c = {a, a}; k = 1; negate(c{k + 1}); show(a), show(c{1}), show(c{2})", "1 2 3 1 2 3 -1 -2 -3 "},
+      {"s.a = a; t = s; s.a.negate; negate(t.('a')); show(a), show(s.a), show(t.a)",
+       "1 2 3 -1 -2 -3 -1 -2 -3 "},
+      {"c = {a}; disp(c{-(-end)}.negate()(1:2)), negate(c{1:1}); show(a), c{1}.negate(); show(c{:})",
+       "do\n1 2 3 -1 -2 -3 "},
+      {"f = @negate; b = a; f(b); r = f(b); f(b); show(a), show(b)", "1 2 3 -1 -2 -3 "},
+      {"c = {a}; negate(c{numel(c)})", "!Tessel:changesNoVariable"},
+      {"cellfun(@negate, {a}, 'UniformOutput', false); feval('negate', a); negate(a(:)); show(a)", "1 2 3 "},
+      {"r = testing.ring(1:2); v = [r r]; negate(v)", "!Tessel:mustBeScalar"},
+      {"r = testing.ring(1:2); v = [r r]; v.negate()", "!Tessel:mustBeScalar"},
       {"r = negate(a); disp(r)", "done\n"},
       {"disp([negate(a) 'x'])", "donex\n"},
       {"negate(h); show(h)", "-1 -2 -3 "},
       {"try, negate(a, 1); catch, end, show(a)", "-1 -2 -3 "},
+      {"function r = made(), r = testing.list(1:2); end\n disp(negate(made))", "done\n"},
+      {"b = a.moved(); show(a), show(b), disp(a.moved.Count)", "1 2 3 1 2 3 3\n"},
+      {"r = testing.ring(1:50); show(r(end)), show(r(1, end)), for x = r, show(x), end", "11 22 1 "},
+      {"~h", "!Tessel:noValue"},
       // Operators
       {"show(a + 1), show(1 + a), show(-a), show(2 * a)", "2 3 4 2 3 4 -1 -2 -3 2 4 6 "},
       {"show([a a]), show([a; 1 2 3]), show([0 a])", "1 2 3 1 2 3 1 1 2 2 3 3 0 1 2 3 "},
@@ -271,8 +299,36 @@ TEST(Interpreter, ExceptionsOfOtherKindsBecomeErrors) {
   registerFunction({"throwsBadAlloc", [](Arrays&, int) -> Arrays { throw std::bad_alloc(); }, 0, -1, -1, ""});
   registerFunction(
       {"throwsLogicError", [](Arrays&, int) -> Arrays { throw std::logic_error("odd"); }, 0, -1, -1, ""});
+  registerFunction({"throwsNumber", [](Arrays&, int) -> Arrays { throw 7; }, 0, -1, -1, ""});
+  EXPECT_EQ(printedBy("throwsNumber()"), "!Tessel:internalError");
   EXPECT_EQ(printedBy("throwsBadAlloc()"), "!Tessel:outOfMemory");
   EXPECT_EQ(printedBy("try, throwsLogicError(), catch e, disp(e.message), end"), "odd\n");
+}
+
+TEST(Interpreter, FunctionsOfModulesMayGiveNothingAndSwallowErrors) {
+  registerFunction({"nothing", [](Arrays&, int) -> Arrays { return {}; }, 0, -1, -1, ""});
+  registerFunction({"quietly",
+                    [](Arrays& inputs, int) -> Arrays {
+                      EXPECT_THROW(callFunctionValue(*inputs[0].functionValue(), {}), HostError);
+                      return {};
+                    },
+                    1, 1, 0, ""});
+  for (const char* source :
+       {"nothing + 1", "x = eval('nothing');", "[p, q] = nothing;", "[p, q] = nothing(1);"})
+    EXPECT_EQ(printedBy(source), "!Tessel:noValue") << source;
+  EXPECT_EQ(printedBy("function bad(), error('a:b', 'c'), end\nquietly(@bad)\ntry, nosuch, catch e, "
+                      "fprintf('%d %s', e.stack.line, e.stack.name), end"),
+            "3 test");
+  struct Foreign : FunctionValue {
+    std::string text() const override { return "foreign"; }
+  };
+  const Interpreter interpreter;
+  EXPECT_THROW(callFunctionValue(Foreign(), {}), HostError);
+  for (const HostArray& value :
+       {HostArray::function(std::make_shared<Foreign>()), HostArray::objects({nullptr, nullptr}, {1, 2})}) {
+    const std::vector<NamedArray> variables{{"v", value}};
+    EXPECT_THROW(storedVariables(variables), HostError);
+  }
 }
 
 TEST(Interpreter, ServesTheRuntime) {
