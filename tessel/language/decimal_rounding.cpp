@@ -1,5 +1,6 @@
 #include "tessel/language/decimal_rounding.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -14,12 +15,34 @@ bool isHalfway(E x, int places) {
   return std::fmod(std::abs(std::ldexp(x, places + 1)), E{2}) == 1;
 }
 
+/// An integer with so many zeros at its end, rounded once from its exact digits.
+template <class E>
+E toZeros(E x, int zeros) {
+  char text[std::numeric_limits<E>::max_exponent10 + 8] = {'0'};
+  char* const digits = text + 1;
+  char* const end = std::to_chars(digits, text + sizeof text, std::abs(x), std::chars_format::fixed, 0).ptr;
+  if (zeros > end - digits) return std::copysign(E{0}, x);
+  char* place = end - zeros;
+  const bool isUp = *place >= '5';
+  std::fill(place, end, '0');
+  if (isUp) {
+    while (*--place == '9') *place = '0';
+    ++*place;
+  }
+  E rounded = std::numeric_limits<E>::infinity();
+  std::from_chars(text, end, rounded);
+  return std::copysign(rounded, x);
+}
+
 template <class E>
 E toPlaces(E x, int places) {
   // With so many places every number is exact.
   constexpr int kMostPlaces = std::numeric_limits<E>::digits - std::numeric_limits<E>::min_exponent;
   if (!std::isfinite(x) || x == 0 || places > kMostPlaces) return x;
   if (places < 0) {
+    // Beyond the numbers of which each is followed by the next one, powers of ten and what they give need not
+    // exist.
+    if (std::abs(x) >= std::ldexp(E{1}, std::numeric_limits<E>::digits)) return toZeros(x, -places);
     const E unit = std::pow(E{10}, static_cast<E>(-places));
     const E rest = std::fmod(std::abs(x), unit), below = std::abs(x) - rest;
     return std::copysign(rest >= unit - rest ? below + unit : below, x);

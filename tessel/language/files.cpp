@@ -1,6 +1,8 @@
 #include "tessel/language/files.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <stdexcept>
@@ -17,6 +19,11 @@ void raiseFileNotFound(const std::string& name) {
   raiseError("Tessel:fileNotFound", "Cannot open file '" + name + "'.");
 }
 
+void raiseOutputLost(const std::string& name) {
+  const std::string reason = std::strerror(errno);
+  raiseError("Tessel:outputLost", "The file '" + name + "' could not be written: " + reason + '.');
+}
+
 namespace {
 
 /// Opens a file; empty where that fails. The system would take what stands before a NUL for the name.
@@ -29,9 +36,10 @@ File opened(const std::string& name, const char* mode) {
 
 void writeFile(const std::string& name, std::string_view content) {
   const File file = opened(name, "wb");
-  if (!file || std::fwrite(content.data(), 1, content.size(), file.get()) != content.size() ||
+  if (!file) raiseFileNotFound(name);
+  if (std::fwrite(content.data(), 1, content.size(), file.get()) != content.size() ||
       std::fflush(file.get()) != 0)
-    raiseFileNotFound(name);
+    raiseOutputLost(name);
 }
 
 std::string readFile(const std::string& name) {

@@ -11,9 +11,12 @@ namespace tessel {
 /// "Tessel:interrupted".
 std::string readFile(const std::string& name);
 
-/// Makes `content` that of a file. Raises "Tessel:fileNotFound" for one that cannot be opened or written.
+/// Makes `content` that of a file. Raises "Tessel:fileNotFound" for one that cannot be opened, and
+/// "Tessel:outputLost".
 void writeFile(const std::string& name, std::string_view content);
 
 [[noreturn]] void raiseFileNotFound(const std::string& name);
+/// What was written to a file has not reached it, for the reason that errno tells.
+[[noreturn]] void raiseOutputLost(const std::string& name);
 
 }  // namespace tessel

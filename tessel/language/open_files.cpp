@@ -1,13 +1,12 @@
 #include "tessel/language/open_files.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <exception>
 #include <utility>
 
 #include <fmt/format.h>
 #include "tessel/interruption.h"
+#include "tessel/language/files.h"
 #include "tessel/messages.h"
 #include "tessel/runtime/arraydata.h"
 
@@ -23,18 +22,14 @@ std::unique_ptr<OpenFile> OpenFile::open(const std::string& name, const std::str
   return file;
 }
 
-void OpenFile::raiseLost() const {
-  const std::string reason = std::strerror(errno);
-  raiseError("Tessel:outputLost", fmt::format("The file '{}' could not be written: {}.", name_, reason));
-}
-
 void OpenFile::write(std::string_view bytes) {
   if (std::exchange(use_, Use::Writing) == Use::Reading) std::fseek(stream_.get(), 0, SEEK_CUR);
-  if (std::fwrite(bytes.data(), 1, bytes.size(), stream_.get()) != bytes.size()) raiseLost();
+  if (std::fwrite(bytes.data(), 1, bytes.size(), stream_.get()) != bytes.size()) raiseOutputLost(name_);
 }
 
 void OpenFile::startReading() {
-  if (std::exchange(use_, Use::Reading) == Use::Writing && std::fflush(stream_.get()) != 0) raiseLost();
+  if (std::exchange(use_, Use::Reading) == Use::Writing && std::fflush(stream_.get()) != 0)
+    raiseOutputLost(name_);
   if (mode_ == "w" || mode_ == "a")
     raiseError("Tessel:fileNotReadable", fmt::format("The file '{}' is open for writing alone.", name_));
 }
@@ -76,8 +71,7 @@ bool OpenFile::moveTo(long offset, int origin) {
 }
 
 void OpenFile::close() {
-  std::FILE* stream = stream_.release();
-  if (stream != nullptr && std::fclose(stream) != 0) raiseLost();
+  if (std::fclose(stream_.release()) != 0) raiseOutputLost(name_);
 }
 
 int OpenFiles::add(std::unique_ptr<OpenFile> file) {

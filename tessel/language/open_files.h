@@ -34,14 +34,13 @@ class OpenFile {
   long position() const { return std::ftell(stream_.get()); }
   /// False for a place before the beginning, and where the file has no places.
   bool moveTo(long offset, int origin);
-  /// Ends it; raises "Tessel:outputLost" where what was written last does not reach the disk.
+  /// Ends it, once; raises "Tessel:outputLost" where what was written last does not reach the disk.
   void close();
 
  private:
   enum class Use { None, Reading, Writing };
   explicit OpenFile(std::FILE* stream) : stream_(stream, std::fclose) {}
   void startReading();
-  [[noreturn]] void raiseLost() const;
 
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream_;
   std::string name_, mode_;

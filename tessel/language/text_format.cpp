@@ -28,9 +28,16 @@ const MemberName kDecimal{"decimal"};
 std::size_t imaginaryStart(const std::string& text) {
   if (!text.ends_with('i')) return text.size();
   std::size_t start = text.find_last_of("+-");
-  while (start != std::string::npos && start > 0 && text[start - 1] == 'e')
+  while (text[start - 1] == 'e' || text[start - 1] == '^')  // signs of exponents
     start = text.find_last_of("+-", start - 1);
   return start;
+}
+
+/// The number nearest to a decimal text, which may end with a power of two: `3*2^-20000`.
+long double numberFrom(const std::string& text) {
+  char* rest = nullptr;
+  const long double number = std::strtold(text.c_str(), &rest);
+  return *rest == '*' ? std::ldexp(number, std::atoi(rest + 3)) : number;
 }
 
 void appendDecimals(std::deque<Item>& items, const HostArray& texts) {
@@ -164,6 +171,8 @@ std::string printInteger(const Piece& piece, long double value) {
     return printed(start + "ll" + piece.conversion, static_cast<unsigned long long>(value));
   }
   if (!isUnsigned && std::abs(value) < 0x1p63L) return printed(start + "lld", static_cast<long long>(value));
+  // Decimal digits would be taken for those of another base.
+  if (isUnsigned && piece.conversion != 'u') return printed("%" + piece.text + 'e', static_cast<double>(value));
   return printed("%" + withoutPoint(piece.text) + ".0Lf", value);
 }
 
@@ -191,7 +200,7 @@ std::string printDecimal(const Piece& piece, const std::string& text) {
   const bool isLong = text.size() > kNativeDigits && text.find_first_not_of("-0123456789") == std::string::npos;
   if (piece.conversion == 's' || (isInteger && isLong))
     return printed(textDirective(piece.text, piece.conversion == 's'), text.c_str());
-  return printNumber(piece, std::strtold(text.c_str(), nullptr));
+  return printNumber(piece, numberFrom(text));
 }
 
 /// Walks through the elements while the format is applied.
@@ -210,9 +219,7 @@ class Formatter {
       for (const Piece& piece : pieces_) {
         if (piece.conversion == 0)
           out_ += piece.text;
-        else if (hasItems())
-          convert(piece), raiseIfInterrupted();
-        else if (hadItems)
+        else if (hasItems() ? !convert(piece) : hadItems)
           return std::move(out_);
       }
     } while (hasItems() && hasConversions_);
@@ -245,9 +252,11 @@ class Formatter {
     return !items_.empty();
   }
 
-  void convert(Piece piece) {
+  /// False where items are missing.
+  bool convert(Piece piece) {
+    raiseIfInterrupted();
     for (std::size_t star; (star = piece.text.find('*')) != std::string::npos;) {
-      if (!hasItems()) return;
+      if (!hasItems()) return false;
       const auto length = static_cast<int>(checkedLength(takeNumber()));
       const bool isPrecision = star > 0 && piece.text[star - 1] == '.';
       // A negative precision is none.
@@ -256,7 +265,7 @@ class Formatter {
       else
         piece.text.replace(star, 1, std::to_string(length));
     }
-    if (!hasItems()) return;
+    if (!hasItems()) return false;
     if (piece.conversion == 's' && std::holds_alternative<std::string>(items_.front())) {
       out_ += printText(piece, std::get<std::string>(items_.front()));
       items_.pop_front();
@@ -266,6 +275,7 @@ class Formatter {
     } else if (splitText()) {
       out_ += printNumber(piece, takeNumber());
     }
+    return true;
   }
 
   /// Replaces a text in front by its characters. False when nothing is left, after an empty text.
@@ -285,8 +295,7 @@ class Formatter {
   long double takeNumber() {
     if (!splitText()) return 0;
     const auto* decimal = std::get_if<Decimal>(&items_.front());
-    const long double value =
-        decimal ? std::strtold(decimal->text.c_str(), nullptr) : std::get<long double>(items_.front());
+    const long double value = decimal ? numberFrom(decimal->text) : std::get<long double>(items_.front());
     items_.pop_front();
     return value;
   }

@@ -30,7 +30,7 @@ std::string unescaped(std::string_view text);
 std::string formatNumber(const char* directive, double value);
 
 /// The values of an object as texts, a cell in its shape, where its class has a method "decimal" that writes
-/// them exactly; nothing for other arrays.
+/// them exactly: `-1.5`, `2e-05`, `3*2^-20000`, and complex ones as `1-2i`; nothing for other arrays.
 std::optional<HostArray> decimalTexts(const HostArray& value);
 
 }  // namespace tessel

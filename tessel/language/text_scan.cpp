@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
+#include <cstdint>
 #include <cstdlib>
 
 #include "tessel/messages.h"
@@ -33,7 +35,7 @@ class FormatReader {
 
   ScanPiece next() {
     if (isBlank(here())) {
-      while (isBlank(here()) && at_ < format_.size()) ++at_;
+      while (isBlank(here())) ++at_;
       return {Kind::Blank};
     }
     if (here() == '%' && format_.substr(at_, 2) != "%%") return conversion();
@@ -139,12 +141,25 @@ std::size_t readReal(std::string_view text, double& value) {
   return length;
 }
 
+/// Rounded once: of digits that the head has no room for, its last bit says whether one was not zero.
+double octalValue(std::string_view digits) {
+  std::uint64_t head = 0;
+  int bitsBehind = 0;
+  for (const char c : digits) {
+    const auto digit = static_cast<unsigned>(c - '0');
+    if (head >> 60 == 0)
+      head = 8 * head + digit;
+    else
+      head |= digit != 0 ? 1 : 0, bitsBehind += 3;
+  }
+  return std::ldexp(static_cast<double>(head), bitsBehind);
+}
+
 std::size_t readWhole(std::string_view text, int base, double& value) {
   const std::string_view digits = std::string_view("0123456789abcdefABCDEF").substr(0, base == 16 ? 22 : base);
   const std::size_t length = std::min(text.find_first_not_of(digits), text.size());
   if (base == 8) {
-    value = 0;
-    for (const char c : text.substr(0, length)) value = 8 * value + (c - '0');
+    value = octalValue(text.substr(0, length));
   } else if (length > 0) {
     const auto read = std::from_chars(text.data(), text.data() + length, value,
                                       base == 16 ? std::chars_format::hex : std::chars_format::fixed);
