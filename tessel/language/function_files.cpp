@@ -42,12 +42,15 @@ const FunctionFiles::File& FunctionFiles::fileAt(const fs::path& path) {
   std::error_code error;
   const auto written = fs::last_write_time(path, error);
   const std::uintmax_t size = fs::file_size(path, error);
-  std::unique_ptr<File>& file = files_[path.string()];
-  if (file && file->written == written && file->size == size) return *file;
+  if (const auto known = files_.find(path.string()); known != files_.end()) {
+    const File& file = *known->second;
+    if (file.written == written && file.size == size) return file;
+  }
   auto content = std::make_unique<File>(File{written, size, {}});
   Program program = parse_(path.string());
   if (program.statements.empty())
     for (auto& code : program.functions) content->functions[code->name] = std::move(code);
+  std::unique_ptr<File>& file = files_[path.string()];
   if (file) outdated_.push_back(std::move(file));
   file = std::move(content);
   return *file;
@@ -57,7 +60,7 @@ std::shared_ptr<const FunctionCode> FunctionFiles::findLocal(std::string_view fi
                                                              const std::string& name) const {
   if (files_.empty()) return nullptr;
   const auto found = files_.find(std::string(file));
-  if (found == files_.end() || !found->second) return nullptr;
+  if (found == files_.end()) return nullptr;
   const auto code = found->second->functions.find(name);
   return code == found->second->functions.end() ? nullptr : code->second;
 }

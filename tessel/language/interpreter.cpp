@@ -23,9 +23,10 @@ namespace {
 
 /// Three quarters of the stack may be in use; the rest is for one deep expression and the functions it calls.
 std::size_t allowedStack() {
-  rlimit limit{};
-  const bool isKnown = getrlimit(RLIMIT_STACK, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
-  return (isKnown ? static_cast<std::size_t>(limit.rlim_cur) : std::size_t{8} << 20) / 4 * 3;
+  rlimit limit{RLIM_INFINITY, RLIM_INFINITY};
+  getrlimit(RLIMIT_STACK, &limit);
+  const bool isLimited = limit.rlim_cur != RLIM_INFINITY;
+  return (isLimited ? static_cast<std::size_t>(limit.rlim_cur) : std::size_t{8} << 20) / 4 * 3;
 }
 
 }  // namespace
@@ -107,10 +108,8 @@ void Interpreter::runInWorkspace(const std::function<void()>& action) {
   errorColumn_ = 0;
   files_.refresh();
   functionsChanged();
-  if (callDepth_ == 0) {
-    replacedFunctions_.clear();
-    files_.release();
-  }
+  replacedFunctions_.clear();
+  files_.release();
   if (const auto error = attempt(action)) raiseError(error->identifier, error->text);
 }
 
@@ -149,6 +148,9 @@ ErrorRecord Interpreter::recordCurrentException() {
 
 void Interpreter::raiseAgain(ErrorRecord error) {
   errorStack_ = std::move(error.stack);
+  // Columns on the way from here are not those of the places that the record names.
+  for (StackEntry& entry : errorStack_)
+    if (entry.column == 0) entry.column = StackEntry::kNoColumn;
   raiseError(std::move(error.identifier), error.text);
 }
 

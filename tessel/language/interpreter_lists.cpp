@@ -16,7 +16,6 @@ using Kind = IndexLevel::Kind;
 /// Subscripts of the single elements that a level selects in `array`, one list an element.
 std::vector<Arrays> elementSubscripts(const IndexLevel& level, const HostArray& array) {
   const std::size_t count = level.subscripts.size();
-  if (count == 0) return {};
   const Dimensions extents = folded(array.dims(), count);
   std::vector<Arrays> elements(1);
   for (std::size_t d = count; d-- > 0;) {
@@ -51,7 +50,8 @@ std::vector<IndexPath> Interpreter::listedPaths(const AssignmentTarget& target) 
   const IndexPath before(path.begin(), path.begin() + static_cast<std::ptrdiff_t>(level));
   const HostArray array = before.empty() ? base : partAt(base, before, PathUse::Assign);
   const bool isWhole = isField && path[level].kind == Kind::Field;
-  if (path[level].kind == Kind::Paren && !isField) return {path};
+  const bool isOne = path[level].kind == Kind::Paren && !isField;
+  if (isOne || (!isWhole && path[level].subscripts.empty())) return {path};
   if (isWhole && (!array.isStruct() || array.isScalar())) return {path};
   const IndexLevel all{Kind::Paren, {HostArray::text(":")}, {}};
   std::vector<IndexPath> paths;

@@ -45,8 +45,7 @@ class Interpreter::CallDepth {
 
   bool hasStack() const {
     const auto* here = static_cast<const char*>(__builtin_frame_address(0));
-    return here > interpreter_.stackBase_ ||
-           static_cast<std::size_t>(interpreter_.stackBase_ - here) < interpreter_.stackAllowed_;
+    return interpreter_.stackBase_ - here < static_cast<std::ptrdiff_t>(interpreter_.stackAllowed_);
   }
   [[noreturn]] static void raiseTooDeep() {
     raiseError("Tessel:recursionLimit", "The calls are nested too deeply; is there a recursion without end?");

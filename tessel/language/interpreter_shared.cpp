@@ -49,7 +49,6 @@ Interpreter::Flow Interpreter::executeNode(const Declaration& node) {
 }
 
 void Interpreter::clearVariable(const std::string& name) {
-  if (!findVariable(name)) return;
   const int slot = frame_->symbols->find(name);
   if (frame_->shared) frame_->shared->remove(slot);
   frame_->slots[slot].clear();
@@ -78,11 +77,11 @@ void Interpreter::clearPersistent(const FunctionCode& code) {
 }
 
 void Interpreter::clearPersistent() {
-  std::erase_if(persistents_, [](const auto& variable) { return variable.expired(); });
-  for (const auto& each : persistents_) {
+  std::erase_if(persistents_, [](const auto& each) {
     const std::shared_ptr<SharedVariable> variable = each.lock();
     if (variable && !variable->isInUse()) variable->reset();
-  }
+    return !variable;
+  });
 }
 
 }  // namespace tessel

@@ -1,6 +1,7 @@
 /// The operators: token, precedence, the method or function that each one calls, its meaning on scalars.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 
 #include "tessel/language/lexer.h"
@@ -97,10 +98,7 @@ constexpr const OperatorInfo* findAssigningOperator(TokenKind token) {
 
 /// The row of an operator.
 constexpr const OperatorInfo& operatorInfo(Operator code) {
-  for (const OperatorInfo& info : kOperators) {
-    if (info.code == code) return info;
-  }
-  return kOperators[0];
+  return *std::ranges::find(kOperators, code, &OperatorInfo::code);
 }
 
 /// The operator on real scalars, or what `otherwise` gives where its result is no real scalar, or an error.

@@ -51,9 +51,9 @@ class SharedVariable {
     Value& before = places_.size() == 1 ? value_ : places_[places_.size() - 2].value();
     slots[slot] = std::exchange(before, Value());
   }
-  /// The value moves back from the slots of that call, if it is there.
-  void leave(const Slots& slots) noexcept {
-    if (places_.empty() || places_.back().slots != &slots) return;
+  /// The value moves back from the innermost call, unless that has lost it.
+  void leave() noexcept {
+    if (places_.empty()) return;
     Value& value = places_.back().value();
     places_.pop_back();
     (places_.empty() ? value_ : places_.back().value()) = std::move(value);
@@ -98,11 +98,11 @@ class SharedLinks {
   /// From here on the slot has a variable of its own, without a value.
   void remove(int slot) {
     for (Link& link : links_)
-      if (link.slot == slot) link.variable->leave(slots_);
+      if (link.slot == slot) link.variable->leave();
     std::erase_if(links_, [slot](const Link& link) { return link.slot == slot; });
   }
   void removeAll() {
-    for (Link& link : links_) link.variable->leave(slots_);
+    for (Link& link : links_) link.variable->leave();
     links_.clear();
   }
 

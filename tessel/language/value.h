@@ -35,7 +35,6 @@ class Value {
   Value(Value&& other) noexcept { take(other); }
   Value& operator=(const Value& other) { return *this = Value(other); }
   Value& operator=(Value&& other) noexcept {
-    if (this == &other) return *this;
     if (kind_ != Kind::Array) {
       take(other);
     } else {

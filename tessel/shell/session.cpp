@@ -66,9 +66,9 @@ bool hasShownFigures() {
 }  // namespace
 
 void printError(const Interpreter& interpreter, const SyntaxError& error, const std::string& file) {
-  const auto line = interpreter.sourceLine(file, error.line());
+  const std::string_view line = interpreter.sourceLine(file, error.line()).value();
   printError(error.what(), fmt::format("{}:{}:{}", file, error.line(), error.column()),
-             line ? markedLine(*line, error.column()) : "");
+             markedLine(line, error.column()));
 }
 
 bool runLoaded(Interpreter& interpreter, const Program& program) {

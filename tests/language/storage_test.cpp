@@ -6,6 +6,8 @@
 #include "tessel/language/interpreter.h"
 #include "tessel/language/storage.h"
 #include "tessel/messages.h"
+#include "tessel/objects.h"
+#include "tessel/registries.h"
 
 namespace tessel {
 namespace {
@@ -52,6 +54,28 @@ TEST(Storage, DamagedFilesGiveVariablesOrErrors) {
   }
   EXPECT_GT(given, whole.size());
   EXPECT_GT(refused, whole.size());
+}
+
+TEST(Storage, RefusesDeepValuesAndClassesThatKeepNothing) {
+  const auto word = [](std::uint64_t number) {
+    return std::string(reinterpret_cast<const char*>(&number), sizeof number);
+  };
+  const std::string header = storedVariables({}), sizes = word(2) + word(1) + word(1);
+  std::string deep = header + word(1) + "v";
+  for (int k = 0; k < 600; ++k) deep += static_cast<char>(ArrayClass::Cell) + sizes;
+  EXPECT_THROW(restoredVariables(withChecksum(deep + static_cast<char>(ArrayClass::Double) + word(2) + word(0) +
+                                              word(0) + '\0'),
+                                 "test"),
+               HostError);
+  getPackage("testing").createClass("transient");
+  const std::string object =
+      word(1) + "v" + static_cast<char>(ArrayClass::Object) + sizes + word(17) + "testing.transient";
+  try {
+    restoredVariables(withChecksum(header + object), "test");
+    ADD_FAILURE();
+  } catch (const HostError& error) {
+    EXPECT_EQ(error.identifier(), "Tessel:noSuchClass");
+  }
 }
 
 }  // namespace

@@ -17,6 +17,8 @@
 #include <thread>
 #include <utility>
 
+#include <fmt/format.h>
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -140,6 +142,14 @@ TEST_F(Shell, RunsAndReports) {
        "x = 2;\ndisp(x)\nnosuch\n",
        {"     2\n", "Error: Undefined function or variable 'nosuch'. (stdin:3:1)\n  nosuch\n  ^\n", 1}},
       {"- one", "disp(argv{1})", {"one\n", "", 0}},
+      {"-e \"x = 3; \tx /2y\"",
+       "",
+       {"", "Error: A number and a name must be separated. (-e:1:13)\n  x = 3; \tx /2y\n         \t    ^\n",
+        1}},
+      // What is raised again tells of the place where it arose, as far as that is known.
+      {"-e \"try, nosuch, catch e, end\n      rethrow(e)\"",
+       "",
+       {"", "Error: Undefined function or variable 'nosuch'. (-e:1:1)\n  try, nosuch, catch e, end\n  ^\n", 1}},
       {"-e \"# nothing\nx = zerso(2)\"",
        "",
        {"",
@@ -166,6 +176,19 @@ TEST_F(Shell, RunsAndReports) {
     EXPECT_EQ(result.errors, c.expected.errors) << c.arguments;
     EXPECT_EQ(output, c.expected.output) << c.arguments;
   }
+  for (const auto& [file, line] : {std::pair{"f.tsl", "3"}, {"-e", "0"}, {"-e", "9"}, {"-e", "2"}}) {
+    const std::string place = fmt::format("struct('file', '{}', 'name', 'n', 'line', {})", file, line);
+    const Result result =
+        run("-e \"rethrow(struct('identifier', 'a:b', 'message', 'm', 'stack', " + place + "))\n\n\"");
+    EXPECT_EQ(result.errors, fmt::format("Error: m ({}:{} in n)\n", file, line));
+  }
+}
+
+TEST_F(Shell, TellsThatItsModuleIsMissing) {
+  const Result result = runCommand("mkdir -p bin lib; cp '" TESSEL_SHELL "' bin; cp \"$(dirname '" TESSEL_SHELL
+                                   "')\"/../lib/libtessel.so* lib; bin/tessel -e 'disp(1)'");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(result.errors.starts_with("Error: Library 'qfcore' cannot be loaded: ")) << result.errors;
 }
 
 TEST_F(Shell, OutputAndErrorsKeepTheirOrder) {
@@ -187,8 +210,35 @@ TEST_F(Shell, LostOutputIsAnError) {
   const Result file = runCommand(kShell + "-e \"f = fopen('/dev/full', 'w'); fprintf(f, 'x');\"");
   EXPECT_EQ(file.status, 1);
   EXPECT_EQ(file.errors, "Error: The file '/dev/full' could not be written: No space left on device.\n");
+  EXPECT_EQ(runCommand(kShell + "-e \"f = fopen('/dev/full', 'w'); fprintf(f, 'x'); exit(3)\"").status, 3);
   const Result result = runCommand("{ " + kShell + "-e 'while true, disp(1), end'; echo $? >&2; } | true");
   EXPECT_EQ(result.errors, lost + " (-e:1:13)\n  while true, disp(1), end\n              ^\n1\n");
+}
+
+TEST_F(Shell, PromptReadsWhatIsNoTerminal) {
+  write("callee.tsl", "function callee(), nosuch, end\n");
+  write("typed",
+        "x + 5\nx + 5\nx = )\ncallee\ntry, callee, catch e, end, getReport(e)\ntry, nosuch, catch e, end, "
+        "getReport(e)\ny = [1\n");
+  const std::string prompt = kShell + "-i -e 'x = 2;' <typed";
+  const Result result = runCommand("unset TESSEL_HISTORY; HOME=\"$PWD\" " + prompt);
+  const std::string undefined = "Error: Undefined function or variable 'nosuch'.";
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors, "Error: Unexpected ')'. (prompt:1:5)\n  x = )\n      ^\n" + undefined +
+                               " (callee.tsl:1:20 in callee)\n  function callee(), nosuch, end\n" +
+                               std::string(21, ' ') +
+                               "^\nError: This '[' has no ']'. (prompt:1:5)\n  y = [1\n      ^\n");
+  for (const std::string& text :
+       {std::string("ans =\n\n     7\n"), undefined + " (callee.tsl:1 in callee)\n", undefined + "\n"})
+    EXPECT_NE(result.output.find(text), std::string::npos) << result.output;
+  EXPECT_EQ(result.output.find("tessel "), std::string::npos) << result.output;
+  const std::string kept = readAll(folder_ / ".tessel_history");
+  EXPECT_EQ(kept.find("x + 5\n#"), kept.rfind("x + 5\n")) << kept;
+  EXPECT_NE(kept.find("x = )\n"), std::string::npos) << kept;
+  for (const char* nowhere :
+       {"TESSEL_HISTORY= ", "unset TESSEL_HISTORY; HOME= ", "unset TESSEL_HISTORY HOME; "})
+    EXPECT_EQ(runCommand(nowhere + prompt).status, 0) << nowhere;
+  EXPECT_EQ(readAll(folder_ / ".tessel_history"), kept);
 }
 
 /// A shell at a terminal.
@@ -263,6 +313,17 @@ TEST_F(Shell, TellsOfFilesThatAreLongerThanItsMemory) {
     const Result result = runCommand("ulimit -v 300000; " + kShell + call);
     EXPECT_EQ(result.status, 1) << call;
     EXPECT_TRUE(result.errors.starts_with("Error: ") && result.errors.find("memory") < 40) << result.errors;
+  }
+  write("long.tsl", std::string(20'000'000, ';'));
+  EXPECT_EQ(runCommand("ulimit -v 300000; " + kShell + "long.tsl").errors, "Error: Out of memory.\n");
+}
+
+TEST_F(Shell, RecursionEndsBeforeTheStackDoes) {
+  for (const char* limit : {"200", "1000", "unlimited"}) {
+    const Result result = runCommand("ulimit -s " + std::string(limit) + "; " + kShell +
+                                     "-e \"function r = f(n), r = [f(n + 1) {cellfun(@f, {n})}]; end\nf(1)\"");
+    EXPECT_EQ(result.status, 1) << limit;
+    EXPECT_TRUE(result.errors.starts_with("Error: The calls are nested too deeply")) << limit << result.errors;
   }
 }
 #endif
@@ -357,7 +418,7 @@ TEST_F(Shell, TabulatorCompletes) {
   fs::current_path(folder_);
   Terminal terminal;
   ASSERT_TRUE(terminal.await(">> "));
-  terminal.type("a = fi(1); s.one.two = 1;\n");
+  terminal.type("a = fi(1); s.one.two = 1; n = 5; v = struct('f', {1, 2});\n");
   for (const auto& [typed, completed] : {std::pair{"a.WordL\t", "ength"},
                                          {"a.RoundMode = 'conv\t", "ergent"},
                                          {"fi(1, 'OverflowMode', 'sat\t", "urate"},
@@ -371,6 +432,27 @@ TEST_F(Shell, TabulatorCompletes) {
                                          {"help hou\t;", "rs;"},
                                          {"y = hou\t", "rs"},
                                          {"fileread('zero p\t", "rogram.tsl"},
+                                         {"set(a, 'RoundM\t", "ode"},
+                                         {"fi('OverflowM\t", "ode"},
+                                         {"fipref(\"Log\t", "gingMode"},
+                                         {"embedded.numerict\t", "ype"},
+                                         {"numel(hou\t", "rs"},
+                                         {"numel(1) + hou\t", "rs"},
+                                         {"'t', n' + (n)' + [1]' + n'' + hou\t", "rs"},
+                                         {"if hou\t", "rs"},
+                                         {"disp hou\t", "rs"},
+                                         // Names of files, where nothing is known of the values.
+                                         {"a.WordLength = 'on\t", "ly.dat"},
+                                         {"n.b = 'on\t", "ly.dat"},
+                                         {"a_b('on\t", "ly.dat"},
+                                         {"fi(1, 'WordLength', 'on\t", "ly.dat"},
+                                         // Nothing: the bell.
+                                         {"n.x.y\t", "\a"},
+                                         {"v.f.g\t", "\a"},
+                                         {"s.none.x\t", "\a"},
+                                         {"a.nosuch.x\t", "\a"},
+                                         {"a.WordLength.x\t", "\a"},
+                                         {"nosuch.x\t", "\a"},
                                          {"leadings\t", "igns"}}) {
     ASSERT_TRUE(terminal.await(">> ")) << typed;
     terminal.type(typed);
@@ -378,6 +460,17 @@ TEST_F(Shell, TabulatorCompletes) {
     terminal.type("\x15\n");
   }
   fs::current_path("/");
+}
+
+TEST_F(Shell, InterruptGivesUpWhatIsTyped) {
+  Terminal terminal;
+  ASSERT_TRUE(terminal.await(">> "));
+  terminal.type("x = [1\n");
+  ASSERT_TRUE(terminal.await("   "));
+  terminal.type("2 3\x03");
+  ASSERT_TRUE(terminal.await(">> "));
+  terminal.type("disp(7 * 11111)\n");
+  EXPECT_TRUE(terminal.await("77777"));
 }
 
 TEST_F(Shell, PauseWaitsForEnter) {
