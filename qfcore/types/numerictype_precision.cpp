@@ -114,13 +114,9 @@ void NumericType::setBestPrecisionFromMaxAbs(double value) {
   checkNaNInf(dataType_, value);
   int exponent = 0;
   const bool isPowerOfTwo = std::fabs(std::frexp(value, &exponent)) == 0.5;
-  if (!isSigned()) {
-    fixedExponent_ = exponent - wordLength_;
-  } else if (isPowerOfTwo && value < 0) {
-    fixedExponent_ = exponent - wordLength_;  // the most negative value of the word
-  } else {
-    fixedExponent_ = 1 + exponent - wordLength_;
-  }
+  // Minus a power of two is the most negative value of a word, which no place beside the sign has to hold.
+  const bool takesSignBit = isSigned() && !(isPowerOfTwo && value < 0);
+  fixedExponent_ = exponent - wordLength_ + (takesSignBit ? 1 : 0);
 }
 
 void NumericType::setBestPrecision(std::span<const double> real, std::span<const double> imag) {

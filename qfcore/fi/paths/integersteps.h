@@ -144,7 +144,10 @@ class IntegerStep {
   /// What is shifted out and what rounding adds to it carry 0 or 1; mostly in one machine word.
   Integer roundedLong(Integer value) const {
     const Integer below = value >> down_;
-    return below + (down_ < 63 ? carry<std::uint64_t>(value, below) : carry<Unsigned>(value, below));
+    if constexpr (kHigh < kBitsOf<Integer>) {
+      if (down_ >= kHigh - 1) return below + carry<Unsigned>(value, below);
+    }
+    return below + carry<std::uint64_t>(value, below);
   }
   template <class Word>
   [[gnu::always_inline]] Integer carry(Integer value, Integer below) const {
