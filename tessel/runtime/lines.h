@@ -85,15 +85,16 @@ Arrays alongDimension(const HostArray& a, std::size_t dimension, std::size_t out
     constexpr bool locates = requires(std::vector<V> v, std::vector<double> p) { f(v, v, p); };
     if (locates) results.push_back(HostArray::zeros(ArrayClass::Double, dims));
     const Lines lines(a.dims(), dimension);
-    std::vector<V> line(lines.length), out(outLength);
-    std::vector<double> positions(outLength);
+    std::vector<V> line(lines.length), out;
+    std::vector<double> positions;
     lines.forEach([&](std::size_t number, std::size_t first) {
       raiseIfInterrupted();  // a single line may be long
       loadLine(a, first, lines.inner, line);
-      std::fill(out.begin(), out.end(), V{});
+      raiseIfInterrupted();
+      out.assign(outLength, V{});
       const std::size_t target = number / lines.inner * outLength * lines.inner + number % lines.inner;
       if constexpr (locates) {
-        std::fill(positions.begin(), positions.end(), 0.0);
+        positions.assign(outLength, 0.0);
         f(line, out, positions);
         storeLine(results[1], target, lines.inner, positions);
       } else {

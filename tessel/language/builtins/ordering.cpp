@@ -1,6 +1,5 @@
 // Extremes, sorting and sets.
 #include <functional>
-#include <numeric>
 #include <tuple>
 
 #include "tessel/interruption.h"
@@ -100,13 +99,16 @@ Arrays callExtreme(Arrays& in, int) {
 /// The order in which the elements of `line` are sorted, ties in order of appearance.
 template <class Line, class Before>
 std::vector<std::size_t> sortedOrder(const Line& line, bool descending, const Before& before) {
-  std::vector<std::size_t> order(line.size());
-  raiseIfInterrupted();
-  std::iota(order.begin(), order.end(), std::size_t{0});
-  constexpr std::size_t kComparisonsAtOnce = 1 << 16;
+  constexpr std::size_t kAtOnce = 1 << 16;
+  std::vector<std::size_t> order;
+  order.reserve(line.size());
+  for (std::size_t k = 0; k < line.size(); ++k) {
+    if (k % kAtOnce == 0) raiseIfInterrupted();
+    order.push_back(k);
+  }
   std::size_t comparisons = 0;
   std::stable_sort(order.begin(), order.end(), [&](std::size_t i, std::size_t k) {
-    if (++comparisons % kComparisonsAtOnce == 0) raiseIfInterrupted();
+    if (++comparisons % kAtOnce == 0) raiseIfInterrupted();
     return descending ? before(line[k], line[i]) : before(line[i], line[k]);
   });
   return order;
