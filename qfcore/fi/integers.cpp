@@ -208,9 +208,8 @@ fi product(const fi& x, unsigned dimension) {
 }
 
 fi difference(const fi& x, unsigned dimension) {
-  const unsigned length = x.getDimension(dimension);
-  const unsigned count = length > 0 ? length - 1 : 0;
-  return slice(x, dimension, std::min(length, 1U), count).minus(slice(x, dimension, 0, count));
+  const unsigned count = x.getDimension(dimension) - 1;
+  return slice(x, dimension, 1, count).minus(slice(x, dimension, 0, count));
 }
 
 std::vector<int> leadingSigns(const fi& x, const char* name) {

@@ -69,7 +69,10 @@ TEST_F(BitsAndComparison, RelationsCompareRealWorldValuesExactly) {
       const fi other = random.array(one, anyScaling(5), math, false);
       if (turn % 2 != 0) element.updateAssignmentQuantizer(anyScaling(5));
       const mpq_class x = realWorld(reference::valueOf(element, 1), element.getNumericType());
-      EXPECT_EQ(other == element, realWorld(reference::valueOf(other, 0), other.getNumericType()) == x);
+      const mpq_class held = reference::valueOf(other, 0), y = realWorld(held, other.getNumericType());
+      EXPECT_EQ(other == element, y == x);
+      const fi& adjusted = fi::getAdjustedElement(element, other);
+      EXPECT_EQ(sgn(held - reference::valueOf(adjusted, adjusted.numel() - 1)), sgn(y - x));
     }
   }
 }

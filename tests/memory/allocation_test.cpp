@@ -352,7 +352,9 @@ TEST_F(Allocation, FailsWhileThreadsStart) {
 // Where nothing is at hand yet. What a thread frees after all that it keeps for itself leaves nothing behind.
 TEST_F(Allocation, FailsOnThreadsThatBegin) {
   using embedded::number;
-  const auto textOf = [](number& x) { return (x = 1.25).fixed2base(3, true, 3000, 1, -80, 0); };
+  const auto textOf = [](number& x) {
+    return (x = 1.25).float2base(16, 64, 11) + x.fixed2base(3, true, 3000, 1, -80, 0);
+  };
   number alone(1U, 3000, embedded::NumberVector{});
   const std::string expected = textOf(alone);
   pthread_key_t atEnd{};
