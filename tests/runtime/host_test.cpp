@@ -124,6 +124,7 @@ TEST(Array, ShapesAndAccessErrors) {
                                            [&] { cell.scalarValue(); },
                                            [&] { cell.realData(); },
                                            [&] { cell.mutableRealData(); },
+                                           [&] { box(1).mutableRealData(); },
                                            [&] { num(1).fieldAt("a"); },
                                            [&] { s.fieldAt("b"); },
                                            [&] { s.removeField("b"); },
@@ -133,9 +134,10 @@ TEST(Array, ShapesAndAccessErrors) {
                                            [&] { convertTo(num(1), ArrayClass::Cell); }};
   std::string errors;
   for (const auto& each : refused) errors += errorOf(each).substr(7) + " ";
-  EXPECT_EQ(errors,
-            "mustBeText mustBeText mustBeScalar mustBeScalar wrongClass wrongClass wrongClass nonExistentField "
-            "nonExistentField mustBeScalar wrongClass conversionNotPossible conversionNotPossible ");
+  EXPECT_EQ(
+      errors,
+      "mustBeText mustBeText mustBeScalar mustBeScalar wrongClass wrongClass wrongClass wrongClass "
+      "nonExistentField nonExistentField mustBeScalar wrongClass conversionNotPossible conversionNotPossible ");
   EXPECT_EQ(s.findField("b"), nullptr);
   const HostArray nobody = HostArray::object(nullptr);
   EXPECT_EQ(nobody.className(), "object");

@@ -86,6 +86,9 @@ TEST(IndexPath, ObjectsOfferPropertiesMethodsAndElements) {
   const HostArray nobody = HostArray::object(nullptr), nothing = HostArray::objects({}, {0, 0});
   for (const HostArray& none : {num(1), boxes, nobody}) EXPECT_FALSE(directProperty(none, value));
   EXPECT_EQ(reference(nobody, IndexPath{paren({num(1)})}).at(0).numel(), 1u);
+  const IndexRange first[] = {{0}}, second[] = {{1}};
+  EXPECT_EQ(directElements(nobody, first).value().objectAt(), nullptr);
+  EXPECT_FALSE(directElements(nobody, second));
   EXPECT_EQ(errorOf([&] { reference(nobody, IndexPath{field("Value")}); }), "Tessel:mustBeScalar");
   EXPECT_TRUE(reference(nothing, IndexPath{field("Value")}).empty());
   HostArray grown = nothing, replaced = boxes;

@@ -13,6 +13,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -346,15 +347,14 @@ TEST_F(Shell, FitsItsTerminal) {
   terminal.type("x = evalc('help'); x(1:9)\n");
   EXPECT_TRUE(terminal.await("help NAME")) << "for no screen at all";
   // Without a pager of one's own there is the usual one; without any, or a height, the shell prints.
-  for (const char* pager : {"", "no_such_pager", "paged"}) {
-    setenv("PAGER", pager, 1);
+  for (const char* pager : {"", "no_such_pager", "paged", "unset"}) {
+    std::string_view(pager) == "unset" ? unsetenv("PAGER") : setenv("PAGER", pager, 1);
     Terminal other(pager == std::string("paged") ? nullptr : &size);
     ASSERT_TRUE(other.await(">> "));
     other.type("help\n");
     EXPECT_TRUE(other.await("explains a function")) << pager;
     other.type("q\n");
   }
-  unsetenv("PAGER");
 }
 
 TEST_F(Shell, ShowsNoColoursWhereTheyAreNotWanted) {
@@ -438,9 +438,11 @@ TEST_F(Shell, TabulatorCompletes) {
                                          {"embedded.numerict\t", "ype"},
                                          {"numel(hou\t", "rs"},
                                          {"numel(1) + hou\t", "rs"},
+                                         {"x) + hou\t", "rs"},
                                          {"'t', n' + (n)' + [1]' + n'' + hou\t", "rs"},
                                          {"if hou\t", "rs"},
                                          {"disp hou\t", "rs"},
+                                         {"disp leadings\t", "igns"},
                                          // Names of files, where nothing is known of the values.
                                          {"a.WordLength = 'on\t", "ly.dat"},
                                          {"n.b = 'on\t", "ly.dat"},
