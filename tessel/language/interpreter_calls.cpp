@@ -328,6 +328,8 @@ const NameReference* plainName(const FunctionValue& function) {
 std::optional<Arrays> Interpreter::callHandle(const HostArray& handle, const Steps& steps, int outputCount) {
   const bool isCall = handle.isFunction() && steps[0].kind == IndexStep::Kind::Paren && !steps[0].usesEnd;
   if (!isCall) return std::nullopt;
+  // The call may give the variable another value: its function lives until that has returned.
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
   const std::shared_ptr<const FunctionValue> function = handle.functionValue();
   const NameReference* name = plainName(*function);
   return name ? std::optional(callNamed(*name, steps, outputCount)) : std::nullopt;

@@ -45,8 +45,10 @@ std::vector<std::string> elementTexts(const HostArray& a, const Write& write, bo
     std::string text = write(re[k]);
     if (a.isComplex()) {
       const std::string imaginary = write(im[k]);
-      text = asCode && !std::isfinite(im[k]) ? fmt::format("complex({},{})", text, imaginary)
-                                             : text + (imaginary[0] == '-' ? "" : "+") + imaginary + "i";
+      const char* const format = asCode && !std::isfinite(im[k]) ? "complex({},{})"
+                                 : imaginary[0] == '-'           ? "{}{}i"
+                                                                 : "{}+{}i";
+      text = fmt::format(fmt::runtime(format), text, imaginary);
     }
     texts.push_back(std::move(text));
   }
