@@ -2,11 +2,11 @@
 // header reaches itself.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -127,17 +127,16 @@ struct Findings {
 };
 
 Findings readIncludes(const Sources& sources) {
-  static const std::regex include(R"(\s*#\s*include\s*([<"])([^>"]+)[>"].*)");
   Findings found;
   for (const auto& [path, text] : sources) {
     std::istringstream lines(text);
-    std::smatch match;
+    char opening = 0, name[256];
     std::string line;
     for (int number = 1; std::getline(lines, line); ++number) {
-      if (line.find('#') == std::string::npos || !std::regex_match(line, match, include)) continue;
-      const std::string problem = fault(sources, path, match[1] == "\"", match[2]);
+      if (std::sscanf(line.c_str(), " # include %c%255[^>\"]", &opening, name) != 2) continue;
+      const std::string problem = fault(sources, path, opening == '"', name);
       if (!problem.empty()) found.faults.push_back(path + ":" + std::to_string(number) + ": " + problem);
-      if (std::string target = resolve(sources, match[2]); !target.empty()) found.graph[path].push_back(target);
+      if (std::string target = resolve(sources, name); !target.empty()) found.graph[path].push_back(target);
     }
   }
   return found;
