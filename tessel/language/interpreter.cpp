@@ -149,8 +149,7 @@ ErrorRecord Interpreter::recordCurrentException() {
 void Interpreter::raiseAgain(ErrorRecord error) {
   errorStack_ = std::move(error.stack);
   // Columns on the way from here are not those of the places that the record names.
-  for (StackEntry& entry : errorStack_)
-    if (entry.column == 0) entry.column = StackEntry::kNoColumn;
+  for (StackEntry& entry : errorStack_) entry.column = StackEntry::kNoColumn;
   raiseError(std::move(error.identifier), error.text);
 }
 

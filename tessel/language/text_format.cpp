@@ -346,10 +346,4 @@ std::string unescaped(std::string_view text) {
   return out;
 }
 
-std::string formatNumber(const char* directive, double value) {
-  if (std::isnan(value)) return "NaN";
-  if (std::isinf(value)) return value < 0 ? "-Inf" : "Inf";
-  return printed(directive, value);
-}
-
 }  // namespace tessel

@@ -25,10 +25,6 @@ std::string formatText(std::string_view format, std::span<const HostArray> value
 /// `text` with its escapes replaced.
 std::string unescaped(std::string_view text);
 
-/// One number by one printf directive for `double`, such as "%.5g"; infinities and NaN as "Inf", "-Inf",
-/// "NaN".
-std::string formatNumber(const char* directive, double value);
-
 /// The values of an object as texts, a cell in its shape, where its class has a method "decimal" that writes
 /// them exactly: `-1.5`, `2e-05`, `3*2^-20000`, and complex ones as `1-2i`; nothing for other arrays.
 std::optional<HostArray> decimalTexts(const HostArray& value);

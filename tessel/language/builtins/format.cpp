@@ -75,8 +75,9 @@ bool isWhole(const HostArray& a) {
 
 std::string significantText(long double value, int digits) {
   // As it is: a double would round large integers.
-  return std::isfinite(value) ? fmt::format("{:.{}g}", value, std::max(digits, 1))
-                              : formatNumber("%g", static_cast<double>(value));
+  if (std::isnan(value)) return "NaN";
+  if (std::isinf(value)) return value < 0 ? "-Inf" : "Inf";
+  return fmt::format("{:.{}g}", value, std::max(digits, 1));
 }
 
 std::string numberText(long double value, bool asInteger, int digits) {

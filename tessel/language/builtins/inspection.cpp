@@ -243,8 +243,8 @@ bool functionsAgree(const FunctionValue* a, const FunctionValue* b, Comparison& 
   if (a == b) return true;
   if (a->text() != b->text()) return false;
   const auto* left = dynamic_cast<const AnonymousFunctionValue*>(a);
-  const auto* right = dynamic_cast<const AnonymousFunctionValue*>(b);
-  if (!left || !right) return true;
+  if (!left) return true;
+  const auto* right = &dynamic_cast<const AnonymousFunctionValue&>(*b);  // No name begins as its text does.
   if (left->captures().size() != right->captures().size()) return false;
   for (std::size_t k = 0; k < left->captures().size(); ++k) {
     const auto &mine = left->captures()[k], &other = right->captures()[k];
@@ -260,8 +260,7 @@ bool areEqualOutside(const HostArray& a, const HostArray& b, Comparison& inner) 
   for (const HostArray* side : {&a, &b}) {
     const HostClass* hostClass = side->isObject() ? classOf(*side) : nullptr;
     if (hostClass != nullptr && hostClass->findMethod("isequal") != nullptr) {
-      const Arrays answer = callFunction("isequal", {a, b});
-      return !answer.empty() && answer[0].scalarValue() != 0;
+      return callFunction("isequal", {a, b}).at(0).scalarValue() != 0;
     }
   }
   if (a.dims() != b.dims()) return false;
