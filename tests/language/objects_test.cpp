@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -379,6 +382,24 @@ TEST(Interpreter, CanBeInterrupted) {
       EXPECT_EQ(error.identifier(), "Tessel:interrupted");
     }
   }
+}
+
+/// Twice within one tick of the clock of the file system: its size tells as well.
+TEST(Interpreter, ReadsChangedFilesAgain) {
+  namespace fs = std::filesystem;
+  const fs::path file = fs::path(testing::TempDir()) / "changedWithinATick.tsl";
+  Interpreter interpreter;
+  const auto valueOf = [&](const char* body, fs::file_time_type written) {
+    std::ofstream(file) << "function r = changedWithinATick(), r = " << body << "; end";
+    fs::last_write_time(file, written);
+    interpreter.run(interpreter.load("v = changedWithinATick();", (file.parent_path() / "main.tsl").string()));
+    return interpreter.findVariable("v")->toArray().scalarValue();
+  };
+  const auto now = fs::file_time_type::clock::now();
+  EXPECT_EQ(valueOf("1", now), 1);
+  EXPECT_EQ(valueOf("22", now), 22);
+  EXPECT_EQ(valueOf("33", now + std::chrono::seconds(1)), 33);
+  fs::remove(file);
 }
 
 /// However often a name is registered anew, only what runs outlives that.

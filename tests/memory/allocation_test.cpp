@@ -353,7 +353,9 @@ TEST_F(Allocation, FailsWhileThreadsStart) {
 TEST_F(Allocation, FailsOnThreadsThatBegin) {
   using embedded::number;
   const auto textOf = [](number& x) {
-    return (x = 1.25).float2base(16, 64, 11) + x.fixed2base(3, true, 3000, 1, -80, 0);
+    number narrow(1U, 60, embedded::NumberVector{});
+    const std::string word = (narrow = 1.25).fixed2base(3, true, 3000, 1, -1, 0);
+    return word + (x = 1.25).float2base(16, 64, 11);
   };
   number alone(1U, 3000, embedded::NumberVector{});
   const std::string expected = textOf(alone);
