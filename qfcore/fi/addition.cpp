@@ -36,10 +36,10 @@ struct Uncast {
   Uncast ofImaginaryParts(const fi& x, const fi& y) const { return {a || x.isreal(), b || y.isreal()}; }
 };
 
-Uncast uncast(const fi& a, const fi& b, const fi& sumRegister) {
+Uncast uncast(const fi& a, const fi& b, const quantizer& sums) {
   if (!a.getFimath().castBeforeSum()) return {true, true};
-  if (sumRegister.getQlogger().isOn()) return {false, false};
-  const NumericType& type = sumRegister.getNumericType();
+  if (sums.logger().isOn()) return {false, false};
+  const NumericType& type = sums.numericType();
   return {exactness::holds(type, a.getNumericType()), exactness::holds(type, b.getNumericType())};
 }
 
@@ -144,7 +144,7 @@ struct fi::Sums {
     if (sum.isExact && !qlogger::getLogging()) {
       if (sumExactly<Operation>(a, b, result)) return result;
     }
-    throughRegister<Operation>(a, b, result);
+    rounded<Operation>(a, b, result);
     return result;
   }
 
@@ -161,61 +161,62 @@ struct fi::Sums {
     return shapeOfResult(a, b);
   }
 
-  // Apart, so that a sum that needs no register does not pay for the room of one.
+  // Apart, so that an exact sum does not pay for the room of a register.
   template <class Operation>
-  [[gnu::noinline]] static void throughRegister(const fi& a, const fi& b, fi& result) {
-    const bool slopeBias = needsSlopeBias(a, b);
+  [[gnu::noinline]] static void rounded(const fi& a, const fi& b, fi& result) {
+    const bool slopeBias = needsSlopeBias(a, b), cast = a.getFimath().castBeforeSum();
     const NumericType& type = result.getNumericType();
-    const unsigned precision =
-        sumPrecision(a.getNumericType(), b.getNumericType(), type, a.getFimath().castBeforeSum());
-    fi sumRegister = a.initializeSumRegister(type, a.getFimath(), precision, result.iscomplex());
-    const bool fitsDoubles = precision <= kMaxDoublePrecision;
-    const bool cast = a.getFimath().castBeforeSum(), isWide = !slopeBias && !fitsDoubles;
+    const unsigned precision = sumPrecision(a.getNumericType(), b.getNumericType(), type, cast);
+    const bool fitsDoubles = precision <= kMaxDoublePrecision, isWide = !slopeBias && !fitsDoubles;
     const IntegerSizes sizes =
         isWide ? integersForSums(a.getNumericType(), b.getNumericType(), type, cast, Operation::kSubtracts)
                : IntegerSizes::None;
     const Ways ways{.hasBlocks = !slopeBias && fitsDoubles,
                     .hasIntegers = sizes != IntegerSizes::None,
                     .wideLoops = isWide ? WideLoops::OfAny : WideLoops::None};
-    switch (choosePath(ways, a, b, result)) {
-      case Path::Blocks: byBlocks<Operation>(a, b, sumRegister, result); break;
-      case Path::Integers:
-        sumByIntegers(a, b, sumRegister.assignmentQuantizer_, cast, Operation::kSubtracts, sizes, result);
-        result.getQlogger().nMathOperationsPlus(result.numel_);
-        break;
-      case Path::Wide: ofWide<Operation>(a, b, sumRegister, result); break;
-      default: byElements<Operation>(a, b, sumRegister, result);
-    }
+    const Path path = choosePath(ways, a, b, result);
+    const auto byLoops = [&](const quantizer& q) {
+      switch (path) {
+        case Path::Blocks: byBlocks<Operation>(a, b, q, result); break;
+        case Path::Integers: sumByIntegers(a, b, q, cast, Operation::kSubtracts, sizes, result); break;
+        default: ofWide<Operation>(a, b, q, std::max(precision, precisionOf(type)), result);
+      }
+      result.getQlogger().nMathOperationsPlus(result.numel_);
+    };
+    // Only elements pass through a register; of loops it keeps what they meet.
+    if (path != Path::Elements && !qlogger::getLogging()) return byLoops(result.assignmentQuantizer_);
+    fi sumRegister = a.initializeSumRegister(type, a.getFimath(), precision, result.iscomplex());
+    if (path == Path::Elements)
+      byElements<Operation>(a, b, sumRegister, result);
+    else
+      byLoops(sumRegister.assignmentQuantizer_);
     a.finishRegisters(&result, Operation::kName, {{RegisterLog::Sum, sumRegister}});
   }
 
   template <class Operation>
-  static void byBlocks(const fi& a, const fi& b, fi& sumRegister, fi& result) {
-    const Uncast isUncast = uncast(a, b, sumRegister);
+  static void byBlocks(const fi& a, const fi& b, const quantizer& q, fi& result) {
+    const Uncast isUncast = uncast(a, b, q);
     const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right,
                              const Uncast& isReady) {
       double* const sums = target.doubles();
-      const std::array quantizers{&std::as_const(sumRegister.assignmentQuantizer_)};
-      shareLoop(
-          result.numel_, kSharedDoubles, quantizers, [&](std::size_t first, std::size_t size, const auto& own) {
-            sumArrays<Operation>(left.from(first), right.from(first), isReady, *own[0], sums + first, size);
-          });
+      shareLoop(result.numel_, kSharedDoubles, std::array{&q},
+                [&](std::size_t first, std::size_t size, const auto& own) {
+                  sumArrays<Operation>(left.from(first), right.from(first), isReady, *own[0], sums + first,
+                                       size);
+                });
     };
     sumPart(result.realPart_, BlockOperand::real(a), BlockOperand::real(b), isUncast);
     if (result.iscomplex())
       sumPart(result.imagPart_, BlockOperand::imag(a), BlockOperand::imag(b), isUncast.ofImaginaryParts(a, b));
-    result.getQlogger().nMathOperationsPlus(result.numel_);
   }
 
   template <class Operation>
-  static void ofWide(const fi& a, const fi& b, fi& sumRegister, fi& result) {
-    const Uncast isUncast = uncast(a, b, sumRegister);
-    const std::array quantizers{&std::as_const(sumRegister.assignmentQuantizer_)};
-    const unsigned precision = sumRegister.realPart_.getprecision();
+  static void ofWide(const fi& a, const fi& b, const quantizer& q, unsigned precision, fi& result) {
+    const Uncast isUncast = uncast(a, b, q);
     const auto sumPart = [&](number& target, const WideOperand& x, const WideOperand& y,
                              const Uncast& isReady) {
       makeStorable(target);
-      shareLoop(result.numel_, kSharedWide, quantizers,
+      shareLoop(result.numel_, kSharedWide, std::array{&q},
                 [&](std::size_t first, std::size_t size, const auto& own) {
                   WideScratch left(precision), right(precision);
                   for (auto k = static_cast<unsigned>(first); k < first + size; ++k) {
@@ -231,7 +232,6 @@ struct fi::Sums {
     sumPart(result.realPart_, {a, a.realPart_}, {b, b.realPart_}, isUncast);
     if (result.iscomplex())
       sumPart(result.imagPart_, {a, a.imagPart_}, {b, b.imagPart_}, isUncast.ofImaginaryParts(a, b));
-    result.getQlogger().nMathOperationsPlus(result.numel_);
   }
 
   template <class Operation>

@@ -240,7 +240,8 @@ void fi::storePart(number& to, const ElementVisit& targets, const fi& rhs, const
     return;
   }
   const bool isInStep = sources.isInStep() && targets.isInStep();
-  const bool isWide = isInStep && !(areDoubles(from) && areDoubles(to));
+  const bool readsInStep = sources.isInStep() || rhs.isscalar();
+  const bool isWide = readsInStep && targets.isInStep() && !(areDoubles(from) && areDoubles(to));
   const IntegerSizes sizes =
       isWide ? integersForCast(rhs.getNumericType(), q.numericType()) : IntegerSizes::None;
   const Path path = choosePath({.hasBlocks = q.isDoubleBacked(),
@@ -301,12 +302,24 @@ void fi::storeQuantized(fi& into, const ElementVisit& targets, const fi& rhs, co
 
 namespace {
 
-/// Whether assigning takes no memory, so that elements may be changed in their place.
+/// Whether assigning takes no memory once it has begun, so that elements may be changed in their place.
 bool assignsInPlace(const fi& x, const fi& rhs) {
   const quantizer& q = x.assignmentQuantizerInUse();
   return !q.logger().isOn() && q.isDoubleBacked() && x.realPart().doubles() && rhs.realPart().doubles() &&
          x.iscomplex() == rhs.iscomplex() && !x.getNumericType().isSlopeBias() &&
          !rhs.getNumericType().isSlopeBias();
+}
+
+/// The same for neighbours in real arrays of long words for which stored integers stand, which they stay.
+bool assignsIntegers(fi& x, const fi& rhs) {
+  const NumericType& type = x.getNumericType();
+  mpnumber* const values = x.realPart().multiprecision();
+  if (!values || x.iscomplex() || rhs.iscomplex() || x.assignmentQuantizerInUse().logger().isOn() ||
+      elementPathOnly() || integersForCast(rhs.getNumericType(), type) == IntegerSizes::None)
+    return false;
+  return exactness::integersHold(kBitsOf<std::int64_t>, type)
+             ? values->modifiableIntegers<std::int64_t>(type.fractionLength()) != nullptr
+             : values->modifiableIntegers<Int128>(type.fractionLength()) != nullptr;
 }
 
 }  // namespace
@@ -418,6 +431,8 @@ void fi::subsasgnScalarIndexing(unsigned position, const fi& rhs) {
   const double* value = rhs.isreal() && !rhs.isSlopeBias() ? rhs.realPart_.doubles() : nullptr;
   if (value && Indexing::assignPlain(*this, position, *value)) return;
   errorIfNotAssignable(rhs);
+  if (rhs.isscalar() && assignsIntegers(*this, rhs))
+    return storeQuantized(*this, ElementVisit::from(position), rhs, ElementVisit::same(0), 1);
   makeValues(*this);
   const fi first(rhs, Reading{});
   std::optional<NewElement> element;
@@ -439,7 +454,7 @@ void fi::assignAt(tessel::IndexRanges ranges, const fi& rhs) {
     return rhs.isscalar() ? ElementVisit::same(0) : ElementVisit::from(place);
   };
   unsigned place = 0;
-  if (assignsInPlace(*this, rhs)) {
+  if (assignsInPlace(*this, rhs) || (ranges[0].step == 1 && assignsIntegers(*this, rhs))) {
     forEachVisit(dims_, ranges, [&](unsigned count, const ElementVisit& targets) {
       storeQuantized(*this, targets, rhs, sourcesFrom(place), count);
       place += count;

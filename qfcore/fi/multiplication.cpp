@@ -41,6 +41,20 @@ void multiplyByElements(const fi& a, const fi& b, const quantizer& products, con
   }
 }
 
+/// `products` quantizes each product, and `sums` those of two products that both parts of complex ones are.
+/// Apart, so that an exact product does not pay for its room.
+[[gnu::noinline]] void multiplyRounded(const fi& a, const fi& b, const quantizer& products,
+                                       const quantizer& sums, fi& result) {
+  const bool hasBlocks = BlockProduct::applies(a, b, products, sums);
+  const ProductRules rules{a, b, products, sums};
+  const IntegerSizes sizes = hasBlocks ? IntegerSizes::None : integersFor(rules);
+  switch (choosePath({.hasBlocks = hasBlocks, .hasIntegers = sizes != IntegerSizes::None}, a, b, result)) {
+    case Path::Blocks: return multiplyByBlocks(a, b, products, sums, result);
+    case Path::Integers: return multiplyByIntegers(rules, sizes, result);
+    default: multiplyByElements(fi(a, Reading{}), fi(b, Reading{}), products, sums, result);
+  }
+}
+
 /// Products, not of two complex arrays, that are values of the result's type as they are: no register, nothing
 /// to round or to record.
 bool multiplyExactly(const fi& a, const fi& b, fi& result) {
@@ -122,11 +136,17 @@ fi& fi::timesEquals(const fi& b, const quantizer& productQuantizer, const quanti
 
 /// Ways to element-wise products.
 struct fi::Products {
-  /// Where every product is a value of the format.
-  static fi exactly(const fi& a, const fi& b, const ArrayFormat::Ptr& format) {
-    fi result(shapeOfResult(a, b).dims_, format, a.iscomplex() || b.iscomplex(), a.tag(),
+  static bool involveSlopeBias(const fi& a, const fi& b) {
+    return a.isSlopeBias() || b.isSlopeBias() || a.getFimath().isProductSlopeBiasScaled() ||
+           a.getFimath().isSumSlopeBiasScaled();
+  }
+
+  /// Products of which the result's own quantizer makes each value, where there is nothing to record.
+  static fi withoutRegister(const fi& a, const fi& b, const ArrayFormat::Result& product) {
+    fi result(shapeOfResult(a, b).dims_, product.format, a.iscomplex() || b.iscomplex(), a.tag(),
               OperationTypeEnum::Product);
-    if (!multiplyExactly(a, b, result)) result = throughRegister(a, b, format->type());
+    const quantizer& q = result.assignmentQuantizer_;
+    if (!product.isExact || !multiplyExactly(a, b, result)) multiplyRounded(a, b, q, q, result);
     return result;
   }
 
@@ -135,22 +155,13 @@ struct fi::Products {
     const bool bothComplex = a.iscomplex() && b.iscomplex(), complexResult = a.iscomplex() || b.iscomplex();
     const NumericType type = bothComplex ? a.sumTypeOfProductsWith(b, productType) : productType;
     errorIfScaledDoubleSlopeBiasMath(a, b);
-    const bool slopeBias = a.isSlopeBias() || b.isSlopeBias() || a.getFimath().isProductSlopeBiasScaled() ||
-                           a.getFimath().isSumSlopeBiasScaled();
-    if (slopeBias && complexResult) fail<message::complexSlopeBias>("times");
+    if (complexResult && involveSlopeBias(a, b)) fail<message::complexSlopeBias>("times");
     const fi& shape = shapeOfResult(a, b);
     fi result(shape.dims_, type, a.getFimath(), complexResult, a.tag(), OperationTypeEnum::Product);
     fi productRegister = a.initializeProductRegister(productType, type, a.getFimath(), 0);
     const quantizer& products = productRegister.assignmentQuantizer_;
-    const quantizer& sums = productRegister.arithmeticState().sumRegister->assignmentQuantizer_;
-    const bool hasBlocks = BlockProduct::applies(a, b, products, sums);
-    const ProductRules rules{a, b, products, sums};
-    const IntegerSizes sizes = hasBlocks ? IntegerSizes::None : integersFor(rules);
-    switch (choosePath({.hasBlocks = hasBlocks, .hasIntegers = sizes != IntegerSizes::None}, a, b, result)) {
-      case Path::Blocks: multiplyByBlocks(a, b, products, sums, result); break;
-      case Path::Integers: multiplyByIntegers(rules, sizes, result); break;
-      default: multiplyByElements(fi(a, Reading{}), fi(b, Reading{}), products, sums, result);
-    }
+    multiplyRounded(a, b, products, productRegister.arithmeticState().sumRegister->assignmentQuantizer_,
+                    result);
     products.logger().nMathOperationsPlus(result.numel_);
     a.finishProducts(&result, productRegister, "times");
     return result;
@@ -160,9 +171,10 @@ struct fi::Products {
 fi fi::times(const fi& b) const {
   const ArrayFormat::Result product = productWith(b);
   // Registers log whenever logging is on.
-  if (!product.isExact || qlogger::getLogging() || (iscomplex() && b.iscomplex()))
-    return Products::throughRegister(*this, b, product.format->type());
-  return Products::exactly(*this, b, product.format);
+  const bool needsRegister = qlogger::getLogging() || (iscomplex() && b.iscomplex()) ||
+                             (!product.isExact && Products::involveSlopeBias(*this, b));
+  return needsRegister ? Products::throughRegister(*this, b, product.format->type())
+                       : Products::withoutRegister(*this, b, product);
 }
 
 fi fi::operator*(const fi& b) const {

@@ -55,8 +55,10 @@ bool assignElements(HostObject& object, IndexRanges ranges, const HostArray& val
   translated([&] {
     if (isOneNumber)
       x.subsasgnScalarIndexing(static_cast<unsigned>(ranges[0].first), *value.real<double>());
+    else if (rhs)
+      x.assignAt(ranges, *rhs);
     else
-      x.assignAt(ranges, rhs ? *rhs : fi::unquantized(value));
+      x.assignAt(ranges, fi::unquantized(value));
   });
   return true;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 #include <numeric>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -56,16 +57,25 @@ mpnumber::mpnumber(double value, unsigned precision) : mpnumber(1, precision, Nu
 
 mpnumber::mpnumber(const mpnumber* source, NumberVector tag)
     : mpnumber(source->numel(), source->precision(), tag) {
-  if (copyIntegers<std::int64_t>(*source) || copyIntegers<Int128>(*source)) return;
+  if (copyIntegers(*source, 0, 0, numel())) return;
   for (unsigned i = 0; i < numel(); ++i) setelement(i, source->getelement(i));
 }
 
-template <class Integer>
-bool mpnumber::copyIntegers(const mpnumber& source) {
+/// Where stored integers stand for the values of `source`, and then may for these: copies them. Whether it has.
+bool mpnumber::copyIntegers(const mpnumber& source, unsigned first, unsigned place, unsigned count) {
   const long fractionLength = source.storage().values.integerFormat().fractionLength;
-  const Integer* from = source.integers<Integer>(fractionLength);
-  if (from) std::copy_n(from, numel(), modifiableIntegers<Integer>(fractionLength));
-  return from != nullptr;
+  const auto copy = [&](const auto* from) {
+    using Integer = std::remove_cvref_t<decltype(*from)>;
+    Integer* to = from ? modifiableIntegers<Integer>(fractionLength) : nullptr;
+    if (to) std::copy_n(from + first, count, to + place);
+    return to != nullptr;
+  };
+  return copy(source.integers<std::int64_t>(fractionLength)) || copy(source.integers<Int128>(fractionLength));
+}
+
+mpnumber& mpnumber::copyValue(const mpnumber& source, unsigned place) {
+  if (!copyIntegers(source, place, getIndex(), 1)) setvalue(source.getelement(place));
+  return *this;
 }
 
 mpnumber::mpnumber(const mpnumber* source, CopyIndex)

@@ -95,6 +95,8 @@ class QFCORE_API mpnumber final : public numberrepbody {
   using numberrepbody::setvalue;
   /// Exact; see `numberops::setvalue`.
   mpnumber& setvalue(const MpFloat& value);
+  /// The current element takes element `place` of `source`.
+  mpnumber& copyValue(const mpnumber& source, unsigned place);
 
   const MpFloat& getelement() const { return current(); }
   const MpFloat& getelement(unsigned index) const { return std::as_const(storage().values)[first_ + index]; }
@@ -181,8 +183,7 @@ class QFCORE_API mpnumber final : public numberrepbody {
     return storage().values.modifiable(index_);
   }
   Storage* share() const;
-  template <class Integer>
-  bool copyIntegers(const mpnumber& source);
+  bool copyIntegers(const mpnumber& source, unsigned first, unsigned place, unsigned count);
   template <class Policy>
   mpnumber& roundCurrent();
   template <class Policy>

@@ -54,8 +54,8 @@ number& number::resize(unsigned count, unsigned precision) {
 
 number& number::copyValue(const number& source, unsigned place) {
   if (const double* values = source.doubles()) return setvalue(values[place]);
-  const number reader(source, Reading{});
-  return setvalue(reader[place]);
+  multiprecision()->copyValue(*source.multiprecision(), place);
+  return *this;
 }
 
 number& number::setvalue(const number& source, double slope, double bias) {

@@ -113,7 +113,8 @@ class QFCORE_API number {
   }
   number& setvalue(const number& other) { return body_->setvalue(*other.body_), *this; }
   number& operator=(const number& other) { return setvalue(other); }
-  /// The current element takes element `place` of `source`, whose cursor stays.
+  /// The current element takes element `place` of `source`, whose kind of values it has, and whose cursor
+  /// stays.
   number& copyValue(const number& source, unsigned place);
   /// This = source * slope + bias; slope and bias are numbers of the default precision.
   number& setvalue(const number& source, double slope, double bias);

@@ -152,6 +152,17 @@ inline const Operation kOperations[] = {
     OPERATION(o.a.subsref(index({HostArray::text(":")}))),
     OPERATION(o.a.subsref(index({HostArray::scalar(o.a.numel())}))),
     OPERATION(o.a.subsref(index({HostArray::scalar(1), HostArray::text(":")}))),
+    {"ranges and elements assigned",
+     [](const Operands& o) {
+       fi x = Operands::moved(o.a, o.type);
+       const std::size_t count = std::min(x.numel(), o.b.numel()), all = x.numel();
+       if (count == 0) return described(x);
+       const tessel::IndexRange first{0, 1, count}, last{all - count, 1, count}, odd{0, 2, (all + 1) / 2};
+       x.assignAt({&last, 1}, o.b.elementsAt({&first, 1}));
+       x.subsasgnScalarIndexing(0, fi(x, CopyElement{}, static_cast<unsigned>(all - 1)));
+       x.assignAt({&(o.number > 0 ? odd : first), 1}, fi(o.b, CopyElement{}, 0));
+       return described(x) + described(x.elementsAt({&odd, 1}));
+     }},
     OPERATION(o.a.numel() < 20 ? o.a.toeplitz() : o.a),
     OPERATION(o.a.numel() < 20 && o.b.numel() < 20 ? o.a.toeplitz(o.b) : o.a),
     OPERATION(o.a.numel() < 20 && o.b.numel() < 20 ? o.a.hankel(o.b) : o.a),

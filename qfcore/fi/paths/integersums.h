@@ -44,6 +44,10 @@ inline IntegerSizes integersForSums(const NumericType& a, const NumericType& b, 
 
 /// For elements brought to another type.
 inline IntegerSizes integersForCast(const NumericType& from, const NumericType& to) {
+  // Words on one grid, such as those of one type, need no more bits on their way.
+  if (exactness::integersHold(kBitsOf<std::int64_t>, from) &&
+      exactness::integersHold(kBitsOf<std::int64_t>, to) && from.fractionLength() == to.fractionLength())
+    return IntegerSizes::Short;
   return smallestIntegers([&](auto, auto stored) {
     constexpr int kBits = kBitsOf<decltype(stored)>;
     return exactness::integersHold(kBits, from) && exactness::integersHold(kBits, to) &&

@@ -116,7 +116,7 @@ bool BlockProduct::applies(const fi& a, const fi& b, const quantizer& products, 
 
 BlockProduct::BlockProduct(const fi& a, const fi& b, const quantizer& products, const quantizer& sums)
     : multiply_(a, b, products), sums_(sums), castIsIdentity_(!a.getFimath().castBeforeSum()) {
-  if (sums.logger().isOn()) return;
+  if (a.isreal() || b.isreal() || sums.logger().isOn()) return;
   const NumericType &sum = sums.numericType(), &term = products.numericType();
   castIsIdentity_ = castIsIdentity_ || exactness::holds(sum, term);
   addIsExact_ = exactness::holdsSums(sum, term, term, false);
