@@ -1,6 +1,7 @@
 #include "qfcore/fi/paths/matrixtiles.h"
 
 #include <algorithm>
+#include <type_traits>
 
 #include "qfcore/fi/exactness.h"
 #include "qfcore/fi/paths/blocks.h"
@@ -15,7 +16,7 @@ constexpr std::size_t kLanes = MatrixTiles::kLanes, kColumns = MatrixTiles::kCol
 /// Rows and columns of the first matrix whose elements are used together, from the first-level cache.
 constexpr std::size_t kRows = 4 * kLanes, kDepth = 64;
 
-/// totals += products, or = where these are the first; everything in units of a product's step. `sums` is the
+/// totals += products, or = where these are the first; left factors in units of a product's step. `sums` is the
 /// format of the sums.
 template <class Rounding, class Overflow, bool Wraps>
 QFCORE_VECTORISED void addRounded(const DoubleFormat& products, const DoubleFormat& sums,
@@ -26,7 +27,7 @@ QFCORE_VECTORISED void addRounded(const DoubleFormat& products, const DoubleForm
   for (double* bound : {&inRange.max, &inRange.min, &inRange.range}) *bound *= f.grid.unitsPerOne;
   MatrixTiles::Sums sum;
   for (std::size_t j = 0; j < kColumns; ++j) {
-    for (std::size_t i = 0; i < kLanes; ++i) sum[j][i] = isFirst ? 0 : totals[j][i];
+    for (std::size_t i = 0; i < kLanes; ++i) sum[j][i] = isFirst ? 0 : totals[j][i] * f.grid.unitsPerOne;
   }
   for (std::size_t k = 0; k < depth; ++k) {
     for (std::size_t j = 0; j < kColumns; ++j) {
@@ -37,7 +38,9 @@ QFCORE_VECTORISED void addRounded(const DoubleFormat& products, const DoubleForm
       }
     }
   }
-  for (std::size_t j = 0; j < kColumns; ++j) std::copy_n(sum[j], kLanes, totals[j]);
+  for (std::size_t j = 0; j < kColumns; ++j) {
+    for (std::size_t i = 0; i < kLanes; ++i) totals[j][i] = sum[j][i] * f.grid.unit;
+  }
 }
 
 /// Copies rows of some neighbouring columns, times `factor`, in strips of `kLanes` rows; the last one is filled
@@ -54,10 +57,18 @@ QFCORE_VECTORISED void packStrips(const double* from, std::size_t stride, std::s
   }
 }
 
-/// to[i] = from[i] * factor for at most `kLanes` values.
-void copyScaled(const double* from, std::size_t count, double factor, double* to) {
-  if (count == kLanes) count = kLanes;  // known to the loop then
-  for (std::size_t i = 0; i < count; ++i) to[i] = from[i] * factor;
+/// Copies at most `kLanes` values, in the powers of two that make up their count: a load and a store each.
+void copyFew(const double* __restrict from, std::size_t count, double* __restrict to) {
+  const auto copyIfIn = [&](auto size) {
+    if ((count & size) == 0) return;
+    for (std::size_t i = 0; i < size; ++i) to[i] = from[i];
+    from += size, to += size;
+  };
+  static_assert(kLanes == 8);
+  copyIfIn(std::integral_constant<std::size_t, 8>());
+  copyIfIn(std::integral_constant<std::size_t, 4>());
+  copyIfIn(std::integral_constant<std::size_t, 2>());
+  copyIfIn(std::integral_constant<std::size_t, 1>());
 }
 
 }  // namespace
@@ -125,11 +136,9 @@ void MatrixTiles::addProducts(const Tile& part, std::size_t first, std::size_t d
       factors.left[j] = left;
       factors.right[j] = right;
     }
-    for (std::size_t j = 0; j < count && first > 0; ++j)
-      copyScaled(places[j].start, places[j].rows, products_.grid.unitsPerOne, totals[j]);
+    for (std::size_t j = 0; j < count && first > 0; ++j) copyFew(places[j].start, places[j].rows, totals[j]);
     kernel_(products_, sums_, factors, depth, first == 0, totals);
-    for (std::size_t j = 0; j < count; ++j)
-      copyScaled(totals[j], places[j].rows, products_.grid.unit, places[j].start);
+    for (std::size_t j = 0; j < count; ++j) copyFew(totals[j], places[j].rows, places[j].start);
   }
 }
 
