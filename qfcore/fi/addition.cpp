@@ -118,7 +118,6 @@ template <class Operation>
 bool sumExactly(const fi& a, const fi& b, fi& result) {
   if (!areDoubles(result)) return sumLongExactly<Operation>(a, b, result);
   if (choosePath({.isExact = true}, a, b, result) != Path::PlainDoubles) return false;
-  if (combineOne<Operation>(result, a, b)) return true;
   const auto sumPart = [&](number& target, const BlockOperand& left, const BlockOperand& right) {
     double* const sums = target.doubles();
     shareLoop(result.numel(), kSharedDoubles, [&](std::size_t first, std::size_t size) {
@@ -136,7 +135,15 @@ bool sumExactly(const fi& a, const fi& b, fi& result) {
 struct fi::Sums {
   template <class Operation>
   static fi ofArrays(const fi& a, const fi& b) {
-    const ArrayFormat::Result sum = a.sumWith(b, Operation::kSubtracts);
+    if (const Ones ones = onesFor(Operation::kKind, a, b); ones.format)
+      return fi(*ones.format, Operation::apply(ones.a, ones.b), a.tag(), OperationTypeEnum::Sum);
+    return ofMany<Operation>(a, b);
+  }
+
+  // Apart, so that single values do not pay for the room of arrays.
+  template <class Operation>
+  [[gnu::noinline]] static fi ofMany(const fi& a, const fi& b) {
+    const ArrayFormat::Result sum = a.sumWith(b, Operation::kKind);
     const bool complexResult = a.iscomplex() || b.iscomplex();
     const fi& shape = checkedShape<Operation>(a, b, sum.isExact, complexResult);
     fi result(shape.dims_, sum.format, complexResult, a.tag(), OperationTypeEnum::Sum);

@@ -36,23 +36,27 @@ constexpr std::size_t kRecent = 16;
 
 /// Of what mostly tells formats apart; asked for every array that is made of a type and settings.
 std::size_t hashOf(const NumericType& type, const fimath& math) {
-  const auto bits = [](auto value, int place) {
-    return static_cast<std::size_t>(static_cast<unsigned>(value)) << place;
-  };
-  const std::size_t ofType = bits(type.wordLength(), 0) ^ bits(type.fixedExponent(), 8) ^
-                             bits(type.dataTypeMode(), 20) ^ bits(type.signedEnum(), 24);
-  const std::size_t ofMath = bits(math.roundMode(), 0) ^ bits(math.overflowMode(), 3) ^
-                             bits(math.productMode(), 4) ^ bits(math.sumMode(), 6) ^
-                             bits(math.productWordLength(), 8) ^ bits(math.sumWordLength(), 16);
-  const std::size_t mixed = (ofType ^ ofMath << 32) * 0x9E3779B97F4A7C15U;
-  return mixed >> 32;
+  std::uint32_t bits = 0;
+  const auto mix = [&bits](auto value) { bits = std::rotl(bits, 5) ^ static_cast<std::uint32_t>(value); };
+  mix(type.dataTypeMode());
+  mix(type.signedEnum());
+  mix(math.productMode());
+  mix(math.sumMode());
+  mix(math.productWordLength());
+  mix(math.sumWordLength());
+  mix(math.roundMode());
+  mix(math.overflowMode());
+  mix(type.fixedExponent());
+  mix(type.wordLength());
+  return bits * std::uint64_t{0x9E3779B97F4A7C15U} >> 32;
 }
 
 bool haveSameBits(double a, double b) {
   return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
 }
 
-NumericType withSign(NumericType type) {
+/// Apart: `of` would have to make room for it.
+[[gnu::noinline]] NumericType withSign(NumericType type) {
   if (type.isSignUnspecified()) {
     type.setDataTypeProps(type.dataType(), type.scaling(), SignedEnum::Signed, type.wordLength(),
                           type.slopeAdjustmentFactor(), type.fixedExponent(), type.bias());
@@ -83,10 +87,15 @@ bool ArrayFormat::isOf(const NumericType& type, const fimath& math) const {
 }
 
 ArrayFormat::Ptr ArrayFormat::of(const NumericType& type, const fimath& math) {
-  if (type.isSignUnspecified()) return of(withSign(type), math);
+  if (type.isSignUnspecified()) [[unlikely]]
+    return of(withSign(type), math);
   const std::size_t hash = hashOf(type, math);
+  const ArrayFormat* last = recent[hash % kRecent];
+  return last && last->isOf(type, math) ? Ptr(last) : madeOrFound(type, math, hash);
+}
+
+ArrayFormat::Ptr ArrayFormat::madeOrFound(const NumericType& type, const fimath& math, std::size_t hash) {
   const ArrayFormat*& last = recent[hash % kRecent];
-  if (last && last->isOf(type, math)) return Ptr(last);
   Table& kept = table();
   const std::lock_guard lock(kept.mutex);
   const auto [first, end] = kept.formats.equal_range(hash);

@@ -46,6 +46,11 @@ class QFCORE_API ArrayFormat : public Immutable {
     const Known* known = find(operation, right, terms);
     return known ? known->result : remembered(operation, right, terms, derive());
   }
+  /// The same where it has been asked for before; null otherwise.
+  const Result* knownResult(Operation operation, const ArrayFormat& right) const {
+    const Known* known = find(operation, right, 1);
+    return known ? &known->result : nullptr;
+  }
 
  private:
   struct Known {
@@ -59,7 +64,7 @@ class QFCORE_API ArrayFormat : public Immutable {
   friend class ImmutablePtr<ArrayFormat>;
   ArrayFormat(const EmbeddedTypeSystem::NumericType& type, const fimath& math);
   ~ArrayFormat();
-  static const ArrayFormat* found(const EmbeddedTypeSystem::NumericType& type, const fimath& math);
+  static Ptr madeOrFound(const EmbeddedTypeSystem::NumericType& type, const fimath& math, std::size_t hash);
   bool isOf(const EmbeddedTypeSystem::NumericType& type, const fimath& math) const;
   const Known* find(Operation operation, const ArrayFormat& right, unsigned terms) const {
     for (const auto& each : known_[static_cast<std::size_t>(operation)]) {

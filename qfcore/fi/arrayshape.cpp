@@ -1,7 +1,6 @@
 #include "qfcore/fi/arrayshape.h"
 
 #include <algorithm>
-#include <limits>
 #include <memory>
 
 #include "qfcore/fi/messages.h"
@@ -17,22 +16,12 @@ constexpr Message kTooManyElements{"numforge:fi:outofmemory", "Not enough memory
 
 }  // namespace
 
-ArrayShape::ArrayShape(const Shape& dims) : dims_(dims.size(), boost::container::default_init) {
-  if (dims.size() == 2) {  // nearly always
-    rows_ = dims_[0] = dims[0];
-    cols_ = dims_[1] = dims[1];
-    const std::size_t count = std::size_t{rows_} * cols_;
-    if (count > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
-    numel_ = static_cast<unsigned>(count);
-    maxDim_ = count == 0 ? 0 : std::max(rows_, cols_);
-    return;
-  }
-  std::copy(dims.begin(), dims.end(), dims_.begin());
+void ArrayShape::failTooMany() { fail<kTooManyElements>(); }
+
+void ArrayShape::takeMany(const Shape& dims) {
   std::size_t count = 1;
-  for (const unsigned size : dims_) {
-    count *= size;
-    if (count > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
-  }
+  for (const unsigned size : dims) errorIfTooMany(count *= size);
+  dims_ = dims;
   if (dims_.size() < 2) dims_.resize(2, 1U);
   updateNumel();
 }
@@ -58,7 +47,7 @@ ArrayShape::Shape ArrayShape::padded(Shape dims) {
 ArrayShape::Shape ArrayShape::shapeOf(const tessel::HostArray& array) {
   Shape shape;
   for (const std::size_t size : array.dims()) {
-    if (size > std::numeric_limits<unsigned>::max()) fail<kTooManyElements>();
+    errorIfTooMany(size);
     shape.push_back(static_cast<unsigned>(size));
   }
   return shape;

@@ -1,6 +1,8 @@
 /// The sizes of an array, and what can be asked of them alone.
 #pragma once
 
+#include <algorithm>
+#include <limits>
 #include <utility>
 
 #include <boost/container/small_vector.hpp>
@@ -52,12 +54,24 @@ class QFCORE_API ArrayShape {
 
  protected:
   /// Raises "numforge:fi:outofmemory" where the element count exceeds 32 bits.
-  explicit ArrayShape(const Shape& dims);
-  /// One element, in so many dimensions, at least two.
-  struct OneElement {
-    std::size_t dimCount;
-  };
-  explicit ArrayShape(OneElement one) : dims_(one.dimCount, 1U), numel_(1), maxDim_(1), rows_(1), cols_(1) {}
+  explicit ArrayShape(const Shape& dims) : dims_(2, boost::container::default_init) {
+    if (dims.size() != 2) {
+      takeMany(dims);
+      return;
+    }
+    rows_ = dims_[0] = dims[0];  // nearly always
+    cols_ = dims_[1] = dims[1];
+    const std::size_t count = std::size_t{rows_} * cols_;
+    errorIfTooMany(count);
+    numel_ = static_cast<unsigned>(count);
+    maxDim_ = count == 0 ? 0 : std::max(rows_, cols_);
+  }
+  /// One element in two dimensions.
+  struct OneElement {};
+  explicit ArrayShape(OneElement)
+      : dims_(2, boost::container::default_init), numel_(1), maxDim_(1), rows_(1), cols_(1) {
+    dims_[0] = dims_[1] = 1;
+  }
   ~ArrayShape() = default;
   ArrayShape(const ArrayShape&) = default;
   ArrayShape& operator=(const ArrayShape&) = default;
@@ -76,6 +90,13 @@ class QFCORE_API ArrayShape {
 
   Shape dims_;
   unsigned numel_ = 0, maxDim_ = 0, rows_ = 0, cols_ = 0;
+
+ private:
+  void takeMany(const Shape& dims);
+  static void errorIfTooMany(std::size_t count) {
+    if (count > std::numeric_limits<unsigned>::max()) failTooMany();
+  }
+  [[noreturn]] static void failTooMany();
 };
 
 }  // namespace embedded

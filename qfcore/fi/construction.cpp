@@ -20,10 +20,6 @@ using tessel::HostArray;
 namespace {
 
 constexpr Message kNotNumeric{"numforge:fi:constructor:numeric", "FI constructor only valid for numeric data"};
-const fi::Shape& scalarShape() {
-  static const fi::Shape shape{1, 1};
-  return shape;
-}
 
 /// Two sizes, nearly always, are read each on its own, which compilers would join: callers have mostly just
 /// stored them so, and a load of both at once waits until the stores are done, as long as hundreds of additions
@@ -91,7 +87,7 @@ fi::fi(double value, bool isSigned, int wordLength, int fractionLength, const fi
 
 fi::fi(double value, const NumericType& type, const fimath& math, unsigned precision, const std::string& tag,
        OperationTypeEnum operationType)
-    : fi(scalarShape(), type, math, false, tag, operationType, precision) {
+    : HeldArray(OneElement{}, ArrayFormat::of(type, math), tag, operationType, precision) {
   fillQuantized(value);
   recordInTotal();
 }

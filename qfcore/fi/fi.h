@@ -548,6 +548,11 @@ class QFCORE_API fi : public HeldArray {
      OperationTypeEnum operationType, unsigned precision = 0);
   fi(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const std::string& tag,
      OperationTypeEnum operationType, unsigned precision = 0);
+  /// 1-by-1 and real: `held`, a value of the format, which doubles carry.
+  fi(const ArrayFormat::Ptr& format, double held, const std::string& tag, OperationTypeEnum operationType)
+      : HeldArray(OneElement{}, format, tag, operationType, 0) {
+    *realPart_.doubles() = held;
+  }
   /// What `inType` gives where the type is another.
   fi castTo(const NumericType& type, const fimath& math) const;
   fi(const fi& model, const Shape& dims, bool isComplex) : HeldArray(model, dims, isComplex) {}
@@ -589,7 +594,7 @@ class QFCORE_API fi : public HeldArray {
   /// Takes the elements, shape and complexity of an array of this type; of a view, as `takeElements`.
   void replaceElements(fi& source);
   // What `getNumericTypeForAddOp` and the like give, without keeping it.
-  ArrayFormat::Result sumWith(const fi& b, bool subtracts) const;
+  ArrayFormat::Result sumWith(const fi& b, ArrayFormat::Operation operation) const;
   ArrayFormat::Result productWith(const fi& b) const;
   NumericType sumTypeOfProductsWith(const fi& b, const NumericType& productType) const;
   NumericType matrixSumTypeWith(const fi& b, const NumericType& productType) const;

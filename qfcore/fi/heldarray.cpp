@@ -27,8 +27,16 @@ HeldArray::HeldArray(const Shape& dims, const ArrayFormat::Ptr& format, bool isC
                      OperationTypeEnum operationType, unsigned precision)
     : ArrayShape(dims),
       realPart_(numel_, std::max(format->precision(), precision), Unset{}),
-      imagPart_(isComplex ? numel_ : 0, std::max(format->precision(), precision), Unset{}),
+      imagPart_(isComplex ? numel_ : 0, realPart_.getprecision(), Unset{}),
       isReal_(!isComplex),
+      format_(format),
+      assignmentQuantizer_(format->rules(), format->type(), tag, operationType) {}
+
+HeldArray::HeldArray(OneElement one, const ArrayFormat::Ptr& format, const std::string& tag,
+                     OperationTypeEnum operationType, unsigned precision)
+    : ArrayShape(one),
+      realPart_(1, std::max(format->precision(), precision), Unset{}),
+      imagPart_(0, realPart_.getprecision(), Unset{}),
       format_(format),
       assignmentQuantizer_(format->rules(), format->type(), tag, operationType) {}
 
@@ -111,12 +119,13 @@ HeldArray::HeldArray(const HeldArray& other, Reading)
       assignmentQuantizer_(other.getAssignmentQuantizer(), false) {}
 
 HeldArray::HeldArray(const HeldArray& other, CopyElement, unsigned position)
-    : ArrayShape(OneElement{other.dims_.size()}),
+    : ArrayShape(OneElement{}),
       realPart_(1, other.realPart_.getprecision(), Unset{}),
       imagPart_(other.isreal() ? 0 : 1, realPart_.getprecision(), Unset{}),
       isReal_(other.isreal()),
       format_(other.format()),
       assignmentQuantizer_(other.getAssignmentQuantizer()) {
+  if (other.dims_.size() != 2) dims_.resize(other.dims_.size(), 1U);
   other.checkIndex(position);
   realPart_.copyValue(other.realPart_, position);
   if (!isReal_) imagPart_.copyValue(other.imagPart_, position);

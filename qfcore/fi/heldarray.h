@@ -77,6 +77,10 @@ class QFCORE_API HeldArray : public ArrayShape {
   // -------------------------------------------------------------------------------- precision and quantization
   /// Replaces the sizes; the storage stays as it is. Ends with `updateNumel`.
   void copyDimensions(const unsigned* dims, unsigned numDims);
+  /// The value of an array that has one real element, in doubles, and is no view; null of others.
+  const double* onlyDouble() const {
+    return numel_ == 1 && isReal_ && !isView_ ? realPart_.doubles() : nullptr;
+  }
   /// The type's word length, or the number layer's default precision when that is 0.
   unsigned getPrecision() const;
   /// Resizes the storage to the element count at `precision` bits; values survive where the precision stays.
@@ -131,6 +135,9 @@ class QFCORE_API HeldArray : public ArrayShape {
  protected:
   /// Values without meaning, which the maker sets.
   HeldArray(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const std::string& tag,
+            OperationTypeEnum operationType, unsigned precision);
+  /// One real value without meaning, 1-by-1.
+  HeldArray(OneElement one, const ArrayFormat::Ptr& format, const std::string& tag,
             OperationTypeEnum operationType, unsigned precision);
   /// The same in the type and settings of `model`, with its tag and logging switch and nothing recorded.
   HeldArray(const HeldArray& model, const Shape& dims, bool isComplex);

@@ -64,7 +64,6 @@ bool multiplyExactly(const fi& a, const fi& b, fi& result) {
   const Ways ways{.isExact = true, .hasIntegers = sizes != IntegerSizes::None, .wideLoops = WideLoops::OfWide};
   const Path path = choosePath(ways, a, b, result);
   if (path == Path::Elements) return false;
-  if (path == Path::PlainDoubles && combineOne<Multiply>(result, a, b)) return true;
   if (path == Path::Integers) return multiplyExactlyByIntegers(a, b, sizes, result), true;
   const auto multiplyPart = [&](number& product, const number& x, const number& y) {
     if (path == Path::PlainWide) return combineWide<Multiply>(product, WideOperand(a, x), WideOperand(b, y));
@@ -136,6 +135,19 @@ fi& fi::timesEquals(const fi& b, const quantizer& productQuantizer, const quanti
 
 /// Ways to element-wise products.
 struct fi::Products {
+  // Apart, so that single values do not pay for the room of arrays.
+  [[gnu::noinline]] static fi ofArrays(const fi& a, const fi& b) {
+    const ArrayFormat::Result product = a.productWith(b);
+    // Registers log whenever logging is on.
+    const bool needsRegister = qlogger::getLogging() || (a.iscomplex() && b.iscomplex()) ||
+                               (!product.isExact && involveSlopeBias(a, b));
+    return needsRegister ? throughRegister(a, b, product.format->type()) : withoutRegister(a, b, product);
+  }
+
+  [[gnu::noinline]] static fi ofElements(const fi& a, const fi& b) {
+    return fi(a, CopyElement{}).times(fi(b, CopyElement{}));
+  }
+
   static bool involveSlopeBias(const fi& a, const fi& b) {
     return a.isSlopeBias() || b.isSlopeBias() || a.getFimath().isProductSlopeBiasScaled() ||
            a.getFimath().isSumSlopeBiasScaled();
@@ -169,18 +181,15 @@ struct fi::Products {
 };
 
 fi fi::times(const fi& b) const {
-  const ArrayFormat::Result product = productWith(b);
-  // Registers log whenever logging is on.
-  const bool needsRegister = qlogger::getLogging() || (iscomplex() && b.iscomplex()) ||
-                             (!product.isExact && Products::involveSlopeBias(*this, b));
-  return needsRegister ? Products::throughRegister(*this, b, product.format->type())
-                       : Products::withoutRegister(*this, b, product);
+  if (const Ones ones = onesFor(ArrayFormat::Operation::Product, *this, b); ones.format)
+    return fi(*ones.format, Multiply::apply(ones.a, ones.b), tag(), OperationTypeEnum::Product);
+  return Products::ofArrays(*this, b);
 }
 
 fi fi::operator*(const fi& b) const {
   // While logging is on, what elements record stays out of the registers of their arrays, scalars or not.
   if (isscalar() && b.isscalar() && !qlogger::getLogging()) return times(b);
-  return fi(*this, CopyElement{}).times(fi(b, CopyElement{}));
+  return Products::ofElements(*this, b);
 }
 
 fi& fi::operator*=(const fi& b) {

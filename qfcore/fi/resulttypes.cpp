@@ -249,15 +249,15 @@ bool involvesSlopeBias(const NumericType& a, const NumericType& b, const Registe
 
 }  // namespace
 
-ArrayFormat::Result fi::sumWith(const fi& b, bool subtracts) const {
-  const auto operation = subtracts ? ArrayFormat::Operation::Difference : ArrayFormat::Operation::Sum;
+ArrayFormat::Result fi::sumWith(const fi& b, ArrayFormat::Operation operation) const {
   const ArrayFormat &left = *format(), &right = *b.format();
   return left.result(operation, right, [&]() -> ArrayFormat::Result {
     errorIfMathMismatch(*this, b);
     const NumericType &ta = left.type(), &tb = right.type();
     const NumericType type = resulttypes::sum(ta, tb, left.math());
     return {ArrayFormat::of(type, left.math()),
-            !involvesSlopeBias(ta, tb, left.math().sum()) && exactness::holdsSums(type, ta, tb, subtracts)};
+            !involvesSlopeBias(ta, tb, left.math().sum()) &&
+                exactness::holdsSums(type, ta, tb, operation == ArrayFormat::Operation::Difference)};
   });
 }
 
@@ -274,7 +274,7 @@ ArrayFormat::Result fi::productWith(const fi& b) const {
 }
 
 const NumericType& fi::getNumericTypeForAddOp(const fi& b) const {
-  return arithmeticState().sumType = sumWith(b, false).format->type();
+  return arithmeticState().sumType = sumWith(b, ArrayFormat::Operation::Sum).format->type();
 }
 
 const NumericType& fi::getProductTypeForMpyOp(const fi& b) const {

@@ -8,7 +8,6 @@
 #include "qfcore/fi/elementvisit.h"
 #include "qfcore/fi/paths/elementwise.h"
 #include "qfcore/fi/paths/integerblocks.h"
-#include "qfcore/math/kerneltable.h"
 
 namespace embedded {
 
@@ -114,13 +113,6 @@ class ToHeld {
   double factor_, bias_;
 };
 
-/// Quantizes values in the pass that finds them finite. False where they are not all so, or where more than
-/// that is to be done with each: what is at `to` means nothing then, and nothing is recorded.
-bool quantizeFinite(const quantizer& q, const double* from, double* to, std::size_t count) {
-  const FiniteKernel kernel = kernelFor(q.mode(), q.roundMode(), q.overflowMode()).finite;
-  return kernel && !q.logger().isOn() && kernel(q.doubleFormat(), from, to, count);
-}
-
 template <class Element>
 void assignDoubles(number& part, const Element* values, const ToHeld& toHeld, const quantizer& q) {
   assert(q.isDoubleBacked());
@@ -132,7 +124,7 @@ void assignDoubles(number& part, const Element* values, const ToHeld& toHeld, co
                 const std::size_t first = begin + offset;
                 if constexpr (std::is_same_v<Element, double>) {
                   if (byBlocks && toHeld.isIdentity()) {
-                    if (quantizeFinite(*own[0], values + first, held + first, size)) return;
+                    if (own[0]->quantizeFinite(values + first, held + first, size)) return;
                     toHeld.requireSuited(values + first, size);
                     return own[0]->quantize(values + first, held + first, size);
                   }
@@ -203,11 +195,10 @@ void HeldArray::fillWithRealWorld(number& part, double value) const {
 }
 
 void HeldArray::fillQuantized(double value) {
-  const quantizer& q = assignmentQuantizer_;
-  double* plain = realPart_.doubles();
-  if (numel_ == 1 && plain && !isSlopeBias() && !elementPathOnly()) {
-    NumericType::checkNaNInf(getNumericType().dataType(), value);
-    return q.quantize(&value, plain, 1);
+  double* plain = numel_ == 1 ? realPart_.doubles() : nullptr;
+  if (plain && std::isfinite(value) && !isSlopeBias() && !elementPathOnly()) {
+    *plain = value;
+    return assignmentQuantizer_.quantize(plain, 1);
   }
   fillWithRealWorld(realPart_, value);
   quantizeAll();

@@ -18,6 +18,8 @@ void combineCounts(LogCounts& counts, const LogCounts& other, Combine combine) {
 
 }  // namespace
 
+LogRecord::~LogRecord() = default;
+
 LogCounts& LogCounts::operator+=(const LogCounts& more) {
   combineCounts(*this, more, [](std::size_t a, std::size_t b) { return a + b; });
   return *this;

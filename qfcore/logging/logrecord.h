@@ -75,6 +75,11 @@ class Extreme {
 };
 
 struct LogRecord {
+  LogRecord() = default;
+  LogRecord(const LogRecord&) = default;
+  // Not with its logger's: most loggers have none, and would keep registers free for it.
+  QFCORE_API ~LogRecord();
+
   Extreme max{Extreme::Kind::Largest}, min{Extreme::Kind::Smallest};
   /// Whether the extremes are real-world values. They are held values until some of other units join them.
   bool isRealWorld = false;

@@ -3,7 +3,9 @@
 
 #include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -55,8 +57,14 @@ struct QFCORE_API RegisterSettings {
   bool matches(const RegisterSettings& other) const;
   bool operator==(const RegisterSettings&) const = default;
   bool isIdentical(const RegisterSettings& other) const {
-    using Bits = std::array<std::uint64_t, sizeof(RegisterSettings) / sizeof(std::uint64_t)>;
-    return std::bit_cast<Bits>(*this) == std::bit_cast<Bits>(other);
+    // Word by word, as memory has them: of copies, compilers would compare what they have just stored.
+    std::uint64_t differing = 0, mine, others;
+    for (std::size_t at = 0; at < sizeof *this; at += sizeof mine) {
+      std::memcpy(&mine, reinterpret_cast<const std::byte*>(this) + at, sizeof mine);
+      std::memcpy(&others, reinterpret_cast<const std::byte*>(&other) + at, sizeof others);
+      differing |= mine ^ others;
+    }
+    return differing == 0;
   }
 
   /// The texts of the editing dialog.

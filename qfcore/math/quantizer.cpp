@@ -258,11 +258,19 @@ number& quantizer::quantize(number& value) const { return run(rules_->kernel, va
 
 void quantizer::quantize(const double* from, double* to, std::size_t count) const {
   requireFittingLengths();
-  const QuantizerRules& rules = *rules_;
-  if (!logger_.isOn()) return rules.kernel.array(rules.format, from, to, count, nullptr);
+  if (logger_.isOn()) return quantizeCounting(from, to, count);
+  rules_->kernel.array(rules_->format, from, to, count, nullptr);
+}
+
+void quantizer::quantizeCounting(const double* from, double* to, std::size_t count) const {
   Tally tally;
-  rules.kernel.array(rules.format, from, to, count, &tally);
+  rules_->kernel.array(rules_->format, from, to, count, &tally);
   logger_.record(tally);
+}
+
+bool quantizer::quantizeFinite(const double* from, double* to, std::size_t count) const {
+  const FiniteKernel finite = rules_->kernel.finite;
+  return finite && !logger_.isOn() && finite(rules_->format, from, to, count);
 }
 
 void quantizer::quantizeAll(number& values) const {

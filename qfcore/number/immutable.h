@@ -36,7 +36,8 @@ class ImmutablePtr {
   explicit ImmutablePtr(const T* made) : object_(made) { object_->add(); }
   ImmutablePtr(const ImmutablePtr& other) : ImmutablePtr(other.object_) {}
   ~ImmutablePtr() {
-    if (object_->drop()) delete object_;
+    if (object_->drop()) [[unlikely]]
+      delete object_;
   }
   ImmutablePtr& operator=(const ImmutablePtr& other) {
     ImmutablePtr copy(other);

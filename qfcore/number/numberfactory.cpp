@@ -25,8 +25,7 @@ numberrepbody* numberfactory::createnumberVector(unsigned count, unsigned precis
   return made.release();
 }
 
-numberrepbody* numberfactory::createnumberVector(unsigned count, unsigned precision, Unset tag) {
-  if (precision <= kMaxDoublePrecision) return new doublenumber(count, precision, tag);
+numberrepbody* numberfactory::createWideVector(unsigned count, unsigned precision) {
   return new mpnumber(count, precision, NumberVector{});
 }
 

@@ -91,8 +91,11 @@ void freeValues(void* start, std::size_t bytes) noexcept {
     return freeLines(start, bytes);
   // An empty place, or the one that was filled longest ago.
   Waiting::Block* place = &waiting.blocks[waiting.next];
-  for (Waiting::Block& block : waiting.blocks)
-    if (!block.start) place = &block;
+  for (Waiting::Block& block : waiting.blocks) {
+    if (block.start) continue;
+    place = &block;
+    break;
+  }
   if (place->start) {
     freeLines(place->start, place->bytes);
     waiting.next = (waiting.next + 1) % Waiting::kBlocks;

@@ -109,6 +109,37 @@ TEST_F(Paths, AreTheSameForEveryOperation) {
   }
 }
 
+TEST_F(Paths, OfSingleValuesAreTheSameOnceTheirFormatsHaveMet) {
+  const std::function<fi(const fi&, const fi&)> operations[] = {
+      [](const fi& a, const fi& b) { return a.plus(b); }, [](const fi& a, const fi& b) { return a.minus(b); },
+      [](const fi& a, const fi& b) { return a.times(b); }, [](const fi& a, const fi& b) { return a * b; }};
+  // Few formats: results are remembered for the first thousand of a process alone.
+  std::vector<NumericType> types;
+  for (int k = 0; k < 5; ++k) types.emplace_back(random.coin(), random.integer(1, 32), random.integer(-5, 32));
+  for (int trial = 0; trial < 400; ++trial) {
+    const auto any = [&] {
+      const NumericType& type = types[static_cast<std::size_t>(random.integer(0, 4))];
+      fi x = anyArray(random.integer(0, 3) == 0 ? std::vector<unsigned>{1, 1, 1} : std::vector<unsigned>{1, 1},
+                      type, fimath());
+      x.setTag("name");
+      return x;
+    };
+    fi a = any(), b = any();
+    const FiReference view(a);
+    for (const auto& operation : operations) {
+      qlogger::setLogging(random.integer(0, 3) == 0);
+      setElementPathOnly(true);
+      const fi expected = operation(a, b);
+      setElementPathOnly(false);
+      for (const fi& found : {operation(a, b), operation(view, b)}) {
+        ASSERT_EQ(described(found), described(expected))
+            << a.getNumericType().tostring() << ", " << b.getNumericType().tostring();
+        ASSERT_EQ(found.getQlogger().createFilogKey(), expected.getQlogger().createFilogKey());
+      }
+    }
+  }
+}
+
 TEST_F(Paths, OfChangesThroughViewsReachTheTargetOrAreRefused) {
   constexpr const char* kRefusal = "numforge:fi:FiReference:changesTarget";
   for (int trial = 0; trial < 400 && !HasFailure(); ++trial) {

@@ -129,14 +129,6 @@ void combine(double* result, const double* a, bool aIsScalar, const double* b, b
   combineBy(result, a, aIsScalar, b, bIsScalar, count, Applied<Operation>());
 }
 
-/// The same of one real double each, without what loops set up. False for others.
-template <class Operation>
-[[gnu::always_inline]] inline bool combineOne(fi& result, const fi& a, const fi& b) {
-  if (result.numel() != 1 || !result.isreal()) return false;
-  *result.realPart().doubles() = Operation::apply(*a.realPart().doubles(), *b.realPart().doubles());
-  return true;
-}
-
 // ------------------------------------------------------------------------------------------ range without grid
 
 /// Brings values on the grid of a format that lie beyond its range, by less than that range, back into it.

@@ -1,6 +1,7 @@
 /// The operations of arithmetic, for loops that are written once for all of them.
 #pragma once
 
+#include "qfcore/fi/fi.h"
 #include "qfcore/number/mpvalue.h"
 #include "qfcore/number/number.h"
 
@@ -10,6 +11,7 @@ namespace embedded {
 
 struct Add {
   static constexpr const char* kName = "plus";
+  static constexpr auto kKind = ArrayFormat::Operation::Sum;
   static constexpr bool kSubtracts = false;
   static double apply(double a, double b) { return a + b; }
   static void apply(number& a, const number& b) { a += b; }
@@ -18,6 +20,7 @@ struct Add {
 
 struct Subtract {
   static constexpr const char* kName = "minus";
+  static constexpr auto kKind = ArrayFormat::Operation::Difference;
   static constexpr bool kSubtracts = true;
   static double apply(double a, double b) { return a - b; }
   static void apply(number& a, const number& b) { a -= b; }

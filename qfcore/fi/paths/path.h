@@ -55,6 +55,23 @@ template <class... Arrays>
   return ways.isExact ? Path::PlainWide : Path::Wide;
 }
 
+/// One real double each, and the format of what an operation gives for them.
+struct Ones {
+  const ArrayFormat::Ptr* format;  ///< null where single values take the way of arrays
+  double a, b;
+};
+
+/// Of operands whose results doubles carry, all of them values of their format, while nothing is recorded.
+/// Spares single values what arrays set up, once the operation has met their formats.
+inline Ones onesFor(ArrayFormat::Operation operation, const fi& a, const fi& b) {
+  const double *left = a.onlyDouble(), *right = b.onlyDouble();
+  if (!left || !right || b.numDims() != 2) return {};
+  const ArrayFormat::Result* known = a.format()->knownResult(operation, *b.format());
+  const bool isPlain = known && known->isExact && known->format->precision() <= kMaxDoublePrecision;
+  if (!isPlain || qlogger::getLogging() || elementPathOnly()) return {};
+  return {&known->format, *left, *right};
+}
+
 /// Whether an operation that has nothing but blocks beside its elements takes them.
 template <class... Arrays>
 bool takesBlocks(const Arrays&... arrays) {
