@@ -175,14 +175,17 @@ void forEachVisit(const fi::Shape& dims, tessel::IndexRanges ranges, const Visit
 
 fi fi::elementsAt(tessel::IndexRanges ranges) const {
   if (ranges.size() == 1 && ranges[0].count == 1) return elementAt(static_cast<unsigned>(ranges[0].first));
-  fi result = unset(tessel::selectedSizes(dims_, ranges), iscomplex());
-  unsigned place = 0;
-  forEachVisit(dims_, ranges, [&](unsigned count, const ElementVisit& sources) {
-    copyElements(result, ElementVisit::from(place), sources, count);
-    place += count;
-  });
-  result.assignmentQuantizer_ = getAssignmentQuantizer();
-  return result;
+  // The only way out of a function: what it returns is then made in its place.
+  return [&] {
+    fi result = unset(tessel::selectedSizes(dims_, ranges), iscomplex());
+    unsigned place = 0;
+    forEachVisit(dims_, ranges, [&](unsigned count, const ElementVisit& sources) {
+      copyElements(result, ElementVisit::from(place), sources, count);
+      place += count;
+    });
+    result.assignmentQuantizer_ = getAssignmentQuantizer();
+    return result;
+  }();
 }
 
 fi fi::subsref(const HostArray& index) const {

@@ -48,7 +48,10 @@ SubscriptRanges rangesOf(const Subscripts& subscripts, const HostArray& array) {
   SubscriptRanges ranges;
   for (std::size_t k = 0; k < subscripts.size(); ++k) {
     const auto range = rangeOf(subscripts[k], array, k, subscripts.size());
-    if (!range) return {};
+    if (!range) {
+      ranges.clear();  // the same list on every way out is made in its place
+      break;
+    }
     ranges.push_back(*range);
   }
   return ranges;

@@ -14,6 +14,8 @@ namespace {
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 /// Smaller blocks are reused by the C allocator itself.
 constexpr std::size_t kLarge = 2 * kHugePage;
+/// Blocks below this size it has at hand, but not where it is to zero them.
+constexpr std::size_t kSmall = 1024;
 /// What waits at most.
 #ifdef __SANITIZE_ADDRESS__
 constexpr std::size_t kMaxWaiting = 0;  // the sanitizer finds misuse only of what is really freed
@@ -77,8 +79,8 @@ void* allocateLarge(std::size_t bytes) {
 }  // namespace
 
 void* allocateElements(std::size_t bytes, bool zeroed) {
-  if (bytes < kLarge) return zeroed ? std::calloc(1, bytes) : std::malloc(bytes);
-  void* start = allocateLarge(wholePages(bytes));
+  if (bytes < kLarge && zeroed && bytes >= kSmall) return std::calloc(1, bytes);
+  void* start = bytes < kLarge ? std::malloc(bytes) : allocateLarge(wholePages(bytes));
   if (start && zeroed) std::memset(start, 0, bytes);
   return start;
 }
