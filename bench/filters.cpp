@@ -1,6 +1,9 @@
 /// Filters: sections of second order, per section and sample, and taps, per tap and sample.
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <string>
+#include <type_traits>
 
 #include "bench/job.h"
 #include "bench/operands.h"
@@ -10,6 +13,7 @@ namespace bench {
 namespace {
 
 __extension__ typedef __int128 Int128;
+__extension__ typedef unsigned __int128 Uint128;
 
 constexpr std::size_t kTaps = 32;
 
@@ -91,6 +95,59 @@ Prepare byTapLoop() {
       uniform(kScale, 1), uniform(kScale, 2));
 }
 
+/// Of the product of two words, in bits of a sum: exact, or without so many bits by convergent rounding.
+template <int kDropped, class Sum>
+Sum rounded(Sum product) {
+  if constexpr (kDropped > 0) {
+    constexpr Sum kBelowHalf = (Sum{1} << (kDropped - 1)) - 1;
+    return (product + kBelowHalf + ((product >> kDropped) & 1)) >> kDropped;
+  } else {
+    return product;
+  }
+}
+
+/// Taps of words that are complex or without signs; where bits are dropped, sums saturate at 64.
+template <class Factor, class Sum, int kDropped>
+Prepare byLongTapLoop(int word) {
+  return [=](std::size_t count) -> Work {
+    constexpr bool kComplex = std::is_signed_v<Factor>;
+    const auto words = [=](std::size_t size, unsigned seed) {
+      std::vector<Factor> stored;
+      for (const double value : randomValues(size, 0.5, seed))
+        stored.push_back(static_cast<Factor>(std::ldexp(kComplex ? value : std::abs(value), word - 1)));
+      return stored;
+    };
+    return [=, x = words(2 * count, 1), h = words(2 * kTaps, 2), y = std::vector<Sum>(2 * count)]() mutable {
+      const auto product = [](Factor u, Factor v) { return rounded<kDropped>(static_cast<Sum>(u) * v); };
+      const auto inRange = [](Sum value) {
+        if constexpr (kDropped == 0) {
+          return value;
+        } else if constexpr (kComplex) {
+          return kept<Sum>(value, 64);
+        } else {
+          return std::min<Sum>(value, ~std::uint64_t{0});
+        }
+      };
+      for (std::size_t n = kTaps; n < count; ++n) {
+        Sum re = 0, im = 0;
+        for (std::size_t k = 0; k < kTaps; ++k) {
+          const Factor *u = &h[2 * k], *v = &x[2 * (n - k)];
+          if constexpr (kComplex) {
+            re = inRange(re + inRange(product(u[0], v[0]) - product(u[1], v[1])));
+            im = inRange(im + inRange(product(u[0], v[1]) + product(u[1], v[0])));
+          } else {
+            re = inRange(re + product(u[0], v[0]));
+          }
+        }
+        y[2 * n] = re;
+        y[2 * n + 1] = im;
+      }
+      benchmark::DoNotOptimize(y.data());
+      benchmark::ClobberMemory();
+    };
+  };
+}
+
 Prepare byTaps(Words words, bool isConvolution) {
   return [=](std::size_t count) -> Work {
     const NumericType type(true, words.signal, words.signal - 1);
@@ -167,6 +224,57 @@ std::vector<Job> wordJobs(double goal) {
   return jobs;
 }
 
+/// Taps of complex words, and of words that fill 64 bits without a sign.
+std::vector<Job> longJobs(double goal) {
+  std::vector<Job> jobs;
+  const auto add = [&](const std::string& name, const NumericType& type, bool isComplex, const fimath& math,
+                       const Contender& reference) {
+    const auto filled = [=](std::size_t count, unsigned seed) {
+      const double most = type.isSigned() ? 0.5 : 1;
+      const auto row = [&](unsigned own) {
+        Values values = randomValues(count, most, own);
+        if (!type.isSigned())
+          for (double& value : values) value = std::abs(value);
+        return rowOf(values, type, math);
+      };
+      fi made = row(seed);
+      if (!isComplex) return made;
+      made = made.complex();
+      made.imagPart() = row(seed + 10).realPart();
+      return made;
+    };
+    const auto operation = [=](const char* text, auto run) {
+      return subject(text,
+                     [=](std::size_t count) -> Work {
+                       return [=, h = filled(kTaps, 3), x = filled(count, 1),
+                               one = fi(1.0, NumericType(true, 2, 0), math)] {
+                         benchmark::DoNotOptimize(run(h, one, x));
+                       };
+                     },
+                     {atMostNanoseconds(goal)});
+    };
+    jobs.push_back(
+        {"32 taps of " + name + ", per tap and sample",
+         {reference,
+          operation("fi filter",
+                    [](const fi& h, const fi& one, const fi& x) { return embedded::filter(h, one, x); }),
+          operation("fi conv", [](const fi& h, const fi&, const fi& x) { return embedded::conv(h, x); })},
+         {100'000},
+         timesTaps});
+  };
+  const fimath rounding = keptSums(64, RoundModeEnum::convergent, OverflowModeEnum::saturate);
+  constexpr int kDropped = 66;
+  add("complex s16, full precision", NumericType(true, 16, 15), true, {},
+      {"complex int64 loop", byLongTapLoop<std::int64_t, std::int64_t, 0>(16)});
+  add("complex s32, full precision", NumericType(true, 32, 31), true, {},
+      {"complex __int128 loop", byLongTapLoop<std::int64_t, Int128, 0>(32)});
+  add("complex s64, sums of 64 bits, convergent, saturate", NumericType(true, 64, 63), true, rounding,
+      {"complex __int128 loop", byLongTapLoop<std::int64_t, Int128, kDropped>(64)});
+  add("u64, sums of 64 bits, convergent, saturate", NumericType(false, 64, 63), false, rounding,
+      {"unsigned __int128 loop", byLongTapLoop<std::uint64_t, Uint128, kDropped>(64)});
+  return jobs;
+}
+
 }  // namespace
 
 std::vector<Job> filterJobs() {
@@ -192,7 +300,8 @@ std::vector<Job> filterJobs() {
                                     {"__int128 loop", byIntegers<Int128>(kLong)}),
                            taps(kShort, "32 taps s16,15, full precision, per tap and sample"),
                            taps(kLong, "32 taps s32,31, full precision, per tap and sample")};
-  for (Job& job : wordJobs(kGoal)) jobs.push_back(std::move(job));
+  for (auto more : {wordJobs(kGoal), longJobs(kGoal)})
+    std::move(more.begin(), more.end(), std::back_inserter(jobs));
   return jobs;
 }
 

@@ -45,9 +45,7 @@ unsigned dimensionOf(const fi& x, unsigned dimension) {
 /// The registers of one filter or convolution, and its loops through them.
 class FilterRun {
  public:
-  struct Section {
-    fi b, a;
-  };
+  using Section = FilterKernel::Section;
 
   /// Products of b and x, of which `forwardTerms` meet in one sum, and, unless `backwardTerms` is 0, of a and
   /// the signal that comes out. Raises the type rules' errors.
@@ -79,11 +77,17 @@ class FilterRun {
     fi::errorIfSlopeBiasMath(forward_);
     sum_ = b.initializeSumRegister(sum, math(), precision, isComplex_);
     output_ = fi(1, 1, output, math(), isComplex_, b.tag(), OperationTypeEnum::Assignment);
-    if (!elementPathOnly() && !isComplex_) {
-      kernel_ = FilterKernel::madeFor({tb, ta, tx, forwardTerms, backwardTerms, quantizerOf(forward_),
-                                       quantizerOf(backward_), quantizerOf(sum_), quantizerOf(output_),
-                                       math().castBeforeSum()});
-    }
+    if (elementPathOnly()) return;
+    const auto products = [](bool leftIsComplex, bool rightIsComplex, unsigned terms, const fi& formed) {
+      const Factors factors = leftIsComplex    ? rightIsComplex ? Factors::BothComplex : Factors::LeftComplex
+                              : rightIsComplex ? Factors::RightComplex
+                                               : Factors::Real;
+      return FilterProducts{factors, terms, quantizerOf(formed), sumsOf(formed)};
+    };
+    kernel_ =
+        FilterKernel::madeFor({tb, ta, tx, products(b.iscomplex(), x.iscomplex(), forwardTerms, forward_),
+                               products(a.iscomplex(), isComplex_, backwardTerms, backward_), quantizerOf(sum_),
+                               quantizerOf(output_), math().castBeforeSum(), isComplex_});
   }
 
   const fimath& math() const { return owner_.getFimath(); }
@@ -121,13 +125,7 @@ class FilterRun {
     const std::size_t samples = sections.size() * fibers.count * fibers.length;
     forwardProducts_ += samples * sections[0].b.numel();
     backwardProducts_ += samples * backwardTerms_;
-    if (kernel_) {
-      std::vector<FilterKernel::Section> stored;
-      stored.reserve(sections.size());
-      for (const Section& section : sections)
-        stored.push_back({FilterKernel::stored(section.b), FilterKernel::stored(section.a)});
-      return kernel_->filter(stored, x, fibers, isAtRest, states, y);
-    }
+    if (kernel_) return kernel_->filter(sections, x, fibers, isAtRest, states, y);
     const auto order =
         static_cast<unsigned>(states.numel() / std::max<std::size_t>(sections.size() * fibers.count, 1));
     fi current = x;
@@ -150,7 +148,7 @@ class FilterRun {
     };
     for (unsigned place = 0; place < y.numel(); ++place)
       forwardProducts_ += bounds(place).second - bounds(place).first;
-    if (kernel_) return kernel_->convolve(FilterKernel::stored(u), FilterKernel::stored(v), skipped, y);
+    if (kernel_) return kernel_->convolve(u, v, skipped, y);
     const fi left(u, Reading{}), right(v, Reading{});
     ElementProduct product(left, right, quantizerOf(forward_), sumsOf(forward_));
     Scratch scratch(sum_.realPart_.getprecision());

@@ -1,14 +1,13 @@
 #include "qfcore/fi/paths/filterkernel.h"
 
 #include <algorithm>
-#include <cassert>
 #include <optional>
+#include <type_traits>
 
 #include "qfcore/fi/exactness.h"
+#include "qfcore/fi/paths/filterterms.h"
 #include "qfcore/fi/paths/integerblocks.h"
-#include "qfcore/fi/paths/integersteps.h"
 #include "qfcore/fi/paths/tiles.h"
-#include "qfcore/number/int256.h"
 #include "qfcore/number/precision.h"
 #include "tessel/interruption.h"
 
@@ -16,150 +15,82 @@ namespace embedded {
 
 namespace {
 
-/// The exact products of two types on their way into a sum.
-struct TermFormats {
-  IntegerValues product;  ///< exact
-  const quantizer &products, &sums;
-  bool cast;
+/// So many products take no time that anybody notices, between two questions for the interrupt key.
+constexpr std::size_t kProductsAtOnce = std::size_t{1} << 20;
 
-  IntegerValues rounded() const {
-    // Known more closely where rounding to their type leaves them as they are.
-    return IntegerStep<Int256>(product, products).isIdentity() ? product
-                                                               : IntegerValues::of(products.numericType());
-  }
-  IntegerValues sum() const { return IntegerValues::of(sums.numericType()); }
-  /// The grid on which both are added.
-  long grid() const { return cast ? sum().fraction : std::max(rounded().fraction, sum().fraction); }
-  IntegerValues total() const {
-    const IntegerValues term = cast ? sum() : rounded().onGrid(grid());
-    return sum().onGrid(grid()).plusOrMinus(term);
-  }
-  /// For all but sums of two values of the sum's type.
-  int bitsOfTerms() const {
-    const NumericType &productType = products.numericType(), &sumType = sums.numericType();
-    return std::max({product.bits, IntegerStep<Int256>::bitsFor(product, productType),
-                     cast ? IntegerStep<Int256>::bitsFor(rounded(), sumType)
-                          : IntegerStep<Int256>::bitsFor(total(), sumType)});
-  }
-  int bits() const {
-    return std::max(bitsOfTerms(), IntegerStep<Int256>::bitsFor(total(), sums.numericType()));
-  }
-};
+template <class Integer, bool kComplex>
+using Value = std::conditional_t<kComplex, Parts<Integer>, Integer>;
 
-/// What becomes of a product: chosen once a loop, so that no step is taken that would change nothing.
-enum class Way {
-  Exact,     ///< products are values of the sum's type, and no sum leaves it
-  Cast,      ///< products become values of the sum's type
-  CastTies,  ///< the same, where rounding looks at the value
-  Both,      ///< products are rounded before
-  BothTies,
-  Any,
-  Counting
+/// Elements of an operand.
+template <class Integer, bool kComplex>
+class FilterOperand {
+ public:
+  using Element = Value<Integer, kComplex>;
+
+  explicit FilterOperand(const fi& x) : parts_(x) {}
+  /// Those of at most a block, in `room` or where they are.
+  const Element* read(IntegerBlock<Element>& room, std::size_t first, std::size_t count,
+                      std::size_t stride = 1) const {
+    IntegerOperands::Room<Integer> apart;
+    const PartBlock<Integer> from = parts_.read(apart, first, count, stride);
+    for (std::size_t k = 0; k < count; ++k) room[k] = {from.re[k], from.im ? from.im[k] : Integer{0}};
+    return room.data();
+  }
+
+ private:
+  IntegerOperands parts_;
 };
 
 template <class Integer>
-Integer productOf(std::int64_t x, std::int64_t y) {
-  if constexpr (sizeof(Integer) > sizeof(Int128)) {
-    return Int128{x} * y;
-  } else {
-    return static_cast<Integer>(x) * y;
-  }
-}
-
-/// `Carrier` holds products until they are values of the sum's type, `Sum` what is summed.
-template <class Carrier, class Sum>
-class Term {
+class FilterOperand<Integer, false> : public IntegerOperand {
  public:
-  explicit Term(const TermFormats& formats)
-      : product_(formats.product, formats.products),
-        total_(formats.total(), formats.sums),
-        lift_(formats.cast ? 0 : static_cast<int>(formats.grid() - formats.rounded().fraction)),
-        sumLift_(static_cast<int>(formats.grid() - formats.sum().fraction)),
-        casts_(formats.cast) {
-    if (casts_) {
-      cast_ = CheapestStep<Carrier>(formats.rounded(), formats.sums);
-      sum_ = IntegerStep<Sum>(formats.total(), formats.sums);
-    }
-    raise_ = casts_ ? cast_.whole().raise() : lift_;
-  }
+  explicit FilterOperand(const fi& x) : IntegerOperand(x, x.realPart()) {}
+};
 
-  /// The least that products take, where sums stay in range or not.
-  Way way(bool sumsFit) const {
-    const IntegerStep<Carrier>& cast = cast_.whole();
-    const bool isRounded = !product_.isIdentity();
-    if (std::is_same_v<Carrier, Sum> && sumsFit && !isRounded) {
-      assert(casts_ ? cast.isExact() : sumLift_ == 0);
-      return Way::Exact;
-    }
-    if (!casts_ || !cast_.isShort() || !product_.isShort()) return Way::Any;
-    const bool ties = cast.dependsOnValue() || product_.dependsOnValue();
-    return isRounded ? (ties ? Way::BothTies : Way::Both) : ties ? Way::CastTies : Way::Cast;
-  }
-
-  /// The sum, or with `Subtracts` the difference, of a sum and the product of two stored integers.
-  template <bool Subtracts, Way kWay>
-  [[gnu::always_inline]] Sum added(Sum sum, std::int64_t x, std::int64_t y,
-                                   [[maybe_unused]] IntegerTally<Carrier>* products,
-                                   [[maybe_unused]] IntegerTally<Sum>* sums) const {
-    constexpr bool kTies = kWay == Way::CastTies || kWay == Way::BothTies;
-    Carrier term = productOf<Carrier>(x, y);
-    if constexpr (kWay == Way::Exact) {
-      Sum raised = static_cast<Sum>(term);
-      if (raise_ > 0) raised <<= raise_;
-      return Subtracts ? sum - raised : sum + raised;
-    } else if constexpr (kWay == Way::Counting) {
-      term = product_.template apply<true>(term, products);
-      if (casts_) {
-        sums->take(sum);
-        term = cast_.template apply<true>(term, sums);
-      } else {
-        term <<= lift_;
-        sum <<= sumLift_;
-      }
-      return total_.template apply<true>(Subtracts ? sum - term : sum + term, sums);
-    } else if constexpr (kWay == Way::Any) {
-      term = product_.template apply<false>(term, nullptr);
-      if (!casts_) {
-        const Carrier before = static_cast<Carrier>(sum) << sumLift_;
-        term <<= lift_;
-        return static_cast<Sum>(
-            total_.template apply<false>(Subtracts ? before - term : before + term, nullptr));
-      }
-      term = cast_.template apply<false>(term, nullptr);
-      return sum_.template added<Subtracts>(sum, static_cast<Sum>(term));
-    } else {
-      if constexpr (kWay == Way::Both || kWay == Way::BothTies)
-        term = product_.template applyShort<kTies>(term);
-      term = cast_.template applyShort<kTies>(term);
-      return sum_.template added<Subtracts>(sum, static_cast<Sum>(term));
+/// Elements of a result or of states.
+template <bool kComplex>
+class FilterTarget {
+ public:
+  explicit FilterTarget(fi& x) : re_(x.realPart(), x.getNumericType()), im_(x.imagPart(), x.getNumericType()) {}
+  template <class Integer>
+  void write(std::size_t first, std::size_t stride, const Parts<Integer>* from, std::size_t count) const {
+    for (std::size_t k = 0; k < count; ++k) {
+      re_.write(first + k * stride, &from[k].re, 1);
+      im_.write(first + k * stride, &from[k].im, 1);
     }
   }
 
  private:
-  IntegerStep<Carrier> product_;
-  CheapestStep<Carrier> cast_;
-  IntegerStep<Sum> sum_;  // of two values of the sum's type
-  IntegerStep<Carrier> total_;
-  int lift_, sumLift_, raise_;
-  bool casts_;
+  IntegerTarget re_, im_;
 };
 
-/// So many products take no time that anybody notices, between two questions for the interrupt key.
-constexpr std::size_t kProductsAtOnce = std::size_t{1} << 20;
+template <>
+class FilterTarget<false> : public IntegerTarget {
+ public:
+  explicit FilterTarget(fi& x) : IntegerTarget(x.realPart(), x.getNumericType()) {}
+};
 
 /// How many states a section has.
 std::size_t orderOf(const FilterKernel::Section& section) {
-  return std::max(section.b.size(), section.a.size()) - 1;
+  return std::max(section.b.numel(), section.a.numel()) - 1;
 }
-std::size_t productsOf(const FilterKernel::Section& section) { return section.b.size() + section.a.size(); }
+std::size_t productsOf(const FilterKernel::Section& section) {
+  return std::size_t{section.b.numel()} + section.a.numel();
+}
 
-/// The coefficients, of a size that is known beforehand or, with 0, is not.
-template <std::size_t Size>
+/// The coefficients of one section.
+template <class Sample>
+struct Coefficients {
+  std::vector<Sample> b, a;
+};
+
+/// The same, of a size that is known beforehand or, with 0, is not.
+template <class Sample, std::size_t Size>
 struct Taps {
-  const std::int64_t *b, *a;
+  const Sample *b, *a;
   std::size_t forward, backward, states;
 
-  explicit Taps(const FilterKernel::Section& section)
+  explicit Taps(const Coefficients<Sample>& section)
       : b(section.b.data()),
         a(section.a.data()),
         forward(Size > 0 ? Size : section.b.size()),
@@ -167,117 +98,138 @@ struct Taps {
         states(std::max(forward, backward) - 1) {}
 };
 
-template <class Carrier, class Sum>
+/// `Factor` holds words, `Carrier` their products on the way, `Sum` what is summed.
+template <class Carrier, class Sum, class Factor, bool kComplex>
 class IntegerFilter final : public FilterKernel {
  public:
   IntegerFilter(const FilterFormats& formats, const TermFormats& forward, const TermFormats& backward)
       : formats_(formats),
         forward_(forward),
         backward_(backward),
-        output_(IntegerValues::of(formats.sums.numericType()), formats.output) {
-    sumsFit_ = exactness::holdsSumsOfEither(formats.sums.numericType(), formats.forward.numericType(),
-                                            formats.forwardTerms, formats.backward.numericType(),
-                                            formats.backwardTerms);
-  }
+        output_(IntegerValues::of(formats.sums.numericType()), formats.output),
+        sumsFit_(exactness::holdsSumsOfEither(formats.sums.numericType(), formats.forward.type(),
+                                              formats.forward.terms, formats.backward.type(),
+                                              formats.backward.terms)) {}
 
   void filter(const std::vector<Section>& sections, const fi& x, const Fibers& fibers, bool isAtRest,
               fi& states, fi& y) const override {
     if (x.isempty()) return;
     const std::size_t order = orderOf(sections[0]), statesEach = sections.size() * order,
                       productsEach = sections.size() * productsOf(sections[0]);
-    const IntegerOperand signal(x, x.realPart());
-    const IntegerTarget result(y.realPart(), y.getNumericType());
-    std::optional<IntegerTarget> left;
-    std::optional<IntegerOperand> before;
+    std::vector<Coefficients<Sample>> coefficients;
+    coefficients.reserve(sections.size());
+    for (const Section& section : sections) coefficients.push_back({stored(section.b), stored(section.a)});
+    const FilterOperand<Factor, kComplex> signal(x);
+    const FilterTarget<kComplex> result(y);
+    std::optional<FilterTarget<kComplex>> left;
+    std::optional<FilterOperand<Sum, kComplex>> before;
     if (statesEach > 0) {
-      left.emplace(states.realPart(), states.getNumericType());
-      before.emplace(states, states.realPart());
+      left.emplace(states);
+      before.emplace(states);
     }
     share(fibers.count, fibers.length * productsEach, isAtRest,
           [&](std::size_t first, std::size_t count, auto way, Tallies& met) {
-            std::vector<Sum> z(statesEach + sections.size());
+            std::vector<State> z(statesEach + sections.size());
             // One more state of each section is always 0.
             const auto forEachState = [&](auto step) {
               for (std::size_t k = 0; k < statesEach; ++k) step(k, z[k + k / order]);
             };
-            IntegerBlock<Sum> sums;
-            IntegerBlock<std::int64_t> room;
+            IntegerBlock<State> sums;
+            IntegerBlock<Sample> room;
             for (std::size_t fiber = first; fiber < first + count; ++fiber) {
               forEachState(
-                  [&](std::size_t k, Sum& state) { state = *before->read(sums, fiber * statesEach + k, 1); });
+                  [&](std::size_t k, State& state) { state = *before->read(sums, fiber * statesEach + k, 1); });
               inBlocks(fibers.length, productsEach, [&](std::size_t from, std::size_t size) {
                 const std::size_t place = fibers.first(fiber) + from * fibers.stride;
-                const std::int64_t* samples = signal.read(room, place, size, fibers.stride);
-                if (formats_.backwardTerms == 0) {
-                  direct<way()>(sections[0].b, samples, size, z.data(), sums.data(), met);
+                const Sample* samples = signal.read(room, place, size, fibers.stride);
+                if (formats_.backward.terms == 0) {
+                  direct<way()>(coefficients[0].b, samples, size, z.data(), sums.data(), met);
                   return result.write(place, fibers.stride, sums.data(), size);
                 }
-                Sum* own = z.data();
-                for (const Section& section : sections) {
+                State* own = z.data();
+                for (const Coefficients<Sample>& section : coefficients) {
                   recursive<way()>(section, samples, room.data(), size, own, met);
                   samples = room.data();
                   own += order + 1;
                 }
                 result.write(place, fibers.stride, samples, size);
               });
-              forEachState(
-                  [&](std::size_t k, const Sum& state) { left->write(fiber * statesEach + k, &state, 1); });
+              forEachState([&](std::size_t k, const State& state) {
+                left->write(fiber * statesEach + k, 1, &state, 1);
+              });
             }
           });
   }
 
-  void convolve(const Stored& u, const Stored& v, std::size_t skipped, fi& y) const override {
+  void convolve(const fi& first, const fi& second, std::size_t skipped, fi& y) const override {
     if (y.isempty()) return;
-    const IntegerTarget result(y.realPart(), y.getNumericType());
+    const std::vector<Sample> u = stored(first), v = stored(second);
+    const FilterTarget<kComplex> result(y);
     const std::size_t productsEach = std::min(u.size(), v.size());
-    share(y.numel(), productsEach, true, [&](std::size_t first, std::size_t count, auto way, Tallies& met) {
-      IntegerBlock<Sum> sums;
+    share(y.numel(), productsEach, true, [&](std::size_t begin, std::size_t count, auto way, Tallies& met) {
+      IntegerBlock<State> sums;
       inBlocks(count, productsEach, [&](std::size_t from, std::size_t size) {
         for (std::size_t k = 0; k < size; ++k) {
-          const std::size_t n = first + from + k + skipped, begin = n < v.size() ? 0 : n - v.size() + 1;
-          Sum sum = 0;
-          for (std::size_t i = begin; i < std::min(u.size(), n + 1); ++i)
-            sum = forward_.template added<false, way()>(sum, u[i], v[n - i], &met.forward, &met.sums);
+          const std::size_t n = begin + from + k + skipped, least = n < v.size() ? 0 : n - v.size() + 1;
+          State sum{};
+          for (std::size_t i = least; i < std::min(u.size(), n + 1); ++i)
+            sum = forward_.template added<false, way()>(sum, u[i], v[n - i], met.forward, met.sums);
           sums[k] = sum;
         }
-        result.write(first + from, sums.data(), size);
+        result.write(begin + from, 1, sums.data(), size);
       });
     });
   }
 
   void dot(const fi& a, const fi& b, const Fibers& fibers, fi& y) const override {
     if (a.isempty()) return;
-    const IntegerOperand left(a, a.realPart()), right(b, b.realPart());
-    const IntegerTarget result(y.realPart(), y.getNumericType());
+    const FilterOperand<Factor, kComplex> left(a), right(b);
+    const FilterTarget<kComplex> result(y);
     share(fibers.count, fibers.length, true, [&](std::size_t first, std::size_t count, auto way, Tallies& met) {
-      IntegerBlock<std::int64_t> roomA, roomB;
+      IntegerBlock<Sample> roomA, roomB;
       for (std::size_t fiber = first; fiber < first + count; ++fiber) {
-        Sum sum = 0;
+        State sum{};
         inBlocks(fibers.length, 1, [&](std::size_t from, std::size_t size) {
           const std::size_t place = fibers.first(fiber) + from * fibers.stride;
-          const std::int64_t *p = left.read(roomA, place, size, fibers.stride),
-                             *q = right.read(roomB, place, size, fibers.stride);
+          const Sample *p = left.read(roomA, place, size, fibers.stride),
+                       *q = right.read(roomB, place, size, fibers.stride);
           for (std::size_t k = 0; k < size; ++k)
-            sum = forward_.template added<false, way()>(sum, p[k], q[k], &met.forward, &met.sums);
+            sum = forward_.template added<false, way()>(sum, p[k], q[k], met.forward, met.sums);
         });
-        result.write(fiber, &sum, 1);
+        result.write(fiber, 1, &sum, 1);
       }
     });
   }
 
  private:
+  /// Such integers gain little by taking fewer steps or staying in registers.
+  static constexpr bool kIsLong = std::is_class_v<Carrier> || std::is_same_v<Factor, Int128>;
+
+  using Sample = Value<Factor, kComplex>;
+  using State = Value<Sum, kComplex>;
+
   struct Tallies {
-    IntegerTally<Carrier> forward, backward;
+    typename Term<Carrier, Sum, kComplex>::Tallies forward, backward;
     IntegerTally<Sum> sums, output;
   };
 
+  static std::vector<Sample> stored(const fi& x) {
+    std::vector<Sample> stored(x.numel());
+    const FilterOperand<Factor, kComplex> from(x);
+    forEachIntegerBlock(0, stored.size(), [&](std::size_t first, std::size_t size) {
+      IntegerBlock<Sample> room;
+      std::copy_n(from.read(room, first, size), size, stored.begin() + static_cast<std::ptrdiff_t>(first));
+    });
+    return stored;
+  }
+
   template <Way kWay>
-  void direct(const Stored& b, const std::int64_t* signal, std::size_t count, Sum* z, Sum* to,
+  void direct(const std::vector<Sample>& b, const Sample* signal, std::size_t count, State* z, State* to,
               Tallies& met) const {
-    const Term<Carrier, Sum> term = forward_;
+    const Term<Carrier, Sum, kComplex> term = forward_;
     for (std::size_t n = 0; n < count; ++n) {
       const auto tap = [&](std::size_t k) {
-        return term.template added<false, kWay>(z[k], b[k], signal[n], &met.forward, &met.sums);
+        return term.template added<false, kWay>(z[k], b[k], signal[n], met.forward, met.sums);
       };
       to[n] = tap(0);
       for (std::size_t k = 1; k < b.size(); ++k) z[k - 1] = tap(k);
@@ -285,37 +237,48 @@ class IntegerFilter final : public FilterKernel {
   }
 
   template <Way kWay>
-  void recursive(const Section& section, const std::int64_t* signal, std::int64_t* to, std::size_t count,
-                 Sum* z, Tallies& met) const {
+  void recursive(const Coefficients<Sample>& section, const Sample* signal, Sample* to, std::size_t count,
+                 State* z, Tallies& met) const {
     constexpr std::size_t kUsual = 3;
-    if (kWay == Way::Counting || section.b.size() != kUsual || section.a.size() != kUsual)
-      return recursiveOf<kWay>(Taps<0>(section), signal, to, count, z, met);
+    if ((kIsLong && kWay != Way::Exact) || kWay == Way::Counting || section.b.size() != kUsual ||
+        section.a.size() != kUsual)
+      return recursiveOf<kWay>(Taps<Sample, 0>(section), signal, to, count, z, met);
     // Where their number is known they stay in registers.
-    std::array<Sum, kUsual> known{z[0], z[1], 0};
-    recursiveOf<kWay>(Taps<kUsual>(section), signal, to, count, known.data(), met);
+    std::array<State, kUsual> known{z[0], z[1], State{}};
+    recursiveOf<kWay>(Taps<Sample, kUsual>(section), signal, to, count, known.data(), met);
     std::copy_n(known.begin(), kUsual - 1, z);
   }
 
+  /// A sum as it comes out.
+  template <Way kWay>
+  [[gnu::always_inline]] static Factor landed(const CheapestStep<Sum>& output, Sum sum, Tallies& met) {
+    if constexpr (kWay == Way::Exact) {
+      return static_cast<Factor>(output.template applyShort<true>(sum));
+    } else {
+      return static_cast<Factor>(output.template apply<kWay == Way::Counting>(sum, &met.output));
+    }
+  }
+
   template <Way kWay, std::size_t Size>
-  [[gnu::always_inline]] void recursiveOf(const Taps<Size>& taps, const std::int64_t* signal, std::int64_t* to,
-                                          std::size_t count, Sum* z, Tallies& met) const {
-    const Term<Carrier, Sum> forward = forward_, backward = backward_;
+  [[gnu::always_inline]] void recursiveOf(const Taps<Sample, Size>& taps, const Sample* signal, Sample* to,
+                                          std::size_t count, State* z, Tallies& met) const {
+    const Term<Carrier, Sum, kComplex> forward = forward_, backward = backward_;
     const auto output = output_;
     for (std::size_t n = 0; n < count; ++n) {
-      const std::int64_t x = signal[n];
-      const Sum sum = forward.template added<false, kWay>(z[0], taps.b[0], x, &met.forward, &met.sums);
-      Sum landed;
-      if constexpr (kWay == Way::Exact) {
-        landed = output.template applyShort<true>(sum);
+      const Sample x = signal[n];
+      const State sum = forward.template added<false, kWay, true>(z[0], taps.b[0], x, met.forward, met.sums);
+      Sample y;
+      if constexpr (kComplex) {
+        y = {landed<kWay>(output, sum.re, met), landed<kWay>(output, sum.im, met)};
       } else {
-        landed = output.template apply<kWay == Way::Counting>(sum, &met.output);
+        y = landed<kWay>(output, sum, met);
       }
-      const auto y = static_cast<std::int64_t>(landed);
       for (std::size_t k = 1; k <= taps.states; ++k) {
-        Sum s = z[k];
-        if (k < taps.forward) s = forward.template added<false, kWay>(s, taps.b[k], x, &met.forward, &met.sums);
+        State s = z[k];
+        if (k < taps.forward)
+          s = forward.template added<false, kWay, true>(s, taps.b[k], x, met.forward, met.sums);
         if (k < taps.backward)
-          s = backward.template added<true, kWay>(s, taps.a[k], y, &met.backward, &met.sums);
+          s = backward.template added<true, kWay, true>(s, taps.a[k], y, met.backward, met.sums);
         z[k - 1] = s;
       }
       to[n] = y;
@@ -335,7 +298,8 @@ class IntegerFilter final : public FilterKernel {
   /// Calls `run(first, size, way, tallies)` for ranges of so many results.
   template <class Run>
   void share(std::size_t count, std::size_t productsEach, bool isAtRest, Run run) const {
-    const std::array registers{&formats_.forward, &formats_.backward, &formats_.sums, &formats_.output};
+    const std::array registers{&formats_.forward.each,   &formats_.forward.pairs, &formats_.backward.each,
+                               &formats_.backward.pairs, &formats_.sums,          &formats_.output};
     const Way chosen = wayFrom(isAtRest);
     const std::size_t worthwhile = kSharedRounded / std::max<std::size_t>(productsEach, 1);
     shareLoop(count, std::max<std::size_t>(worthwhile, 1), registers,
@@ -343,17 +307,19 @@ class IntegerFilter final : public FilterKernel {
                 Tallies met;
                 withWay(chosen, [&](auto way) { run(first, size, way, met); });
                 if (chosen != Way::Counting) return;
-                record(met.forward, *own[0]);
-                record(met.backward, *own[1]);
-                record(met.sums, *own[2]);
-                record(met.output, *own[3]);
+                record(met.forward.products, *own[0]);
+                record(met.forward.pairs, *own[1]);
+                record(met.backward.products, *own[2]);
+                record(met.backward.pairs, *own[3]);
+                record(met.sums, *own[4]);
+                record(met.output, *own[5]);
               });
   }
 
   Way wayFrom(bool isAtRest) const {
     if (formats_.sums.logger().isOn()) return Way::Counting;
     const bool fit = sumsFit_ && isAtRest && output_.isShort();
-    const Way ahead = forward_.way(fit), back = formats_.backwardTerms > 0 ? backward_.way(fit) : ahead;
+    const Way ahead = forward_.way(fit), back = formats_.backward.terms > 0 ? backward_.way(fit) : ahead;
     const auto [least, most] = std::minmax(ahead, back);
     return least == Way::CastTies && most == Way::Both ? Way::BothTies : most;
   }
@@ -366,7 +332,7 @@ class IntegerFilter final : public FilterKernel {
       if (way == Way::Counting) return with(std::integral_constant<Way, Way::Counting>());
       if (way == Way::Exact) return with(std::integral_constant<Way, Way::Exact>());
     }
-    if constexpr (!std::is_class_v<Sum>) {
+    if constexpr (!kIsLong) {
       switch (way) {
         case Way::Cast: return with(std::integral_constant<Way, Way::Cast>());
         case Way::CastTies: return with(std::integral_constant<Way, Way::CastTies>());
@@ -374,12 +340,14 @@ class IntegerFilter final : public FilterKernel {
         case Way::BothTies: return with(std::integral_constant<Way, Way::BothTies>());
         default: break;
       }
+    } else if constexpr (!kAreOneKind) {
+      if (way == Way::Cast || way == Way::CastTies) return with(std::integral_constant<Way, Way::CastTies>());
     }
     with(std::integral_constant<Way, Way::Any>());
   }
 
   FilterFormats formats_;
-  Term<Carrier, Sum> forward_, backward_;
+  Term<Carrier, Sum, kComplex> forward_, backward_;
   CheapestStep<Sum> output_;
   bool sumsFit_;
 };
@@ -392,43 +360,58 @@ bool roundsInDoubles(const NumericType& sums) {
   return !sums.isSigned() && sums.wordLength() == static_cast<int>(kDoubleBits) - 1;
 }
 
-}  // namespace
-
-std::unique_ptr<FilterKernel> FilterKernel::madeFor(const FilterFormats& f) {
-  const NumericType &forward = f.forward.numericType(), &backward = f.backward.numericType(),
-                    &sums = f.sums.numericType(), &output = f.output.numericType();
-  for (const NumericType* type : {&f.b, &f.a, &f.x, &forward, &backward, &sums, &output}) {
-    if (!isOrdinary(*type)) return nullptr;
-  }
+/// With the shortest integers that hold all that is formed on the way.
+template <class Factor, bool kComplex>
+std::unique_ptr<FilterKernel> madeWith(const FilterFormats& f, const TermFormats& ahead,
+                                       const TermFormats& back) {
   constexpr int kShort = kBitsOf<std::int64_t>, kLong = kBitsOf<Int128>, kLongest = kBitsOf<Int256>;
-  const bool hasFeedback = f.backwardTerms > 0;
-  const IntegerValues b = IntegerValues::of(f.b), a = IntegerValues::of(f.a), x = IntegerValues::of(f.x),
-                      sum = IntegerValues::of(sums);
-  if (std::max({b.bits, a.bits, x.bits}) > kShort || roundsInDoubles(sums)) return nullptr;
-  const TermFormats ahead{b * x, f.forward, f.sums, f.castBeforeSum},
-      back =
-          hasFeedback ? TermFormats{a * IntegerValues::of(output), f.backward, f.sums, f.castBeforeSum} : ahead;
-  const int bitsOfSums = std::max(sum.bits, hasFeedback ? IntegerStep<Int256>::bitsFor(sum, output) : 0),
-            all = std::max({ahead.bits(), back.bits(), bitsOfSums});
+  const bool counts = f.sums.logger().isOn();
+  const int ofOutput =
+                IntegerStep<Int256>::bitsFor(IntegerValues::of(f.sums.numericType()), f.output.numericType()),
+            ofSums = std::max({ahead.bitsOfSums(), back.bitsOfSums(), ofOutput}),
+            all = std::max({ahead.bits(), back.bits(), ofSums});
   // While nothing is counted, two words that fill an integer are added in it.
-  const int bits =
-      f.sums.logger().isOn() ? all : std::max({ahead.bitsOfTerms(), back.bitsOfTerms(), bitsOfSums});
-  if (bits <= kShort) return std::make_unique<IntegerFilter<std::int64_t, std::int64_t>>(f, ahead, back);
-  if (bits <= kLong && bitsOfSums <= kShort && !f.sums.logger().isOn())
-    return std::make_unique<IntegerFilter<Int128, std::int64_t>>(f, ahead, back);
-  if (bits <= kLong) return std::make_unique<IntegerFilter<Int128, Int128>>(f, ahead, back);
-  if (all <= kLongest) return std::make_unique<IntegerFilter<Int256, Int256>>(f, ahead, back);
+  const int bits = counts ? all : std::max({ahead.bitsOfTerms(), back.bitsOfTerms(), ofSums});
+  const auto made = [&](auto carrier, auto sum) -> std::unique_ptr<FilterKernel> {
+    return std::make_unique<IntegerFilter<decltype(carrier), decltype(sum), Factor, kComplex>>(f, ahead, back);
+  };
+  constexpr bool kAreShort = std::is_same_v<Factor, std::int64_t>;
+  if constexpr (kAreShort) {
+    if (bits <= kShort) return made(std::int64_t{}, std::int64_t{});
+    if (bits <= kLong && ofSums <= kShort && !counts) return made(Int128{}, std::int64_t{});
+  }
+  if (bits <= kLong) return made(Int128{}, Int128{});
+  if constexpr (!kAreShort) {
+    if (bits <= kLongest && ofSums <= kLong && !counts) return made(Int256{}, Int128{});
+  }
+  if (all <= kLongest) return made(Int256{}, Int256{});
   return nullptr;
 }
 
-FilterKernel::Stored FilterKernel::stored(const fi& x) {
-  Stored stored(x.numel());
-  const IntegerOperand from(x, x.realPart());
-  forEachIntegerBlock(0, stored.size(), [&](std::size_t first, std::size_t size) {
-    IntegerBlock<std::int64_t> room;
-    std::copy_n(from.read(room, first, size), size, stored.begin() + static_cast<std::ptrdiff_t>(first));
-  });
-  return stored;
+}  // namespace
+
+std::unique_ptr<FilterKernel> FilterKernel::madeFor(const FilterFormats& f) {
+  const NumericType &forward = f.forward.type(), &backward = f.backward.type(), &sums = f.sums.numericType(),
+                    &output = f.output.numericType();
+  for (const NumericType* type : {&f.b, &f.a, &f.x, &f.forward.each.numericType(), &forward,
+                                  &f.backward.each.numericType(), &backward, &sums, &output}) {
+    if (!isOrdinary(*type)) return nullptr;
+  }
+  const IntegerValues b = IntegerValues::of(f.b), a = IntegerValues::of(f.a), x = IntegerValues::of(f.x);
+  const int bits = std::max({b.bits, a.bits, x.bits});
+  if (bits > kBitsOf<Int128>) return nullptr;
+  for (const NumericType* type : {&forward, &backward, &sums}) {
+    if (roundsInDoubles(*type)) return nullptr;
+  }
+  const TermFormats ahead{b * x, f.forward, f.sums, f.castBeforeSum};
+  const TermFormats back = f.backward.terms > 0
+                               ? TermFormats{a * IntegerValues::of(output), f.backward, f.sums, f.castBeforeSum}
+                               : ahead;
+  const auto made = [&](auto factor) {
+    using Factor = decltype(factor);
+    return f.isComplex ? madeWith<Factor, true>(f, ahead, back) : madeWith<Factor, false>(f, ahead, back);
+  };
+  return bits <= kBitsOf<std::int64_t> ? made(std::int64_t{}) : made(Int128{});
 }
 
 }  // namespace embedded

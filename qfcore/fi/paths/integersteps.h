@@ -27,6 +27,12 @@ struct IntegerValues {
     return {fraction + other.fraction, both + 1 + (areSigned && other.areSigned), both,
             areSigned || other.areSigned};
   }
+  /// Whether all of them are values of the type.
+  bool areOf(const NumericType& type) const {
+    const IntegerValues target = of(type);
+    return fraction <= target.fraction && bits + target.fraction - fraction <= target.bits &&
+           (target.areSigned || !areSigned);
+  }
   /// The same values on a grid that is no coarser.
   IntegerValues onGrid(long finer) const {
     const int places = static_cast<int>(finer - fraction);
