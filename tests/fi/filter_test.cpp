@@ -116,14 +116,16 @@ class Filters : public reference::ArithmeticTest {
     math.setSumFractionLength(random.integer(8, 12));
     math.setCastBeforeSum(true);
   }
-  /// Sums of two products that doubles hold but not with one half added, before they wrap.
-  static void fillDoublesByPairs(fimath& math, Types& types) {
+  /// Sums of two products that doubles hold but not with one half added, or that leave 64 bits, before they
+  /// wrap.
+  void fillNumbersByPairs(fimath& math, Types& types) {
     types = {NumericType(false, 26, 0), NumericType(false, 26, 0)};
     math.setRoundMode(RoundModeEnum::nearest);
     math.setOverflowMode(OverflowModeEnum::wrap);
     math.setProductMode(ArithmeticModeEnum::FullPrecision);
     math.setSumMode(ArithmeticModeEnum::SpecifyPrecision);
-    math.setSumFormat(52, 0);
+    const int unused = random.coin() ? 0 : 11;
+    math.setSumFormat(52 + unused, unused);
     math.setCastBeforeSum(true);
   }
   NumericType anyType() {
@@ -220,7 +222,7 @@ TEST_F(Filters, AreTheirLoops) {
     NumericType ofA = typeWithOne();
     if (trial % 16 == 1) roundAheadAndLimitBack(math, types, ofA);
     const bool arePairs = trial % 16 == 2;
-    if (arePairs) fillDoublesByPairs(math, types);
+    if (arePairs) fillNumbersByPairs(math, types);
     const fi b = vector(count(4), types.b, math, arePairs ? 0 : 3),
              a = denominator(trial % 3 == 0 ? 1 : count(4), ofA, math, 3);
     const unsigned rows = count(6), columns = random.coin() ? 1 : count(3);

@@ -124,11 +124,11 @@ class IntegerStep {
       return inRange(Subtracts ? sum - term : sum + term);
     } else {
       Integer total;
-      // The words may fill the integer.
+      // The words may fill the integer, or but for a sign that they have not.
       const bool isLost =
           Subtracts ? __builtin_sub_overflow(sum, term, &total) : __builtin_add_overflow(sum, term, &total);
       if (isLost) [[unlikely]]
-        return range_ == Range::Wraps ? total : sum < 0 ? min_ : largest();
+        return range_ == Range::Wraps ? broughtIntoRange(total) : sum < 0 ? min_ : largest();
       return inRange(total);
     }
   }
@@ -172,7 +172,8 @@ class IntegerStep {
   }
   [[gnu::noinline]] Integer broughtIntoRange(Integer value) const {
     if (range_ == Range::Wraps)
-      return static_cast<Integer>((static_cast<Unsigned>(value) - static_cast<Unsigned>(min_)) & span_) + min_;
+      return static_cast<Integer>(((static_cast<Unsigned>(value) - static_cast<Unsigned>(min_)) & span_) +
+                                  static_cast<Unsigned>(min_));
     return value < min_ ? min_ : largest();
   }
   Integer largest() const { return static_cast<Integer>(static_cast<Unsigned>(min_) + span_); }
