@@ -244,11 +244,12 @@ class Lexer {
 
   bool isInMatrix() const { return !brackets_.empty() && brackets_.back().kind != TokenKind::LeftParen; }
 
-  /// `hold 'on'`: a quote between a blank and a letter, behind the first word of a statement.
+  /// `hold 'on'`, `help '+'`: a quote between a blank and a letter, behind the first word of a statement.
   bool isCommandText() const {
     const auto& tokens = result_.tokens;
     if (tokens.back().kind != TokenKind::Name || !spaceBefore_ || !brackets_.empty() ||
-        !isWordCharacter(at(1)) || restOfLine().substr(1).find('\'') == std::string_view::npos)
+        !(isWordCharacter(at(1)) || tokens.back().text == "help") ||
+        restOfLine().substr(1).find('\'') == std::string_view::npos)
       return false;
     if (tokens.size() == 1) return true;
     const TokenKind before = tokens[tokens.size() - 2].kind;

@@ -141,18 +141,20 @@ class Parser : private ExpressionParser {
     return make(IndexExpression{std::move(command), std::move(steps)}, 2);
   }
 
-  /// `run /there`, `run ../there`: what looks like a path behind a word and a blank.
-  bool mayBePath() const {
+  /// `run /there`, `run ../there`, `clear -all`: what looks like a path or an option behind a word and a blank.
+  bool mayBePathOrOption() const {
     using enum TokenKind;
     const Token& next = ahead();
     if (!isAt(Name) || !next.spaceBefore || next.line != current().line || ahead(2).spaceBefore) return false;
     const TokenKind second = ahead(2).kind;
     const bool isAbove = next.kind == Dot && (second == Dot || second == DotDivide);
-    return next.kind == Divide || next.kind == DotDivide || isAbove || (next.kind == Not && second == Divide);
+    const bool isOption = next.kind == Minus && second == Name;
+    return next.kind == Divide || next.kind == DotDivide || isAbove || isOption ||
+           (next.kind == Not && second == Divide);
   }
 
   /// Which of both it is, only the program knows while it runs.
-  CommandOrExpression parsePath() {
+  CommandOrExpression parseWords() {
     const std::size_t start = position_;
     const auto silenced = [&](ExpressionPtr expression) {
       return ExpressionStatement{std::move(expression), isAt(TokenKind::Semicolon)};
@@ -173,8 +175,8 @@ class Parser : private ExpressionParser {
 
   /// A call of its own, as the one above: blocks nest through their caller, and would carry what it needs.
   [[gnu::noinline]] void parseSimple(Statement& statement) {
-    if (mayBePath()) {
-      statement.node = parsePath();
+    if (mayBePathOrOption()) {
+      statement.node = parseWords();
       return;
     }
     if (isCommand()) {
