@@ -172,7 +172,7 @@ std::string printInteger(const Piece& piece, long double value) {
   }
   if (!isUnsigned && std::abs(value) < 0x1p63L) return printed(start + "lld", static_cast<long long>(value));
   // Decimal digits would be taken for those of another base.
-  if (isUnsigned && piece.conversion != 'u') return printed("%" + piece.text + 'e', static_cast<double>(value));
+  if (isUnsigned && piece.conversion != 'u') return printed("%" + piece.text + "Le", value);
   return printed("%" + withoutPoint(piece.text) + ".0Lf", value);
 }
 
@@ -189,8 +189,11 @@ std::string printNumber(const Piece& piece, long double value) {
                      std::string(1, static_cast<char>(static_cast<unsigned char>(value))));
   }
   if (isInteger && isWhole) return printInteger(piece, value);
+  // The digits of longer numbers differ in this base alone.
+  if (piece.conversion == 'a' || piece.conversion == 'A')
+    return printed("%" + piece.text + piece.conversion, static_cast<double>(value));
   const char conversion = isInteger ? 'e' : isCharacter ? 'g' : piece.conversion;
-  return printed("%" + piece.text + conversion, static_cast<double>(value));
+  return printed("%" + piece.text + 'L' + conversion, value);
 }
 
 /// Texts as they are, and integers that no native type holds, digit by digit; other conversions as numbers.
