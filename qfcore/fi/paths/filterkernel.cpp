@@ -240,8 +240,8 @@ class IntegerFilter final : public FilterKernel {
   void recursive(const Coefficients<Sample>& section, const Sample* signal, Sample* to, std::size_t count,
                  State* z, Tallies& met) const {
     constexpr std::size_t kUsual = 3;
-    if ((kIsLong && kWay != Way::Exact) || kWay == Way::Counting || section.b.size() != kUsual ||
-        section.a.size() != kUsual)
+    constexpr bool kIsSlow = (kIsLong || kComplex) && kWay != Way::Exact;
+    if (kIsSlow || kWay == Way::Counting || section.b.size() != kUsual || section.a.size() != kUsual)
       return recursiveOf<kWay>(Taps<Sample, 0>(section), signal, to, count, z, met);
     // Where their number is known they stay in registers.
     std::array<State, kUsual> known{z[0], z[1], State{}};
@@ -332,16 +332,18 @@ class IntegerFilter final : public FilterKernel {
       if (way == Way::Counting) return with(std::integral_constant<Way, Way::Counting>());
       if (way == Way::Exact) return with(std::integral_constant<Way, Way::Exact>());
     }
+    // Rules that look at the value round where they need not as well, in a little more time.
+    const bool casts = way == Way::Cast || way == Way::CastTies,
+               rounds = way == Way::Both || way == Way::BothTies;
+    if constexpr (!kIsLong && !kComplex) {
+      if (way == Way::Cast) return with(std::integral_constant<Way, Way::Cast>());
+      if (way == Way::Both) return with(std::integral_constant<Way, Way::Both>());
+    }
+    if constexpr (!kIsLong || !kAreOneKind) {
+      if (casts) return with(std::integral_constant<Way, Way::CastTies>());
+    }
     if constexpr (!kIsLong) {
-      switch (way) {
-        case Way::Cast: return with(std::integral_constant<Way, Way::Cast>());
-        case Way::CastTies: return with(std::integral_constant<Way, Way::CastTies>());
-        case Way::Both: return with(std::integral_constant<Way, Way::Both>());
-        case Way::BothTies: return with(std::integral_constant<Way, Way::BothTies>());
-        default: break;
-      }
-    } else if constexpr (!kAreOneKind) {
-      if (way == Way::Cast || way == Way::CastTies) return with(std::integral_constant<Way, Way::CastTies>());
+      if (rounds) return with(std::integral_constant<Way, Way::BothTies>());
     }
     with(std::integral_constant<Way, Way::Any>());
   }
@@ -379,9 +381,8 @@ std::unique_ptr<FilterKernel> madeWith(const FilterFormats& f, const TermFormats
   if constexpr (kAreShort) {
     if (bits <= kShort) return made(std::int64_t{}, std::int64_t{});
     if (bits <= kLong && ofSums <= kShort && !counts) return made(Int128{}, std::int64_t{});
-  }
-  if (bits <= kLong) return made(Int128{}, Int128{});
-  if constexpr (!kAreShort) {
+    if (bits <= kLong) return made(Int128{}, Int128{});
+  } else {
     if (bits <= kLongest && ofSums <= kLong && !counts) return made(Int256{}, Int128{});
   }
   if (all <= kLongest) return made(Int256{}, Int256{});

@@ -210,14 +210,36 @@ class Term {
 
   /// The sum, or with `Subtracts` the difference, of a sum and the product of two stored integers, which with
   /// `kFeedsBack` depends on the one before.
-  template <bool Subtracts, Way kWay, bool kFeedsBack = false, class Factor>
-  [[gnu::always_inline]] Sum added(Sum sum, Factor x, Factor y, Tallies& met, IntegerTally<Sum>& sums) const {
+  template <bool Subtracts, Way kWay, bool kFeedsBack = false, class State, class Sample>
+  [[gnu::always_inline]] State added(const State& sum, const Sample& x, const Sample& y, Tallies& met,
+                                     IntegerTally<Sum>& sums) const {
+    constexpr bool kIsLong = kComplex ? kWay == Way::Any || kWay == Way::Counting || std::is_class_v<Carrier>
+                                      : std::is_same_v<Sample, Int128>;
+    if constexpr (kIsLong && kWay != Way::Exact) {
+      return addedApart<Subtracts, kWay>(sum, x, y, met, sums);
+    } else {
+      return addedHere<Subtracts, kWay, kFeedsBack>(sum, x, y, met, sums);
+    }
+  }
+
+ private:
+  /// Once: in every loop, steps so long would be most of the library.
+  template <bool Subtracts, Way kWay, class State, class Sample>
+  [[gnu::noinline]] State addedApart(const State& sum, const Sample& x, const Sample& y, Tallies& met,
+                                     IntegerTally<Sum>& sums) const {
+    return addedHere<Subtracts, kWay, true>(sum, x, y, met, sums);
+  }
+
+  template <bool Subtracts, Way kWay, bool kFeedsBack, class Factor>
+  [[gnu::always_inline]] Sum addedHere(Sum sum, Factor x, Factor y, Tallies& met,
+                                       IntegerTally<Sum>& sums) const {
     return joined<Subtracts, kWay, kFeedsBack>(sum, product<kWay>(x, y, met), sums);
   }
   /// The same of complex ones: of a factor that is not, the imaginary part is no part of any product.
-  template <bool Subtracts, Way kWay, bool = false, class Factor>
-  [[gnu::always_inline]] Parts<Sum> added(const Parts<Sum>& sum, const Parts<Factor>& x, const Parts<Factor>& y,
-                                          Tallies& met, IntegerTally<Sum>& sums) const {
+  template <bool Subtracts, Way kWay, bool, class Factor>
+  [[gnu::always_inline]] Parts<Sum> addedHere(const Parts<Sum>& sum, const Parts<Factor>& x,
+                                              const Parts<Factor>& y, Tallies& met,
+                                              IntegerTally<Sum>& sums) const {
     const auto times = [&](Factor u, Factor v) { return product<kWay>(u, v, met); };
     const auto join = [&](Sum part, Carrier term) { return joined<Subtracts, kWay, true>(part, term, sums); };
     if (factors_ == Factors::BothComplex) {
@@ -232,7 +254,6 @@ class Term {
     return {re, sum.im};
   }
 
- private:
   template <Way kWay, class Factor>
   [[gnu::always_inline]] Carrier product(Factor x, Factor y, [[maybe_unused]] Tallies& met) const {
     const auto exact = productOf<Carrier>(x, y);
