@@ -211,7 +211,7 @@ class Term {
   /// The sum, or with `Subtracts` the difference, of a sum and the product of two stored integers, which with
   /// `kFeedsBack` depends on the one before.
   template <bool Subtracts, Way kWay, bool kFeedsBack = false, class State, class Sample>
-  [[gnu::always_inline]] State added(const State& sum, const Sample& x, const Sample& y, Tallies& met,
+  [[gnu::always_inline]] State added(State sum, Sample x, Sample y, Tallies& met,
                                      IntegerTally<Sum>& sums) const {
     constexpr bool kIsLong = kComplex ? kWay == Way::Any || kWay == Way::Counting || std::is_class_v<Carrier>
                                       : std::is_same_v<Sample, Int128>;
