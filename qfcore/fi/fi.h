@@ -549,10 +549,7 @@ class QFCORE_API fi : public HeldArray {
   fi(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const std::string& tag,
      OperationTypeEnum operationType, unsigned precision = 0);
   /// 1-by-1 and real: `held`, a value of the format, which doubles carry.
-  fi(const ArrayFormat::Ptr& format, double held, const std::string& tag, OperationTypeEnum operationType)
-      : HeldArray(OneElement{}, format, tag, operationType, 0) {
-    *realPart_.doubles() = held;
-  }
+  fi(const ArrayFormat::Ptr& format, double held, const std::string& tag, OperationTypeEnum operationType);
   /// What `inType` gives where the type is another.
   fi castTo(const NumericType& type, const fimath& math) const;
   fi(const fi& model, const Shape& dims, bool isComplex) : HeldArray(model, dims, isComplex) {}
@@ -564,8 +561,9 @@ class QFCORE_API fi : public HeldArray {
   /// An array of this type to fill and then `replaceElements` with: as `unset`, if that is allowed.
   fi replacement(const Shape& dims, bool isComplex) const;
   /// The elements and, as far as a view sees all of its target's, the complexity become those of `source`, an
-  /// array of this shape and type. Where it fails, it does so before anything changes.
+  /// array of this type, the second one of any shape. Where they fail, they do so before anything changes.
   void takeElements(const fi& source);
+  void replaceElements(fi& source);
   void setChunks(const HostArray& chunks, const Shape& dims, unsigned chunksEach);
   /// Copies elements of this array to `into`, an array of this type; `kNoElement` leaves a place as it is.
   void copyElements(fi& into, const ElementVisit& targets, const ElementVisit& sources, unsigned count) const;
@@ -591,14 +589,11 @@ class QFCORE_API fi : public HeldArray {
   /// The elements of all operands, one after the other in a column, in the type and settings of `model`.
   static fi pooled(const char* operation, const fi& model, const std::vector<const fi*>& operands);
   bool base2numByBlocks(const HostArray& text, int base);
-  /// Takes the elements, shape and complexity of an array of this type; of a view, as `takeElements`.
-  void replaceElements(fi& source);
   // What `getNumericTypeForAddOp` and the like give, without keeping it.
   ArrayFormat::Result sumWith(const fi& b, ArrayFormat::Operation operation) const;
   ArrayFormat::Result productWith(const fi& b) const;
   NumericType sumTypeOfProductsWith(const fi& b, const NumericType& productType) const;
   NumericType matrixSumTypeWith(const fi& b, const NumericType& productType) const;
-  ArrayFormat::Result matrixProductWith(const fi& b, const ArrayFormat& product) const;
   static void oneSlopeBiasSum(const fi& a, const fi& b, fi& sumRegister, bool subtracts);
 };
 

@@ -323,6 +323,19 @@ void mtimesByElements(const fi& left, const fi& right, fi& productRegister, cons
 
 /// Products of matrices whose sizes fit.
 struct fi::MatrixProducts {
+  /// The format of what comes out, and what is known of it beforehand.
+  static ArrayFormat::Result format(const fi& a, const fi& b, const ArrayFormat& product) {
+    const unsigned terms = std::max(a.cols_ + (a.iscomplex() && b.iscomplex()), 1U);
+    const ArrayFormat &left = *a.format(), &right = *b.format();
+    const auto derive = [&]() -> ArrayFormat::Result {
+      const NumericType &ta = left.type(), &tb = right.type(), &tp = product.type();
+      const NumericType type = a.matrixSumTypeWith(b, tp);
+      return {ArrayFormat::of(type, left.math()), isExact(ta, tb, tp, type, terms, false),
+              MatrixTiles::apply(ta, tb, tp, type), exactness::holdsRoundedProducts(tp, ta, tb)};
+    };
+    return left.result(ArrayFormat::Operation::MatrixProduct, right, derive, terms);
+  }
+
   static fi of(const fi& a, const fi& b, const ArrayFormat& product, const ArrayFormat::Result& sum) {
     fi result(Shape{a.rows_, b.cols_}, sum.format, a.iscomplex() || b.iscomplex(), a.tag(),
               OperationTypeEnum::Product);
@@ -397,18 +410,6 @@ struct fi::MatrixProducts {
   }
 };
 
-ArrayFormat::Result fi::matrixProductWith(const fi& b, const ArrayFormat& product) const {
-  const unsigned terms = std::max(cols_ + (iscomplex() && b.iscomplex()), 1U);
-  const ArrayFormat &left = *format(), &right = *b.format();
-  const auto derive = [&]() -> ArrayFormat::Result {
-    const NumericType &ta = left.type(), &tb = right.type(), &tp = product.type();
-    const NumericType type = matrixSumTypeWith(b, tp);
-    return {ArrayFormat::of(type, left.math()), isExact(ta, tb, tp, type, terms, false),
-            MatrixTiles::apply(ta, tb, tp, type), exactness::holdsRoundedProducts(tp, ta, tb)};
-  };
-  return left.result(ArrayFormat::Operation::MatrixProduct, right, derive, terms);
-}
-
 fi fi::mtimes(const fi& b) const {
   if ((isscalar() || b.isscalar()) && isreal() && b.isreal()) return times(b);
   const bool complexResult = iscomplex() || b.iscomplex();
@@ -422,7 +423,7 @@ fi fi::mtimes(const fi& b) const {
   if (numDims() > 2 || b.numDims() > 2) fail<kInputsMustBe2D>();
   if (cols_ != b.rows_) fail<kInnerDimensions>();
 
-  const ArrayFormat::Result product = productWith(b), sum = matrixProductWith(b, *product.format);
+  const ArrayFormat::Result product = productWith(b), sum = MatrixProducts::format(*this, b, *product.format);
   if (slopeBias) errorIfScaledDoubleSlopeBiasMath(*this, b);
   return MatrixProducts::of(*this, b, *product.format, sum);
 }

@@ -55,6 +55,12 @@ template <class... Arrays>
   return ways.isExact ? Path::PlainWide : Path::Wide;
 }
 
+inline fi::fi(const ArrayFormat::Ptr& format, double held, const std::string& tag,
+              OperationTypeEnum operationType)
+    : HeldArray(OneElement{}, format, tag, operationType, 0) {
+  *realPart_.doubles() = held;
+}
+
 /// One real double each, and the format of what an operation gives for them.
 struct Ones {
   const ArrayFormat::Ptr* format;  ///< null where single values take the way of arrays
