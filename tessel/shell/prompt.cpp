@@ -1,8 +1,10 @@
 #include "tessel/shell/prompt.h"
 
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -29,25 +31,43 @@ constexpr const char* kPrompt = ">> ";
 // Readline and signals call back without an argument of ours.
 Interpreter* promptInterpreter = nullptr;
 
-volatile std::sig_atomic_t wasInterrupted = 0;
+volatile std::sig_atomic_t wasInterrupted = 0, isLineGivenUp = 0;
 
 void onInterrupt(int) {
   wasInterrupted = 1;
+  isLineGivenUp = 1;
   requestInterruption();
 }
 
-/// Called by readline after a signal: gives the line up, and with it the block that it belongs to.
-int startAnew() {
+/// Gives the line up, and with it the block that it belongs to.
+void startAnew() {
   rl_replace_line("", 0);
   rl_set_prompt(kPrompt);
   rl_crlf();
   rl_on_new_line();
   rl_redisplay();
-  return 0;
+}
+
+/// Called by readline for a key. Readline waits for one even where a signal comes just before it begins to.
+int readKey(std::FILE* stream) {
+  sigset_t interrupt, usual;
+  sigemptyset(&interrupt);
+  sigaddset(&interrupt, SIGINT);
+  for (bool hasKey = false; !hasKey;) {
+    rl_check_signals();
+    if (std::exchange(isLineGivenUp, 0) != 0) startAnew();
+    sigprocmask(SIG_BLOCK, &interrupt, &usual);
+    pollfd source{fileno(stream), POLLIN, 0};
+    const bool isAsked = rl_pending_signal() != 0 || isLineGivenUp != 0;
+    hasKey = !isAsked && (ppoll(&source, 1, nullptr, &usual) >= 0 || errno != EINTR);
+    sigprocmask(SIG_SETMASK, &usual, nullptr);
+  }
+  return rl_getc(stream);
 }
 
 std::optional<std::string> readLine(const char* prompt) {
   std::fflush(stdout);
+  isLineGivenUp = 0;
   char* line = readline(prompt);
   if (!line) return std::nullopt;
   std::string text = line;
@@ -153,7 +173,7 @@ char** complete(const char* word, int start, int) {
 void runPrompt(Interpreter& interpreter) {
   promptInterpreter = &interpreter;
   rl_attempted_completion_function = complete;
-  rl_signal_event_hook = startAnew;
+  rl_getc_function = readKey;
   rl_completion_word_break_hook = breakCharacters;
   struct sigaction action {};
   action.sa_handler = onInterrupt;
