@@ -61,9 +61,11 @@ TEST(Construction, RefusesWhatIsNotFiniteAtAnyPlaceAndQuantizesTheRestAsOneByOne
     const double wrong = notFinite[trial % 3];
     values[static_cast<std::size_t>(random.integer(0, static_cast<int>(values.size()) - 1))] = wrong;
     const bool isNan = std::isnan(wrong);
-    expectError([&] { fi(values.data(), dims, 2, type, math); },
-                isNan ? "numforge:nofixednan" : "numforge:nofixedinf",
-                isNan ? "NaN cannot be converted to fixed-point." : "Inf cannot be converted to fixed-point.");
+    for (const bool isOne : {false, true})
+      expectError(
+          [&] { isOne ? fi(wrong, type, math) : fi(values.data(), dims, 2, type, math); },
+          isNan ? "numforge:nofixednan" : "numforge:nofixedinf",
+          isNan ? "NaN cannot be converted to fixed-point." : "Inf cannot be converted to fixed-point.");
     NumericType dbl;
     dbl.setDataType(DataTypeEnum::Double);
     fi inDoubles(found.real<double>(), values.data(), dims, 2, dbl, math);

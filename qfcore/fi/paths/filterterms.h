@@ -18,8 +18,8 @@ struct JointFormats {
   bool cast;
 
   IntegerValues sum() const { return IntegerValues::of(sums.numericType()); }
-  /// The grid on which both are added.
-  long grid() const { return cast ? sum().fraction : std::max(left.fraction, right.fraction); }
+  /// The grid on which both are added, where neither becomes one of the sum's type first.
+  long grid() const { return std::max(left.fraction, right.fraction); }
   IntegerValues total() const {
     return cast ? sum().plusOrMinus(sum()) : left.onGrid(grid()).plusOrMinus(right.onGrid(grid()));
   }
