@@ -4,13 +4,13 @@
 #include <cmath>
 #include <new>
 
-#include "qfcore/number/freelist.h"
 #include "qfcore/number/messages.h"
 #include "qfcore/number/precision.h"
 #include "qfcore/number/rounding.h"
 #include "qfcore/number/stridesort.h"
 #include "qfcore/number/valuememory.h"
 #include "tessel/console.h"
+#include "tessel/freelist.h"
 
 namespace embedded {
 
@@ -27,8 +27,8 @@ double storedInteger(const unsigned* words, int wordCount, bool isSigned, int wo
 
 }  // namespace
 
-void* doublenumber::operator new(std::size_t) { return FreeList<doublenumber>::take(); }
-void doublenumber::operator delete(void* freed) noexcept { FreeList<doublenumber>::give(freed); }
+void* doublenumber::operator new(std::size_t) { return tessel::FreeList<doublenumber>::take(); }
+void doublenumber::operator delete(void* freed) noexcept { tessel::FreeList<doublenumber>::give(freed); }
 
 double* doublenumber::Storage::room(unsigned forCount, bool zeroed) {
   if (forCount == 0) return nullptr;

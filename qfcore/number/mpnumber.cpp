@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "qfcore/number/doublenumber.h"
-#include "qfcore/number/freelist.h"
 #include "qfcore/number/messages.h"
 #include "qfcore/number/mpvalue.h"
 #include "qfcore/number/nativeinteger.h"
@@ -17,6 +16,7 @@
 #include "qfcore/number/rounding.h"
 #include "qfcore/number/stridesort.h"
 #include "tessel/console.h"
+#include "tessel/freelist.h"
 
 namespace embedded {
 
@@ -44,8 +44,8 @@ const MpFloat mpnumber::sOneHalf = [] {
   return half;
 }();
 
-void* mpnumber::operator new(std::size_t) { return FreeList<mpnumber>::take(); }
-void mpnumber::operator delete(void* freed) noexcept { FreeList<mpnumber>::give(freed); }
+void* mpnumber::operator new(std::size_t) { return tessel::FreeList<mpnumber>::take(); }
+void mpnumber::operator delete(void* freed) noexcept { tessel::FreeList<mpnumber>::give(freed); }
 
 mpnumber::mpnumber(unsigned count, unsigned precision, NumberVector)
     : numberrepbody(kMultiprecisionRepresentation, &own_),

@@ -145,6 +145,9 @@ struct Assignment {
   std::vector<AssignmentTarget> targets;
   ExpressionPtr value;
   bool isSilent;
+  bool isOne = false;  ///< One target, which is not dropped.
+  /// The slot of that one where it is a variable as a whole; else −1.
+  int wholeSlot = -1;
 };
 /// `x += 1`: what stands there already and the value give what is assigned.
 struct CompoundAssignment {
@@ -217,22 +220,30 @@ struct Statement {
   int lastLine = 0;
 };
 
-/// The code of a named or anonymous function.
-struct FunctionCode {
+/// Where statements stand, and their variables: a function, or the workspace, whose name is that of its file.
+struct ProgramPart {
   std::string name;
   std::string file;
+  /// Grows when `eval` names a new variable.
+  std::shared_ptr<SymbolTable> symbols = std::make_shared<SymbolTable>();
+};
+
+/// The code of a named or anonymous function.
+struct FunctionCode : ProgramPart {
   int line = 0;
   std::vector<int> parameters;  ///< slots; −1: the argument is dropped (`~`)
   bool hasVarargin = false;     ///< the last parameter takes all further arguments as a cell
   std::vector<int> outputs;
   bool hasVarargout = false;  ///< the last output spreads into all further results
-  /// Grows when `eval` names a new variable in the function.
-  std::shared_ptr<SymbolTable> symbols = std::make_shared<SymbolTable>();
   Block body;
   ExpressionPtr expression;  ///< of an anonymous function, which has no body
   std::string text;          ///< of an anonymous function, as it was written
   /// By slot; made by their declarations.
   mutable std::unordered_map<int, std::shared_ptr<SharedVariable>> persistents;
+
+  /// Parameters, and outputs, that are one variable each.
+  std::size_t fixedParameters() const { return parameters.size() - (hasVarargin ? 1 : 0); }
+  std::size_t fixedOutputs() const { return outputs.size() - (hasVarargout ? 1 : 0); }
 };
 
 }  // namespace tessel

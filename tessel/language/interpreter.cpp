@@ -39,7 +39,6 @@ Interpreter::Interpreter()
         return parsedFile(file, variables);
       }),
       openFiles_(std::make_unique<OpenFiles>()) {
-  workspace_.symbols = &workspaceSymbols_;
   registerBuiltins();
   registerLanguageBuiltins(*this);
   LanguageHooks hooks;
@@ -54,7 +53,7 @@ Interpreter::Interpreter()
   };
   hooks.names = [this] {
     std::vector<std::string> names = scriptFunctionNames();
-    for (const std::string& name : frame_->symbols->names()) {
+    for (const std::string& name : frame_->symbols().names()) {
       if (findVariable(name)) names.push_back(name);
     }
     return names;
@@ -69,9 +68,9 @@ Interpreter::~Interpreter() { attachLanguage({}); }
 
 Program Interpreter::load(std::string_view source, const std::string& file) {
   sources_[file] = source;
-  Program program = parseProgram(source, file, workspaceSymbols_);
-  workspace_.slots.resize(workspaceSymbols_.names().size());
-  workspace_.name = workspace_.file = workspaceFile_ = file;
+  Program program = parseProgram(source, file, *workspacePart_.symbols);
+  workspace_.slots.resize(workspacePart_.symbols->names().size());
+  workspacePart_.name = workspacePart_.file = file;
   define(program);
   return program;
 }
@@ -156,30 +155,22 @@ void Interpreter::raiseAgain(ErrorRecord error) {
 std::vector<StackEntry> Interpreter::callStack() const {
   std::vector<StackEntry> stack;
   for (const Frame* frame = frame_; frame; frame = frame->caller) {
-    stack.push_back({std::string(frame->file), std::string(frame->name), frame->line});
+    stack.push_back({frame->file(), frame->name(), frame->line});
   }
   return stack;
 }
 
 const Value* Interpreter::findVariable(const std::string& name) const {
-  const int slot = frame_->symbols->find(name);
+  const int slot = frame_->symbols().find(name);
   if (slot < 0 || static_cast<std::size_t>(slot) >= frame_->slots.size()) return nullptr;
   const Value& value = frame_->slots[slot];
   return value.isDefined() ? &value : nullptr;
 }
 
 const FunctionCode* Interpreter::findScriptFunction(const std::string& name) const {
-  if (const auto local = files_.findLocal(frame_->file, name)) return local.get();
+  if (const auto local = files_.findLocal(frame_->file(), name)) return local.get();
   const auto found = functions_.find(name);
-  return found == functions_.end() ? files_.find(name, frame_->file) : found->second.get();
-}
-
-const FunctionCode* Interpreter::findScriptFunction(const NameReference& name) const {
-  if (name.functionsVersion != functionsVersion_) {
-    name.function = findScriptFunction(name.name.text());
-    name.functionsVersion = functionsVersion_;
-  }
-  return name.function;
+  return found == functions_.end() ? files_.find(name, frame_->file()) : found->second.get();
 }
 
 void Interpreter::keepErrorStack() noexcept {
@@ -216,7 +207,7 @@ std::optional<std::string_view> Interpreter::sourceLine(const std::string& file,
 }
 
 std::vector<std::string> Interpreter::scriptFunctionNames() const {
-  std::vector<std::string> names = files_.names(frame_->file);
+  std::vector<std::string> names = files_.names(frame_->file());
   for (const auto& [name, code] : functions_) names.push_back(name);
   std::sort(names.begin(), names.end());
   return names;
@@ -227,13 +218,13 @@ Arrays Interpreter::evaluateText(const std::string& text, int outputCount) {
   Frame& frame = *frame_;
   Program program;
   try {
-    program = parseProgram(text, std::string(frame.file), *frame.symbols, std::max(frame.line, 1));
+    program = parseProgram(text, frame.file(), frame.symbols(), std::max(frame.line, 1));
   } catch (const SyntaxError& e) {
     raiseError(e.identifier(),
                fmt::format("{} (line {}, column {} of the evaluated text)", e.what(), e.line(), e.column()));
   }
   define(program);
-  frame.slots.resize(std::max(frame.slots.size(), frame.symbols->names().size()));
+  frame.slots.resize(std::max(frame.slots.size(), frame.symbols().names().size()));
   const Replaced<const EndContext*> noEnd(endContext_, nullptr);
   if (outputCount == 0) {
     execute(program.statements);
@@ -252,13 +243,12 @@ Arrays Interpreter::evaluateText(const std::string& text, int outputCount) {
 void Interpreter::runFile(const std::string& file) {
   const CallDepth depth(*this);
   Frame& frame = *frame_;
-  const Program program = parsedFile(file, *frame.symbols);
+  const Program program = parsedFile(file, frame.symbols());
   define(program);
-  frame.slots.resize(std::max(frame.slots.size(), frame.symbols->names().size()));
-  const StackEntry caller{std::string(frame.file), std::string(frame.name), frame.line};
-  const std::string_view name = sources_.find(file)->first;
-  const Replaced<std::string_view> inFile(frame.file, name);
-  const Replaced<std::string_view> named(frame.name, frame.code ? frame.name : name);
+  frame.slots.resize(std::max(frame.slots.size(), frame.symbols().names().size()));
+  const StackEntry caller{frame.file(), frame.name(), frame.line};
+  const ProgramPart part{frame.code ? frame.name() : file, file, frame.part->symbols};
+  const Replaced<const ProgramPart*> inFile(frame.part, &part);
   const Replaced<int> line(frame.line, frame.line);
   const Replaced<const EndContext*> noEnd(endContext_, nullptr);
   try {

@@ -29,12 +29,19 @@ class OpenFiles;
 
 /// The variables of one call of a function, or the workspace.
 struct Frame {
-  explicit Frame(std::vector<Value>& memory, std::size_t slotCount = 0) : slots(memory, slotCount) {}
+  [[gnu::always_inline]] Frame(const ProgramPart& place, const FunctionCode* function,
+                               std::vector<Value>& memory)
+      : part(&place), code(function), slots(memory, place.symbols->names().size()) {}
+  [[gnu::always_inline]] ~Frame() = default;
+  Frame(const Frame&) = delete;
+  Frame& operator=(const Frame&) = delete;
 
-  const FunctionCode* code = nullptr;  ///< null: the workspace
-  std::string_view name;               ///< of the function; of the workspace, the file
-  std::string_view file;
-  SymbolTable* symbols = nullptr;
+  const std::string& name() const { return part->name; }
+  const std::string& file() const { return part->file; }
+  SymbolTable& symbols() const { return *part->symbols; }
+
+  const ProgramPart* part;   ///< of the statement being executed
+  const FunctionCode* code;  ///< null: the workspace
   Slots slots;
   std::unique_ptr<SharedLinks> shared = {};  ///< null where none is declared
   int line = 0;                              ///< of the statement being executed
@@ -96,7 +103,7 @@ class Interpreter {
   /// The value of a variable there, or null.
   const Value* findVariable(const std::string& name) const;
   void setVariable(const std::string& name, HostArray value) {
-    assignVariable({name, frame_->symbols->slotOf(name), {}}, std::move(value), true);
+    assignVariable({name, frame_->symbols().slotOf(name), {}}, Value(std::move(value)), true);
   }
   /// Forgets a variable of the innermost function, which it has, or all of them; global ones keep their values
   /// elsewhere.
@@ -110,7 +117,13 @@ class Interpreter {
   void clearPersistent();
   /// A function of the file being executed, of the program, or of a file.
   const FunctionCode* findScriptFunction(const std::string& name) const;
-  const FunctionCode* findScriptFunction(const NameReference& name) const;
+  const FunctionCode* findScriptFunction(const NameReference& name) const {
+    if (name.functionsVersion != functionsVersion_) {
+      name.function = findScriptFunction(name.name.text());
+      name.functionsVersion = functionsVersion_;
+    }
+    return name.function;
+  }
   std::vector<std::string> scriptFunctionNames() const;
   /// Calls `function`: a function value, or a text that names one.
   Arrays call(const HostArray& function, Arrays&& inputs, int outputCount);
@@ -165,11 +178,14 @@ class Interpreter {
   // Statements
   Flow execute(const Block& block);
   Flow execute(const Statement& statement);
-  Flow executeHere(const Statement& statement);
+  void begin(const Statement& statement);
+  Flow executeNode(const Statement& statement);
   Flow executeNode(const ExpressionStatement& node);
   Flow executeNode(const Assignment& node);
   Flow executeNode(const CompoundAssignment& node);
+  void assignOne(const Assignment& node);
   void updateSteps(const CompoundAssignment& node, const Value& operand);
+  const Block& chosenBlock(const IfStatement& node);
   Flow executeNode(const IfStatement& node);
   Flow executeNode(const WhileStatement& node);
   Flow executeNode(const ForStatement& node);
@@ -188,7 +204,7 @@ class Interpreter {
   std::optional<Flow> executePass(const Block& body);
   bool matches(const HostArray& subject, const HostArray& label);
   bool isTrueArray(HostArray value);
-  void assignVariable(const AssignmentTarget& target, HostArray value, bool isSilent);
+  void assignVariable(const AssignmentTarget& target, Value&& value, bool isSilent);
   void assignSteps(const AssignmentTarget& target, Value&& value);
   void assignDeep(const AssignmentTarget& target, Value&& value);
   void assignSelected(const AssignmentTarget& target, const Subscripts& subscripts, Value&& value);
@@ -197,7 +213,9 @@ class Interpreter {
   // Expressions
   [[gnu::always_inline]] Value evaluate(const Expression& expression) {
     if (const Value* value = valueInPlace(expression)) return *value;
-    return evaluateInner(expression);
+    if (const auto* operation = std::get_if<BinaryOperation>(&expression.node)) return evaluateNode(*operation);
+    const auto* index = std::get_if<IndexExpression>(&expression.node);
+    return index ? evaluateNode(*index) : evaluateInner(expression);
   }
   /// The value of a constant or a variable, where it stands; null for other expressions.
   const Value* valueInPlace(const Expression& expression) const {
@@ -209,6 +227,7 @@ class Interpreter {
     return constant ? &constant->value : nullptr;
   }
   Value evaluateInner(const Expression& expression);
+  Value operateFurther(const BinaryOperation& node);
   Value evaluateShortCircuit(const BinaryOperation& node);
   /// Appends all values of an expression, which may have none or several.
   void evaluateAll(const Expression& expression, int outputCount, Arrays& values);
@@ -235,6 +254,7 @@ class Interpreter {
   Arrays evaluateIndexed(const IndexExpression& node, int outputCount);
   /// Appends the values of an argument or an element of a matrix.
   void evaluateArgument(const Expression& expression, Arrays& values);
+  Arrays argumentValues(const Expression& expression);
   Values evaluateArguments(const IndexStep* arguments);
   Arrays argumentArrays(const IndexStep* arguments);
   template <class Take>
@@ -245,7 +265,7 @@ class Interpreter {
   void evaluateSubscript(const Expression& expression, Subscripts& subscripts);
   Value evaluateSteps(const IndexExpression& node);
   Value evaluatePart(const IndexExpression& node);
-  Value evaluateElement(const IndexExpression& node);
+  Value evaluateElement(const IndexExpression& node, Value&& subscript);
   Value evaluateSelected(const IndexExpression& node, const Subscripts& subscripts);
   enum class PathUse { Read, Assign };
   IndexPath resolvePath(HostArray& base, StepRange steps, PathUse use);
@@ -290,13 +310,12 @@ class Interpreter {
   Program parsedFile(const std::string& file, SymbolTable& variables);
   void define(const Program& program);
 
-  SymbolTable workspaceSymbols_;
-  std::string workspaceFile_;
+  ProgramPart workspacePart_;
   std::vector<Value> workspaceMemory_;
   std::unordered_map<std::string, std::shared_ptr<SharedVariable>> globals_;
   /// Of all functions.
   std::vector<std::weak_ptr<SharedVariable>> persistents_;
-  Frame workspace_{workspaceMemory_};
+  Frame workspace_{workspacePart_, nullptr, workspaceMemory_};
   Frame* frame_ = &workspace_;
   const EndContext* endContext_ = nullptr;
   int callDepth_ = 0;
@@ -310,12 +329,16 @@ class Interpreter {
   std::vector<std::shared_ptr<const FunctionCode>> replacedFunctions_;
   /// Looking a function up may read its file.
   mutable FunctionFiles files_;
-  /// Memory for the variables of calls; the first ones are in use.
-  std::vector<std::unique_ptr<std::vector<Value>>> callMemory_;
-  std::size_t callMemoryUsed_ = 0;
-  std::vector<Value>& nextCallMemory() {
-    if (callMemoryUsed_ == callMemory_.size()) callMemory_.push_back(std::make_unique<std::vector<Value>>());
-    return *callMemory_[callMemoryUsed_++];
+  /// Memory for the variables of a call, which the calls at that depth leave to each other.
+  struct CallMemory {
+    std::vector<Value> values = {};
+    std::unique_ptr<CallMemory> deeper = {};
+  };
+  CallMemory callMemory_;
+  CallMemory* deepestMemory_ = &callMemory_;  ///< that is in use
+  CallMemory& nextCallMemory() {
+    if (!deepestMemory_->deeper) deepestMemory_->deeper = std::make_unique<CallMemory>();
+    return *deepestMemory_->deeper;
   }
   std::unique_ptr<OpenFiles> openFiles_;
   ErrorRecord lastError_;

@@ -36,7 +36,7 @@ const HostClass& requireClass(const std::string& name) {
 /// The results that the function has assigned, as many as the caller asks for; the first one also unasked.
 Arrays collectOutputs(const FunctionCode& code, const Frame& frame) {
   const auto wanted = static_cast<std::size_t>(std::max(frame.outputCount, 1));
-  const std::size_t fixedCount = code.outputs.size() - (code.hasVarargout ? 1 : 0);
+  const std::size_t fixedCount = code.fixedOutputs();
   Arrays results;
   for (std::size_t i = 0; i < std::min(wanted, fixedCount); ++i) {
     const Value& value = frame.slots[code.outputs[i]];
@@ -62,10 +62,14 @@ Arrays collectOutputs(const FunctionCode& code, const Frame& frame) {
 }
 
 /// The first of them.
-Value firstOutput(const FunctionCode& code, Frame& frame) {
-  const bool isListed = code.outputs.size() > (code.hasVarargout ? 1 : 0);
-  if (isListed && frame.slots[code.outputs[0]].isDefined()) return std::move(frame.slots[code.outputs[0]]);
+[[gnu::noinline]] Value firstListed(const FunctionCode& code, const Frame& frame) {
   return Value(std::move(collectOutputs(code, frame)[0]));
+}
+
+/// The same, which most often is in a slot.
+[[gnu::always_inline]] inline Value firstOutput(const FunctionCode& code, Frame& frame) {
+  const bool isInSlot = code.fixedOutputs() > 0 && frame.slots[code.outputs[0]].isDefined();
+  return isInSlot ? std::move(frame.slots[code.outputs[0]]) : firstListed(code, frame);
 }
 
 Arrays arraysFrom(Values&& values) {
@@ -86,8 +90,8 @@ std::optional<double> scalarResult(const FunctionInfo& function, const Values& i
 
 /// Runs a function; `giveAll` hands its inputs to the frame, and `collect` takes what it gives.
 template <class GiveAll, class Collect>
-auto Interpreter::runFunction(const FunctionCode& code, const GiveAll& giveAll, int outputCount,
-                              const Collect& collect) {
+[[gnu::always_inline]] inline auto Interpreter::runFunction(const FunctionCode& code, const GiveAll& giveAll,
+                                                            int outputCount, const Collect& collect) {
   const CallDepth depth(*this);
   const auto most = static_cast<int>(code.outputs.size());
   if (outputCount > most && !code.hasVarargout) raiseTooManyOutputs(code.name, most);
@@ -100,21 +104,22 @@ auto Interpreter::runFunction(const FunctionCode& code, const GiveAll& giveAll, 
   });
 }
 
-/// The same for an anonymous function, of which `collect` takes the expression.
+/// The same for an anonymous function, of which `collect` takes the expression. What is called may replace the
+/// function, so the caller keeps it.
 template <class GiveAll, class Collect>
-auto Interpreter::runAnonymous(const AnonymousFunctionValue& function, const GiveAll& giveAll, int outputCount,
-                               const Collect& collect) {
+[[gnu::always_inline]] inline auto Interpreter::runAnonymous(const AnonymousFunctionValue& function,
+                                                             const GiveAll& giveAll, int outputCount,
+                                                             const Collect& collect) {
   const CallDepth depth(*this);
-  // What is called may replace the function. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
-  const std::shared_ptr<const FunctionCode> code = function.code();
-  CallFrame frame(*this, *code, outputCount);
+  const FunctionCode& code = *function.code();
+  CallFrame frame(*this, code, outputCount);
   for (const auto& capture : function.captures()) frame.slots[capture.slot] = capture.value;
   giveAll(frame);
   frame.finishInputs();
-  return inFrame(frame, [&] { return collect(*code->expression); });
+  return inFrame(frame, [&] { return collect(*code.expression); });
 }
 
-void Interpreter::giveArguments(const IndexStep* arguments, CallFrame& frame) {
+[[gnu::always_inline]] inline void Interpreter::giveArguments(const IndexStep* arguments, CallFrame& frame) {
   forEachArgument(arguments, [&](Value&& value) { frame.take(std::move(value)); });
 }
 
@@ -168,7 +173,10 @@ Value Interpreter::valueOfCall(const NameReference& name, const IndexStep* argum
       name.name.column, [&]() __attribute__((always_inline)) {
         if (!code) return valueOfHost(name.name, arguments);
         return runFunction(
-            *code, [&](CallFrame& frame) { giveArguments(arguments, frame); }, 1, firstOutput);
+            *code, [&](CallFrame & frame) __attribute__((always_inline)) { giveArguments(arguments, frame); },
+            1, [](const FunctionCode& called, Frame& frame) __attribute__((always_inline)) {
+              return firstOutput(called, frame);
+            });
       });
   if (!value.isDefined()) raiseNoValue(name.name.text());
   return value;
@@ -259,7 +267,7 @@ bool isRepeatable(const ExpressionPtr& expression, const Slots& slots) {
 Arrays Interpreter::callChangingMethod(const MethodInfo& method, int slot, Arrays&& inputs, int outputCount) {
   const CallDepth depth(*this);
   BorrowedVariable variable(*frame_, slot);
-  return changedBy(method, variable.array, inputs, outputCount);
+  return changedBy(method, variable.array(), inputs, outputCount);
 }
 
 /// The same for an object within a variable, `inputs[0]`, which `steps` have selected.
@@ -345,8 +353,8 @@ Arrays Interpreter::callValue(const FunctionValue& function, Arrays&& inputs, in
 Value Interpreter::valueOfCall(const FunctionValue& function, const IndexStep* arguments) {
   if (const AnonymousFunctionValue* anonymous = calleeOf(function).anonymous) {
     return runAnonymous(
-        *anonymous, [&](CallFrame& frame) { giveArguments(arguments, frame); }, 1,
-        [&](const Expression& expression) { return evaluate(expression); });
+        *anonymous, [&](CallFrame & frame) __attribute__((always_inline)) { giveArguments(arguments, frame); },
+        1, [&](const Expression& expression) { return evaluate(expression); });
   }
   if (const NameReference* name = plainName(function)) return valueOfCall(*name, arguments);
   return Value(std::move(callValue(function, argumentArrays(arguments), 1)[0]));
@@ -358,6 +366,7 @@ Arrays Interpreter::callScriptFunction(const FunctionCode& code, Arrays&& inputs
 }
 
 Arrays Interpreter::callAnonymous(const AnonymousFunctionValue& function, Arrays&& inputs, int outputCount) {
+  const std::shared_ptr<const FunctionCode> kept = function.code();
   return runAnonymous(
       function, [&](CallFrame& frame) { giveInputs(std::move(inputs), frame); }, outputCount,
       [&](const Expression& expression) {

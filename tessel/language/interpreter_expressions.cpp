@@ -51,8 +51,6 @@ HostArray cellOfRows(std::vector<Arrays> rows) {
 const MemberName Interpreter::kColon{"colon"};
 
 Value Interpreter::evaluateInner(const Expression& expression) {
-  if (const auto* operation = std::get_if<BinaryOperation>(&expression.node)) return evaluateNode(*operation);
-  if (const auto* index = std::get_if<IndexExpression>(&expression.node)) return evaluateNode(*index);
   return std::visit([this](const auto& node) { return evaluateNode(node); }, expression.node);
 }
 
@@ -95,15 +93,20 @@ Value Interpreter::evaluateNode(const UnaryOperation& node) {
   return a && b ? scalarOperation(code, *a, *b, byFunction) : byFunction();
 }
 
+/// Numbers that stand in place are what loops combine most: for them this function saves no register.
 Value Interpreter::evaluateNode(const BinaryOperation& node) {
+  const Value *left = valueInPlace(*node.left), *right = valueInPlace(*node.right);
+  const double *a = left ? left->scalar() : nullptr, *b = right ? right->scalar() : nullptr;
+  const auto further = [&] { return operateFurther(node); };
+  return a && b ? scalarOperation(node.info->code, *a, *b, further) : further();
+}
+
+/// The same for all operands and operators.
+[[gnu::noinline]] Value Interpreter::operateFurther(const BinaryOperation& node) {
   const Operator code = node.info->code;
   if (code == Operator::AndAnd || code == Operator::OrOr) return evaluateShortCircuit(node);
   const Value *leftInPlace = valueInPlace(*node.left), *rightInPlace = valueInPlace(*node.right);
-  if (leftInPlace && rightInPlace) {
-    const auto byFunction = [&] { return callOperator(node.method, *leftInPlace, *rightInPlace); };
-    const double *a = leftInPlace->scalar(), *b = rightInPlace->scalar();
-    return a && b ? scalarOperation(code, *a, *b, byFunction) : byFunction();
-  }
+  if (leftInPlace && rightInPlace) return callOperator(node.method, *leftInPlace, *rightInPlace);
   const Value left = evaluate(*node.left);
   return operateHere(code, node.method, left, evaluate(*node.right));
 }
@@ -180,22 +183,25 @@ Value Interpreter::evaluateNode(const MatrixLiteral& node) {
   return joined(kVertcat, std::move(parts));
 }
 
+/// Calls, elements of arrays of real doubles and fields are what loops ask for most.
 Value Interpreter::evaluateNode(const IndexExpression& node) {
-  // Calls, elements and fields are what loops ask for most.
   const Value& variable = frame_->slots[node.base.slot];
-  if (node.steps.size() == 1) {
-    const IndexStep& step = node.steps[0];
-    const HostArray* array = variable.array();
-    if (!variable.isDefined()) {
-      if (step.kind == IndexStep::Kind::Paren && !step.usesEnd) return valueOfCall(node.base, &step);
-    } else if (step.hasPlainArgument && array && !array->isFunction()) {
-      if (Value element = evaluateElement(node); element.isDefined()) return element;
-    } else if (step.kind == IndexStep::Kind::Field && array) {
-      if (const HostArray* field = ArrayAccess::findField(*array, step.field.text(), step.place))
-        return Value(*field);
-    }
+  const IndexStep& step = node.steps[0];
+  if (node.steps.size() > 1) return evaluateSteps(node);
+  if (!variable.isDefined())
+    return step.kind == IndexStep::Kind::Paren && !step.usesEnd ? valueOfCall(node.base, &step)
+                                                                : evaluateSteps(node);
+  const HostArray* array = variable.array();
+  if (step.hasPlainArgument && !(array && array->isFunction())) {
+    Value subscript = evaluate(*step.arguments[0]);
+    const double* number = subscript.number();
+    // Evaluating the subscript may have changed the variable.
+    const double* element = number ? doubleAt(frame_->slots[node.base.slot], *number) : nullptr;
+    return element ? Value(*element) : evaluateElement(node, std::move(subscript));
   }
-  return evaluateSteps(node);
+  const bool isField = array && step.kind == IndexStep::Kind::Field;
+  const HostArray* field = isField ? ArrayAccess::findField(*array, step.field.text(), step.place) : nullptr;
+  return field ? Value(*field) : evaluateSteps(node);
 }
 
 [[gnu::noinline]] Value Interpreter::evaluateSteps(const IndexExpression& node) {
@@ -221,7 +227,7 @@ Value Interpreter::evaluateNode(const PartExpression& node) {
 }
 
 Value Interpreter::evaluateNode(const NamedHandle& node) {
-  auto local = files_.findLocal(frame_->file, node.name);
+  auto local = files_.findLocal(frame_->file(), node.name);
   return Value(HostArray::function(std::make_shared<NamedFunctionValue>(node.name, std::move(local))));
 }
 

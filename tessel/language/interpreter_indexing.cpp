@@ -78,7 +78,6 @@ Arrays Interpreter::evaluateIndexed(const IndexExpression& node, int outputCount
 /// What one level of indexing selects of a variable; nothing where a field has to be asked for in another way.
 Value Interpreter::evaluatePart(const IndexExpression& node) {
   const IndexStep& step = node.steps[0];
-  if (step.hasPlainArgument) return evaluateElement(node);
   const Value& variable = frame_->slots[node.base.slot];
   if (step.kind == IndexStep::Kind::DynamicField) return {};
   if (step.kind == IndexStep::Kind::Field) {
@@ -90,13 +89,13 @@ Value Interpreter::evaluatePart(const IndexExpression& node) {
   return evaluateSelected(node, evaluateSubscripts(step, step.usesEnd ? &indexed : nullptr));
 }
 
-/// The same where one plain argument selects, most often an element of an array of real doubles.
-Value Interpreter::evaluateElement(const IndexExpression& node) {
-  Value subscript = evaluate(*node.steps[0].arguments[0]);
+/// What one plain argument with this value selects of a variable.
+[[gnu::noinline]] Value Interpreter::evaluateElement(const IndexExpression& node, Value&& subscript) {
   if (const double* number = subscript.number()) {
     if (Value element = elementOf(frame_->slots[node.base.slot], *number); element.isDefined()) return element;
   }
-  return evaluateSelected(node, Subscripts(1, Subscript(std::move(subscript))));
+  Value part = evaluateSelected(node, Subscripts(1, Subscript(std::move(subscript))));
+  return part.isDefined() ? part : evaluateSteps(node);
 }
 
 /// What the subscripts of its one level select of a variable; nothing where evaluating them has cleared it.
@@ -115,6 +114,13 @@ Value Interpreter::evaluateElement(const IndexExpression& node) {
 void Interpreter::evaluateArgument(const Expression& expression, Arrays& values) {
   if (mayBeList(expression)) return evaluateAll(expression, 1, values);
   values.push_back(evaluate(expression).toArray());
+}
+
+/// The same values as a list.
+Arrays Interpreter::argumentValues(const Expression& expression) {
+  Arrays values;
+  evaluateArgument(expression, values);
+  return values;
 }
 
 void Interpreter::evaluateSubscript(const Expression& expression, Subscripts& subscripts) {
@@ -256,10 +262,8 @@ void Interpreter::assignSteps(const AssignmentTarget& target, Value&& value) {
   // Elements and fields are what loops assign to most.
   const IndexStep& step = target.steps[0];
   if (target.steps.size() == 1 && step.kind == IndexStep::Kind::Field) {
-    if (HostArray* field = fieldsInPlace(frame_->slots[target.slot], target.steps)) {
-      *field = std::move(value).toArray();
-      return;
-    }
+    if (HostArray* field = fieldsInPlace(frame_->slots[target.slot], target.steps))
+      return std::move(value).moveTo(*field);
   } else if (target.steps.size() == 1 && step.hasPlainArgument) {
     Value subscript = evaluate(*step.arguments[0]);
     HostArray* array = frame_->slots[target.slot].array();
@@ -275,10 +279,7 @@ void Interpreter::assignSteps(const AssignmentTarget& target, Value&& value) {
   const StepRange steps(target.steps), fields = steps.first(steps.size() - 1);
   const auto place = [&](StepRange chain) { return fieldsInPlace(frame_->slots[target.slot], chain); };
   if (isField(steps.back())) {
-    if (HostArray* field = place(steps)) {
-      *field = std::move(value).toArray();
-      return;
-    }
+    if (HostArray* field = place(steps)) return std::move(value).moveTo(*field);
   } else if (steps.back().kind == IndexStep::Kind::Paren && std::ranges::all_of(fields, isField)) {
     const HostArray* there = place(fields);
     if (!steps.back().usesEnd || there) {
@@ -313,7 +314,7 @@ void Interpreter::assignSteps(const AssignmentTarget& target, Value&& value) {
 
 void Interpreter::assignAt(int slot, const IndexPath& path, Value&& value) {
   BorrowedVariable variable(*frame_, slot);
-  assign(variable.array, path, std::move(value).toArray());
+  assign(variable.array(), path, std::move(value).toArray());
   variable.define();
 }
 

@@ -77,14 +77,15 @@ Interpreter::Flow Interpreter::executeNode(const ListAssignment& node) {
     raiseError("Tessel:notEnoughOutputs",
                fmt::format("{} values are assigned, but the right side gives {}.", count, values.size()));
   }
-  auto value = values.begin();
+  Values given = valuesFrom(std::move(values));
+  auto value = given.begin();
   for (std::size_t i = 0; i < paths.size(); ++i) {
     const AssignmentTarget& target = node.targets[i];
     for (const IndexPath& path : paths[i]) {
       if (!path.empty())
-        assignAt(target.slot, path, Value(std::move(*value)));
+        assignAt(target.slot, path, std::move(*value));
       else if (!target.name.empty())
-        frame_->slots[target.slot] = Value(std::move(*value));
+        frame_->slots[target.slot] = std::move(*value);
       ++value;
     }
     const bool isShown = !node.isSilent && !target.name.empty() && frame_->slots[target.slot].isDefined();

@@ -44,7 +44,7 @@ class Interpreter::CallDepth {
   static constexpr int kMaxDepth = 256;
 
   bool hasStack() const {
-    const auto* here = static_cast<const char*>(__builtin_frame_address(0));
+    const auto* here = reinterpret_cast<const char*>(this);
     return interpreter_.stackBase_ - here < static_cast<std::ptrdiff_t>(interpreter_.stackAllowed_);
   }
   [[noreturn]] static void raiseTooDeep() {
@@ -57,58 +57,57 @@ class Interpreter::CallDepth {
 /// The variables of a call, in memory that calls before it have left.
 class Interpreter::CallFrame : public Frame {
  public:
-  CallFrame(Interpreter& interpreter, const FunctionCode& function, int wantedCount)
-      : Frame(interpreter.nextCallMemory(), function.symbols->names().size()),
-        interpreter_(interpreter),
-        fixedCount_(function.parameters.size() - (function.hasVarargin ? 1 : 0)) {
-    code = &function;
-    name = function.name;
-    file = function.file;
-    symbols = function.symbols.get();
+  [[gnu::always_inline]] CallFrame(Interpreter& interpreter, const FunctionCode& function, int wantedCount)
+      : Frame(function, &function, interpreter.nextCallMemory().values),
+        inMemory_(interpreter.deepestMemory_, interpreter.deepestMemory_->deeper.get()),
+        nextParameter_(function.parameters.data()),
+        endOfParameters_(nextParameter_ + function.fixedParameters()) {
     line = function.line;
     outputCount = wantedCount;
   }
-  ~CallFrame() { --interpreter_.callMemoryUsed_; }
+  [[gnu::always_inline]] ~CallFrame() = default;
   CallFrame(const CallFrame&) = delete;
   CallFrame& operator=(const CallFrame&) = delete;
 
   /// Gives the next parameter its value; those without an input stay undefined.
-  void take(Value&& input) {
-    const auto place = static_cast<std::size_t>(inputCount++);
-    if (place < fixedCount_) {
-      if (code->parameters[place] >= 0) slots[code->parameters[place]] = std::move(input);
-    } else {
-      if (!code->hasVarargin) raiseTooManyInputs(code->name, static_cast<int>(fixedCount_));
-      rest_.push_back(std::move(input).toArray());
-    }
+  [[gnu::always_inline]] void take(Value&& input) {
+    ++inputCount;
+    if (nextParameter_ == endOfParameters_) return takeFurther(std::move(input));
+    if (const int slot = *nextParameter_++; slot >= 0) slots[slot] = std::move(input);
   }
   /// All inputs are there.
   void finishInputs() {
-    if (!code->hasVarargin) return;
-    HostArray rest = HostArray::cell({1, rest_.size()});
-    for (std::size_t i = 0; i < rest_.size(); ++i) rest.mutableCellAt(i) = std::move(rest_[i]);
-    slots[code->parameters.back()] = Value(std::move(rest));
+    if (code->hasVarargin) listFurther();
   }
 
  private:
-  Interpreter& interpreter_;
-  std::size_t fixedCount_;
-  std::vector<HostArray> rest_;  ///< inputs beyond those that have a parameter of their own
+  [[gnu::noinline]] void takeFurther(Value&& input) {
+    if (!code->hasVarargin) raiseTooManyInputs(code->name, static_cast<int>(code->fixedParameters()));
+    if (!further_) further_ = std::make_unique<std::vector<HostArray>>();
+    further_->push_back(std::move(input).toArray());
+  }
+  [[gnu::noinline]] void listFurther() {
+    HostArray list = HostArray::cell({1, further_ ? further_->size() : 0});
+    for (std::size_t i = 0; i < list.numel(); ++i) list.mutableCellAt(i) = std::move((*further_)[i]);
+    slots[code->parameters.back()] = Value(std::move(list));
+  }
+
+  const Replaced<CallMemory*> inMemory_;
+  const int *nextParameter_, *endOfParameters_;
+  std::unique_ptr<std::vector<HostArray>> further_;  ///< inputs beyond those that have a parameter of their own
 };
 
 /// Hands the values of the arguments of a call to `take`. An `end` in them belongs to the array around the
 /// call.
 template <class Take>
-void Interpreter::forEachArgument(const IndexStep* arguments, const Take& take) {
+[[gnu::always_inline]] inline void Interpreter::forEachArgument(const IndexStep* arguments, const Take& take) {
   if (!arguments) return;
+  if (!arguments->mayHaveLists) {
+    for (const ExpressionPtr& argument : arguments->arguments) take(evaluate(*argument));
+    return;
+  }
   for (const ExpressionPtr& argument : arguments->arguments) {
-    if (!arguments->mayHaveLists || !mayBeList(*argument)) {
-      take(evaluate(*argument));
-    } else {
-      Arrays list;
-      evaluateArgument(*argument, list);
-      for (HostArray& value : list) take(Value(std::move(value)));
-    }
+    for (HostArray& value : argumentValues(*argument)) take(Value(std::move(value)));
   }
 }
 
@@ -141,26 +140,30 @@ template <class Action>
 /// Takes the array out of a variable, so that it is not shared and can be changed in place, and puts it back.
 class Interpreter::BorrowedVariable {
  public:
-  BorrowedVariable(Frame& frame, int slot) : frame_(frame), slot_(slot) {
-    Value& variable = frame.slots[slot];
-    isDefined_ = variable.isDefined();
-    if (isDefined_) array = std::exchange(variable, Value()).toArray();
-  }
+  BorrowedVariable(Frame& frame, int slot)
+      : frame_(frame),
+        slot_(slot),
+        isDefined_(frame.slots[slot].isDefined()),
+        block_(takenFrom(frame.slots[slot])) {}
   ~BorrowedVariable() {
-    if (isDefined_) frame_.slots[slot_] = Value(std::move(array));
+    if (isDefined_) frame_.slots[slot_] = Value(std::move(block_));
   }
   BorrowedVariable(const BorrowedVariable&) = delete;
   BorrowedVariable& operator=(const BorrowedVariable&) = delete;
 
+  HostArray& array() { return *block_; }
   /// A variable that had no value gets this one.
   void define() { isDefined_ = true; }
 
-  HostArray array;
-
  private:
+  static Value::Block takenFrom(Value& variable) {
+    return variable.isDefined() ? std::move(variable).toBlock() : Value(HostArray()).toBlock();
+  }
+
   Frame& frame_;
   int slot_;
-  bool isDefined_ = false;
+  bool isDefined_;
+  Value::Block block_;
 };
 
 }  // namespace tessel

@@ -49,7 +49,7 @@ Interpreter::Flow Interpreter::executeNode(const Declaration& node) {
 }
 
 void Interpreter::clearVariable(const std::string& name) {
-  const int slot = frame_->symbols->find(name);
+  const int slot = frame_->symbols().find(name);
   if (frame_->shared) frame_->shared->remove(slot);
   frame_->slots[slot].clear();
 }

@@ -33,26 +33,54 @@ bool hasMethod(const HostArray& value, std::string_view name) {
 
 }  // namespace
 
-/// Few frames a statement: the processor predicts the returns of some sixteen calls, and functions that call
-/// themselves pass here at every level.
-[[gnu::always_inline]] inline Interpreter::Flow Interpreter::executeHere(const Statement& statement) {
+/// What precedes each statement.
+[[gnu::always_inline]] inline void Interpreter::begin(const Statement& statement) {
   frame_->line = statement.line;
   // Whoever executes a statement has dealt with the error before it.
   if (!errorStack_.empty()) errorStack_.clear();
   countStep();
-  if (const auto* assignment = std::get_if<Assignment>(&statement.node)) return executeNode(*assignment);
-  if (const auto* decision = std::get_if<IfStatement>(&statement.node)) return executeNode(*decision);
-  return std::visit([this](const auto& node) { return executeNode(node); }, statement.node);
 }
 
+/// Assigns to the one target.
+[[gnu::always_inline]] inline void Interpreter::assignOne(const Assignment& node) {
+  Value value = evaluate(*node.value);
+  if (node.wholeSlot >= 0)
+    frame_->slots[node.wholeSlot] = std::move(value);
+  else
+    assignSteps(node.targets[0], std::move(value));
+}
+
+/// A decision that ends a block goes on in the block that it chooses, and silent assignments are made here: the
+/// processor predicts the returns of some sixteen calls, and functions that call themselves pass here at every
+/// level.
 Interpreter::Flow Interpreter::execute(const Block& block) {
-  for (const Statement& statement : block) {
-    if (const Flow flow = executeHere(statement); flow != Flow::Normal) return flow;
+  const Statement *next = block.data(), *end = next + block.size();
+  while (next != end) {
+    const Statement& statement = *next++;
+    begin(statement);
+    const auto* assignment = std::get_if<Assignment>(&statement.node);
+    const auto* decision = std::get_if<IfStatement>(&statement.node);
+    if (assignment && assignment->isOne && assignment->isSilent) {
+      assignOne(*assignment);
+    } else if (decision && next == end) {
+      const Block& chosen = chosenBlock(*decision);
+      next = chosen.data();
+      end = next + chosen.size();
+    } else if (const Flow flow = executeNode(statement); flow != Flow::Normal) {
+      return flow;
+    }
   }
   return Flow::Normal;
 }
 
-Interpreter::Flow Interpreter::execute(const Statement& statement) { return executeHere(statement); }
+Interpreter::Flow Interpreter::execute(const Statement& statement) {
+  begin(statement);
+  return executeNode(statement);
+}
+
+[[gnu::noinline]] Interpreter::Flow Interpreter::executeNode(const Statement& statement) {
+  return std::visit([this](const auto& node) { return executeNode(node); }, statement.node);
+}
 
 Interpreter::Flow Interpreter::executeNode(const ExpressionStatement& node) {
   if (const auto* name = std::get_if<NameReference>(&node.expression->node)) {
@@ -63,8 +91,8 @@ Interpreter::Flow Interpreter::executeNode(const ExpressionStatement& node) {
   }
   Arrays values;
   evaluateAll(*node.expression, 0, values);
-  for (HostArray& value : values) {
-    assignVariable({"ans", frame_->symbols->slotOf("ans"), {}}, std::move(value), node.isSilent);
+  for (Value& value : valuesFrom(std::move(values))) {
+    assignVariable({"ans", frame_->symbols().slotOf("ans"), {}}, std::move(value), node.isSilent);
   }
   return Flow::Normal;
 }
@@ -77,14 +105,9 @@ Interpreter::Flow Interpreter::executeNode(const CommandOrExpression& node) {
 }
 
 Interpreter::Flow Interpreter::executeNode(const Assignment& node) {
-  if (node.targets.size() == 1 && !node.targets[0].name.empty()) {
+  if (node.isOne) {
+    assignOne(node);
     const AssignmentTarget& target = node.targets[0];
-    Value value = evaluate(*node.value);
-    if (target.steps.empty()) {
-      frame_->slots[target.slot] = std::move(value);
-    } else {
-      assignSteps(target, std::move(value));
-    }
     if (!node.isSilent) display(frame_->slots[target.slot].toArray(), target.name);
     return Flow::Normal;
   }
@@ -94,8 +117,9 @@ Interpreter::Flow Interpreter::executeNode(const Assignment& node) {
     raiseError("Tessel:notEnoughOutputs", fmt::format("{} values are assigned, but the right side gives {}.",
                                                       node.targets.size(), values.size()));
   }
+  Values given = valuesFrom(std::move(values));
   for (std::size_t i = 0; i < node.targets.size(); ++i) {
-    if (!node.targets[i].name.empty()) assignVariable(node.targets[i], std::move(values[i]), node.isSilent);
+    if (!node.targets[i].name.empty()) assignVariable(node.targets[i], std::move(given[i]), node.isSilent);
   }
   return Flow::Normal;
 }
@@ -144,22 +168,24 @@ void Interpreter::updateSteps(const CompoundAssignment& node, const Value& opera
   assignAt(target.slot, path, changed(Value(std::move(parts[0]))));
 }
 
-void Interpreter::assignVariable(const AssignmentTarget& target, HostArray value, bool isSilent) {
+void Interpreter::assignVariable(const AssignmentTarget& target, Value&& value, bool isSilent) {
   Frame& frame = *frame_;
   if (static_cast<std::size_t>(target.slot) >= frame.slots.size()) frame.slots.resize(target.slot + 1);
   if (target.steps.empty())
-    frame.slots[target.slot] = Value(std::move(value));
+    frame.slots[target.slot] = std::move(value);
   else
-    assignSteps(target, Value(std::move(value)));
+    assignSteps(target, std::move(value));
   if (!isSilent) display(frame.slots[target.slot].toArray(), target.name);
 }
 
-Interpreter::Flow Interpreter::executeNode(const IfStatement& node) {
+[[gnu::always_inline]] inline const Block& Interpreter::chosenBlock(const IfStatement& node) {
   for (const Branch& branch : node.branches) {
-    if (isTrue(evaluate(*branch.condition))) return execute(branch.body);
+    if (isTrue(evaluate(*branch.condition))) return branch.body;
   }
-  return execute(node.otherwise);
+  return node.otherwise;
 }
+
+Interpreter::Flow Interpreter::executeNode(const IfStatement& node) { return execute(chosenBlock(node)); }
 
 /// One pass of a loop: what the loop returns now, or nothing to go on.
 std::optional<Interpreter::Flow> Interpreter::executePass(const Block& body) {

@@ -101,9 +101,16 @@ constexpr const OperatorInfo& operatorInfo(Operator code) {
   return *std::ranges::find(kOperators, code, &OperatorInfo::code);
 }
 
+/// `a` to the power `b`, or what `otherwise` gives where that is no real number.
+template <class Otherwise>
+[[gnu::noinline]] Value scalarPower(double a, double b, const Otherwise& otherwise) {
+  return a >= 0 || std::floor(b) == b ? Value(std::pow(a, b)) : otherwise();
+}
+
 /// The operator on real scalars, or what `otherwise` gives where its result is no real scalar, or an error.
 template <class Otherwise>
-Value scalarOperation(Operator code, double a, double b, const Otherwise& otherwise) {
+[[gnu::always_inline]] inline Value scalarOperation(Operator code, double a, double b,
+                                                    const Otherwise& otherwise) {
   switch (code) {
     case Operator::Plus: return Value(a + b);
     case Operator::Minus: return Value(a - b);
@@ -116,7 +123,7 @@ Value scalarOperation(Operator code, double a, double b, const Otherwise& otherw
     case Operator::Power:
     case Operator::DotPower:
       if (b == 2) return Value(a * a);  // as the operator on arrays
-      return a >= 0 || std::floor(b) == b ? Value(std::pow(a, b)) : otherwise();
+      return scalarPower(a, b, otherwise);
     case Operator::Less: return Value(a < b);
     case Operator::LessEqual: return Value(a <= b);
     case Operator::Greater: return Value(a > b);

@@ -217,7 +217,9 @@ class Parser : private ExpressionParser {
   Assignment finishAssignment(std::vector<AssignmentTarget> targets) {
     expect(TokenKind::Assign, "'='");
     ExpressionPtr value = parseExpression();
-    return {std::move(targets), std::move(value), isAt(TokenKind::Semicolon)};
+    const bool isOne = targets.size() == 1 && !targets[0].name.empty();
+    const int wholeSlot = isOne && targets[0].steps.empty() ? targets[0].slot : -1;
+    return {std::move(targets), std::move(value), isAt(TokenKind::Semicolon), isOne, wholeSlot};
   }
 
   AssignmentTarget asTarget(ExpressionPtr expression, const Token& place) {

@@ -14,10 +14,12 @@ namespace tessel {
 /// memory of which the rest holds no values.
 class Slots {
  public:
-  Slots(std::vector<Value>& memory, std::size_t count) : memory_(&memory) { resize(count); }
+  [[gnu::always_inline]] Slots(std::vector<Value>& memory, std::size_t count) : memory_(&memory) {
+    resize(count);
+  }
   Slots(const Slots&) = delete;
   Slots& operator=(const Slots&) = delete;
-  ~Slots() { clear(); }
+  [[gnu::always_inline]] ~Slots() { clear(); }
   Value& operator[](std::size_t slot) { return first_[slot]; }
   const Value& operator[](std::size_t slot) const { return first_[slot]; }
   std::size_t size() const { return count_; }
@@ -28,7 +30,7 @@ class Slots {
     count_ = count;
   }
   /// Takes all values away.
-  void clear() {
+  [[gnu::always_inline]] void clear() {
     for (Value& value : *this) value.clear();
   }
   Value* begin() { return first_; }

@@ -1,20 +1,9 @@
 #include "tessel/language/subscripts.h"
 
-#include <limits>
-
 #include "tessel/runtime/arraydata.h"
 
 namespace tessel {
 namespace {
-
-constexpr std::size_t kNowhere = std::numeric_limits<std::size_t>::max();
-
-/// The position from 0 that a subscript names among `count` elements, or kNowhere.
-std::size_t positionWithin(double subscript, std::size_t count) {
-  const auto whole = subscript >= 1 && subscript < 0x1p62 ? static_cast<long long>(subscript) : 0;
-  const std::size_t position = static_cast<std::size_t>(whole) - 1;
-  return position < count && static_cast<double>(whole) == subscript ? position : kNowhere;
-}
 
 /// The positions of steps from 1 on; nothing where they are no whole numbers.
 std::optional<IndexRange> rangeOf(const EqualSteps<double>& steps) {
@@ -60,10 +49,7 @@ SubscriptRanges rangesOf(const Subscripts& subscripts, const HostArray& array) {
 Value elementOf(const Value& base, double subscript) {
   const HostArray* array = base.array();
   if (!array) return base.scalar() && subscript == 1 ? base : Value();
-  if (const auto elements = ArrayAccess::realDoubles(*array); !elements.empty()) {
-    const std::size_t position = positionWithin(subscript, elements.size());
-    return position == kNowhere ? Value() : Value(elements[position]);
-  }
+  if (const double* element = doubleAt(base, subscript)) return Value(*element);
   const auto range = array->isObject() ? IndexRange::at(subscript) : std::nullopt;
   auto element = range ? directElements(*array, {&*range, 1}) : std::nullopt;
   return element ? Value(*std::move(element)) : Value();
@@ -82,11 +68,11 @@ std::optional<HostArray> partOf(const HostArray* base, IndexLevel::Kind kind, co
 
 bool assignElement(HostArray& array, double subscript, const Value& value) {
   if (array.arrayClass() == ArrayClass::Double) {
-    const std::size_t position = value.number() ? positionWithin(subscript, array.numel()) : kNowhere;
+    const double* number = value.number();
+    const std::size_t count = number ? ArrayAccess::realDoubles(array).size() : 0;
+    const std::size_t position = positionWithin(subscript, count);
     if (position == kNowhere) return false;
-    const auto elements = ArrayAccess::mutableRealDoubles(array);
-    if (elements.empty()) return false;
-    elements[position] = *value.number();
+    ArrayAccess::mutableRealDoubles(array)[position] = *number;
     return true;
   }
   const auto range = array.isObject() ? IndexRange::at(subscript) : std::nullopt;

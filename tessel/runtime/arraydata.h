@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <new>
 #include <span>
@@ -49,8 +50,9 @@ using FieldNames = std::vector<std::string>;
 /// Where a name of a field stood last: the same names are most often asked again.
 struct FieldPlace {
   std::shared_ptr<const FieldNames> names;
-  std::size_t row = 0;
+  std::size_t row = 0;  ///< kNoRow: nowhere
 };
+inline constexpr std::size_t kNoRow = std::numeric_limits<std::size_t>::max();
 struct StructContent {
   std::shared_ptr<FieldNames> names;           ///< changed only where nobody shares them
   std::vector<std::vector<HostArray>> values;  ///< one row a name, one entry an element
@@ -59,9 +61,10 @@ struct StructContent {
   std::size_t rowOf(std::string_view name) const {
     return static_cast<std::size_t>(std::ranges::find(*names, name) - names->begin());
   }
-  std::size_t rowOf(std::string_view name, FieldPlace& last) const {
-    if (last.names != names) last = {names, rowOf(name)};
-    return last.row;
+  /// Where the name stands among these.
+  [[gnu::noinline]] void findRow(std::string_view name, FieldPlace& place) const {
+    const std::size_t row = rowOf(name);
+    place = {names, row == names->size() ? kNoRow : row};
   }
 };
 struct ObjectContent {
@@ -120,9 +123,9 @@ struct ArrayAccess {
   /// A field of a single structure; null where there is none.
   static const HostArray* findField(const HostArray& array, std::string_view name, FieldPlace& last) {
     if (array.class_ != ArrayClass::Struct || array.data_->numel != 1) return nullptr;
-    const auto& content = *std::get_if<StructContent>(&array.data_->content);
-    const std::size_t row = content.rowOf(name, last);
-    return row == content.names->size() ? nullptr : content.values[row].data();
+    const auto* content = std::get_if<StructContent>(&array.data_->content);
+    if (last.names != content->names) content->findRow(name, last);
+    return last.row == kNoRow ? nullptr : content->values[last.row].data();
   }
   /// The same for writing.
   static HostArray* findMutableField(HostArray& array, std::string_view name, FieldPlace& last) {

@@ -96,7 +96,7 @@ std::vector<std::string> globalNames(Interpreter& interpreter) {
   std::vector<std::string> names = functionNames();
   std::ranges::move(interpreter.scriptFunctionNames(), std::back_inserter(names));
   for (const HostClass* hostClass : allClasses()) addMethods(*hostClass, names);
-  for (const std::string& name : interpreter.frame().symbols->names()) {
+  for (const std::string& name : interpreter.frame().symbols().names()) {
     if (interpreter.findVariable(name)) names.push_back(name);
   }
   return names;

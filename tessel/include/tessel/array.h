@@ -107,6 +107,13 @@ class TESSEL_API HostArray {
   static HostArray adopt(ArrayClass arrayClass, Dimensions dims, std::shared_ptr<const void> owner,
                          const void* real, const void* imag = nullptr);
   static HostArray scalar(double value);
+  /// Becomes what `scalar` makes.
+  void assignScalar(double value) {
+    if (object_ || data_) *this = HostArray();
+    class_ = ArrayClass::Double;
+    smallCount_ = 1;
+    std::memcpy(small_.data(), &value, sizeof value);
+  }
   static HostArray logical(bool value);
   /// A 1-by-1 array of the class of T.
   template <class T>

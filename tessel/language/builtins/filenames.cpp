@@ -16,7 +16,7 @@ Arrays callMfilename(Interpreter& interpreter, const Arrays& inputs) {
   const bool isWhole = !inputs.empty();
   if (isWhole && textArgument("mfilename", inputs[0]) != "fullpath")
     raiseInvalidArgument("mfilename", "the argument is 'fullpath'.");
-  const fs::path file(interpreter.frame().file);
+  const fs::path file(interpreter.frame().file());
   std::error_code error;
   if (!fs::is_regular_file(file, error)) return {HostArray::text("")};
   if (!isWhole) return {HostArray::text(file.stem().string())};

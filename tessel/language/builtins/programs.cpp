@@ -101,7 +101,7 @@ Arrays path(Interpreter& interpreter, const Arrays& inputs, int outputCount) {
 Arrays run(Interpreter& interpreter, const char* function, const Arrays& inputs) {
   const std::string name = textArgument(function, inputs[0]);
   const std::string file = name.find('\0') == std::string::npos
-                               ? interpreter.files().findProgram(name, interpreter.frame().file)
+                               ? interpreter.files().findProgram(name, interpreter.frame().file())
                                : std::string();
   if (file.empty()) raiseFileNotFound(name);
   interpreter.runFile(file);

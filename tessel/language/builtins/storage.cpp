@@ -20,7 +20,7 @@ std::vector<std::string> namesFrom(const char* function, const Arrays& inputs) {
 
 std::vector<std::string> allVariables(Interpreter& interpreter) {
   std::vector<std::string> names;
-  for (const std::string& name : interpreter.frame().symbols->names())
+  for (const std::string& name : interpreter.frame().symbols().names())
     if (interpreter.findVariable(name)) names.push_back(name);
   std::sort(names.begin(), names.end());
   return names;

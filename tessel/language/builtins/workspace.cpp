@@ -16,7 +16,7 @@ namespace {
 
 std::vector<std::string> variableNames(Interpreter& interpreter) {
   std::vector<std::string> names;
-  for (const std::string& name : interpreter.frame().symbols->names()) {
+  for (const std::string& name : interpreter.frame().symbols().names()) {
     if (interpreter.findVariable(name)) names.push_back(name);
   }
   std::sort(names.begin(), names.end());

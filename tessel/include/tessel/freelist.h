@@ -6,10 +6,10 @@
 
 #include "tessel/threadend.h"
 
-namespace embedded {
+namespace tessel {
 
-/// Keeps up to `kKept` freed blocks a thread for the next object. A scalar `number` is made and dropped for
-/// every temporary of a computation, and the general allocator would be most of its cost.
+/// Keeps up to `kKept` freed blocks a thread for the next object. A single value is made and dropped for every
+/// temporary of a computation, and the general allocator would be most of its cost.
 template <class Object>
 class FreeList {
  public:
@@ -25,7 +25,7 @@ class FreeList {
 
   static void give(void* freed) noexcept {
     List& list = list_;
-    if (list.count == kKept || (!list.atThreadEnd.act && !tessel::noteThreadEnd(list.atThreadEnd, empty)))
+    if (list.count == kKept || (!list.atThreadEnd.act && !noteThreadEnd(list.atThreadEnd, empty)))
       return ::operator delete(freed);
     list.first = new (freed) Block{list.first};
     ++list.count;
@@ -43,7 +43,7 @@ class FreeList {
   struct List {
     Block* first;
     unsigned count;
-    tessel::ThreadEnd atThreadEnd;
+    ThreadEnd atThreadEnd;
   };
   static void empty() {
     while (list_.first) ::operator delete(take());
@@ -55,4 +55,4 @@ class FreeList {
   [[gnu::tls_model("initial-exec")]] static inline constinit thread_local List list_{};
 };
 
-}  // namespace embedded
+}  // namespace tessel
