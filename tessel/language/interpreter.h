@@ -166,6 +166,7 @@ class Interpreter {
     std::size_t count;
   };
   class CallDepth;
+  struct DeepestMemory;
   class CallFrame;
   class BorrowedVariable;
   using Steps = std::vector<IndexStep>;

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <iterator>
+#include <optional>
 
 #include <fmt/format.h>
 #include "tessel/interpreter.h"
@@ -122,9 +123,9 @@ Value Interpreter::operate(Operator code, const MemberName& method, const Value&
 
 [[gnu::noinline]] Value Interpreter::callOperator(const MemberName& method, const Value& left,
                                                   const Value& right) {
-  HostArray boxedLeft, boxedRight;
-  const auto boxed = [](const Value& value, HostArray& box) -> const HostArray& {
-    return value.array() ? *value.array() : box = value.toArray();
+  std::optional<HostArray> boxedLeft, boxedRight;
+  const auto boxed = [](const Value& value, std::optional<HostArray>& box) -> const HostArray& {
+    return value.array() ? *value.array() : box.emplace(value.toArray());
   };
   const HostArray &a = boxed(left, boxedLeft), &b = boxed(right, boxedRight);
   const auto form = formOfTwo(method, a, b);

@@ -54,12 +54,22 @@ class Interpreter::CallDepth {
   Interpreter& interpreter_;
 };
 
+/// The deepest memory for the variables of a call, from before they are made until they have ended.
+struct Interpreter::DeepestMemory {
+  [[gnu::always_inline]] explicit DeepestMemory(Interpreter& interpreter)
+      : values(interpreter.nextCallMemory().values),
+        deepest(interpreter.deepestMemory_, interpreter.deepestMemory_->deeper.get()) {}
+
+  std::vector<Value>& values;
+  const Replaced<CallMemory*> deepest;
+};
+
 /// The variables of a call, in memory that calls before it have left.
-class Interpreter::CallFrame : public Frame {
+class Interpreter::CallFrame : private DeepestMemory, public Frame {
  public:
   [[gnu::always_inline]] CallFrame(Interpreter& interpreter, const FunctionCode& function, int wantedCount)
-      : Frame(function, &function, interpreter.nextCallMemory().values),
-        inMemory_(interpreter.deepestMemory_, interpreter.deepestMemory_->deeper.get()),
+      : DeepestMemory(interpreter),
+        Frame(function, &function, values),
         nextParameter_(function.parameters.data()),
         endOfParameters_(nextParameter_ + function.fixedParameters()) {
     line = function.line;
@@ -92,7 +102,6 @@ class Interpreter::CallFrame : public Frame {
     slots[code->parameters.back()] = Value(std::move(list));
   }
 
-  const Replaced<CallMemory*> inMemory_;
   const int *nextParameter_, *endOfParameters_;
   std::unique_ptr<std::vector<HostArray>> further_;  ///< inputs beyond those that have a parameter of their own
 };
