@@ -1,7 +1,10 @@
 /// How arrays are made, copied, resized and viewed.
 #include <algorithm>
+#include <bit>
 #include <climits>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <limits>
 #include <optional>
 #include <utility>
@@ -21,16 +24,17 @@ namespace {
 
 constexpr Message kNotNumeric{"numforge:fi:constructor:numeric", "FI constructor only valid for numeric data"};
 
-/// Two sizes, nearly always, are read each on its own, which compilers would join: callers have mostly just
-/// stored them so, and a load of both at once waits until the stores are done, as long as hundreds of additions
-/// take.
+/// Two sizes, nearly always, are read each on its own, which compilers would join, and written as one word,
+/// which copies of the shape read: a load of what two stores have just left waits until both are done, as long
+/// as hundreds of additions take.
 fi::Shape sizesFrom(const unsigned* dims, unsigned count) {
   if (count != 2) return fi::Shape(dims, dims + count);
+  static_assert(std::endian::native == std::endian::little, "the first size is the lower half of the word");
   unsigned rows = dims[0], columns = dims[1];
   asm("" : "+r"(rows), "+r"(columns));
+  const std::uint64_t word = rows | std::uint64_t{columns} << 32;
   fi::Shape sizes(2, boost::container::default_init);
-  sizes[0] = rows;
-  sizes[1] = columns;
+  std::memcpy(sizes.data(), &word, sizeof word);
   return sizes;
 }
 
