@@ -136,7 +136,7 @@ struct fi::Sums {
   template <class Operation>
   static fi ofArrays(const fi& a, const fi& b) {
     if (const Ones ones = onesFor(Operation::kKind, a, b); ones.format)
-      return fi(*ones.format, Operation::apply(ones.a, ones.b), a.tag(), OperationTypeEnum::Sum);
+      return fi(*ones.format, Operation::apply(ones.a, ones.b), a.ownTag(), OperationTypeEnum::Sum);
     return ofMany<Operation>(a, b);
   }
 
@@ -146,7 +146,7 @@ struct fi::Sums {
     const ArrayFormat::Result sum = a.sumWith(b, Operation::kKind);
     const bool complexResult = a.iscomplex() || b.iscomplex();
     const fi& shape = checkedShape<Operation>(a, b, sum.isExact, complexResult);
-    fi result(shape.dims_, sum.format, complexResult, a.tag(), OperationTypeEnum::Sum);
+    fi result(shape.dims_, sum.format, complexResult, a.getQlogger().sharedTag(), OperationTypeEnum::Sum);
     // Registers log whenever logging is on.
     if (sum.isExact && !qlogger::getLogging()) {
       if (sumExactly<Operation>(a, b, result)) return result;
@@ -373,8 +373,9 @@ struct fi::Sums {
 
 // ------------------------------------------------------------------------------------------ public operations
 
-fi fi::plus(const fi& b) const { return Sums::ofArrays<Add>(*this, b); }
-fi fi::minus(const fi& b) const { return Sums::ofArrays<Subtract>(*this, b); }
+// Flat: what makes single values, too long for compilers to inline unasked, costs less here than behind calls.
+[[gnu::flatten]] fi fi::plus(const fi& b) const { return Sums::ofArrays<Add>(*this, b); }
+[[gnu::flatten]] fi fi::minus(const fi& b) const { return Sums::ofArrays<Subtract>(*this, b); }
 
 fi& fi::sumEquals(const fi& a, const fi& b, fi& sumRegister, number& scratch) {
   requireEach({this, &a, &b, &sumRegister});

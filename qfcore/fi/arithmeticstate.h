@@ -30,8 +30,6 @@ struct Adjustment {
 };
 
 struct ArithmeticState {
-  ~ArithmeticState();
-
   NumericType sumType, productType;
   std::optional<SlopeBiasFactors> slopeBias;
   SlopeBiasTimes slopeBiasTimes;

@@ -30,9 +30,13 @@ Table& table() {
   return made;
 }
 
-/// The formats that this thread found last, by hash.
+/// The formats that this thread found last, and the very last one, which mostly needs no hash.
 constexpr std::size_t kRecent = 16;
-[[gnu::tls_model("initial-exec")]] constinit thread_local const ArrayFormat* recent[kRecent] = {};
+struct Recent {
+  const ArrayFormat* last;
+  const ArrayFormat* byHash[kRecent];
+};
+[[gnu::tls_model("initial-exec")]] constinit thread_local Recent recent{};
 
 /// Of what mostly tells formats apart; asked for every array that is made of a type and settings.
 std::size_t hashOf(const NumericType& type, const fimath& math) {
@@ -87,15 +91,20 @@ bool ArrayFormat::isOf(const NumericType& type, const fimath& math) const {
 }
 
 ArrayFormat::Ptr ArrayFormat::of(const NumericType& type, const fimath& math) {
+  // One length tells most others apart before all settings are compared.
+  if (const ArrayFormat* last = recent.last;
+      last && last->type_.wordLength() == type.wordLength() && last->isOf(type, math))
+    return Ptr(last);
   if (type.isSignUnspecified()) [[unlikely]]
     return of(withSign(type), math);
   const std::size_t hash = hashOf(type, math);
-  const ArrayFormat* last = recent[hash % kRecent];
-  return last && last->isOf(type, math) ? Ptr(last) : madeOrFound(type, math, hash);
+  const ArrayFormat* found = recent.byHash[hash % kRecent];
+  if (!found || !found->isOf(type, math)) return madeOrFound(type, math, hash);
+  return Ptr(recent.last = found);
 }
 
 ArrayFormat::Ptr ArrayFormat::madeOrFound(const NumericType& type, const fimath& math, std::size_t hash) {
-  const ArrayFormat*& last = recent[hash % kRecent];
+  const ArrayFormat*& last = recent.byHash[hash % kRecent];
   Table& kept = table();
   const std::lock_guard lock(kept.mutex);
   const auto [first, end] = kept.formats.equal_range(hash);

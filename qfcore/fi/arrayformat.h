@@ -67,8 +67,9 @@ class QFCORE_API ArrayFormat : public Immutable {
   static Ptr madeOrFound(const EmbeddedTypeSystem::NumericType& type, const fimath& math, std::size_t hash);
   bool isOf(const EmbeddedTypeSystem::NumericType& type, const fimath& math) const;
   const Known* find(Operation operation, const ArrayFormat& right, unsigned terms) const {
-    for (const auto& each : known_[static_cast<std::size_t>(operation)]) {
-      const Known* known = each.load(std::memory_order_acquire);
+    const AllKnown& all = known_[static_cast<std::size_t>(operation)];
+    for (std::size_t k = 0; k < kKnown; ++k) {
+      const Known* known = all[k].load(std::memory_order_acquire);
       if (!known || (&known->right == &right && known->terms == terms)) return known;
     }
     return nullptr;

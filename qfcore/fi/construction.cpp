@@ -66,11 +66,11 @@ NumericType typeForValues(const HostArray* values, NumericType type) {
 
 }  // namespace
 
-fi::fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const std::string& tag,
+fi::fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const Tag& tag,
        OperationTypeEnum operationType, unsigned precision)
     : fi(dims, ArrayFormat::of(type, math), isComplex, tag, operationType, precision) {}
 
-fi::fi(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const std::string& tag,
+fi::fi(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const Tag& tag,
        OperationTypeEnum operationType, unsigned precision)
     : HeldArray(dims, format, isComplex, tag, operationType, precision) {}
 
@@ -91,7 +91,7 @@ fi::fi(double value, bool isSigned, int wordLength, int fractionLength, const fi
 
 fi::fi(double value, const NumericType& type, const fimath& math, unsigned precision, const std::string& tag,
        OperationTypeEnum operationType)
-    : HeldArray(OneElement{}, ArrayFormat::of(type, math), tag, operationType, precision) {
+    : HeldArray(OneElement{}, value, ArrayFormat::of(type, math), tag, operationType, precision) {
   fillQuantized(value);
   recordInTotal();
 }

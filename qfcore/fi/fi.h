@@ -544,12 +544,12 @@ class QFCORE_API fi : public HeldArray {
   struct Products;
   struct Sums;
   /// Values without meaning, which the maker sets.
-  fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const std::string& tag,
+  fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const Tag& tag,
      OperationTypeEnum operationType, unsigned precision = 0);
-  fi(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const std::string& tag,
+  fi(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const Tag& tag,
      OperationTypeEnum operationType, unsigned precision = 0);
   /// 1-by-1 and real: `held`, a value of the format, which doubles carry.
-  fi(const ArrayFormat::Ptr& format, double held, const std::string& tag, OperationTypeEnum operationType);
+  fi(const ArrayFormat::Ptr& format, double held, const Tag& tag, OperationTypeEnum operationType);
   /// What `inType` gives where the type is another.
   fi castTo(const NumericType& type, const fimath& math) const;
   fi(const fi& model, const Shape& dims, bool isComplex) : HeldArray(model, dims, isComplex) {}

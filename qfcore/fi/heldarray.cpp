@@ -23,20 +23,12 @@ number taken(number& part, bool isView) {
 
 // ---------------------------------------------------------------------------------------------------- lifetime
 
-HeldArray::HeldArray(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const std::string& tag,
+HeldArray::HeldArray(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const Tag& tag,
                      OperationTypeEnum operationType, unsigned precision)
     : ArrayShape(dims),
       realPart_(numel_, std::max(format->precision(), precision), Unset{}),
       imagPart_(isComplex ? numel_ : 0, realPart_.getprecision(), Unset{}),
       isReal_(!isComplex),
-      format_(format),
-      assignmentQuantizer_(format->rules(), format->type(), tag, operationType) {}
-
-HeldArray::HeldArray(OneElement one, const ArrayFormat::Ptr& format, const std::string& tag,
-                     OperationTypeEnum operationType, unsigned precision)
-    : ArrayShape(one),
-      realPart_(1, std::max(format->precision(), precision), Unset{}),
-      imagPart_(0, realPart_.getprecision(), Unset{}),
       format_(format),
       assignmentQuantizer_(format->rules(), format->type(), tag, operationType) {}
 
@@ -141,13 +133,12 @@ HeldArray::HeldArray(const HeldArray& other, CopyReal)
 HeldArray::~HeldArray() = default;
 
 ArithmeticState& HeldArray::arithmeticState() const {
-  std::unique_ptr<ArithmeticState>& state = owner().arithmeticState_;
-  if (!state) state = std::make_unique_for_overwrite<ArithmeticState>();
+  auto& state = owner().arithmeticState_;
+  if (!state) state.reset(new ArithmeticState);
   return *state;
 }
 
-// Not with its owner's: most arrays have none, and would keep registers free for it.
-ArithmeticState::~ArithmeticState() = default;
+void HeldArray::DeleteState::operator()(ArithmeticState* state) const noexcept { delete state; }
 
 // --------------------------------------------------------------------------------- parts, type, precision,
 // shape

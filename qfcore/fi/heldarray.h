@@ -1,6 +1,7 @@
 /// What an array consists of: elements, their type and math settings, and the record of what they met.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <initializer_list>
@@ -79,8 +80,11 @@ class QFCORE_API HeldArray : public ArrayShape {
   void copyDimensions(const unsigned* dims, unsigned numDims);
   /// The value of an array that has one real element, in doubles, and is no view; null of others.
   const double* onlyDouble() const {
-    return numel_ == 1 && isReal_ && !isView_ ? realPart_.doubles() : nullptr;
+    return numel_ == 1 && isReal_ && !isView_ ? realPart_.onlyDouble() : nullptr;
   }
+  /// What `format` and `tag` are of an array that is no view.
+  const ArrayFormat& ownFormat() const { return *format_; }
+  const Tag& ownTag() const { return assignmentQuantizer_.logger().sharedTag(); }
   /// The type's word length, or the number layer's default precision when that is 0.
   unsigned getPrecision() const;
   /// Resizes the storage to the element count at `precision` bits; values survive where the precision stays.
@@ -134,11 +138,22 @@ class QFCORE_API HeldArray : public ArrayShape {
 
  protected:
   /// Values without meaning, which the maker sets.
-  HeldArray(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const std::string& tag,
+  HeldArray(const Shape& dims, const ArrayFormat::Ptr& format, bool isComplex, const Tag& tag,
             OperationTypeEnum operationType, unsigned precision);
-  /// One real value without meaning, 1-by-1.
-  HeldArray(OneElement one, const ArrayFormat::Ptr& format, const std::string& tag,
-            OperationTypeEnum operationType, unsigned precision);
+  /// One real value, 1-by-1: `value` where doubles carry it, without meaning otherwise. Here, for the ways of
+  /// single values: a call would cost them more than it does.
+  HeldArray(OneElement one, double value, const ArrayFormat::Ptr& format, const Tag& tag,
+            OperationTypeEnum operationType, unsigned precision)
+      : HeldArray(one, numberfactory::createnumberSingle(value, std::max(format->precision(), precision)),
+                  std::max(format->precision(), precision), format, tag, operationType) {}
+  /// The same of the body of that value, which it takes over.
+  HeldArray(OneElement one, numberrepbody* real, unsigned carried, const ArrayFormat::Ptr& format,
+            const Tag& tag, OperationTypeEnum operationType) noexcept
+      : ArrayShape(one),
+        realPart_(real, carried),
+        imagPart_(nullptr, carried),
+        format_(format),
+        assignmentQuantizer_(format->rules(), format->type(), tag, operationType) {}
   /// The same in the type and settings of `model`, with its tag and logging switch and nothing recorded.
   HeldArray(const HeldArray& model, const Shape& dims, bool isComplex);
   HeldArray(const HeldArray& other);
@@ -244,8 +259,12 @@ class QFCORE_API HeldArray : public ArrayShape {
   quantizer assignmentQuantizer_;
   const quantizer* assignmentQuantizerInUse_ = &assignmentQuantizer_;
   HeldArray* target_ = nullptr;  // what an FiReference refers to
+  // Apart: most arrays have none, and would keep registers free for its end.
+  struct DeleteState {
+    void operator()(ArithmeticState* state) const noexcept;
+  };
   // Result-type caches, correction factors, registers: made when arithmetic first needs them.
-  mutable std::unique_ptr<ArithmeticState> arithmeticState_;
+  mutable std::unique_ptr<ArithmeticState, DeleteState> arithmeticState_;
 };
 
 }  // namespace embedded

@@ -76,7 +76,7 @@ HeldArray::RegisterRecords::RegisterRecords(const HeldArray& left, HeldArray* re
     if (!log) log = left_->registerLogs[static_cast<std::size_t>(kind)];
     if (log) {
       log->setNumericType(record.numericType());
-      log->setTag(record.tag());
+      log->shareTag(record.sharedTag());
       log->share(record);
     } else {
       log = record;
@@ -114,13 +114,11 @@ void HeldArray::copyRegisterLogs(const HeldArray& other) {
 
 void HeldArray::setTag(const std::string& tag) {
   HeldArray& own = owner();
-  std::array<std::string, 1 + kRegisterLogs> copies;  // made before the first is given away
-  copies.fill(tag);
-  own.assignmentQuantizer_.logger().setTag(std::move(copies.back()));
+  const Tag shared(tag);
+  own.assignmentQuantizer_.logger().shareTag(shared);
   if (!own.arithmeticState_) return;
-  for (std::size_t kind = 0; kind < kRegisterLogs; ++kind) {
-    if (auto& log = own.arithmeticState_->registerLogs[kind]) log->setTag(std::move(copies[kind]));
-  }
+  for (auto& log : own.arithmeticState_->registerLogs)
+    if (log) log->shareTag(shared);
 }
 
 std::array<const qlogger*, 1 + kRegisterLogs> HeldArray::loggers() const {

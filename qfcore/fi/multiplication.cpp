@@ -135,6 +135,14 @@ fi& fi::timesEquals(const fi& b, const quantizer& productQuantizer, const quanti
 
 /// Ways to element-wise products.
 struct fi::Products {
+  /// The product of single values, or what `others` makes of arrays.
+  template <class Others>
+  [[gnu::always_inline]] static fi ofOnesOr(Others others, const fi& a, const fi& b) {
+    if (const Ones ones = onesFor(ArrayFormat::Operation::Product, a, b); ones.format)
+      return fi(*ones.format, Multiply::apply(ones.a, ones.b), a.ownTag(), OperationTypeEnum::Product);
+    return others(a, b);
+  }
+
   // Apart, so that single values do not pay for the room of arrays.
   [[gnu::noinline]] static fi ofArrays(const fi& a, const fi& b) {
     const ArrayFormat::Result product = a.productWith(b);
@@ -145,6 +153,8 @@ struct fi::Products {
   }
 
   [[gnu::noinline]] static fi ofElements(const fi& a, const fi& b) {
+    // While logging is on, what elements record stays out of the registers of their arrays, scalars or not.
+    if (a.isscalar() && b.isscalar() && !qlogger::getLogging()) return ofArrays(a, b);
     return fi(a, CopyElement{}).times(fi(b, CopyElement{}));
   }
 
@@ -155,8 +165,8 @@ struct fi::Products {
 
   /// Products of which the result's own quantizer makes each value, where there is nothing to record.
   static fi withoutRegister(const fi& a, const fi& b, const ArrayFormat::Result& product) {
-    fi result(shapeOfResult(a, b).dims_, product.format, a.iscomplex() || b.iscomplex(), a.tag(),
-              OperationTypeEnum::Product);
+    fi result(shapeOfResult(a, b).dims_, product.format, a.iscomplex() || b.iscomplex(),
+              a.getQlogger().sharedTag(), OperationTypeEnum::Product);
     const quantizer& q = result.assignmentQuantizer_;
     if (!product.isExact || !multiplyExactly(a, b, result)) multiplyRounded(a, b, q, q, result);
     return result;
@@ -180,16 +190,10 @@ struct fi::Products {
   }
 };
 
-fi fi::times(const fi& b) const {
-  if (const Ones ones = onesFor(ArrayFormat::Operation::Product, *this, b); ones.format)
-    return fi(*ones.format, Multiply::apply(ones.a, ones.b), tag(), OperationTypeEnum::Product);
-  return Products::ofArrays(*this, b);
-}
-
-fi fi::operator*(const fi& b) const {
-  // While logging is on, what elements record stays out of the registers of their arrays, scalars or not.
-  if (isscalar() && b.isscalar() && !qlogger::getLogging()) return times(b);
-  return Products::ofElements(*this, b);
+// Flat: what makes single values, too long for compilers to inline unasked, costs less here than behind calls.
+[[gnu::flatten]] fi fi::times(const fi& b) const { return Products::ofOnesOr(Products::ofArrays, *this, b); }
+[[gnu::flatten]] fi fi::operator*(const fi& b) const {
+  return Products::ofOnesOr(Products::ofElements, *this, b);
 }
 
 fi& fi::operator*=(const fi& b) {

@@ -195,7 +195,7 @@ void HeldArray::fillWithRealWorld(number& part, double value) const {
 }
 
 void HeldArray::fillQuantized(double value) {
-  double* plain = numel_ == 1 ? realPart_.doubles() : nullptr;
+  double* plain = numel_ == 1 ? realPart_.onlyDouble() : nullptr;
   if (plain && std::isfinite(value) && !isSlopeBias() && !elementPathOnly()) {
     *plain = value;
     return assignmentQuantizer_.quantize(plain, 1);

@@ -91,7 +91,7 @@ void filog::collect(std::span<const qlogger* const> loggers) {
 
 void qlogger::writeLogMap(FilogMap& map) const {
   if (!s_feature_fi_tag_logging) return;
-  const auto [place, isNew] = map.try_emplace(createFilogKey(), tag_, *this);
+  const auto [place, isNew] = map.try_emplace(createFilogKey(), tag(), *this);
   if (!isNew) place->second.merge(*this);
 }
 

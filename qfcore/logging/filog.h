@@ -22,7 +22,7 @@ class QFCORE_API filog {
   filog(const std::string& tag, const qlogger& logger);
 
   const std::string& tag() const { return record_.tag(); }
-  void setTag(std::string tag) { record_.setTag(std::move(tag)); }
+  void setTag(const std::string& tag) { record_.setTag(tag); }
   OperationTypeEnum operationType() const { return record_.operationType(); }
   const EmbeddedTypeSystem::NumericType& numericType() const { return type_; }
   EmbeddedTypeSystem::NumericType& numericType() { return type_; }

@@ -13,6 +13,7 @@ namespace embedded {
 using EmbeddedTypeSystem::NumericType;
 using tessel::HostArray;
 
+const std::string Tag::sNone;
 constinit const LogRecord qlogger::sNothing;
 bool qlogger::sLogging = false;
 LogTypeEnum qlogger::sLogType = LogTypeEnum::Global;
@@ -239,11 +240,11 @@ void qlogger::disp() const {
   tessel::printFormatted("        Min: %g\n", realWorldMin());
   tessel::printFormatted(" NOverflows: %ld\n", static_cast<long>(noverflows()));
   tessel::printFormatted("NUnderflows: %ld\n", static_cast<long>(nunderflows()));
-  tessel::printFormatted("        Tag: %s\n", tag_.c_str());
+  tessel::printFormatted("        Tag: %s\n", tag().c_str());
 }
 
 std::string qlogger::createFilogKey() const {
-  return tag_ + "|" + operationTypeToString(operationType_) + "|" + type_.qpointstr();
+  return tag() + "|" + operationTypeToString(operationType_) + "|" + type_.qpointstr();
 }
 
 namespace {

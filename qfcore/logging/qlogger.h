@@ -24,6 +24,18 @@ class filog;
 /// Log records by the key of their loggers.
 using FilogMap = std::map<std::string, filog>;
 
+/// A name under which to log, which copies share. Most objects have none, and pay nothing for it.
+class Tag {
+ public:
+  Tag() = default;
+  Tag(const std::string& text) : text_(text.empty() ? nullptr : std::make_shared<const std::string>(text)) {}
+  const std::string& text() const { return text_ ? *text_ : sNone; }
+
+ private:
+  std::shared_ptr<const std::string> text_;  // null for none
+  QFCORE_API static const std::string sNone;
+};
+
 /// Which loggers take part while logging is on: each object's own only, or the module's three totals as well.
 enum class LogTypeEnum { Local, Global };
 
@@ -46,9 +58,9 @@ class QFCORE_API qlogger {
  public:
   /// `alwaysOn` is the logger's own switch.
   explicit qlogger(bool alwaysOn = false) : alwaysOn_(alwaysOn) {}
-  qlogger(std::string tag, OperationTypeEnum operationType, bool alwaysOn = false)
-      : tag_(std::move(tag)), operationType_(operationType), alwaysOn_(alwaysOn) {}
-  qlogger(const std::string& tag, OperationTypeEnum operationType, const EmbeddedTypeSystem::NumericType& type)
+  qlogger(const std::string& tag, OperationTypeEnum operationType, bool alwaysOn = false)
+      : tag_(tag), operationType_(operationType), alwaysOn_(alwaysOn) {}
+  qlogger(const Tag& tag, OperationTypeEnum operationType, const EmbeddedTypeSystem::NumericType& type)
       : tag_(tag), type_(type), operationType_(operationType) {}
   /// A copy, or with `keepRecord` false a logger of the same tag, type, kind and switch that has recorded
   /// nothing.
@@ -74,8 +86,10 @@ class QFCORE_API qlogger {
   void setAlwaysOn(bool on) { alwaysOn_ = on; }
   bool isAlwaysOn() const { return alwaysOn_; }
 
-  const std::string& tag() const { return tag_; }
-  void setTag(std::string tag) { tag_ = std::move(tag); }
+  const std::string& tag() const { return tag_.text(); }
+  void setTag(const std::string& tag) { tag_ = tag; }
+  const Tag& sharedTag() const { return tag_; }
+  void shareTag(const Tag& tag) noexcept { tag_ = tag; }
   OperationTypeEnum operationType() const { return operationType_; }
   void setOperationType(OperationTypeEnum operationType) { operationType_ = operationType; }
   const EmbeddedTypeSystem::NumericType& numericType() const { return type_; }
@@ -172,7 +186,7 @@ class QFCORE_API qlogger {
   static bool sLogging;
   static LogTypeEnum sLogType;
 
-  std::string tag_;
+  Tag tag_;
   EmbeddedTypeSystem::NumericType type_;
   OperationTypeEnum operationType_ = OperationTypeEnum::Unspecified;
   bool alwaysOn_ = false;

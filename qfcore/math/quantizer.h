@@ -29,7 +29,7 @@ class QFCORE_API quantizer {
   quantizer(const EmbeddedTypeSystem::NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode,
             const std::string& tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
   /// The quantizer of `type` under rules that are shared; they must be those of the type.
-  quantizer(const QuantizerRulesPtr& rules, const EmbeddedTypeSystem::NumericType& type, const std::string& tag,
+  quantizer(const QuantizerRulesPtr& rules, const EmbeddedTypeSystem::NumericType& type, const Tag& tag,
             OperationTypeEnum operationType)
       : rules_(rules), logger_(tag, operationType, type) {}
   /// A copy, or with `keepRecord` false one that has recorded nothing.

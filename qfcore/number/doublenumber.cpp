@@ -10,7 +10,7 @@
 #include "qfcore/number/stridesort.h"
 #include "qfcore/number/valuememory.h"
 #include "tessel/console.h"
-#include "tessel/freelist.h"
+#include "tessel/threadend.h"
 
 namespace embedded {
 
@@ -27,8 +27,77 @@ double storedInteger(const unsigned* words, int wordCount, bool isSigned, int wo
 
 }  // namespace
 
-void* doublenumber::operator new(std::size_t) { return tessel::FreeList<doublenumber>::take(); }
-void doublenumber::operator delete(void* freed) noexcept { tessel::FreeList<doublenumber>::give(freed); }
+/// Bodies that wait in a thread, each a single value that nobody has.
+struct doublenumber::Waiting {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  static constexpr unsigned kMost = 0;  // the sanitizer finds misuse only of what is really freed
+#else
+  static constexpr unsigned kMost = 64;
+#endif
+  doublenumber* first;
+  unsigned room;  // for more; none before the thread's end has been noted, and after it
+  bool isOver;
+  tessel::ThreadEnd atThreadEnd;
+
+  doublenumber* take() {
+    doublenumber* body = first;
+    first = body->own_.nextWaiting;
+    ++room;
+    return body;
+  }
+  void keep(doublenumber* body) {
+    body->own_.nextWaiting = first;
+    first = body;
+    --room;
+  }
+  bool makesRoom() {
+    const bool isFirst = kMost > 0 && !atThreadEnd.act && !isOver;
+    if (isFirst && tessel::noteThreadEnd(atThreadEnd, freeAll)) room = kMost;
+    return room > 0;
+  }
+  static void freeAll() {
+    while (list.first) ::operator delete(list.take());
+    list.room = 0;
+    list.isOver = true;
+  }
+  [[gnu::tls_model("initial-exec")]] static constinit thread_local Waiting list;
+};
+// A loaded module would otherwise look its thread's copy up by a call, at the price of the allocation saved.
+[[gnu::tls_model("initial-exec")]] constinit thread_local doublenumber::Waiting doublenumber::Waiting::list{};
+
+doublenumber* doublenumber::single(double value, unsigned precision) {
+  Waiting& list = Waiting::list;
+  if (!list.first) return newSingle(value, precision);
+  doublenumber* body = list.take();
+  body->own_.single = value;
+  body->own_.precision = precision;
+  body->index_ = 0;
+  return body;
+}
+
+void doublenumber::drop(numberrepbody* body) noexcept {
+  Waiting& list = Waiting::list;
+  if (body->gettype() == kDoubleRepresentation && list.room > 0) {
+    auto* dropped = static_cast<doublenumber*>(body);
+    // Views and readers have no values of their own.
+    if (dropped->shared_ == &dropped->own_ && dropped->own_.count == 1) return list.keep(dropped);
+  }
+  dropOther(body);
+}
+
+// Both apart, so that bodies which wait pay for no registers of theirs.
+[[gnu::noinline]] doublenumber* doublenumber::newSingle(double value, unsigned precision) {
+  return &(new doublenumber(1, precision, Unset{}))->setvalue(value);
+}
+[[gnu::noinline]] void doublenumber::dropOther(numberrepbody* body) noexcept { delete body; }
+
+void* doublenumber::operator new(std::size_t size) {
+  return Waiting::list.first ? Waiting::list.take() : ::operator new(size);
+}
+void doublenumber::operator delete(void* freed) noexcept {
+  if (Waiting::list.room == 0 && !Waiting::list.makesRoom()) return ::operator delete(freed);
+  Waiting::list.keep(::new (freed) doublenumber(1, kMaxDoublePrecision, Unset{}));
+}
 
 double* doublenumber::Storage::room(unsigned forCount, bool zeroed) {
   if (forCount == 0) return nullptr;
@@ -48,7 +117,7 @@ doublenumber::doublenumber(double value) : doublenumber(1, kMaxDoublePrecision, 
 }
 
 doublenumber::doublenumber(unsigned count, unsigned precision, NumberVector)
-    : numberrepbody(kDoubleRepresentation, &own_), own_{{count, precision}, nullptr, 0} {
+    : numberrepbody(kDoubleRepresentation, &own_), own_{{count, precision}, nullptr, {0}} {
   own_.values = own_.room(count, true);
 }
 

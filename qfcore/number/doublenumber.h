@@ -18,7 +18,7 @@ class QFCORE_API doublenumber final : public numberrepbody {
   /// `count` zeros.
   doublenumber(unsigned count, unsigned precision, NumberVector);
   doublenumber(unsigned count, unsigned precision, Unset)
-      : numberrepbody(kDoubleRepresentation, &own_), own_{{count, precision}, nullptr, 0} {
+      : numberrepbody(kDoubleRepresentation, &own_), own_{{count, precision}, nullptr, {0}} {
     own_.values = count == 1 ? &own_.single : own_.room(count, false);
   }
   /// A deep copy of all values.
@@ -31,6 +31,11 @@ class QFCORE_API doublenumber final : public numberrepbody {
   doublenumber(const doublenumber& source);
   doublenumber& operator=(const doublenumber&) = delete;
   ~doublenumber() override;
+  /// One value: where there is one, a body that waited; see `drop`.
+  static doublenumber* single(double value, unsigned precision);
+  /// Deletes the body, or has it wait, as it is, for the thread's next single value: one is made and dropped
+  /// for every temporary of a computation, and to make it anew would be most of its cost.
+  static void drop(numberrepbody* body) noexcept;
   static void* operator new(std::size_t);
   static void operator delete(void* freed) noexcept;
 
@@ -127,6 +132,8 @@ class QFCORE_API doublenumber final : public numberrepbody {
   /// made.
   double* values() { return storage().values ? storage().values + first_ : nullptr; }
   const double* values() const { return const_cast<doublenumber*>(this)->values(); }
+  /// The first of them, where this is no view.
+  double* onlyValue() { return storage().values; }
   double& current() {
     assert(getIndex() < numel());
     return storage().values[index_];
@@ -136,12 +143,18 @@ class QFCORE_API doublenumber final : public numberrepbody {
  private:
   struct Storage : SharedCounts {
     double* values;  // &single, or an array of the C allocator, or null when count is 0
-    double single;
+    union {
+      double single;
+      doublenumber* nextWaiting;
+    };
     double* room(unsigned forCount, bool zeroed);
     void free(double* room, unsigned forCount) noexcept;
   };
   Storage& storage() const { return *static_cast<Storage*>(shared_); }
   Storage* share() const;
+  struct Waiting;
+  static doublenumber* newSingle(double value, unsigned precision);
+  static void dropOther(numberrepbody* body) noexcept;
   /// The two's-complement pattern of the current element's stored integer.
   unsigned long long convertToUnsignedInteger(double slope, int exponent, double bias,
                                               unsigned long long twoToWordLength) const;

@@ -30,6 +30,8 @@ class QFCORE_API number {
   number(unsigned count, unsigned precision, Unset tag)
       : body_(count == 0 ? nullptr : numberfactory::createnumberVector(count, precision, tag)),
         emptyPrecision_(precision) {}
+  /// Takes over a body whose values have that precision.
+  number(numberrepbody* body, unsigned precision) noexcept : body_(body), emptyPrecision_(precision) {}
   /// A view.
   number(const number& source, CopyIndex tag) : body_(numberfactory::createnumber(source.shareable(), tag)) {}
   /// A view of `count` elements from `first` on, or of those of them that there are; it does not resize.
@@ -49,7 +51,9 @@ class QFCORE_API number {
   /// Takes over the values; the source is empty then.
   number(number&& source) noexcept
       : body_(std::exchange(source.body_, nullptr)), emptyPrecision_(source.emptyPrecision_) {}
-  virtual ~number() { delete body_; }
+  virtual ~number() {
+    if (body_) doublenumber::drop(body_);
+  }
   /// Exchanges whole vectors; assignment moves single values.
   void swap(number& other) noexcept {
     std::swap(body_, other.body_);
@@ -95,6 +99,9 @@ class QFCORE_API number {
   // Pointers to values hold until a `resize`, and until the first view of this number is made.
   double* doubles() { return hasBody(kDoubleRepresentation) ? asDoubles()->values() : nullptr; }
   const double* doubles() const { return const_cast<number*>(this)->doubles(); }
+  /// Of a number that is no view: its only value. Null for the other kind, and when empty.
+  double* onlyDouble() { return hasBody(kDoubleRepresentation) ? asDoubles()->onlyValue() : nullptr; }
+  const double* onlyDouble() const { return const_cast<number*>(this)->onlyDouble(); }
   mpnumber* multiprecision() {
     return hasBody(kMultiprecisionRepresentation) ? static_cast<mpnumber*>(body_) : nullptr;
   }

@@ -11,7 +11,7 @@ namespace embedded {
 numberrepbody* numberfactory::createnumberScalar(double value, unsigned precision,
                                                  bool forceMultiplePrecision) {
   if (forceMultiplePrecision) return new mpnumber(value, precision);
-  if (precision <= kMaxDoublePrecision) return new doublenumber(value);
+  if (precision <= kMaxDoublePrecision) return doublenumber::single(value, kMaxDoublePrecision);
   auto* body = new mpnumber(value, precision);
   // A threshold lowered below the bits of a double must not round what a double body would hold.
   if constexpr (constructedBits(kMaxDoublePrecision + 1) < kDoubleBits) body->setvalue(value);
@@ -19,7 +19,10 @@ numberrepbody* numberfactory::createnumberScalar(double value, unsigned precisio
 }
 
 numberrepbody* numberfactory::createnumberVector(unsigned count, unsigned precision) {
-  if (precision <= kMaxDoublePrecision) return new doublenumber(count, precision, NumberVector{});
+  if (precision <= kMaxDoublePrecision) {
+    if (count == 1) return doublenumber::single(0.0, precision);
+    return new doublenumber(count, precision, NumberVector{});
+  }
   auto made = std::make_unique<mpnumber>(count, precision, NumberVector{});
   if (count > 0) made->getmodifiableelement(0);  // a lack of memory shows now
   return made.release();
@@ -52,8 +55,11 @@ numberrepbody* numberfactory::createnumber(const numberrepbody* source, Reading 
 
 numberrepbody* numberfactory::createnumberVector(const numberrepbody* source) {
   switch (source->gettype()) {
-    case kDoubleRepresentation:
-      return new doublenumber(static_cast<const doublenumber*>(source), NumberVector{});
+    case kDoubleRepresentation: {
+      const auto* doubles = static_cast<const doublenumber*>(source);
+      if (doubles->numel() == 1) return doublenumber::single(*doubles->values(), doubles->precision());
+      return new doublenumber(doubles, NumberVector{});
+    }
     case kMultiprecisionRepresentation:
       return new mpnumber(static_cast<const mpnumber*>(source), NumberVector{});
     default: return nullptr;

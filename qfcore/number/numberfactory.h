@@ -7,7 +7,8 @@
 
 namespace embedded {
 
-/// Every body is newly allocated and owned by the caller. Failing allocations raise "numforge:fi:outofmemory".
+/// Every body is a new one, owned by the caller, who deletes or drops it. Failing allocations raise
+/// "numforge:fi:outofmemory".
 class QFCORE_API numberfactory {
  public:
   numberfactory() = delete;
@@ -17,8 +18,14 @@ class QFCORE_API numberfactory {
   /// `count` zeros.
   static numberrepbody* createnumberVector(unsigned count, unsigned precision);
   static numberrepbody* createnumberVector(unsigned count, unsigned precision, Unset tag) {
+    if (count == 1) return createnumberSingle(0.0, precision);
     if (precision > kMaxDoublePrecision) return createWideVector(count, precision);
     return new doublenumber(count, precision, tag);
+  }
+  /// A vector of one value: `value` where doubles carry it, 0 for the caller to set where they do not.
+  static numberrepbody* createnumberSingle(double value, unsigned precision) {
+    if (precision > kMaxDoublePrecision) return createWideVector(1, precision);
+    return doublenumber::single(value, precision);
   }
   /// A view that shares the storage of `source`. Null for a body that is neither double nor multiprecision.
   static numberrepbody* createnumber(const numberrepbody* source, CopyIndex);

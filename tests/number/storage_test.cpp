@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <numeric>
 #include <thread>
+#include <vector>
 
 #include "qfcore/number/precision.h"
 #include "reference.h"
@@ -51,6 +53,31 @@ TEST_P(Storage, CopiesAreScalarsAndDeepCopiesAreWhole) {
   }
   const number empty(0U, GetParam(), NumberVector{});
   EXPECT_TRUE(empty.isempty() && number(empty).isempty() && number(empty, NumberVector{}).isempty());
+}
+
+TEST_P(Storage, NewSingleValuesShowNothingOfThoseBefore) {
+  const std::vector<std::function<void(number&)>> uses = {
+      [](number& x) { x.setIndex(3); },
+      [](number& x) { x.resize(5)[4] = 7; },
+      [](number& x) { x.resize(0); },
+      [](number& x) { number(x, CopyIndex{}, 0, 0).setIndex(2); },
+      [](number& x) { number(x, Reading{}).setIndex(1); },
+      [](number& x) { number(std::move(x)).resize(2); }};
+  for (const auto& use : uses) {
+    std::vector<number> made;
+    for (int k = 0; k < 100; ++k) made.push_back(vectorOf({-1}));
+    std::for_each(made.begin(), made.end(), use);
+    made.clear();
+    std::thread([kept = vectorOf({4})]() mutable { number(std::move(kept)) = 5; }).join();
+    for (int k = 0; k < 100; ++k) {
+      made.push_back(number(1U, GetParam() - 1, NumberVector{}));
+      EXPECT_EQ(made.back().getprecision(), GetParam() - 1);
+      EXPECT_EQ(made.back().getIndex(), 0U);
+      EXPECT_EQ(valuesOf(made.back()), Values{0});
+      made.back() = k;
+    }
+    for (int k = 0; k < 100; ++k) EXPECT_EQ(valuesOf(made[k]), Values{double(k)});
+  }
 }
 
 TEST_P(Storage, NothingCanBeDoneToNoValues) {

@@ -55,11 +55,9 @@ template <class... Arrays>
   return ways.isExact ? Path::PlainWide : Path::Wide;
 }
 
-inline fi::fi(const ArrayFormat::Ptr& format, double held, const std::string& tag,
-              OperationTypeEnum operationType)
-    : HeldArray(OneElement{}, format, tag, operationType, 0) {
-  *realPart_.doubles() = held;
-}
+[[gnu::always_inline]] inline fi::fi(const ArrayFormat::Ptr& format, double held, const Tag& tag,
+                                     OperationTypeEnum operationType)
+    : HeldArray(OneElement{}, held, format, tag, operationType, 0) {}
 
 /// One real double each, and the format of what an operation gives for them.
 struct Ones {
@@ -70,9 +68,11 @@ struct Ones {
 /// Of operands whose results doubles carry, all of them values of their format, while nothing is recorded.
 /// Spares single values what arrays set up, once the operation has met their formats.
 inline Ones onesFor(ArrayFormat::Operation operation, const fi& a, const fi& b) {
-  const double *left = a.onlyDouble(), *right = b.onlyDouble();
-  if (!left || !right || b.numDims() != 2) return {};
-  const ArrayFormat::Result* known = a.format()->knownResult(operation, *b.format());
+  const double* left = a.onlyDouble();
+  if (!left) return {};
+  const double* right = b.onlyDouble();
+  if (!right || b.numDims() != 2) return {};
+  const ArrayFormat::Result* known = a.ownFormat().knownResult(operation, b.ownFormat());
   const bool isPlain = known && known->isExact && known->format->precision() <= kMaxDoublePrecision;
   if (!isPlain || qlogger::getLogging() || elementPathOnly()) return {};
   return {&known->format, *left, *right};
