@@ -104,8 +104,7 @@ template <class GiveAll, class Collect>
   });
 }
 
-/// The same for an anonymous function, of which `collect` takes the expression. What is called may replace the
-/// function, so the caller keeps it.
+/// The same for an anonymous function, which the caller keeps; `collect` takes its expression.
 template <class GiveAll, class Collect>
 [[gnu::always_inline]] inline auto Interpreter::runAnonymous(const AnonymousFunctionValue& function,
                                                              const GiveAll& giveAll, int outputCount,
@@ -366,6 +365,7 @@ Arrays Interpreter::callScriptFunction(const FunctionCode& code, Arrays&& inputs
 }
 
 Arrays Interpreter::callAnonymous(const AnonymousFunctionValue& function, Arrays&& inputs, int outputCount) {
+  // What is called may replace the function. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
   const std::shared_ptr<const FunctionCode> kept = function.code();
   return runAnonymous(
       function, [&](CallFrame& frame) { giveInputs(std::move(inputs), frame); }, outputCount,
