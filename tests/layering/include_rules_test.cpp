@@ -40,7 +40,8 @@ const std::vector<Rule>& rules() {
         {"tessel/shell/",
          {"tessel/shell/", "tessel/language/", "tessel/pictures/", "tessel/runtime/", boundary()}},
         {"qfcore/number/",
-         {"qfcore/number/", boundary("console.h"), boundary("memory.h"), boundary("threadend.h")}},
+         {"qfcore/number/", boundary("console.h"), boundary("freelist.h"), boundary("memory.h"),
+          boundary("threadend.h")}},
     };
     std::vector<std::string> lower = {"qfcore/number/"};
     for (const char* header :
