@@ -22,7 +22,11 @@ struct Ceil {
   static double integer(double x) { return std::ceil(x); }
 };
 struct Convergent {
-  static double integer(double x) { return std::rint(x); }
+  // Not std::rint alone: all but ties are rounded as `Nearest` does, 0.49999999999999994 to 1.
+  static double integer(double x) {
+    const double even = std::rint(x), nearest = std::floor(x + 0.5);
+    return x - even == 0.5 ? even : nearest;
+  }
 };
 struct Fix {
   static double integer(double x) { return std::trunc(x); }
