@@ -120,11 +120,14 @@ void assignDoubles(number& part, const Element* values, const ToHeld& toHeld, co
   double* held = part.doubles();
   shareLoop(part.numel(), kSharedDoubles, std::array{&q},
             [&](std::size_t begin, std::size_t count, const auto& own) {
+              const bool areHeldAsGiven = byBlocks && std::is_same_v<Element, double> && toHeld.isIdentity();
+              if constexpr (std::is_same_v<Element, double>) {
+                if (areHeldAsGiven && own[0]->quantizeFinite(values + begin, held + begin, count)) return;
+              }
               forEachBlock(count, [&](std::size_t offset, std::size_t size) {
                 const std::size_t first = begin + offset;
                 if constexpr (std::is_same_v<Element, double>) {
-                  if (byBlocks && toHeld.isIdentity()) {
-                    if (own[0]->quantizeFinite(values + first, held + first, size)) return;
+                  if (areHeldAsGiven) {
                     toHeld.requireSuited(values + first, size);
                     return own[0]->quantize(values + first, held + first, size);
                   }
@@ -134,6 +137,13 @@ void assignDoubles(number& part, const Element* values, const ToHeld& toHeld, co
               });
             });
   for (unsigned i = 0; !byBlocks && i < part.numel(); ++i) q.quantize(part[i]);
+}
+
+/// The way of most arrays, which asks for nothing else: one pass on one thread. False where it does not do.
+bool assignAtOnce(number& part, const double* values, const quantizer& q) {
+  double* held = part.doubles();
+  return held && takesBlocks(part) && detail::pieceCount(part.numel(), kSharedDoubles) == 1 &&
+         q.quantizeFinite(values, held, part.numel());
 }
 
 template <class Element>
@@ -253,6 +263,11 @@ void HeldArray::storeHostValues(const HostArray& values, ValueMeaning meaning) {
 
 template <class Element>
 void HeldArray::assignValues(const Element* re, const Element* im, ValueMeaning meaning) {
+  if constexpr (std::is_same_v<Element, double>) {
+    if (!im && meaning == ValueMeaning::RealWorld && !isSlopeBias() &&
+        assignAtOnce(realPart_, re, *assignmentQuantizerInUse_))
+      return;
+  }
   // An integer that no double holds is quantized as it is: a double on the way would be a rounding too many.
   const bool exactly = assignmentQuantizerInUse_->isDoubleBacked() && anyBeyondDoubles(re, im, numel_);
   const ToHeld toHeld(getNumericType(), meaning == ValueMeaning::StoredInteger);

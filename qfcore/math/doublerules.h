@@ -41,10 +41,12 @@ inline bool isOrdinary(double x) { return std::islessgreater(x, 0.0); }
 // Overflow rules. Each counts stored integers in units of its own: `inUnits` says how many the rounded value q
 // is, `land` brings them into range, `isOverflow` says whether that changed them. Zeros and NaN stay, which is
 // no overflow: both ask `isOrdinary`, so that one comparison serves them, and the count of underflows. `stored`
-// is what both amount to for a finite q, as a stored integer; a zero may change its sign.
+// is what both amount to for a finite q, as a stored integer; a zero may change its sign. Whether it is so for
+// an infinite q as well, which finite values may be scaled to, `kStoresInfinities` tells.
 
 /// Values above max become max, values below min become min.
 struct SaturateInteger {
+  static constexpr bool kStoresInfinities = true;
   static double inUnits(double q, const DoubleFormat&) { return q; }
   static double land(double q, double x, const DoubleFormat& f) {
     return choice(isOrdinary(x), stored(q, f), x);  // zeros keep their sign
@@ -61,6 +63,7 @@ struct SaturateInteger {
 /// step is exact, and integers in range stay what they are. Infinities become NaN, as remainders of theirs are;
 /// an infinite q of a finite x stands for a multiple of the modulus. What is zero keeps the sign of x.
 struct WrapInteger {
+  static constexpr bool kStoresInfinities = false;
   static double inUnits(double q, const DoubleFormat& f) { return q * f.stored.inverseModulus; }
   static double land(double turns, double x, const DoubleFormat& f) {
     const double rest = turns - std::floor(turns);

@@ -17,8 +17,9 @@ namespace embedded {
 /// `tally`; null counts nothing.
 using ArrayKernel = void (*)(const DoubleFormat& format, const double* from, double* to, std::size_t count,
                              Tally* tally);
-/// Quantizes contiguous values, counting nothing, and tells whether all of them are finite; what the others
-/// become means nothing.
+/// Quantizes contiguous values into memory of their own, counting nothing, where it finds all of them to be
+/// finite: zeros may change their sign. False otherwise, and where sums of them are not finite; what the values
+/// have become means nothing then.
 using FiniteKernel = bool (*)(const DoubleFormat& format, const double* from, double* to, std::size_t count);
 
 /// The kernels of the modes, by rounding and overflow mode where they depend on them.

@@ -80,7 +80,10 @@ void doublenumber::drop(numberrepbody* body) noexcept {
   if (body->gettype() == kDoubleRepresentation && list.room > 0) {
     auto* dropped = static_cast<doublenumber*>(body);
     // Views and readers have no values of their own.
-    if (dropped->shared_ == &dropped->own_ && dropped->own_.count == 1) return list.keep(dropped);
+    if (dropped->shared_ == &dropped->own_) {
+      if (dropped->own_.count != 1) dropped->own_.becomeSingle();
+      return list.keep(dropped);
+    }
   }
   dropOther(body);
 }
@@ -106,6 +109,12 @@ double* doublenumber::Storage::room(unsigned forCount, bool zeroed) {
     return &single;
   }
   return static_cast<double*>(allocateValues(forCount * sizeof(double), zeroed));
+}
+
+void doublenumber::Storage::becomeSingle() noexcept {
+  free(values, count);
+  values = &single;
+  count = 1;
 }
 
 void doublenumber::Storage::free(double* room, unsigned forCount) noexcept {

@@ -149,6 +149,7 @@ class QFCORE_API doublenumber final : public numberrepbody {
     };
     double* room(unsigned forCount, bool zeroed);
     void free(double* room, unsigned forCount) noexcept;
+    void becomeSingle() noexcept;
   };
   Storage& storage() const { return *static_cast<Storage*>(shared_); }
   Storage* share() const;
