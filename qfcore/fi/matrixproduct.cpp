@@ -337,14 +337,17 @@ struct fi::MatrixProducts {
   }
 
   static fi of(const fi& a, const fi& b, const ArrayFormat& product, const ArrayFormat::Result& sum) {
-    fi result(Shape{a.rows_, b.cols_}, sum.format, a.iscomplex() || b.iscomplex(), a.tag(),
+    fi result(Shape{a.rows_, b.cols_}, sum.format, a.iscomplex() || b.iscomplex(), a.getQlogger().sharedTag(),
               OperationTypeEnum::Product);
+    if (!byTiles(a, b, product, sum, result)) inOtherWays(a, b, product, sum, result);
+    return result;
+  }
+
+  // Apart, so that small products do not pay for its room.
+  [[gnu::noinline]] static void inOtherWays(const fi& a, const fi& b, const ArrayFormat& product,
+                                            const ArrayFormat::Result& sum, fi& result) {
     const ExactWay way = exactWay(a, b, product.type(), sum.isExact, result);
-    if (way.path == Path::PlainDoubles && a.cols_ > 0) {
-      multiplyExactDoubles(a, b, result);
-      return result;
-    }
-    if (way.path == Path::Elements && byTiles(a, b, product, sum, result)) return result;
+    if (way.path == Path::PlainDoubles && a.cols_ > 0) return multiplyExactDoubles(a, b, result);
     // The others add to what is there, and sums of no products are what is there.
     for (number* part : {&result.realPart_, &result.imagPart_}) result.fillWithZeroValue(*part);
     switch (way.path) {
@@ -353,14 +356,14 @@ struct fi::MatrixProducts {
       case Path::PlainWide: multiplyExactNumbers(a, b, result); break;
       default: throughRegisters(a, b, product.type(), sum.format->type(), result);
     }
-    return result;
   }
 
   /// False where tiles do not serve, and nothing has been done.
   static bool byTiles(const fi& a, const fi& b, const ArrayFormat& product, const ArrayFormat::Result& sum,
                       fi& result) {
-    const bool hasTiles =
-        sum.hasTiles && result.isreal() && result.numel() >= kSmallTile && !qlogger::getLogging();
+    // Where real sums are never rounded there are better ways.
+    const bool hasTiles = sum.hasTiles && !sum.isExact && result.isreal() && result.numel() >= kSmallTile &&
+                          !qlogger::getLogging();
     if (choosePath({.hasBlocks = hasTiles}, a, b, result) != Path::Blocks) return false;
     const MatrixTiles tiles(
         {valuesOf(a, a.realPart()), valuesOf(b, b.realPart()), result.realPart_.doubles(), a.rows_, a.cols_},

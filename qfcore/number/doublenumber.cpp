@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
+#include <utility>
 
 #include "qfcore/number/messages.h"
 #include "qfcore/number/precision.h"
@@ -80,17 +81,20 @@ void doublenumber::drop(numberrepbody* body) noexcept {
   if (body->gettype() == kDoubleRepresentation && list.room > 0) {
     auto* dropped = static_cast<doublenumber*>(body);
     // Views and readers have no values of their own.
-    if (dropped->shared_ == &dropped->own_) {
-      if (dropped->own_.count != 1) dropped->own_.becomeSingle();
-      return list.keep(dropped);
-    }
+    if (dropped->shared_ == &dropped->own_)
+      return dropped->own_.count == 1 ? list.keep(dropped) : keepVector(dropped);
   }
   dropOther(body);
 }
 
-// Both apart, so that bodies which wait pay for no registers of theirs.
+// All apart, so that single values which wait pay for no registers of theirs.
 [[gnu::noinline]] doublenumber* doublenumber::newSingle(double value, unsigned precision) {
   return &(new doublenumber(1, precision, Unset{}))->setvalue(value);
+}
+[[gnu::noinline]] void doublenumber::keepVector(doublenumber* body) noexcept {
+  Storage& own = body->own_;
+  own.free(std::exchange(own.values, &own.single), std::exchange(own.count, 1));
+  Waiting::list.keep(body);
 }
 [[gnu::noinline]] void doublenumber::dropOther(numberrepbody* body) noexcept { delete body; }
 
@@ -109,12 +113,6 @@ double* doublenumber::Storage::room(unsigned forCount, bool zeroed) {
     return &single;
   }
   return static_cast<double*>(allocateValues(forCount * sizeof(double), zeroed));
-}
-
-void doublenumber::Storage::becomeSingle() noexcept {
-  free(values, count);
-  values = &single;
-  count = 1;
 }
 
 void doublenumber::Storage::free(double* room, unsigned forCount) noexcept {

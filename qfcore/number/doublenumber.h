@@ -149,12 +149,12 @@ class QFCORE_API doublenumber final : public numberrepbody {
     };
     double* room(unsigned forCount, bool zeroed);
     void free(double* room, unsigned forCount) noexcept;
-    void becomeSingle() noexcept;
   };
   Storage& storage() const { return *static_cast<Storage*>(shared_); }
   Storage* share() const;
   struct Waiting;
   static doublenumber* newSingle(double value, unsigned precision);
+  static void keepVector(doublenumber* body) noexcept;
   static void dropOther(numberrepbody* body) noexcept;
   /// The two's-complement pattern of the current element's stored integer.
   unsigned long long convertToUnsignedInteger(double slope, int exponent, double bias,

@@ -15,6 +15,21 @@ namespace {
 constexpr std::size_t kLanes = MatrixTiles::kLanes, kColumns = MatrixTiles::kColumns;
 /// Rows and columns of the first matrix whose elements are used together, from the first-level cache.
 constexpr std::size_t kRows = 4 * kLanes, kDepth = 64;
+/// So many are formed between two looks at whether the user has interrupted.
+constexpr std::size_t kColumnsAtOnce = 64;
+
+/// What each product does to a sum, both in units of a product's step.
+template <class Rounding, class Overflow, bool Wraps>
+struct RoundedSum {
+  RoundedSum(const DoubleFormat& products, const DoubleFormat& sums) : f(products), inRange(sums) {
+    for (double* bound : {&inRange.max, &inRange.min, &inRange.range}) *bound *= f.grid.unitsPerOne;
+  }
+  double operator()(double sum, double product) const {
+    return inRange(sum + Overflow::stored(Rounding::integer(product), f));
+  }
+  DoubleFormat f;
+  InRange<Wraps> inRange;
+};
 
 /// totals += products, or = where these are the first; left factors in units of a product's step. `sums` is the
 /// format of the sums.
@@ -22,24 +37,50 @@ template <class Rounding, class Overflow, bool Wraps>
 QFCORE_VECTORISED void addRounded(const DoubleFormat& products, const DoubleFormat& sums,
                                   const MatrixTiles::Factors& factors, std::size_t depth, bool isFirst,
                                   MatrixTiles::Sums& totals) {
-  const DoubleFormat f = products;
-  InRange<Wraps> inRange(sums);
-  for (double* bound : {&inRange.max, &inRange.min, &inRange.range}) *bound *= f.grid.unitsPerOne;
+  const RoundedSum<Rounding, Overflow, Wraps> add(products, sums);
   MatrixTiles::Sums sum;
   for (std::size_t j = 0; j < kColumns; ++j) {
-    for (std::size_t i = 0; i < kLanes; ++i) sum[j][i] = isFirst ? 0 : totals[j][i] * f.grid.unitsPerOne;
+    for (std::size_t i = 0; i < kLanes; ++i) sum[j][i] = isFirst ? 0 : totals[j][i] * add.f.grid.unitsPerOne;
   }
   for (std::size_t k = 0; k < depth; ++k) {
     for (std::size_t j = 0; j < kColumns; ++j) {
       const double right = factors.right[j][k];
       const double* left = factors.left[j] + k * kLanes;
-      for (std::size_t i = 0; i < kLanes; ++i) {
-        sum[j][i] = inRange(sum[j][i] + Overflow::stored(Rounding::integer(left[i] * right), f));
-      }
+      for (std::size_t i = 0; i < kLanes; ++i) sum[j][i] = add(sum[j][i], left[i] * right);
     }
   }
   for (std::size_t j = 0; j < kColumns; ++j) {
-    for (std::size_t i = 0; i < kLanes; ++i) totals[j][i] = sum[j][i] * f.grid.unit;
+    for (std::size_t i = 0; i < kLanes; ++i) totals[j][i] = sum[j][i] * add.f.grid.unit;
+  }
+}
+
+/// The whole product of matrices the first of which has `kRows` rows, for so many columns of the second.
+template <class Rounding, class Overflow, bool Wraps, std::size_t kRows>
+QFCORE_VECTORISED void multiplyRounded(const DoubleFormat& products, const DoubleFormat& sums,
+                                       const double* __restrict a, const double* __restrict b,
+                                       std::size_t inner, std::size_t columns, double* __restrict result) {
+  const RoundedSum<Rounding, Overflow, Wraps> add(products, sums);
+  for (std::size_t column = 0; column < columns; column += kColumns) {
+    // Columns beyond the last do what that one does, and nobody looks.
+    const double* right[kColumns] = {b + column * inner};
+    double sum[kColumns][kRows];
+    for (std::size_t j = 0; j < kColumns; ++j) {
+      if (j > 0) right[j] = right[j - 1] + (column + j < columns ? inner : 0);
+      for (std::size_t i = 0; i < kRows; ++i) sum[j][i] = 0;
+    }
+    for (std::size_t k = 0; k < inner; ++k) {
+      double left[kRows];
+      for (std::size_t i = 0; i < kRows; ++i) left[i] = a[k * kRows + i] * add.f.grid.unitsPerOne;
+      for (std::size_t j = 0; j < kColumns; ++j) {
+        const double factor = right[j][k];
+        // Left to unroll this loop, g++ takes neighbouring columns for vectors and turns them at each step.
+#pragma GCC unroll 1
+        for (std::size_t i = 0; i < kRows; ++i) sum[j][i] = add(sum[j][i], left[i] * factor);
+      }
+    }
+    for (std::size_t j = 0; j < std::min(kColumns, columns - column); ++j) {
+      for (std::size_t i = 0; i < kRows; ++i) result[(column + j) * kRows + i] = sum[j][i] * add.f.grid.unit;
+    }
   }
 }
 
@@ -84,17 +125,58 @@ bool MatrixTiles::apply(const NumericType& a, const NumericType& b, const Numeri
          sum.wordLength() <= kMaxInRangeWordLength && exactness::holds(sum, product);
 }
 
-MatrixTiles::Kernel MatrixTiles::kernelFor(const QuantizerSettings& settings, bool productsFit) {
-  return withRounding(settings.roundMode, [&](auto rounding) -> Kernel {
+/// The loops for a rounding rule and two overflow rules.
+template <class Rounding, class Overflow, bool Wraps>
+constexpr MatrixTiles::Kernels MatrixTiles::kKernels{addRounded<Rounding, Overflow, Wraps>,
+                                                     {multiplyRounded<Rounding, Overflow, Wraps, kLanes / 2>,
+                                                      multiplyRounded<Rounding, Overflow, Wraps, kLanes>}};
+
+const MatrixTiles::Kernels& MatrixTiles::kernelsFor(const QuantizerSettings& settings, bool productsFit) {
+  return *withRounding(settings.roundMode, [&](auto rounding) {
     using Rounding = decltype(rounding);
-    if (settings.overflowMode == OverflowModeEnum::saturate)
-      return addRounded<Rounding, SaturateInteger, false>;
+    if (settings.overflowMode == OverflowModeEnum::saturate) return &kKernels<Rounding, SaturateInteger, false>;
     // In range saturating and wrapping are the same, and saturating costs less.
-    return productsFit ? addRounded<Rounding, SaturateInteger, true> : addRounded<Rounding, WrapInteger, true>;
+    return productsFit ? &kKernels<Rounding, SaturateInteger, true> : &kKernels<Rounding, WrapInteger, true>;
   });
 }
 
 void MatrixTiles::run(const Tile& part) const {
+  if (matrices_.rows > kLanes || matrices_.inner > kDepth) return runStrips(part);
+  const auto& [ofHalf, ofWhole] = kernels_.ofFewRows;
+  if (matrices_.rows == kLanes / 2) return runFewRows(part, ofHalf);
+  if (matrices_.rows == kLanes) return runFewRows(part, ofWhole);
+  runPadded(part);
+}
+
+void MatrixTiles::runFewRows(const Tile& part, FewRows multiply) const {
+  const std::size_t end = part.column + part.columns;
+  for (std::size_t column = part.column; column < end; column += kColumnsAtOnce) {
+    tessel::raiseIfInterrupted();
+    multiply(products_, sums_, matrices_.a, matrices_.b + column * matrices_.inner, matrices_.inner,
+             std::min(kColumnsAtOnce, end - column), matrices_.result + column * matrices_.rows);
+  }
+}
+
+// Apart from `run`, as the next one: their room on the stack takes longer to make than small products.
+[[gnu::noinline]] void MatrixTiles::runPadded(const Tile& part) const {
+  const bool isHalf = matrices_.rows < kLanes / 2;
+  const std::size_t rows = matrices_.rows, lanes = isHalf ? kLanes / 2 : kLanes;
+  double left[kLanes * kDepth] = {}, sums[kLanes * kColumnsAtOnce];
+  for (std::size_t k = 0; k < matrices_.inner; ++k) copyFew(matrices_.a + k * rows, rows, left + k * lanes);
+  MatrixTiles padded = *this;
+  padded.matrices_.a = left;
+  padded.matrices_.rows = lanes;
+  for (std::size_t column = 0; column < part.columns; column += kColumnsAtOnce) {
+    const std::size_t columns = std::min(kColumnsAtOnce, part.columns - column);
+    padded.matrices_.b = matrices_.b + (part.column + column) * matrices_.inner;
+    padded.matrices_.result = sums;
+    padded.run({0, lanes, 0, columns});
+    double* const to = matrices_.result + (part.column + column) * rows;
+    for (std::size_t j = 0; j < columns; ++j) copyFew(sums + j * lanes, rows, to + j * rows);
+  }
+}
+
+[[gnu::noinline]] void MatrixTiles::runStrips(const Tile& part) const {
   alignas(kLanes * sizeof(double)) double strips[kRows * kDepth];
   for (std::size_t row = 0; row < part.rows; row += kRows) {
     const Tile rows{part.row + row, std::min(kRows, part.rows - row), part.column, part.columns};
@@ -137,7 +219,7 @@ void MatrixTiles::addProducts(const Tile& part, std::size_t first, std::size_t d
       factors.right[j] = right;
     }
     for (std::size_t j = 0; j < count && first > 0; ++j) copyFew(places[j].start, places[j].rows, totals[j]);
-    kernel_(products_, sums_, factors, depth, first == 0, totals);
+    kernels_.ofTile(products_, sums_, factors, depth, first == 0, totals);
     for (std::size_t j = 0; j < count; ++j) copyFew(totals[j], places[j].rows, places[j].start);
   }
 }

@@ -29,8 +29,8 @@ class MatrixTiles {
       : matrices_(matrices),
         products_(products.format),
         sums_(sums.format),
-        kernel_(kernelFor(products.settings, productsFit)) {}
-  /// Forms a part of the result.
+        kernels_(kernelsFor(products.settings, productsFit)) {}
+  /// Forms a part of the result; all rows of it where these are at most `kLanes`.
   void run(const Tile& part) const;
 
   /// Sums of neighbouring rows, as many as the widest vector has; and columns of such sums that are formed
@@ -43,14 +43,27 @@ class MatrixTiles {
   };
 
  private:
-  using Kernel = void (*)(const DoubleFormat& products, const DoubleFormat& sums, const Factors& factors,
-                          std::size_t depth, bool isFirst, Sums& totals);
-  static Kernel kernelFor(const QuantizerSettings& settings, bool productsFit);
+  using FewRows = void (*)(const DoubleFormat& products, const DoubleFormat& sums, const double* a,
+                           const double* b, std::size_t inner, std::size_t columns, double* result);
+  struct Kernels {
+    void (*ofTile)(const DoubleFormat& products, const DoubleFormat& sums, const Factors& factors,
+                   std::size_t depth, bool isFirst, Sums& totals);
+    /// Of half as many rows as there are lanes, and of as many.
+    FewRows ofFewRows[2];
+  };
+  template <class Rounding, class Overflow, bool Wraps>
+  static const Kernels kKernels;
+  static const Kernels& kernelsFor(const QuantizerSettings& settings, bool productsFit);
+  /// Of all rows, whose count has a kernel, by a second matrix that goes through the cache once.
+  void runFewRows(const Tile& part, FewRows multiply) const;
+  /// Of all rows, filled up to the next such count.
+  void runPadded(const Tile& part) const;
+  void runStrips(const Tile& part) const;
   void addProducts(const Tile& part, std::size_t first, std::size_t depth, const double* strips) const;
 
   Matrices matrices_;
   const DoubleFormat &products_, &sums_;
-  Kernel kernel_;
+  const Kernels& kernels_;
 };
 
 }  // namespace embedded

@@ -21,6 +21,9 @@ struct Tile {
 template <class Work, class... Quantizers>
 void shareTiles(std::size_t rows, std::size_t columns, std::size_t inner, std::size_t worthwhile, Work work,
                 const Quantizers&... quantizers) {
+  // Nearly always, and without the divisions that follow.
+  if (rows * columns * inner < worthwhile && !detail::sharesShortLoops)
+    return work(Tile{0, rows, 0, columns}, quantizers...);
   constexpr std::size_t kRowUnit = 64;
   const bool byColumns = columns >= rows / kRowUnit;
   const std::size_t each = std::max<std::size_t>((byColumns ? rows : columns) * inner, 1);
