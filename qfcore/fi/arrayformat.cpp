@@ -74,7 +74,8 @@ ArrayFormat::ArrayFormat(const NumericType& type, const fimath& math)
     : type_(withSign(type)),
       math_(math),
       rules_(new QuantizerRules(quantizerSettings(type_, math.roundMode(), math.overflowMode()))),
-      precision_(HeldArray::precisionOf(type_)) {}
+      precision_(HeldArray::precisionOf(type_)),
+      isSlopeBias_(type_.isSlopeBias()) {}
 
 ArrayFormat::~ArrayFormat() = default;
 

@@ -28,6 +28,8 @@ class QFCORE_API ArrayFormat : public Immutable {
   const QuantizerRulesPtr& rules() const { return rules_; }
   /// Bits in which values are carried.
   unsigned precision() const { return precision_; }
+  /// Whether values are held as something else than their real-world values.
+  bool isSlopeBias() const { return isSlopeBias_; }
 
   enum class Operation { Sum, Difference, Product, MatrixProduct };
   /// What an operation of two real arrays gives. `isExact`: every result, and all that is formed on the way, is
@@ -80,6 +82,7 @@ class QFCORE_API ArrayFormat : public Immutable {
   fimath math_;
   QuantizerRulesPtr rules_;
   unsigned precision_;
+  bool isSlopeBias_;
   mutable std::array<AllKnown, kOperations> known_{};
 };
 

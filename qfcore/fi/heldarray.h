@@ -78,10 +78,9 @@ class QFCORE_API HeldArray : public ArrayShape {
   // -------------------------------------------------------------------------------- precision and quantization
   /// Replaces the sizes; the storage stays as it is. Ends with `updateNumel`.
   void copyDimensions(const unsigned* dims, unsigned numDims);
-  /// The value of an array that has one real element, in doubles, and is no view; null of others.
-  const double* onlyDouble() const {
-    return numel_ == 1 && isReal_ && !isView_ ? realPart_.onlyDouble() : nullptr;
-  }
+  /// Whether the array has one real element, in doubles, and is no view; and the value of one that has.
+  bool isOneDouble() const { return numel_ == 1 && isReal_ && !isView_ && realPart_.holdsDoubles(); }
+  double oneDouble() const { return realPart_.onlyValue(); }
   /// What `format` and `tag` are of an array that is no view.
   const ArrayFormat& ownFormat() const { return *format_; }
   const Tag& ownTag() const { return assignmentQuantizer_.logger().sharedTag(); }

@@ -206,9 +206,9 @@ void HeldArray::fillWithRealWorld(number& part, double value) const {
 
 void HeldArray::fillQuantized(double value) {
   double* plain = numel_ == 1 ? realPart_.onlyDouble() : nullptr;
-  if (plain && std::isfinite(value) && !isSlopeBias() && !elementPathOnly()) {
-    *plain = value;
-    return assignmentQuantizer_.quantize(plain, 1);
+  if (plain && std::isfinite(value) && !format_->isSlopeBias() && !elementPathOnly()) {
+    *plain = assignmentQuantizer_.quantized(value);
+    return;
   }
   fillWithRealWorld(realPart_, value);
   quantizeAll();
@@ -264,7 +264,7 @@ void HeldArray::storeHostValues(const HostArray& values, ValueMeaning meaning) {
 template <class Element>
 void HeldArray::assignValues(const Element* re, const Element* im, ValueMeaning meaning) {
   if constexpr (std::is_same_v<Element, double>) {
-    if (!im && meaning == ValueMeaning::RealWorld && !isSlopeBias() &&
+    if (!im && meaning == ValueMeaning::RealWorld && !format()->isSlopeBias() &&
         assignAtOnce(realPart_, re, *assignmentQuantizerInUse_))
       return;
   }

@@ -56,7 +56,8 @@ struct QFCORE_API RegisterSettings {
   /// Equal in what the mode makes matter to a result; see `fimath::matches`.
   bool matches(const RegisterSettings& other) const;
   bool operator==(const RegisterSettings&) const = default;
-  bool isIdentical(const RegisterSettings& other) const {
+  /// 0 where all is equal, bit by bit.
+  std::uint64_t differingBits(const RegisterSettings& other) const {
     // Word by word, as memory has them: of copies, compilers would compare what they have just stored.
     std::uint64_t differing = 0, mine, others;
     for (std::size_t at = 0; at < sizeof *this; at += sizeof mine) {
@@ -64,7 +65,7 @@ struct QFCORE_API RegisterSettings {
       std::memcpy(&others, reinterpret_cast<const std::byte*>(&other) + at, sizeof others);
       differing |= mine ^ others;
     }
-    return differing == 0;
+    return differing;
   }
 
   /// The texts of the editing dialog.
@@ -177,7 +178,7 @@ class QFCORE_API fimath {
   bool isIdentical(const fimath& other) const {
     return roundMode_ == other.roundMode_ && overflowMode_ == other.overflowMode_ &&
            precisionMode_ == other.precisionMode_ && castBeforeSum_ == other.castBeforeSum_ &&
-           product_.isIdentical(other.product_) && sum_.isIdentical(other.sum_);
+           (product_.differingBits(other.product_) | sum_.differingBits(other.sum_)) == 0;
   }
   friend bool operator==(const fimath& a, const fimath& b) { return a.isequal(b); }
 

@@ -253,6 +253,14 @@ bool executeFinite(const DoubleFormat& format, const double* from, double* to, s
   return quantizeFinite<Fixed<Rounding, Overflow, FineScale>>(format, from, to, count);
 }
 
+template <class Rounding, class Overflow>
+QFCORE_VECTORISED double fixedValue(const DoubleFormat& format, double value) {
+  if constexpr (traceDecides<Rounding>()) {
+    if (format.fractionLength < 0) return Fixed<Rounding, Overflow, CoarseScale>::value(value, format);
+  }
+  return Fixed<Rounding, Overflow, FineScale>::value(value, format);
+}
+
 }  // namespace
 
 ArrayKernel fixedKernel(RoundModeEnum roundMode, OverflowModeEnum overflowMode) {
@@ -268,6 +276,14 @@ FiniteKernel finiteFixedKernel(RoundModeEnum roundMode, OverflowModeEnum overflo
     using Rounding = decltype(rounding);
     return overflowMode == OverflowModeEnum::saturate ? executeFinite<Rounding, SaturateInteger>
                                                       : executeFinite<Rounding, WrapInteger>;
+  });
+}
+
+ValueKernel fixedValueKernel(RoundModeEnum roundMode, OverflowModeEnum overflowMode) {
+  return withRounding(roundMode, [overflowMode](auto rounding) -> ValueKernel {
+    using Rounding = decltype(rounding);
+    return overflowMode == OverflowModeEnum::saturate ? fixedValue<Rounding, SaturateInteger>
+                                                      : fixedValue<Rounding, WrapInteger>;
   });
 }
 

@@ -10,7 +10,8 @@ namespace embedded {
 /// The kernels of one mode: for contiguous doubles and for a single number of either kind.
 struct Kernel {
   ArrayKernel array;
-  FiniteKernel finite;  ///< null where there is none
+  FiniteKernel finite;  ///< null where there is none, as the next
+  ValueKernel value;
   WideKernel wide;
   WideRounding rounding;
   OverflowModeEnum overflowMode;

@@ -262,6 +262,17 @@ void quantizer::quantize(const double* from, double* to, std::size_t count) cons
   rules_->kernel.array(rules_->format, from, to, count, nullptr);
 }
 
+double quantizer::quantized(double value) const {
+  const ValueKernel kernel = rules_->kernel.value;
+  return kernel && !logger_.isOn() ? kernel(rules_->format, value) : quantizedAsArray(value);
+}
+
+// Apart, as its value has an address.
+[[gnu::noinline]] double quantizer::quantizedAsArray(double value) const {
+  quantize(&value, &value, 1);
+  return value;
+}
+
 void quantizer::quantizeCounting(const double* from, double* to, std::size_t count) const {
   Tally tally;
   rules_->kernel.array(rules_->format, from, to, count, &tally);

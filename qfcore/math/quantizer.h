@@ -115,6 +115,8 @@ class QFCORE_API quantizer {
   /// Quantizes contiguous doubles from `from` to `to`, or in place. The format must be double-backed.
   void quantize(const double* from, double* to, std::size_t count) const;
   void quantize(double* values, std::size_t count) const { quantize(values, values, count); }
+  /// The same of one.
+  double quantized(double value) const;
   /// The same in a pass that finds them finite. False where they are not all so, or where more than that is to
   /// be done with each: what is at `to` means nothing then, and nothing is recorded.
   bool quantizeFinite(const double* from, double* to, std::size_t count) const;
@@ -171,6 +173,7 @@ class QFCORE_API quantizer {
   static const Kernel& kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMode,
                                  OverflowModeEnum overflowMode);
   number& run(const Kernel& kernel, number& value) const;
+  double quantizedAsArray(double value) const;
   void quantizeCounting(const double* from, double* to, std::size_t count) const;
   number& recorded(const WideOutcome& outcome, number& quantized) const;
   bool hasPatterns() const;

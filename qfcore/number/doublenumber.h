@@ -132,8 +132,11 @@ class QFCORE_API doublenumber final : public numberrepbody {
   /// made.
   double* values() { return storage().values ? storage().values + first_ : nullptr; }
   const double* values() const { return const_cast<doublenumber*>(this)->values(); }
-  /// The first of them, where this is no view.
-  double* onlyValue() { return storage().values; }
+  /// The first of them, where there is one and this is no view.
+  double& onlyValue() {
+    assert(numel() > 0);
+    return *storage().values;
+  }
   double& current() {
     assert(getIndex() < numel());
     return storage().values[index_];

@@ -99,9 +99,11 @@ class QFCORE_API number {
   // Pointers to values hold until a `resize`, and until the first view of this number is made.
   double* doubles() { return hasBody(kDoubleRepresentation) ? asDoubles()->values() : nullptr; }
   const double* doubles() const { return const_cast<number*>(this)->doubles(); }
-  /// Of a number that is no view: its only value. Null for the other kind, and when empty.
-  double* onlyDouble() { return hasBody(kDoubleRepresentation) ? asDoubles()->onlyValue() : nullptr; }
-  const double* onlyDouble() const { return const_cast<number*>(this)->onlyDouble(); }
+  /// Of a number that has one value and is no view: that value. Null for the other kind.
+  double* onlyDouble() { return holdsDoubles() ? &asDoubles()->onlyValue() : nullptr; }
+  /// The same of one that has doubles, as `holdsDoubles` tells.
+  double onlyValue() const { return const_cast<number*>(this)->asDoubles()->onlyValue(); }
+  bool holdsDoubles() const { return hasBody(kDoubleRepresentation); }
   mpnumber* multiprecision() {
     return hasBody(kMultiprecisionRepresentation) ? static_cast<mpnumber*>(body_) : nullptr;
   }

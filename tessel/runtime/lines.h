@@ -83,7 +83,9 @@ Arrays alongDimension(const HostArray& a, std::size_t dimension, std::size_t out
   Arrays results{HostArray::zeros(resultClass, dims, a.isComplex() && resultClass != ArrayClass::Logical)};
   const auto run = [&]<class V>(const V&) {
     constexpr bool locates = requires(std::vector<V> v, std::vector<double> p) { f(v, v, p); };
+    raiseIfInterrupted();  // between blocks of memory, which large ones take long to get
     if (locates) results.push_back(HostArray::zeros(ArrayClass::Double, dims));
+    raiseIfInterrupted();
     const Lines lines(a.dims(), dimension);
     std::vector<V> line(lines.length), out;
     std::vector<double> positions;
@@ -92,6 +94,7 @@ Arrays alongDimension(const HostArray& a, std::size_t dimension, std::size_t out
       loadLine(a, first, lines.inner, line);
       raiseIfInterrupted();
       out.assign(outLength, V{});
+      raiseIfInterrupted();
       const std::size_t target = number / lines.inner * outLength * lines.inner + number % lines.inner;
       if constexpr (locates) {
         positions.assign(outLength, 0.0);

@@ -68,14 +68,11 @@ struct Ones {
 /// Of operands whose results doubles carry, all of them values of their format, while nothing is recorded.
 /// Spares single values what arrays set up, once the operation has met their formats.
 inline Ones onesFor(ArrayFormat::Operation operation, const fi& a, const fi& b) {
-  const double* left = a.onlyDouble();
-  if (!left) return {};
-  const double* right = b.onlyDouble();
-  if (!right || b.numDims() != 2) return {};
+  if (!a.isOneDouble() || !b.isOneDouble() || b.numDims() != 2) return {};
   const ArrayFormat::Result* known = a.ownFormat().knownResult(operation, b.ownFormat());
   const bool isPlain = known && known->isExact && known->format->precision() <= kMaxDoublePrecision;
   if (!isPlain || qlogger::getLogging() || elementPathOnly()) return {};
-  return {&known->format, *left, *right};
+  return {&known->format, a.oneDouble(), b.oneDouble()};
 }
 
 /// Whether an operation that has nothing but blocks beside its elements takes them.
