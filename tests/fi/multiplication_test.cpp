@@ -208,7 +208,8 @@ TEST_F(Multiplication, OfMatricesOfWideWordsSumsInOrder) { compareRandom(40, 200
 TEST_F(Multiplication, OfBlocksAndTilesEqualsThatOfElements) {
   const std::pair<std::vector<unsigned>, std::vector<unsigned>> shapes[] = {
       {{1, 2500}, {2500, 1}}, {{2, 1100}, {1100, 3}}, {{1500, 3}, {3, 2}}, {{20, 9}, {9, 70}},
-      {{45, 70}, {70, 1}},    {{8, 0}, {0, 5}},       {{1, 4}, {4, 1300}}};
+      {{45, 70}, {70, 1}},    {{8, 0}, {0, 5}},       {{1, 4}, {4, 1300}}, {{4, 4}, {4, 4}},
+      {{8, 64}, {64, 67}},    {{3, 5}, {5, 130}},     {{7, 64}, {64, 9}},  {{8, 65}, {65, 3}}};
   for (int trial = 0; trial < 48; ++trial) {
     const auto round = static_cast<RoundModeEnum>(trial % 6);
     const auto overflow = static_cast<OverflowModeEnum>(trial / 6 % 2);
