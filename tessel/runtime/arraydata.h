@@ -64,7 +64,8 @@ struct StructContent {
   /// Where the name stands among these.
   [[gnu::noinline]] void findRow(std::string_view name, FieldPlace& place) const {
     const std::size_t row = rowOf(name);
-    place = {names, row == names->size() ? kNoRow : row};
+    place.names = names;
+    place.row = row == names->size() ? kNoRow : row;
   }
 };
 struct ObjectContent {

@@ -36,7 +36,7 @@ void printPaged(const std::string& text) {
   const bool isWritten = pager && std::fwrite(text.data(), 1, text.size(), pager) == text.size();
   constexpr int kNotFound = 127;
   const int status = pager ? pclose(pager) : -1;
-  if (!isWritten || (WIFEXITED(status) && WEXITSTATUS(status) == kNotFound)) print(text);
+  if ((WIFEXITED(status) && WEXITSTATUS(status) == kNotFound) || !isWritten) print(text);
 }
 
 }  // namespace tessel
