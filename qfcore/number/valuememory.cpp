@@ -17,7 +17,7 @@ namespace {
 /// Small ones have lists by their size, since arrays of a few elements come and go all the time, and the
 /// allocator would be much of their cost.
 constexpr std::size_t kSmallest = 1024, kLargest = std::size_t{64} << 10, kGrain = 256;
-constexpr std::size_t kSmallGrain = 64;
+constexpr std::size_t kSmallGrain = 128;
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kKeeps = false;  // the sanitizers find misuse only of what is really freed
