@@ -55,10 +55,6 @@ std::size_t hashOf(const NumericType& type, const fimath& math) {
   return bits * std::uint64_t{0x9E3779B97F4A7C15U} >> 32;
 }
 
-bool haveSameBits(double a, double b) {
-  return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
-}
-
 /// Apart: `of` would have to make room for it.
 [[gnu::noinline]] NumericType withSign(NumericType type) {
   if (type.isSignUnspecified()) {
@@ -71,31 +67,30 @@ bool haveSameBits(double a, double b) {
 }  // namespace
 
 ArrayFormat::ArrayFormat(const NumericType& type, const fimath& math)
-    : type_(withSign(type)),
+    : SharedType(withSign(type)),
       math_(math),
-      rules_(new QuantizerRules(quantizerSettings(type_, math.roundMode(), math.overflowMode()))),
-      precision_(HeldArray::precisionOf(type_)),
-      isSlopeBias_(type_.isSlopeBias()) {}
+      rules_(new QuantizerRules(quantizerSettings(this->type(), math.roundMode(), math.overflowMode()))),
+      precision_(HeldArray::precisionOf(this->type())),
+      isSlopeBias_(this->type().isSlopeBias()) {}
 
 ArrayFormat::~ArrayFormat() = default;
 
-bool ArrayFormat::isOf(const NumericType& type, const fimath& math) const {
-  // Bit by bit: -0 and NaN are what users gave, and are to be shown as they are.
-  // The settings come first: behind the others compilers take them for rarely asked, and call a function for
+inline bool ArrayFormat::isOf(const NumericType& type, const fimath& math) const {
+  // The settings come first: behind the type compilers take them for rarely asked, and call a function for
   // each.
-  return math_.isIdentical(math) && type_.wordLength() == type.wordLength() &&
-         type_.fixedExponent() == type.fixedExponent() && type_.signedEnum() == type.signedEnum() &&
-         type_.dataTypeMode() == type.dataTypeMode() &&
-         haveSameBits(type_.slopeAdjustmentFactor(), type.slopeAdjustmentFactor()) &&
-         haveSameBits(type_.bias(), type.bias()) && type_.readOnly() == type.readOnly() &&
-         type_.isVolatile() == type.isVolatile();
+  return math_.isIdentical(math) && this->type().isIdentical(type);
 }
 
 ArrayFormat::Ptr ArrayFormat::of(const NumericType& type, const fimath& math) {
   // One length tells most others apart before all settings are compared.
   if (const ArrayFormat* last = recent.last;
-      last && last->type_.wordLength() == type.wordLength() && last->isOf(type, math))
+      last && last->type().wordLength() == type.wordLength() && last->isOf(type, math))
     return Ptr(last);
+  return ofOther(type, math);
+}
+
+// Apart: the one found last would pay for its registers.
+[[gnu::noinline]] ArrayFormat::Ptr ArrayFormat::ofOther(const NumericType& type, const fimath& math) {
   if (type.isSignUnspecified()) [[unlikely]]
     return of(withSign(type), math);
   const std::size_t hash = hashOf(type, math);

@@ -8,7 +8,7 @@
 #include "qfcore/math/fimath.h"
 #include "qfcore/math/quantizerrules.h"
 #include "qfcore/number/immutable.h"
-#include "qfcore/types/numerictype.h"
+#include "qfcore/types/sharedtype.h"
 
 namespace embedded {
 
@@ -16,14 +16,13 @@ namespace embedded {
 /// asked for before. Never changes, and mostly there is but one of its kind: arrays with the same type and
 /// settings find it and share it, in all threads. The first thousand formats that a process meets are kept
 /// for good; those after them die with their last array, and nothing is remembered for them.
-class QFCORE_API ArrayFormat : public Immutable {
+class QFCORE_API ArrayFormat final : public EmbeddedTypeSystem::SharedType {
  public:
   using Ptr = ImmutablePtr<ArrayFormat>;
   /// An unspecified sign becomes Signed. Raises what `NumericType::errorIfBadWordLength` and
   /// `quantizerSettings` raise.
   static Ptr of(const EmbeddedTypeSystem::NumericType& type, const fimath& math);
 
-  const EmbeddedTypeSystem::NumericType& type() const { return type_; }
   const fimath& math() const { return math_; }
   const QuantizerRulesPtr& rules() const { return rules_; }
   /// Bits in which values are carried.
@@ -65,7 +64,8 @@ class QFCORE_API ArrayFormat : public Immutable {
 
   friend class ImmutablePtr<ArrayFormat>;
   ArrayFormat(const EmbeddedTypeSystem::NumericType& type, const fimath& math);
-  ~ArrayFormat();
+  ~ArrayFormat() override;
+  static Ptr ofOther(const EmbeddedTypeSystem::NumericType& type, const fimath& math);
   static Ptr madeOrFound(const EmbeddedTypeSystem::NumericType& type, const fimath& math, std::size_t hash);
   bool isOf(const EmbeddedTypeSystem::NumericType& type, const fimath& math) const;
   const Known* find(Operation operation, const ArrayFormat& right, unsigned terms) const {
@@ -78,7 +78,6 @@ class QFCORE_API ArrayFormat : public Immutable {
   }
   Result remembered(Operation operation, const ArrayFormat& right, unsigned terms, Result result) const;
 
-  EmbeddedTypeSystem::NumericType type_;
   fimath math_;
   QuantizerRulesPtr rules_;
   unsigned precision_;

@@ -83,6 +83,29 @@ fi fi::blank(const Shape& dims, bool isComplex) const {
   return result;
 }
 
+/// What becomes an array of one value, quantized already where that takes one step which nobody counts.
+struct fi::NewValue {
+  NewValue(double given, const NumericType& type, const fimath& math, unsigned atLeast)
+      : format(ArrayFormat::of(type, math)), precision(std::max(format->precision(), atLeast)), value(given) {
+    const QuantizerRules& rules = *format->rules();
+    isQuantized = rules.valueKernel && std::isfinite(given) && !format->isSlopeBias() &&
+                  precision <= kMaxDoublePrecision && !qlogger::getLogging() && !elementPathOnly();
+    if (isQuantized) value = rules.valueKernel(rules.format, given);
+  }
+
+  ArrayFormat::Ptr format;
+  unsigned precision;
+  double value;
+  bool isQuantized;
+};
+
+inline fi::fi(const NewValue& made, const Tag& tag, OperationTypeEnum operationType)
+    : HeldArray(OneElement{}, made.value, made.format, tag, operationType, made.precision) {
+  if (made.isQuantized) return;
+  fillQuantized(made.value);
+  recordInTotal();
+}
+
 fi::fi() : fi(Shape{0, 0}, NumericType(), fimath(), false, {}, OperationTypeEnum::Assignment, 0) {}
 
 fi::fi(double value, bool isSigned, int wordLength, int fractionLength, const fimath& math, unsigned precision,
@@ -91,10 +114,7 @@ fi::fi(double value, bool isSigned, int wordLength, int fractionLength, const fi
 
 fi::fi(double value, const NumericType& type, const fimath& math, unsigned precision, const std::string& tag,
        OperationTypeEnum operationType)
-    : HeldArray(OneElement{}, value, ArrayFormat::of(type, math), tag, operationType, precision) {
-  fillQuantized(value);
-  recordInTotal();
-}
+    : fi(NewValue(value, type, math, precision), tag, operationType) {}
 
 fi::fi(double value, const unsigned* dims, unsigned numDims, const NumericType& type, const fimath& math,
        const std::string& tag, OperationTypeEnum operationType)
@@ -239,7 +259,7 @@ fi fi::castTo(const NumericType& type, const fimath& math) const {
   moved.storeQuantized(moved, ElementVisit::from(0), *this, ElementVisit::from(0), numel_);
   // The record goes on where it began.
   qlogger record(getQlogger());
-  record.setNumericType(target);
+  record.shareType(moved.getQlogger().sharedType());
   record.merge(moved.getQlogger());
   record.markReported();
   moved.recordInTotal();
@@ -272,7 +292,7 @@ void fi::resizeAndZero(const unsigned* dims, unsigned numDims, unsigned numel, c
   const bool imagFits = fits && (!isComplex || imagPart_.numel() == numel);
   number real(fits ? 0U : numel, precision, NumberVector{});
   number imag(isComplex && !imagFits ? numel : 0U, fits ? realPart_.getprecision() : precision, NumberVector{});
-  assignmentQuantizer_.set(format->type(), format->rules());
+  assignmentQuantizer_.set(SharedTypePtr(format.get()), format->rules());
   format_ = format;
   // Nothing fails any more.
   number::setDefaultPrecision(precision, false);

@@ -282,15 +282,13 @@ class QFCORE_API fi : public HeldArray {
   /// logged.
   static fi joined(const char* name, const fi& model, const std::vector<const fi*>& operands,
                    tessel::Arrays leading = {});
-  /// An array that carries the values of a numeric or logical array as they are: an operand before its
-  /// quantization.
+  /// The values of a numeric or logical array as they are: an operand before its quantization.
   static fi unquantized(const HostArray& values);
   /// Sorts the sequences of `length` elements that stand `stride` apart: real ones by value, complex ones by
   /// magnitude and then angle. Fills `index`, when given, with positions from 1 in each sequence. Raises
   /// "numforge:fi:sort:badstride" unless the sequences fill the array.
   fi stridesort(bool ascending, unsigned stride, unsigned length, HostArray* index = nullptr) const;
-  /// Real parts from this array, imaginary parts from `imaginary` (brought into this type), which may be
-  /// scalar.
+  /// Real parts from this array, imaginary parts from `imaginary`, brought into this type; it may be scalar.
   fi complex(const fi& imaginary) const;
   /// The array with imaginary parts, zero where it is real.
   fi complex() const;
@@ -550,6 +548,8 @@ class QFCORE_API fi : public HeldArray {
      OperationTypeEnum operationType, unsigned precision = 0);
   /// 1-by-1 and real: `held`, a value of the format, which doubles carry.
   fi(const ArrayFormat::Ptr& format, double held, const Tag& tag, OperationTypeEnum operationType);
+  struct NewValue;
+  fi(const NewValue& made, const Tag& tag, OperationTypeEnum operationType);
   /// What `inType` gives where the type is another.
   fi castTo(const NumericType& type, const fimath& math) const;
   fi(const fi& model, const Shape& dims, bool isComplex) : HeldArray(model, dims, isComplex) {}

@@ -30,7 +30,7 @@ HeldArray::HeldArray(const Shape& dims, const ArrayFormat::Ptr& format, bool isC
       imagPart_(isComplex ? numel_ : 0, realPart_.getprecision(), Unset{}),
       isReal_(!isComplex),
       format_(format),
-      assignmentQuantizer_(format->rules(), format->type(), tag, operationType) {}
+      assignmentQuantizer_(format->rules(), *format, tag, operationType) {}
 
 HeldArray::HeldArray(const HeldArray& model, const Shape& dims, bool isComplex)
     : ArrayShape(dims),
@@ -205,7 +205,7 @@ void HeldArray::setFimath(const fimath& math) { takeFormat(NumericType(getNumeri
 void HeldArray::takeFormat(const NumericType& type, const fimath& math) {
   HeldArray& changed = owner();
   changed.format_ = ArrayFormat::of(type, math);
-  changed.assignmentQuantizer_.set(changed.format_->type(), changed.format_->rules());
+  changed.assignmentQuantizer_.set(SharedTypePtr(changed.format_.get()), changed.format_->rules());
 }
 
 void HeldArray::becomeComplex() {

@@ -20,6 +20,7 @@
 namespace embedded {
 
 using EmbeddedTypeSystem::NumericType;
+using EmbeddedTypeSystem::SharedTypePtr;
 
 struct ArithmeticState;
 class ElementVisit;
@@ -79,7 +80,7 @@ class QFCORE_API HeldArray : public ArrayShape {
   /// Replaces the sizes; the storage stays as it is. Ends with `updateNumel`.
   void copyDimensions(const unsigned* dims, unsigned numDims);
   /// Whether the array has one real element, in doubles, and is no view; and the value of one that has.
-  bool isOneDouble() const { return numel_ == 1 && isReal_ && !isView_ && realPart_.holdsDoubles(); }
+  bool isOneDouble() const { return numel_ == 1 && (isReal_ && !isView_) && realPart_.holdsDoubles(); }
   double oneDouble() const { return realPart_.onlyValue(); }
   /// What `format` and `tag` are of an array that is no view.
   const ArrayFormat& ownFormat() const { return *format_; }
@@ -152,7 +153,7 @@ class QFCORE_API HeldArray : public ArrayShape {
         realPart_(real, carried),
         imagPart_(nullptr, carried),
         format_(format),
-        assignmentQuantizer_(format->rules(), format->type(), tag, operationType) {}
+        assignmentQuantizer_(format->rules(), *format, tag, operationType) {}
   /// The same in the type and settings of `model`, with its tag and logging switch and nothing recorded.
   HeldArray(const HeldArray& model, const Shape& dims, bool isComplex);
   HeldArray(const HeldArray& other);

@@ -75,7 +75,7 @@ HeldArray::RegisterRecords::RegisterRecords(const HeldArray& left, HeldArray* re
     std::optional<qlogger>& log = logs_[static_cast<std::size_t>(kind)];
     if (!log) log = left_->registerLogs[static_cast<std::size_t>(kind)];
     if (log) {
-      log->setNumericType(record.numericType());
+      log->shareType(record.sharedType());
       log->shareTag(record.sharedTag());
       log->share(record);
     } else {

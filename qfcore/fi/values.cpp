@@ -205,11 +205,6 @@ void HeldArray::fillWithRealWorld(number& part, double value) const {
 }
 
 void HeldArray::fillQuantized(double value) {
-  double* plain = numel_ == 1 ? realPart_.onlyDouble() : nullptr;
-  if (plain && std::isfinite(value) && !format_->isSlopeBias() && !elementPathOnly()) {
-    *plain = assignmentQuantizer_.quantized(value);
-    return;
-  }
   fillWithRealWorld(realPart_, value);
   quantizeAll();
 }

@@ -11,6 +11,8 @@
 namespace embedded {
 
 using EmbeddedTypeSystem::NumericType;
+using EmbeddedTypeSystem::SharedType;
+using EmbeddedTypeSystem::SharedTypePtr;
 using tessel::HostArray;
 
 const std::string Tag::sNone;
@@ -33,6 +35,25 @@ qlogger* qlogger::global(OperationTypeEnum operationType) {
 const char* qlogger::operationTypeToString(OperationTypeEnum operationType) {
   static constexpr const char* kTexts[] = {"Unspecified", "Assignment", "Product", "Sum"};
   return kTexts[static_cast<int>(operationType)];
+}
+
+namespace {
+
+/// That of loggers which were told none.
+const SharedTypePtr& usualType() {
+  static const SharedTypePtr usual = [] {
+    SharedTypePtr made(new SharedType(NumericType()));
+    made.keepForGood();
+    return made;
+  }();
+  return usual;
+}
+
+}  // namespace
+
+qlogger::qlogger(const std::string& tag, OperationTypeEnum operationType, bool alwaysOn)
+    : qlogger(Tag(tag), operationType, *usualType()) {
+  alwaysOn_ = alwaysOn;
 }
 
 qlogger::qlogger(const qlogger& other, bool keepRecord)
@@ -81,7 +102,9 @@ bool holdAlike(const NumericType& a, const NumericType& b) {
 
 }  // namespace
 
-double qlogger::realWorld(double held) const { return held * type_.slopeAdjustmentFactor() + type_.bias(); }
+double qlogger::realWorld(double held) const {
+  return held * numericType().slopeAdjustmentFactor() + numericType().bias();
+}
 
 double qlogger::realWorld(const Extreme& extreme) const {
   // The marks of a reset record are no values of the type.
@@ -91,7 +114,7 @@ double qlogger::realWorld(const Extreme& extreme) const {
 
 number qlogger::held(const Extreme& extreme) const {
   if (extreme.isMark() || !recordsRealWorld(toRead())) return extreme.value();
-  const double value = (extreme.todouble() - type_.bias()) / type_.slopeAdjustmentFactor();
+  const double value = (extreme.todouble() - numericType().bias()) / numericType().slopeAdjustmentFactor();
   return number(value, kMaxDoublePrecision, false);
 }
 
@@ -102,8 +125,10 @@ void qlogger::toRealWorldUnits() const {
   record_->isRealWorld = true;
 }
 
-void qlogger::setNumericType(const NumericType& type) {
-  if (record_ && !holdAlike(type_, type)) toRealWorldUnits();
+void qlogger::setNumericType(const NumericType& type) { shareType(SharedTypePtr(new SharedType(type))); }
+
+void qlogger::shareType(const SharedTypePtr& type) {
+  if (record_ && !holdAlike(numericType(), type->type())) toRealWorldUnits();
   type_ = type;
 }
 
@@ -158,7 +183,7 @@ void qlogger::mergeExtremes(const qlogger& other) const {
   const LogRecord& from = *other.record_;
   if (from.max.isMark() && from.min.isMark()) return;
   const bool isReal = isInRealWorldUnits(), otherIsReal = other.isInRealWorldUnits();
-  if (isReal == otherIsReal && (isReal || holdAlike(type_, other.type_))) {
+  if (isReal == otherIsReal && (isReal || holdAlike(numericType(), other.numericType()))) {
     record_->max.keep(from.max);
     record_->min.keep(from.min);
     return;
@@ -244,7 +269,7 @@ void qlogger::disp() const {
 }
 
 std::string qlogger::createFilogKey() const {
-  return tag() + "|" + operationTypeToString(operationType_) + "|" + type_.qpointstr();
+  return tag() + "|" + operationTypeToString(operationType_) + "|" + numericType().qpointstr();
 }
 
 namespace {

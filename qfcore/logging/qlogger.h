@@ -15,7 +15,7 @@
 #include "qfcore/logging/operationtype.h"
 #include "qfcore/number/number.h"
 #include "qfcore/number/precision.h"
-#include "qfcore/types/numerictype.h"
+#include "qfcore/types/sharedtype.h"
 #include "tessel/array.h"
 
 namespace embedded {
@@ -57,11 +57,11 @@ struct Tally {
 class QFCORE_API qlogger {
  public:
   /// `alwaysOn` is the logger's own switch.
-  explicit qlogger(bool alwaysOn = false) : alwaysOn_(alwaysOn) {}
-  qlogger(const std::string& tag, OperationTypeEnum operationType, bool alwaysOn = false)
-      : tag_(tag), operationType_(operationType), alwaysOn_(alwaysOn) {}
-  qlogger(const Tag& tag, OperationTypeEnum operationType, const EmbeddedTypeSystem::NumericType& type)
-      : tag_(tag), type_(type), operationType_(operationType) {}
+  explicit qlogger(bool alwaysOn = false) : qlogger({}, OperationTypeEnum::Unspecified, alwaysOn) {}
+  qlogger(const std::string& tag, OperationTypeEnum operationType, bool alwaysOn = false);
+  /// `type` has owners, or is kept for good, or belongs to this logger from now on.
+  qlogger(const Tag& tag, OperationTypeEnum operationType, const EmbeddedTypeSystem::SharedType& type)
+      : tag_(tag), type_(&type), operationType_(operationType) {}
   /// A copy, or with `keepRecord` false a logger of the same tag, type, kind and switch that has recorded
   /// nothing.
   qlogger(const qlogger& other, bool keepRecord);
@@ -92,9 +92,11 @@ class QFCORE_API qlogger {
   void shareTag(const Tag& tag) noexcept { tag_ = tag; }
   OperationTypeEnum operationType() const { return operationType_; }
   void setOperationType(OperationTypeEnum operationType) { operationType_ = operationType; }
-  const EmbeddedTypeSystem::NumericType& numericType() const { return type_; }
+  const EmbeddedTypeSystem::NumericType& numericType() const { return type_->type(); }
+  const EmbeddedTypeSystem::SharedTypePtr& sharedType() const { return type_; }
   /// What was recorded stays what it was in real-world units.
   void setNumericType(const EmbeddedTypeSystem::NumericType& type);
+  void shareType(const EmbeddedTypeSystem::SharedTypePtr& type);
 
   /// Forgets everything recorded: maxlog to −realmax, minlog to +realmax, all counts to 0.
   void reset() const;
@@ -175,9 +177,11 @@ class QFCORE_API qlogger {
   LogRecord& toMergeInto(const LogRecord& other) const;
 
   /// Whether the record's extremes are real-world values, as those of binary-point types always are.
-  bool isInRealWorldUnits() const { return toRead().isRealWorld || !type_.isSlopeBias(); }
+  bool isInRealWorldUnits() const { return toRead().isRealWorld || !numericType().isSlopeBias(); }
   /// Whether values to record are to be moved to real-world units first.
-  bool recordsRealWorld(const LogRecord& record) const { return record.isRealWorld && type_.isSlopeBias(); }
+  bool recordsRealWorld(const LogRecord& record) const {
+    return record.isRealWorld && numericType().isSlopeBias();
+  }
   void toRealWorldUnits() const;
   double realWorld(double held) const;
   double realWorld(const Extreme& extreme) const;
@@ -187,7 +191,7 @@ class QFCORE_API qlogger {
   static LogTypeEnum sLogType;
 
   Tag tag_;
-  EmbeddedTypeSystem::NumericType type_;
+  EmbeddedTypeSystem::SharedTypePtr type_;
   OperationTypeEnum operationType_ = OperationTypeEnum::Unspecified;
   bool alwaysOn_ = false;
   friend class RecordsKept;

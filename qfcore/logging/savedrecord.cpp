@@ -45,7 +45,7 @@ SavedRecord savedRecord(const qlogger& logger) {
 
 void restoreRecord(const qlogger& logger, const SavedRecord& saved) {
   qlogger restored(true);
-  restored.setNumericType(logger.numericType());  // in whose units held values are
+  restored.shareType(logger.sharedType());  // in whose units held values are
   restored.updateminmax(valueOf(saved.max, saved.precision));
   restored.updateminmax(valueOf(saved.min, saved.precision));
   Tally counts;

@@ -25,4 +25,7 @@ struct DoubleFormat {
   int exponentMin;
 };
 
+/// What one value becomes in a format, where nothing is counted.
+using ValueKernel = double (*)(const DoubleFormat& format, double value);
+
 }  // namespace embedded

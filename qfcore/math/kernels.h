@@ -21,8 +21,6 @@ using ArrayKernel = void (*)(const DoubleFormat& format, const double* from, dou
 /// finite: zeros may change their sign. False otherwise, and where sums of them are not finite; what the values
 /// have become means nothing then.
 using FiniteKernel = bool (*)(const DoubleFormat& format, const double* from, double* to, std::size_t count);
-/// One value, counting nothing.
-using ValueKernel = double (*)(const DoubleFormat& format, double value);
 
 /// The kernels of the modes, by rounding and overflow mode where they depend on them.
 ArrayKernel fixedKernel(RoundModeEnum roundMode, OverflowModeEnum overflowMode);

@@ -10,8 +10,7 @@ namespace embedded {
 /// The kernels of one mode: for contiguous doubles and for a single number of either kind.
 struct Kernel {
   ArrayKernel array;
-  FiniteKernel finite;  ///< null where there is none, as the next
-  ValueKernel value;
+  FiniteKernel finite;  ///< null where there is none
   WideKernel wide;
   WideRounding rounding;
   OverflowModeEnum overflowMode;

@@ -13,6 +13,8 @@ namespace embedded {
 
 using EmbeddedTypeSystem::DataTypeEnum;
 using EmbeddedTypeSystem::NumericType;
+using EmbeddedTypeSystem::SharedType;
+using EmbeddedTypeSystem::SharedTypePtr;
 
 namespace {
 
@@ -59,29 +61,51 @@ QuantizerRulesPtr rulesOf(const QuantizerSettings& settings) {
   return QuantizerRulesPtr(new QuantizerRules(settings));
 }
 
+SharedTypePtr shared(const NumericType& type) { return SharedTypePtr(new SharedType(type)); }
+
+NumericType typeOf(const QuantizerSettings& settings) {
+  // A floating-point format of other lengths has no numeric type of its own; the double type is the nearest.
+  const auto builtIn = [](DataTypeEnum dataType) {
+    NumericType type;
+    type.setDataType(dataType);
+    return type;
+  };
+  switch (settings.mode) {
+    case QuantizerModeEnum::doubleMode:
+    case QuantizerModeEnum::floatMode: return builtIn(DataTypeEnum::Double);
+    case QuantizerModeEnum::singleMode: return builtIn(DataTypeEnum::Single);
+    case QuantizerModeEnum::boolean: return builtIn(DataTypeEnum::Boolean);
+    default: break;
+  }
+  NumericType type(settings.isSigned(), settings.wordLength, settings.fractionLength);
+  if (settings.mode == QuantizerModeEnum::ScaledDouble ||
+      settings.mode == QuantizerModeEnum::UnsignedScaledDouble) {
+    type.setDataType(DataTypeEnum::ScaledDouble);
+  }
+  return type;
+}
+
 }  // namespace
 
-quantizer::quantizer() : rules_(rulesOf({})) { logger_.setNumericType(typeOfSettings()); }
+quantizer::quantizer() : rules_(rulesOf({})) { logger_.setNumericType(typeOf(settings())); }
 
 quantizer::quantizer(const NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode,
                      const std::string& tag, OperationTypeEnum operationType)
-    : quantizer(rulesOf(quantizerSettings(type, roundMode, overflowMode)), type, tag, operationType) {}
+    : quantizer(rulesOf(quantizerSettings(type, roundMode, overflowMode)), *shared(type), Tag(tag),
+                operationType) {}
 
 void quantizer::set(const NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode) {
   QuantizerSettings changed = quantizerSettings(type, roundMode, overflowMode);
   changed.exponentLength = settings().exponentLength;
-  set(type, rulesOf(changed));
+  set(shared(type), rulesOf(changed));
 }
 
-void quantizer::set(const NumericType& type, const QuantizerRulesPtr& rules) {
+void quantizer::set(const SharedTypePtr& type, const QuantizerRulesPtr& rules) {
   rules_ = rules;
-  logger_.setNumericType(type);
+  logger_.shareType(type);
 }
 
-void quantizer::change(const QuantizerSettings& changed) {
-  rules_ = rulesOf(changed);
-  logger_.setNumericType(typeOfSettings());
-}
+void quantizer::change(const QuantizerSettings& changed) { set(shared(typeOf(changed)), rulesOf(changed)); }
 
 void quantizer::setMode(QuantizerModeEnum mode) {
   QuantizerSettings changed = settings();
@@ -262,17 +286,6 @@ void quantizer::quantize(const double* from, double* to, std::size_t count) cons
   rules_->kernel.array(rules_->format, from, to, count, nullptr);
 }
 
-double quantizer::quantized(double value) const {
-  const ValueKernel kernel = rules_->kernel.value;
-  return kernel && !logger_.isOn() ? kernel(rules_->format, value) : quantizedAsArray(value);
-}
-
-// Apart, as its value has an address.
-[[gnu::noinline]] double quantizer::quantizedAsArray(double value) const {
-  quantize(&value, &value, 1);
-  return value;
-}
-
 void quantizer::quantizeCounting(const double* from, double* to, std::size_t count) const {
   Tally tally;
   rules_->kernel.array(rules_->format, from, to, count, &tally);
@@ -319,28 +332,6 @@ number quantizer::denormalmax() const {
   number result = realmin();
   if (isFloatingPoint()) result -= denormalmin();
   return result;
-}
-
-NumericType quantizer::typeOfSettings() const {
-  // A floating-point format of other lengths has no numeric type of its own; the double type is the nearest.
-  const auto builtIn = [](DataTypeEnum dataType) {
-    NumericType type;
-    type.setDataType(dataType);
-    return type;
-  };
-  switch (settings().mode) {
-    case QuantizerModeEnum::doubleMode:
-    case QuantizerModeEnum::floatMode: return builtIn(DataTypeEnum::Double);
-    case QuantizerModeEnum::singleMode: return builtIn(DataTypeEnum::Single);
-    case QuantizerModeEnum::boolean: return builtIn(DataTypeEnum::Boolean);
-    default: break;
-  }
-  NumericType type(isSigned(), settings().wordLength, settings().fractionLength);
-  if (settings().mode == QuantizerModeEnum::ScaledDouble ||
-      settings().mode == QuantizerModeEnum::UnsignedScaledDouble) {
-    type.setDataType(DataTypeEnum::ScaledDouble);
-  }
-  return type;
 }
 
 }  // namespace embedded

@@ -29,7 +29,7 @@ class QFCORE_API quantizer {
   quantizer(const EmbeddedTypeSystem::NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode,
             const std::string& tag = {}, OperationTypeEnum operationType = OperationTypeEnum::Assignment);
   /// The quantizer of `type` under rules that are shared; they must be those of the type.
-  quantizer(const QuantizerRulesPtr& rules, const EmbeddedTypeSystem::NumericType& type, const Tag& tag,
+  quantizer(const QuantizerRulesPtr& rules, const EmbeddedTypeSystem::SharedType& type, const Tag& tag,
             OperationTypeEnum operationType)
       : rules_(rules), logger_(tag, operationType, type) {}
   /// A copy, or with `keepRecord` false one that has recorded nothing.
@@ -40,7 +40,7 @@ class QFCORE_API quantizer {
   /// changes.
   void set(const EmbeddedTypeSystem::NumericType& type, RoundModeEnum roundMode, OverflowModeEnum overflowMode);
   /// The same with rules that are shared.
-  void set(const EmbeddedTypeSystem::NumericType& type, const QuantizerRulesPtr& rules);
+  void set(const EmbeddedTypeSystem::SharedTypePtr& type, const QuantizerRulesPtr& rules);
 
   void setMode(QuantizerModeEnum mode);
   void setRoundMode(RoundModeEnum roundMode);
@@ -115,8 +115,6 @@ class QFCORE_API quantizer {
   /// Quantizes contiguous doubles from `from` to `to`, or in place. The format must be double-backed.
   void quantize(const double* from, double* to, std::size_t count) const;
   void quantize(double* values, std::size_t count) const { quantize(values, values, count); }
-  /// The same of one.
-  double quantized(double value) const;
   /// The same in a pass that finds them finite. False where they are not all so, or where more than that is to
   /// be done with each: what is at `to` means nothing then, and nothing is recorded.
   bool quantizeFinite(const double* from, double* to, std::size_t count) const;
@@ -173,13 +171,11 @@ class QFCORE_API quantizer {
   static const Kernel& kernelFor(QuantizerModeEnum mode, RoundModeEnum roundMode,
                                  OverflowModeEnum overflowMode);
   number& run(const Kernel& kernel, number& value) const;
-  double quantizedAsArray(double value) const;
   void quantizeCounting(const double* from, double* to, std::size_t count) const;
   number& recorded(const WideOutcome& outcome, number& quantized) const;
   bool hasPatterns() const;
   void requireFittingLengths() const;
   void change(const QuantizerSettings& changed);
-  EmbeddedTypeSystem::NumericType typeOfSettings() const;
   const WideFormat& wideFormat() const { return rules_->wide(); }
   number constant(double DoubleFormat::*plain, number WideFormat::*wide) const;
 

@@ -38,23 +38,18 @@ Kernel makeKernel(QuantizerModeEnum mode, RoundModeEnum roundMode, OverflowModeE
   switch (mode) {
     case QuantizerModeEnum::fixed:
     case QuantizerModeEnum::ufixed:
-      return {fixedKernel(roundMode, overflowMode),
-              finiteFixedKernel(roundMode, overflowMode),
-              fixedValueKernel(roundMode, overflowMode),
-              quantizeFixedWide,
-              rounding,
-              overflowMode};
+      return {fixedKernel(roundMode, overflowMode), finiteFixedKernel(roundMode, overflowMode),
+              quantizeFixedWide, rounding, overflowMode};
     case QuantizerModeEnum::floatMode:
-      return {floatKernel(roundMode), nullptr, nullptr, quantizeFloatWide, rounding, overflowMode};
+      return {floatKernel(roundMode), nullptr, quantizeFloatWide, rounding, overflowMode};
     case QuantizerModeEnum::doubleMode:
-      return {doubleKernel(), nullptr, nullptr, quantizeDoubleWide, rounding, overflowMode};
+      return {doubleKernel(), nullptr, quantizeDoubleWide, rounding, overflowMode};
     case QuantizerModeEnum::singleMode:
-      return {singleKernel(), nullptr, nullptr, quantizeSingleWide, rounding, overflowMode};
+      return {singleKernel(), nullptr, quantizeSingleWide, rounding, overflowMode};
     case QuantizerModeEnum::boolean:
-      return {booleanKernel(), nullptr, nullptr, quantizeBooleanWide, rounding, overflowMode};
-    case QuantizerModeEnum::none:
-      return {noneKernel(), nullptr, nullptr, quantizeNoneWide, rounding, overflowMode};
-    default: return {scaledDoubleKernel(), nullptr, nullptr, quantizeScaledDoubleWide, rounding, overflowMode};
+      return {booleanKernel(), nullptr, quantizeBooleanWide, rounding, overflowMode};
+    case QuantizerModeEnum::none: return {noneKernel(), nullptr, quantizeNoneWide, rounding, overflowMode};
+    default: return {scaledDoubleKernel(), nullptr, quantizeScaledDoubleWide, rounding, overflowMode};
   }
 }
 
@@ -164,6 +159,8 @@ QuantizerRules::QuantizerRules(const QuantizerSettings& itsSettings)
     : settings(itsSettings),
       kernel(kernelFor(settings.mode, settings.roundMode, settings.overflowMode)),
       format(settings.isFloatingPoint() ? floatFormat(settings) : fixedFormat(settings)),
+      valueKernel(settings.isFixedPoint() ? fixedValueKernel(settings.roundMode, settings.overflowMode)
+                                          : nullptr),
       isDoubleBacked(settings.isDoubleBacked()) {}
 
 QuantizerRules::~QuantizerRules() { delete wide_.load(); }

@@ -51,6 +51,7 @@ struct QFCORE_API QuantizerSettings {
   OverflowModeEnum overflowMode = OverflowModeEnum::saturate;
   int wordLength = 16, fractionLength = 15, exponentLength = 5;
 
+  bool isFixedPoint() const { return mode == QuantizerModeEnum::fixed || mode == QuantizerModeEnum::ufixed; }
   bool isFloatingPoint() const;
   bool isSigned() const;
   int bits() const;
@@ -64,8 +65,7 @@ struct QFCORE_API QuantizerSettings {
   /// Whether values of the format are carried in doubles.
   bool isDoubleBacked() const {
     constexpr int kMaxDoubleExponentLength = 11;
-    const bool isFixed = mode == QuantizerModeEnum::fixed || mode == QuantizerModeEnum::ufixed;
-    if (isFixed) return doublesCarry(wordLength, fractionLength);
+    if (isFixedPoint()) return doublesCarry(wordLength, fractionLength);
     return mode != QuantizerModeEnum::floatMode || (exponentLength <= kMaxDoubleExponentLength &&
                                                     fractionBits() <= static_cast<int>(kMaxDoublePrecision));
   }
@@ -92,6 +92,8 @@ class QFCORE_API QuantizerRules : public Immutable {
   const QuantizerSettings settings;
   const Kernel& kernel;
   const DoubleFormat format;
+  /// Null where there is none.
+  const ValueKernel valueKernel;
   const bool isDoubleBacked;
 
  private:

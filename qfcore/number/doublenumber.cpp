@@ -11,7 +11,6 @@
 #include "qfcore/number/stridesort.h"
 #include "qfcore/number/valuememory.h"
 #include "tessel/console.h"
-#include "tessel/threadend.h"
 
 namespace embedded {
 
@@ -28,52 +27,25 @@ double storedInteger(const unsigned* words, int wordCount, bool isSigned, int wo
 
 }  // namespace
 
-/// Bodies that wait in a thread, each a single value that nobody has.
-struct doublenumber::Waiting {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  static constexpr unsigned kMost = 0;  // the sanitizer finds misuse only of what is really freed
-#else
-  static constexpr unsigned kMost = 64;
-#endif
-  doublenumber* first;
-  unsigned room;  // for more; none before the thread's end has been noted, and after it
-  bool isOver;
-  tessel::ThreadEnd atThreadEnd;
-
-  doublenumber* take() {
-    doublenumber* body = first;
-    first = body->own_.nextWaiting;
-    ++room;
-    return body;
-  }
-  void keep(doublenumber* body) {
-    body->own_.nextWaiting = first;
-    first = body;
-    --room;
-  }
-  bool makesRoom() {
-    const bool isFirst = kMost > 0 && !atThreadEnd.act && !isOver;
-    if (isFirst && tessel::noteThreadEnd(atThreadEnd, freeAll)) room = kMost;
-    return room > 0;
-  }
-  static void freeAll() {
-    while (list.first) ::operator delete(list.take());
-    list.room = 0;
-    list.isOver = true;
-  }
-  [[gnu::tls_model("initial-exec")]] static constinit thread_local Waiting list;
-};
 // A loaded module would otherwise look its thread's copy up by a call, at the price of the allocation saved.
 [[gnu::tls_model("initial-exec")]] constinit thread_local doublenumber::Waiting doublenumber::Waiting::list{};
 
-doublenumber* doublenumber::single(double value, unsigned precision) {
-  Waiting& list = Waiting::list;
-  if (!list.first) return newSingle(value, precision);
-  doublenumber* body = list.take();
-  body->own_.single = value;
-  body->own_.precision = precision;
-  body->index_ = 0;
-  return body;
+/// Whether bodies may wait from now on.
+[[gnu::noinline]] bool doublenumber::Waiting::makesRoom() {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  constexpr unsigned kMost = 0;  // the sanitizer finds misuse only of what is really freed
+#else
+  constexpr unsigned kMost = 64;
+#endif
+  const bool isFirst = kMost > 0 && !atThreadEnd.act && !isOver;
+  if (isFirst && tessel::noteThreadEnd(atThreadEnd, freeAll)) room = kMost;
+  return room > 0;
+}
+
+void doublenumber::Waiting::freeAll() {
+  while (list.first) ::operator delete(list.take());
+  list.room = 0;
+  list.isOver = true;
 }
 
 void doublenumber::drop(numberrepbody* body) noexcept {

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "qfcore/number/numberrepbody.h"
+#include "tessel/threadend.h"
 
 namespace embedded {
 
@@ -32,7 +33,16 @@ class QFCORE_API doublenumber final : public numberrepbody {
   doublenumber& operator=(const doublenumber&) = delete;
   ~doublenumber() override;
   /// One value: where there is one, a body that waited; see `drop`.
-  static doublenumber* single(double value, unsigned precision);
+  static doublenumber* single(double value, unsigned precision) {
+    // Here, for the ways of single values: a call would have them keep registers for its end.
+    Waiting& list = Waiting::list;
+    if (!list.first) return newSingle(value, precision);
+    doublenumber* body = list.take();
+    body->own_.single = value;
+    body->own_.precision = precision;
+    body->index_ = 0;
+    return body;
+  }
   /// Deletes the body, or has it wait, as it is, for the thread's next single value: one is made and dropped
   /// for every temporary of a computation, and to make it anew would be most of its cost.
   static void drop(numberrepbody* body) noexcept;
@@ -155,7 +165,28 @@ class QFCORE_API doublenumber final : public numberrepbody {
   };
   Storage& storage() const { return *static_cast<Storage*>(shared_); }
   Storage* share() const;
-  struct Waiting;
+  /// Bodies that wait in a thread, each a single value that nobody has.
+  struct Waiting {
+    doublenumber* first;
+    unsigned room;  // for more; none before the thread's end has been noted, and after it
+    bool isOver;
+    tessel::ThreadEnd atThreadEnd;
+
+    doublenumber* take() {
+      doublenumber* body = first;
+      first = body->own_.nextWaiting;
+      ++room;
+      return body;
+    }
+    void keep(doublenumber* body) {
+      body->own_.nextWaiting = first;
+      first = body;
+      --room;
+    }
+    bool makesRoom();
+    static void freeAll();
+    [[gnu::tls_model("initial-exec")]] static constinit thread_local Waiting list;
+  };
   static doublenumber* newSingle(double value, unsigned precision);
   static void keepVector(doublenumber* body) noexcept;
   static void dropOther(numberrepbody* body) noexcept;

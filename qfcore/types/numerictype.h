@@ -1,8 +1,10 @@
 /// The data type of fixed-point values: built-in, fixed-point or scaled double.
 #pragma once
 
+#include <bit>
 #include <cmath>
 #include <concepts>
+#include <cstdint>
 #include <span>
 #include <string>
 
@@ -155,6 +157,18 @@ class QFCORE_API NumericType : public ScalarType {
     if (dataType_ != other.dataType_ || unspecifiedScaling() != other.unspecifiedScaling()) return false;
     if (unspecifiedScaling()) return sign_ == other.sign_ && wordLength_ == other.wordLength_;
     return sameFields(other);
+  }
+  /// All fields and the qualifiers, bit by bit: −0 and NaN are what users gave, and are to be shown as they
+  /// are.
+  bool isIdentical(const NumericType& other) const {
+    const auto haveSameBits = [](double a, double b) {
+      return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+    };
+    return wordLength_ == other.wordLength_ && fixedExponent_ == other.fixedExponent_ && sign_ == other.sign_ &&
+           dataTypeMode_ == other.dataTypeMode_ &&
+           haveSameBits(slopeAdjustmentFactor_, other.slopeAdjustmentFactor_) &&
+           haveSameBits(bias_, other.bias_) && readOnly() == other.readOnly() &&
+           isVolatile() == other.isVolatile();
   }
   friend bool operator==(const NumericType& a, const NumericType& b) { return a.isequal(b); }
 
