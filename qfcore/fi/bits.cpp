@@ -321,8 +321,9 @@ struct fi::Bits {
     fi result = x.unset(x.dims_, x.iscomplex());
     result.assignLogged(name, [&] {
       const quantizer& inUse = result.assignmentQuantizerInUse();
+      const ArrayFormat::Ptr format = formatRounding(x, roundMode);
       quantizer q(inUse, false);
-      q.set(NumericType(inUse.numericType()), roundMode, x.getFimath().overflowMode());
+      q.set(SharedTypePtr(format.get()), format->rules());
       if (!scaleByIntegers(x, exponent, q, result))
         withPow2(exponent, [&](auto times, auto) { mapParts(x, result, q, times); });
       inUse.logger().merge(q.logger());
@@ -331,6 +332,14 @@ struct fi::Bits {
   }
 
  private:
+  /// That of `x`, with another way of rounding.
+  static ArrayFormat::Ptr formatRounding(const fi& x, RoundModeEnum roundMode) {
+    fimath math(x.getFimath());
+    if (math.roundMode() == roundMode) return x.format();
+    math.setRoundMode(roundMode);
+    return ArrayFormat::of(x.getNumericType(), math);
+  }
+
   /// The same for stored integers of native size, read with fewer or more fraction bits; whether it has.
   static bool scaleByIntegers(const fi& x, int exponent, const quantizer& q, fi& result) {
     NumericType scaled(x.getNumericType());

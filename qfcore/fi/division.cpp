@@ -20,12 +20,6 @@ constexpr Message kDivideByZero{"fi:divideByZero", "Division by zero occurred. Q
 /// makes it.
 constexpr unsigned kSecondRoundingBits = 64;
 
-/// The bounds of a result, which quotients by zero take.
-struct Bounds {
-  fi lower, upper;
-  explicit Bounds(const fi& result) : lower(result.lowerbound()), upper(result.upperbound()) {}
-};
-
 /// Whether doubles hold quotients of such values as they round them.
 bool haveNormalQuotients(const NumericType& x, const NumericType& y) {
   return (!x.isFixed() || exactness::isNearOne(x)) && (!y.isFixed() || exactness::isNearOne(y));
@@ -56,9 +50,8 @@ unsigned complexPrecision(const fi& x, const fi& y) {
 /// words to the bits of these before, as all operations of a double on a longer value are.
 class ElementQuotient {
  public:
-  ElementQuotient(const fi& x, const fi& y, const Bounds& bounds, const quantizer& q)
-      : ElementQuotient(x, y, bounds, q,
-                        !haveNormalQuotients(x.getNumericType(), y.getNumericType()) && areShort(x)) {}
+  ElementQuotient(const fi& x, const fi& y, const quantizer& q)
+      : ElementQuotient(x, y, q, !haveNormalQuotients(x.getNumericType(), y.getNumericType()) && areShort(x)) {}
 
   /// quotient = x / y, rounded and then quantized.
   void real(const number& x, const number& y, number& quotient, bool& divideByZero) {
@@ -67,7 +60,7 @@ class ElementQuotient {
       if (x.iszero()) {
         quotient = 0.0;
       } else {
-        quotient = (x.isnegative() ? bounds_.lower : bounds_.upper).realPart();
+        quotient = x.isnegative() ? lower_ : upper_;
       }
       return;
     }
@@ -105,9 +98,10 @@ class ElementQuotient {
     Scratch xr, xi, numerator, denominator, term;
   };
 
-  ElementQuotient(const fi& x, const fi& y, const Bounds& bounds, const quantizer& q, bool isFarAndShort)
-      : bounds_(bounds),
-        q_(q),
+  ElementQuotient(const fi& x, const fi& y, const quantizer& q, bool isFarAndShort)
+      : q_(q),
+        lower_(q.min()),
+        upper_(q.max()),
         scratch_(0.0, isFarAndShort ? kDoubleBits - 1 : x.realPart().getprecision(),
                  isFarAndShort || number::getDefaultForceMultiplePrecision()) {
     static_assert(constructedBits(kDoubleBits - 1) == kDoubleBits);
@@ -153,17 +147,16 @@ class ElementQuotient {
     }
   }
 
-  const Bounds& bounds_;
   const quantizer& q_;
+  const number lower_, upper_;  // quotients by zero
   number scratch_;
   std::optional<Scratch> mixed_;
   std::optional<Parts> complex_;
 };
 
-bool divideByElements(const fi& dividend, const fi& divisor, const Bounds& bounds, const quantizer& q,
-                      fi& result) {
+bool divideByElements(const fi& dividend, const fi& divisor, const quantizer& q, fi& result) {
   const fi x(dividend, Reading{}), y(divisor, Reading{});
-  ElementQuotient divide(x, y, bounds, q);
+  ElementQuotient divide(x, y, q);
   bool anyByZero = false, byZero = false;
   for (unsigned k = 0; k < result.numel(); ++k) {
     x.setIndex(x.isscalar() ? 0 : k);
@@ -186,10 +179,10 @@ struct Divide {
   static double apply(double x, double y) { return x / y; }
 };
 
-/// Quantizes the quotients by divisors other than zero and puts the bounds in place of the others.
+/// Quantizes the quotients by divisors other than zero and puts the ends of the range in place of the others.
 void replaceQuotientsByZero(double* quotients, const double* x, bool xIsScalar, const double* y, bool yIsScalar,
-                            const Bounds& bounds, const quantizer& q, std::size_t count) {
-  const double lower = bounds.lower.realPart().todouble(), upper = bounds.upper.realPart().todouble();
+                            const quantizer& q, std::size_t count) {
+  const double lower = q.min().todouble(), upper = q.max().todouble();
   Block finite;
   std::size_t kept = 0;
   for (std::size_t i = 0; i < count; ++i) {
@@ -204,15 +197,15 @@ void replaceQuotientsByZero(double* quotients, const double* x, bool xIsScalar, 
   }
 }
 
-bool dividePart(double* result, const BlockOperand& x, const BlockOperand& y, const Bounds& bounds,
-                const quantizer& q, std::size_t count) {
+bool dividePart(double* result, const BlockOperand& x, const BlockOperand& y, const quantizer& q,
+                std::size_t count) {
   bool anyByZero = false;
   forEachBlock(count, [&](std::size_t first, std::size_t size) {
     const double *left = x.at(first), *right = y.at(first);
     combine<Divide>(result + first, left, x.isScalar, right, y.isScalar, size);
     const bool byZero = anyInBlock(right, y.isScalar ? 1 : size, [](double divisor) { return divisor == 0; });
     if (byZero) {
-      replaceQuotientsByZero(result + first, left, x.isScalar, right, y.isScalar, bounds, q, size);
+      replaceQuotientsByZero(result + first, left, x.isScalar, right, y.isScalar, q, size);
     } else {
       q.quantize(result + first, size);
     }
@@ -221,12 +214,11 @@ bool dividePart(double* result, const BlockOperand& x, const BlockOperand& y, co
   return anyByZero;
 }
 
-bool divideByBlocks(const fi& x, const fi& y, const Bounds& bounds, const quantizer& q, fi& result) {
+bool divideByBlocks(const fi& x, const fi& y, const quantizer& q, fi& result) {
   const BlockOperand divisor = BlockOperand::real(y);
   // Both parts have the same divisors.
-  if (x.iscomplex())
-    dividePart(result.imagPart().doubles(), BlockOperand::imag(x), divisor, bounds, q, result.numel());
-  return dividePart(result.realPart().doubles(), BlockOperand::real(x), divisor, bounds, q, result.numel());
+  if (x.iscomplex()) dividePart(result.imagPart().doubles(), BlockOperand::imag(x), divisor, q, result.numel());
+  return dividePart(result.realPart().doubles(), BlockOperand::real(x), divisor, q, result.numel());
 }
 
 }  // namespace
@@ -246,15 +238,13 @@ fi fi::over(const fi& b, const NumericType& type) const {
   const fi& shape = shapeOfResult(*this, b);
   fi result(shape.dims_.data(), shape.numDims(), type, getFimath(), iscomplex() || b.iscomplex(), tag());
   errorIfSlopeBiasMath(result);
-  const Bounds bounds(result);
   bool byZero = false;
   result.assignLogged("divide", [&] {
     const quantizer& q = result.assignmentQuantizerInUse();
     const bool hasBlocks = b.isreal() && !number::getDefaultForceMultiplePrecision() &&
                            haveNormalQuotients(getNumericType(), b.getNumericType());
     const bool byBlocks = choosePath({.hasBlocks = hasBlocks}, *this, b, result) == Path::Blocks;
-    byZero =
-        byBlocks ? divideByBlocks(*this, b, bounds, q, result) : divideByElements(*this, b, bounds, q, result);
+    byZero = byBlocks ? divideByBlocks(*this, b, q, result) : divideByElements(*this, b, q, result);
   });
   result.getQlogger().nMathOperationsPlus(result.numel_);
   if (byZero) tessel::warn(kDivideByZero.identifier, kDivideByZero.text);

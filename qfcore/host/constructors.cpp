@@ -252,19 +252,24 @@ bool givesValues(std::string_view name) {
   return std::ranges::find(kForms, name) != std::end(kForms);
 }
 
-/// fi(x, T, F) of an array, which loops ask for most: what the request would come to. Nothing for other calls.
-std::optional<Arrays> castArray(const Arrays& inputs) {
-  if (inputs.size() != 3 || warnsOfOverflow()) return std::nullopt;
-  const fi* source = unwrapped<fi>(inputs[0]);
-  const auto* type = unwrapped<NumericType>(inputs[1]);
-  const auto* math = unwrapped<fimath>(inputs[2]);
-  if (!source || !type || !math) return std::nullopt;
-  return resultOf([&] { return source->inType(*type, *math); });
+/// fi(x, T, F) of an array, which loops ask for most; all null for other calls.
+struct Cast {
+  const fi* source = nullptr;
+  const NumericType* type = nullptr;
+  const fimath* math = nullptr;
+};
+
+Cast castFrom(const Arrays& inputs) {
+  if (inputs.size() != 3 || warnsOfOverflow()) return {};
+  const Cast cast{unwrapped<fi>(inputs[0]), unwrapped<NumericType>(inputs[1]), unwrapped<fimath>(inputs[2])};
+  return cast.source && cast.type && cast.math ? cast : Cast{};
 }
 
 Arrays makeFi(Arrays& inputs, int) {
   if (inputs.empty()) return {toHost(fi())};
-  if (auto cast = castArray(inputs)) return std::move(*cast);
+  // What the request below would come to.
+  if (const Cast cast = castFrom(inputs); cast.source)
+    return resultOf([&] { return cast.source->inType(*cast.type, *cast.math); });
   FiRequest request;
   request.value = inputs[0];
   if (const fi* source = unwrapped<fi>(inputs[0])) {

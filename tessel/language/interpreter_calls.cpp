@@ -21,8 +21,16 @@ void keepFirst(Arrays& results, int outputCount) {
   if (results.size() > wanted) results.resize(wanted);
 }
 
-Arrays firstResults(const FunctionInfo& function, Arrays& inputs, int outputCount) {
-  Arrays results = invoke(function, inputs, outputCount);
+/// Of a function or a method.
+template <class Called>
+Arrays firstResults(const Called& called, Arrays& inputs, int outputCount) {
+  Arrays results = invoke(called, inputs, outputCount);
+  keepFirst(results, outputCount);
+  return results;
+}
+
+Arrays firstResultsOfMember(const MemberName& name, Arrays&& inputs, int outputCount) {
+  Arrays results = callMember(name, std::move(inputs), outputCount);
   keepFirst(results, outputCount);
   return results;
 }
@@ -219,9 +227,8 @@ Arrays Interpreter::callHost(const MemberName& name, const IndexStep* arguments,
       return callChangingMethod(*method, part->base.slot, part->steps, std::move(inputs), outputCount);
   }
   const CallDepth depth(*this);
-  Arrays results = callMember(name, std::move(inputs), outputCount);
-  keepFirst(results, outputCount);
-  return results;
+  if (method) return firstResults(*method, inputs, outputCount);
+  return firstResultsOfMember(name, std::move(inputs), outputCount);
 }
 
 namespace {
