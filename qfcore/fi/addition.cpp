@@ -135,8 +135,8 @@ bool sumExactly(const fi& a, const fi& b, fi& result) {
 struct fi::Sums {
   template <class Operation>
   static fi ofArrays(const fi& a, const fi& b) {
-    if (const Ones ones = onesFor(Operation::kKind, a, b); ones.format)
-      return fi(*ones.format, Operation::apply(ones.a, ones.b), a.ownTag(), OperationTypeEnum::Sum);
+    if (const Ones ones = Ones::of(Operation::kKind, a, b); ones.format)
+      return ones.result(Operation::apply(ones.a, ones.b), a, OperationTypeEnum::Sum);
     return ofMany<Operation>(a, b);
   }
 

@@ -86,8 +86,7 @@ class QFCORE_API fi : public HeldArray {
   /// Becomes what `other` is. A view, whose shape and type stay, takes its elements alone.
   fi& operator=(const fi& other);
   fi& operator=(fi&& other);
-  /// A view: own header and cursor, the elements shared with `other`, whose assignment quantizer it uses. It
-  /// cannot become complex.
+  /// A view: own header and cursor, elements and assignment quantizer those of `other`; stays real if it is.
   fi(const fi& other, CopyIndex);
   /// A reader: own header and cursor over the elements of `other`, which knows nothing of it, must outlive it
   /// and must not change meanwhile. Only what reads is defined.
@@ -541,6 +540,7 @@ class QFCORE_API fi : public HeldArray {
   struct MatrixProducts;
   struct Products;
   struct Sums;
+  struct Ones;
   /// Values without meaning, which the maker sets.
   fi(const Shape& dims, const NumericType& type, const fimath& math, bool isComplex, const Tag& tag,
      OperationTypeEnum operationType, unsigned precision = 0);

@@ -138,8 +138,8 @@ struct fi::Products {
   /// The product of single values, or what `others` makes of arrays.
   template <class Others>
   [[gnu::always_inline]] static fi ofOnesOr(Others others, const fi& a, const fi& b) {
-    if (const Ones ones = onesFor(ArrayFormat::Operation::Product, a, b); ones.format)
-      return fi(*ones.format, Multiply::apply(ones.a, ones.b), a.ownTag(), OperationTypeEnum::Product);
+    if (const Ones ones = Ones::of(ArrayFormat::Operation::Product, a, b); ones.format)
+      return ones.result(Multiply::apply(ones.a, ones.b), a, OperationTypeEnum::Product);
     return others(a, b);
   }
 

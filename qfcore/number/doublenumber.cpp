@@ -32,11 +32,6 @@ double storedInteger(const unsigned* words, int wordCount, bool isSigned, int wo
 
 /// Whether bodies may wait from now on.
 [[gnu::noinline]] bool doublenumber::Waiting::makesRoom() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  constexpr unsigned kMost = 0;  // the sanitizer finds misuse only of what is really freed
-#else
-  constexpr unsigned kMost = 64;
-#endif
   const bool isFirst = kMost > 0 && !atThreadEnd.act && !isOver;
   if (isFirst && tessel::noteThreadEnd(atThreadEnd, freeAll)) room = kMost;
   return room > 0;

@@ -43,6 +43,8 @@ class QFCORE_API doublenumber final : public numberrepbody {
     body->index_ = 0;
     return body;
   }
+  /// Whether one waits, so that `single` does nothing but take it. Told always where none ever do.
+  static bool isWaiting() { return Waiting::kMost == 0 || Waiting::list.first; }
   /// Deletes the body, or has it wait, as it is, for the thread's next single value: one is made and dropped
   /// for every temporary of a computation, and to make it anew would be most of its cost.
   static void drop(numberrepbody* body) noexcept;
@@ -167,6 +169,11 @@ class QFCORE_API doublenumber final : public numberrepbody {
   Storage* share() const;
   /// Bodies that wait in a thread, each a single value that nobody has.
   struct Waiting {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    static constexpr unsigned kMost = 0;  // the sanitizer finds misuse only of what is really freed
+#else
+    static constexpr unsigned kMost = 64;
+#endif
     doublenumber* first;
     unsigned room;  // for more; none before the thread's end has been noted, and after it
     bool isOver;

@@ -8,7 +8,7 @@ namespace EmbeddedTypeSystem {
 
 /// A numeric type that never changes, alone or as a part of what goes with it. Types are larger than most of
 /// what is done with a single value: whoever keeps one beside each value keeps a pointer.
-class SharedType : public embedded::Immutable {
+class QFCORE_API SharedType : public embedded::Immutable {
  public:
   explicit SharedType(const NumericType& type) : type_(type) {}
   virtual ~SharedType() = default;

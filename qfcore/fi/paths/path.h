@@ -59,21 +59,34 @@ template <class... Arrays>
                                      OperationTypeEnum operationType)
     : HeldArray(OneElement{}, held, format, tag, operationType, 0) {}
 
-/// One real double each, and the format of what an operation gives for them.
-struct Ones {
+/// Operands of one real double each, and the format of what an operation gives for them.
+struct fi::Ones {
   const ArrayFormat::Ptr* format;  ///< null where single values take the way of arrays
   double a, b;
-};
 
-/// Of operands whose results doubles carry, all of them values of their format, while nothing is recorded.
-/// Spares single values what arrays set up, once the operation has met their formats.
-inline Ones onesFor(ArrayFormat::Operation operation, const fi& a, const fi& b) {
-  if (!a.isOneDouble() || !b.isOneDouble() || b.numDims() != 2) return {};
-  const ArrayFormat::Result* known = a.ownFormat().knownResult(operation, b.ownFormat());
-  const bool isPlain = known && known->isExact && known->format->precision() <= kMaxDoublePrecision;
-  if (!isPlain || qlogger::getLogging() || elementPathOnly()) return {};
-  return {&known->format, a.oneDouble(), b.oneDouble()};
-}
+  /// Of operands whose results doubles carry, all of them values of their format, while nothing is recorded.
+  /// Spares single values what arrays set up, once the operation has met their formats.
+  [[gnu::always_inline]] static Ones of(ArrayFormat::Operation operation, const fi& a, const fi& b) {
+    if (!a.isOneDouble() || !b.isOneDouble() || b.numDims() != 2) return {};
+    const ArrayFormat::Result* known = a.ownFormat().knownResult(operation, b.ownFormat());
+    const bool isPlain = known && known->isExact && known->format->precision() <= kMaxDoublePrecision;
+    if (!isPlain || qlogger::getLogging() || elementPathOnly()) return {};
+    return {&known->format, a.oneDouble(), b.oneDouble()};
+  }
+  /// `value`, of the format, with the tag of the left operand.
+  [[gnu::always_inline]] fi result(double value, const fi& left, OperationTypeEnum operationType) const {
+    if (!doublenumber::isWaiting()) [[unlikely]]
+      return anew(*format, value, left.ownTag(), operationType);
+    return fi(*format, value, left.ownTag(), operationType);
+  }
+
+ private:
+  // Apart: with a call in them all others would keep registers for its end.
+  [[gnu::noinline]] static fi anew(const ArrayFormat::Ptr& format, double value, const Tag& tag,
+                                   OperationTypeEnum operationType) {
+    return fi(format, value, tag, operationType);
+  }
+};
 
 /// Whether an operation that has nothing but blocks beside its elements takes them.
 template <class... Arrays>
