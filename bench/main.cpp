@@ -95,8 +95,9 @@ the result's type and makes a new array each time, as scripts have it.
 {}
 `make bench` prints the same table. Times are the shortest of a few repetitions after a first call, on one core.
 `ratio` is the time over the reference's, the first line of its job; below 1 is faster. A goal without a name is told in
-the reference's times. The project's loops and the hand-written ones are compiled for several instruction sets, and the
-widest one that the processor has is used.
+the reference's times. Goals in nanoseconds were set on a machine on which the plain loop of `6000x32 times 32x1` takes 1.4
+for a multiply-add with sums of 64 bits; slower ones miss some. The project's loops and the hand-written ones are compiled
+for several instruction sets, and the widest one that the processor has is used.
 
 Times vary with the machine and its load; counts of instructions do not. `make bench-instructions` counts them with
 valgrind for each way of this system to do a job and fails when one has grown over what `bench/instructions.txt` keeps;
