@@ -99,9 +99,7 @@ class QFCORE_API number {
   // Pointers to values hold until a `resize`, and until the first view of this number is made.
   double* doubles() { return hasBody(kDoubleRepresentation) ? asDoubles()->values() : nullptr; }
   const double* doubles() const { return const_cast<number*>(this)->doubles(); }
-  /// Of a number that has one value and is no view: that value. Null for the other kind.
-  double* onlyDouble() { return holdsDoubles() ? &asDoubles()->onlyValue() : nullptr; }
-  /// The same of one that has doubles, as `holdsDoubles` tells.
+  /// Of a number that has one double, as `holdsDoubles` tells, and is no view: that value.
   double onlyValue() const { return const_cast<number*>(this)->asDoubles()->onlyValue(); }
   bool holdsDoubles() const { return hasBody(kDoubleRepresentation); }
   mpnumber* multiprecision() {

@@ -138,6 +138,12 @@ TEST_F(Paths, OfSingleValuesAreTheSameOnceTheirFormatsHaveMet) {
       }
     }
   }
+  // As many as are kept take the memory of none that was dropped.
+  qlogger::setLogging(false);
+  const fi a(0.75, types[0]), b(1.5, types[1]), expected[] = {a + b, a * b};
+  std::vector<fi> kept;
+  for (int k = 0; k < 200; ++k) kept.push_back(k % 2 == 0 ? a + b : a * b);
+  for (std::size_t k = 0; k < kept.size(); ++k) ASSERT_EQ(described(kept[k]), described(expected[k % 2]));
 }
 
 TEST_F(Paths, OfChangesThroughViewsReachTheTargetOrAreRefused) {

@@ -30,6 +30,9 @@ TEST(Array, IsAValue) {
     EXPECT_EQ(a.dims(), (Dimensions{0, 0}));  // what is moved from is an empty double
     EXPECT_EQ(a.arrayClass(), ArrayClass::Double);
     EXPECT_FALSE(moved.isEmpty());
+    moved.assignScalar(3);
+    EXPECT_EQ(moved.scalarValue(), 3);
+    EXPECT_EQ(moved.arrayClass(), ArrayClass::Double);
   }
   HostArray z = num(2), scalarCopy = z;
   z.mutableImag<double>()[0] = 3;
