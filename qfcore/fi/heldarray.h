@@ -80,7 +80,7 @@ class QFCORE_API HeldArray : public ArrayShape {
   /// Replaces the sizes; the storage stays as it is. Ends with `updateNumel`.
   void copyDimensions(const unsigned* dims, unsigned numDims);
   /// Whether the array has one real element, in doubles, and is no view; and the value of one that has.
-  bool isOneDouble() const { return numel_ == 1 && (isReal_ && !isView_) && realPart_.holdsDoubles(); }
+  bool isOneDouble() const { return numel_ == 1 && isReal_ && !isView_ && realPart_.holdsDoubles(); }
   double oneDouble() const { return realPart_.onlyValue(); }
   /// What `format` and `tag` are of an array that is no view.
   const ArrayFormat& ownFormat() const { return *format_; }
